@@ -1,0 +1,17 @@
+# Warnings, sanitizers and clang-tidy for the project's own targets; linked privately, so a consumer
+# of the library gets none of it.
+add_library(orx_compiler_settings INTERFACE)
+target_compile_options(orx_compiler_settings INTERFACE -Wall -Wextra -Werror -Wshadow
+                                                       -Wnon-virtual-dtor)
+if(ORX_SANITIZE)
+  if(NOT ORX_SANITIZE MATCHES "^(address|undefined|thread)$")
+    message(FATAL_ERROR "ORX_SANITIZE is '${ORX_SANITIZE}'; it takes address, undefined or thread")
+  endif()
+  # For the whole build, so that no object is left out.
+  add_compile_options(-fsanitize=${ORX_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ORX_SANITIZE})
+endif()
+if(ORX_CLANG_TIDY)
+  set(CMAKE_CXX_CLANG_TIDY clang-tidy --quiet)
+endif()

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/NotificationCenter.h>
+#include <ORXAccount/platform/Object.h>
+#include <ORXAccount/platform/URL.h>
+#include <ORXAccount/platform/Value.h>
+
+namespace orx {
+
+// The library's entry point: holds the application's credentials and restores the user of the last
+// run. Its properties may be read and set from any thread, though they are meant to be set once at
+// start-up.
+class ORX_EXPORT ORVAAccount final : public Object {
+ public:
+  // Made on first use and never destroyed.
+  static const std::shared_ptr<ORVAAccount>& sharedInstance();
+
+  // Stores the credentials, sets the two URLs, and makes the stored user current, which posts
+  // ORVAAccountUserDidChangeNotification when there is one. `launchOptions` are ignored. Nothing is
+  // checked: the service says what it thinks of the credentials. May be called again.
+  void initializeWithLaunchOptions_appKey_appID_isStage(
+      const std::optional<Dictionary>& launchOptions, std::optional<std::string> appKey,
+      std::optional<std::string> appID, bool isStage);
+
+  // Observes the change of the current user; does nothing.
+  void didUser(const Notification& notification);
+
+  bool isStage() const;
+  void setIsStage(bool isStage);
+  // Absent until set.
+  std::optional<std::string> appID() const;
+  void setAppID(std::optional<std::string> appID);
+  std::optional<std::string> appKey() const;
+  void setAppKey(std::optional<std::string> appKey);
+  // The endpoints of the development server in stage mode, else of the global production server;
+  // absent before initialisation. They only report: no call reads them.
+  std::optional<URL> lumCusInfoURL() const;
+  void setLumCusInfoURL(std::optional<URL> lumCusInfoURL);
+  std::optional<URL> orvaServiceURL() const;
+  void setOrvaServiceURL(std::optional<URL> orvaServiceURL);
+
+  ~ORVAAccount() override;
+
+ private:
+  ORVAAccount();
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace orx

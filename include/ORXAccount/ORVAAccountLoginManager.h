@@ -1,0 +1,86 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <ORXAccount/ORVAAccountLoginManagerDelegate.h>
+#include <ORXAccount/platform/Error.h>
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/Object.h>
+#include <ORXAccount/platform/Value.h>
+#include <ORXAccount/platform/XMLParser.h>
+
+namespace orx {
+
+class ORVAAccountUser;
+
+// Signs users in and out. A sign-in returns at once; when it succeeds it makes the new user current
+// (which stores it and posts ORVAAccountUserDidChangeNotification), and then its outcome goes to the
+// delegate. Sign-ins are not queued: several may be under way, and each reports when its own answer
+// has come.
+//
+// A sign-in throws std::invalid_argument on the calling thread, and sends nothing, when ORVAAccount
+// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Safe to
+// use from any thread.
+class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParserDelegate {
+ public:
+  // Made on first use and never destroyed.
+  static const std::shared_ptr<ORVAAccountLoginManager>& sharedInstance();
+  // A manager of one's own has no task list: its ticket sign-ins are never reported.
+  static std::shared_ptr<ORVAAccountLoginManager> init();
+
+  // The target server flag of ORVAAccountAPI; the manager keeps no copy.
+  static void setLoginServerIsCN(bool isCN);
+  static bool loginServerIsCN();
+
+  // Null when none is set or the one that was set is gone; outcomes are then dropped.
+  std::shared_ptr<ORVAAccountLoginManagerDelegate> delegate() const;
+  void setDelegate(const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate);
+
+  // The ticket sign-ins whose user data is being parsed at this moment: a snapshot of their task
+  // dictionaries, absent when the manager has no list.
+  std::optional<std::vector<Dictionary>> loginWithTicketTasks() const;
+  void setLoginWithTicketTasks(std::optional<std::vector<Dictionary>> loginWithTicketTasks);
+
+  void loginWithParameters(const std::optional<Dictionary>& parameters);
+  void loginOpenIDWithParameters(const std::optional<Dictionary>& parameters);
+  void loginOpenIDV2WithParameters(const std::optional<Dictionary>& parameters);
+  // An absent ticket throws std::invalid_argument.
+  void loginWithTicket(const std::optional<std::string>& ticket);
+
+  // Signs out on this machine: nobody is current and nothing is stored afterwards. Sends nothing and
+  // reports nothing to the delegate; changes nothing when nobody is signed in.
+  void logout();
+
+  // Hands one outcome to the delegate; drops it when there is none.
+  void didLoginWithUser_error(const std::shared_ptr<ORVAAccountUser>& user,
+                              const std::shared_ptr<Error>& error);
+
+  // The task of the ticket sign-in that this parser reads, found by the parser's identity; absent
+  // when there is none.
+  std::optional<Dictionary> taskDictionaryWithXMLParser(const XMLParser* parser) const;
+
+  // Reports of the parser of a ticket sign-in; not for hosts to call. A parser without a task here
+  // changes nothing.
+  void parser_foundCharacters(XMLParser& parser, std::string_view characters) override;
+  void parser_didEndElement_namespaceURI_qualifiedName(
+      XMLParser& parser, std::string_view elementName, std::optional<std::string_view> namespaceURI,
+      std::optional<std::string_view> qualifiedName) override;
+  void parser_parseErrorOccurred(XMLParser& parser, const std::shared_ptr<Error>& error) override;
+  void parserDidEndDocument(XMLParser& parser) override;
+
+  ~ORVAAccountLoginManager() override;
+
+ private:
+  ORVAAccountLoginManager();
+  struct State;
+
+  // Part of the record's layout; no operation uses it.
+  [[maybe_unused]] std::optional<std::string> returnData;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace orx

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <ORXAccount/platform/Coder.h>
+#include <ORXAccount/platform/Data.h>
+#include <ORXAccount/platform/Error.h>
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/URL.h>
+#include <ORXAccount/platform/Value.h>
+
+namespace orx {
+
+class DispatchSemaphore;
+class OperationQueue;
+class URLSessionDataTask;
+
+// Receives the outcome of one picture load, exactly once: the picture's bytes (which may be empty)
+// or an error. Runs on a background thread; it may block and start other work; it must not throw
+// (the process ends if it does).
+using ORVAAccountProfileImageBlock =
+    std::function<void(const std::optional<Data>& imageData, const std::shared_ptr<Error>& error)>;
+
+// The record of a signed-in user: the profile fields that the service returned at sign-in. Its
+// content never changes, so the accessors may be called from any thread. Two records are equal when
+// their fields are; a record's hash follows its identity all the same.
+class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
+ public:
+  // Wraps the very dictionary it is given. An absent one is accepted: every field reads as absent.
+  static std::shared_ptr<ORVAAccountUser> initWithUserInfo(std::optional<Dictionary> userInfo);
+
+  // Everything as the service sent it; absent when the record was made from nothing.
+  const std::optional<Dictionary>& userInfo() const { return userInfo_; }
+
+  // Single fields as text, absent when the field is missing or holds no text; a number or boolean
+  // comes as its text.
+  std::optional<std::string> login() const;
+  std::optional<std::string> email() const;
+  // The field "country", or "region" where that is missing or empty.
+  std::optional<std::string> country() const;
+  std::optional<std::string> cusID() const;
+  std::optional<std::string> ticket() const;
+  std::optional<std::string> firstName() const;
+  std::optional<std::string> lastName() const;
+  std::optional<std::string> nickName() const;
+  // Where the picture is, on the picture server of the user's own country; absent when the picture
+  // field makes no URL.
+  std::optional<URL> pictureURL() const;
+  // The instant of the birth date, read as UTC; absent unless it has the form 1985-07-14T08:30:00.
+  std::optional<std::chrono::sys_seconds> birthdate() const;
+  std::optional<std::string> mobile() const;
+  // The birth date as the service wrote it.
+  std::optional<std::string> birthdateString() const;
+  // True for a user whose country is "CHN".
+  bool isCNServer() const;
+
+  // True for this very record, and for a record with equal fields.
+  bool isEqual(const Object* object) const override;
+  // By fields alone: a record made from nothing equals no record, not even itself. Null gives false.
+  bool isEqualToUser(const ORVAAccountUser* user) const;
+
+  static bool supportsSecureCoding();
+  std::string_view archivedClassName() const override;
+  void encodeWithCoder(Coder& coder) const override;
+  // A record with the archived fields, and without a picture.
+  static std::shared_ptr<ORVAAccountUser> initWithCoder(const Coder& coder);
+
+  // The user who is signed in, null when nobody is. Never waits for storage.
+  static std::shared_ptr<ORVAAccountUser> currentUser();
+  // Makes `user` current (null: signs out), stores the change, and posts
+  // ORVAAccountUserDidChangeNotification; every observer has run, on the calling thread, when it
+  // returns. The record that is current already, and null when nobody is, change nothing. What the
+  // store could not keep is kept for this process.
+  static void setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user);
+  // What stands for the class itself as the sender of the notification.
+  static const std::shared_ptr<Object>& classObject();
+
+  // Loads the picture, or answers from memory once it has been loaded; returns at once. Loads of one
+  // record run one after the other. A status outside 200 to 299 gives an error of domain
+  // "ORVAAccountUserErrorDomain" with the status as its code; picture text that makes no URL gives
+  // NSURLErrorBadURL. An empty block loads all the same and reports to nobody.
+  void loadProfileImageDataWithCompletionBlock(ORVAAccountProfileImageBlock completionBlock);
+  // Hands one outcome to the block; does nothing when there is none.
+  void didLoadProfileImageData_error_completionBlock(
+      const std::optional<Data>& imageData, const std::shared_ptr<Error>& error,
+      const ORVAAccountProfileImageBlock& completionBlock) const;
+
+  // The state of picture loading. The library sets these; each is safe to read from any thread.
+  // The picture in memory; absent until one was loaded.
+  std::optional<Data> profileImageData() const;
+  void setProfileImageData(std::optional<Data> profileImageData);
+  // The request in flight; null when there is none.
+  std::shared_ptr<URLSessionDataTask> loadProfileImageTask() const;
+  void setLoadProfileImageTask(std::shared_ptr<URLSessionDataTask> loadProfileImageTask);
+  // The record's own serial queue; never null in a record that nobody changed.
+  std::shared_ptr<OperationQueue> userOperationQueue() const;
+  void setUserOperationQueue(std::shared_ptr<OperationQueue> userOperationQueue);
+  // The semaphore of the latest load; null before the first.
+  std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore() const;
+  void setLoadProfileImageSemaphore(std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore);
+
+  ~ORVAAccountUser() override;
+
+ private:
+  struct ImageState;
+  explicit ORVAAccountUser(std::optional<Dictionary> userInfo);
+  std::optional<std::string> field(std::string_view key) const;
+
+  std::optional<Dictionary> userInfo_;
+  std::unique_ptr<ImageState> imageState_;
+};
+
+}  // namespace orx

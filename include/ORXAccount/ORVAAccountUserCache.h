@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/Object.h>
+
+namespace orx {
+
+class ORVAAccountKeychain;
+class ORVAAccountUser;
+
+// Keeps the signed-in user across launches: the record in the keychain, tied by an installation UUID
+// to the application's user defaults. Processes of one application share the stored user. Safe to
+// use from any thread; calls may wait for the disk or the keychain.
+class ORX_EXPORT ORVAAccountUserCache final : public Object {
+ public:
+  // Made on first use, with the bundle identifier of that moment, and never destroyed.
+  static const std::shared_ptr<ORVAAccountUserCache>& sharedInstance();
+
+  // Stores the user, or removes what is stored when `user` is null. What could not be stored is not
+  // reported here.
+  void setCachedUser(const std::shared_ptr<ORVAAccountUser>& user);
+
+  // The stored user as a new record; null when there is none and when the store cannot be read. An
+  // item that belongs to another installation is removed.
+  std::shared_ptr<ORVAAccountUser> cachedUser();
+
+  ~ORVAAccountUserCache() override;
+
+ private:
+  ORVAAccountUserCache();
+
+  std::shared_ptr<ORVAAccountKeychain> userKeychain_;
+};
+
+}  // namespace orx

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/Object.h>
+#include <ORXAccount/platform/Value.h>
+
+namespace orx {
+
+// Key of the text for people in an error's user information.
+inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
+// Key of the URL text that a transport error concerns.
+inline constexpr std::string_view NSURLErrorFailingURLStringErrorKey =
+    "NSErrorFailingURLStringKey";
+
+// Domain of transport errors.
+inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
+// Domain of errors of readers (JSON) and of files.
+inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
+// Domain of the XML parser's errors; the code is the parser's own.
+inline constexpr std::string_view NSXMLParserErrorDomain = "NSXMLParserErrorDomain";
+
+// Codes of NSURLErrorDomain that this library delivers.
+inline constexpr std::int64_t NSURLErrorUnknown = -1;
+inline constexpr std::int64_t NSURLErrorCancelled = -999;
+inline constexpr std::int64_t NSURLErrorBadURL = -1000;
+inline constexpr std::int64_t NSURLErrorTimedOut = -1001;
+inline constexpr std::int64_t NSURLErrorUnsupportedURL = -1002;
+inline constexpr std::int64_t NSURLErrorCannotFindHost = -1003;
+inline constexpr std::int64_t NSURLErrorCannotConnectToHost = -1004;
+inline constexpr std::int64_t NSURLErrorNetworkConnectionLost = -1005;
+inline constexpr std::int64_t NSURLErrorHTTPTooManyRedirects = -1007;
+inline constexpr std::int64_t NSURLErrorBadServerResponse = -1011;
+inline constexpr std::int64_t NSURLErrorCannotDecodeRawData = -1015;
+inline constexpr std::int64_t NSURLErrorDataLengthExceedsMaximum = -1103;
+inline constexpr std::int64_t NSURLErrorSecureConnectionFailed = -1200;
+inline constexpr std::int64_t NSURLErrorServerCertificateUntrusted = -1202;
+
+// Code of NSCocoaErrorDomain for text that a reader refuses (JSON that is none).
+inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
+
+// An error record: a domain, a code that means something within that domain only, and a dictionary
+// of details. It never changes and may be read from any thread. "No error" is a null pointer, never
+// a code.
+class ORX_EXPORT Error final : public Object {
+ public:
+  static std::shared_ptr<Error> errorWithDomain_code_userInfo(std::string_view domain,
+                                                              std::int64_t code,
+                                                              Dictionary userInfo);
+
+  const std::string& domain() const { return domain_; }
+  std::int64_t code() const { return code_; }
+  // Empty when the error carries no details.
+  const Dictionary& userInfo() const { return userInfo_; }
+  // The text under NSLocalizedDescriptionKey (which may be empty); without one, a sentence that
+  // names the domain and the code.
+  std::string localizedDescription() const;
+
+  // The same domain, code and details.
+  bool isEqual(const Object* object) const override;
+
+ private:
+  Error(std::string_view domain, std::int64_t code, Dictionary userInfo);
+
+  std::string domain_;
+  std::int64_t code_;
+  Dictionary userInfo_;
+};
+
+}  // namespace orx

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include <ORXAccount/platform/Data.h>
+#include <ORXAccount/platform/Dictionary.h>
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/Object.h>
+
+namespace orx {
+
+using Array = std::vector<Value>;
+
+template <typename T>
+concept ValueInteger = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> &&
+                       !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
+                       !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+
+// One untyped value: the payload of a result, an entry of a parameter dictionary, of a
+// notification's information or of a task dictionary. It is null, a boolean, an integer (the whole
+// signed and unsigned 64-bit range), a double, UTF-8 text, data, an array, a dictionary or an opaque
+// object. Values are cheap to copy (arrays, dictionaries, data and objects are shared) and an
+// unchanging value may be read from any thread.
+class ORX_EXPORT Value {
+ public:
+  enum class Kind { Null, Boolean, Integer, Double, String, Data, Array, Dictionary, Object };
+
+  Value() noexcept = default;
+  Value(std::nullptr_t) noexcept {}
+  template <std::same_as<bool> T>
+  Value(T boolean) noexcept : content_(boolean) {}
+  template <ValueInteger T>
+  Value(T integer) noexcept {
+    if constexpr (std::is_signed_v<T>) {
+      content_ = static_cast<std::int64_t>(integer);
+    } else {
+      setUnsigned(static_cast<std::uint64_t>(integer));
+    }
+  }
+  Value(double number) noexcept : content_(number) {}
+  Value(std::string text) noexcept : content_(std::move(text)) {}
+  Value(std::string_view text) : content_(std::string(text)) {}
+  Value(const char* text) : content_(std::string(text)) {}
+  Value(orx::Data data) noexcept : content_(std::move(data)) {}
+  Value(orx::Array array);
+  Value(orx::Dictionary dictionary) noexcept : content_(std::move(dictionary)) {}
+  // A null pointer gives the null value.
+  template <std::derived_from<Object> T>
+  Value(std::shared_ptr<T> object) noexcept {
+    if (object) content_ = std::static_pointer_cast<orx::Object>(std::move(object));
+  }
+
+  Kind kind() const noexcept;
+  bool isNull() const noexcept { return kind() == Kind::Null; }
+
+  // Each of these gives the content when the value is of that kind, and nothing otherwise: no
+  // conversion is made, except that integer() and unsignedInteger() give any integer that their
+  // type can hold and number() gives integers too. The pointers live as long as this value.
+  std::optional<bool> boolean() const noexcept;
+  std::optional<std::int64_t> integer() const noexcept;
+  std::optional<std::uint64_t> unsignedInteger() const noexcept;
+  std::optional<double> number() const noexcept;
+  const std::string* string() const noexcept;
+  const orx::Data* data() const noexcept;
+  const orx::Array* array() const noexcept;
+  const orx::Dictionary* dictionary() const noexcept;
+  std::shared_ptr<orx::Object> object() const noexcept;
+  // The object when it is a T, else null.
+  template <std::derived_from<orx::Object> T>
+  std::shared_ptr<T> objectOf() const noexcept {
+    return std::dynamic_pointer_cast<T>(object());
+  }
+
+  // The text that stands for this value where text is asked for: text as it is, a number in the
+  // fewest digits that read back as the same number, a boolean as "true" or "false". Absent for
+  // null, data, arrays, dictionaries and objects.
+  std::optional<std::string> text() const;
+
+  // A text for people (a log line). Its form is not a format; it never fails.
+  std::string description() const;
+
+  // By content: integers and doubles by their numeric value, dictionaries without regard to order,
+  // objects by Object::isEqual. A boolean equals booleans only.
+  friend ORX_EXPORT bool operator==(const Value& left, const Value& right);
+
+ private:
+  void setUnsigned(std::uint64_t integer) noexcept;
+
+  std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, orx::Data,
+               std::shared_ptr<const orx::Array>, orx::Dictionary, std::shared_ptr<orx::Object>>
+      content_;
+};
+
+struct DictionaryEntry {
+  std::string key;
+  Value value;
+};
+
+}  // namespace orx

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+
+// Every ceiling of what the library reads, with its unit and reason. What a host may choose (the
+// size of an answer and of its headers) is in URLSessionConfiguration.
+namespace orx::limits {
+
+// Nested arrays and dictionaries. Values are destroyed and written recursively; the service nests
+// three deep.
+inline constexpr std::size_t jsonDepth = 512;
+
+// Open elements of an XML document. The service nests five deep.
+inline constexpr std::size_t xmlDepth = 1024;
+
+// Objects of one keyed archive. A user record has some fifty.
+inline constexpr std::size_t archiveObjects = 1'000'000;
+
+// Nested containers of one keyed archive; restored values are destroyed recursively.
+inline constexpr std::size_t archiveDepth = 512;
+
+// Bytes of a stored file (user defaults, keychain item) that is read into memory.
+inline constexpr std::size_t storedFileSize = 64U * 1024 * 1024;
+
+// Redirects that one transfer follows.
+inline constexpr long redirects = 20;
+
+}  // namespace orx::limits

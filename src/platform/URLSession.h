@@ -1,0 +1,93 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <ORXAccount/platform/Data.h>
+#include <ORXAccount/platform/Error.h>
+#include <ORXAccount/platform/Object.h>
+#include <ORXAccount/platform/URL.h>
+#include <ORXAccount/platform/URLSessionConfiguration.h>
+
+namespace orx {
+
+// One request as it is to be sent. Only what HTTP itself needs is added to the headers.
+struct URLRequest {
+  URL url;
+  std::string httpMethod = "GET";
+  std::vector<std::pair<std::string, std::string>> headerFields;
+  std::optional<std::string> httpBody;
+};
+
+// The head of a reply, of the last one when redirects were followed.
+class HTTPURLResponse final : public Object {
+ public:
+  HTTPURLResponse(std::string url, long statusCode,
+                  std::vector<std::pair<std::string, std::string>> headerFields)
+      : url_(std::move(url)), statusCode_(statusCode), headerFields_(std::move(headerFields)) {}
+
+  const std::string& url() const { return url_; }
+  long statusCode() const { return statusCode_; }
+  // In the order received, names as received.
+  const std::vector<std::pair<std::string, std::string>>& headerFields() const {
+    return headerFields_;
+  }
+
+ private:
+  std::string url_;
+  long statusCode_;
+  std::vector<std::pair<std::string, std::string>> headerFields_;
+};
+
+// A transfer. It fails only when no complete reply came: an HTTP 500 is a reply.
+class URLSessionDataTask final : public Object {
+ public:
+  // Starts the transfer and returns at once; a second call does nothing. A task that is dropped
+  // without having been started reports nothing.
+  void resume();
+
+  ~URLSessionDataTask() override;
+
+ private:
+  friend class URLSession;
+  struct State;
+  explicit URLSessionDataTask(std::shared_ptr<State> state);
+  std::shared_ptr<State> state_;
+};
+
+// A view on the process's one transfer engine with a delegate queue of its own. Dropping a session
+// or a task ends nothing: started transfers go on and report.
+class URLSession final : public Object {
+ public:
+  // Called once for each started task, on the session's serial queue (tasks of the shared session:
+  // each on a queue of its own), never inside resume(). A complete reply gives data and response; a
+  // transfer that broke in the body gives all three, data holding the bytes so far; any other
+  // failure gives the error alone. Must not throw.
+  using CompletionHandler = std::function<void(const std::optional<Data>& data,
+                                               const std::shared_ptr<HTTPURLResponse>& response,
+                                               const std::shared_ptr<Error>& error)>;
+
+  static std::shared_ptr<URLSession> sessionWithConfiguration(
+      URLSessionConfiguration configuration);
+  // Never destroyed; its tasks take the default configuration of the moment they are made.
+  static const std::shared_ptr<URLSession>& sharedSession();
+
+  std::shared_ptr<URLSessionDataTask> dataTaskWithRequest_completionHandler(
+      URLRequest request, CompletionHandler completionHandler);
+  // A GET. An absent URL makes a task that reports NSURLErrorBadURL without any request.
+  std::shared_ptr<URLSessionDataTask> dataTaskWithURL_completionHandler(
+      const std::optional<URL>& url, CompletionHandler completionHandler);
+
+  ~URLSession() override;
+
+ private:
+  struct State;
+  explicit URLSession(std::shared_ptr<State> state);
+  std::shared_ptr<State> state_;
+};
+
+}  // namespace orx
