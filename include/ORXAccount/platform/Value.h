@@ -18,7 +18,7 @@
 
 namespace orx {
 
-using Array = std::vector<Value>;
+struct Array;
 
 template <typename T>
 concept ValueInteger = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> &&
@@ -98,6 +98,10 @@ class ORX_EXPORT Value {
   std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, orx::Data,
                std::shared_ptr<const orx::Array>, orx::Dictionary, std::shared_ptr<orx::Object>>
       content_;
+};
+
+struct Array : std::vector<Value> {
+  using std::vector<Value>::vector;
 };
 
 struct DictionaryEntry {

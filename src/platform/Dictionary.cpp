@@ -1,0 +1,149 @@
+#include <ORXAccount/platform/Dictionary.h>
+
+#include <atomic>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include <ORXAccount/platform/Value.h>
+
+namespace orx {
+
+namespace {
+
+// Below this size looking at every entry is faster than any index.
+constexpr std::size_t kIndexedFrom = 16;
+
+const Value kNull;
+
+}  // namespace
+
+struct Dictionary::Content {
+  Content() = default;
+  Content(const Content& other) : entries(other.entries), index(other.index) {}
+  Content& operator=(const Content&) = delete;
+
+  std::optional<std::size_t> positionOf(std::string_view key) const {
+    if (entries.size() >= kIndexedFrom) {
+      const auto found = index.find(key);
+      return found == index.end() ? std::nullopt : std::optional(found->second);
+    }
+    for (std::size_t position = 0; position < entries.size(); ++position) {
+      if (entries[position].key == key) return position;
+    }
+    return std::nullopt;
+  }
+
+  void set(std::string key, Value value) {
+    if (const auto position = positionOf(key)) {
+      entries[*position].value = std::move(value);
+      return;
+    }
+    entries.push_back({std::move(key), std::move(value)});
+    if (entries.size() == kIndexedFrom) {
+      rebuildIndex();
+    } else if (entries.size() > kIndexedFrom) {
+      index.emplace(entries.back().key, entries.size() - 1);
+    }
+  }
+
+  void rebuildIndex() {
+    index.clear();
+    if (entries.size() < kIndexedFrom) return;
+    for (std::size_t position = 0; position < entries.size(); ++position) {
+      index.emplace(entries[position].key, position);
+    }
+  }
+
+  std::vector<Entry> entries;
+  // Ordered rather than hashed: keys come from outside, and no choice of keys makes this slow.
+  std::map<std::string, std::size_t, std::less<>> index;
+  // Set once a second handle exists and never cleared, so that whether a change needs a copy is
+  // known without racing against the other handles' end.
+  std::atomic<bool> shared{false};
+};
+
+Dictionary::Dictionary() noexcept = default;
+
+Dictionary::Dictionary(std::initializer_list<Entry> entries) {
+  for (const Entry& entry : entries) set(entry.key, entry.value);
+}
+
+Dictionary::Dictionary(const Dictionary& other) noexcept : content_(other.content_) {
+  if (content_) content_->shared.store(true, std::memory_order_relaxed);
+}
+
+Dictionary::Dictionary(Dictionary&& other) noexcept = default;
+
+Dictionary& Dictionary::operator=(const Dictionary& other) noexcept {
+  Dictionary copy(other);
+  content_.swap(copy.content_);
+  return *this;
+}
+
+Dictionary& Dictionary::operator=(Dictionary&& other) noexcept = default;
+
+Dictionary::~Dictionary() = default;
+
+std::size_t Dictionary::size() const noexcept { return content_ ? content_->entries.size() : 0; }
+
+bool Dictionary::empty() const noexcept { return size() == 0; }
+
+const Value* Dictionary::find(std::string_view key) const noexcept {
+  if (!content_) return nullptr;
+  const auto position = content_->positionOf(key);
+  return position ? &content_->entries[*position].value : nullptr;
+}
+
+const Value& Dictionary::operator[](std::string_view key) const noexcept {
+  const Value* value = find(key);
+  return value != nullptr ? *value : kNull;
+}
+
+void Dictionary::set(std::string key, Value value) {
+  changeable().set(std::move(key), std::move(value));
+}
+
+void Dictionary::remove(std::string_view key) {
+  if (find(key) == nullptr) return;
+  Content& content = changeable();
+  content.entries.erase(content.entries.begin() +
+                        static_cast<std::ptrdiff_t>(*content.positionOf(key)));
+  content.rebuildIndex();
+}
+
+const std::vector<DictionaryEntry>& Dictionary::entries() const noexcept {
+  static const std::vector<Entry> kNone;
+  return content_ ? content_->entries : kNone;
+}
+
+const DictionaryEntry* Dictionary::begin() const noexcept { return entries().data(); }
+
+const DictionaryEntry* Dictionary::end() const noexcept {
+  return entries().data() + entries().size();
+}
+
+bool Dictionary::isSameAs(const Dictionary& other) const noexcept {
+  return content_ == other.content_;
+}
+
+Dictionary::Content& Dictionary::changeable() {
+  if (!content_) {
+    content_ = std::make_shared<Content>();
+  } else if (content_->shared.load(std::memory_order_relaxed)) {
+    content_ = std::make_shared<Content>(*content_);
+  }
+  return *content_;
+}
+
+bool operator==(const Dictionary& left, const Dictionary& right) {
+  if (left.isSameAs(right)) return true;
+  if (left.size() != right.size()) return false;
+  for (const DictionaryEntry& entry : left) {
+    const Value* other = right.find(entry.key);
+    if (other == nullptr || !(entry.value == *other)) return false;
+  }
+  return true;
+}
+
+}  // namespace orx
