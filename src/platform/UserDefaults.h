@@ -1,12 +1,12 @@
 #pragma once
 
+#include <ORXAccount/platform/Error.h>
+#include <ORXAccount/platform/Object.h>
+
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <ORXAccount/platform/Error.h>
-#include <ORXAccount/platform/Object.h>
 
 namespace orx {
 

@@ -1,21 +1,20 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/Object.h>
+#include <ORXAccount/platform/Value.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
-
-#include <ORXAccount/platform/Export.h>
-#include <ORXAccount/platform/Object.h>
-#include <ORXAccount/platform/Value.h>
 
 namespace orx {
 
 // Key of the text for people in an error's user information.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
 // Key of the URL text that a transport error concerns.
-inline constexpr std::string_view NSURLErrorFailingURLStringErrorKey =
-    "NSErrorFailingURLStringKey";
+inline constexpr std::string_view NSURLErrorFailingURLStringErrorKey = "NSErrorFailingURLStringKey";
 
 // Domain of transport errors.
 inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
