@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace tool {
+
+// Asks on the terminal, without showing what is typed; the terminal is as before when this returns
+// or a signal ends or stops the process. Throws a Failure when there is no terminal to ask on and
+// when the answer is empty.
+std::string askForSecret(const std::string& prompt, const std::string& optionForScripts);
+
+// One line of standard input, without its line end. Throws a Failure when there is none.
+std::string readSecretLine(const std::string& option);
+
+}  // namespace tool
