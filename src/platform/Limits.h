@@ -13,6 +13,15 @@ inline constexpr std::size_t jsonDepth = 512;
 // Open elements of an XML document. The service nests five deep.
 inline constexpr std::size_t xmlDepth = 1024;
 
+// Entities that an XML document declares. They may be nested in each other, and each level costs
+// machine stack; the service declares none.
+inline constexpr std::size_t xmlEntities = 256;
+
+// How many times its own size a document may grow to by its entities, once it has grown beyond the
+// threshold (in bytes).
+inline constexpr float xmlAmplification = 4;
+inline constexpr unsigned long long xmlAmplificationThreshold = 64ULL * 1024;
+
 // Objects of one keyed archive. A user record has some fifty.
 inline constexpr std::size_t archiveObjects = 1'000'000;
 
