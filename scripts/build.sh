@@ -43,7 +43,7 @@ sources() {
 }
 
 fuzz_targets() {
-  find fuzz -name '*_fuzzer.cpp' -printf '%f ' | sed 's/_fuzzer\.cpp//g'
+  find fuzz -name '*Fuzzer.cpp' -printf '%f ' | sed 's/Fuzzer\.cpp//g'
 }
 
 # Whether this user may create or write the folder.

@@ -38,8 +38,7 @@ void runRegister(const GlobalOptions& options, const ParameterOptions& input) {
       {std::string(orx::kORVAAccountCusID), cusID},
       {"description", result->resultDescription() ? orx::Value(*result->resultDescription())
                                                   : orx::Value(nullptr)}};
-  Output(options.json)
-      .printDone("registered as customer " + cusID.text().value_or(""), fields);
+  Output(options.json).printDone("registered as customer " + cusID.text().value_or(""), fields);
 }
 
 void runRegisterV2(const GlobalOptions& options, const ParameterOptions& input) {
@@ -96,16 +95,15 @@ void runStatus(const GlobalOptions& options) {
     return url ? orx::Value(url->absoluteString()) : orx::Value(nullptr);
   };
   Output(options.json)
-      .printFields(
-          {{"version", orx::Value(orx::ORXAccountVersionNumber)},
-           {"signedIn", user != nullptr},
-           {"login", user ? orNull(user->login()) : orx::Value(nullptr)},
-           {"identifier", options.identifier},
-           {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
-           {"stage", account->isStage()},
-           {"lumCusInfoURL", text(account->lumCusInfoURL())},
-           {"orvaServiceURL", text(account->orvaServiceURL())},
-           {"credentials", account->appID() && account->appKey() ? "set" : "missing"}});
+      .printFields({{"version", ORXAccountVersionNumber},
+                    {"signedIn", user != nullptr},
+                    {"login", user ? orNull(user->login()) : orx::Value(nullptr)},
+                    {"identifier", options.identifier},
+                    {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
+                    {"stage", account->isStage()},
+                    {"lumCusInfoURL", text(account->lumCusInfoURL())},
+                    {"orvaServiceURL", text(account->orvaServiceURL())},
+                    {"credentials", account->appID() && account->appKey() ? "set" : "missing"}});
 }
 
 }  // namespace
@@ -122,7 +120,7 @@ void addAccountCommands(CLI::App& app, const GlobalOptions& options) {
   command = app.add_subcommand("register-openid-v2",
                                "Create an account for an identity of another provider");
   addProfileFields(*command, *input);
-  addOpenIDFields(*command, *input);
+  input->addOpenIDFields(*command);
   input->addTo(*command);
   command->callback([&options, input] { runRegisterV2(options, *input); });
 

@@ -40,9 +40,10 @@ std::pair<std::string, std::string> splitPair(const std::string& pair, const cha
 }
 
 Failure noMapping(const std::string& text) {
-  return usageFailure("--connect takes HOST=ADDRESS:PORT, for example "
-                      "account.orva.example=127.0.0.1:8443, not '" +
-                      text + "'");
+  return usageFailure(
+      "--connect takes HOST=ADDRESS:PORT, for example "
+      "account.orva.example=127.0.0.1:8443, not '" +
+      text + "'");
 }
 
 std::pair<std::string, orx::URLSessionConfiguration::Address> mapping(const std::string& text) {
@@ -104,6 +105,10 @@ void ParameterOptions::addTo(CLI::App& command) {
       .add_option("--set-json", jsonPairs_, "KEY=JSON: a parameter of any kind; may be repeated")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  refuseSecrets(command);
+}
+
+void ParameterOptions::refuseSecrets(CLI::App& command) {
   command
       .add_option_function<std::string>(
           "--password,--passwd,--ticket",
@@ -132,6 +137,11 @@ void ParameterOptions::addPasswordInput(CLI::App& command) {
 void ParameterOptions::addTicketInput(CLI::App& command) {
   command.add_flag("--ticket-stdin", ticketFromInput_,
                    "Read the ticket from a line of standard input");
+}
+
+void ParameterOptions::addOpenIDFields(CLI::App& command) {
+  addField(command, "--type", orx::kORVAAccountOpenIDType, "The provider's name")->required();
+  addField(command, "--uid", orx::kORVAAccountOpenIDUID, "The user's identity there")->required();
 }
 
 orx::Dictionary ParameterOptions::parameters() const {

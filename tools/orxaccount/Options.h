@@ -4,8 +4,10 @@
 #include <ORXAccount/platform/Value.h>
 
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tool {
@@ -33,14 +35,18 @@ orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& option
 // never stand on a command line.
 class ParameterOptions {
  public:
-  // Adds --set and --set-json, and refuses --password.
+  // Adds --set and --set-json, and refuses secrets.
   void addTo(CLI::App& command);
+  // Makes --password and --ticket say why they are refused.
+  static void refuseSecrets(CLI::App& command);
   // Adds an option whose text becomes the parameter `key`.
   CLI::Option* addField(CLI::App& command, const std::string& names, std::string_view key,
                         const std::string& description);
   // Adds --password-stdin or --ticket-stdin.
   void addPasswordInput(CLI::App& command);
   void addTicketInput(CLI::App& command);
+  // Adds --type and --uid, an identity of another provider; both are required.
+  void addOpenIDFields(CLI::App& command);
 
   bool passwordFromInput() const { return passwordFromInput_; }
   bool ticketFromInput() const { return ticketFromInput_; }

@@ -97,8 +97,8 @@ std::string printable(std::string_view text) {
   std::string shown;
   for (std::size_t at = 0; at < text.size(); ++at) {
     const auto byte = static_cast<unsigned char>(text[at]);
-    const bool c1 = byte == 0xc2 && at + 1 < text.size() &&
-                    static_cast<unsigned char>(text[at + 1]) < 0xa0;
+    const bool c1 =
+        byte == 0xc2 && at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xa0;
     if (c1) ++at;
     if (c1 || byte < 0x20 || byte == 0x7f) {
       shown.push_back(byte == '\n' || byte == '\t' ? ' ' : '?');

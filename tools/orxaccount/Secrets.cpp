@@ -88,6 +88,14 @@ std::string askForSecret(const std::string& prompt, const std::string& optionFor
   return answer;
 }
 
+std::string askForNewSecret(const std::string& prompt, const std::string& optionForScripts) {
+  std::string answer = askForSecret(prompt, optionForScripts);
+  if (askForSecret(prompt + " once more", optionForScripts) != answer) {
+    throw usageFailure("the two answers differ");
+  }
+  return answer;
+}
+
 std::string readSecretLine(const std::string& option) {
   std::string line;
   if (!std::getline(std::cin, line)) {
@@ -96,6 +104,11 @@ std::string readSecretLine(const std::string& option) {
   if (!line.empty() && line.back() == '\r') line.pop_back();
   if (line.empty()) throw usageFailure(option + ": the line is empty");
   return line;
+}
+
+std::string ticketFor(const ParameterOptions& input) {
+  if (input.ticketFromInput()) return readSecretLine("--ticket-stdin");
+  return askForSecret("Ticket", "--ticket-stdin");
 }
 
 }  // namespace tool

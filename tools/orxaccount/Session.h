@@ -14,7 +14,8 @@ namespace tool {
 // it reports on other threads.
 class Session {
  public:
-  // Configures the library and restores the stored user. Throws a Failure for options that are none.
+  // Configures the library and restores the stored user. Throws a Failure for options that are
+  // none.
   explicit Session(const GlobalOptions& options);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
