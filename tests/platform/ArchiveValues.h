@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <ORXAccount/platform/Value.h>
+
+namespace orx::testing {
+
+struct NamedValue {
+  std::string name;
+  Value value;
+};
+
+// Values of every kind that an archive can hold, ends and oddities included. With `NULs`, also text
+// that holds a NUL character, which not every other reader takes.
+std::vector<NamedValue> archiveValues(bool NULs);
+
+// `depth` containers, each in the next; 1 is an empty one.
+Value nested(std::size_t depth);
+
+}  // namespace orx::testing
