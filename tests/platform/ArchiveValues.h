@@ -1,9 +1,10 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include <ORXAccount/platform/Value.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace orx::testing {
 
@@ -11,6 +12,9 @@ struct NamedValue {
   std::string name;
   Value value;
 };
+
+// The value that holds integers only an unsigned type can hold.
+inline constexpr std::string_view kBeyondSignedIntegers = "beyond signed integers";
 
 // Values of every kind that an archive can hold, ends and oddities included. With `NULs`, also text
 // that holds a NUL character, which not every other reader takes.

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include <ORXAccount/platform/Value.h>
+
+#include <string>
 
 namespace orx::testing {
 

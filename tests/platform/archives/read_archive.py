@@ -1,4 +1,4 @@
-"""Prints the canonical text of what a keyed archive holds, read with plistlib alone."""
+"""Prints one line for each archive: the canonical text of what plistlib alone reads there."""
 
 import plistlib
 import sys
@@ -40,5 +40,6 @@ def read(archive):
     return restore(archive["$top"]["root"])
 
 
-with open(sys.argv[1], "rb") as file:
-    print(canonical(read(plistlib.load(file, fmt=plistlib.FMT_BINARY))), end="")
+for path in sys.argv[1:]:
+    with open(path, "rb") as file:
+        print(canonical(read(plistlib.load(file, fmt=plistlib.FMT_BINARY))))
