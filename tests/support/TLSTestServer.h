@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CertificateAuthority.h>
+#include <devserver/CertificateAuthority.h>
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 
 #include <atomic>
