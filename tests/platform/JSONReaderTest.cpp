@@ -205,7 +205,7 @@ TEST(JSONReader, RefusesAnAnswerCutAnywhere) {
 template <typename Work>
 std::chrono::nanoseconds shortestRun(Work work) {
   auto shortest = std::chrono::nanoseconds::max();
-  for (int run = 0; run < 5; ++run) {
+  for (int run = 0; run < 4; ++run) {
     const auto start = std::chrono::steady_clock::now();
     work();
     shortest =
@@ -224,15 +224,20 @@ std::string objectWithKeys(int count, const std::string& prefix) {
 }
 
 TEST(JSONReader, TakesTimeInProportionToTheNumberOfKeys) {
-  // A quadratic reader would take 64 times as long.
+  // Eight times the keys: a quadratic reader would take 64 times as long.
   for (const std::string& prefix : {std::string(), std::string(60, 'k')}) {
-    const std::string small = objectWithKeys(12'500, prefix);
-    const std::string large = objectWithKeys(100'000, prefix);
-    EXPECT_EQ(readGood(large).dictionary()->size(), 100'000U);
+    const std::string small = objectWithKeys(5'000, prefix);
+    const std::string large = objectWithKeys(40'000, prefix);
     const auto smallTime = shortestRun([&] { JSONObjectWithText(small); });
     const auto largeTime = shortestRun([&] { JSONObjectWithText(large); });
     EXPECT_LT(largeTime, 32 * smallTime);
   }
+}
+
+TEST(JSONReader, ReadsAHundredThousandKeys) {
+  const Value value = readGood(objectWithKeys(100'000, "k"));
+  EXPECT_EQ(value.dictionary()->size(), 100'000U);
+  EXPECT_EQ((*value.dictionary())["k99999"], Value(99'999));
 }
 
 TEST(JSONReader, ReadsAHundredThousandDuplicatesOfOneKey) {
