@@ -12,6 +12,12 @@ if(ORX_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ORX_SANITIZE})
 endif()
+if(ORX_LIBFUZZER)
+  # The library itself is what the fuzzer must see into.
+  add_compile_options(-fsanitize=fuzzer-no-link,address -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address)
+endif()
 if(ORX_CLANG_TIDY)
   set(CMAKE_CXX_CLANG_TIDY clang-tidy --quiet)
 endif()

@@ -13,11 +13,25 @@ inline constexpr std::size_t jsonDepth = 512;
 // Open elements of an XML document. The service nests five deep.
 inline constexpr std::size_t xmlDepth = 1024;
 
+// Entities that an XML document declares. They may be nested in each other, and each level costs
+// machine stack; the service declares none.
+inline constexpr std::size_t xmlEntities = 256;
+
+// How many times its own size a document may grow to by its entities, once it has grown beyond the
+// threshold (in bytes).
+inline constexpr float xmlAmplification = 4;
+inline constexpr unsigned long long xmlAmplificationThreshold = 64ULL * 1024;
+
 // Objects of one keyed archive. A user record has some fifty.
 inline constexpr std::size_t archiveObjects = 1'000'000;
 
 // Nested containers of one keyed archive; restored values are destroyed recursively.
 inline constexpr std::size_t archiveDepth = 512;
+
+// What one keyed archive may give beyond four times its own length: entries plus bytes of text and
+// data, each counted as often as it is referred to. References can fan out: thirty arrays that each
+// hold the next one twice are a billion entries to whoever compares or walks them.
+inline constexpr std::size_t archiveExpansion = 4U * 1024 * 1024;
 
 // Bytes of a stored file (user defaults, keychain item) that is read into memory.
 inline constexpr std::size_t storedFileSize = 64U * 1024 * 1024;

@@ -1,13 +1,13 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+
 #include <cstddef>
 #include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <ORXAccount/platform/Export.h>
 
 namespace orx {
 
@@ -35,7 +35,8 @@ class ORX_EXPORT Dictionary {
   std::size_t size() const noexcept;
   bool empty() const noexcept;
 
-  // The value under `key`, or null when there is none; it lives until this handle is changed or gone.
+  // The value under `key`, or null when there is none; it lives until this handle is changed or
+  // gone.
   const Value* find(std::string_view key) const noexcept;
   // The value under `key`; a missing key reads as the null value.
   const Value& operator[](std::string_view key) const noexcept;

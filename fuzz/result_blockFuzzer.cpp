@@ -1,0 +1,20 @@
+#include <stdexcept>
+
+#include "FuzzTarget.h"
+#include "oracles/ResultBlockOracle.h"
+
+static void compare(std::string_view text, orx::ResultBlockPattern pattern) {
+  const auto own = orx::testing::descriptionOf(orx::matchResultBlock(text, pattern));
+  try {
+    const auto expected =
+        orx::testing::descriptionOf(orx::testing::matchResultBlockByPattern(text, pattern));
+    ORX_FUZZ_CHECK(own == expected);
+  } catch (const std::runtime_error&) {
+    // The oracle has run into its own backtracking limit: nothing to compare with.
+  }
+}
+
+ORX_FUZZ_TARGET(text) {
+  compare(text, orx::ResultBlockPattern::Lenient);
+  compare(text, orx::ResultBlockPattern::Strict);
+}
