@@ -1,4 +1,5 @@
-# What more than one folder links; imported targets are seen below the folder that finds them.
+# Shared by several folders (imported targets are seen below the folder that finds them); what one
+# folder alone needs is found there.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)

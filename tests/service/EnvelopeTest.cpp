@@ -56,8 +56,7 @@ TEST(Envelope, LeavesAPlaceholderInsideAnArgumentAlone) {
 }
 
 TEST(Envelope, AbsentCredentialsAreEmptyText) {
-  const std::string text =
-      filled(lumcusinfo_asmx_pattern, "api", "{}", std::nullopt, std::nullopt);
+  const std::string text = filled(lumcusinfo_asmx_pattern, "api", "{}", std::nullopt, std::nullopt);
   EXPECT_NE(text.find("<AppID></AppID><AppKey></AppKey>"), std::string::npos);
 }
 

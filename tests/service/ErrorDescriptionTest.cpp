@@ -16,12 +16,9 @@ std::shared_ptr<Error> errorFor(const std::optional<std::string>& description) {
 
 TEST(ErrorWithDescription, GivesEachOfTheServicesTextsItsCode) {
   const std::vector<std::pair<std::string, std::int64_t>> rows{
-      {"AppID Error", 0},
-      {"AppKey Error", 1},
-      {"ApiID Error", 2},
-      {"This account already registered", 3},
-      {"password error", 4},
-      {"passwd can not empty or be 8~25 in length", 5},
+      {"AppID Error", 0},        {"AppKey Error", 1},
+      {"ApiID Error", 2},        {"This account already registered", 3},
+      {"password error", 4},     {"passwd can not empty or be 8~25 in length", 5},
       {"Email Format Error", 6},
   };
   for (const auto& [description, code] : rows) {

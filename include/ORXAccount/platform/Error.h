@@ -41,6 +41,8 @@ inline constexpr std::int64_t NSURLErrorServerCertificateUntrusted = -1202;
 
 // Code of NSCocoaErrorDomain for text that a reader refuses (JSON that is none).
 inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
+// Code of NSCocoaErrorDomain for an archive that cannot be read.
+inline constexpr std::int64_t NSCoderReadCorruptError = 4864;
 
 // An error record: a domain, a code that means something within that domain only, and a dictionary
 // of details. It never changes and may be read from any thread. "No error" is a null pointer, never
