@@ -72,4 +72,9 @@ bool ConnectionSockets::peerHasClosed(const Ends& ends) {
   return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
+void ConnectionSockets::closeAll() {
+  for (const int descriptor : unnamed_) ::close(descriptor);
+  for (const auto& [ends, descriptor] : named_) ::close(descriptor);
+}
+
 }  // namespace orx

@@ -28,6 +28,9 @@ class ConnectionSockets {
   // byte would not tell: TLS's goodbye stands before the end. False for an unknown connection.
   bool peerHasClosed(const Ends& ends);
 
+  // In the child of a fork, whose connections these are not: lets go of them without a word.
+  void closeAll();
+
  private:
   void nameTheUnnamed();
 

@@ -145,8 +145,9 @@ TransferEngine::TransferEngine() : state_(new State) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   holdAcrossFork(ForkRank::transferEngine, workMutex_);
   holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
-    // The parent's transfers are not the child's. Nothing of them is closed or freed: that would
-    // say goodbye on the parent's connections.
+    // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
+    // on the parent's connections.
+    state_->surroundings.sockets.closeAll();
     state_ = new State;
   });
   // After libcurl and OpenSSL have registered theirs, so before they are taken down.
