@@ -52,7 +52,9 @@ Outcome run(const std::shared_ptr<XMLParser>& parser) {
   EXPECT_EQ(parser->parserError(), nullptr);
   const bool good = parser->parse();
   EXPECT_EQ(good, parser->parserError() == nullptr);
-  if (!good) EXPECT_EQ(parser->parserError()->domain(), NSXMLParserErrorDomain);
+  if (!good) {
+    EXPECT_EQ(parser->parserError()->domain(), NSXMLParserErrorDomain);
+  }
   return {recorder->report, parser->parserError()};
 }
 
