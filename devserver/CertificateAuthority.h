@@ -29,8 +29,8 @@ class CertificateAuthority {
     std::chrono::hours from{-24};
     std::chrono::hours until{24 * 365};
   };
-  // Names are DNS names or IP addresses; validity counts from now, so a certificate that has expired
-  // can be asked for.
+  // Names are DNS names or IP addresses; validity counts from now, so a certificate that has
+  // expired can be asked for.
   ServerCertificate issue(const std::vector<std::string>& names, Validity validity) const;
   ServerCertificate issue(const std::vector<std::string>& names) const {
     return issue(names, Validity{});

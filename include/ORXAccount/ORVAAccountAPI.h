@@ -1,12 +1,5 @@
 #pragma once
 
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include <ORXAccount/ORVAAccountAPIResult.h>
 #include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Export.h>
@@ -14,15 +7,21 @@
 #include <ORXAccount/platform/Value.h>
 #include <ORXAccount/platform/XMLParser.h>
 
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
 namespace orx {
 
-// Receives the outcome of one call, exactly once: a result and a null error, or a null result and an
-// error. Runs on the background queue of that call's own session, never inside the call that started
-// it. It may block, start other calls and change the current user; it must not throw (the process
-// ends if it does).
-using ORVAAccountAPICompletionHandler =
-    std::function<void(const std::shared_ptr<ORVAAccountAPIResult>& result,
-                       const std::shared_ptr<Error>& error)>;
+// Receives the outcome of one call, exactly once: a result and a null error, or a null result and
+// an error. Runs on the background queue of that call's own session, never inside the call that
+// started it. It may block, start other calls and change the current user; it must not throw (the
+// process ends if it does).
+using ORVAAccountAPICompletionHandler = std::function<void(
+    const std::shared_ptr<ORVAAccountAPIResult>& result, const std::shared_ptr<Error>& error)>;
 
 // The client of the account web service. Every operation builds and starts its request on the
 // calling thread, returns at once, and reports through its completion handler. There is no
@@ -30,11 +29,11 @@ using ORVAAccountAPICompletionHandler =
 //
 // For all operations: an empty completion handler, or parameters that cannot be written as JSON
 // (absent where they are required, NaN, infinities, data, objects, text that is not UTF-8), throw
-// std::invalid_argument on the calling thread; nothing is sent. A transfer that fails gives an error
-// of NSURLErrorDomain. The target server flag is read when the call is made.
+// std::invalid_argument on the calling thread; nothing is sent. A transfer that fails gives an
+// error of NSURLErrorDomain. The target server flag is read when the call is made.
 //
-// Thread safety: operations may be started from any thread. appID and appKey are plain fields, to be
-// set before calls are started. A pending call keeps what it needs alive; the caller need not.
+// Thread safety: operations may be started from any thread. appID and appKey are plain fields, to
+// be set before calls are started. A pending call keeps what it needs alive; the caller need not.
 class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate {
  public:
   // `options` holds text under kORVAAccountAppID and kORVAAccountAppKey. A missing one leaves the
@@ -86,8 +85,9 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   // the payload is the ReturnData text, empty when there was none. Another status gives an error of
   // domain "ORVAAccountAPIErrorDomain" with the status as its code. This object may go while the
   // request runs.
-  void apToWebSSOWithParameters_completionHandler(const std::optional<Dictionary>& parameters,
-                                                  ORVAAccountAPICompletionHandler completionHandler);
+  void apToWebSSOWithParameters_completionHandler(
+      const std::optional<Dictionary>& parameters,
+      ORVAAccountAPICompletionHandler completionHandler);
 
   // Registers, or signs in, an account of another provider over the JSON interface; always at the
   // global production server. `parameters` may be absent. An absent appID or appKey throws
@@ -106,13 +106,13 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   void getUserData_completionHandler(const std::optional<Dictionary>& parameters,
                                      ORVAAccountAPICompletionHandler completionHandler);
 
-  // The task of the answer that this parser reads, found by the parser's identity; absent when there
-  // is none.
+  // The task of the answer that this parser reads, found by the parser's identity; absent when
+  // there is none.
   std::optional<Dictionary> taskDictionaryWithParser(const XMLParser* parser) const;
 
   // Fetches one of the service's lists of values. Every answer is a success, a failed transfer
-  // included: the payload is the ReturnData text parsed as JSON, null when there is nothing to read.
-  // The name is sent as it stands. This object may go while the request runs.
+  // included: the payload is the ReturnData text parsed as JSON, null when there is nothing to
+  // read. The name is sent as it stands. This object may go while the request runs.
   void parameterListWithName_completionHandler(std::string_view name,
                                                ORVAAccountAPICompletionHandler completionHandler);
   void countryListWithCompletionHandler(ORVAAccountAPICompletionHandler completionHandler);
@@ -120,8 +120,8 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   void educationListWithCompletionHandler(ORVAAccountAPICompletionHandler completionHandler);
   void professionalListWithCompletionHandler(ORVAAccountAPICompletionHandler completionHandler);
 
-  // Reports of the parser of a user-data answer; not for hosts to call. A parser without a task here
-  // changes nothing.
+  // Reports of the parser of a user-data answer; not for hosts to call. A parser without a task
+  // here changes nothing.
   void parser_foundCharacters(XMLParser& parser, std::string_view characters) override;
   void parser_didEndElement_namespaceURI_qualifiedName(
       XMLParser& parser, std::string_view elementName, std::optional<std::string_view> namespaceURI,

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <memory>
-#include <optional>
-#include <string>
-
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
 #include <ORXAccount/platform/Value.h>
+
+#include <memory>
+#include <optional>
+#include <string>
 
 namespace orx {
 

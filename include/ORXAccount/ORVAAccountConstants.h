@@ -1,9 +1,9 @@
 #pragma once
 
-#include <string_view>
-
 #include <ORXAccount/BuildOptions.h>
 #include <ORXAccount/platform/Export.h>
+
+#include <string_view>
 
 // The texts of the account service's interface. A host may spell any of them out instead: texts are
 // compared, never the constants' identity.

@@ -1,15 +1,15 @@
 #pragma once
 
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
 #include <ORXAccount/platform/SecItem.h>
 #include <ORXAccount/platform/Value.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace orx {
 

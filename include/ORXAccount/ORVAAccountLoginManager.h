@@ -1,11 +1,5 @@
 #pragma once
 
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include <ORXAccount/ORVAAccountLoginManagerDelegate.h>
 #include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Export.h>
@@ -13,18 +7,25 @@
 #include <ORXAccount/platform/Value.h>
 #include <ORXAccount/platform/XMLParser.h>
 
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
 namespace orx {
 
+class ORVAAccountAPIResult;
 class ORVAAccountUser;
 
 // Signs users in and out. A sign-in returns at once; when it succeeds it makes the new user current
-// (which stores it and posts ORVAAccountUserDidChangeNotification), and then its outcome goes to the
-// delegate. Sign-ins are not queued: several may be under way, and each reports when its own answer
-// has come.
+// (which stores it and posts ORVAAccountUserDidChangeNotification), and then its outcome goes to
+// the delegate. Sign-ins are not queued: several may be under way, and each reports when its own
+// answer has come.
 //
 // A sign-in throws std::invalid_argument on the calling thread, and sends nothing, when ORVAAccount
-// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Safe to
-// use from any thread.
+// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Safe
+// to use from any thread.
 class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParserDelegate {
  public:
   // Made on first use and never destroyed.
@@ -51,8 +52,8 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   // An absent ticket throws std::invalid_argument.
   void loginWithTicket(const std::optional<std::string>& ticket);
 
-  // Signs out on this machine: nobody is current and nothing is stored afterwards. Sends nothing and
-  // reports nothing to the delegate; changes nothing when nobody is signed in.
+  // Signs out on this machine: nobody is current and nothing is stored afterwards. Sends nothing
+  // and reports nothing to the delegate; changes nothing when nobody is signed in.
   void logout();
 
   // Hands one outcome to the delegate; drops it when there is none.
@@ -76,6 +77,9 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
 
  private:
   ORVAAccountLoginManager();
+  void didFetchUserData(const std::string& ticket,
+                        const std::shared_ptr<ORVAAccountAPIResult>& result,
+                        const std::shared_ptr<Error>& error);
   struct State;
 
   // Part of the record's layout; no operation uses it.

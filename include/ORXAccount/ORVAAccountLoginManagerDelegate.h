@@ -1,9 +1,9 @@
 #pragma once
 
-#include <memory>
-
 #include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Export.h>
+
+#include <memory>
 
 namespace orx {
 
@@ -16,9 +16,9 @@ class ORX_EXPORT ORVAAccountLoginManagerDelegate {
   virtual ~ORVAAccountLoginManagerDelegate();
 
   // Called once for each sign-in, on a background thread. `user` is the user who is current at this
-  // moment (null when nobody is), after a failure the one from before; the error alone tells failure
-  // from success. Optional: does nothing unless overridden. It may block, start other sign-ins, sign
-  // out and change the delegate; it must not throw (the process ends if it does).
+  // moment (null when nobody is), after a failure the one from before; the error alone tells
+  // failure from success. Optional: does nothing unless overridden. It may block, start other
+  // sign-ins, sign out and change the delegate; it must not throw (the process ends if it does).
   virtual void loginManager_didLoginWithUser_error(ORVAAccountLoginManager& manager,
                                                    const std::shared_ptr<ORVAAccountUser>& user,
                                                    const std::shared_ptr<Error>& error);

@@ -1,18 +1,18 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-
 #include <ORXAccount/platform/Coder.h>
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/URL.h>
 #include <ORXAccount/platform/Value.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace orx {
 
@@ -61,7 +61,8 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
 
   // True for this very record, and for a record with equal fields.
   bool isEqual(const Object* object) const override;
-  // By fields alone: a record made from nothing equals no record, not even itself. Null gives false.
+  // By fields alone: a record made from nothing equals no record, not even itself. Null gives
+  // false.
   bool isEqualToUser(const ORVAAccountUser* user) const;
 
   static bool supportsSecureCoding();
@@ -80,8 +81,8 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // What stands for the class itself as the sender of the notification.
   static const std::shared_ptr<Object>& classObject();
 
-  // Loads the picture, or answers from memory once it has been loaded; returns at once. Loads of one
-  // record run one after the other. A status outside 200 to 299 gives an error of domain
+  // Loads the picture, or answers from memory once it has been loaded; returns at once. Loads of
+  // one record run one after the other. A status outside 200 to 299 gives an error of domain
   // "ORVAAccountUserErrorDomain" with the status as its code; picture text that makes no URL gives
   // NSURLErrorBadURL. An empty block loads all the same and reports to nobody.
   void loadProfileImageDataWithCompletionBlock(ORVAAccountProfileImageBlock completionBlock);
@@ -110,6 +111,11 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   struct ImageState;
   explicit ORVAAccountUser(std::optional<Dictionary> userInfo);
   std::optional<std::string> field(std::string_view key) const;
+  void loadProfileImage(const ORVAAccountProfileImageBlock& completionBlock,
+                        std::function<void()> finish);
+  void didReceiveProfileImage(const std::optional<Data>& data, long statusCode,
+                              const std::shared_ptr<Error>& error,
+                              const ORVAAccountProfileImageBlock& completionBlock);
 
   std::optional<Dictionary> userInfo_;
   std::unique_ptr<ImageState> imageState_;

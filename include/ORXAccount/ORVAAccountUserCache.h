@@ -1,18 +1,18 @@
 #pragma once
 
-#include <memory>
-
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
+
+#include <memory>
 
 namespace orx {
 
 class ORVAAccountKeychain;
 class ORVAAccountUser;
 
-// Keeps the signed-in user across launches: the record in the keychain, tied by an installation UUID
-// to the application's user defaults. Processes of one application share the stored user. Safe to
-// use from any thread; calls may wait for the disk or the keychain.
+// Keeps the signed-in user across launches: the record in the keychain, tied by an installation
+// UUID to the application's user defaults. Processes of one application share the stored user. Safe
+// to use from any thread; calls may wait for the disk or the keychain.
 class ORX_EXPORT ORVAAccountUserCache final : public Object {
  public:
   // Made on first use, with the bundle identifier of that moment, and never destroyed.

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <ORXAccount/platform/URL.h>
+
 #include <string>
 #include <string_view>
-
-#include <ORXAccount/platform/URL.h>
 
 namespace orx {
 

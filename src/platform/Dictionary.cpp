@@ -1,11 +1,10 @@
 #include <ORXAccount/platform/Dictionary.h>
+#include <ORXAccount/platform/Value.h>
 
 #include <atomic>
 #include <map>
 #include <optional>
 #include <utility>
-
-#include <ORXAccount/platform/Value.h>
 
 namespace orx {
 

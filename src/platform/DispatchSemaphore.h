@@ -1,10 +1,10 @@
 #pragma once
 
+#include <ORXAccount/platform/Object.h>
+
 #include <cstddef>
 #include <functional>
 #include <memory>
-
-#include <ORXAccount/platform/Object.h>
 
 namespace orx {
 
@@ -13,8 +13,8 @@ class DispatchSemaphore final : public Object {
  public:
   static std::shared_ptr<DispatchSemaphore> createWithCount(std::size_t count);
 
-  // Runs `then` once the count allows: at once on this thread, or later inside the signal that makes
-  // it so. Waiters go on in the order in which they came.
+  // Runs `then` once the count allows: at once on this thread, or later inside the signal that
+  // makes it so. Waiters go on in the order in which they came.
   void wait_then(std::function<void()> then);
   void signal();
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <ORXAccount/platform/Error.h>
+#include <ORXAccount/platform/Value.h>
+
 #include <memory>
 #include <string>
 #include <string_view>
-
-#include <ORXAccount/platform/Error.h>
-#include <ORXAccount/platform/Value.h>
 
 namespace orx::JSONSerialization {
 
@@ -19,8 +19,8 @@ struct Reading {
   std::shared_ptr<Error> error;  // null when the text was JSON (NSCocoaErrorDomain, 3840)
 };
 
-// Reads one JSON value of any kind. Text that is empty, not UTF-8, begins with a byte order mark, is
-// followed by anything but white space, or is nested beyond the limit, is an error.
+// Reads one JSON value of any kind. Text that is empty, not UTF-8, begins with a byte order mark,
+// is followed by anything but white space, or is nested beyond the limit, is an error.
 Reading JSONObjectWithText(std::string_view text);
 
 }  // namespace orx::JSONSerialization

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <functional>
-#include <memory>
-#include <string_view>
-
 #include <ORXAccount/platform/Coder.h>
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Value.h>
+
+#include <functional>
+#include <memory>
+#include <string_view>
 
 // Keyed archives in the platform's binary property-list form.
 namespace orx {

@@ -1,16 +1,16 @@
 #pragma once
 
+#include <ORXAccount/platform/Object.h>
+
 #include <cstddef>
 #include <functional>
 #include <memory>
 
-#include <ORXAccount/platform/Object.h>
-
 namespace orx {
 
 // Runs operations off the caller's thread, over the shared worker pool: an idle queue costs no
-// thread. Operations start in the order in which they were added. A queue that is dropped still runs
-// what was added to it. Operations must not throw.
+// thread. Operations start in the order in which they were added. A queue that is dropped still
+// runs what was added to it. Operations must not throw.
 class OperationQueue final : public Object {
  public:
   // At most `maxConcurrentOperationCount` operations at a time; 0 sets no limit.

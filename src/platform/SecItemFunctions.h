@@ -1,10 +1,10 @@
 #pragma once
 
-#include <optional>
-
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/SecItem.h>
 #include <ORXAccount/platform/Value.h>
+
+#include <optional>
 
 namespace orx {
 

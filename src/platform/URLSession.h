@@ -1,17 +1,17 @@
 #pragma once
 
+#include <ORXAccount/platform/Data.h>
+#include <ORXAccount/platform/Error.h>
+#include <ORXAccount/platform/Object.h>
+#include <ORXAccount/platform/URL.h>
+#include <ORXAccount/platform/URLSessionConfiguration.h>
+
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <ORXAccount/platform/Data.h>
-#include <ORXAccount/platform/Error.h>
-#include <ORXAccount/platform/Object.h>
-#include <ORXAccount/platform/URL.h>
-#include <ORXAccount/platform/URLSessionConfiguration.h>
 
 namespace orx {
 

@@ -50,8 +50,7 @@ std::string joined(const Dictionary& dictionary) {
 
 }  // namespace
 
-Value::Value(orx::Array array)
-    : content_(std::make_shared<const orx::Array>(std::move(array))) {}
+Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}
 
 void Value::setUnsigned(std::uint64_t integer) noexcept {
   // One representation for each integer, so that kinds of storage need not be compared.
@@ -63,8 +62,8 @@ void Value::setUnsigned(std::uint64_t integer) noexcept {
 }
 
 Value::Kind Value::kind() const noexcept {
-  constexpr std::array kinds{Kind::Null,    Kind::Boolean, Kind::Integer, Kind::Integer,
-                             Kind::Double,  Kind::String,  Kind::Data,    Kind::Array,
+  constexpr std::array kinds{Kind::Null,       Kind::Boolean, Kind::Integer, Kind::Integer,
+                             Kind::Double,     Kind::String,  Kind::Data,    Kind::Array,
                              Kind::Dictionary, Kind::Object};
   static_assert(kinds.size() == std::variant_size_v<decltype(content_)>);
   return kinds[content_.index()];

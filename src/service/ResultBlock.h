@@ -25,8 +25,9 @@ struct ResultBlock {
 
 enum class ResultBlockPattern { Lenient, Strict };
 
-// The first match of the pattern (case-insensitive, "." stops at every line terminator) in the whole
-// answer; absent when there is none or the answer is not UTF-8. Time is linear in the answer's length.
+// The first match of the pattern (case-insensitive, "." stops at every line terminator) in the
+// whole answer; absent when there is none or the answer is not UTF-8. Time is linear in the
+// answer's length.
 std::optional<ResultBlock> matchResultBlock(std::string_view answer, ResultBlockPattern pattern);
 
 }  // namespace orx

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+
 #include <memory>
 #include <optional>
 #include <string>
-
-#include <ORXAccount/platform/Export.h>
 
 namespace orx {
 

@@ -1,15 +1,15 @@
 #pragma once
 
-#include <string_view>
-
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
 #include <ORXAccount/platform/Value.h>
 
+#include <string_view>
+
 namespace orx {
 
-// The keyed fields of one object inside an archive: written while the object is being archived, read
-// while it is being restored. Lives for the length of that call.
+// The keyed fields of one object inside an archive: written while the object is being archived,
+// read while it is being restored. Lives for the length of that call.
 class ORX_EXPORT Coder {
  public:
   virtual ~Coder();

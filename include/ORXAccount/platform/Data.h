@@ -1,12 +1,12 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string_view>
 #include <vector>
-
-#include <ORXAccount/platform/Export.h>
 
 namespace orx {
 

@@ -1,13 +1,14 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+
+#include <concepts>
 #include <cstddef>
 #include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <ORXAccount/platform/Export.h>
 
 namespace orx {
 
@@ -35,13 +36,17 @@ class ORX_EXPORT Dictionary {
   std::size_t size() const noexcept;
   bool empty() const noexcept;
 
-  // The value under `key`, or null when there is none; it lives until this handle is changed or gone.
+  // The value under `key`, or null when there is none; it lives until this handle is changed or
+  // gone.
   const Value* find(std::string_view key) const noexcept;
   // The value under `key`; a missing key reads as the null value.
   const Value& operator[](std::string_view key) const noexcept;
 
   // Replaces the value of a known key in its place, or adds a new entry at the end.
   void set(std::string key, Value value);
+  // For keys that are constants.
+  template <std::same_as<std::string_view> Key>
+  void set(Key key, Value value);
   // Removes the entry; an unknown key changes nothing.
   void remove(std::string_view key);
 

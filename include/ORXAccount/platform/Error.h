@@ -1,21 +1,20 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/Object.h>
+#include <ORXAccount/platform/Value.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
-
-#include <ORXAccount/platform/Export.h>
-#include <ORXAccount/platform/Object.h>
-#include <ORXAccount/platform/Value.h>
 
 namespace orx {
 
 // Key of the text for people in an error's user information.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
 // Key of the URL text that a transport error concerns.
-inline constexpr std::string_view NSURLErrorFailingURLStringErrorKey =
-    "NSErrorFailingURLStringKey";
+inline constexpr std::string_view NSURLErrorFailingURLStringErrorKey = "NSErrorFailingURLStringKey";
 
 // Domain of transport errors.
 inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
@@ -42,6 +41,8 @@ inline constexpr std::int64_t NSURLErrorServerCertificateUntrusted = -1202;
 
 // Code of NSCocoaErrorDomain for text that a reader refuses (JSON that is none).
 inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
+// Code of NSCocoaErrorDomain for an archive that cannot be read.
+inline constexpr std::int64_t NSCoderReadCorruptError = 4864;
 
 // An error record: a domain, a code that means something within that domain only, and a dictionary
 // of details. It never changes and may be read from any thread. "No error" is a null pointer, never

@@ -1,14 +1,14 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/Object.h>
+#include <ORXAccount/platform/Value.h>
+
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <ORXAccount/platform/Export.h>
-#include <ORXAccount/platform/Object.h>
-#include <ORXAccount/platform/Value.h>
 
 namespace orx {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+
 #include <cstddef>
 #include <memory>
-
-#include <ORXAccount/platform/Export.h>
 
 namespace orx {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <ORXAccount/platform/Export.h>
 
 namespace orx {
 

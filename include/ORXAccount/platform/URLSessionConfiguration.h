@@ -1,13 +1,13 @@
 #pragma once
 
+#include <ORXAccount/platform/Export.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
-
-#include <ORXAccount/platform/Export.h>
 
 namespace orx {
 
@@ -40,8 +40,8 @@ struct ORX_EXPORT URLSessionConfiguration {
   // Speak HTTP/2 where the server offers it. Off by default: it costs more here and gains nothing.
   bool usesHTTP2 = false;
 
-  // The configuration in force; the built-in defaults above until a host sets another. Both are safe
-  // to call from any thread.
+  // The configuration in force; the built-in defaults above until a host sets another. Both are
+  // safe to call from any thread.
   static URLSessionConfiguration defaultConfiguration();
   static void setDefaultConfiguration(URLSessionConfiguration configuration);
 

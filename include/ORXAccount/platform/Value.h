@@ -1,5 +1,10 @@
 #pragma once
 
+#include <ORXAccount/platform/Data.h>
+#include <ORXAccount/platform/Dictionary.h>
+#include <ORXAccount/platform/Export.h>
+#include <ORXAccount/platform/Object.h>
+
 #include <concepts>
 #include <cstdint>
 #include <memory>
@@ -10,11 +15,6 @@
 #include <utility>
 #include <variant>
 #include <vector>
-
-#include <ORXAccount/platform/Data.h>
-#include <ORXAccount/platform/Dictionary.h>
-#include <ORXAccount/platform/Export.h>
-#include <ORXAccount/platform/Object.h>
 
 namespace orx {
 
@@ -27,9 +27,9 @@ concept ValueInteger = std::integral<T> && !std::same_as<T, bool> && !std::same_
 
 // One untyped value: the payload of a result, an entry of a parameter dictionary, of a
 // notification's information or of a task dictionary. It is null, a boolean, an integer (the whole
-// signed and unsigned 64-bit range), a double, UTF-8 text, data, an array, a dictionary or an opaque
-// object. Values are cheap to copy (arrays, dictionaries, data and objects are shared) and an
-// unchanging value may be read from any thread.
+// signed and unsigned 64-bit range), a double, UTF-8 text, data, an array, a dictionary or an
+// opaque object. Values are cheap to copy (arrays, dictionaries, data and objects are shared) and
+// an unchanging value may be read from any thread.
 class ORX_EXPORT Value {
  public:
   enum class Kind { Null, Boolean, Integer, Double, String, Data, Array, Dictionary, Object };
@@ -105,8 +105,19 @@ struct Array : std::vector<Value> {
 };
 
 struct DictionaryEntry {
+  DictionaryEntry(std::string aKey, Value aValue)
+      : key(std::move(aKey)), value(std::move(aValue)) {}
+  // For keys that are constants.
+  template <std::same_as<std::string_view> Key>
+  DictionaryEntry(Key aKey, Value aValue) : key(aKey), value(std::move(aValue)) {}
+
   std::string key;
   Value value;
 };
+
+template <std::same_as<std::string_view> Key>
+void Dictionary::set(Key key, Value value) {
+  set(std::string(key), std::move(value));
+}
 
 }  // namespace orx

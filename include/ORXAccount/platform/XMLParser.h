@@ -1,21 +1,21 @@
 #pragma once
 
-#include <memory>
-#include <optional>
-#include <string_view>
-
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
+
+#include <memory>
+#include <optional>
+#include <string_view>
 
 namespace orx {
 
 class XMLParser;
 
 // What a parser reports, on the thread that runs the parse, while parse() is on the stack. Every
-// operation is optional: the ones given here do nothing. They must not throw. The views live for the
-// length of the call.
+// operation is optional: the ones given here do nothing. They must not throw. The views live for
+// the length of the call.
 class ORX_EXPORT XMLParserDelegate {
  public:
   virtual ~XMLParserDelegate();
@@ -34,8 +34,8 @@ class ORX_EXPORT XMLParserDelegate {
   virtual void parserDidEndDocument(XMLParser& parser);
 };
 
-// An event-driven reader of one XML document held in memory. It loads nothing from outside: external
-// entities and DTDs are not fetched, and the expansion of internal ones is bounded.
+// An event-driven reader of one XML document held in memory. It loads nothing from outside:
+// external entities and DTDs are not fetched, and the expansion of internal ones is bounded.
 class ORX_EXPORT XMLParser final : public Object {
  public:
   // Reads bytes in the encoding that the document declares.

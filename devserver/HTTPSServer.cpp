@@ -1,0 +1,184 @@
+#include "devserver/HTTPSServer.h"
+
+#include <openssl/pem.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <thread>
+
+#include "devserver/ConnectionThreads.h"
+#include "devserver/TLSConnection.h"
+
+namespace orx::devserver {
+namespace {
+
+constexpr std::chrono::seconds kIdleConnection{60};
+constexpr std::chrono::seconds kSocketTimeout{30};
+constexpr std::size_t kRequestsOfAConnection = 1'000'000;
+constexpr std::size_t kLargestRequestBody = 4u << 20;
+
+template <auto Function>
+struct Call {
+  template <typename T>
+  void operator()(T* object) const {
+    Function(object);
+  }
+};
+using Context = std::unique_ptr<SSL_CTX, Call<SSL_CTX_free>>;
+using Memory = std::unique_ptr<BIO, Call<BIO_free_all>>;
+using Certificate = std::unique_ptr<X509, Call<X509_free>>;
+using Key = std::unique_ptr<EVP_PKEY, Call<EVP_PKEY_free>>;
+
+Memory memoryOf(const std::string& text) {
+  return Memory(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+}
+
+bool useChain(SSL_CTX* context, const std::string& pem) {
+  const Memory input = memoryOf(pem);
+  const Certificate own(PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr));
+  if (!own || SSL_CTX_use_certificate(context, own.get()) != 1) return false;
+  while (Certificate issuer{PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr)}) {
+    if (SSL_CTX_add1_chain_cert(context, issuer.get()) != 1) return false;
+  }
+  return true;
+}
+
+Context makeContext(const ServerCertificate& certificate) {
+  Context context(SSL_CTX_new(TLS_server_method()));
+  if (!context) throw std::runtime_error("no TLS context");
+  SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+  const Memory input = memoryOf(certificate.privateKeyPEM);
+  const Key key(PEM_read_bio_PrivateKey(input.get(), nullptr, nullptr, nullptr));
+  if (!useChain(context.get(), certificate.certificatePEM) || !key ||
+      SSL_CTX_use_PrivateKey(context.get(), key.get()) != 1 ||
+      SSL_CTX_check_private_key(context.get()) != 1) {
+    throw std::runtime_error("the certificate and its key do not serve TLS");
+  }
+  return context;
+}
+
+HTTPRequest requestFrom(const httplib::Request& from) {
+  HTTPRequest request{from.method, from.path, from.get_header_value("Host"), {}, from.body};
+  std::transform(request.host.begin(), request.host.end(), request.host.begin(),
+                 [](unsigned char c) { return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c; });
+  for (const auto& [name, value] : from.params) request.query.emplace(name, value);
+  return request;
+}
+
+void fill(httplib::Response& to, const HTTPResponse& response) {
+  to.status = response.status;
+  for (const auto& [name, value] : response.headers) to.set_header(name, value);
+  to.set_content(response.body, response.contentType);
+}
+
+// The whole head as it stands on the wire, for answers that the HTTP library would not send.
+std::string headOf(const HTTPResponse& response) {
+  std::string head = "HTTP/1.1 " + std::to_string(response.status) + " -\r\n";
+  for (const auto& [name, value] : response.headers) head += name + ": " + value + "\r\n";
+  return head + "Content-Type: " + response.contentType +
+         "\r\nContent-Length: " + std::to_string(response.body.size()) + "\r\n\r\n";
+}
+
+// Sends the answer itself and ends the connection: afterwards the HTTP library finds it closed.
+void sendWithFault(TLSConnection& connection, const Delivery& delivery) {
+  const std::string_view body = delivery.response.body;
+  if (!delivery.close) {
+    const std::size_t end = std::min(delivery.cutAfter.value_or(body.size()), body.size());
+    const std::size_t silent = delivery.cutAfter ? end : body.size() / 2;
+    bool on = connection.send(headOf(delivery.response)) && connection.send(body.substr(0, silent));
+    if (on && delivery.stall) on = connection.pause(*delivery.stall);
+    if (on) connection.send(body.substr(silent, end - silent));
+  }
+  connection.cut(delivery.reset);
+}
+
+}  // namespace
+
+class HTTPSServer::Implementation : public httplib::Server {
+ public:
+  Implementation(const ServerCertificate& certificate, HTTPHandler handler)
+      : context_(makeContext(certificate)), handler_(std::move(handler)) {
+    new_task_queue = [this] { return new ConnectionQueue(threads_); };
+    set_payload_max_length(kLargestRequestBody);
+    // What the answers' Keep-Alive header says.
+    set_keep_alive_timeout(kIdleConnection.count());
+    set_keep_alive_max_count(kRequestsOfAConnection);
+    set_read_timeout(kSocketTimeout);
+    set_write_timeout(kSocketTimeout);
+    set_tcp_nodelay(true);
+    // The library's own choice would let two servers share a port.
+    set_socket_options([](socket_t listening) {
+      const int on = 1;
+      setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    });
+    const auto answer = [this](const httplib::Request& request, httplib::Response& response) {
+      handle(request, response);
+    };
+    Get(".*", answer).Post(".*", answer).Put(".*", answer).Patch(".*", answer);
+    Delete(".*", answer).Options(".*", answer);
+  }
+
+  int start(int port) {
+    const bool bound = port != 0 && bind_to_port("127.0.0.1", port);
+    const int chosen = port != 0 ? (bound ? port : -1) : bind_to_any_port("127.0.0.1");
+    if (chosen <= 0) throw std::runtime_error("cannot listen on port " + std::to_string(port));
+    listener_ = std::thread([this] { listen_after_bind(); });
+    while (!is_running()) std::this_thread::yield();
+    return chosen;
+  }
+
+  void finish() {
+    if (!listener_.joinable()) return;
+    stop();
+    listener_.join();
+  }
+
+ private:
+  void handle(const httplib::Request& request, httplib::Response& response) {
+    Delivery delivery = handler_(requestFrom(request));
+    TLSConnection& connection = *current_;
+    if (delivery.delay.count() > 0 && !connection.pause(delivery.delay)) {
+      connection.cut(false);
+    } else if (delivery.close || delivery.cutAfter || delivery.stall) {
+      sendWithFault(connection, delivery);
+    } else {
+      fill(response, delivery.response);
+    }
+  }
+
+  bool process_and_close_socket(socket_t socket) override {
+    TLSConnection connection(context_.get(), socket);
+    const ConnectionThreads::Registration registration(threads_, connection);
+    if (!registration.accepted() || !connection.handshake()) return false;
+    current_ = &connection;
+    bool served = true;
+    while (served && !threads_.finishing() && connection.awaitRequest(kIdleConnection)) {
+      bool closed = false;
+      served = process_request(connection, false, closed, nullptr) && !closed;
+    }
+    current_ = nullptr;
+    return served;
+  }
+
+  // The connection whose request runs on this thread; the library's handlers do not get to see it.
+  static thread_local TLSConnection* current_;
+
+  Context context_;
+  HTTPHandler handler_;
+  ConnectionThreads threads_;
+  std::thread listener_;
+};
+
+thread_local TLSConnection* HTTPSServer::Implementation::current_ = nullptr;
+
+HTTPSServer::HTTPSServer(const ServerCertificate& certificate, HTTPHandler handler)
+    : implementation_(std::make_unique<Implementation>(certificate, std::move(handler))) {}
+
+HTTPSServer::~HTTPSServer() { stop(); }
+
+int HTTPSServer::start(int port) { return implementation_->start(port); }
+
+void HTTPSServer::stop() { implementation_->finish(); }
+
+}  // namespace orx::devserver

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace orx::devserver {
+
+// Salted PBKDF2 with its parameters, as one line of text. Throws std::runtime_error when the system
+// gives no random bytes.
+std::string hashPassword(const std::string& password);
+
+// Takes the same time whatever differs; false for a stored text that is no hash.
+bool matchesPassword(const std::string& password, const std::string& stored);
+
+// So many random bytes, in hexadecimal digits.
+std::string randomToken(std::size_t bytes);
+
+}  // namespace orx::devserver

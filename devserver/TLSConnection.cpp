@@ -1,0 +1,138 @@
+#include "devserver/TLSConnection.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <openssl/err.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+#include "devserver/HTTPMessages.h"
+
+namespace orx::devserver {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Whether one of the events came before the time was over.
+bool pollUntil(int socket, short events, std::chrono::milliseconds timeout) {
+  const bool forever = timeout == kForever;
+  const auto deadline = forever ? Clock::time_point::max() : Clock::now() + timeout;
+  for (;;) {
+    pollfd entry{socket, events, 0};
+    int wait = -1;
+    if (!forever) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+      wait = static_cast<int>(std::clamp<long long>(left.count(), 0, INT_MAX));
+    }
+    const int ready = poll(&entry, 1, wait);
+    if (ready > 0) return true;
+    if (ready == 0) return false;
+    if (errno != EINTR) return true;
+  }
+}
+
+using NameOf = int (*)(int, sockaddr*, socklen_t*);
+
+void addressOf(int socket, NameOf nameOf, std::string& ip, int& port) {
+  sockaddr_in address{};
+  socklen_t length = sizeof address;
+  char text[INET_ADDRSTRLEN] = "";
+  if (nameOf(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return;
+  if (inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr) return;
+  ip = text;
+  port = ntohs(address.sin_port);
+}
+
+}  // namespace
+
+TLSConnection::TLSConnection(SSL_CTX* context, int socket)
+    : ssl_(SSL_new(context)), socket_(socket) {
+  if (ssl_) SSL_set_fd(ssl_.get(), socket_);
+}
+
+TLSConnection::~TLSConnection() {
+  if (established_ && !ended_) SSL_shutdown(ssl_.get());
+  if (reset_) {
+    const linger abandon{1, 0};
+    setsockopt(socket_, SOL_SOCKET, SO_LINGER, &abandon, sizeof abandon);
+  }
+  ssl_.reset();
+  close(socket_);
+}
+
+bool TLSConnection::handshake() {
+  ERR_clear_error();
+  established_ = ssl_ && SSL_accept(ssl_.get()) == 1;
+  ended_ = !established_;
+  return established_;
+}
+
+bool TLSConnection::awaitRequest(std::chrono::milliseconds timeout) {
+  if (ended_) return false;
+  if (SSL_pending(ssl_.get()) > 0) return true;
+  if (!pollUntil(socket_, POLLIN, timeout)) return false;
+  // What is readable may be the peer's farewell or a session ticket's acknowledgement only.
+  char first = 0;
+  ERR_clear_error();
+  return SSL_peek(ssl_.get(), &first, 1) == 1;
+}
+
+bool TLSConnection::pause(std::chrono::milliseconds duration) {
+  return !pollUntil(socket_, POLLRDHUP, duration);
+}
+
+bool TLSConnection::send(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = write(bytes.data(), bytes.size());
+    if (sent <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+  return true;
+}
+
+void TLSConnection::cut(bool reset) {
+  ended_ = true;
+  reset_ = reset;
+}
+
+void TLSConnection::stopReading() { shutdown(socket_, SHUT_RD); }
+
+void TLSConnection::abort() { shutdown(socket_, SHUT_RDWR); }
+
+bool TLSConnection::is_readable() const { return !ended_; }
+
+bool TLSConnection::is_writable() const { return !ended_; }
+
+ssize_t TLSConnection::read(char* bytes, std::size_t size) {
+  if (ended_) return -1;
+  ERR_clear_error();
+  const int count =
+      SSL_read(ssl_.get(), bytes, static_cast<int>(std::min<std::size_t>(size, INT_MAX)));
+  if (count <= 0) ended_ = SSL_get_error(ssl_.get(), count) != SSL_ERROR_ZERO_RETURN;
+  return count;
+}
+
+ssize_t TLSConnection::write(const char* bytes, std::size_t size) {
+  if (ended_) return -1;
+  if (size == 0) return 0;
+  ERR_clear_error();
+  const int count =
+      SSL_write(ssl_.get(), bytes, static_cast<int>(std::min<std::size_t>(size, INT_MAX)));
+  if (count <= 0) ended_ = true;
+  return count;
+}
+
+void TLSConnection::get_remote_ip_and_port(std::string& ip, int& port) const {
+  addressOf(socket_, getpeername, ip, port);
+}
+
+void TLSConnection::get_local_ip_and_port(std::string& ip, int& port) const {
+  addressOf(socket_, getsockname, ip, port);
+}
+
+}  // namespace orx::devserver

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "devserver/AccountStore.h"
+#include "devserver/Parameters.h"
+
+namespace orx::devserver {
+
+// Field names and texts, in the order in which the service sends them.
+using UserRecord = std::vector<std::pair<std::string, std::string>>;
+
+// The fields that every record carries are there even when they are empty; other fields of the
+// profile only when they are not. An empty ticket is left out.
+UserRecord userRecord(const Account& account, const std::string& ticket);
+
+// The profile fields among the parameters; a birth date without a time gets midnight.
+Profile profileFrom(const Parameters& parameters);
+
+// The account's picture file.
+std::string pictureName(const Account& account);
+
+// A JSON array with the one record, as text that stands in XML as it is and on one line.
+std::string asJSONArray(const UserRecord& record);
+// A JSON object whose keys begin with a capital letter.
+std::string asCapitalisedJSON(const UserRecord& record);
+// A compact document with an element for each field that is not empty.
+std::string asXML(const UserRecord& record);
+
+}  // namespace orx::devserver

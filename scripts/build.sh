@@ -1,0 +1,54 @@
+# Configuring, building and testing one preset of CMakePresets.json; sourced by ./dev.
+
+say() { printf '\n== %s\n' "$*"; }
+fail() {
+  printf 'dev: %s\n' "$*" >&2
+  exit 1
+}
+
+configure() {
+  local preset=$1 options=()
+  if command -v ccache >/dev/null; then
+    options+=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+  fi
+  say "configuring build/$preset"
+  cmake --preset "$preset" "${options[@]}"
+}
+
+build() {
+  say "building build/$1"
+  cmake --build "build/$1"
+}
+
+# Most tests wait for sockets and timers rather than for a core, so two to a core run at a time.
+run_ctest() {
+  local preset=$1 runner=()
+  shift
+  # The thread sanitizer of this compiler cannot map its shadow where the kernel spreads addresses
+  # widely.
+  if [[ $preset == thread ]] && setarch --addr-no-randomize true 2>/dev/null; then
+    runner=(setarch --addr-no-randomize)
+  fi
+  say "testing build/$preset"
+  ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1 \
+    UBSAN_OPTIONS=print_stacktrace=1 \
+    TSAN_OPTIONS=second_deadlock_stack=1 \
+    "${runner[@]}" ctest --test-dir "build/$preset" --output-on-failure \
+    --parallel "$((2 * $(nproc)))" "$@"
+}
+
+# Every C++ file of the project, one a line.
+sources() {
+  find include src devserver tools examples fuzz tests -name '*.cpp' -o -name '*.h' | sort
+}
+
+fuzz_targets() {
+  find fuzz -name '*Fuzzer.cpp' -printf '%f ' | sed 's/Fuzzer\.cpp//g'
+}
+
+# Whether this user may create or write the folder.
+can_write() {
+  local folder=$1
+  while [[ ! -e $folder ]]; do folder=$(dirname "$folder"); done
+  [[ -w $folder ]]
+}

@@ -1,0 +1,99 @@
+#include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountConstants.h>
+#include <ORXAccount/ORVAAccountUser.h>
+#include <ORXAccount/ORVAAccountUserCache.h>
+
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "config/Servers.h"
+
+namespace orx {
+
+struct ORVAAccount::State {
+  std::mutex mutex;
+  bool isStage = false;
+  std::optional<std::string> appID;
+  std::optional<std::string> appKey;
+  std::optional<URL> lumCusInfoURL;
+  std::optional<URL> orvaServiceURL;
+  // One for each initialisation: a repeated one registers again.
+  std::vector<Observation> observations;
+
+  template <typename Property>
+  Property get(Property State::*property) {
+    const std::lock_guard lock(mutex);
+    return this->*property;
+  }
+
+  template <typename Property>
+  void set(Property State::*property, Property value) {
+    const std::lock_guard lock(mutex);
+    std::swap(this->*property, value);
+  }
+};
+
+ORVAAccount::ORVAAccount() : state_(std::make_unique<State>()) {}
+
+ORVAAccount::~ORVAAccount() = default;
+
+const std::shared_ptr<ORVAAccount>& ORVAAccount::sharedInstance() {
+  static const auto& instance =
+      *new std::shared_ptr<ORVAAccount>(std::shared_ptr<ORVAAccount>(new ORVAAccount));
+  return instance;
+}
+
+void ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(
+    const std::optional<Dictionary>& /*launchOptions*/, std::optional<std::string> appKey,
+    std::optional<std::string> appID, bool isStage) {
+  setAppKey(std::move(appKey));
+  setAppID(std::move(appID));
+  setIsStage(isStage);
+  const ServerSet servers = isStage ? ServerSet::Development : ServerSet::Global;
+  setLumCusInfoURL(serviceURL(servers, kCustomerInfoPath));
+  setOrvaServiceURL(serviceURL(servers, kAccountServicePath));
+  Observation observation =
+      NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+          ORVAAccountUserDidChangeNotification, nullptr,
+          [this](const Notification& notification) { didUser(notification); });
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->observations.push_back(std::move(observation));
+  }
+  ORVAAccountUser::setCurrentUser(ORVAAccountUserCache::sharedInstance()->cachedUser());
+}
+
+void ORVAAccount::didUser(const Notification& /*notification*/) {}
+
+bool ORVAAccount::isStage() const { return state_->get(&State::isStage); }
+
+void ORVAAccount::setIsStage(bool isStage) { state_->set(&State::isStage, isStage); }
+
+std::optional<std::string> ORVAAccount::appID() const { return state_->get(&State::appID); }
+
+void ORVAAccount::setAppID(std::optional<std::string> appID) {
+  state_->set(&State::appID, std::move(appID));
+}
+
+std::optional<std::string> ORVAAccount::appKey() const { return state_->get(&State::appKey); }
+
+void ORVAAccount::setAppKey(std::optional<std::string> appKey) {
+  state_->set(&State::appKey, std::move(appKey));
+}
+
+std::optional<URL> ORVAAccount::lumCusInfoURL() const { return state_->get(&State::lumCusInfoURL); }
+
+void ORVAAccount::setLumCusInfoURL(std::optional<URL> lumCusInfoURL) {
+  state_->set(&State::lumCusInfoURL, std::move(lumCusInfoURL));
+}
+
+std::optional<URL> ORVAAccount::orvaServiceURL() const {
+  return state_->get(&State::orvaServiceURL);
+}
+
+void ORVAAccount::setOrvaServiceURL(std::optional<URL> orvaServiceURL) {
+  state_->set(&State::orvaServiceURL, std::move(orvaServiceURL));
+}
+
+}  // namespace orx

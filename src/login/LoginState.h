@@ -1,0 +1,25 @@
+#pragma once
+
+#include <ORXAccount/ORVAAccountAPI.h>
+#include <ORXAccount/ORVAAccountLoginManager.h>
+
+#include <memory>
+#include <mutex>
+
+#include "service/XMLTasks.h"
+
+namespace orx {
+
+struct ORVAAccountLoginManager::State {
+  State();
+
+  std::mutex mutex;
+  std::weak_ptr<ORVAAccountLoginManagerDelegate> delegate;
+  XMLTaskList ticketTasks;
+};
+
+// A web-service client with the credentials of ORVAAccount, for one sign-in alone. Throws
+// std::invalid_argument when one of them is missing.
+std::shared_ptr<ORVAAccountAPI> clientForOneLogin();
+
+}  // namespace orx

@@ -1,0 +1,33 @@
+#include <ORXAccount/platform/Bundle.h>
+
+#include <mutex>
+#include <utility>
+
+#include "platform/ForkSafeMutex.h"
+
+namespace orx {
+
+struct Bundle::State {
+  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
+  std::optional<std::string> identifier;
+};
+
+Bundle::Bundle() : state_(std::make_unique<State>()) {}
+Bundle::~Bundle() = default;
+
+const std::shared_ptr<Bundle>& Bundle::mainBundle() {
+  static const auto& bundle = *new std::shared_ptr<Bundle>(new Bundle);
+  return bundle;
+}
+
+std::optional<std::string> Bundle::bundleIdentifier() const {
+  const std::lock_guard guard(state_->mutex);
+  return state_->identifier;
+}
+
+void Bundle::setBundleIdentifier(std::optional<std::string> bundleIdentifier) {
+  const std::lock_guard guard(state_->mutex);
+  state_->identifier.swap(bundleIdentifier);
+}
+
+}  // namespace orx

@@ -1,0 +1,7 @@
+#include <ORXAccount/platform/Coder.h>
+
+namespace orx {
+
+Coder::~Coder() = default;
+
+}  // namespace orx

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+
+namespace orx {
+
+// The order in which mutexes are taken before a fork: that in which code nests them.
+enum class ForkRank { transferEngine, transferInbox, queues, workerPool, configuration };
+
+// Takes `mutex` before each fork() of the process and frees it afterwards on both sides, so that
+// the child never finds it locked by a thread that it does not have. `inChild` runs in the child
+// with the mutex held. Both must live as long as the process. Once for each mutex.
+void holdAcrossFork(ForkRank rank, std::mutex& mutex, std::function<void()> inChild = {});
+
+}  // namespace orx

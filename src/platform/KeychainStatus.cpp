@@ -1,0 +1,66 @@
+#include "platform/KeychainStatus.h"
+
+#include <mutex>
+
+#include "platform/ForkSafeMutex.h"
+#include "platform/UserDefaults.h"
+
+namespace orx {
+
+namespace {
+
+struct Record {
+  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
+  KeychainOutcome keychain;
+  KeychainOutcome defaults;
+};
+
+Record& record() {
+  static auto& instance = *new Record;
+  return instance;
+}
+
+bool isProblem(OSStatus status) {
+  return status != errSecSuccess && status != errSecItemNotFound && status != errSecDuplicateItem;
+}
+
+void exchange(KeychainOutcome& place, KeychainOutcome outcome) {
+  const std::lock_guard guard(record().mutex);
+  std::swap(place, outcome);
+}
+
+}  // namespace
+
+KeychainStatus keychainStatusNow() {
+  KeychainStatus status;
+  status.store = keychainStoreInForce()->name();
+  const std::lock_guard guard(record().mutex);
+  const bool keychainFailed = record().keychain.status != errSecSuccess;
+  const auto& outcome = keychainFailed ? record().keychain : record().defaults;
+  status.locked = outcome.status == errSecInteractionNotAllowed;
+  status.lastError = outcome.status;
+  status.description = outcome.text;
+  status.path = outcome.path;
+  status.remedy = outcome.remedy;
+  return status;
+}
+
+void noteKeychainOutcome(const KeychainOutcome& outcome) {
+  exchange(record().keychain, isProblem(outcome.status) ? outcome : KeychainOutcome{});
+}
+
+void noteDefaultsOutcome(const std::shared_ptr<Error>& error) {
+  KeychainOutcome outcome;
+  if (error) {
+    const auto text = [&](std::string_view key) {
+      return error->userInfo()[key].text().value_or(std::string());
+    };
+    outcome = {.status = error->code() == NSPropertyListReadCorruptError ? errSecDecode : errSecIO,
+               .text = error->localizedDescription(),
+               .path = text(NSFilePathErrorKey),
+               .remedy = text(NSLocalizedRecoverySuggestionErrorKey)};
+  }
+  exchange(record().defaults, std::move(outcome));
+}
+
+}  // namespace orx

@@ -1,0 +1,49 @@
+#include <mutex>
+#include <utility>
+
+#include "platform/KeyedArchiver.h"
+#include "platform/UnarchivingTable.h"
+
+namespace orx {
+
+namespace {
+
+struct Factories {
+  std::mutex mutex;
+  std::map<std::string, KeyedUnarchiver::Factory, std::less<>> byClassName;
+};
+
+// Never destroyed: archives may be read while the process ends.
+Factories& factories() {
+  static auto* const instance = new Factories;
+  return *instance;
+}
+
+KeyedUnarchiver::Factory factoryForClassName(std::string_view className) {
+  Factories& known = factories();
+  const std::lock_guard lock(known.mutex);
+  const auto found = known.byClassName.find(className);
+  return found != known.byClassName.end() ? found->second : nullptr;
+}
+
+}  // namespace
+
+void KeyedUnarchiver::setClass_forClassName(Factory factory, std::string_view className) {
+  Factories& known = factories();
+  const std::lock_guard lock(known.mutex);
+  known.byClassName.insert_or_assign(std::string(className), std::move(factory));
+}
+
+KeyedUnarchiver::Reading KeyedUnarchiver::unarchiveObjectWithData(const Data& data) {
+  try {
+    return {UnarchivingTable(data.bytes(), factoryForClassName).restoreRoot(), nullptr};
+  } catch (const std::exception& failure) {
+    const std::string description =
+        std::string("The archive cannot be read: ") + failure.what() + ".";
+    return {Value(), Error::errorWithDomain_code_userInfo(
+                         NSCocoaErrorDomain, NSCoderReadCorruptError,
+                         {{std::string(NSLocalizedDescriptionKey), description}})};
+  }
+}
+
+}  // namespace orx

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orx {
+
+// Where a user's files live. Read from the environment at each call; a variable that is not an
+// absolute path counts as unset, and a set-user-ID program does not trust any. Absent when neither
+// the environment nor the user database knows the user's home.
+std::optional<std::string> configurationHome();
+std::optional<std::string> dataHome();
+
+// What the running program is called, without its folder; never empty.
+std::string programName();
+
+// Any text as one component of a path: letters, digits, "-", "_" and "." (not in front) stay, every
+// other byte becomes %XX, and the empty text a lone "%". Different texts give different components.
+std::string pathComponent(std::string_view text);
+
+}  // namespace orx

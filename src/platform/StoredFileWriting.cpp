@@ -1,0 +1,183 @@
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+
+#include <span>
+
+#include "platform/Limits.h"
+#include "platform/StoredFile.h"
+
+namespace orx {
+
+namespace {
+
+constexpr std::string_view temporaryPrefix = ".orx-tmp-";
+
+// Beyond the process's file size limit a write also raises SIGXFSZ, which would end the host. While
+// this lives, the calling thread gets the error number alone.
+class FileSizeSignalHeld {
+ public:
+  FileSizeSignalHeld() {
+    sigemptyset(&signal_);
+    sigaddset(&signal_, SIGXFSZ);
+    sigset_t pending;
+    sigpending(&pending);
+    wasPending_ = sigismember(&pending, SIGXFSZ) == 1;
+    pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+  }
+  FileSizeSignalHeld(const FileSizeSignalHeld&) = delete;
+  FileSizeSignalHeld& operator=(const FileSizeSignalHeld&) = delete;
+  ~FileSizeSignalHeld() {
+    if (!wasPending_) {
+      const timespec noWait{};
+      while (sigtimedwait(&signal_, nullptr, &noWait) < 0 && errno == EINTR) {
+      }
+    }
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+
+ private:
+  sigset_t signal_{};
+  sigset_t before_{};
+  bool wasPending_ = false;
+};
+
+int writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
+  const FileSizeSignalHeld held;
+  while (!bytes.empty()) {
+    const auto count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return errno;
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+  return 0;
+}
+
+int synchronizeDescriptor(int descriptor) {
+  while (fsync(descriptor) != 0) {
+    if (errno != EINTR) return errno;
+  }
+  return 0;
+}
+
+std::string temporaryName() {
+  std::uint64_t number = 0;
+  if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
+    // Early at boot; the exclusive creation tells if another writer had the same idea.
+    number =
+        static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
+        (static_cast<std::uint64_t>(getpid()) << 40U);
+  }
+  return std::string(temporaryPrefix) + std::to_string(number);
+}
+
+}  // namespace
+
+FileOutcome StoredDirectory::writeTemporary(const std::string& temporary, const Data& bytes) const {
+  const auto path = pathOf(temporary);
+  FileDescriptor file(openat(descriptor_.get(), temporary.c_str(),
+                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!file) return systemProblem(errno, "make", path);
+  // Whatever the file-creation mask took away.
+  if (fchmod(file.get(), 0600) != 0) return systemProblem(errno, "set the permissions of", path);
+  if (const int number = writeAll(file.get(), bytes.bytes())) {
+    return systemProblem(number, "write", path);
+  }
+  if (const int number = synchronizeDescriptor(file.get())) {
+    return systemProblem(number, "write", path);
+  }
+  if (!file.close()) return systemProblem(errno, "write", path);
+  return std::nullopt;
+}
+
+FileOutcome StoredDirectory::synchronizeDirectory() const {
+  const int number = synchronizeDescriptor(descriptor_.get());
+  // Some file systems know no synchronisation of directories: they do without.
+  if (number == 0 || number == EINVAL || number == ENOTSUP) return std::nullopt;
+  return systemProblem(number, "write", path_);
+}
+
+FileOutcome StoredDirectory::putInPlace(const std::string& temporary,
+                                        const std::string& name) const {
+  if (renameat(descriptor_.get(), temporary.c_str(), descriptor_.get(), name.c_str()) != 0) {
+    return systemProblem(errno, "replace", pathOf(name));
+  }
+  return std::nullopt;
+}
+
+// A second name for the file rather than a move, so that the name itself is never without a file: a
+// missing one would say something else than a damaged one does.
+void StoredDirectory::keepAside(const std::string& name) const {
+  const auto aside = name + ".damaged";
+  for (int number = 1; number < 100; ++number) {
+    const auto numbered = number == 1 ? aside : aside + "-" + std::to_string(number);
+    if (linkat(descriptor_.get(), name.c_str(), descriptor_.get(), numbered.c_str(), 0) == 0) {
+      return;
+    }
+    if (errno != EEXIST) break;
+  }
+  renameat(descriptor_.get(), name.c_str(), descriptor_.get(), aside.c_str());
+}
+
+FileOutcome StoredDirectory::replace(const std::string& name, const Data& bytes,
+                                     Previous previous) const {
+  const auto path = pathOf(name);
+  if (bytes.size() > limits::storedFileSize) return systemProblem(EFBIG, "write", path);
+  auto existing = read(name);
+  if (existing.problem && existing.problem->kind == FileProblem::Kind::Refused) {
+    return existing.problem;
+  }
+  const bool private0600 = kind_ != Kind::Private || existing.mode == 0600;
+  if (existing.bytes && private0600 && *existing.bytes == bytes) return std::nullopt;
+
+  sweepTemporaryFiles();
+  const auto temporary = temporaryName();
+  auto problem = writeTemporary(temporary, bytes);
+  if (!problem && previous == Previous::KeepAside) keepAside(name);
+  if (!problem) problem = putInPlace(temporary, name);
+  if (problem) {
+    unlinkat(descriptor_.get(), temporary.c_str(), 0);
+    return problem;
+  }
+  return synchronizeDirectory();
+}
+
+FileOutcome StoredDirectory::remove(const std::string& name) const {
+  if (unlinkat(descriptor_.get(), name.c_str(), 0) != 0) {
+    return systemProblem(errno, "remove", pathOf(name));
+  }
+  return synchronizeDirectory();
+}
+
+FileOutcome StoredDirectory::synchronize(const std::string& name) const {
+  const FileDescriptor file(
+      openat(descriptor_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+  if (!file && errno == ENOENT) return std::nullopt;
+  if (!file) return systemProblem(errno, "open", pathOf(name));
+  if (const int number = synchronizeDescriptor(file.get())) {
+    return systemProblem(number, "write", pathOf(name));
+  }
+  return synchronizeDirectory();
+}
+
+void StoredDirectory::sweepTemporaryFiles() const {
+  const int descriptor = openat(descriptor_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  DIR* listing = fdopendir(descriptor);
+  if (listing == nullptr) {
+    ::close(descriptor);
+    return;
+  }
+  while (const dirent* entry = readdir(listing)) {
+    if (std::string_view(entry->d_name).starts_with(temporaryPrefix)) {
+      unlinkat(descriptor_.get(), entry->d_name, 0);
+    }
+  }
+  closedir(listing);
+}
+
+}  // namespace orx

@@ -1,0 +1,94 @@
+#include "platform/Strand.h"
+
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <utility>
+
+#include "platform/ForkSafety.h"
+#include "platform/WorkerPool.h"
+
+namespace orx {
+namespace {
+
+// One for all queues, held for the length of a list operation: a fork could not take care of a
+// mutex in every queue.
+std::mutex& mutex() {
+  static std::mutex& shared = *[] {
+    auto* made = new std::mutex;
+    holdAcrossFork(ForkRank::queues, *made);
+    return made;
+  }();
+  return shared;
+}
+
+}  // namespace
+
+struct Strand::State : std::enable_shared_from_this<State> {
+  using Job = std::function<void(Finish)>;
+
+  explicit State(std::size_t limit) : width(limit) {}
+
+  void add(Job job) {
+    const std::lock_guard lock(mutex());
+    forgetTheParentsJobs();
+    waiting.push_back(std::move(job));
+    startNext();
+  }
+
+  void finished(std::uint64_t startedIn) {
+    const std::lock_guard lock(mutex());
+    forgetTheParentsJobs();
+    if (startedIn != generation) return;
+    --running;
+    startNext();
+  }
+
+  const std::size_t width;
+  std::list<Job> waiting;
+  std::size_t running = 0;
+  std::uint64_t generation = WorkerPool::shared().generation();
+
+ private:
+  // In the child of a fork nobody runs what was running or waiting: that is the parent's.
+  void forgetTheParentsJobs() {
+    const std::uint64_t current = WorkerPool::shared().generation();
+    if (generation == current) return;
+    generation = current;
+    running = 0;
+    // Not destroyed: their captures may lean on what the parent's threads held at the fork.
+    new std::list<Job>(std::move(waiting));
+    waiting.clear();
+  }
+
+  void startNext() {
+    while (!waiting.empty() && (width == 0 || running < width)) {
+      ++running;
+      WorkerPool::shared().submit(
+          [self = shared_from_this(), job = std::move(waiting.front()), startedIn = generation] {
+            job([self, startedIn] { self->finished(startedIn); });
+          });
+      waiting.pop_front();
+    }
+  }
+};
+
+Strand::Strand(std::size_t width) : state_(std::make_shared<State>(width)) {}
+
+void Strand::post(std::function<void()> job) const {
+  state_->add([job = std::move(job)](const Finish& finish) {
+    job();
+    finish();
+  });
+}
+
+void Strand::postFinishing(std::function<void(Finish)> job) const {
+  state_->add([job = std::move(job)](Finish finish) {
+    auto called = std::make_shared<std::atomic<bool>>(false);
+    job([called = std::move(called), finish = std::move(finish)] {
+      if (!called->exchange(true)) finish();
+    });
+  });
+}
+
+}  // namespace orx

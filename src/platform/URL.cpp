@@ -1,0 +1,56 @@
+#include <ORXAccount/platform/URL.h>
+#include <curl/curl.h>
+
+#include <memory>
+
+namespace orx {
+namespace {
+
+struct Cleanup {
+  void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
+
+std::optional<std::string> part(CURLU* url, CURLUPart which) {
+  char* text = nullptr;
+  if (curl_url_get(url, which, &text, 0) != CURLUE_OK) return std::nullopt;
+  std::string copy(text);
+  curl_free(text);
+  return copy;
+}
+
+// The parser trims and mends some of what a URL must not hold.
+bool isPlainASCII(std::string_view text) {
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte <= 0x20 || byte >= 0x7F) return false;
+    if (std::string_view(R"("<>\^`{|})").find(c) != std::string_view::npos) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<URL> URL::URLWithString(std::string_view text) {
+  if (text.find("://") == std::string_view::npos || !isPlainASCII(text)) return std::nullopt;
+  const std::unique_ptr<CURLU, Cleanup> parsed(curl_url());
+  if (!parsed) return std::nullopt;
+  URL url;
+  url.text_ = text;
+  // Any scheme is a URL; which of them is fetched is the session's matter.
+  if (curl_url_set(parsed.get(), CURLUPART_URL, url.text_.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
+      CURLUE_OK) {
+    return std::nullopt;
+  }
+  auto scheme = part(parsed.get(), CURLUPART_SCHEME);
+  auto host = part(parsed.get(), CURLUPART_HOST);
+  if (!scheme || !host || host->empty()) return std::nullopt;
+  url.scheme_ = *std::move(scheme);
+  url.host_ = *std::move(host);
+  for (char& c : url.host_) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  url.path_ = part(parsed.get(), CURLUPART_PATH).value_or("/");
+  return url;
+}
+
+}  // namespace orx

@@ -1,0 +1,189 @@
+#include "platform/WorkerPool.h"
+
+#include <system_error>
+#include <utility>
+
+#include "platform/BackgroundThread.h"
+#include "platform/ForkSafety.h"
+
+namespace orx {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t coreWorkers = 2;
+// A job that waits longer than this for a free worker gets a new one.
+constexpr std::chrono::milliseconds patience{2};
+// An idle worker beyond the core goes after this time.
+constexpr std::chrono::seconds idleTime{3};
+
+// Where foreign code begins: what it throws ends the process here, as with std::thread.
+void call(const WorkerPool::Job& job) noexcept { job(); }
+
+}  // namespace
+
+struct WorkerPool::Worker {
+  std::condition_variable wake;
+  bool isAwake = false;
+};
+
+struct WorkerPool::State {
+  struct Waiting {
+    Job job;
+    Clock::time_point since;
+  };
+  std::deque<Waiting> jobs;
+  // The last to fall asleep is the first to be woken: its caches are warm, and the others can
+  // retire.
+  std::vector<Worker*> idle;
+  std::size_t workers = 0;
+  // A worker was woken or started and has not looked at the jobs yet; it wakes the next one.
+  bool someoneIsComing = false;
+  // The one thread that takes no job before it has waited long enough: it measures the patience.
+  bool hasStandby = false;
+  bool standbyDozes = false;
+  std::condition_variable standbyWake;
+};
+
+WorkerPool::WorkerPool() : state_(new State) {
+  holdAcrossFork(ForkRank::workerPool, mutex_, [this] {
+    ++generation_;
+    // The parent's threads and jobs are not the child's; the old state must not be destroyed, for
+    // its condition variables have waiters.
+    state_ = new State;
+  });
+}
+
+WorkerPool& WorkerPool::shared() {
+  static WorkerPool& pool = *new WorkerPool;
+  return pool;
+}
+
+void WorkerPool::submit(Job job) {
+  const std::lock_guard lock(mutex_);
+  state_->jobs.push_back({std::move(job), Clock::now()});
+  wakeSomebody();
+}
+
+void WorkerPool::stop() {
+  const std::lock_guard lock(mutex_);
+  stopped_ = true;
+}
+
+std::size_t WorkerPool::workerCount() const {
+  const std::lock_guard lock(mutex_);
+  return state_->workers + (state_->hasStandby ? 1 : 0);
+}
+
+void WorkerPool::wakeSomebody() {
+  State& state = *state_;
+  if (stopped_ || state.someoneIsComing) return;
+  if (!state.idle.empty()) {
+    Worker* worker = state.idle.back();
+    state.idle.pop_back();
+    worker->isAwake = true;
+    state.someoneIsComing = true;
+    worker->wake.notify_one();
+  } else if (state.workers < coreWorkers) {
+    startWorker();
+  } else if (!state.hasStandby) {
+    startStandby();
+  } else if (state.standbyDozes) {
+    state.standbyDozes = false;
+    state.standbyWake.notify_one();
+  }
+}
+
+bool WorkerPool::startThread(void (WorkerPool::*body)()) {
+  try {
+    startBackgroundThread([this, body] { (this->*body)(); });
+    return true;
+  } catch (const std::system_error&) {
+    // Out of threads: the jobs wait for a worker that comes back, or for the next submit.
+    return false;
+  }
+}
+
+void WorkerPool::startWorker() {
+  State& state = *state_;
+  ++state.workers;
+  state.someoneIsComing = true;
+  if (startThread(&WorkerPool::work)) return;
+  --state.workers;
+  state.someoneIsComing = false;
+}
+
+void WorkerPool::startStandby() {
+  state_->hasStandby = true;
+  if (!startThread(&WorkerPool::standBy)) state_->hasStandby = false;
+}
+
+void WorkerPool::runNext(std::unique_lock<std::mutex>& lock) {
+  Job job = std::move(state_->jobs.front().job);
+  state_->jobs.pop_front();
+  if (!state_->jobs.empty()) wakeSomebody();
+  lock.unlock();
+  call(job);
+  job = nullptr;
+  lock.lock();
+}
+
+void WorkerPool::work() {
+  const std::uint64_t generation = generation_;
+  Worker self;
+  std::unique_lock lock(mutex_);
+  state_->someoneIsComing = false;
+  while (generation == generation_) {
+    if (stopped_) parkForever(lock);
+    if (!state_->jobs.empty()) {
+      runNext(lock);
+      continue;
+    }
+    sleepIdle(lock, self);
+    if (self.isAwake) {
+      state_->someoneIsComing = false;
+      continue;
+    }
+    --state_->workers;
+    return;
+  }
+}
+
+// Returns with isAwake set, or unset when the time to retire has come.
+void WorkerPool::sleepIdle(std::unique_lock<std::mutex>& lock, Worker& self) {
+  self.isAwake = false;
+  state_->idle.push_back(&self);
+  const auto woken = [&self] { return self.isAwake; };
+  if (state_->workers <= coreWorkers) {
+    self.wake.wait(lock, woken);
+  } else if (!self.wake.wait_for(lock, idleTime, woken)) {
+    std::erase(state_->idle, &self);
+  }
+}
+
+void WorkerPool::standBy() {
+  std::unique_lock lock(mutex_);
+  auto& jobs = state_->jobs;
+  for (;;) {
+    if (stopped_) parkForever(lock);
+    if (jobs.empty() || !state_->idle.empty()) {
+      state_->standbyDozes = true;
+      const bool woken =
+          state_->standbyWake.wait_for(lock, idleTime, [this] { return !state_->standbyDozes; });
+      if (woken) continue;
+      state_->standbyDozes = false;
+      state_->hasStandby = false;
+      return;
+    }
+    const auto due = jobs.front().since + patience;
+    if (Clock::now() < due) {
+      state_->standbyWake.wait_until(lock, due);
+    } else {
+      startWorker();
+      // The new worker takes the job; only then is there something to look at again.
+      state_->standbyWake.wait_for(lock, patience);
+    }
+  }
+}
+
+}  // namespace orx

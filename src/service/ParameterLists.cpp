@@ -1,0 +1,55 @@
+// The service's lists of values. Every answer is a result: a caller tells failure by null data.
+
+#include <ORXAccount/ORVAAccountAPI.h>
+#include <ORXAccount/ORVAAccountConstants.h>
+
+#include <utility>
+
+#include "platform/JSONSerialization.h"
+#include "service/CompletionHandler.h"
+#include "service/ResultBlock.h"
+#include "service/SOAPCall.h"
+
+namespace orx {
+
+namespace {
+
+constexpr std::string_view kParameterListAPIID = "secure0003";
+
+}  // namespace
+
+void ORVAAccountAPI::parameterListWithName_completionHandler(
+    std::string_view name, ORVAAccountAPICompletionHandler completionHandler) {
+  auto answerHandler = [handler = required(std::move(completionHandler))](
+                           const std::optional<Data>& data,
+                           const std::shared_ptr<HTTPURLResponse>& /*response*/,
+                           const std::shared_ptr<Error>& /*error*/) {
+    const std::string_view answer = data ? data->text() : std::string_view();
+    const ResultBlock block =
+        matchResultBlock(answer, ResultBlockPattern::Strict).value_or(ResultBlock{});
+    Value returnData = JSONSerialization::JSONObjectWithText(block.returnData.value_or("")).value;
+    handler(makeResult(std::string(block.resultDescription), std::move(returnData)), nullptr);
+  };
+  startSOAPCall({.envelope = soap11_header_request_pattern,
+                 .path = kAccountServicePath,
+                 .apiID = kParameterListAPIID,
+                 .parameterText = R"({"Para":")" + std::string(name) + R"("})"},
+                {appID_, appKey_}, std::move(answerHandler));
+}
+
+void ORVAAccountAPI::countryListWithCompletionHandler(
+    ORVAAccountAPICompletionHandler completionHandler) {
+  parameterListWithName_completionHandler(kORVAAccountCountry, std::move(completionHandler));
+}
+
+void ORVAAccountAPI::educationListWithCompletionHandler(
+    ORVAAccountAPICompletionHandler completionHandler) {
+  parameterListWithName_completionHandler(kORVAAccountCountry, std::move(completionHandler));
+}
+
+void ORVAAccountAPI::professionalListWithCompletionHandler(
+    ORVAAccountAPICompletionHandler completionHandler) {
+  parameterListWithName_completionHandler(kORVAAccountProfession, std::move(completionHandler));
+}
+
+}  // namespace orx

@@ -1,0 +1,71 @@
+#include "service/SOAPCall.h"
+
+#include <ORXAccount/BuildOptions.h>
+#include <ORXAccount/ORVAAccountAPI.h>
+
+#include <array>
+#include <stdexcept>
+#include <utility>
+
+#include "platform/JSONSerialization.h"
+
+namespace orx {
+
+constinit const std::string_view soap11_header_request_pattern =
+    R"(<?xml version="1.0" encoding="utf-8"?>)"
+    R"(<soap:Envelope xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")"
+    R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
+    R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/">)"
+    R"(  <soap:Header>    <AuthHeader xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
+    R"(      <AppID>%@</AppID>      <AppKey>%@</AppKey>    </AuthHeader>  </soap:Header>)"
+    R"(  <soap:Body>    <call xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
+    R"(      <ApiID>%@</ApiID>      <Parameters>%@</Parameters>    </call>  </soap:Body>)"
+    R"(</soap:Envelope>)";
+
+std::string parameterText(const std::optional<Dictionary>& parameters) {
+  if (!parameters) throw std::invalid_argument("the parameters of a call must not be absent");
+  return JSONSerialization::textWithJSONObject(*parameters);
+}
+
+std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {
+  constexpr std::string_view kPlace = "%@";
+  const auto textOf = [](const std::optional<std::string>& text) {
+    return text ? std::string_view(*text) : std::string_view();
+  };
+  const std::array<std::string_view, 4> arguments{
+      textOf(credentials.appID), textOf(credentials.appKey), call.apiID, call.parameterText};
+  std::string filled;
+  filled.reserve(call.envelope.size() + arguments[0].size() + arguments[1].size() +
+                 arguments[2].size() + arguments[3].size());
+  std::string_view rest = call.envelope;
+  for (const std::string_view argument : arguments) {
+    const std::size_t place = rest.find(kPlace);
+    filled += rest.substr(0, place);
+    filled += argument;
+    rest.remove_prefix(place + kPlace.size());
+  }
+  filled += rest;
+  return filled;
+}
+
+void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
+                   URLSession::CompletionHandler completionHandler) {
+  const ServerSet servers =
+      ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
+  startPost(serviceURL(servers, call.path), "text/xml; charset=utf-8",
+            filledEnvelope(call, credentials), std::move(completionHandler));
+}
+
+void startPost(URL url, std::string_view contentType, std::string body,
+               URLSession::CompletionHandler completionHandler) {
+  URLRequest request{.url = std::move(url),
+                     .httpMethod = "POST",
+                     .headerFields = {{"Content-Type", std::string(contentType)}},
+                     .httpBody = std::move(body)};
+  const auto session =
+      URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultConfiguration());
+  session->dataTaskWithRequest_completionHandler(std::move(request), std::move(completionHandler))
+      ->resume();
+}
+
+}  // namespace orx

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <ORXAccount/platform/Value.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "config/Servers.h"
+#include "platform/URLSession.h"
+
+namespace orx {
+
+// The SOAP 1.1 template with the credentials in a header. Its runs of blanks are what the service
+// was built against.
+extern const std::string_view soap11_header_request_pattern;
+
+// What tells one SOAP operation's request from another's.
+struct SOAPCall {
+  std::string_view envelope;  // one of the three templates
+  std::string_view path;      // kCustomerInfoPath or kAccountServicePath
+  std::string_view apiID;
+  std::string parameterText;
+};
+
+// Who sends the call. Absent credentials are sent as empty text.
+struct Credentials {
+  const std::optional<std::string>& appID;
+  const std::optional<std::string>& appKey;
+};
+
+// The parameters of a call as compact JSON text. Throws std::invalid_argument for parameters that
+// are absent or that JSON cannot hold.
+std::string parameterText(const std::optional<Dictionary>& parameters);
+
+// The template with its four places filled in order; nothing is escaped, and a "%@" inside what was
+// put in is left alone.
+std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials);
+
+// Sends the call to the server set of this moment's target server flag, on a session of its own.
+void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
+                   URLSession::CompletionHandler completionHandler);
+
+// Sends a POST of `body` to `url` on a session of its own; the one header is the content type.
+void startPost(URL url, std::string_view contentType, std::string body,
+               URLSession::CompletionHandler completionHandler);
+
+}  // namespace orx

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <ORXAccount/ORVAAccountAPI.h>
+#include <ORXAccount/platform/Value.h>
+#include <ORXAccount/platform/XMLParser.h>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orx {
+
+// The keys under which a task shows itself as a dictionary.
+struct XMLTaskKeys {
+  std::string_view parser;
+  std::string_view elements;
+  std::string_view parsingString;
+  std::string_view parsingError;
+  // Absent where a task has no callback of its own.
+  std::optional<std::string_view> completionHandler;
+};
+
+// One XML document that is being read into a flat dictionary of element texts.
+struct XMLTask {
+  std::shared_ptr<XMLParser> parser;
+  Dictionary elements;
+  // Character data since the last recorded element end; absent while there is none.
+  std::optional<std::string> parsingString;
+  std::shared_ptr<Error> parsingError;
+  ORVAAccountAPICompletionHandler completionHandler;
+};
+
+// The documents that one object reads, found by their parser's identity. Safe to use from any
+// thread: each operation is guarded for its own length.
+class XMLTaskList {
+ public:
+  explicit XMLTaskList(const XMLTaskKeys& keys) : keys_(keys) {}
+
+  // As dictionaries; absent when there is no list.
+  std::optional<std::vector<Dictionary>> dictionaries() const;
+  void setDictionaries(const std::optional<std::vector<Dictionary>>& dictionaries);
+  std::optional<Dictionary> dictionaryWithParser(const XMLParser* parser) const;
+
+  // False, and nothing is kept, when there is no list.
+  bool append(XMLTask task);
+  std::optional<XMLTask> find(const XMLParser& parser) const;
+  void remove(const XMLParser& parser);
+
+  // The gathering rule: an element is recorded under its name with all character data since the
+  // last recorded element end, and is not recorded when there was none. Unknown parsers change
+  // nothing.
+  void foundCharacters(const XMLParser& parser, std::string_view characters);
+  void didEndElement(const XMLParser& parser, std::string_view elementName);
+  void parseErrorOccurred(const XMLParser& parser, const std::shared_ptr<Error>& error);
+
+ private:
+  Dictionary dictionaryOf(const XMLTask& task) const;
+  XMLTask taskOf(const Dictionary& dictionary) const;
+  // Null when there is none; to be called with the mutex held.
+  XMLTask* locate(const XMLParser* parser);
+  const XMLTask* locate(const XMLParser* parser) const;
+
+  const XMLTaskKeys keys_;
+  mutable std::mutex mutex_;
+  std::optional<std::vector<XMLTask>> tasks_;
+};
+
+}  // namespace orx

@@ -1,0 +1,65 @@
+#include <ORXAccount/ORVAAccountConstants.h>
+#include <ORXAccount/ORVAAccountUser.h>
+#include <ORXAccount/ORVAAccountUserCache.h>
+#include <ORXAccount/platform/NotificationCenter.h>
+
+#include <mutex>
+#include <utility>
+
+#include "platform/ForkSafeMutex.h"
+
+namespace orx {
+
+namespace {
+
+struct CurrentUser {
+  // Held from the identity check until the change is stored, so that memory and store agree however
+  // many threads set the user.
+  ForkSafeMutex setting{ForkSafeMutex::Section::Long};
+  // Guards `user` alone; reading never waits for storage.
+  ForkSafeMutex reading{ForkSafeMutex::Section::Brief};
+  std::shared_ptr<ORVAAccountUser> user;
+
+  std::shared_ptr<ORVAAccountUser> get() {
+    const std::lock_guard guard(reading);
+    return user;
+  }
+
+  std::shared_ptr<ORVAAccountUser> exchange(std::shared_ptr<ORVAAccountUser> newUser) {
+    const std::lock_guard guard(reading);
+    return std::exchange(user, std::move(newUser));
+  }
+};
+
+CurrentUser& holder() {
+  static auto& instance = *new CurrentUser;
+  return instance;
+}
+
+}  // namespace
+
+std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return holder().get(); }
+
+void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
+  Dictionary information;
+  // The previous record goes when this function ends: its destruction must meet no lock of ours.
+  std::shared_ptr<ORVAAccountUser> previous;
+  {
+    const std::lock_guard guard(holder().setting);
+    previous = holder().get();
+    if (user == previous) return;
+    if (user) information.set(std::string(ORVAAccountUserChangeNewKey), user);
+    if (previous) information.set(std::string(ORVAAccountUserChangeOldKey), previous);
+    holder().exchange(user);
+    ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
+  }
+  NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
+      ORVAAccountUserDidChangeNotification, classObject(), information);
+}
+
+const std::shared_ptr<Object>& ORVAAccountUser::classObject() {
+  static const auto& object = *new std::shared_ptr<Object>(std::make_shared<Object>());
+  return object;
+}
+
+}  // namespace orx

@@ -1,0 +1,192 @@
+#include <ORXAccount/ORVAAccountConstants.h>
+
+#include <limits>
+#include <stdexcept>
+
+#include "support/ServiceTest.h"
+
+// What each operation makes of a transfer that fails, of a status, and of misuse.
+namespace orx {
+namespace {
+
+using namespace orx::testing;
+using Handler = ORVAAccountAPICompletionHandler;
+using Start = std::function<void(ORVAAccountAPI&, const std::optional<Dictionary>&, Handler)>;
+
+struct Operation {
+  std::string name;
+  Start start;
+};
+
+void PrintTo(const Operation& operation, std::ostream* stream) { *stream << operation.name; }
+
+const Operation kRegister{"Register", [](auto& api, const auto& parameters, auto handler) {
+                            api.register_completeHandler(parameters, handler);
+                          }};
+const Operation kLogin{"Login", [](auto& api, const auto& parameters, auto handler) {
+                         api.login_completionHandler(parameters, handler);
+                       }};
+const Operation kLoginOpenID{"LoginOpenID", [](auto& api, const auto& parameters, auto handler) {
+                               api.loginOpenID_completionHandler(parameters, handler);
+                             }};
+const Operation kCommon{"Common", [](auto& api, const auto& parameters, auto handler) {
+                          api.commonWithApiId_parameters_completionHandler("w1", parameters,
+                                                                           handler);
+                        }};
+const Operation kWebSSO{"WebSSO", [](auto& api, const auto& parameters, auto handler) {
+                          api.apToWebSSOWithParameters_completionHandler(parameters, handler);
+                        }};
+const Operation kUserData{"UserData", [](auto& api, const auto& parameters, auto handler) {
+                            api.getUserData_completionHandler(parameters, handler);
+                          }};
+const Operation kRegisterV2{"RegisterV2", [](auto& api, const auto& parameters, auto handler) {
+                              api.registerV2WithParameters_completeHandler(parameters, handler);
+                            }};
+const Operation kLoginV2{"LoginV2", [](auto& api, const auto& parameters, auto handler) {
+                           api.loginOpenIDV2WithParameters_completionHandler(parameters, handler);
+                         }};
+
+std::string nameOf(const ::testing::TestParamInfo<Operation>& info) { return info.param.name; }
+
+class OperationTest : public ServiceTest, public ::testing::WithParamInterface<Operation> {
+ protected:
+  Outcome run(const std::optional<Dictionary>& parameters = Dictionary()) {
+    return outcomeOf([&](auto handler) { GetParam().start(*api(), parameters, handler); });
+  }
+  // A whole result block within a body that is announced longer than it is.
+  static Answer brokenAfterTheBlock() {
+    const std::string block = resultBlock("1", "words", "Json", R"([{"login":"a"}])");
+    const Answer whole = Answer::reply(200, block + std::string(1000, ' '));
+    return whole.cutAfter(whole.headSize() + block.size() + 10, TLSTestServer::End::cut);
+  }
+};
+
+class EveryOperation : public OperationTest {};
+
+TEST_P(EveryOperation, ATransferWithoutAReplyReportsThePlatformsError) {
+  answerWith(Answer::hangUp(TLSTestServer::End::cut));
+  const Outcome outcome = run();
+  ASSERT_NE(outcome.error, nullptr);
+  EXPECT_EQ(outcome.error->domain(), NSURLErrorDomain);
+  EXPECT_EQ(outcome.error->code(), NSURLErrorNetworkConnectionLost);
+  EXPECT_NE(outcome.error->localizedDescription().find(kGlobalHost), std::string::npos);
+  EXPECT_EQ(server().requests().size(), 1U);
+}
+
+TEST_P(EveryOperation, AHostThatRefusesReportsThePlatformsError) {
+  URLSessionConfiguration configuration = server().configuration();
+  configuration.connectTo[kGlobalHost] = {.host = "127.0.0.1", .port = 1};
+  URLSessionConfiguration::setDefaultConfiguration(configuration);
+  EXPECT_EQ(run().error->code(), NSURLErrorCannotConnectToHost);
+}
+
+INSTANTIATE_TEST_SUITE_P(, EveryOperation,
+                         ::testing::Values(kRegister, kLogin, kLoginOpenID, kCommon, kWebSSO,
+                                           kUserData, kRegisterV2, kLoginV2),
+                         nameOf);
+
+class ResponseTestedFirst : public OperationTest {};
+
+TEST_P(ResponseTestedFirst, ABodyThatBrokeOffIsReadSoFar) {
+  answerWith(brokenAfterTheBlock());
+  const Outcome outcome = run();
+  ASSERT_NE(outcome.result, nullptr);
+  EXPECT_EQ(outcome.result->resultDescription(), "words");
+}
+
+TEST_P(ResponseTestedFirst, TheStatusIsNotExamined) {
+  for (const int status : {201, 404, 500}) {
+    answerWith(soapAnswer(resultBlock("1", "words", "Json", R"([{"login":"a"}])")), status);
+    EXPECT_NE(run().result, nullptr) << status;
+  }
+}
+
+TEST_P(ResponseTestedFirst, ABodyWithoutABlockIsTheErrorOfTheEmptyDescription) {
+  for (const std::string body : {"", "<html><h1>Service Unavailable</h1></html>",
+                                 "<soap:Fault><faultcode>x</faultcode></soap:Fault>", "\xc3("}) {
+    answerWith(body, 503);
+    const Outcome outcome = run();
+    ASSERT_NE(outcome.error, nullptr);
+    EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
+    EXPECT_EQ(outcome.error->code(), 7);
+    EXPECT_EQ(outcome.error->userInfo(), (Dictionary{{"NSLocalizedDescription", ""}}));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, ResponseTestedFirst,
+                         ::testing::Values(kRegister, kLogin, kLoginOpenID, kCommon), nameOf);
+
+class ErrorTestedFirst : public OperationTest {};
+
+TEST_P(ErrorTestedFirst, ABodyThatBrokeOffIsTheTransferError) {
+  answerWith(brokenAfterTheBlock());
+  const Outcome outcome = run();
+  ASSERT_NE(outcome.error, nullptr);
+  EXPECT_EQ(outcome.error->domain(), NSURLErrorDomain);
+  EXPECT_EQ(outcome.error->code(), NSURLErrorNetworkConnectionLost);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ErrorTestedFirst,
+                         ::testing::Values(kWebSSO, kUserData, kRegisterV2, kLoginV2), nameOf);
+
+class Misuse : public OperationTest {};
+
+TEST_P(Misuse, ParametersThatJSONCannotHoldThrowAndSendNothing) {
+  const auto never = [](const auto&, const auto&) { ADD_FAILURE() << "reported"; };
+  const Dictionary nested{{"list", Array{Dictionary{{"deep", Data("bytes")}}}}};
+  for (const Value& value :
+       {Value(std::numeric_limits<double>::quiet_NaN()), Value(nested), Value(api()),
+        Value(std::numeric_limits<double>::infinity()), Value(Data("x")), Value("\xc3(")}) {
+    EXPECT_THROW(GetParam().start(*api(), Dictionary{{"a", value}}, never), std::invalid_argument);
+  }
+  EXPECT_TRUE(server().requests().empty());
+  EXPECT_EQ(server().connectionCount(), 0U);
+}
+
+TEST_P(Misuse, AnEmptyCompletionHandlerThrows) {
+  EXPECT_THROW(GetParam().start(*api(), Dictionary(), nullptr), std::invalid_argument);
+  EXPECT_EQ(server().connectionCount(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(, Misuse,
+                         ::testing::Values(kRegister, kLogin, kLoginOpenID, kCommon, kWebSSO,
+                                           kUserData, kRegisterV2, kLoginV2),
+                         nameOf);
+
+class MisuseOfSoap : public OperationTest {};
+
+TEST_P(MisuseOfSoap, AbsentParametersThrowAndSendNothing) {
+  const auto never = [](const auto&, const auto&) { ADD_FAILURE() << "reported"; };
+  EXPECT_THROW(GetParam().start(*api(), std::nullopt, never), std::invalid_argument);
+  EXPECT_EQ(server().connectionCount(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(, MisuseOfSoap,
+                         ::testing::Values(kRegister, kLogin, kLoginOpenID, kCommon, kWebSSO,
+                                           kUserData),
+                         nameOf);
+
+class CertificateFaults : public ::testing::TestWithParam<CertificateFault> {};
+
+TEST_P(CertificateFaults, EndTheCallBeforeAByteOfItLeaves) {
+  TLSTestServer server(
+      {kGlobalHost}, [](const auto&) { return TLSTestServer::Answer::reply(200); }, GetParam());
+  URLSessionConfiguration::setDefaultConfiguration(server.configurationFor({kGlobalHost}));
+  const auto reports = std::make_shared<Mailbox<std::shared_ptr<Error>>>();
+  ORVAAccountAPI::initWithOptions({})->login_completionHandler(
+      Dictionary{{"passwd", "secret"}},
+      [reports](const auto& /*result*/, const auto& error) { reports->put(error); });
+  const auto error = reports->take();
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->domain(), NSURLErrorDomain);
+  EXPECT_EQ(error->code(), NSURLErrorServerCertificateUntrusted);
+  EXPECT_NE(error->localizedDescription().find(kGlobalHost), std::string::npos);
+  EXPECT_EQ(server.receivedByteCount(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(, CertificateFaults,
+                         ::testing::Values(CertificateFault::expired, CertificateFault::wrongName,
+                                           CertificateFault::unknownAuthority));
+
+}  // namespace
+}  // namespace orx

@@ -1,0 +1,135 @@
+#include <ORXAccount/ORXAccount.h>
+
+#include <memory>
+
+#include "Commands.h"
+#include "Output.h"
+#include "Secrets.h"
+#include "Session.h"
+
+namespace tool {
+namespace {
+
+void addProfileFields(CLI::App& command, ParameterOptions& input) {
+  input.addField(command, "--login", orx::kORVAAccountLogin, "Login name, an e-mail address");
+  input.addField(command, "--email", orx::kORVAAccountEMail, "E-mail address");
+  input.addField(command, "--first-name", orx::kORVAAccountFirstName, "First name");
+  input.addField(command, "--last-name", orx::kORVAAccountLastName, "Last name");
+  input.addField(command, "--nick-name", orx::kORVAAccountNickName, "Nickname");
+  input.addField(command, "--country", orx::kORVAAccountCountry, "Country, for example DEU");
+  input.addField(command, "--mobile", orx::kORVAAccountMobile, "Mobile number");
+  input.addField(command, "--birthdate", orx::kORVAAccountBirthDate,
+                 "Birth date, for example 1985-07-14T00:00:00");
+}
+
+void runRegister(const GlobalOptions& options, const ParameterOptions& input) {
+  orx::Dictionary parameters = input.parameters();
+  const std::string password = input.passwordFromInput()
+                                   ? readSecretLine("--password-stdin")
+                                   : askForNewSecret("Password", "--password-stdin");
+  parameters.set(orx::kORVAAccountPassword, password);
+  Session session(options);
+  const auto result = session.call([&](orx::ORVAAccountAPI& api, auto handler) {
+    api.register_completeHandler(parameters, std::move(handler));
+  });
+  const orx::Value& cusID = (*result->returnData().dictionary())[orx::kORVAAccountCusID];
+  const orx::Dictionary fields{
+      {"registered", true},
+      {orx::kORVAAccountCusID, cusID},
+      {"description", result->resultDescription() ? orx::Value(*result->resultDescription())
+                                                  : orx::Value(nullptr)}};
+  Output(options.json).printDone("registered as customer " + cusID.text().value_or(""), fields);
+}
+
+void runRegisterV2(const GlobalOptions& options, const ParameterOptions& input) {
+  const orx::Dictionary parameters = input.parameters();
+  Session session(options);
+  const auto result = session.call([&](orx::ORVAAccountAPI& api, auto handler) {
+    api.registerV2WithParameters_completeHandler(parameters, std::move(handler));
+  });
+  Output(options.json).printValue("result", result->returnData());
+}
+
+orx::Value orNull(const std::optional<std::string>& text) {
+  return text ? orx::Value(*text) : orx::Value(nullptr);
+}
+
+void runWhoAmI(const GlobalOptions& options) {
+  const Session session(options);
+  const auto user = Session::signedInUser();
+  const auto picture = user->pictureURL();
+  orx::Dictionary fields{{"login", orNull(user->login())},
+                         {"cus_id", orNull(user->cusID())},
+                         {"email", orNull(user->email())},
+                         {"first_name", orNull(user->firstName())},
+                         {"last_name", orNull(user->lastName())},
+                         {"nick_name", orNull(user->nickName())},
+                         {"country", orNull(user->country())},
+                         {"mobile", orNull(user->mobile())},
+                         {"birthdate", orNull(user->birthdateString())},
+                         {"picture", picture ? orx::Value(picture->absoluteString()) : nullptr}};
+  // The ticket opens web sessions: it is shown only where a program asked for everything.
+  if (options.json) {
+    fields.set("ticket", orNull(user->ticket()));
+    fields.set("userInfo", user->userInfo() ? orx::Value(*user->userInfo()) : nullptr);
+  }
+  Output(options.json).printFields(fields);
+}
+
+void runLogout(const GlobalOptions& options) {
+  const Session session(options);
+  const auto user = Session::signedInUser();
+  orx::ORVAAccountLoginManager::sharedInstance()->logout();
+  if (orx::ORVAAccountUserCache::sharedInstance()->cachedUser()) {
+    throw Failure{ExitCode::Storage, "signed out, but the stored user could not be removed"};
+  }
+  const std::string name = user->login().value_or(user->cusID().value_or("the user"));
+  Output(options.json).printDone("signed out " + name, {{"signedOut", orNull(user->login())}});
+}
+
+void runStatus(const GlobalOptions& options) {
+  const Session session(options);
+  const auto& account = orx::ORVAAccount::sharedInstance();
+  const auto user = orx::ORVAAccountUser::currentUser();
+  const auto text = [](const std::optional<orx::URL>& url) {
+    return url ? orx::Value(url->absoluteString()) : orx::Value(nullptr);
+  };
+  Output(options.json)
+      .printFields({{"version", ORXAccountVersionNumber},
+                    {"signedIn", user != nullptr},
+                    {"login", user ? orNull(user->login()) : orx::Value(nullptr)},
+                    {"identifier", options.identifier},
+                    {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
+                    {"stage", account->isStage()},
+                    {"lumCusInfoURL", text(account->lumCusInfoURL())},
+                    {"orvaServiceURL", text(account->orvaServiceURL())},
+                    {"credentials", account->appID() && account->appKey() ? "set" : "missing"}});
+}
+
+}  // namespace
+
+void addAccountCommands(CLI::App& app, const GlobalOptions& options) {
+  auto input = std::make_shared<ParameterOptions>();
+  CLI::App* command = app.add_subcommand("register", "Create an account");
+  addProfileFields(*command, *input);
+  input->addTo(*command);
+  input->addPasswordInput(*command);
+  command->callback([&options, input] { runRegister(options, *input); });
+
+  input = std::make_shared<ParameterOptions>();
+  command = app.add_subcommand("register-openid-v2",
+                               "Create an account for an identity of another provider");
+  addProfileFields(*command, *input);
+  input->addOpenIDFields(*command);
+  input->addTo(*command);
+  command->callback([&options, input] { runRegisterV2(options, *input); });
+
+  command = app.add_subcommand("whoami", "Show the signed-in user");
+  command->callback([&options] { runWhoAmI(options); });
+  command = app.add_subcommand("logout", "Sign out on this machine");
+  command->callback([&options] { runLogout(options); });
+  command = app.add_subcommand("status", "Show who is signed in and which servers are used");
+  command->callback([&options] { runStatus(options); });
+}
+
+}  // namespace tool

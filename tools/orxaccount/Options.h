@@ -1,0 +1,72 @@
+#pragma once
+
+#include <ORXAccount/platform/URLSessionConfiguration.h>
+#include <ORXAccount/platform/Value.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+// What holds for every command.
+struct GlobalOptions {
+  std::optional<std::string> appID;
+  std::optional<std::string> appKey;
+  std::string identifier = "com.orva.account.cli";
+  std::vector<std::string> connect;
+  std::optional<std::string> caFile;
+  bool china = false;
+  bool stage = false;
+  bool json = false;
+  bool verbose = false;
+};
+
+void addGlobalOptions(CLI::App& app, GlobalOptions& options);
+
+// How the library reaches its servers under these options; throws a Failure for a mapping that is
+// none.
+orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options);
+
+// Where the parameters of one command come from: named options, --set, --set-json, and secrets that
+// never stand on a command line.
+class ParameterOptions {
+ public:
+  // Adds --set and --set-json, and refuses secrets.
+  void addTo(CLI::App& command);
+  // Makes --password and --ticket say why they are refused.
+  static void refuseSecrets(CLI::App& command);
+  // Adds an option whose text becomes the parameter `key`.
+  CLI::Option* addField(CLI::App& command, const std::string& names, std::string_view key,
+                        const std::string& description);
+  // Adds --password-stdin or --ticket-stdin.
+  void addPasswordInput(CLI::App& command);
+  void addTicketInput(CLI::App& command);
+  // Adds --type and --uid, an identity of another provider; both are required.
+  void addOpenIDFields(CLI::App& command);
+
+  bool passwordFromInput() const { return passwordFromInput_; }
+  bool ticketFromInput() const { return ticketFromInput_; }
+
+  // The parameters, secrets excepted, in the order: named options, --set, --set-json. Throws a
+  // Failure for a pair that is none, and for one that holds a secret.
+  orx::Dictionary parameters() const;
+
+ private:
+  struct Field {
+    std::string key;
+    std::string value;
+    bool given = false;
+  };
+
+  std::vector<std::unique_ptr<Field>> fields_;
+  std::vector<std::string> pairs_;
+  std::vector<std::string> jsonPairs_;
+  bool passwordFromInput_ = false;
+  bool ticketFromInput_ = false;
+};
+
+}  // namespace tool

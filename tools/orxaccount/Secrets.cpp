@@ -1,0 +1,114 @@
+#include "Secrets.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <iostream>
+#include <utility>
+
+#include "Failure.h"
+
+namespace tool {
+namespace {
+
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
+volatile std::sig_atomic_t caughtSignal = 0;
+
+// A terminal that does not show what is typed. Signals that would end or stop the process are held
+// back until the terminal is as it was, and then take their ordinary effect.
+class QuietTerminal {
+ public:
+  explicit QuietTerminal(int terminal) : terminal_(terminal) {
+    caughtSignal = 0;
+    struct sigaction note = {};
+    note.sa_handler = [](int signal) { caughtSignal = signal; };
+    for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
+      sigaction(kEndingSignals[i], &note, &before_[i]);
+    }
+    tcgetattr(terminal_, &shown_);
+    termios hidden = shown_;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    hidden.c_lflag |= ECHONL;
+    tcsetattr(terminal_, TCSAFLUSH, &hidden);
+  }
+  QuietTerminal(const QuietTerminal&) = delete;
+  QuietTerminal& operator=(const QuietTerminal&) = delete;
+  ~QuietTerminal() {
+    tcsetattr(terminal_, TCSAFLUSH, &shown_);
+    for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
+      sigaction(kEndingSignals[i], &before_[i], nullptr);
+    }
+    if (caughtSignal != 0) raise(caughtSignal);
+  }
+
+ private:
+  int terminal_;
+  termios shown_ = {};
+  std::array<struct sigaction, kEndingSignals.size()> before_ = {};
+};
+
+// Reads up to the line's end; stops at end of file, at an error and at a signal.
+std::string readLine(int file) {
+  std::string line;
+  char letter = 0;
+  while (caughtSignal == 0) {
+    const ssize_t count = read(file, &letter, 1);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0 || letter == '\n') break;
+    line.push_back(letter);
+  }
+  return line;
+}
+
+}  // namespace
+
+std::string askForSecret(const std::string& prompt, const std::string& optionForScripts) {
+  const int terminal = open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY);
+  if (terminal < 0) {
+    throw usageFailure("there is no terminal to ask on; pipe the text in with " + optionForScripts);
+  }
+  const std::string question = prompt + ": ";
+  std::string answer;
+  bool ended = false;
+  do {
+    if (write(terminal, question.data(), question.size()) < 0) break;
+    {
+      const QuietTerminal quiet(terminal);
+      answer = readLine(terminal);
+      ended = caughtSignal == 0;
+    }
+    // Stopped and continued: the question is asked again.
+  } while (!ended);
+  close(terminal);
+  if (answer.empty()) throw usageFailure("nothing was entered");
+  return answer;
+}
+
+std::string askForNewSecret(const std::string& prompt, const std::string& optionForScripts) {
+  std::string answer = askForSecret(prompt, optionForScripts);
+  if (askForSecret(prompt + " once more", optionForScripts) != answer) {
+    throw usageFailure("the two answers differ");
+  }
+  return answer;
+}
+
+std::string readSecretLine(const std::string& option) {
+  std::string line;
+  if (!std::getline(std::cin, line)) {
+    throw usageFailure(option + ": standard input holds no line");
+  }
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  if (line.empty()) throw usageFailure(option + ": the line is empty");
+  return line;
+}
+
+std::string ticketFor(const ParameterOptions& input) {
+  if (input.ticketFromInput()) return readSecretLine("--ticket-stdin");
+  return askForSecret("Ticket", "--ticket-stdin");
+}
+
+}  // namespace tool

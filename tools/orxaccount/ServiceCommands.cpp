@@ -1,0 +1,157 @@
+#include <ORXAccount/ORXAccount.h>
+
+#include <memory>
+#include <utility>
+
+#include "Commands.h"
+#include "Output.h"
+#include "Secrets.h"
+#include "Session.h"
+
+namespace tool {
+namespace {
+
+using Handler = orx::ORVAAccountAPICompletionHandler;
+using Start = std::function<void(orx::ORVAAccountAPI&, Handler)>;
+
+// The service answers a list it cannot give with words and no payload, which the library reports as
+// a success.
+void runList(const GlobalOptions& options, const Start& start) {
+  Session session(options);
+  const auto result = session.call(start);
+  if (result->returnData().isNull()) {
+    const std::string words = result->resultDescription().value_or("");
+    throw Failure{ExitCode::Refused,
+                  words.empty() ? "no list came: no answer, or one that holds none" : words};
+  }
+  Output(options.json).printValue("list", result->returnData());
+}
+
+void runSSO(const GlobalOptions& options, const ParameterOptions& input) {
+  Session session(options);
+  orx::Dictionary parameters = input.parameters();
+  parameters.set(orx::kORVAAccountTicket, input.ticketFromInput()
+                                              ? readSecretLine("--ticket-stdin")
+                                              : Session::signedInUser()->ticket().value_or(""));
+  const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
+    api.apToWebSSOWithParameters_completionHandler(parameters, std::move(handler));
+  });
+  const std::string address = result->returnData().text().value_or("");
+  if (address.empty()) {
+    const std::string words = result->resultDescription().value_or("");
+    throw Failure{ExitCode::Refused, words.empty() ? "the service opened no session" : words};
+  }
+  Output(options.json).printDone(address, {{"returnData", address}});
+}
+
+void runCall(const GlobalOptions& options, const std::string& apiID,
+             const ParameterOptions& input) {
+  orx::Dictionary parameters = input.parameters();
+  if (input.passwordFromInput()) {
+    parameters.set(orx::kORVAAccountPassword, readSecretLine("--password-stdin"));
+  }
+  if (input.ticketFromInput()) {
+    parameters.set(orx::kORVAAccountTicket, readSecretLine("--ticket-stdin"));
+  }
+  Session session(options);
+  const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
+    api.commonWithApiId_parameters_completionHandler(apiID, parameters, std::move(handler));
+  });
+  Output(options.json).printValue("returnData", result->returnData());
+}
+
+// Collects the elements that hold text, each under its name.
+class ElementCollector final : public orx::XMLParserDelegate {
+ public:
+  void parser_foundCharacters(orx::XMLParser&, std::string_view characters) override {
+    text_ += characters;
+  }
+  void parser_didEndElement_namespaceURI_qualifiedName(orx::XMLParser&,
+                                                       std::string_view elementName,
+                                                       std::optional<std::string_view>,
+                                                       std::optional<std::string_view>) override {
+    if (text_.find_first_not_of(" \t\r\n") != std::string::npos) {
+      elements.set(std::string(elementName), text_);
+    }
+    text_.clear();
+  }
+
+  orx::Dictionary elements;
+
+ private:
+  std::string text_;
+};
+
+orx::Value readUserData(const orx::Value& returnData) {
+  const auto parser = returnData.objectOf<orx::XMLParser>();
+  if (!parser) return returnData;
+  const auto collector = std::make_shared<ElementCollector>();
+  parser->setDelegate(collector);
+  if (!parser->parse()) throw failureOf(parser->parserError());
+  return collector->elements;
+}
+
+void runUserData(const GlobalOptions& options, const ParameterOptions& input) {
+  const std::string ticket = ticketFor(input);
+  Session session(options);
+  const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
+    api.getUserData_completionHandler(orx::Dictionary{{orx::kORVAAccounTicket, ticket}},
+                                      std::move(handler));
+  });
+  Output(options.json).printValue("userData", readUserData(result->returnData()));
+}
+
+void addLists(CLI::App& app, const GlobalOptions& options) {
+  const auto add = [&](const char* name, const char* description, Start start) {
+    app.add_subcommand(name, description)->callback([&options, start = std::move(start)] {
+      runList(options, start);
+    });
+  };
+  add("countries", "List the countries", [](orx::ORVAAccountAPI& api, Handler handler) {
+    api.countryListWithCompletionHandler(std::move(handler));
+  });
+  add("education", "List what the service keeps for education levels",
+      [](orx::ORVAAccountAPI& api, Handler handler) {
+        api.educationListWithCompletionHandler(std::move(handler));
+      });
+  add("professions", "List the professions", [](orx::ORVAAccountAPI& api, Handler handler) {
+    api.professionalListWithCompletionHandler(std::move(handler));
+  });
+  auto name = std::make_shared<std::string>();
+  CLI::App* list = app.add_subcommand("list", "List another of the service's lists");
+  list->add_option("NAME", *name, "The list's name")->required();
+  list->callback([&options, name] {
+    runList(options, [name](orx::ORVAAccountAPI& api, Handler handler) {
+      api.parameterListWithName_completionHandler(*name, std::move(handler));
+    });
+  });
+}
+
+}  // namespace
+
+void addServiceCommands(CLI::App& app, const GlobalOptions& options) {
+  addLists(app, options);
+
+  auto input = std::make_shared<ParameterOptions>();
+  CLI::App* command = app.add_subcommand("sso", "Open a web session and print its address");
+  input->addTo(*command);
+  input->addTicketInput(*command);
+  command->callback([&options, input] { runSSO(options, *input); });
+
+  input = std::make_shared<ParameterOptions>();
+  command = app.add_subcommand("user-data", "Show the data of the user who holds a ticket");
+  input->refuseSecrets(*command);
+  input->addTicketInput(*command);
+  command->callback([&options, input] { runUserData(options, *input); });
+
+  input = std::make_shared<ParameterOptions>();
+  auto apiID = std::make_shared<std::string>();
+  command = app.add_subcommand("call", "Send a call with any operation identifier");
+  command->add_option("APIID", *apiID, "The operation, for example w000000015")->required();
+  input->addTo(*command);
+  input->addPasswordInput(*command);
+  input->addTicketInput(*command);
+  command->callback([&options, input, apiID] { runCall(options, *apiID, *input); });
+}
+
+}  // namespace tool

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <ORXAccount/ORXAccount.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "Options.h"
+
+namespace tool {
+
+// The library, started for one command: its configuration, the restored user, and waiting for what
+// it reports on other threads.
+class Session {
+ public:
+  // Configures the library and restores the stored user. Throws a Failure for options that are
+  // none.
+  explicit Session(const GlobalOptions& options);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session();
+
+  // Starts a sign-in on the shared manager and waits for the delegate's report. Gives the new user;
+  // throws a Failure when the sign-in failed, and when the user could not be stored.
+  std::shared_ptr<orx::ORVAAccountUser> signIn(
+      const std::function<void(orx::ORVAAccountLoginManager&)>& start);
+
+  // Starts one call of the service and waits for its result; throws a Failure for its error.
+  std::shared_ptr<orx::ORVAAccountAPIResult> call(
+      const std::function<void(orx::ORVAAccountAPI&, orx::ORVAAccountAPICompletionHandler)>& start);
+
+  // Loads the picture of a user; throws a Failure for its error.
+  orx::Data loadPicture(orx::ORVAAccountUser& user);
+
+  // Throws a Failure when nobody is signed in.
+  static std::shared_ptr<orx::ORVAAccountUser> signedInUser();
+
+ private:
+  class Delegate;
+
+  std::shared_ptr<Delegate> delegate_;
+  orx::Observation observation_;
+};
+
+}  // namespace tool
