@@ -50,7 +50,7 @@ ORX_FUZZ_TARGET(text) {
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   try {
     const PropertyListReader list({bytes, text.size()});
-    for (PropertyListReader::Reference object = 0; object < text.size(); ++object) {
+    for (PropertyListReader::Reference object = 0; object < list.size(); ++object) {
       try {
         readObject(list, object);
       } catch (const orx::MalformedPropertyList&) {
