@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::chrono::seconds kIdleConnection{60};
 constexpr std::chrono::seconds kSocketTimeout{30};
+constexpr std::size_t kRequestsOfAConnection = 1'000'000;
 constexpr std::size_t kLargestRequestBody = 4u << 20;
 
 template <auto Function>
@@ -100,6 +101,9 @@ class HTTPSServer::Implementation : public httplib::Server {
       : context_(makeContext(certificate)), handler_(std::move(handler)) {
     new_task_queue = [this] { return new ConnectionQueue(threads_); };
     set_payload_max_length(kLargestRequestBody);
+    // What the answers' Keep-Alive header says.
+    set_keep_alive_timeout(kIdleConnection.count());
+    set_keep_alive_max_count(kRequestsOfAConnection);
     set_read_timeout(kSocketTimeout);
     set_write_timeout(kSocketTimeout);
     set_tcp_nodelay(true);
