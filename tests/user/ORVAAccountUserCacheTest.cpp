@@ -1,64 +1,21 @@
-#include <ORXAccount/ORVAAccountConstants.h>
-#include <ORXAccount/ORVAAccountKeychain.h>
-#include <ORXAccount/ORVAAccountUser.h>
-#include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/Bundle.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <memory>
 #include <regex>
 #include <thread>
+#include <vector>
 
-#include "platform/KeychainStatus.h"
-#include "platform/KeyedArchiver.h"
 #include "platform/SecItemFunctions.h"
-#include "platform/UserDefaults.h"
 #include "support/ChildProcess.h"
-#include "support/StorageHome.h"
+#include "user/UserCacheTest.h"
 
 namespace orx {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::contentOf;
 using testing::snapshotOf;
-using testing::writeContent;
-
-std::shared_ptr<ORVAAccountUser> userNamed(std::string_view login) {
-  return ORVAAccountUser::initWithUserInfo(Dictionary{{"login", login}, {"points", 12}});
-}
-
-class UserCacheTest : public ::testing::Test {
- protected:
-  void signIn(std::string_view login) { cache().setCachedUser(userNamed(login)); }
-  void signOut() { cache().setCachedUser(nullptr); }
-  std::string restored() {
-    const auto user = cache().cachedUser();
-    return user ? user->login().value_or("(no login)") : "(nobody)";
-  }
-  static ORVAAccountUserCache& cache() { return *ORVAAccountUserCache::sharedInstance(); }
-
-  // What the stores hold, read past the cache.
-  std::string uuid() {
-    const auto reading = defaults.stringForKey(ORVAAccountUserUserDefaultKey);
-    return reading.error ? "(error)" : reading.value.value_or("(absent)");
-  }
-  std::optional<Data> blob() { return keychain->dataForKey(ORVAAccountUserKeychainKey); }
-  void putBlob(const Value& root) {
-    ASSERT_TRUE(keychain->setData_forKey(KeyedArchiver::archivedDataWithRootObject(root),
-                                         ORVAAccountUserKeychainKey));
-  }
-  void putUUID(std::string_view value) {
-    ASSERT_FALSE(defaults.setString_forKey(value, ORVAAccountUserUserDefaultKey));
-  }
-
-  testing::StorageHome home;
-  UserDefaults& defaults = *UserDefaults::standardUserDefaults();
-  std::shared_ptr<ORVAAccountKeychain> keychain = ORVAAccountKeychain::initWithServiceID(
-      "com.orva.account.usercache." + std::string(testing::StorageHome::bundleIdentifier));
-};
+using testing::UserCacheTest;
+using testing::userNamed;
 
 // The five rows of what the two stores can hold.
 
@@ -203,169 +160,6 @@ TEST(UserCacheServiceName, SaysNullWhereThereIsNoBundleIdentifier) {
                   ->dataForKey("com.orva.account.ORVAAccountUserKeychainKey"));
 }
 
-// Defaults that cannot be read.
-
-class UserCacheWithoutDefaults : public UserCacheTest {
- protected:
-  UserCacheWithoutDefaults() {
-    signIn("someone");
-    installation = uuid();
-    fs::rename(home.defaultsFile(), home.path() / "kept");
-    fs::create_directory(home.defaultsFile());
-  }
-  void makeReadable() {
-    fs::remove(home.defaultsFile());
-    fs::rename(home.path() / "kept", home.defaultsFile());
-  }
-
-  std::string installation;
-};
-
-TEST_F(UserCacheWithoutDefaults, RestoresNobodyDeletesNothingAndSaysWhy) {
-  const auto before = snapshotOf(home.path());
-  EXPECT_EQ(restored(), "(nobody)");
-  EXPECT_EQ(snapshotOf(home.path()), before);
-  const auto status = keychainStatusNow();
-  EXPECT_EQ(status.lastError, errSecIO);
-  EXPECT_EQ(status.path, home.defaultsFile().string());
-  EXPECT_FALSE(status.description.empty());
-  EXPECT_FALSE(status.remedy.empty());
-
-  makeReadable();
-  EXPECT_EQ(restored(), "someone");
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
-}
-
-TEST_F(UserCacheWithoutDefaults, StoresNoSignInAndMakesNoNewUUID) {
-  const auto before = snapshotOf(home.path());
-  signIn("another");
-  EXPECT_EQ(snapshotOf(home.path()), before);
-  EXPECT_NE(keychainStatusNow().lastError, errSecSuccess);
-  makeReadable();
-  EXPECT_EQ(restored(), "someone");
-  EXPECT_EQ(uuid(), installation);
-}
-
-TEST_F(UserCacheWithoutDefaults, StillSignsOut) {
-  signOut();
-  EXPECT_FALSE(blob());
-  makeReadable();
-  EXPECT_EQ(restored(), "(nobody)");
-}
-
-// Damage.
-
-TEST_F(UserCacheTest, DeletesNothingForDefaultsDamagedAtAnyLength) {
-  signIn("someone");
-  const auto whole = contentOf(home.defaultsFile());
-  for (std::size_t length = 0; length < whole.size(); ++length) {
-    writeContent(home.defaultsFile(), whole.substr(0, length));
-    const auto before = snapshotOf(home.path());
-    EXPECT_EQ(restored(), "(nobody)") << length;
-    EXPECT_EQ(snapshotOf(home.path()), before) << length;
-    EXPECT_EQ(keychainStatusNow().lastError, errSecDecode) << length;
-    EXPECT_NE(keychainStatusNow().description.find("damaged"), std::string::npos);
-  }
-  writeContent(home.defaultsFile(), whole);
-  EXPECT_EQ(restored(), "someone");
-}
-
-TEST_F(UserCacheTest, SetsDamagedDefaultsAsideAtTheNextSignInAndStoresNormally) {
-  signIn("someone");
-  const auto first = uuid();
-  writeContent(home.defaultsFile(), "bplist00 cut");
-  signIn("another");
-  EXPECT_EQ(restored(), "another");
-  EXPECT_NE(uuid(), first);
-  EXPECT_EQ(contentOf(home.defaultsFile().string() + ".damaged"), "bplist00 cut");
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
-}
-
-TEST_F(UserCacheTest, DeletesNothingForAnItemDamagedAtAnyLengthAndReplacesItAtTheNextSignIn) {
-  signIn("someone");
-  const auto file = home.onlyItemFile();
-  const auto whole = contentOf(file);
-  for (std::size_t length = 0; length < whole.size(); length += 7) {
-    writeContent(file, whole.substr(0, length));
-    const auto before = snapshotOf(home.path());
-    EXPECT_EQ(restored(), "(nobody)") << length;
-    EXPECT_EQ(snapshotOf(home.path()), before) << length;
-    EXPECT_EQ(keychainStatusNow().path, file.string());
-  }
-  signIn("another");
-  EXPECT_EQ(restored(), "another");
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
-}
-
-TEST_F(UserCacheTest, KeepsABlobThatCannotBeUnarchivedUntilTheNextSignIn) {
-  signIn("someone");
-  const auto archive = blob().value();
-  for (const auto& bytes :
-       {Data("no archive"), Data(), Data(archive.text().substr(0, archive.size() / 2)),
-        KeyedArchiver::archivedDataWithRootObject("text in place of a dictionary")}) {
-    ASSERT_TRUE(keychain->setData_forKey(bytes, ORVAAccountUserKeychainKey));
-    EXPECT_EQ(restored(), "(nobody)");
-    EXPECT_EQ(blob(), bytes);
-    EXPECT_NE(uuid(), "(absent)");
-  }
-  signIn("another");
-  EXPECT_EQ(restored(), "another");
-}
-
-TEST_F(UserCacheTest, KeepsABlobWhoseRecordCannotBeUnarchived) {
-  putUUID("U");
-  for (const Value& data :
-       {Value(Data("no archive")), Value("text"), Value(),
-        Value(KeyedArchiver::archivedDataWithRootObject("text in place of a record"))}) {
-    putBlob(Dictionary{{"uuid", "U"}, {"data", data}});
-    EXPECT_EQ(restored(), "(nobody)");
-    EXPECT_TRUE(blob());
-    EXPECT_EQ(uuid(), "U");
-  }
-}
-
-TEST_F(UserCacheTest, DeletesEvenADamagedBlobWhenTheDefaultsTrulyHoldNoUUID) {
-  ASSERT_TRUE(keychain->setData_forKey(Data("no archive"), ORVAAccountUserKeychainKey));
-  EXPECT_EQ(restored(), "(nobody)");
-  EXPECT_FALSE(blob());
-}
-
-TEST_F(UserCacheTest, RemovesABlobThatNamesNoInstallation) {
-  putUUID("U");
-  putBlob(Dictionary{{"data", Data("x")}});
-  EXPECT_EQ(restored(), "(nobody)");
-  EXPECT_FALSE(blob());
-  EXPECT_EQ(uuid(), "(absent)");
-}
-
-// Writes that fail.
-
-TEST_F(UserCacheTest, KeepsThePreviousUserWhenTheItemCannotBeWritten) {
-  signIn("someone");
-  rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  const rlimit small{.rlim_cur = 100, .rlim_max = before.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &small);
-  signIn("another");
-  setrlimit(RLIMIT_FSIZE, &before);
-  EXPECT_EQ(keychainStatusNow().lastError, errSecIO);
-  EXPECT_EQ(restored(), "someone");
-}
-
-TEST_F(UserCacheTest, WritesNoItemWhoseUUIDCouldNotBeStored) {
-  writeContent(home.path() / "config", "no directory");
-  signIn("someone");
-  EXPECT_FALSE(blob());
-  EXPECT_NE(keychainStatusNow().lastError, errSecSuccess);
-}
-
-TEST_F(UserCacheTest, RestoresWhereNothingCanBeWrittenNotEvenALock) {
-  signIn("someone");
-  fs::remove(home.defaultsFile().parent_path() / ".transaction.lock");
-  fs::create_directory(home.defaultsFile().parent_path() / ".transaction.lock");
-  EXPECT_EQ(restored(), "someone");
-}
-
 // Several processes.
 
 TEST_F(UserCacheTest, IsSharedByTheProcessesOfOneApplication) {
@@ -423,16 +217,6 @@ TEST_F(UserCacheTest, LosesNobodyWhenFirstSignInsMeet) {
     EXPECT_EQ(second.wait(), 0);
     EXPECT_NE(restored(), "(nobody)");
   }
-}
-
-TEST_F(UserCacheTest, RemovesNothingWhileAnotherProcessIsInTheMiddleOfASignIn) {
-  signIn("someone");
-  ASSERT_FALSE(defaults.removeObjectForKey(ORVAAccountUserUserDefaultKey));
-  const auto transaction = defaults.beginTransaction(std::chrono::steady_clock::now());
-  ASSERT_TRUE(transaction.lock);
-  EXPECT_EQ(restored(), "(nobody)");
-  EXPECT_TRUE(blob());
-  EXPECT_NE(keychainStatusNow().description.find("locked by another process"), std::string::npos);
 }
 
 }  // namespace
