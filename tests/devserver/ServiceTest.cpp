@@ -178,6 +178,12 @@ TEST(DevelopmentService, ServesManyAtOnce) {
   EXPECT_EQ(service.requestCount("sso0000004"), 16U);
 }
 
+TEST(DevelopmentService, KeepsAConnectionForManyRequests) {
+  DevelopmentService service;
+  service.start();
+  EXPECT_EQ(ServiceClient(service).connectionsFor(globalURL("/"), 200), 1);
+}
+
 TEST(DevelopmentService, CanBeStoppedTwiceAndWithoutAStart) {
   DevelopmentService service;
   service.stop();
