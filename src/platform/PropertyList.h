@@ -101,10 +101,13 @@ class PropertyListWriter {
 
   PropertyListWriter();
 
+  Reference addNull();
   Reference addBoolean(bool boolean);
   Reference addInteger(std::int64_t integer);
   Reference addInteger(std::uint64_t integer);
   Reference addReal(double number);
+  // Seconds since 2001-01-01T00:00:00 UTC.
+  Reference addDate(double date);
   Reference addData(std::span<const std::uint8_t> bytes);
   Reference addUID(std::uint32_t uid);
   // Equal texts give the same object. `text` must live until finish(). Throws std::invalid_argument
@@ -112,6 +115,7 @@ class PropertyListWriter {
   Reference addString(std::string_view text);
   // References may name objects that are added later.
   Reference addArray(std::span<const Reference> elements);
+  Reference addSet(std::span<const Reference> elements);
   // As many keys, which are strings, as values.
   Reference addDictionary(std::span<const Reference> keys, std::span<const Reference> values);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <CertificateAuthority.h>
 #include <ORXAccount/platform/URLSessionConfiguration.h>
+#include <devserver/CertificateAuthority.h>
 
 #include <atomic>
 #include <chrono>

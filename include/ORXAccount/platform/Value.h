@@ -105,8 +105,19 @@ struct Array : std::vector<Value> {
 };
 
 struct DictionaryEntry {
+  DictionaryEntry(std::string aKey, Value aValue)
+      : key(std::move(aKey)), value(std::move(aValue)) {}
+  // For keys that are constants.
+  template <std::same_as<std::string_view> Key>
+  DictionaryEntry(Key aKey, Value aValue) : key(aKey), value(std::move(aValue)) {}
+
   std::string key;
   Value value;
 };
+
+template <std::same_as<std::string_view> Key>
+void Dictionary::set(Key key, Value value) {
+  set(std::string(key), std::move(value));
+}
 
 }  // namespace orx

@@ -1,0 +1,45 @@
+#include "platform/ProgressWatch.h"
+
+#include <algorithm>
+
+namespace orx {
+
+void ProgressWatch::add(Watched& watched, std::chrono::milliseconds limit) {
+  watched.queue_ = &queues_[limit];
+  watched.queue_->push_back(&watched);
+  watched.place_ = std::prev(watched.queue_->end());
+  watched.lastProgress_ = now_;
+}
+
+void ProgressWatch::noteProgress(Watched& watched) {
+  if (watched.queue_ == nullptr || watched.lastProgress_ == now_) return;
+  watched.lastProgress_ = now_;
+  watched.queue_->splice(watched.queue_->end(), *watched.queue_, watched.place_);
+}
+
+void ProgressWatch::remove(Watched& watched) {
+  if (watched.queue_ == nullptr) return;
+  watched.queue_->erase(watched.place_);
+  watched.queue_ = nullptr;
+}
+
+ProgressWatch::Watched* ProgressWatch::overdue() const {
+  for (const auto& [limit, queue] : queues_) {
+    if (!queue.empty() && queue.front()->lastProgress_ + limit <= now_) return queue.front();
+  }
+  return nullptr;
+}
+
+std::optional<std::chrono::milliseconds> ProgressWatch::quietTime() const {
+  std::optional<Clock::time_point> first;
+  for (const auto& [limit, queue] : queues_) {
+    if (queue.empty()) continue;
+    const auto due = queue.front()->lastProgress_ + limit;
+    first = first ? std::min(*first, due) : due;
+  }
+  if (!first) return std::nullopt;
+  return std::max(std::chrono::ceil<std::chrono::milliseconds>(*first - now_),
+                  std::chrono::milliseconds(0));
+}
+
+}  // namespace orx

@@ -1,0 +1,347 @@
+#include "platform/Transfer.h"
+
+#include <curl/curl.h>
+#include <poll.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+
+#include "platform/Limits.h"
+
+namespace orx {
+namespace {
+
+static_assert(CURL_ERROR_SIZE <= 256);
+
+// Beyond this an announced length is not believed before the bytes come.
+constexpr std::size_t largestReservation = 1024U * 1024;
+
+bool equalsIgnoringCase(std::string_view left, std::string_view right) {
+  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
+}
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view blanks = " \t\r\n";
+  const auto first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+const std::string* find(const std::vector<std::pair<std::string, std::string>>& fields,
+                        std::string_view name) {
+  for (const auto& [key, value] : fields) {
+    if (equalsIgnoringCase(key, name)) return &value;
+  }
+  return nullptr;
+}
+
+void append(CurlList& list, const std::string& line) {
+  curl_slist* longer = curl_slist_append(list.get(), line.c_str());
+  if (longer == nullptr) return;
+  (void)list.release();
+  list.reset(longer);
+}
+
+// True when the peer has closed its side of the connection that the handle is on. Looking at the
+// next byte does not tell: a TLS goodbye stands before the end.
+bool peerHasClosed(CURL* easy) {
+  curl_socket_t descriptor = CURL_SOCKET_BAD;
+  if (curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &descriptor) != CURLE_OK) return false;
+  pollfd state{descriptor, POLLIN | POLLRDHUP, 0};
+  return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+}
+
+long info(CURL* easy, CURLINFO which) {
+  long value = 0;
+  curl_easy_getinfo(easy, which, &value);
+  return value;
+}
+
+}  // namespace
+
+Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+                   Completion completion)
+    : request_(std::move(request)),
+      configuration_(std::move(configuration)),
+      completion_(std::move(completion)),
+      url_(request_.url.absoluteString()),
+      redirectsLeft_(limits::redirects) {}
+
+void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
+                     ProgressWatch& watch) {
+  easy_ = easy;
+  options_ = std::move(options);
+  watch_ = &watch;
+  options_->applyTo(easy_);
+  setCallbacks();
+  setRequest();
+}
+
+void Transfer::setCallbacks() {
+  curl_easy_setopt(easy_, CURLOPT_PRIVATE, this);
+  curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
+  curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &Transfer::aboutToSend);
+  curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
+  curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &Transfer::receiveHeader);
+  curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &Transfer::receiveBody);
+  curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
+}
+
+void Transfer::setRequest() {
+  curl_easy_setopt(easy_, CURLOPT_URL, url_.c_str());
+  const bool isGET = request_.httpMethod == "GET";
+  const bool isHEAD = request_.httpMethod == "HEAD";
+  if (isGET) {
+    curl_easy_setopt(easy_, CURLOPT_HTTPGET, 1L);
+  } else if (isHEAD) {
+    curl_easy_setopt(easy_, CURLOPT_NOBODY, 1L);
+  } else {
+    setBody();
+  }
+  // What carries a body is redirected here, where it is seen whether the body would go twice.
+  curl_easy_setopt(easy_, CURLOPT_FOLLOWLOCATION, isGET || isHEAD ? 1L : 0L);
+  curl_easy_setopt(easy_, CURLOPT_MAXREDIRS, redirectsLeft_);
+  setHeaders();
+}
+
+void Transfer::setBody() {
+  const std::size_t size = request_.httpBody ? request_.httpBody->size() : 0;
+  bodySent_ = 0;
+  curl_easy_setopt(easy_, CURLOPT_POST, 1L);
+  if (request_.httpMethod != "POST") {
+    curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, request_.httpMethod.c_str());
+  }
+  curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(size));
+  curl_easy_setopt(easy_, CURLOPT_READFUNCTION, &Transfer::readBody);
+  curl_easy_setopt(easy_, CURLOPT_READDATA, this);
+  curl_easy_setopt(easy_, CURLOPT_SEEKFUNCTION, &Transfer::refuseToRewind);
+  curl_easy_setopt(easy_, CURLOPT_SEEKDATA, this);
+}
+
+void Transfer::setHeaders() {
+  requestHeaders_.reset();
+  for (const auto& [name, value] : request_.headerFields) {
+    // A line break would smuggle in another field.
+    if ((name + value).find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) continue;
+    append(requestHeaders_, value.empty() ? name + ';' : name + ": " + value);
+  }
+  if (request_.httpMethod != "GET") {
+    append(requestHeaders_, "Expect:");
+    if (find(request_.headerFields, "Content-Type") == nullptr) {
+      append(requestHeaders_, "Content-Type:");
+    }
+  }
+  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, requestHeaders_.get());
+}
+
+// ---- libcurl calls back: no exception may pass through it. Out of memory ends the process. ----
+
+int Transfer::aboutToSend(void* self, char*, char*, int, int) {
+  return static_cast<Transfer*>(self)->mayBeSent() ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+}
+
+bool Transfer::mayBeSent() {
+  watch_->noteProgress(*this);
+  // Redirects that libcurl follows are GETs, which may be repeated.
+  if (info(easy_, CURLINFO_REDIRECT_COUNT) == 0) {
+    // libcurl sends a request again when a kept connection dies without an answer. What has left
+    // may have been acted upon.
+    if (info(easy_, CURLINFO_REQUEST_SIZE) > 0) return false;
+    const bool isKeptConnection = info(easy_, CURLINFO_NUM_CONNECTS) == 0;
+    if (isKeptConnection && peerHasClosed(easy_)) {
+      connectionWasDead_ = true;
+      return false;
+    }
+  }
+  stage_ = TransferStage::waiting;
+  return true;
+}
+
+std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  transfer.watch_->noteProgress(transfer);
+  if (!transfer.request_.httpBody) return 0;
+  const std::string& body = *transfer.request_.httpBody;
+  const std::size_t taken = std::min(size * count, body.size() - transfer.bodySent_);
+  std::memcpy(buffer, body.data() + transfer.bodySent_, taken);
+  transfer.bodySent_ += taken;
+  return taken;
+}
+
+int Transfer::refuseToRewind(void*, std::int64_t, int) { return CURL_SEEKFUNC_FAIL; }
+
+std::size_t Transfer::receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  transfer.watch_->noteProgress(transfer);
+  return transfer.takeHeaderLine({bytes, size * count}) ? size * count : 0;
+}
+
+bool Transfer::takeHeaderLine(std::string_view line) {
+  headerSize_ += line.size();
+  if (headerSize_ > configuration_->maximumHeaderSize) {
+    excess_ = Excess::header;
+    return false;
+  }
+  // What comes after the body's begin are trailers.
+  if (stage_ == TransferStage::receiving) return true;
+  if (line.starts_with("HTTP/")) {
+    forgetReply();
+    const auto blank = line.find(' ');
+    if (blank != std::string_view::npos) {
+      std::from_chars(line.data() + blank + 1, line.data() + line.size(), statusCode_);
+    }
+  } else if (trimmed(line).empty()) {
+    endOfHead();
+  } else {
+    takeHeaderField(line);
+  }
+  return true;
+}
+
+void Transfer::takeHeaderField(std::string_view line) {
+  const bool continues = line.front() == ' ' || line.front() == '\t';
+  if (continues && !headerFields_.empty()) {
+    headerFields_.back().second.append(" ").append(trimmed(line));
+    return;
+  }
+  const auto colon = line.find(':');
+  if (colon == std::string_view::npos) return;
+  headerFields_.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
+}
+
+void Transfer::endOfHead() {
+  if (statusCode_ < 200) return;
+  if (isFollowedRedirect()) {
+    stage_ = TransferStage::connecting;
+    return;
+  }
+  headIsComplete_ = true;
+  stage_ = TransferStage::receiving;
+  if (const std::string* text = find(headerFields_, "Content-Length")) {
+    std::size_t length = 0;
+    std::from_chars(text->data(), text->data() + text->size(), length);
+    body_.reserve(std::min({length, configuration_->maximumBodySize, largestReservation}));
+  }
+}
+
+// True when libcurl goes on to another place by itself.
+bool Transfer::isFollowedRedirect() const {
+  if (request_.httpMethod != "GET" && request_.httpMethod != "HEAD") return false;
+  return statusCode_ >= 300 && statusCode_ < 400 && find(headerFields_, "Location") != nullptr;
+}
+
+std::size_t Transfer::receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  transfer.watch_->noteProgress(transfer);
+  const std::size_t length = size * count;
+  auto& body = transfer.body_;
+  const std::size_t taken =
+      std::min(length, transfer.configuration_->maximumBodySize - body.size());
+  body.insert(body.end(), bytes, bytes + taken);
+  if (taken == length) return length;
+  transfer.excess_ = Excess::body;
+  return 0;
+}
+
+// ---- The end of a run of the handle. ----
+
+void Transfer::forgetReply() {
+  statusCode_ = 0;
+  headIsComplete_ = false;
+  headerFields_.clear();
+  body_.clear();
+}
+
+bool Transfer::continuesAfter(int code) {
+  if (code == CURLE_ABORTED_BY_CALLBACK && connectionWasDead_) {
+    // Not a byte has left: the same request on a new connection.
+    connectionWasDead_ = false;
+    curl_easy_setopt(easy_, CURLOPT_FRESH_CONNECT, 1L);
+    return true;
+  }
+  const bool becomesGET = statusCode_ >= 301 && statusCode_ <= 303;
+  if (code != CURLE_OK || request_.httpMethod != "POST" || !becomesGET) return false;
+  char* target = nullptr;
+  curl_easy_getinfo(easy_, CURLINFO_REDIRECT_URL, &target);
+  if (target == nullptr) return false;
+  goOnAsGET(target);
+  return true;
+}
+
+void Transfer::goOnAsGET(std::string url) {
+  url_ = std::move(url);
+  wasRedirected_ = true;
+  --redirectsLeft_;
+  request_.httpMethod = "GET";
+  request_.httpBody.reset();
+  std::erase_if(request_.headerFields, [](const auto& field) {
+    return equalsIgnoringCase(field.first, "Content-Type") ||
+           equalsIgnoringCase(field.first, "Content-Length");
+  });
+  forgetReply();
+  stage_ = TransferStage::connecting;
+  setRequest();
+}
+
+void Transfer::finish(int code) {
+  TransferOutcome outcome;
+  if (code != CURLE_OK) outcome.error = errorOf(code);
+  if (headIsComplete_) {
+    outcome.response =
+        std::make_shared<HTTPURLResponse>(currentURL(), statusCode_, std::move(headerFields_));
+    outcome.data = Data(std::move(body_));
+  }
+  if (!outcome.response && !outcome.error) outcome.error = errorOf(CURLE_WEIRD_SERVER_REPLY);
+  completion_(std::move(outcome));
+}
+
+void Transfer::fail(std::shared_ptr<Error> error) {
+  completion_(TransferOutcome::failure(std::move(error)));
+}
+
+std::string Transfer::currentURL() const {
+  char* text = nullptr;
+  if (info(easy_, CURLINFO_REDIRECT_COUNT) > 0) {
+    curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &text);
+  }
+  return text != nullptr ? text : url_;
+}
+
+TransportFailure Transfer::failureOf(int code) const {
+  TransportFailure failure;
+  failure.code = code;
+  failure.stage = stage_;
+  failure.url = currentURL();
+  if (const auto url = URL::URLWithString(failure.url)) failure.host = url->host();
+  failure.detail = errorText_.data();
+  if (code == CURLE_COULDNT_CONNECT) {
+    failure.systemError = static_cast<int>(info(easy_, CURLINFO_OS_ERRNO));
+  }
+  return failure;
+}
+
+std::shared_ptr<Error> Transfer::errorOf(int code) const {
+  const TransportFailure failure = failureOf(code);
+  switch (excess_) {
+    case Excess::header:
+      return transportError(NSURLErrorDataLengthExceedsMaximum,
+                            "could not take the answer of " + failure.host +
+                                ": its header is longer than " +
+                                std::to_string(configuration_->maximumHeaderSize) + " bytes",
+                            failure.url);
+    case Excess::body:
+      return transportError(NSURLErrorDataLengthExceedsMaximum,
+                            "could not take the answer of " + failure.host +
+                                ": its body is longer than " +
+                                std::to_string(configuration_->maximumBodySize) + " bytes",
+                            failure.url);
+    case Excess::none:
+      break;
+  }
+  return transportError(failure);
+}
+
+}  // namespace orx

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/ProgressWatch.h"
+#include "platform/TransferOptions.h"
+#include "platform/TransportError.h"
+#include "platform/URLSession.h"
+
+namespace orx {
+
+// The arguments of a completion handler.
+struct TransferOutcome {
+  std::optional<Data> data;
+  std::shared_ptr<HTTPURLResponse> response;
+  std::shared_ptr<Error> error;
+
+  static TransferOutcome failure(std::shared_ptr<Error> error) {
+    return {std::nullopt, nullptr, std::move(error)};
+  }
+};
+
+// One request on its way, with its redirects. Used by the transfer thread alone once submitted.
+class Transfer : public ProgressWatch::Watched {
+ public:
+  // Called once, on the transfer thread, which it must not hold up.
+  using Completion = std::function<void(TransferOutcome outcome)>;
+
+  Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+           Completion completion);
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+
+  const URLSessionConfiguration& configuration() const { return *configuration_; }
+  void* easy() const { return easy_; }
+
+  // Sets up a libcurl handle, fresh or reset, for this request.
+  void begin(void* easy, std::shared_ptr<const TransferOptions> options, ProgressWatch& watch);
+  // What follows when libcurl is done with the handle: true when it is to be run once more.
+  bool continuesAfter(int code);
+  // Reports; `code` is libcurl's for the whole.
+  void finish(int code);
+  void fail(std::shared_ptr<Error> error);
+
+ private:
+  enum class Excess { none, header, body };
+
+  void setRequest();
+  void setHeaders();
+  void setBody();
+  void setCallbacks();
+  void forgetReply();
+  void goOnAsGET(std::string url);
+  bool isFollowedRedirect() const;
+  TransportFailure failureOf(int code) const;
+  std::shared_ptr<Error> errorOf(int code) const;
+  std::string currentURL() const;
+
+  static int aboutToSend(void* self, char*, char*, int, int);
+  static std::size_t readBody(char* buffer, std::size_t size, std::size_t count, void* self);
+  static int refuseToRewind(void* self, std::int64_t offset, int origin);
+  static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self);
+  static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* self);
+  bool mayBeSent();
+  bool takeHeaderLine(std::string_view line);
+  void takeHeaderField(std::string_view line);
+  void endOfHead();
+
+  URLRequest request_;
+  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  Completion completion_;
+
+  void* easy_ = nullptr;
+  std::shared_ptr<const TransferOptions> options_;
+  ProgressWatch* watch_ = nullptr;
+  CurlList requestHeaders_;
+  std::size_t bodySent_ = 0;
+  std::string url_;  // of the hop that this handle was last set up for
+  long redirectsLeft_;
+  bool wasRedirected_ = false;  // by this object, not by libcurl
+  bool connectionWasDead_ = false;
+
+  TransferStage stage_ = TransferStage::connecting;
+  Excess excess_ = Excess::none;
+  std::size_t headerSize_ = 0;
+  long statusCode_ = 0;
+  bool headIsComplete_ = false;
+  std::vector<std::pair<std::string, std::string>> headerFields_;
+  std::vector<std::uint8_t> body_;
+  std::array<char, 256> errorText_{};
+};
+
+}  // namespace orx

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+
+namespace orx::testing {
+
+// A forked child that runs `work` and ends with its result as exit status (it runs no destructors
+// of the test). Killed when this object goes and it still runs.
+class ChildProcess {
+ public:
+  explicit ChildProcess(const std::function<int()>& work);
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  ~ChildProcess();
+
+  // The exit status; minus the signal's number when one ended it, or when it took too long and was
+  // killed for it.
+  int wait();
+  void kill(int signal);
+
+ private:
+  pid_t process_;
+};
+
+}  // namespace orx::testing
