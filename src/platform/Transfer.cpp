@@ -17,6 +17,10 @@ static_assert(CURL_ERROR_SIZE <= 256);
 // Beyond this an announced length is not believed before the bytes come.
 constexpr std::size_t largestReservation = 1024U * 1024;
 
+// A body up to this size leaves together with the header, in one write; a longer one is read piece
+// by piece, which shows that it moves.
+constexpr std::size_t bodySentWithHeader = 16U * 1024;
+
 bool equalsIgnoringCase(std::string_view left, std::string_view right) {
   return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
@@ -126,6 +130,10 @@ void Transfer::setBody() {
     curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, request_.httpMethod.c_str());
   }
   curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(size));
+  if (size <= bodySentWithHeader) {
+    curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, request_.httpBody ? request_.httpBody->data() : "");
+    return;
+  }
   curl_easy_setopt(easy_, CURLOPT_READFUNCTION, &Transfer::readBody);
   curl_easy_setopt(easy_, CURLOPT_READDATA, this);
   curl_easy_setopt(easy_, CURLOPT_SEEKFUNCTION, &Transfer::refuseToRewind);
