@@ -22,6 +22,9 @@ inline constexpr std::size_t xmlEntities = 256;
 inline constexpr float xmlAmplification = 4;
 inline constexpr unsigned long long xmlAmplificationThreshold = 64ULL * 1024;
 
+// Objects of one property list. What is one object to an archive takes up to four here.
+inline constexpr std::size_t propertyListObjects = 5'000'000;
+
 // Objects of one keyed archive. A user record has some fifty.
 inline constexpr std::size_t archiveObjects = 1'000'000;
 
