@@ -37,7 +37,7 @@ inline constexpr std::size_t archiveDepth = 512;
 inline constexpr std::size_t archiveExpansion = 4U * 1024 * 1024;
 
 // Bytes of a stored file (user defaults, keychain item) that is read into memory.
-inline constexpr std::size_t storedFileSize = 64U * 1024 * 1024;
+inline constexpr std::size_t storedFileSize = std::size_t{64} * 1024 * 1024;
 
 // Redirects that one transfer follows.
 inline constexpr long redirects = 20;
