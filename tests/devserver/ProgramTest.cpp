@@ -45,7 +45,8 @@ class Program {
     output_ = fdopen(output[0], "r");
   }
   ~Program() {
-    if (process_ > 0) kill(process_, SIGKILL);
+    // Not killed: it has a directory to take away.
+    if (process_ > 0) kill(process_, SIGTERM);
     end();
     std::fclose(output_);
   }
