@@ -19,6 +19,12 @@ constexpr std::size_t keptHandles = 256;
 // How long the end of the process waits for the transfer thread to leave libcurl.
 constexpr std::chrono::seconds longestStop{5};
 
+// An idle libcurl handle and the options that stand in it: the next call mostly wants the same.
+struct Handle {
+  CURL* easy;
+  std::shared_ptr<const TransferOptions> options;
+};
+
 }  // namespace
 
 // The part of the engine that a fork does not take over.
@@ -33,8 +39,8 @@ struct TransferEngine::State {
 
   // The transfer thread's own.
   std::vector<std::unique_ptr<Transfer>> arrived;
-  std::vector<CURL*> handles;
-  ProgressWatch watch;
+  std::vector<Handle> handles;
+  TransferSurroundings surroundings;
   std::shared_ptr<const TransferOptions> lastOptions;
 
   bool makeLibcurl();
@@ -43,8 +49,8 @@ struct TransferEngine::State {
   void collectFinished();
   void endOverdue();
   void end(Transfer* transfer, CURLcode code);
-  CURL* takeHandle();
-  void giveBack(CURL* easy);
+  CURL* takeHandle(const std::shared_ptr<const TransferOptions>& options);
+  void giveBack(CURL* easy, std::shared_ptr<const TransferOptions> options);
   std::shared_ptr<const TransferOptions> optionsFor(const URLSessionConfiguration& configuration);
 };
 
@@ -59,17 +65,26 @@ bool TransferEngine::State::makeLibcurl() {
   return true;
 }
 
-CURL* TransferEngine::State::takeHandle() {
-  if (handles.empty()) return curl_easy_init();
-  CURL* easy = handles.back();
-  handles.pop_back();
-  return easy;
+// With the options set.
+CURL* TransferEngine::State::takeHandle(const std::shared_ptr<const TransferOptions>& options) {
+  Handle handle{};
+  if (handles.empty()) {
+    handle.easy = curl_easy_init();
+    if (handle.easy == nullptr) return nullptr;
+  } else {
+    handle = std::move(handles.back());
+    handles.pop_back();
+    if (handle.options == options) return handle.easy;
+    curl_easy_reset(handle.easy);
+  }
+  options->applyTo(handle.easy);
+  curl_easy_setopt(handle.easy, CURLOPT_SHARE, share);
+  return handle.easy;
 }
 
-void TransferEngine::State::giveBack(CURL* easy) {
+void TransferEngine::State::giveBack(CURL* easy, std::shared_ptr<const TransferOptions> options) {
   if (handles.size() < keptHandles) {
-    curl_easy_reset(easy);
-    handles.push_back(easy);
+    handles.push_back({easy, std::move(options)});
   } else {
     curl_easy_cleanup(easy);
   }
@@ -84,15 +99,14 @@ std::shared_ptr<const TransferOptions> TransferEngine::State::optionsFor(
 }
 
 void TransferEngine::State::start(std::unique_ptr<Transfer> transfer) {
-  CURL* easy = takeHandle();
+  auto options = optionsFor(transfer->configuration());
+  CURL* easy = takeHandle(options);
   if (easy == nullptr) {
     transfer->fail(transportError(NSURLErrorUnknown, "no memory for a transfer", {}));
     return;
   }
-  auto options = optionsFor(transfer->configuration());
-  watch.add(*transfer, options->timeout());
-  curl_easy_setopt(easy, CURLOPT_SHARE, share);
-  transfer->begin(easy, std::move(options), watch);
+  surroundings.watch.add(*transfer, options->timeout());
+  transfer->begin(easy, std::move(options), surroundings);
   // The handle's private pointer owns it from here.
   Transfer* running = transfer.release();
   if (curl_multi_add_handle(multi, easy) != CURLM_OK) end(running, CURLE_FAILED_INIT);
@@ -100,11 +114,11 @@ void TransferEngine::State::start(std::unique_ptr<Transfer> transfer) {
 
 void TransferEngine::State::end(Transfer* transfer, CURLcode code) {
   const std::unique_ptr<Transfer> owner(transfer);
-  watch.remove(*transfer);
+  surroundings.watch.remove(*transfer);
   CURL* easy = transfer->easy();
   transfer->finish(code);
   curl_multi_remove_handle(multi, easy);
-  giveBack(easy);
+  giveBack(easy, transfer->options());
 }
 
 void TransferEngine::State::collectFinished() {
@@ -119,20 +133,20 @@ void TransferEngine::State::collectFinished() {
       end(transfer, code);
       continue;
     }
-    watch.noteProgress(*transfer);
+    surroundings.watch.noteProgress(*transfer);
     curl_multi_remove_handle(multi, easy);
     if (curl_multi_add_handle(multi, easy) != CURLM_OK) end(transfer, CURLE_FAILED_INIT);
   }
 }
 
 void TransferEngine::State::endOverdue() {
-  while (auto* overdue = watch.overdue()) {
+  while (auto* overdue = surroundings.watch.overdue()) {
     end(static_cast<Transfer*>(overdue), CURLE_OPERATION_TIMEDOUT);
   }
 }
 
 void TransferEngine::State::work() {
-  watch.beginTurn();
+  surroundings.watch.beginTurn();
   for (auto& transfer : arrived) start(std::move(transfer));
   arrived.clear();
   int running = 0;
@@ -145,8 +159,9 @@ TransferEngine::TransferEngine() : state_(new State) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   holdAcrossFork(ForkRank::transferEngine, workMutex_);
   holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
-    // The parent's transfers are not the child's. Nothing of them is closed or freed: that would
-    // say goodbye on the parent's connections.
+    // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
+    // on the parent's connections.
+    state_->surroundings.sockets.closeAll();
     state_ = new State;
   });
   // After libcurl and OpenSSL have registered theirs, so before they are taken down.
@@ -202,8 +217,8 @@ void TransferEngine::sleep(State& state) {
   state.sleeps = true;
   lock.unlock();
 
-  state.watch.beginTurn();
-  const auto quiet = state.watch.quietTime().value_or(std::chrono::hours(24));
+  state.surroundings.watch.beginTurn();
+  const auto quiet = state.surroundings.watch.quietTime().value_or(std::chrono::hours(24));
   curl_multi_poll(state.multi, nullptr, 0, static_cast<int>(quiet.count()), nullptr);
 
   lock.lock();

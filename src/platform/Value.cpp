@@ -3,7 +3,6 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <limits>
 
 namespace orx {
 
@@ -50,16 +49,13 @@ std::string joined(const Dictionary& dictionary) {
 
 }  // namespace
 
-Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}
+Value::Value(const Value& other) = default;
+Value::Value(Value&& other) noexcept = default;
+Value& Value::operator=(const Value& other) = default;
+Value& Value::operator=(Value&& other) noexcept = default;
+Value::~Value() = default;
 
-void Value::setUnsigned(std::uint64_t integer) noexcept {
-  // One representation for each integer, so that kinds of storage need not be compared.
-  if (integer <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-    content_ = static_cast<std::int64_t>(integer);
-  } else {
-    content_ = integer;
-  }
-}
+Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}
 
 Value::Kind Value::kind() const noexcept {
   constexpr std::array kinds{Kind::Null,       Kind::Boolean, Kind::Integer, Kind::Integer,
