@@ -80,7 +80,7 @@ struct SecretServiceConnection::State {
   ThreadContext context;
   std::shared_ptr<GCancellable> cancellable{lib().g_cancellable_new(), ReleasingObject()};
   ObjectPointer<GDBusConnection> connection;
-  ObjectPointer<SecretService> service;
+  std::string session_;
 
   // Takes over `arguments`, floating or null. `reply` is the type that the answer must have.
   Variant invoke(const char* destination, const std::string& path, const char* interface,
@@ -110,32 +110,25 @@ struct SecretServiceConnection::State {
     }
   }
 
-  // How secrets travel: encrypted, where the service can.
-  std::string session() {
-    GError* error = nullptr;
-    if (!service) {
-      const auto flags = static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START |
-                                                      G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES |
-                                                      G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS);
-      service.reset(static_cast<SecretService*>(lib().g_initable_new(
-          lib().secret_service_get_type(), cancellable.get(), &error, "g-connection",
-          connection.get(), "g-flags", flags, "g-name", serviceName, "g-object-path", servicePath,
-          "g-interface-name", serviceInterface, nullptr)));
-      if (!service) throw failureOf(ErrorPointer(error));
-      lib().g_dbus_proxy_set_default_timeout(reinterpret_cast<GDBusProxy*>(service.get()),
-                                             static_cast<gint>(call->remaining().count()));
+  // Secrets travel as they are: over a socket that only the user's own programs can reach, and
+  // each of them can ask for the secret itself.
+  const std::string& session() {
+    if (session_.empty()) {
+      const auto reply =
+          ask(servicePath, serviceInterface, "OpenSession",
+              lib().g_variant_new("(sv)", "plain", lib().g_variant_new("s", "")), "(vo)");
+      session_ = textOf(childOf(reply, 1));
     }
-    if (lib().secret_service_ensure_session_sync(service.get(), cancellable.get(), &error) == 0) {
-      throw failureOf(ErrorPointer(error));
-    }
-    return lib().secret_service_get_session_dbus_path(service.get());
+    return session_;
   }
 
+  // Floating: the session, nothing, the secret, its content type.
   GVariant* encoded(const std::string& secret) {
-    session();
-    const SecretPointer value(
-        lib().secret_value_new(secret.data(), static_cast<gssize>(secret.size()), "text/plain"));
-    return lib().secret_service_encode_dbus_secret(service.get(), value.get());
+    const char* path = session().c_str();
+    const auto bytes = [](std::string_view text) {
+      return lib().g_variant_new_fixed_array(type("y"), text.data(), text.size(), 1);
+    };
+    return lib().g_variant_new("(o@ay@ays)", path, bytes(""), bytes(secret), "text/plain");
   }
 
   Variant ask(const std::string& path, const char* interface, const char* method,
@@ -282,12 +275,14 @@ std::string SecretServiceConnection::secretOf(const Path& item) {
   const std::string session = state_->session();
   const auto reply = state_->ask(item, itemInterface, "GetSecret",
                                  lib().g_variant_new("(o)", session.c_str()), "((oayays))");
-  const SecretPointer secret(
-      lib().secret_service_decode_dbus_secret(state_->service.get(), childOf(reply, 0).get()));
-  if (!secret) throw SecretServiceFailure{Kind::Misunderstood, "GetSecret"};
+  const auto secret = childOf(reply, 0);
+  if (textOf(childOf(secret, 0)) != session) {
+    throw SecretServiceFailure{Kind::Misunderstood, "a secret of another session"};
+  }
+  const auto value = childOf(secret, 2);
   gsize length = 0;
-  const gchar* bytes = lib().secret_value_get(secret.get(), &length);
-  return {bytes, length};
+  const void* bytes = lib().g_variant_get_fixed_array(value.get(), &length, 1);
+  return length == 0 ? std::string() : std::string(static_cast<const char*>(bytes), length);
 }
 
 void SecretServiceConnection::setSecret(const Path& item, const std::string& secret) {

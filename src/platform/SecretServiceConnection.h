@@ -20,8 +20,8 @@ class SecretServiceConnection {
   using Path = std::string;
   using Attributes = std::map<std::string, std::string>;
 
-  // Loads libsecret, unless it is. Throws a failure when it cannot be used in this process. Comes
-  // before anything else.
+  // Loads the library below, unless it is loaded. Throws a failure when it cannot be used in this
+  // process. Comes before anything else.
   static void requireLibrary();
 
   // Connects, and starts the service where it does not run yet.

@@ -25,8 +25,8 @@ constexpr std::string_view restart =
 
 constexpr std::array rows{
     Row{Kind::NoLibrary, errSecNotAvailable,
-        "No Secret Service can be used: libsecret is not installed.",
-        "Install libsecret, or let the application use the file store."},
+        "No Secret Service can be used: GIO (libgio-2.0) is not installed.",
+        "Install libglib2.0-0, or let the application use the file store."},
     Row{Kind::NoBus, errSecNotAvailable, "No Secret Service exists: there is no session bus.",
         "Log in to a desktop, or let the application use the file store."},
     Row{Kind::NoService, errSecNotAvailable,

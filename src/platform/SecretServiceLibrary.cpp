@@ -19,7 +19,7 @@ std::atomic<pid_t> loadingProcess{0};
 
 // Null when a function is missing. Loaded twice is loaded once; it stays until the process ends.
 const Library* load() {
-  void* handle = dlopen("libsecret-1.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  void* handle = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (handle == nullptr) return nullptr;
   auto library = std::make_unique<Library>();
   bool complete = true;

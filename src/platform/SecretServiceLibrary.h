@@ -1,14 +1,15 @@
 #pragma once
 
+#include <gio/gio.h>
+
 #include <memory>
 
 #include "platform/SecretServiceFailure.h"
 #include "platform/SecretServiceFunctions.h"
 
-#define SECRET_API_SUBJECT_TO_CHANGE
-#include <libsecret/secret.h>
-
-// libsecret, loaded when first needed. Its functions are reached through lib() alone.
+// GIO, loaded when first needed, for its D-Bus connections. Its functions are reached through lib()
+// alone. libsecret, which stands on it, is of no use here: it insists on the connection that all of
+// a process share, and GIO ends the process when that one breaks.
 namespace orx {
 
 struct SecretServiceLibrary {
@@ -31,8 +32,6 @@ struct Releasing {
 };
 using Variant = std::unique_ptr<GVariant, Releasing<&SecretServiceLibrary::g_variant_unref>>;
 using ErrorPointer = std::unique_ptr<GError, Releasing<&SecretServiceLibrary::g_error_free>>;
-using SecretPointer =
-    std::unique_ptr<SecretValue, Releasing<&SecretServiceLibrary::secret_value_unref>>;
 using ReleasingObject = Releasing<&SecretServiceLibrary::g_object_unref>;
 template <typename T>
 using ObjectPointer = std::unique_ptr<T, ReleasingObject>;

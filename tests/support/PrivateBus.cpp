@@ -17,7 +17,7 @@ namespace {
 
 std::string configurationOf(const std::filesystem::path& directory) {
   return "<busconfig><type>session</type><listen>unix:path=" + (directory / "bus").string() +
-         "</listen><servicedir>" + directory.string() +
+         "</listen><servicedir>" + (directory / "services").string() +
          "</servicedir><policy context=\"default\"><allow send_destination=\"*\"/>"
          "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>";
 }
@@ -25,9 +25,10 @@ std::string configurationOf(const std::filesystem::path& directory) {
 }  // namespace
 
 PrivateBus::PrivateBus(const std::filesystem::path& directory, const std::string& activation) {
+  std::filesystem::create_directory(directory / "services");
   writeContent(directory / "bus.conf", configurationOf(directory));
   if (!activation.empty()) {
-    writeContent(directory / "org.freedesktop.secrets.service",
+    writeContent(directory / "services" / "org.freedesktop.secrets.service",
                  "[D-BUS Service]\nName=org.freedesktop.secrets\nExec=" + activation + "\n");
   }
   daemon_.emplace(std::vector<std::string>{"dbus-daemon", "--nofork", "--print-address=1",
