@@ -96,16 +96,24 @@ struct SecretServiceConnection::State {
     return Variant(answer);
   }
 
-  // The bus alone knows whether a service exists that does not run yet.
+  Variant askBus(const char* method, GVariant* arguments, const char* reply) {
+    return invoke(busName, "/org/freedesktop/DBus", busName, method, arguments, reply);
+  }
+
+  // The bus alone knows whether a service exists that does not run yet. It knows of no other when
+  // it is asked to start one that runs already but not by the bus's doing.
   void startService() {
     try {
-      invoke(busName, "/org/freedesktop/DBus", busName, "StartServiceByName",
-             lib().g_variant_new("(su)", serviceName, guint32{0}), "(u)");
+      const auto owned =
+          childOf(askBus("NameHasOwner", lib().g_variant_new("(s)", serviceName), "(b)"), 0);
+      if (lib().g_variant_get_boolean(owned.get()) != 0) return;
+      askBus("StartServiceByName", lib().g_variant_new("(su)", serviceName, guint32{0}), "(u)");
     } catch (const SecretServiceFailure& failure) {
       if (failure.detail.starts_with("org.freedesktop.DBus.Error.ServiceUnknown")) {
         throw SecretServiceFailure{Kind::NoService, {}};
       }
-      if (failure.kind == Kind::Silent) throw;
+      const bool ofTheBus = failure.kind == Kind::Silent || failure.detail.empty();
+      if (ofTheBus) throw;
       throw SecretServiceFailure{Kind::NotStarted, failure.detail};
     }
   }
