@@ -3,12 +3,10 @@
 // usage: scripted_secret_service SCRIPT ITEMS LOG
 //
 // SCRIPT and ITEMS need not exist. Each call adds a line to LOG: the method and the object's path.
-// Prints a line when it can be called.
+// Prints a line when it can be called. Ends with its bus.
 
-#include <sys/prctl.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -84,7 +82,6 @@ GDBusMessage* filter(GDBusConnection* connection, GDBusMessage* message, gboolea
 
 int main(int count, char** arguments) {
   if (count != 4) return 2;
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
   Service service{.script = arguments[1], .log = arguments[3], .keyring = Keyring(arguments[2])};
   GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   if (connection == nullptr) return 1;
