@@ -18,6 +18,8 @@ namespace orx::testing {
 struct KeychainBackend {
   std::string name;
   std::function<std::shared_ptr<KeychainStore>()> make;
+  // What the status calls the place of its items.
+  std::string place;
 };
 
 inline std::ostream& operator<<(std::ostream& stream, const KeychainBackend& backend) {
