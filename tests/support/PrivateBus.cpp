@@ -22,6 +22,21 @@ std::string configurationOf(const std::filesystem::path& directory) {
          "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>";
 }
 
+// Waits until an item can be stored. It asks in a child, so that this process may still fork
+// children that use the keyring.
+void awaitKeyring() {
+  ChildProcess asking([] {
+    SecretServiceStore store(
+        {.mayPrompt = [] { return PromptRules::Answer::Forbidden; }, .noteDismissed = [] {}});
+    const KeychainItem item{.service = "nobody", .account = "nobody"};
+    const auto deadline = [] { return std::chrono::steady_clock::now() + std::chrono::seconds(5); };
+    const bool ready =
+        eventually([&] { return store.add(item, Data(), deadline()).status == errSecSuccess; });
+    return ready && store.remove(item, deadline()).status == errSecSuccess ? 0 : 1;
+  });
+  if (asking.wait() != 0) throw std::runtime_error("the keyring does not answer");
+}
+
 }  // namespace
 
 PrivateBus::PrivateBus(const std::filesystem::path& directory, const std::string& activation) {
@@ -46,19 +61,7 @@ GnomeKeyring::GnomeKeyring(const std::filesystem::path& directory) {
   daemon_.emplace(std::vector<std::string>{"gnome-keyring-daemon", "--foreground",
                                            "--components=secrets", "--unlock"},
                   "password");
-  // It asks in a child, so that this process may still fork children that use the keyring.
-  ChildProcess asking([] {
-    SecretServiceStore store(
-        {.mayPrompt = [] { return PromptRules::Answer::Forbidden; }, .noteDismissed = [] {}});
-    const bool ready = eventually([&] {
-      std::optional<Data> bytes;
-      const auto deadline = std::chrono::steady_clock::now() + patience;
-      return store.copy({.service = "nobody", .account = "nobody"}, deadline, bytes).status ==
-             errSecItemNotFound;
-    });
-    return ready ? 0 : 1;
-  });
-  if (asking.wait() != 0) throw std::runtime_error("the keyring does not answer");
+  awaitKeyring();
 }
 
 ScriptedService::ScriptedService(const std::filesystem::path& directory) : directory_(directory) {}
