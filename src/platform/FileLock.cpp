@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "platform/StoredFile.h"
+#include "platform/Uninterrupted.h"
 
 namespace orx {
 
@@ -18,8 +19,7 @@ using Clock = std::chrono::steady_clock;
 // signals are the host's. 0 when locked, EWOULDBLOCK when the time is up.
 int lockUntil(int descriptor, Deadline deadline) {
   auto pause = std::chrono::milliseconds(1);
-  while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EINTR) continue;
+  while (uninterrupted([&] { return flock(descriptor, LOCK_EX | LOCK_NB); }) != 0) {
     if (errno != EWOULDBLOCK) return errno;
     const auto now = Clock::now();
     if (now >= deadline) return EWOULDBLOCK;
@@ -47,7 +47,8 @@ FileLock::~FileLock() {
 
 FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
   const int flags = O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-  FileDescriptor file(openat(descriptor_.get(), name.c_str(), O_RDWR | O_CREAT | flags, 0600));
+  FileDescriptor file(uninterrupted(
+      [&] { return openat(descriptor_.get(), name.c_str(), O_RDWR | O_CREAT | flags, 0600); }));
   if (!file && errno == EACCES && !presenceOf(name).problem) {
     // Made under a file-creation mask that shut out its own owner, by a process that did not live
     // to correct it. The file is empty: opening it up gives nothing away.
