@@ -155,7 +155,7 @@ StoredDirectory::Opening StoredDirectory::open(const std::string& path, Kind kin
   const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (kind == Kind::Private ? O_NOFOLLOW : 0);
   const auto opened = [&] { return uninterrupted([&] { return ::open(path.c_str(), flags); }); };
   FileDescriptor descriptor(opened());
-  if (!descriptor && errno == EACCES && missing == Missing::Create) {
+  if (!descriptor && errno == EACCES) {
     openUpAbandoned(path);
     descriptor = FileDescriptor(opened());
   }
