@@ -152,7 +152,9 @@ Dictionary carryOut(const Dictionary& request) {
   const auto home = textIn(request, "home");
   setenv("XDG_CONFIG_HOME", (home + "/config").c_str(), 1);
   setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
+  // Only the files are tormented here, and no keyring of the user's own.
   setenv("XDG_RUNTIME_DIR", (home + "/run").c_str(), 1);
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
   Bundle::mainBundle()->setBundleIdentifier("com.example.host");
   umask(static_cast<mode_t>(numberIn(request, "umask")));
   return textIn(request, "operation") == "crowd" ? crowd(request) : torment(request);
