@@ -3,7 +3,7 @@
 
 usage: torture.py --host PROGRAM [--full] [--report FILE] [--seed NUMBER] [PART...]
 
-The parts: kills, moments, faults, crowd. Without --full each is short. A report of all parts is
+The parts: calls, kills, moments, faults, crowd. Without --full each is short. A report of all parts is
 written only when nothing failed.
 """
 
@@ -14,6 +14,7 @@ import random
 import sys
 import time
 
+import calls
 import crowd
 import trials
 from report import write_report
@@ -60,6 +61,8 @@ def parts(options, pool):
         yield from trials.read_fault_trials(own, share)
 
     return {
+        "calls": ("calls by which a file can be changed, none of which passes by",
+                  lambda: calls.check(options.host)),
         "kills": ("SIGKILL before and after every call that changes the disk",
                   lambda: run_trials(options, pool, kills)),
         "moments": ("SIGKILL at random moments",
