@@ -44,10 +44,13 @@ def make_states(host, home):
 
     signed_in = after(("sign-in", OLD))
     other = after(("sign-in", OLD))
+    content = signed_in[stores.DEFAULTS][1]
+    assert stores.seal_of(content) == stores.expected_seal(content), content
     return {
         "nothing yet": {},
         "signed out": after(("sign-in", OLD), ("sign-out", "")),
         "signed in": signed_in,
+        "signed in, by another's hand": stores.as_another_writes(signed_in),
         "item missing": without(signed_in, stores.ITEM),
         "defaults wiped": without(signed_in, stores.DEFAULTS),
         "another installation's item": {**signed_in, stores.DEFAULTS: other[stores.DEFAULTS]},
@@ -63,7 +66,7 @@ class Scenario:
 
     @property
     def before(self):
-        return OLD if self.state == "signed in" else None
+        return OLD if self.state.startswith("signed in") else None
 
     @property
     def in_memory(self):
@@ -91,8 +94,9 @@ class Scenario:
 SCENARIOS = [
     *(Scenario(operation, state)
       for operation in ("start", "sign-in", "clear")
-      for state in ("nothing yet", "signed out", "signed in", "item missing", "defaults wiped",
-                    "another installation's item", "damaged defaults", "damaged item")),
+      for state in ("nothing yet", "signed out", "signed in", "signed in, by another's hand",
+                    "item missing", "defaults wiped", "another installation's item",
+                    "damaged defaults", "damaged item")),
     Scenario("switch", "signed in"),
     Scenario("sign-out", "signed in"),
 ]

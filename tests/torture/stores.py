@@ -69,16 +69,40 @@ def plist(data):
     return plistlib.load(io.BytesIO(data), fmt=plistlib.FMT_BINARY)
 
 
+def seal_of(data):
+    return data[-32:-27]
+
+
+def expected_seal(data):
+    return struct.pack("<IB", zlib.crc32(data[:-32] + bytes(5) + data[-27:]), 0xA5)
+
+
 def read_uuid(data):
     try:
         content = plist(data)
     except (plistlib.InvalidFileException, ValueError, IndexError, OverflowError):
         return DAMAGED
-    unsealed = bytearray(data)
-    unsealed[-32:-27] = bytes(5)
-    assert data[-32:-27] == struct.pack("<IB", zlib.crc32(unsealed), 0xA5), "the seal is broken"
+    assert seal_of(data) in (bytes(5), expected_seal(data)), "the seal is broken"
     assert set(content) <= {UUID_KEY}, content
     return content.get(UUID_KEY)
+
+
+def as_another_writes(files):
+    """The same defaults and item, in the bytes that plistlib gives them."""
+
+    def again(data):
+        return plistlib.dumps(plist(data), fmt=plistlib.FMT_BINARY, sort_keys=False)
+
+    (defaults_mode, defaults), (item_mode, item) = files[DEFAULTS], files[ITEM]
+    blob = blob_in(item)
+    archive = plist(blob)
+    # Objects at other places say the same.
+    archive["$objects"].append("of no use")
+    written = plistlib.dumps(archive, fmt=plistlib.FMT_BINARY)
+    content = (item[:16] + struct.pack("<I", len(written)) +
+               item[20:len(item) - 4 - len(blob)] + written)
+    item = content + struct.pack("<I", zlib.crc32(content))
+    return {**files, DEFAULTS: (defaults_mode, again(defaults)), ITEM: (item_mode, item)}
 
 
 def blob_in(data):
