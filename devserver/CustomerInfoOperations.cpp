@@ -52,6 +52,7 @@ ResultFields updateProfile(Environment& environment, const Parameters& parameter
 
 ResultFields checkLogin(Environment& environment, const Parameters& parameters) {
   const std::string login = parameters.get("login");
+  if (login.empty()) return failure(text::kParametersError);
   const bool taken = environment.accounts.findByLogin(login).has_value();
   return success(
       "{\"login\":" + jsonString(login) + ",\"available\":" + (taken ? "false" : "true") + "}",

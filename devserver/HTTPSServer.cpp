@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::chrono::seconds kIdleConnection{60};
 constexpr std::chrono::seconds kSocketTimeout{30};
+constexpr std::size_t kRequestsOfAConnection = 1'000'000;
 constexpr std::size_t kLargestRequestBody = 4u << 20;
 
 template <auto Function>
@@ -100,6 +101,9 @@ class HTTPSServer::Implementation : public httplib::Server {
       : context_(makeContext(certificate)), handler_(std::move(handler)) {
     new_task_queue = [this] { return new ConnectionQueue(threads_); };
     set_payload_max_length(kLargestRequestBody);
+    // What the answers' Keep-Alive header says.
+    set_keep_alive_timeout(kIdleConnection.count());
+    set_keep_alive_max_count(kRequestsOfAConnection);
     set_read_timeout(kSocketTimeout);
     set_write_timeout(kSocketTimeout);
     set_tcp_nodelay(true);
@@ -119,6 +123,8 @@ class HTTPSServer::Implementation : public httplib::Server {
     const bool bound = port != 0 && bind_to_port("127.0.0.1", port);
     const int chosen = port != 0 ? (bound ? port : -1) : bind_to_any_port("127.0.0.1");
     if (chosen <= 0) throw std::runtime_error("cannot listen on port " + std::to_string(port));
+    // The library's own queue holds five; a burst of connections would wait for retransmissions.
+    ::listen(svr_sock_, SOMAXCONN);
     listener_ = std::thread([this] { listen_after_bind(); });
     while (!is_running()) std::this_thread::yield();
     return chosen;

@@ -1,6 +1,7 @@
 #include "platform/DefaultsContent.h"
 
 #include <deque>
+#include <limits>
 #include <unordered_map>
 #include <utility>
 
@@ -127,10 +128,17 @@ class Copier {
       case Kind::String:
         return target_.addString(texts_.emplace_back(source_.string(object)));
       case Kind::UID:
-        return target_.addUID(static_cast<std::uint32_t>(source_.UID(object)));
+        return target_.addUID(narrow(source_.UID(object)));
       default:
         return target_.addNull();
     }
+  }
+
+  static std::uint32_t narrow(std::uint64_t uid) {
+    if (uid > std::numeric_limits<std::uint32_t>::max()) {
+      throw MalformedPropertyList("a UID is too large");
+    }
+    return static_cast<std::uint32_t>(uid);
   }
 
   Reference addInteger(const Value& value) {

@@ -47,6 +47,8 @@ class PropertyListReader {
   // kind than the operation is for, and for a reference that leaves the table.
   explicit PropertyListReader(std::span<const std::uint8_t> bytes);
 
+  // Objects of the table; every smaller number is a reference to one.
+  std::size_t size() const { return objects_.size(); }
   Reference top() const { return top_; }
   Kind kind(Reference object) const { return at(object).kind; }
 
@@ -101,10 +103,13 @@ class PropertyListWriter {
 
   PropertyListWriter();
 
+  Reference addNull();
   Reference addBoolean(bool boolean);
   Reference addInteger(std::int64_t integer);
   Reference addInteger(std::uint64_t integer);
   Reference addReal(double number);
+  // Seconds since 2001-01-01T00:00:00 UTC.
+  Reference addDate(double date);
   Reference addData(std::span<const std::uint8_t> bytes);
   Reference addUID(std::uint32_t uid);
   // Equal texts give the same object. `text` must live until finish(). Throws std::invalid_argument
@@ -112,6 +117,7 @@ class PropertyListWriter {
   Reference addString(std::string_view text);
   // References may name objects that are added later.
   Reference addArray(std::span<const Reference> elements);
+  Reference addSet(std::span<const Reference> elements);
   // As many keys, which are strings, as values.
   Reference addDictionary(std::span<const Reference> keys, std::span<const Reference> values);
 

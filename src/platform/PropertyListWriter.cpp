@@ -12,11 +12,13 @@ namespace {
 constexpr std::string_view kMagic = "bplist00";
 constexpr std::uint8_t kInteger = 0x10;
 constexpr std::uint8_t kReal = 0x23;
+constexpr std::uint8_t kDate = 0x33;
 constexpr std::uint8_t kData = 0x40;
 constexpr std::uint8_t kASCIIString = 0x50;
 constexpr std::uint8_t kUTF16String = 0x60;
 constexpr std::uint8_t kUID = 0x80;
 constexpr std::uint8_t kArray = 0xA0;
+constexpr std::uint8_t kSet = 0xC0;
 constexpr std::uint8_t kDictionary = 0xD0;
 
 // Of 1, 2, 4 and 8 bytes the fewest that hold `integer`.
@@ -36,6 +38,12 @@ bool isASCII(std::string_view text) {
 PropertyListWriter::PropertyListWriter() {
   bytes_.reserve(2048);
   bytes_.assign(kMagic.begin(), kMagic.end());
+}
+
+PropertyListWriter::Reference PropertyListWriter::addNull() {
+  const Reference object = beginObject();
+  bytes_.push_back(0x00);
+  return object;
 }
 
 PropertyListWriter::Reference PropertyListWriter::addBoolean(bool boolean) {
@@ -69,6 +77,13 @@ PropertyListWriter::Reference PropertyListWriter::addReal(double number) {
   const Reference object = beginObject();
   bytes_.push_back(kReal);
   appendUnsigned(std::bit_cast<std::uint64_t>(number), 8);
+  return object;
+}
+
+PropertyListWriter::Reference PropertyListWriter::addDate(double date) {
+  const Reference object = beginObject();
+  bytes_.push_back(kDate);
+  appendUnsigned(std::bit_cast<std::uint64_t>(date), 8);
   return object;
 }
 
@@ -106,6 +121,10 @@ PropertyListWriter::Reference PropertyListWriter::addString(std::string_view tex
 
 PropertyListWriter::Reference PropertyListWriter::addArray(std::span<const Reference> elements) {
   return addContainer(kArray, elements, {});
+}
+
+PropertyListWriter::Reference PropertyListWriter::addSet(std::span<const Reference> elements) {
+  return addContainer(kSet, elements, {});
 }
 
 PropertyListWriter::Reference PropertyListWriter::addDictionary(std::span<const Reference> keys,

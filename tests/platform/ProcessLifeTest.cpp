@@ -14,7 +14,7 @@
 #include "platform/OperationQueue.h"
 #include "platform/WorkerPool.h"
 #include "support/Call.h"
-#include "support/ChildProcess.h"
+#include "support/ServerProcess.h"
 
 // Forking with threads about is what is tested here.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {

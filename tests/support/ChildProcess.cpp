@@ -1,12 +1,12 @@
 #include "support/ChildProcess.h"
 
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <csignal>
-#include <sstream>
 #include <stdexcept>
+
+#include "support/Await.h"
 
 namespace {
 
@@ -14,70 +14,44 @@ bool isForkedChild = false;
 
 }  // namespace
 
-// Asked by the leak checker at exit: in a forked child it would take for lost what only the
-// parent's threads know.
+// Asked by the leak checker at exit: in a forked child it would take for lost what only the parent's
+// threads know.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
   return isForkedChild ? 1 : 0;
 }
 
 namespace orx::testing {
 
-ChildProcess::ChildProcess(const std::function<void()>& body) : pid_(fork()) {
-  if (pid_ < 0) throw std::runtime_error("cannot fork");
-  if (pid_ != 0) return;
-  isForkedChild = true;
-  body();
-  _exit(0);
+ChildProcess::ChildProcess(const std::function<int()>& work) : process_(fork()) {
+  if (process_ < 0) throw std::runtime_error("cannot fork");
+  if (process_ == 0) {
+    isForkedChild = true;
+    int status = 125;
+    try {
+      status = work();
+    } catch (...) {
+    }
+    _exit(status);
+  }
 }
 
 ChildProcess::~ChildProcess() {
-  if (pid_ <= 0) return;
-  kill(pid_, SIGKILL);
-  waitpid(pid_, nullptr, 0);
+  if (process_ <= 0) return;
+  kill(SIGKILL);
+  waitpid(process_, nullptr, 0);
 }
 
 int ChildProcess::wait() {
   int status = 0;
-  if (!eventually([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) return -1;
-  pid_ = 0;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-}
-
-ServerProcess::ServerProcess(std::vector<std::string> hosts, TLSTestServer::Handler handler) {
-  std::array<int, 2> toServer{};
-  std::array<int, 2> fromServer{};
-  if (pipe(toServer.data()) != 0 || pipe(fromServer.data()) != 0) {
-    throw std::runtime_error("cannot make a pipe");
+  const bool ended = eventually([&] { return waitpid(process_, &status, WNOHANG) == process_; });
+  if (!ended) {
+    kill(SIGKILL);
+    waitpid(process_, &status, 0);
   }
-  process_ = std::make_unique<ChildProcess>([&] {
-    close(toServer[1]);
-    close(fromServer[0]);
-    const TLSTestServer server(hosts, std::move(handler));
-    const std::string place = std::to_string(server.port()) + ' ' + server.caFile() + '\n';
-    (void)!write(fromServer[1], place.data(), place.size());
-    char byte = 0;
-    // Ends with the test, however that ends.
-    (void)!read(toServer[0], &byte, 1);
-  });
-  close(toServer[0]);
-  close(fromServer[1]);
-  stop_ = toServer[1];
-  std::string place;
-  for (char byte = 0; read(fromServer[0], &byte, 1) == 1 && byte != '\n';) place += byte;
-  close(fromServer[0]);
-  std::uint16_t port = 0;
-  std::string caFile;
-  std::istringstream(place) >> port >> caFile;
-  configuration_.caFile = caFile;
-  configuration_.proxy = "";
-  for (const auto& host : hosts) configuration_.connectTo[host] = {"127.0.0.1", port};
+  process_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-ServerProcess::~ServerProcess() {
-  // A byte rather than the pipe's end: forked children hold copies of it.
-  (void)!write(stop_, "x", 1);
-  close(stop_);
-  process_->wait();
-}
+void ChildProcess::kill(int signal) { ::kill(process_, signal); }
 
 }  // namespace orx::testing

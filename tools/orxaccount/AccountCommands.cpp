@@ -27,7 +27,7 @@ void runRegister(const GlobalOptions& options, const ParameterOptions& input) {
   const std::string password = input.passwordFromInput()
                                    ? readSecretLine("--password-stdin")
                                    : askForNewSecret("Password", "--password-stdin");
-  parameters.set(std::string(orx::kORVAAccountPassword), password);
+  parameters.set(orx::kORVAAccountPassword, password);
   Session session(options);
   const auto result = session.call([&](orx::ORVAAccountAPI& api, auto handler) {
     api.register_completeHandler(parameters, std::move(handler));
@@ -35,7 +35,7 @@ void runRegister(const GlobalOptions& options, const ParameterOptions& input) {
   const orx::Value& cusID = (*result->returnData().dictionary())[orx::kORVAAccountCusID];
   const orx::Dictionary fields{
       {"registered", true},
-      {std::string(orx::kORVAAccountCusID), cusID},
+      {orx::kORVAAccountCusID, cusID},
       {"description", result->resultDescription() ? orx::Value(*result->resultDescription())
                                                   : orx::Value(nullptr)}};
   Output(options.json).printDone("registered as customer " + cusID.text().value_or(""), fields);

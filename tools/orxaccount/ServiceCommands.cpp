@@ -30,9 +30,9 @@ void runList(const GlobalOptions& options, const Start& start) {
 void runSSO(const GlobalOptions& options, const ParameterOptions& input) {
   Session session(options);
   orx::Dictionary parameters = input.parameters();
-  parameters.set(std::string(orx::kORVAAccountTicket),
-                 input.ticketFromInput() ? readSecretLine("--ticket-stdin")
-                                         : Session::signedInUser()->ticket().value_or(""));
+  parameters.set(orx::kORVAAccountTicket, input.ticketFromInput()
+                                              ? readSecretLine("--ticket-stdin")
+                                              : Session::signedInUser()->ticket().value_or(""));
   const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
     api.apToWebSSOWithParameters_completionHandler(parameters, std::move(handler));
   });
@@ -48,10 +48,10 @@ void runCall(const GlobalOptions& options, const std::string& apiID,
              const ParameterOptions& input) {
   orx::Dictionary parameters = input.parameters();
   if (input.passwordFromInput()) {
-    parameters.set(std::string(orx::kORVAAccountPassword), readSecretLine("--password-stdin"));
+    parameters.set(orx::kORVAAccountPassword, readSecretLine("--password-stdin"));
   }
   if (input.ticketFromInput()) {
-    parameters.set(std::string(orx::kORVAAccountTicket), readSecretLine("--ticket-stdin"));
+    parameters.set(orx::kORVAAccountTicket, readSecretLine("--ticket-stdin"));
   }
   Session session(options);
   const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
@@ -95,8 +95,8 @@ void runUserData(const GlobalOptions& options, const ParameterOptions& input) {
   const std::string ticket = ticketFor(input);
   Session session(options);
   const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
-    api.getUserData_completionHandler(
-        orx::Dictionary{{std::string(orx::kORVAAccounTicket), ticket}}, std::move(handler));
+    api.getUserData_completionHandler(orx::Dictionary{{orx::kORVAAccounTicket, ticket}},
+                                      std::move(handler));
   });
   Output(options.json).printValue("userData", readUserData(result->returnData()));
 }

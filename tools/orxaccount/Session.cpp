@@ -115,8 +115,8 @@ std::shared_ptr<orx::ORVAAccountAPIResult> Session::call(
     const std::function<void(orx::ORVAAccountAPI&, orx::ORVAAccountAPICompletionHandler)>& start) {
   const auto& account = orx::ORVAAccount::sharedInstance();
   orx::Dictionary options;
-  if (const auto appID = account->appID()) options.set(std::string(orx::kORVAAccountAppID), *appID);
-  if (const auto key = account->appKey()) options.set(std::string(orx::kORVAAccountAppKey), *key);
+  if (const auto appID = account->appID()) options.set(orx::kORVAAccountAppID, *appID);
+  if (const auto key = account->appKey()) options.set(orx::kORVAAccountAppKey, *key);
   const auto api = orx::ORVAAccountAPI::initWithOptions(options);
   auto answer = std::make_shared<std::promise<Answer>>();
   start(*api, [answer](const std::shared_ptr<orx::ORVAAccountAPIResult>& result,

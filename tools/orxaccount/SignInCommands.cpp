@@ -25,9 +25,9 @@ void showSignedIn(const GlobalOptions& options, const orx::ORVAAccountUser& user
 
 void runLogin(const GlobalOptions& options, const ParameterOptions& input) {
   orx::Dictionary parameters = input.parameters();
-  parameters.set(std::string(orx::kORVAAccountPassword),
-                 input.passwordFromInput() ? readSecretLine("--password-stdin")
-                                           : askForSecret("Password", "--password-stdin"));
+  parameters.set(orx::kORVAAccountPassword, input.passwordFromInput()
+                                                ? readSecretLine("--password-stdin")
+                                                : askForSecret("Password", "--password-stdin"));
   Session session(options);
   showSignedIn(options, *session.signIn([&](orx::ORVAAccountLoginManager& manager) {
     manager.loginWithParameters(parameters);

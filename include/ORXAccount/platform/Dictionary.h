@@ -2,6 +2,7 @@
 
 #include <ORXAccount/platform/Export.h>
 
+#include <concepts>
 #include <cstddef>
 #include <initializer_list>
 #include <memory>
@@ -43,6 +44,9 @@ class ORX_EXPORT Dictionary {
 
   // Replaces the value of a known key in its place, or adds a new entry at the end.
   void set(std::string key, Value value);
+  // For keys that are constants.
+  template <std::same_as<std::string_view> Key>
+  void set(Key key, Value value);
   // Removes the entry; an unknown key changes nothing.
   void remove(std::string_view key);
 

@@ -1,0 +1,9 @@
+# Shared by several folders (imported targets are seen below the folder that finds them); what one
+# folder alone needs is found there.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(nlohmann_json 3.11 REQUIRED)
+pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
+pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc)
+pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "devserver/HTTPMessages.h"
+
+namespace orx::devserver {
+
+// Which requests a fault is meant for; what is left empty matches everything.
+struct FaultMatch {
+  std::string path;
+  // Of a SOAP call; other requests have none.
+  std::string apiID;
+  // Without port, in lower case.
+  std::string host;
+  // Only the so-manieth request that matches the rest, counted from 1 since the rule was added; 0
+  // for every one.
+  std::size_t nth = 0;
+};
+
+// What happens to the answer. The operation itself is carried out as always: a registration whose
+// answer is lost has happened. Several members can be set: the body is changed first, then the
+// wire.
+struct Fault {
+  std::optional<int> status;
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::optional<std::string> body;
+  // The body is replaced by so many bytes of white space in an XML element.
+  std::optional<std::size_t> huge;
+  // The last end tag is lost.
+  bool malformedXML = false;
+  // A well-formed answer that says nothing.
+  bool noResultBlock = false;
+
+  // See Delivery.
+  std::chrono::milliseconds delay{0};
+  std::optional<std::chrono::milliseconds> stall;
+  std::optional<std::size_t> truncateAfter;
+  bool close = false;
+  bool reset = false;
+};
+
+// Rules in the order in which they were added; the first that is due decides. Any thread may call.
+class FaultPlan {
+ public:
+  // From the text of a plan file (docs/devserver.md). Throws std::invalid_argument with the rule's
+  // number and what is wrong with it.
+  void load(std::string_view json);
+  void add(FaultMatch match, Fault fault);
+  void clear();
+
+  // Counts the request for every rule that it matches.
+  std::optional<Fault> next(std::string_view path, std::string_view apiID, std::string_view host);
+
+ private:
+  struct Rule {
+    FaultMatch match;
+    Fault fault;
+    std::size_t seen = 0;
+  };
+  std::mutex mutex_;
+  std::vector<Rule> rules_;
+};
+
+// The answer as the fault leaves it.
+Delivery withFault(HTTPResponse response, const Fault& fault);
+
+}  // namespace orx::devserver

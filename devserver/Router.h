@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "devserver/FaultPlan.h"
+#include "devserver/HTTPMessages.h"
+#include "devserver/Operations.h"
+
+namespace orx::devserver {
+
+// From a request to its answer: which server set, which operation, and what the fault plan makes of
+// it. Any thread may call.
+class Router {
+ public:
+  Router(const std::string& databasePath, std::map<std::string, std::string> applications,
+         FaultPlan& faults)
+      : environment_(databasePath, std::move(applications)), faults_(faults) {}
+
+  Delivery answer(const HTTPRequest& request);
+
+  std::size_t requestCount(const std::string& apiIDOrPath) const;
+  std::size_t requestCountOfHost(const std::string& host) const;
+
+ private:
+  HTTPResponse respond(const HTTPRequest& request, const std::string& host);
+  HTTPResponse respondToCall(const HTTPRequest& request, const std::optional<CallEnvelope>& call);
+  HTTPResponse respondToGet(const HTTPRequest& request);
+  HTTPResponse picture(const HTTPRequest& request);
+  HTTPResponse webSSO(const HTTPRequest& request);
+  void count(const std::string& key, const std::string& host);
+
+  Environment environment_;
+  FaultPlan& faults_;
+  mutable std::mutex mutex_;
+  std::map<std::string, std::size_t> counts_;
+  std::map<std::string, std::size_t> hostCounts_;
+};
+
+}  // namespace orx::devserver

@@ -1,0 +1,55 @@
+#!/usr/bin/env python3
+"""The shared library shows its namespace and the two version symbols, and needs no desktop library.
+
+usage: check_exports.py LIBRARY
+"""
+
+import re
+import subprocess
+import sys
+
+from cpp_source import report
+
+ALLOWED = re.compile(
+    r"^(ORXAccountVersion(Number|String)$|orx::(?!\(anonymous)|"
+    r"(typeinfo|typeinfo name|vtable|VTT) for orx::|(non-)?virtual thunk to orx::)")
+UNWANTED_LIBRARIES = re.compile(r"lib(glib|gio|gobject|secret|dbus|sqlite|httplib|gtest)")
+MUST_SHOW = (
+    "ORXAccountVersionNumber",
+    "ORXAccountVersionString",
+    "orx::ORVAAccount::sharedInstance()",
+    "typeinfo for orx::ORVAAccountLoginManagerDelegate",
+    "vtable for orx::XMLParserDelegate",
+)
+
+
+def check_symbols(symbols):
+    for symbol in symbols:
+        if not ALLOWED.match(symbol):
+            yield f"exported by mistake: {symbol}"
+    for wanted in MUST_SHOW:
+        if wanted not in symbols:
+            yield f"not exported: {wanted}"
+
+
+def check_libraries(lines):
+    for line in lines:
+        if UNWANTED_LIBRARIES.search(line):
+            yield f"linked by mistake: {line.strip()}"
+        if "not found" in line:
+            yield f"missing: {line.strip()}"
+
+
+def main():
+    library = sys.argv[1]
+    shown = subprocess.run(["nm", "-D", "-C", "--defined-only", "--format=posix", library],
+                           check=True, capture_output=True, text=True).stdout.splitlines()
+    symbols = [re.sub(r" [A-Za-z] [0-9a-f ]*$", "", line) for line in shown]
+    needed = subprocess.run(["ldd", library], check=True, capture_output=True,
+                            text=True).stdout.splitlines()
+    complaints = list(check_symbols(symbols)) + list(check_libraries(needed))
+    return report(complaints, f"{len(symbols)} exported symbols")
+
+
+if __name__ == "__main__":
+    sys.exit(main())

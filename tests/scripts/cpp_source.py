@@ -1,0 +1,58 @@
+"""Just enough reading of C++ for the checks: comments and literals taken out, braces matched."""
+
+import re
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+
+_TOKENS = re.compile(
+    r'//[^\n]*|/\*.*?\*/|R"(?P<mark>[^(\s]*)\(.*?\)(?P=mark)"|"(?:\\.|[^"\\\n])*"|'
+    r"(?<![0-9A-Za-z_])'(?:\\.|[^'\\\n])*'",
+    re.DOTALL)
+
+
+def bare(text):
+    """The text with comments gone and literals emptied; every line keeps its number."""
+
+    def replacement(match):
+        lines = "\n" * match.group().count("\n")
+        return ('""' if match.group().lstrip("R")[0] == '"' else "") + lines
+
+    text = _TOKENS.sub(replacement, text)
+    return re.sub(r"^[ \t]*#(?:\\\n|[^\n])*", "", text, flags=re.MULTILINE)
+
+
+def matching(text, start, opening="{", closing="}"):
+    """The position of the bracket that closes the one at `start`."""
+    depth = 0
+    for at in range(start, len(text)):
+        if text[at] == opening:
+            depth += 1
+        elif text[at] == closing:
+            depth -= 1
+            if depth == 0:
+                return at
+    raise ValueError("a bracket is never closed")
+
+
+def includes(text):
+    """(line number, included name, whether in quotes) of every include."""
+    for number, line in enumerate(text.splitlines(), 1):
+        found = re.match(r'\s*#\s*include\s*(["<])([^">]+)[">]', line)
+        if found:
+            yield number, found.group(2), found.group(1) == '"'
+
+
+def files(folders, *endings, root=ROOT):
+    for folder in folders:
+        for path in sorted((root / folder).rglob("*")):
+            if path.suffix in endings and path.is_file():
+                yield path
+
+
+def report(complaints, what):
+    """Prints the complaints and gives the exit code."""
+    for complaint in complaints:
+        print(complaint)
+    print(f"{what}: {len(complaints)} complaints")
+    return 1 if complaints else 0

@@ -1,0 +1,37 @@
+#include "support/LoginTest.h"
+
+#include <ORXAccount/platform/Bundle.h>
+
+#include <cstdlib>
+
+namespace orx::testing {
+
+LoginTest::LoginTest() {
+  setenv("XDG_CONFIG_HOME", (storage_ / "config").c_str(), 1);
+  setenv("XDG_DATA_HOME", (storage_ / "data").c_str(), 1);
+  Bundle::mainBundle()->setBundleIdentifier("com.example.login-test");
+  ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
+      std::nullopt, "my-key", "my-app", false);
+  manager()->setDelegate(delegate_);
+}
+
+LoginTest::~LoginTest() {
+  manager()->setDelegate({});
+  ORVAAccountUser::setCurrentUser(nullptr);
+}
+
+void LoginTest::answerWithRecord(const std::string& json) {
+  answerWith(soapAnswer(resultBlock("1", "OK", "Json", "[" + json + "]")));
+}
+
+void LoginTest::answerWithRefusal(std::string_view description) {
+  answerWith(soapAnswer(resultBlock("0", description, "", std::nullopt)));
+}
+
+std::shared_ptr<ORVAAccountUser> LoginTest::signIn(const std::string& name) {
+  answerWithRecord(R"({"login":")" + name + R"("})");
+  manager()->loginWithParameters(Dictionary{{"login", name}});
+  return report().user;
+}
+
+}  // namespace orx::testing

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountLoginManager.h>
+#include <ORXAccount/ORVAAccountUser.h>
+
+#include <memory>
+#include <string>
+
+#include "support/ServiceTest.h"
+
+namespace orx::testing {
+
+// What the delegate was told.
+struct LoginReport {
+  const ORVAAccountLoginManager* manager;
+  std::shared_ptr<ORVAAccountUser> user;
+  std::shared_ptr<Error> error;
+};
+
+class RecordingDelegate : public ORVAAccountLoginManagerDelegate {
+ public:
+  void loginManager_didLoginWithUser_error(ORVAAccountLoginManager& manager,
+                                           const std::shared_ptr<ORVAAccountUser>& user,
+                                           const std::shared_ptr<Error>& error) override {
+    reports.put({&manager, user, error});
+  }
+
+  Mailbox<LoginReport> reports;
+};
+
+// A host application with storage of its own, initialised, and led to the test's server.
+class LoginTest : public ServiceTest {
+ protected:
+  LoginTest();
+  ~LoginTest() override;
+
+  static const std::shared_ptr<ORVAAccountLoginManager>& manager() {
+    return ORVAAccountLoginManager::sharedInstance();
+  }
+  RecordingDelegate& delegate() { return *delegate_; }
+  LoginReport report() { return delegate_->reports.take(); }
+  void dropDelegate() { delegate_.reset(); }
+
+  // Lets the next sign-ins succeed with this record as JSON, or fail with this description.
+  void answerWithRecord(const std::string& json);
+  void answerWithRefusal(std::string_view description);
+  // Signs somebody in and takes the report.
+  std::shared_ptr<ORVAAccountUser> signIn(const std::string& name);
+
+ private:
+  TemporaryDirectory storage_;
+  std::shared_ptr<RecordingDelegate> delegate_ = std::make_shared<RecordingDelegate>();
+};
+
+}  // namespace orx::testing

@@ -1,0 +1,289 @@
+#!/usr/bin/env python3
+"""The command line as its users and their scripts meet it.
+
+usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM
+"""
+
+import argparse
+import errno
+import json
+import os
+import pty
+import select
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import termios
+import time
+import unittest
+from pathlib import Path
+
+PASSWORD = "correct horse battery"
+WAIT = 60
+programs = None
+service = None
+
+
+class Service:
+    def __init__(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="orxaccount-service.")
+        self.process = subprocess.Popen([programs.devserver], stdout=subprocess.PIPE, text=True,
+                                        cwd=self.folder.name)
+        self.ready = json.loads(self.process.stdout.readline())
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait(WAIT)
+        self.process.stdout.close()
+        self.folder.cleanup()
+
+
+class CommandLine(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="orxaccount-home.")
+        self.addCleanup(folder.cleanup)
+        self.home = Path(folder.name)
+        port = service.ready["port"]
+        self.environment = {
+            "PATH": os.environ["PATH"],
+            "HOME": folder.name,
+            "ORXACCOUNT_APP_ID": "demo-app",
+            "ORXACCOUNT_APP_KEY": "demo-key",
+            "ORXACCOUNT_CA_FILE": service.ready["caFile"],
+            "ORXACCOUNT_CONNECT": ",".join(
+                f"{host}=127.0.0.1:{port}" for host in service.ready["hosts"]),
+            **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")},
+        }
+        self.login = f"{self.id().rsplit('.', 1)[1].lower()}@example.com"
+
+    def run_tool(self, *arguments, typed=None, stdout=subprocess.PIPE, **environment):
+        return subprocess.run(
+            [programs.orxaccount, *arguments], text=True, stdout=stdout, stderr=subprocess.PIPE,
+            input=typed or "", timeout=WAIT, cwd=self.home,
+            env={**self.environment, **environment}, start_new_session=True)
+
+    def expect(self, code, *arguments, **options):
+        done = self.run_tool(*arguments, **options)
+        self.assertEqual(done.returncode, code, (done.stdout or "") + done.stderr)
+        return done
+
+    def sign_up(self, *more):
+        self.expect(0, "register", "--login", self.login, "--password-stdin", *more,
+                    typed=PASSWORD + "\n")
+        return self.expect(0, "login", "--login", self.login, "--password-stdin", "--json",
+                           typed=PASSWORD + "\n")
+
+
+class Usage(CommandLine):
+    def test_no_command_and_unknown_commands_are_wrong_usage(self):
+        self.expect(2)
+        self.expect(2, "fly")
+        self.expect(2, "--no-such-option", "whoami")
+
+    def test_help_goes_to_standard_output(self):
+        self.assertIn("Exit codes:", self.expect(0, "--help").stdout)
+        self.assertIn("--password-stdin", self.expect(0, "login", "--help").stdout)
+
+    def test_secrets_among_the_arguments_are_refused(self):
+        for arguments in (["--password", "x"], ["--password=x"], ["--set", "passwd=x"],
+                          ["--set", "PassWord=x"], ["--set-json", 'passwd="x"'],
+                          ["--set", "ticket=x"], ["--ticket", "x"]):
+            done = self.expect(2, "login", "--login", "a", *arguments)
+            self.assertIn("process list (ps)", done.stderr)
+
+    def test_options_that_are_none_are_named(self):
+        for mapping in ("host", "host=1.2.3.4", "=1.2.3.4:5", "host=:5", "host=1.2.3.4:0",
+                        "host=1.2.3.4:99999", "host=1.2.3.4:8x"):
+            done = self.expect(2, "--connect", mapping, "status")
+            self.assertIn(mapping, done.stderr)
+        self.assertIn("KEY=VALUE", self.expect(2, "call", "w1", "--set", "novalue").stderr)
+        self.assertIn("not JSON", self.expect(2, "call", "w1", "--set-json", "a={").stderr)
+
+    def test_a_sign_in_without_credentials_is_the_callers_mistake(self):
+        del self.environment["ORXACCOUNT_APP_KEY"]
+        self.expect(2, "login-openid", "--type", "t", "--uid", "u")
+
+    def test_text_that_cannot_be_sent_is_the_callers_mistake(self):
+        self.expect(2, "call", "w1", "--set", b"a=\xff")
+
+    def test_errors_are_objects_where_json_is_asked_for(self):
+        done = self.expect(2, "--json", "login", "--login", "a", "--password", "x")
+        self.assertEqual(json.loads(done.stdout)["error"]["kind"], "usage")
+        self.assertEqual(done.stderr, "")
+        done = self.expect(4, "whoami", "--json")
+        self.assertEqual(json.loads(done.stdout)["error"]["kind"], "not-signed-in")
+
+
+class Answers(CommandLine):
+    def test_a_refusal_gives_the_services_words_and_code(self):
+        self.sign_up()
+        done = self.expect(1, "--json", "login", "--login", self.login, "--password-stdin",
+                           typed="wrong password\n")
+        self.assertEqual(json.loads(done.stdout)["error"],
+                         {"kind": "refused", "description": "password error",
+                          "domain": "com.orva.account", "code": 4})
+
+    def test_a_failed_sign_in_leaves_the_user(self):
+        self.sign_up()
+        self.expect(1, "login", "--login", self.login, "--password-stdin", typed="wrong one\n")
+        self.assertIn(self.login, self.expect(0, "whoami").stdout)
+
+    def test_no_answer_is_a_code_of_its_own(self):
+        with socket.socket() as closed:
+            closed.bind(("127.0.0.1", 0))
+            mapping = f"{service.ready['hosts'][0]}=127.0.0.1:{closed.getsockname()[1]}"
+            done = self.expect(3, "--json", "call", "w1", ORXACCOUNT_CONNECT=mapping)
+        error = json.loads(done.stdout)["error"]
+        self.assertEqual((error["domain"], error["code"]), ("NSURLErrorDomain", -1004))
+
+    def test_the_password_line_may_end_as_on_other_systems(self):
+        self.expect(0, "register", "--login", self.login, "--password-stdin",
+                    typed=PASSWORD + "\r\n")
+        self.expect(0, "login", "--login", self.login, "--password-stdin", typed=PASSWORD)
+
+    def test_an_empty_password_is_not_sent(self):
+        self.expect(2, "login", "--login", "a", "--password-stdin", typed="")
+        self.expect(2, "login", "--login", "a", "--password-stdin", typed="\n")
+
+    def test_lists_are_tables_with_straight_columns(self):
+        lines = self.expect(0, "countries").stdout.splitlines()
+        self.assertRegex(lines[1], r"^-+(  -+)+$")
+        starts = [i for i, letter in enumerate(lines[1])
+                  if letter == "-" and (i == 0 or lines[1][i - 1] == " ")]
+        for line in lines[2:]:
+            for start in starts[1:]:
+                self.assertTrue(len(line) < start or line[start - 1] == " ", line)
+        whole = json.loads(self.expect(0, "countries", "--json").stdout)["list"]
+        self.assertEqual(len(whole), len(lines) - 2)
+
+    def test_the_ticket_is_shown_to_programs_only(self):
+        ticket = json.loads(self.sign_up().stdout)["ticket"]
+        self.assertNotIn(ticket, self.expect(0, "whoami").stdout)
+        self.assertEqual(json.loads(self.expect(0, "whoami", "--json").stdout)["ticket"], ticket)
+
+    def test_a_picture_is_named_after_the_customer(self):
+        customer = json.loads(self.sign_up().stdout)["cus_id"]
+        shown = json.loads(self.expect(0, "picture", "--json").stdout)
+        place = Path(shown["file"])
+        self.assertEqual(place.stem, f"picture-{customer}")
+        self.assertEqual(place.stat().st_size, shown["bytes"])
+
+    def test_a_picture_that_cannot_be_saved_is_a_storage_failure(self):
+        self.sign_up()
+        self.assertIn("cannot write", self.expect(5, "picture", "-o", "/dev/null/x").stderr)
+
+    def test_a_sign_in_that_cannot_be_stored_says_so(self):
+        done = self.expect(5, "login-openid", "--type", "t", "--uid", self.login,
+                           XDG_CONFIG_HOME="/dev/null/config", XDG_DATA_HOME="/dev/null/data")
+        self.assertIn("could not be stored", done.stderr)
+
+    def test_standard_output_that_is_full_is_a_storage_failure(self):
+        with open("/dev/full", "w", encoding="ascii") as full:
+            self.expect(5, "status", stdout=full)
+
+    def test_each_application_has_its_own_user(self):
+        self.sign_up()
+        self.expect(4, "--identifier", "com.example.elsewhere", "whoami")
+
+
+class Prompt(CommandLine):
+    """On a terminal of its own."""
+
+    def start(self, *arguments):
+        child, terminal = pty.fork()
+        if child == 0:
+            os.chdir(self.home)
+            os.execve(programs.orxaccount, [programs.orxaccount, *arguments], self.environment)
+        self.addCleanup(os.close, terminal)
+        return child, terminal
+
+    def read_until(self, terminal, text):
+        shown = ""
+        end = time.monotonic() + WAIT
+        while text is None or text not in shown:
+            ready, _, _ = select.select([terminal], [], [], max(0, end - time.monotonic()))
+            self.assertTrue(ready, f"waited in vain for {text!r} after {shown!r}")
+            try:
+                piece = os.read(terminal, 4096).decode()
+            except OSError as error:
+                self.assertEqual(error.errno, errno.EIO)
+                piece = ""
+            if not piece:
+                break
+            shown += piece
+        return shown
+
+    def wait_for_echo(self, terminal, wanted):
+        end = time.monotonic() + WAIT
+        while bool(termios.tcgetattr(terminal)[3] & termios.ECHO) != wanted:
+            self.assertLess(time.monotonic(), end, "the terminal's echo did not change")
+            time.sleep(0.01)
+
+    def exit_code(self, child):
+        _, status = os.waitpid(child, 0)
+        return os.waitstatus_to_exitcode(status)
+
+    def test_the_password_is_asked_for_and_not_shown(self):
+        self.sign_up()
+        child, terminal = self.start("login", "--login", self.login)
+        shown = self.read_until(terminal, "Password: ")
+        self.wait_for_echo(terminal, False)
+        os.write(terminal, (PASSWORD + "\n").encode())
+        shown += self.read_until(terminal, None)
+        self.assertEqual(self.exit_code(child), 0, shown)
+        self.assertNotIn(PASSWORD, shown)
+        self.assertIn(f"signed in as {self.login}", shown)
+
+    def test_a_new_password_is_asked_for_twice(self):
+        child, terminal = self.start("register", "--login", self.login)
+        self.read_until(terminal, "Password: ")
+        self.wait_for_echo(terminal, False)
+        os.write(terminal, (PASSWORD + "\n").encode())
+        self.read_until(terminal, "Password once more: ")
+        self.wait_for_echo(terminal, False)
+        os.write(terminal, b"something else\n")
+        shown = self.read_until(terminal, None)
+        self.assertEqual(self.exit_code(child), 2)
+        self.assertIn("the two answers differ", shown)
+
+    def test_an_interrupt_gives_the_terminal_back_and_ends(self):
+        child, terminal = self.start("login", "--login", self.login)
+        self.read_until(terminal, "Password: ")
+        self.wait_for_echo(terminal, False)
+        os.kill(child, signal.SIGINT)
+        self.wait_for_echo(terminal, True)
+        self.assertEqual(self.exit_code(child), -signal.SIGINT)
+
+    def test_without_a_terminal_the_option_for_scripts_is_named(self):
+        self.assertIn("--password-stdin", self.expect(2, "login", "--login", "a").stderr)
+
+    def test_waiting_is_shown_on_a_terminal(self):
+        with socket.socket() as silent:
+            silent.bind(("127.0.0.1", 0))
+            silent.listen()
+            self.environment["ORXACCOUNT_CONNECT"] = (
+                f"{service.ready['hosts'][0]}=127.0.0.1:{silent.getsockname()[1]}")
+            child, terminal = self.start("call", "w1")
+            self.read_until(terminal, "waiting for the service ... ")
+            os.kill(child, signal.SIGTERM)
+            self.assertEqual(self.exit_code(child), -signal.SIGTERM)
+
+
+def main():
+    global programs, service
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--orxaccount", required=True)
+    parser.add_argument("--devserver", required=True)
+    programs, others = parser.parse_known_args()
+    service = Service()
+    try:
+        result = unittest.main(argv=[sys.argv[0], *others], exit=False).result
+    finally:
+        service.stop()
+    return 0 if result.wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
