@@ -14,8 +14,8 @@ bool isForkedChild = false;
 
 }  // namespace
 
-// Asked by the leak checker at exit: in a forked child it would take for lost what only the parent's
-// threads know.
+// Asked by the leak checker at exit: in a forked child it would take for lost what only the
+// parent's threads know.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
   return isForkedChild ? 1 : 0;
 }
