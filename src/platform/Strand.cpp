@@ -14,12 +14,12 @@ namespace {
 // One for all queues, held for the length of a list operation: a fork could not take care of a
 // mutex in every queue.
 std::mutex& mutex() {
-  static std::mutex& shared = *[] {
+  static constinit std::atomic<std::mutex*> slot = nullptr;
+  return processWide(slot, [] {
     auto* made = new std::mutex;
     holdAcrossFork(ForkRank::queues, *made);
     return made;
-  }();
-  return shared;
+  });
 }
 
 }  // namespace

@@ -159,8 +159,6 @@ void TransferEngine::State::work() {
 
 TransferEngine::TransferEngine() : state_(new State) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
-  // What completions use is registered for forks before this is.
-  WorkerPool::shared();
   holdAcrossFork(ForkRank::transferEngine, workMutex_);
   holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
     // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
@@ -174,8 +172,10 @@ TransferEngine::TransferEngine() : state_(new State) {
 }
 
 TransferEngine& TransferEngine::shared() {
-  static TransferEngine& engine = *new TransferEngine;
-  return engine;
+  // What completions use is to be there, and known to forks, before the first of them comes.
+  WorkerPool::shared();
+  static constinit std::atomic<TransferEngine*> slot = nullptr;
+  return processWide(slot, [] { return new TransferEngine; });
 }
 
 void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {

@@ -1,5 +1,6 @@
 #include "platform/WorkerPool.h"
 
+#include <cstdlib>
 #include <system_error>
 #include <utility>
 
@@ -59,11 +60,12 @@ WorkerPool::WorkerPool() : state_(new State) {
     State* inherited = std::exchange(state_, new State);
     state_->inherited = inherited;
   });
+  std::atexit([] { shared().stop(); });
 }
 
 WorkerPool& WorkerPool::shared() {
-  static WorkerPool& pool = *new WorkerPool;
-  return pool;
+  static constinit std::atomic<WorkerPool*> slot = nullptr;
+  return processWide(slot, [] { return new WorkerPool; });
 }
 
 void WorkerPool::submit(Job job) {
