@@ -123,6 +123,8 @@ class HTTPSServer::Implementation : public httplib::Server {
     const bool bound = port != 0 && bind_to_port("127.0.0.1", port);
     const int chosen = port != 0 ? (bound ? port : -1) : bind_to_any_port("127.0.0.1");
     if (chosen <= 0) throw std::runtime_error("cannot listen on port " + std::to_string(port));
+    // The library's own queue holds five; a burst of connections would wait for retransmissions.
+    ::listen(svr_sock_, SOMAXCONN);
     listener_ = std::thread([this] { listen_after_bind(); });
     while (!is_running()) std::this_thread::yield();
     return chosen;

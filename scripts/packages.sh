@@ -4,6 +4,7 @@ build_packages=(
   g++ cmake ninja-build pkg-config
   libcurl4-openssl-dev libexpat1-dev libutf8proc-dev uuid-dev nlohmann-json3-dev
   libcli11-dev libcpp-httplib-dev libssl-dev libsqlite3-dev
+  libpng-dev libjpeg62-turbo-dev libwebp-dev
 )
 script_packages=(python3)
 test_packages=(

@@ -38,7 +38,7 @@ struct Dictionary::Content {
       entries[*position].value = std::move(value);
       return;
     }
-    entries.push_back({std::move(key), std::move(value)});
+    entries.emplace_back(std::move(key), std::move(value));
     if (entries.size() == kIndexedFrom) {
       rebuildIndex();
     } else if (entries.size() > kIndexedFrom) {

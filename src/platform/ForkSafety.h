@@ -6,11 +6,12 @@
 namespace orx {
 
 // The order in which mutexes are taken before a fork: that in which code nests them.
-enum class ForkRank { transferEngine, transferInbox, queues, workerPool, configuration };
+enum class ForkRank { transferEngine, transferInbox, queues, workerPool };
 
-// Takes `mutex` before each fork() of the process and frees it afterwards on both sides, so that
-// the child never finds it locked by a thread that it does not have. `inChild` runs in the child
-// with the mutex held. Both must live as long as the process. Once for each mutex.
+// For mutexes that nest, or whose state is begun anew in a child; a mutex that takes no other is a
+// ForkSafeMutex. Takes `mutex` before each fork() of the process and frees it afterwards on both
+// sides, so that the child never finds it locked by a thread that it does not have. `inChild` runs
+// in the child with the mutex held. Both must live as long as the process. Once for each mutex.
 void holdAcrossFork(ForkRank rank, std::mutex& mutex, std::function<void()> inChild = {});
 
 }  // namespace orx

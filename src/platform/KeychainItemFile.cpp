@@ -10,7 +10,7 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::string_view mark = "ORXITEM1";
-constexpr std::size_t headerSize = mark.size() + 3 * 4;
+constexpr std::size_t headerSize = mark.size() + std::size_t{3} * 4;
 constexpr std::size_t checksumSize = 4;
 
 // The one of zlib and PNG.

@@ -22,6 +22,9 @@ inline constexpr std::size_t xmlEntities = 256;
 inline constexpr float xmlAmplification = 4;
 inline constexpr unsigned long long xmlAmplificationThreshold = 64ULL * 1024;
 
+// Objects of one property list. What is one object to an archive takes up to four here.
+inline constexpr std::size_t propertyListObjects = 5'000'000;
+
 // Objects of one keyed archive. A user record has some fifty.
 inline constexpr std::size_t archiveObjects = 1'000'000;
 
@@ -31,10 +34,10 @@ inline constexpr std::size_t archiveDepth = 512;
 // What one keyed archive may give beyond four times its own length: entries plus bytes of text and
 // data, each counted as often as it is referred to. References can fan out: thirty arrays that each
 // hold the next one twice are a billion entries to whoever compares or walks them.
-inline constexpr std::size_t archiveExpansion = 4U * 1024 * 1024;
+inline constexpr std::size_t archiveExpansion = std::size_t{4} * 1024 * 1024;
 
 // Bytes of a stored file (user defaults, keychain item) that is read into memory.
-inline constexpr std::size_t storedFileSize = 64U * 1024 * 1024;
+inline constexpr std::size_t storedFileSize = std::size_t{64} * 1024 * 1024;
 
 // Redirects that one transfer follows.
 inline constexpr long redirects = 20;

@@ -47,6 +47,8 @@ class PropertyListReader {
   // kind than the operation is for, and for a reference that leaves the table.
   explicit PropertyListReader(std::span<const std::uint8_t> bytes);
 
+  // Objects of the table; every smaller number is a reference to one.
+  std::size_t size() const { return objects_.size(); }
   Reference top() const { return top_; }
   Kind kind(Reference object) const { return at(object).kind; }
 

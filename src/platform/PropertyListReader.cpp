@@ -32,7 +32,7 @@ PropertyListReader::PropertyListReader(std::span<const std::uint8_t> bytes) : by
       referenceWidth_ > kWidestInteger) {
     refuse("the trailer names an impossible width");
   }
-  if (count > limits::archiveObjects) refuse("there are too many objects");
+  if (count > limits::propertyListObjects) refuse("there are too many objects");
   if (table < kMagic.size() || table > trailer || count > (trailer - table) / offsetWidth) {
     refuse("the offset table leaves the data");
   }

@@ -23,7 +23,7 @@ std::optional<std::string> homeInUserDatabase() {
   passwd entry{};
   passwd* found = nullptr;
   while (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
-         buffer.size() < 1024 * 1024) {
+         buffer.size() < std::size_t{1024} * 1024) {
     buffer.resize(buffer.size() * 2);
   }
   if (found == nullptr || found->pw_dir == nullptr || found->pw_dir[0] != '/') return std::nullopt;

@@ -1,7 +1,6 @@
 #include "platform/Transfer.h"
 
 #include <curl/curl.h>
-#include <poll.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -17,6 +16,10 @@ static_assert(CURL_ERROR_SIZE <= 256);
 
 // Beyond this an announced length is not believed before the bytes come.
 constexpr std::size_t largestReservation = 1024U * 1024;
+
+// A body up to this size leaves together with the header, in one write; a longer one is read piece
+// by piece, which shows that it moves.
+constexpr std::size_t bodySentWithHeader = 16U * 1024;
 
 bool equalsIgnoringCase(std::string_view left, std::string_view right) {
   return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
@@ -44,13 +47,20 @@ void append(CurlList& list, const std::string& line) {
   list.reset(longer);
 }
 
-// True when the peer has closed its side of the connection that the handle is on. Looking at the
-// next byte does not tell: a TLS goodbye stands before the end.
-bool peerHasClosed(CURL* easy) {
-  curl_socket_t descriptor = CURL_SOCKET_BAD;
-  if (curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &descriptor) != CURLE_OK) return false;
-  pollfd state{descriptor, POLLIN | POLLRDHUP, 0};
-  return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+int openSocket(void* sockets, curlsocktype, curl_sockaddr* address) {
+  return static_cast<ConnectionSockets*>(sockets)->open(address->family, address->socktype,
+                                                        address->protocol);
+}
+
+int closeSocket(void* sockets, curl_socket_t descriptor) {
+  static_cast<ConnectionSockets*>(sockets)->close(descriptor);
+  return 0;
+}
+
+bool isFailureToConnect(int code) {
+  return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
+         code == CURLE_COULDNT_CONNECT || code == CURLE_SSL_CONNECT_ERROR ||
+         code == CURLE_PEER_FAILED_VERIFICATION;
 }
 
 long info(CURL* easy, CURLINFO which) {
@@ -70,10 +80,10 @@ Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
       redirectsLeft_(limits::redirects) {}
 
 void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
-                     ProgressWatch& watch) {
+                     TransferSurroundings& surroundings) {
   easy_ = easy;
   options_ = std::move(options);
-  watch_ = &watch;
+  surroundings_ = &surroundings;
   options_->applyTo(easy_);
   setCallbacks();
   setRequest();
@@ -82,6 +92,11 @@ void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
 void Transfer::setCallbacks() {
   curl_easy_setopt(easy_, CURLOPT_PRIVATE, this);
   curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
+  // The connection keeps these two for its whole life.
+  curl_easy_setopt(easy_, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  curl_easy_setopt(easy_, CURLOPT_OPENSOCKETDATA, &surroundings_->sockets);
+  curl_easy_setopt(easy_, CURLOPT_CLOSESOCKETFUNCTION, closeSocket);
+  curl_easy_setopt(easy_, CURLOPT_CLOSESOCKETDATA, &surroundings_->sockets);
   curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &Transfer::aboutToSend);
   curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
   curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &Transfer::receiveHeader);
@@ -115,6 +130,10 @@ void Transfer::setBody() {
     curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, request_.httpMethod.c_str());
   }
   curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(size));
+  if (size <= bodySentWithHeader) {
+    curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, request_.httpBody ? request_.httpBody->data() : "");
+    return;
+  }
   curl_easy_setopt(easy_, CURLOPT_READFUNCTION, &Transfer::readBody);
   curl_easy_setopt(easy_, CURLOPT_READDATA, this);
   curl_easy_setopt(easy_, CURLOPT_SEEKFUNCTION, &Transfer::refuseToRewind);
@@ -139,19 +158,22 @@ void Transfer::setHeaders() {
 
 // ---- libcurl calls back: no exception may pass through it. Out of memory ends the process. ----
 
-int Transfer::aboutToSend(void* self, char*, char*, int, int) {
-  return static_cast<Transfer*>(self)->mayBeSent() ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+int Transfer::aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
+                          int localPort) {
+  const bool allowed =
+      static_cast<Transfer*>(self)->mayBeSent({peerAddress, peerPort, localAddress, localPort});
+  return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
-bool Transfer::mayBeSent() {
-  watch_->noteProgress(*this);
+bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
+  noteProgress();
   // Redirects that libcurl follows are GETs, which may be repeated.
   if (info(easy_, CURLINFO_REDIRECT_COUNT) == 0) {
     // libcurl sends a request again when a kept connection dies without an answer. What has left
     // may have been acted upon.
     if (info(easy_, CURLINFO_REQUEST_SIZE) > 0) return false;
-    const bool isKeptConnection = info(easy_, CURLINFO_NUM_CONNECTS) == 0;
-    if (isKeptConnection && peerHasClosed(easy_)) {
+    const bool isKept = info(easy_, CURLINFO_NUM_CONNECTS) == 0;
+    if (isKept && surroundings_->sockets.peerHasClosed(connection)) {
       connectionWasDead_ = true;
       return false;
     }
@@ -162,7 +184,7 @@ bool Transfer::mayBeSent() {
 
 std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<Transfer*>(self);
-  transfer.watch_->noteProgress(transfer);
+  transfer.noteProgress();
   if (!transfer.request_.httpBody) return 0;
   const std::string& body = *transfer.request_.httpBody;
   const std::size_t taken = std::min(size * count, body.size() - transfer.bodySent_);
@@ -175,7 +197,7 @@ int Transfer::refuseToRewind(void*, std::int64_t, int) { return CURL_SEEKFUNC_FA
 
 std::size_t Transfer::receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<Transfer*>(self);
-  transfer.watch_->noteProgress(transfer);
+  transfer.noteProgress();
   return transfer.takeHeaderLine({bytes, size * count}) ? size * count : 0;
 }
 
@@ -235,7 +257,7 @@ bool Transfer::isFollowedRedirect() const {
 
 std::size_t Transfer::receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<Transfer*>(self);
-  transfer.watch_->noteProgress(transfer);
+  transfer.noteProgress();
   const std::size_t length = size * count;
   auto& body = transfer.body_;
   const std::size_t taken =
@@ -273,7 +295,6 @@ bool Transfer::continuesAfter(int code) {
 
 void Transfer::goOnAsGET(std::string url) {
   url_ = std::move(url);
-  wasRedirected_ = true;
   --redirectsLeft_;
   request_.httpMethod = "GET";
   request_.httpBody.reset();
@@ -313,6 +334,11 @@ std::string Transfer::currentURL() const {
 TransportFailure Transfer::failureOf(int code) const {
   TransportFailure failure;
   failure.code = code;
+  // Once the request has left, a connection that cannot be made is the one that libcurl wanted to
+  // send it over again.
+  if (stage_ == TransferStage::waiting && isFailureToConnect(code)) {
+    failure.code = CURLE_SEND_FAIL_REWIND;
+  }
   failure.stage = stage_;
   failure.url = currentURL();
   if (const auto url = URL::URLWithString(failure.url)) failure.host = url->host();

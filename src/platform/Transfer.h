@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/ConnectionSockets.h"
 #include "platform/ProgressWatch.h"
 #include "platform/TransferOptions.h"
 #include "platform/TransportError.h"
@@ -28,6 +29,12 @@ struct TransferOutcome {
   }
 };
 
+// What all transfers of the transfer thread have in common.
+struct TransferSurroundings {
+  ProgressWatch watch;
+  ConnectionSockets sockets;
+};
+
 // One request on its way, with its redirects. Used by the transfer thread alone once submitted.
 class Transfer : public ProgressWatch::Watched {
  public:
@@ -43,7 +50,8 @@ class Transfer : public ProgressWatch::Watched {
   void* easy() const { return easy_; }
 
   // Sets up a libcurl handle, fresh or reset, for this request.
-  void begin(void* easy, std::shared_ptr<const TransferOptions> options, ProgressWatch& watch);
+  void begin(void* easy, std::shared_ptr<const TransferOptions> options,
+             TransferSurroundings& surroundings);
   // What follows when libcurl is done with the handle: true when it is to be run once more.
   bool continuesAfter(int code);
   // Reports; `code` is libcurl's for the whole.
@@ -64,12 +72,14 @@ class Transfer : public ProgressWatch::Watched {
   std::shared_ptr<Error> errorOf(int code) const;
   std::string currentURL() const;
 
-  static int aboutToSend(void* self, char*, char*, int, int);
+  static int aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
+                         int localPort);
   static std::size_t readBody(char* buffer, std::size_t size, std::size_t count, void* self);
   static int refuseToRewind(void* self, std::int64_t offset, int origin);
   static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self);
   static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* self);
-  bool mayBeSent();
+  bool mayBeSent(const ConnectionSockets::Ends& connection);
+  void noteProgress() { surroundings_->watch.noteProgress(*this); }
   bool takeHeaderLine(std::string_view line);
   void takeHeaderField(std::string_view line);
   void endOfHead();
@@ -80,12 +90,11 @@ class Transfer : public ProgressWatch::Watched {
 
   void* easy_ = nullptr;
   std::shared_ptr<const TransferOptions> options_;
-  ProgressWatch* watch_ = nullptr;
+  TransferSurroundings* surroundings_ = nullptr;
   CurlList requestHeaders_;
   std::size_t bodySent_ = 0;
   std::string url_;  // of the hop that this handle was last set up for
   long redirectsLeft_;
-  bool wasRedirected_ = false;  // by this object, not by libcurl
   bool connectionWasDead_ = false;
 
   TransferStage stage_ = TransferStage::connecting;

@@ -34,7 +34,7 @@ struct TransferEngine::State {
   // The transfer thread's own.
   std::vector<std::unique_ptr<Transfer>> arrived;
   std::vector<CURL*> handles;
-  ProgressWatch watch;
+  TransferSurroundings surroundings;
   std::shared_ptr<const TransferOptions> lastOptions;
 
   bool makeLibcurl();
@@ -90,9 +90,9 @@ void TransferEngine::State::start(std::unique_ptr<Transfer> transfer) {
     return;
   }
   auto options = optionsFor(transfer->configuration());
-  watch.add(*transfer, options->timeout());
+  surroundings.watch.add(*transfer, options->timeout());
   curl_easy_setopt(easy, CURLOPT_SHARE, share);
-  transfer->begin(easy, std::move(options), watch);
+  transfer->begin(easy, std::move(options), surroundings);
   // The handle's private pointer owns it from here.
   Transfer* running = transfer.release();
   if (curl_multi_add_handle(multi, easy) != CURLM_OK) end(running, CURLE_FAILED_INIT);
@@ -100,7 +100,7 @@ void TransferEngine::State::start(std::unique_ptr<Transfer> transfer) {
 
 void TransferEngine::State::end(Transfer* transfer, CURLcode code) {
   const std::unique_ptr<Transfer> owner(transfer);
-  watch.remove(*transfer);
+  surroundings.watch.remove(*transfer);
   CURL* easy = transfer->easy();
   transfer->finish(code);
   curl_multi_remove_handle(multi, easy);
@@ -119,20 +119,20 @@ void TransferEngine::State::collectFinished() {
       end(transfer, code);
       continue;
     }
-    watch.noteProgress(*transfer);
+    surroundings.watch.noteProgress(*transfer);
     curl_multi_remove_handle(multi, easy);
     if (curl_multi_add_handle(multi, easy) != CURLM_OK) end(transfer, CURLE_FAILED_INIT);
   }
 }
 
 void TransferEngine::State::endOverdue() {
-  while (auto* overdue = watch.overdue()) {
+  while (auto* overdue = surroundings.watch.overdue()) {
     end(static_cast<Transfer*>(overdue), CURLE_OPERATION_TIMEDOUT);
   }
 }
 
 void TransferEngine::State::work() {
-  watch.beginTurn();
+  surroundings.watch.beginTurn();
   for (auto& transfer : arrived) start(std::move(transfer));
   arrived.clear();
   int running = 0;
@@ -145,8 +145,9 @@ TransferEngine::TransferEngine() : state_(new State) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   holdAcrossFork(ForkRank::transferEngine, workMutex_);
   holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
-    // The parent's transfers are not the child's. Nothing of them is closed or freed: that would
-    // say goodbye on the parent's connections.
+    // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
+    // on the parent's connections.
+    state_->surroundings.sockets.closeAll();
     state_ = new State;
   });
   // After libcurl and OpenSSL have registered theirs, so before they are taken down.
@@ -202,8 +203,8 @@ void TransferEngine::sleep(State& state) {
   state.sleeps = true;
   lock.unlock();
 
-  state.watch.beginTurn();
-  const auto quiet = state.watch.quietTime().value_or(std::chrono::hours(24));
+  state.surroundings.watch.beginTurn();
+  const auto quiet = state.surroundings.watch.quietTime().value_or(std::chrono::hours(24));
   curl_multi_poll(state.multi, nullptr, 0, static_cast<int>(quiet.count()), nullptr);
 
   lock.lock();

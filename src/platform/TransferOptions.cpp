@@ -1,7 +1,6 @@
 #include "platform/TransferOptions.h"
 
 #include <curl/curl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,11 +24,6 @@ bool systemBundleIsReadable() {
     return bundle != nullptr && access(bundle, R_OK) == 0;
   }();
   return readable;
-}
-
-// So that programs that the host starts do not inherit connections.
-curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
-  return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
 // Numeric IPv6 addresses go into brackets.
@@ -67,7 +61,6 @@ void TransferOptions::applyTo(void* easy) const {
   curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
   curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, bufferSize);
   curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, bufferSize);
-  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
 
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https");
   curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "https");

@@ -28,10 +28,19 @@ bool isPlainASCII(std::string_view text) {
   return true;
 }
 
+bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+// "scheme://host…": the parser would guess what is missing and drop a slash too many.
+bool namesSchemeAndHost(std::string_view text) {
+  const auto colon = text.find("://");
+  return colon != std::string_view::npos && isLetter(text.front()) &&
+         !text.substr(colon + 3).starts_with('/');
+}
+
 }  // namespace
 
 std::optional<URL> URL::URLWithString(std::string_view text) {
-  if (text.find("://") == std::string_view::npos || !isPlainASCII(text)) return std::nullopt;
+  if (!namesSchemeAndHost(text) || !isPlainASCII(text)) return std::nullopt;
   const std::unique_ptr<CURLU, Cleanup> parsed(curl_url());
   if (!parsed) return std::nullopt;
   URL url;

@@ -3,17 +3,15 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/ForkSafety.h"
+#include "platform/ForkSafeMutex.h"
 
 namespace orx {
 namespace {
 
 // Never destroyed: calls may be made while the process ends.
 struct Default {
-  std::mutex mutex;
+  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   URLSessionConfiguration configuration;
-
-  Default() { holdAcrossFork(ForkRank::configuration, mutex); }
 };
 
 Default& inForce() {

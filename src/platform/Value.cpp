@@ -3,7 +3,6 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <limits>
 
 namespace orx {
 
@@ -51,15 +50,6 @@ std::string joined(const Dictionary& dictionary) {
 }  // namespace
 
 Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}
-
-void Value::setUnsigned(std::uint64_t integer) noexcept {
-  // One representation for each integer, so that kinds of storage need not be compared.
-  if (integer <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-    content_ = static_cast<std::int64_t>(integer);
-  } else {
-    content_ = integer;
-  }
-}
 
 Value::Kind Value::kind() const noexcept {
   constexpr std::array kinds{Kind::Null,       Kind::Boolean, Kind::Integer, Kind::Integer,

@@ -123,24 +123,26 @@ class Run {
   }
 
   // Events may still follow until the vendor's parser has come to its end; they are not reported.
-  void stop(std::string reason) {
-    if (!stopReason_.empty()) return;
-    stopReason_ = std::move(reason);
+  void stop(const std::string& reason) {
+    if (stopError_) return;
+    stopError_ = errorHere(XML_ERROR_ABORTED, reason);
     XML_StopParser(vendor_, XML_FALSE);
   }
 
   std::shared_ptr<XMLParserDelegate> delegate() const {
-    return stopReason_.empty() ? parser_.delegate() : nullptr;
+    return stopError_ ? nullptr : parser_.delegate();
   }
 
   std::shared_ptr<Error> currentError() const {
+    if (stopError_) return stopError_;
     const XML_Error code = XML_GetErrorCode(vendor_);
     const XML_LChar* reason = XML_ErrorString(code);
+    return errorHere(code, reason != nullptr ? reason : "unknown");
+  }
+
+  std::shared_ptr<Error> errorHere(XML_Error code, const std::string& reason) const {
     return parseError(code, XML_GetCurrentLineNumber(vendor_),
-                      XML_GetCurrentColumnNumber(vendor_) + 1,
-                      !stopReason_.empty() ? stopReason_
-                      : reason != nullptr  ? reason
-                                           : "unknown");
+                      XML_GetCurrentColumnNumber(vendor_) + 1, reason);
   }
 
   XMLParser& parser_;
@@ -148,7 +150,7 @@ class Run {
   std::size_t depth_ = 0;
   std::size_t entities_ = 0;
   bool isInCDATA_ = false;
-  std::string stopReason_;
+  std::shared_ptr<Error> stopError_;
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,10 @@ struct KeychainBackend {
   std::string name;
   std::function<std::shared_ptr<KeychainStore>()> make;
 };
+
+inline std::ostream& operator<<(std::ostream& stream, const KeychainBackend& backend) {
+  return stream << backend.name;
+}
 
 const std::vector<KeychainBackend>& keychainBackends();
 

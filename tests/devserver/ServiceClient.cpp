@@ -45,6 +45,30 @@ std::string envelopeWithHeader(const std::string& prefix, const std::string& spa
          prefix + ":Envelope>";
 }
 
+// What every transfer of a client has in common; the lists must outlive the transfer.
+void configure(CURL* curl, const std::string& authority, curl_slist* connectTo, Reply& reply) {
+  curl_blob blob{const_cast<char*>(authority.data()), authority.size(), CURL_BLOB_COPY};
+  curl_easy_setopt(curl, CURLOPT_CAINFO_BLOB, &blob);
+  curl_easy_setopt(curl, CURLOPT_CONNECT_TO, connectTo);
+  curl_easy_setopt(curl, CURLOPT_PROXY, "");
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT, 60L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, takeBody);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, takeHeader);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply);
+}
+
+List connectToPort(int port) {
+  return List(curl_slist_append(nullptr, ("::127.0.0.1:" + std::to_string(port)).c_str()));
+}
+
+Handle makeHandle() {
+  Handle handle(curl_easy_init());
+  if (!handle) throw std::runtime_error("no libcurl handle");
+  return handle;
+}
+
 }  // namespace
 
 std::string Reply::element(const std::string& name) const {
@@ -56,25 +80,13 @@ std::string Reply::element(const std::string& name) const {
 
 Reply ServiceClient::send(const std::string& method, const std::string& url,
                           const std::string& body, const std::string& contentType) const {
-  const Handle handle(curl_easy_init());
-  if (!handle) throw std::runtime_error("no libcurl handle");
-  Reply reply;
-  const std::string address = "::127.0.0.1:" + std::to_string(port_);
-  const List connectTo(curl_slist_append(nullptr, address.c_str()));
-  const List headers(curl_slist_append(nullptr, ("Content-Type: " + contentType).c_str()));
+  const Handle handle = makeHandle();
   CURL* curl = handle.get();
+  Reply reply;
+  const List connectTo = connectToPort(port_);
+  const List headers(curl_slist_append(nullptr, ("Content-Type: " + contentType).c_str()));
+  configure(curl, caCertificate_, connectTo.get(), reply);
   curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl, CURLOPT_CONNECT_TO, connectTo.get());
-  curl_blob authority{const_cast<char*>(caCertificate_.data()), caCertificate_.size(),
-                      CURL_BLOB_COPY};
-  curl_easy_setopt(curl, CURLOPT_CAINFO_BLOB, &authority);
-  curl_easy_setopt(curl, CURLOPT_PROXY, "");
-  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT, 60L);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, takeBody);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply);
-  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, takeHeader);
-  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply);
   if (method == "HEAD") curl_easy_setopt(curl, CURLOPT_NOBODY, 1L);
   if (method != "GET" && method != "HEAD") {
     curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
@@ -86,6 +98,22 @@ Reply ServiceClient::send(const std::string& method, const std::string& url,
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
   reply.contentType = reply.headers["content-type"];
   return reply;
+}
+
+long ServiceClient::connectionsFor(const std::string& url, int count) const {
+  const Handle handle = makeHandle();
+  Reply reply;
+  const List connectTo = connectToPort(port_);
+  configure(handle.get(), caCertificate_, connectTo.get(), reply);
+  curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
+  long all = 0;
+  for (int i = 0; i < count; ++i) {
+    long opened = 0;
+    if (curl_easy_perform(handle.get()) != CURLE_OK) return -1;
+    curl_easy_getinfo(handle.get(), CURLINFO_NUM_CONNECTS, &opened);
+    all += opened;
+  }
+  return all;
 }
 
 Reply ServiceClient::call(const std::string& apiID, const std::string& parameters,

@@ -26,7 +26,7 @@ struct Credentials {
 };
 
 // A client of the service over real HTTPS: host names and certificates are verified, and only the
-// address is replaced. Each call has a connection of its own.
+// address is replaced. Each request has a connection of its own unless said otherwise.
 class ServiceClient {
  public:
   ServiceClient(int port, std::string caCertificate)
@@ -41,6 +41,9 @@ class ServiceClient {
   }
   Reply send(const std::string& method, const std::string& url, const std::string& body,
              const std::string& contentType) const;
+
+  // How many connections so many GETs one after the other have taken; -1 when one failed.
+  long connectionsFor(const std::string& url, int count) const;
 
   // The call as the SOAP endpoint that knows this ApiID takes it, at the global host. Parameters
   // and credentials are not escaped.

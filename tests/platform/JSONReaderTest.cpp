@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -8,6 +7,7 @@
 #include "platform/JSONSerialization.h"
 #include "platform/Limits.h"
 #include "platform/Unicode.h"
+#include "support/ProcessorTime.h"
 
 namespace orx::JSONSerialization {
 namespace {
@@ -201,19 +201,6 @@ TEST(JSONReader, RefusesAnAnswerCutAnywhere) {
     descriptionOfRefusal(whole.substr(0, size));
 }
 
-// The shortest of several runs, which is the one that others disturbed least.
-template <typename Work>
-std::chrono::nanoseconds shortestRun(Work work) {
-  auto shortest = std::chrono::nanoseconds::max();
-  for (int run = 0; run < 4; ++run) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    shortest =
-        std::min<std::chrono::nanoseconds>(shortest, std::chrono::steady_clock::now() - start);
-  }
-  return shortest;
-}
-
 std::string objectWithKeys(int count, const std::string& prefix) {
   std::string text = "{";
   for (int key = 0; key < count; ++key) {
@@ -228,8 +215,8 @@ TEST(JSONReader, TakesTimeInProportionToTheNumberOfKeys) {
   for (const std::string& prefix : {std::string(), std::string(60, 'k')}) {
     const std::string small = objectWithKeys(5'000, prefix);
     const std::string large = objectWithKeys(40'000, prefix);
-    const auto smallTime = shortestRun([&] { JSONObjectWithText(small); });
-    const auto largeTime = shortestRun([&] { JSONObjectWithText(large); });
+    const auto smallTime = testing::leastProcessorTime([&] { JSONObjectWithText(small); });
+    const auto largeTime = testing::leastProcessorTime([&] { JSONObjectWithText(large); });
     EXPECT_LT(largeTime, 32 * smallTime);
   }
 }

@@ -184,6 +184,10 @@ struct Obstacle {
   const char* reason;
 };
 
+std::ostream& operator<<(std::ostream& stream, const Obstacle& obstacle) {
+  return stream << obstacle.name;
+}
+
 class StoredFileInTheWay : public StoredFile, public ::testing::WithParamInterface<Obstacle> {};
 
 TEST_P(StoredFileInTheWay, IsRefusedAndLeftAlone) {

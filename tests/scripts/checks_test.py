@@ -35,6 +35,10 @@ class Layering(unittest.TestCase):
         self.assertEqual(
             len(list(check_layering.check_vendors({"expat.h": ["a.cpp", "b.cpp"]}))), 1)
         self.assertEqual(list(check_layering.check_vendors({"expat.h": ["a.cpp"]})), [])
+        self.assertEqual(
+            len(list(check_layering.check_vendors(
+                {"curl/curl.h": ["src/platform/TransferEngine.cpp", "src/service/SOAPCall.cpp"]}))),
+            1)
 
     def test_refuses_private_headers_in_a_host(self):
         self.assertEqual(
@@ -77,6 +81,9 @@ class Sizes(unittest.TestCase):
 
     def test_is_not_misled_by_braces_in_text(self):
         self.assertEqual(self.complaints('void f() { g("{"); }\nvoid h() { g(\'{\'); }\n'), [])
+
+    def test_does_not_count_the_rows_of_a_table(self):
+        self.assertEqual(self.complaints("void f() {\n" + "    {kA, \"a\"},\n" * 80 + "}\n"), [])
 
     def test_measures_files(self):
         self.assertEqual(len(self.complaints("int x;\n" * 401)), 1)

@@ -8,6 +8,7 @@
 
 #include "oracles/ResultBlockOracle.h"
 #include "service/ResultBlock.h"
+#include "support/ProcessorTime.h"
 
 namespace orx {
 namespace {
@@ -214,15 +215,10 @@ std::string repeated(const std::string& text, std::size_t size) {
   return all;
 }
 
-std::chrono::nanoseconds shortestRun(const std::string& answer) {
-  auto shortest = std::chrono::nanoseconds::max();
-  for (int run = 0; run < 7; ++run) {
-    const auto start = std::chrono::steady_clock::now();
+std::chrono::nanoseconds timeFor(const std::string& answer) {
+  return testing::leastProcessorTime([&] {
     for (const ResultBlockPattern pattern : kPatterns) matchResultBlock(answer, pattern);
-    shortest =
-        std::min<std::chrono::nanoseconds>(shortest, std::chrono::steady_clock::now() - start);
-  }
-  return shortest;
+  });
 }
 
 TEST(ResultBlock, TakesTimeInProportionToAHostileAnswer) {
@@ -235,8 +231,8 @@ TEST(ResultBlock, TakesTimeInProportionToAHostileAnswer) {
         head + "</ReturnDataType><ReturnData>", head + "\u2028"}) {
     for (const std::string& start : {std::string(), head}) {
       // Eight times the text: linear time is 8, quadratic 64.
-      const auto small = shortestRun(start + repeated(piece, 12'500));
-      const auto large = shortestRun(start + repeated(piece, 100'000));
+      const auto small = timeFor(start + repeated(piece, 12'500));
+      const auto large = timeFor(start + repeated(piece, 100'000));
       EXPECT_LT(large, 24 * small) << start << piece;
     }
   }

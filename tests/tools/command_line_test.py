@@ -66,7 +66,7 @@ class CommandLine(unittest.TestCase):
 
     def expect(self, code, *arguments, **options):
         done = self.run_tool(*arguments, **options)
-        self.assertEqual(done.returncode, code, done.stdout + done.stderr)
+        self.assertEqual(done.returncode, code, (done.stdout or "") + done.stderr)
         return done
 
     def sign_up(self, *more):

@@ -43,10 +43,11 @@ void printFieldLines(const orx::Dictionary& fields) {
   std::size_t width = 0;
   for (const auto& [key, value] : fields) width = std::max(width, key.size());
   for (const auto& [key, value] : fields) {
-    if (value.isNull()) continue;
+    const std::string line = lineOf(value);
+    if (value.isNull() || line.empty()) continue;
     std::string label = key + ':';
     label.resize(width + 2, ' ');
-    std::cout << label << lineOf(value) << '\n';
+    std::cout << label << line << '\n';
   }
 }
 

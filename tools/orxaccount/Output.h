@@ -17,7 +17,7 @@ class Output {
 
   bool json() const { return json_; }
 
-  // One object; as text one line for each field, nested values as JSON.
+  // One object; as text one line for each field that holds something, nested values as JSON.
   void printFields(const orx::Dictionary& fields) const;
   // As JSON the value under `key`; as text a table when it is a list of dictionaries, one line for
   // each element of another list.

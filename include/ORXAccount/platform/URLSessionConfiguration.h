@@ -34,9 +34,9 @@ struct ORX_EXPORT URLSessionConfiguration {
   // The longest time a connection attempt may take, and the longest time without any progress.
   std::chrono::milliseconds timeoutIntervalForRequest{60'000};
   // Largest answer body in bytes; a longer one ends with NSURLErrorDataLengthExceedsMaximum.
-  std::size_t maximumBodySize = 64U * 1024 * 1024;
+  std::size_t maximumBodySize = std::size_t{64} * 1024 * 1024;
   // Largest answer header block in bytes, redirects included.
-  std::size_t maximumHeaderSize = 256U * 1024;
+  std::size_t maximumHeaderSize = std::size_t{256} * 1024;
   // Speak HTTP/2 where the server offers it. Off by default: it costs more here and gains nothing.
   bool usesHTTP2 = false;
 

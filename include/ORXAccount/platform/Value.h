@@ -39,13 +39,7 @@ class ORX_EXPORT Value {
   template <std::same_as<bool> T>
   Value(T boolean) noexcept : content_(boolean) {}
   template <ValueInteger T>
-  Value(T integer) noexcept {
-    if constexpr (std::is_signed_v<T>) {
-      content_ = static_cast<std::int64_t>(integer);
-    } else {
-      setUnsigned(static_cast<std::uint64_t>(integer));
-    }
-  }
+  Value(T integer) noexcept : content_(contentOf(integer)) {}
   Value(double number) noexcept : content_(number) {}
   Value(std::string text) noexcept : content_(std::move(text)) {}
   Value(std::string_view text) : content_(std::string(text)) {}
@@ -55,9 +49,9 @@ class ORX_EXPORT Value {
   Value(orx::Dictionary dictionary) noexcept : content_(std::move(dictionary)) {}
   // A null pointer gives the null value.
   template <std::derived_from<Object> T>
-  Value(std::shared_ptr<T> object) noexcept {
-    if (object) content_ = std::static_pointer_cast<orx::Object>(std::move(object));
-  }
+  Value(std::shared_ptr<T> object) noexcept
+      : content_(object ? Content(std::static_pointer_cast<orx::Object>(std::move(object)))
+                        : Content()) {}
 
   Kind kind() const noexcept;
   bool isNull() const noexcept { return kind() == Kind::Null; }
@@ -93,11 +87,18 @@ class ORX_EXPORT Value {
   friend ORX_EXPORT bool operator==(const Value& left, const Value& right);
 
  private:
-  void setUnsigned(std::uint64_t integer) noexcept;
+  using Content = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double,
+                               std::string, orx::Data, std::shared_ptr<const orx::Array>,
+                               orx::Dictionary, std::shared_ptr<orx::Object>>;
 
-  std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, orx::Data,
-               std::shared_ptr<const orx::Array>, orx::Dictionary, std::shared_ptr<orx::Object>>
-      content_;
+  // One representation for each integer, so that kinds of storage need not be compared.
+  template <ValueInteger T>
+  static Content contentOf(T integer) noexcept {
+    if (std::in_range<std::int64_t>(integer)) return static_cast<std::int64_t>(integer);
+    return static_cast<std::uint64_t>(integer);
+  }
+
+  Content content_;
 };
 
 struct Array : std::vector<Value> {

@@ -1,0 +1,192 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "devserver/ServiceClient.h"
+#include "support/TemporaryDirectory.h"
+
+namespace orx::testing {
+namespace {
+
+std::string contentOf(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  return std::string((std::istreambuf_iterator<char>(file)), {});
+}
+
+// The program as a child of this process, its standard input and output in our hands.
+class Program {
+ public:
+  explicit Program(std::vector<std::string> arguments) {
+    int input[2];
+    int output[2];
+    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::abort();
+    arguments.insert(arguments.begin(), ORX_DEVSERVER_PROGRAM);
+    std::vector<char*> list;
+    for (std::string& argument : arguments) list.push_back(argument.data());
+    list.push_back(nullptr);
+    process_ = fork();
+    if (process_ == 0) {
+      dup2(input[0], STDIN_FILENO);
+      dup2(output[1], STDOUT_FILENO);
+      execv(list[0], list.data());
+      _exit(127);
+    }
+    close(input[0]);
+    close(output[1]);
+    input_ = input[1];
+    output_ = fdopen(output[0], "r");
+  }
+  ~Program() {
+    // Not killed: it has a directory to take away.
+    if (process_ > 0) kill(process_, SIGTERM);
+    end();
+    std::fclose(output_);
+  }
+
+  std::string line() {
+    char* text = nullptr;
+    std::size_t size = 0;
+    const ssize_t length = getline(&text, &size, output_);
+    const std::string read(text == nullptr || length < 0 ? "" : text);
+    std::free(text);
+    return read;
+  }
+  void signal(int number) { kill(process_, number); }
+  void closeInput() {
+    if (input_ >= 0) close(input_);
+    input_ = -1;
+  }
+  // The exit status; -1 when it was ended by a signal.
+  int end() {
+    int status = 0;
+    if (process_ > 0 && waitpid(process_, &status, 0) == process_) {
+      status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    process_ = -1;
+    closeInput();
+    return status_;
+  }
+  pid_t process() const { return process_; }
+
+ private:
+  pid_t process_ = -1;
+  int input_ = -1;
+  std::FILE* output_ = nullptr;
+  int status_ = -1;
+};
+
+TEST(Program, SaysInOneLineWhereItIsAndEndsOnSIGTERM) {
+  Program program({});
+  const auto line = nlohmann::json::parse(program.line());
+  EXPECT_EQ(line.at("pid"), program.process());
+  EXPECT_EQ(line.at("hosts"),
+            (std::vector<std::string>{ORX_TEST_GLOBAL_HOST, ORX_TEST_CHINA_HOST}));
+  const std::filesystem::path caFile = line.at("caFile").get<std::string>();
+  const ServiceClient client(line.at("port"), contentOf(caFile));
+  EXPECT_EQ(client.call("secure0003", R"({"Para":"country"})").element("ResultCode"), "0");
+  program.signal(SIGTERM);
+  EXPECT_EQ(program.end(), 0);
+  EXPECT_FALSE(std::filesystem::exists(caFile));
+}
+
+TEST(Program, EndsOnSIGINT) {
+  Program program({});
+  program.line();
+  program.signal(SIGINT);
+  EXPECT_EQ(program.end(), 0);
+}
+
+TEST(Program, EndsWithItsStandardInputWhenAsked) {
+  Program program({"--exit-with-stdin"});
+  program.line();
+  program.closeInput();
+  EXPECT_EQ(program.end(), 0);
+}
+
+TEST(Program, OutlivesItsStandardInputOtherwise) {
+  Program program({});
+  const auto line = nlohmann::json::parse(program.line());
+  program.closeInput();
+  const ServiceClient client(line.at("port"), contentOf(line.at("caFile").get<std::string>()));
+  EXPECT_EQ(client.get(globalURL("/")).status, 200);
+  program.signal(SIGTERM);
+  EXPECT_EQ(program.end(), 0);
+}
+
+TEST(Program, KeepsItsAuthorityAndItsAccountsFromRunToRun) {
+  const TemporaryDirectory directory;
+  const std::string ca = directory / "ca.pem";
+  const std::string key = directory / "ca.key";
+  const std::string database = directory / "accounts.db";
+  std::string ticket;
+  {
+    Program program({"--ca-out", ca, "--ca-key-out", key, "--database", database});
+    const auto line = nlohmann::json::parse(program.line());
+    EXPECT_EQ(line.at("caFile"), ca);
+    ticket = ticketOfNewAccount(ServiceClient(line.at("port"), contentOf(ca)));
+    program.signal(SIGTERM);
+    program.end();
+  }
+  for (const std::string& file : {key, database}) {
+    struct stat about {};
+    ASSERT_EQ(stat(file.c_str(), &about), 0);
+    EXPECT_EQ(about.st_mode & 0077U, 0U) << file;
+  }
+  Program program({"--ca-cert", ca, "--ca-key", key, "--database", database});
+  const auto line = nlohmann::json::parse(program.line());
+  const ServiceClient client(line.at("port"), contentOf(ca));
+  EXPECT_EQ(client.call("sso0000004", R"({"Ticket":")" + ticket + R"("})").element("ResultCode"),
+            "0");
+}
+
+TEST(Program, TakesApplicationsAndAFaultPlan) {
+  const TemporaryDirectory directory;
+  const std::string plan = directory / "plan.json";
+  std::ofstream(plan) << R"([{"match":{"path":"/"},"do":{"status":418}}])";
+  Program program({"--app", "mine:my:key", "--fault-plan", plan});
+  const auto line = nlohmann::json::parse(program.line());
+  const ServiceClient client(line.at("port"), contentOf(line.at("caFile").get<std::string>()));
+  EXPECT_EQ(client.get(globalURL("/")).status, 418);
+  for (const Credentials& credentials : {Credentials{"mine", "my:key"}, Credentials{}}) {
+    const auto reply = client.call("secure0003", R"({"Para":"country"})", credentials);
+    EXPECT_EQ(reply.element("ResultCode"), "0");
+  }
+}
+
+class WrongArguments : public ::testing::TestWithParam<std::vector<std::string>> {};
+
+TEST_P(WrongArguments, EndWithStatusTwoAndWithoutALine) {
+  Program program(GetParam());
+  EXPECT_EQ(program.line(), "");
+  EXPECT_EQ(program.end(), 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, WrongArguments,
+                         ::testing::Values(std::vector<std::string>{"--port", "x"},
+                                           std::vector<std::string>{"--port", "65536"},
+                                           std::vector<std::string>{"--app", "nokey"},
+                                           std::vector<std::string>{"--ca-cert", "/x"},
+                                           std::vector<std::string>{"--unknown"},
+                                           std::vector<std::string>{"extra"}));
+
+TEST(Program, EndsWithStatusOneWhenItCannotServe) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"--database", "/nowhere/accounts.db"},
+        std::vector<std::string>{"--fault-plan", "/nowhere/plan.json"},
+        std::vector<std::string>{"--ca-out", "/nowhere/ca.pem"}}) {
+    Program program(arguments);
+    EXPECT_EQ(program.line(), "");
+    EXPECT_EQ(program.end(), 1);
+  }
+}
+
+}  // namespace
+}  // namespace orx::testing

@@ -1,0 +1,258 @@
+// What the library's threads mean for the process that hosts them: its end, its forks, its signals.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "platform/OperationQueue.h"
+#include "platform/WorkerPool.h"
+#include "support/Call.h"
+#include "support/ServerProcess.h"
+
+// Forking with threads about is what is tested here.
+extern "C" const char* __tsan_default_options() { return "die_after_fork=0"; }
+
+namespace orx::testing {
+namespace {
+
+using Answer = TLSTestServer::Answer;
+using End = TLSTestServer::End;
+using Request = TLSTestServer::Request;
+
+constexpr int fine = 7;
+
+// Requests to /stall are never answered, /late is answered slowly, and /stalled is answered as soon
+// as a stalling one has come.
+class ProcessLife : public ::testing::Test {
+ protected:
+  static TLSTestServer::Handler handler() {
+    auto stalled = std::make_shared<Event>();
+    return [stalled](const Request& request) {
+      if (request.target == "/stall") {
+        stalled->set();
+        return Answer::silence();
+      }
+      if (request.target == "/stalled") (void)stalled->wait();
+      Answer answer = Answer::reply(200, "fine");
+      if (request.target == "/late") answer.pace = std::chrono::milliseconds(5);
+      return answer;
+    };
+  }
+
+  static void start(const URLSessionConfiguration& configuration, const std::string& target,
+                    URLSession::CompletionHandler handler) {
+    URLSession::sessionWithConfiguration(configuration)
+        ->dataTaskWithRequest_completionHandler(getRequest("https://one.example" + target),
+                                                std::move(handler))
+        ->resume();
+  }
+  Outcome get(const std::string& target) {
+    return call(server_.configuration(), getRequest("https://one.example" + target));
+  }
+
+  ServerProcess server_{{"one.example"}, handler()};
+};
+
+TEST_F(ProcessLife, EndsWithAnIdleLibrary) {
+  ChildProcess child([&] {
+    if (get("/").status() == 200) exit(fine);
+  });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+TEST_F(ProcessLife, EndsWhileCallsWaitForTheirAnswer) {
+  ChildProcess child([&] {
+    for (int i = 0; i < 20; ++i) {
+      start(server_.configuration(), "/stall",
+            [](const auto&, const auto&, const auto&) { _exit(1); });
+    }
+    if (get("/stalled").status() == 200) exit(fine);
+  });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+TEST_F(ProcessLife, EndsWhileCallsConnect) {
+  ChildProcess child([&] {
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* plain = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listener, plain, size) != 0 || listen(listener, 64) != 0 ||
+        getsockname(listener, plain, &size) != 0) {
+      _exit(2);
+    }
+    auto configuration = server_.configuration();
+    configuration.connectTo["one.example"].port = ntohs(address.sin_port);
+    for (int i = 0; i < 20; ++i) {
+      start(configuration, "/", [](const auto&, const auto&, const auto&) { _exit(1); });
+    }
+    // A connection is there, its handshake never goes on.
+    if (accept(listener, nullptr, nullptr) >= 0) exit(fine);
+  });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+TEST_F(ProcessLife, EndsWhileAHandlerBlocks) {
+  ChildProcess child([&] {
+    Event entered;
+    start(server_.configuration(), "/", [&](const auto&, const auto&, const auto&) {
+      entered.set();
+      for (;;) pause();
+    });
+    if (entered.wait()) exit(fine);
+  });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+TEST_F(ProcessLife, EndsFromWithinAHandler) {
+  ChildProcess child([&] {
+    for (int i = 0; i < 20; ++i) {
+      start(server_.configuration(), "/late", [](const auto&, const auto&, const auto&) {});
+    }
+    start(server_.configuration(), "/", [](const auto&, const auto&, const auto&) { exit(fine); });
+    for (;;) pause();
+  });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+TEST_F(ProcessLife, EndsRightAfterACallWasStarted) {
+  for (int i = 0; i < 10; ++i) {
+    ChildProcess child([&] {
+      start(server_.configuration(), "/", [](const auto&, const auto&, const auto&) {});
+      exit(fine);
+    });
+    EXPECT_EQ(child.wait(), fine);
+  }
+}
+
+std::atomic<int> reports{0};
+int reportsAtExit = -1;
+
+TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
+  ChildProcess child([&] {
+    // Registered before the library's own, so it runs after that.
+    std::atexit([] {
+      reportsAtExit = reports;
+      std::this_thread::sleep_for(std::chrono::milliseconds(500));
+      _exit(reports == reportsAtExit ? fine : 1);
+    });
+    // Their answers are under way during the pause above.
+    for (int i = 0; i < 5; ++i) {
+      start(server_.configuration(), "/late",
+            [](const auto&, const auto&, const auto&) { ++reports; });
+    }
+    if (get("/").status() != 200) _exit(2);
+    OperationQueue::queueWithMaxConcurrentOperationCount(1)->addOperationWithBlock([] {});
+    exit(0);
+  });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+TEST_F(ProcessLife, WorksInAChildForkedWhileIdle) {
+  ASSERT_EQ(get("/").status(), 200);
+  const auto session = URLSession::sessionWithConfiguration(server_.configuration());
+  ASSERT_EQ(call(*session, getRequest("https://one.example/")).status(), 200);
+  for (int i = 0; i < 3; ++i) {
+    ChildProcess child([&] {
+      const bool works = get("/").text() == "fine" &&
+                         call(*session, getRequest("https://one.example/")).text() == "fine";
+      exit(works ? fine : 1);
+    });
+    EXPECT_EQ(child.wait(), fine);
+    EXPECT_EQ(get("/").text(), "fine");
+  }
+}
+
+TEST_F(ProcessLife, WorksInChildrenForkedWhileBusy) {
+  std::atomic<bool> enough{false};
+  std::atomic<int> failures{0};
+  std::vector<std::thread> busy;
+  for (int i = 0; i < 3; ++i) {
+    busy.emplace_back([&] {
+      while (!enough) failures += get("/").text() == "fine" ? 0 : 1;
+    });
+  }
+  for (int i = 0; i < 15; ++i) {
+    ChildProcess child([&] { _exit(get("/").text() == "fine" ? fine : 1); });
+    EXPECT_EQ(child.wait(), fine);
+  }
+  enough = true;
+  for (auto& thread : busy) thread.join();
+  EXPECT_EQ(failures, 0);
+}
+
+TEST_F(ProcessLife, StartsQueuesAnewInAChild) {
+  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  Event entered;
+  Event leave;
+  Event ran;
+  queue->addOperationWithBlock([&] {
+    entered.set();
+    (void)leave.wait();
+  });
+  queue->addOperationWithBlock([&] { ran.set(); });
+  ASSERT_TRUE(entered.wait());
+  ChildProcess child([&] {
+    Event own;
+    queue->addOperationWithBlock([&] { own.set(); });
+    _exit(own.wait() && !ran.isSet() ? fine : 1);
+  });
+  EXPECT_EQ(child.wait(), fine);
+  leave.set();
+  EXPECT_TRUE(ran.wait());
+}
+
+TEST_F(ProcessLife, BlocksEverySignalOnItsThreadsAndLeavesTheirHandlingAlone) {
+  struct sigaction before {};
+  sigaction(SIGPIPE, nullptr, &before);
+  auto masks = std::make_shared<Mailbox<sigset_t>>();
+  start(server_.configuration(), "/", [masks](const auto&, const auto&, const auto&) {
+    sigset_t mask;
+    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+    masks->put(mask);
+  });
+  const sigset_t mask = masks->take();
+  for (const int signal : {SIGPIPE, SIGINT, SIGTERM, SIGCHLD, SIGALRM, SIGUSR1}) {
+    EXPECT_EQ(sigismember(&mask, signal), 1) << signal;
+  }
+  struct sigaction after {};
+  sigaction(SIGPIPE, nullptr, &after);
+  EXPECT_EQ(after.sa_handler, before.sa_handler);
+
+  // And every other thread of the library: all but this one.
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (task.path().filename() == std::to_string(getpid())) continue;
+    std::ifstream status(task.path() / "status");
+    for (std::string line; std::getline(status, line);) {
+      if (!line.starts_with("SigBlk:")) continue;
+      const auto blocked = std::stoull(line.substr(7), nullptr, 16);
+      EXPECT_NE(blocked & (1ULL << (SIGPIPE - 1)), 0U);
+      EXPECT_NE(blocked & (1ULL << (SIGTERM - 1)), 0U);
+    }
+  }
+}
+
+TEST_F(ProcessLife, StartsNoResolverThreadForAddresses) {
+  ASSERT_EQ(get("/").status(), 200);
+  const auto threads = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+  };
+  const auto before = threads();
+  for (int i = 0; i < 30; ++i) {
+    start(server_.configuration(), "/stall", [](const auto&, const auto&, const auto&) {});
+  }
+  ASSERT_EQ(get("/stalled").status(), 200);
+  EXPECT_LE(threads(), before + 2);
+}
+
+}  // namespace
+}  // namespace orx::testing

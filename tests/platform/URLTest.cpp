@@ -1,0 +1,63 @@
+#include <ORXAccount/platform/URL.h>
+#include <gtest/gtest.h>
+
+namespace orx::testing {
+namespace {
+
+TEST(URL, KeepsItsTextCharacterByCharacter) {
+  for (const std::string text :
+       {"https://account.orva.example/ws/lumcusinfo.asmx",
+        "HTTPS://Account.Example:8443/A/../b?x=%2f#Y", "https://h.example",
+        "https://h.example/?f=", "https://user@h.example/%41", "https://[::1]:8443/",
+        "https://127.0.0.1/a//b", "ftp://h.example/x"}) {
+    const auto url = URL::URLWithString(text);
+    ASSERT_TRUE(url.has_value()) << text;
+    EXPECT_EQ(url->absoluteString(), text);
+  }
+}
+
+TEST(URL, GivesItsParts) {
+  const auto url =
+      URL::URLWithString("HTTPS://Account.Orva.Example:8443/utilities/pic.ashx?s=large");
+  ASSERT_TRUE(url.has_value());
+  EXPECT_EQ(url->scheme(), "https");
+  EXPECT_EQ(url->host(), "account.orva.example");
+  EXPECT_EQ(url->path(), "/utilities/pic.ashx");
+  EXPECT_EQ(URL::URLWithString("https://h.example")->path(), "/");
+  EXPECT_EQ(URL::URLWithString("https://h.example?q")->path(), "/");
+}
+
+TEST(URL, IsAbsentWhereTheTextIsNone) {
+  for (const std::string text : {"",
+                                 "pic.jpg",
+                                 "/a/b",
+                                 "https:",
+                                 "https://",
+                                 "https:///path",
+                                 "//h.example/",
+                                 "h.example/x",
+                                 "mailto:someone@h.example",
+                                 "https://h.example/a b",
+                                 " https://h.example/",
+                                 "https://h.example/\n",
+                                 "https://h.example/\xC3\xA4",
+                                 "https://h\xC3\xA4.example/",
+                                 "https://h.example:99999/",
+                                 "https://h.example:port/",
+                                 "https://h.example/<a>",
+                                 "https://h.example/\"",
+                                 "https://[::1/",
+                                 "1https://h.example/"}) {
+    EXPECT_FALSE(URL::URLWithString(text).has_value()) << text;
+  }
+  EXPECT_FALSE(URL::URLWithString(std::string_view("https://h.example/\0x", 20)).has_value());
+}
+
+TEST(URL, ComparesByText) {
+  EXPECT_EQ(URL::URLWithString("https://h.example/a"), URL::URLWithString("https://h.example/a"));
+  EXPECT_FALSE(URL::URLWithString("https://h.example/a") ==
+               URL::URLWithString("https://H.example/a"));
+}
+
+}  // namespace
+}  // namespace orx::testing

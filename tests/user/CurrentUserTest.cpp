@@ -1,0 +1,229 @@
+#include <ORXAccount/ORVAAccountConstants.h>
+#include <ORXAccount/ORVAAccountUser.h>
+#include <ORXAccount/ORVAAccountUserCache.h>
+#include <ORXAccount/platform/NotificationCenter.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "platform/KeychainStatus.h"
+#include "support/Await.h"
+#include "support/ChildProcess.h"
+#include "support/StorageHome.h"
+
+namespace orx {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::shared_ptr<ORVAAccountUser> userNamed(std::string_view login) {
+  return ORVAAccountUser::initWithUserInfo(Dictionary{{"login", login}, {"country", "TWN"}});
+}
+
+class CurrentUserTest : public ::testing::Test {
+ protected:
+  struct Seen {
+    std::shared_ptr<Object> newUser;
+    std::shared_ptr<Object> oldUser;
+    std::size_t entries;
+    std::shared_ptr<Object> sender;
+  };
+
+  std::string stored() {
+    const auto user = ORVAAccountUserCache::sharedInstance()->cachedUser();
+    return user ? user->login().value_or("(no login)") : "(nobody)";
+  }
+
+  testing::StorageHome home;
+  std::vector<Seen> seen;
+  Observation observation =
+      NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+          ORVAAccountUserDidChangeNotification, nullptr, [this](const Notification& notification) {
+            const auto& info = notification.userInfo;
+            seen.push_back({.newUser = info[ORVAAccountUserChangeNewKey].object(),
+                            .oldUser = info[ORVAAccountUserChangeOldKey].object(),
+                            .entries = info.size(),
+                            .sender = notification.object});
+          });
+};
+
+TEST_F(CurrentUserTest, IsNobodyAtFirstWhateverIsStored) {
+  EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
+  ORVAAccountUserCache::sharedInstance()->setCachedUser(userNamed("stored"));
+  EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
+}
+
+TEST_F(CurrentUserTest, IsAnnouncedWithTheNewAndTheOldRecordAsFarAsThereAreAny) {
+  const auto first = userNamed("first");
+  const auto second = userNamed("second");
+  ORVAAccountUser::setCurrentUser(first);
+  ORVAAccountUser::setCurrentUser(second);
+  ORVAAccountUser::setCurrentUser(nullptr);
+  ASSERT_EQ(seen.size(), 3U);
+  EXPECT_EQ(seen[0].newUser, first);
+  EXPECT_EQ(seen[0].entries, 1U);
+  EXPECT_EQ(seen[1].newUser, second);
+  EXPECT_EQ(seen[1].oldUser, first);
+  EXPECT_EQ(seen[1].entries, 2U);
+  EXPECT_EQ(seen[2].oldUser, second);
+  EXPECT_EQ(seen[2].entries, 1U);
+  for (const auto& each : seen) EXPECT_EQ(each.sender, ORVAAccountUser::classObject());
+}
+
+TEST_F(CurrentUserTest, IsSetAndStoredBeforeItIsAnnouncedOnTheSettingThread) {
+  std::shared_ptr<ORVAAccountUser> current;
+  std::string storedThen;
+  std::thread::id thread;
+  const auto reader = NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+      ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(),
+      [&](const Notification&) {
+        current = ORVAAccountUser::currentUser();
+        storedThen = stored();
+        thread = std::this_thread::get_id();
+      });
+  const auto user = userNamed("someone");
+  ORVAAccountUser::setCurrentUser(user);
+  EXPECT_EQ(current, user);
+  EXPECT_EQ(storedThen, "someone");
+  EXPECT_EQ(thread, std::this_thread::get_id());
+}
+
+TEST_F(CurrentUserTest, SetAgainStoresNothingAndAnnouncesNothing) {
+  const auto user = userNamed("someone");
+  ORVAAccountUser::setCurrentUser(user);
+  fs::remove_all(home.path() / "config");
+  fs::remove_all(home.path() / "data");
+  ORVAAccountUser::setCurrentUser(user);
+  EXPECT_EQ(seen.size(), 1U);
+  EXPECT_TRUE(testing::snapshotOf(home.path()).empty());
+}
+
+TEST_F(CurrentUserTest, IsAnotherOneWithEqualContent) {
+  const auto first = userNamed("someone");
+  const auto second = userNamed("someone");
+  ORVAAccountUser::setCurrentUser(first);
+  fs::remove(home.onlyItemFile());
+  ORVAAccountUser::setCurrentUser(second);
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[1].newUser, second);
+  EXPECT_EQ(seen[1].oldUser, first);
+  EXPECT_EQ(stored(), "someone");
+}
+
+TEST_F(CurrentUserTest, IsNoChangeWhenNobodyFollowsNobody) {
+  ORVAAccountUserCache::sharedInstance()->setCachedUser(userNamed("stored"));
+  const auto before = testing::snapshotOf(home.path());
+  ORVAAccountUser::setCurrentUser(nullptr);
+  EXPECT_TRUE(seen.empty());
+  EXPECT_EQ(testing::snapshotOf(home.path()), before);
+}
+
+TEST_F(CurrentUserTest, ChangesEvenWhereNothingCanBeStored) {
+  testing::writeContent(home.path() / "config", "no directory");
+  testing::writeContent(home.path() / "data", "no directory");
+  const auto user = userNamed("someone");
+  ORVAAccountUser::setCurrentUser(user);
+  EXPECT_EQ(ORVAAccountUser::currentUser(), user);
+  EXPECT_EQ(seen.size(), 1U);
+  EXPECT_NE(keychainStatusNow().lastError, errSecSuccess);
+  ORVAAccountUser::setCurrentUser(nullptr);
+  EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
+  EXPECT_EQ(seen.size(), 2U);
+}
+
+TEST_F(CurrentUserTest, ChangesEvenWhenTheRecordCannotBeArchived) {
+  ORVAAccountUser::setCurrentUser(userNamed("before"));
+  const auto user =
+      ORVAAccountUser::initWithUserInfo(Dictionary{{"thing", std::make_shared<Object>()}});
+  EXPECT_NO_THROW(ORVAAccountUser::setCurrentUser(user));
+  EXPECT_EQ(ORVAAccountUser::currentUser(), user);
+  EXPECT_EQ(seen.size(), 2U);
+  EXPECT_EQ(keychainStatusNow().lastError, errSecParam);
+}
+
+TEST_F(CurrentUserTest, CanBeSetByAnObserver) {
+  const auto second = userNamed("second");
+  const auto setter = NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+      ORVAAccountUserDidChangeNotification, nullptr,
+      [&](const Notification&) { ORVAAccountUser::setCurrentUser(second); });
+  ORVAAccountUser::setCurrentUser(userNamed("first"));
+  EXPECT_EQ(ORVAAccountUser::currentUser(), second);
+  EXPECT_EQ(stored(), "second");
+  EXPECT_EQ(seen.size(), 2U);
+}
+
+TEST_F(CurrentUserTest, CanBeSetByAnotherThreadWhileAnObserverRuns) {
+  testing::Event entered;
+  testing::Event released;
+  const auto blocker = NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+      ORVAAccountUserDidChangeNotification, nullptr, [&](const Notification& notification) {
+        if (notification.userInfo[ORVAAccountUserChangeOldKey].isNull()) {
+          entered.set();
+          EXPECT_TRUE(released.wait());
+        }
+      });
+  std::thread setter([] { ORVAAccountUser::setCurrentUser(userNamed("first")); });
+  ASSERT_TRUE(entered.wait());
+  ORVAAccountUser::setCurrentUser(userNamed("second"));
+  EXPECT_EQ(stored(), "second");
+  released.set();
+  setter.join();
+}
+
+TEST_F(CurrentUserTest, IsReadWithoutWaitingForTheStore) {
+  ORVAAccountUser::setCurrentUser(userNamed("first"));
+  const auto second = userNamed("second");
+  // Whoever sets now waits for this lock, with the new user in force already.
+  auto lock = StoredDirectory::open(home.keychainDirectory(), StoredDirectory::Kind::Private,
+                                    StoredDirectory::Missing::Leave)
+                  .directory->lock("lock", Deadline::max());
+  ASSERT_TRUE(lock.lock);
+  testing::Event done;
+  std::thread setter([&] {
+    ORVAAccountUser::setCurrentUser(second);
+    done.set();
+  });
+  EXPECT_TRUE(testing::eventually([&] { return ORVAAccountUser::currentUser() == second; }));
+  EXPECT_FALSE(done.isSet());
+  lock.lock.reset();
+  setter.join();
+  EXPECT_EQ(stored(), "second");
+}
+
+TEST_F(CurrentUserTest, IsTheStoredOneAfterManyThreadsHaveSetIt) {
+  observation = Observation();
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([number] {
+      for (int round = 0; round < 10; ++round) {
+        ORVAAccountUser::setCurrentUser(
+            round % 4 == 3 ? nullptr : userNamed(std::to_string(number) + std::to_string(round)));
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  const auto current = ORVAAccountUser::currentUser();
+  EXPECT_EQ(stored(), current ? current->login() : "(nobody)");
+}
+
+TEST_F(CurrentUserTest, CanBeSetInAChildForkedWhileAnotherThreadWasStoring) {
+  ORVAAccountUser::setCurrentUser(userNamed("first"));
+  auto lock = StoredDirectory::open(home.keychainDirectory(), StoredDirectory::Kind::Private,
+                                    StoredDirectory::Missing::Leave)
+                  .directory->lock("lock", Deadline::max());
+  const auto second = userNamed("second");
+  std::thread setter([&] { ORVAAccountUser::setCurrentUser(second); });
+  EXPECT_TRUE(testing::eventually([&] { return ORVAAccountUser::currentUser() == second; }));
+  testing::ChildProcess child([] {
+    const auto third = userNamed("third");
+    ORVAAccountUser::setCurrentUser(third);
+    return ORVAAccountUser::currentUser() == third ? 0 : 1;
+  });
+  lock.lock.reset();
+  EXPECT_EQ(child.wait(), 0);
+  setter.join();
+}
+
+}  // namespace
+}  // namespace orx
