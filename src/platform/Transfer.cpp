@@ -84,7 +84,6 @@ void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
   easy_ = easy;
   options_ = std::move(options);
   surroundings_ = &surroundings;
-  options_->applyTo(easy_);
   setCallbacks();
   setRequest();
 }
@@ -107,6 +106,9 @@ void Transfer::setCallbacks() {
 
 void Transfer::setRequest() {
   curl_easy_setopt(easy_, CURLOPT_URL, url_.c_str());
+  curl_easy_setopt(easy_, CURLOPT_FRESH_CONNECT, 0L);
+  curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
+  curl_easy_setopt(easy_, CURLOPT_NOBODY, 0L);
   const bool isGET = request_.httpMethod == "GET";
   const bool isHEAD = request_.httpMethod == "HEAD";
   if (isGET) {
@@ -125,15 +127,16 @@ void Transfer::setRequest() {
 void Transfer::setBody() {
   const std::size_t size = request_.httpBody ? request_.httpBody->size() : 0;
   bodySent_ = 0;
-  curl_easy_setopt(easy_, CURLOPT_POST, 1L);
   if (request_.httpMethod != "POST") {
     curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, request_.httpMethod.c_str());
   }
   curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(size));
+  curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, nullptr);
   if (size <= bodySentWithHeader) {
     curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, request_.httpBody ? request_.httpBody->data() : "");
     return;
   }
+  curl_easy_setopt(easy_, CURLOPT_POST, 1L);
   curl_easy_setopt(easy_, CURLOPT_READFUNCTION, &Transfer::readBody);
   curl_easy_setopt(easy_, CURLOPT_READDATA, this);
   curl_easy_setopt(easy_, CURLOPT_SEEKFUNCTION, &Transfer::refuseToRewind);

@@ -48,8 +48,10 @@ class Transfer : public ProgressWatch::Watched {
 
   const URLSessionConfiguration& configuration() const { return *configuration_; }
   void* easy() const { return easy_; }
+  const std::shared_ptr<const TransferOptions>& options() const { return options_; }
 
-  // Sets up a libcurl handle, fresh or reset, for this request.
+  // Sets up a libcurl handle, which has the options set, for this request. Whatever another request
+  // may have left there is overwritten.
   void begin(void* easy, std::shared_ptr<const TransferOptions> options,
              TransferSurroundings& surroundings);
   // What follows when libcurl is done with the handle: true when it is to be run once more.

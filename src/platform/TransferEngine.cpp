@@ -19,6 +19,12 @@ constexpr std::size_t keptHandles = 256;
 // How long the end of the process waits for the transfer thread to leave libcurl.
 constexpr std::chrono::seconds longestStop{5};
 
+// An idle libcurl handle and the options that stand in it: the next call mostly wants the same.
+struct Handle {
+  CURL* easy;
+  std::shared_ptr<const TransferOptions> options;
+};
+
 }  // namespace
 
 // The part of the engine that a fork does not take over.
@@ -33,7 +39,7 @@ struct TransferEngine::State {
 
   // The transfer thread's own.
   std::vector<std::unique_ptr<Transfer>> arrived;
-  std::vector<CURL*> handles;
+  std::vector<Handle> handles;
   TransferSurroundings surroundings;
   std::shared_ptr<const TransferOptions> lastOptions;
 
@@ -43,8 +49,8 @@ struct TransferEngine::State {
   void collectFinished();
   void endOverdue();
   void end(Transfer* transfer, CURLcode code);
-  CURL* takeHandle();
-  void giveBack(CURL* easy);
+  CURL* takeHandle(const std::shared_ptr<const TransferOptions>& options);
+  void giveBack(CURL* easy, std::shared_ptr<const TransferOptions> options);
   std::shared_ptr<const TransferOptions> optionsFor(const URLSessionConfiguration& configuration);
 };
 
@@ -59,17 +65,26 @@ bool TransferEngine::State::makeLibcurl() {
   return true;
 }
 
-CURL* TransferEngine::State::takeHandle() {
-  if (handles.empty()) return curl_easy_init();
-  CURL* easy = handles.back();
-  handles.pop_back();
-  return easy;
+// With the options set.
+CURL* TransferEngine::State::takeHandle(const std::shared_ptr<const TransferOptions>& options) {
+  Handle handle{};
+  if (handles.empty()) {
+    handle.easy = curl_easy_init();
+    if (handle.easy == nullptr) return nullptr;
+  } else {
+    handle = std::move(handles.back());
+    handles.pop_back();
+    if (handle.options == options) return handle.easy;
+    curl_easy_reset(handle.easy);
+  }
+  options->applyTo(handle.easy);
+  curl_easy_setopt(handle.easy, CURLOPT_SHARE, share);
+  return handle.easy;
 }
 
-void TransferEngine::State::giveBack(CURL* easy) {
+void TransferEngine::State::giveBack(CURL* easy, std::shared_ptr<const TransferOptions> options) {
   if (handles.size() < keptHandles) {
-    curl_easy_reset(easy);
-    handles.push_back(easy);
+    handles.push_back({easy, std::move(options)});
   } else {
     curl_easy_cleanup(easy);
   }
@@ -84,14 +99,13 @@ std::shared_ptr<const TransferOptions> TransferEngine::State::optionsFor(
 }
 
 void TransferEngine::State::start(std::unique_ptr<Transfer> transfer) {
-  CURL* easy = takeHandle();
+  auto options = optionsFor(transfer->configuration());
+  CURL* easy = takeHandle(options);
   if (easy == nullptr) {
     transfer->fail(transportError(NSURLErrorUnknown, "no memory for a transfer", {}));
     return;
   }
-  auto options = optionsFor(transfer->configuration());
   surroundings.watch.add(*transfer, options->timeout());
-  curl_easy_setopt(easy, CURLOPT_SHARE, share);
   transfer->begin(easy, std::move(options), surroundings);
   // The handle's private pointer owns it from here.
   Transfer* running = transfer.release();
@@ -104,7 +118,7 @@ void TransferEngine::State::end(Transfer* transfer, CURLcode code) {
   CURL* easy = transfer->easy();
   transfer->finish(code);
   curl_multi_remove_handle(multi, easy);
-  giveBack(easy);
+  giveBack(easy, transfer->options());
 }
 
 void TransferEngine::State::collectFinished() {

@@ -14,6 +14,9 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t coreWorkers = 2;
 // A job that waits longer than this for a free worker gets a new one.
 constexpr std::chrono::milliseconds patience{2};
+// A worker that took a job this short a time ago is expected back for the next one: short handlers
+// then cost no thread switch each. Should it block, the standby comes.
+constexpr std::chrono::microseconds expectedBack{200};
 // An idle worker beyond the core goes after this time.
 constexpr std::chrono::seconds idleTime{3};
 
@@ -39,6 +42,7 @@ struct WorkerPool::State {
   std::size_t workers = 0;
   // A worker was woken or started and has not looked at the jobs yet; it wakes the next one.
   bool someoneIsComing = false;
+  Clock::time_point lastTaken;
   // The one thread that takes no job before it has waited long enough: it measures the patience.
   bool hasStandby = false;
   bool standbyDozes = false;
@@ -78,15 +82,30 @@ std::size_t WorkerPool::workerCount() const {
 void WorkerPool::wakeSomebody() {
   State& state = *state_;
   if (stopped_ || state.someoneIsComing) return;
-  if (!state.idle.empty()) {
-    Worker* worker = state.idle.back();
-    state.idle.pop_back();
-    worker->isAwake = true;
-    state.someoneIsComing = true;
-    worker->wake.notify_one();
+  const bool someoneWorks = state.workers > state.idle.size();
+  if (someoneWorks && Clock::now() - state.lastTaken < expectedBack) {
+    alertStandby();
+  } else if (!state.idle.empty()) {
+    wakeIdle();
   } else if (state.workers < coreWorkers) {
     startWorker();
-  } else if (!state.hasStandby) {
+  } else {
+    alertStandby();
+  }
+}
+
+void WorkerPool::wakeIdle() {
+  State& state = *state_;
+  Worker* worker = state.idle.back();
+  state.idle.pop_back();
+  worker->isAwake = true;
+  state.someoneIsComing = true;
+  worker->wake.notify_one();
+}
+
+void WorkerPool::alertStandby() {
+  State& state = *state_;
+  if (!state.hasStandby) {
     startStandby();
   } else if (state.standbyDozes) {
     state.standbyDozes = false;
@@ -121,6 +140,7 @@ void WorkerPool::startStandby() {
 void WorkerPool::runNext(std::unique_lock<std::mutex>& lock) {
   Job job = std::move(state_->jobs.front().job);
   state_->jobs.pop_front();
+  state_->lastTaken = Clock::now();
   if (!state_->jobs.empty()) wakeSomebody();
   lock.unlock();
   call(job);
@@ -166,7 +186,7 @@ void WorkerPool::standBy() {
   auto& jobs = state_->jobs;
   for (;;) {
     if (stopped_) parkForever(lock);
-    if (jobs.empty() || !state_->idle.empty()) {
+    if (jobs.empty()) {
       state_->standbyDozes = true;
       const bool woken =
           state_->standbyWake.wait_for(lock, idleTime, [this] { return !state_->standbyDozes; });
@@ -179,8 +199,12 @@ void WorkerPool::standBy() {
     if (Clock::now() < due) {
       state_->standbyWake.wait_until(lock, due);
     } else {
-      startWorker();
-      // The new worker takes the job; only then is there something to look at again.
+      if (state_->idle.empty()) {
+        startWorker();
+      } else {
+        wakeIdle();
+      }
+      // That worker takes the job; only then is there something to look at again.
       state_->standbyWake.wait_for(lock, patience);
     }
   }

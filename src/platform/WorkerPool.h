@@ -46,6 +46,8 @@ class WorkerPool {
   void standBy();
   void sleepIdle(std::unique_lock<std::mutex>& lock, Worker& self);
   void wakeSomebody();
+  void wakeIdle();
+  void alertStandby();
   void startWorker();
   void startStandby();
   bool startThread(void (WorkerPool::*body)());

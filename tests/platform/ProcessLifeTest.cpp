@@ -134,21 +134,26 @@ TEST_F(ProcessLife, EndsRightAfterACallWasStarted) {
   }
 }
 
-std::atomic<int> reports{0};
-int reportsAtExit = -1;
+// Made before the library's own exit handler is registered, so it goes after that has run.
+struct LateWitness {
+  std::atomic<int> reports{0};
+  std::atomic<bool> isCalled{false};
+
+  ~LateWitness() {
+    if (!isCalled) return;
+    const int before = reports;
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    _exit(reports == before ? fine : 1);
+  }
+} lateWitness;
 
 TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
   ChildProcess child([&] {
-    // Registered before the library's own, so it runs after that.
-    std::atexit([] {
-      reportsAtExit = reports;
-      std::this_thread::sleep_for(std::chrono::milliseconds(500));
-      _exit(reports == reportsAtExit ? fine : 1);
-    });
-    // Their answers are under way during the pause above.
+    lateWitness.isCalled = true;
+    // Their answers are under way during the witness's pause.
     for (int i = 0; i < 5; ++i) {
       start(server_.configuration(), "/late",
-            [](const auto&, const auto&, const auto&) { ++reports; });
+            [](const auto&, const auto&, const auto&) { ++lateWitness.reports; });
     }
     if (get("/").status() != 200) _exit(2);
     OperationQueue::queueWithMaxConcurrentOperationCount(1)->addOperationWithBlock([] {});
