@@ -11,7 +11,9 @@ namespace orx {
 namespace {
 
 // Below this size looking at every entry is faster than any index.
-constexpr std::size_t kIndexedFrom = 16;
+constexpr std::size_t kIndexedFrom = 48;
+// Room that the first entry brings along.
+constexpr std::size_t kFirstRoom = 8;
 
 const Value kNull;
 
@@ -38,6 +40,7 @@ struct Dictionary::Content {
       entries[*position].value = std::move(value);
       return;
     }
+    if (entries.empty()) entries.reserve(kFirstRoom);
     entries.emplace_back(std::move(key), std::move(value));
     if (entries.size() == kIndexedFrom) {
       rebuildIndex();

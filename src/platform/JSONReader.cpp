@@ -63,12 +63,13 @@ class Builder : public VendorJSON::json_sax_t {
   bool number_float(double value, const std::string& token) override {
     return add(readDouble(token, value));
   }
-  bool string(std::string& value) override { return add(std::move(value)); }
+  // Copied: the vendor goes on using the room of its own.
+  bool string(std::string& value) override { return add(Value(std::string(value))); }
   bool binary(VendorJSON::binary_t&) override { return false; }
   bool start_object(std::size_t) override { return open(Open{.isArray = false}); }
   bool start_array(std::size_t) override { return open(Open{.isArray = true}); }
   bool key(std::string& key) override {
-    open_.back().key = std::move(key);
+    open_.back().key = key;
     return true;
   }
   bool end_object() override { return close(std::move(open_.back().dictionary)); }
