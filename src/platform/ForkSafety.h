@@ -11,7 +11,8 @@ enum class ForkRank { transferEngine, transferInbox, queues, workerPool };
 // For mutexes that nest, or whose state is begun anew in a child; a mutex that takes no other is a
 // ForkSafeMutex. Takes `mutex` before each fork() of the process and frees it afterwards on both
 // sides, so that the child never finds it locked by a thread that it does not have. `inChild` runs
-// in the child with the mutex held. Both must live as long as the process. Once for each mutex.
+// in the child with the mutex held. Both must live as long as the process. Once for each mutex, and
+// not while one of them is held: a fork would wait for it.
 void holdAcrossFork(ForkRank rank, std::mutex& mutex, std::function<void()> inChild = {});
 
 }  // namespace orx

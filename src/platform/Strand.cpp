@@ -27,7 +27,8 @@ std::mutex& mutex() {
 struct Strand::State : std::enable_shared_from_this<State> {
   using Job = std::function<void(Finish)>;
 
-  explicit State(std::size_t limit) : width(limit) {}
+  // Registers the mutex before anything is held.
+  explicit State(std::size_t limit) : width(limit) { mutex(); }
 
   void add(Job job) {
     const std::lock_guard lock(mutex());
@@ -46,6 +47,7 @@ struct Strand::State : std::enable_shared_from_this<State> {
 
   const std::size_t width;
   std::list<Job> waiting;
+  std::list<Job> inherited;  // the parent's
   std::size_t running = 0;
   std::uint64_t generation = WorkerPool::shared().generation();
 
@@ -57,8 +59,7 @@ struct Strand::State : std::enable_shared_from_this<State> {
     generation = current;
     running = 0;
     // Not destroyed: their captures may lean on what the parent's threads held at the fork.
-    new std::list<Job>(std::move(waiting));
-    waiting.clear();
+    inherited.splice(inherited.end(), waiting);
   }
 
   void startNext() {

@@ -9,6 +9,7 @@
 
 #include "platform/BackgroundThread.h"
 #include "platform/ForkSafety.h"
+#include "platform/WorkerPool.h"
 
 namespace orx {
 namespace {
@@ -29,6 +30,7 @@ struct Handle {
 
 // The part of the engine that a fork does not take over.
 struct TransferEngine::State {
+  State* inherited = nullptr;  // the parent's, in the child of a fork
   CURLM* multi = nullptr;
   CURLSH* share = nullptr;
 
@@ -157,12 +159,15 @@ void TransferEngine::State::work() {
 
 TransferEngine::TransferEngine() : state_(new State) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
+  // What completions use is registered for forks before this is.
+  WorkerPool::shared();
   holdAcrossFork(ForkRank::transferEngine, workMutex_);
   holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
     // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
     // on the parent's connections.
     state_->surroundings.sockets.closeAll();
-    state_ = new State;
+    State* inherited = std::exchange(state_, new State);
+    state_->inherited = inherited;
   });
   // After libcurl and OpenSSL have registered theirs, so before they are taken down.
   std::atexit([] { shared().stop(); });

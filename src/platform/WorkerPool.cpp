@@ -31,6 +31,8 @@ struct WorkerPool::Worker {
 };
 
 struct WorkerPool::State {
+  State* inherited = nullptr;  // the parent's, in the child of a fork
+
   struct Waiting {
     Job job;
     Clock::time_point since;
@@ -52,9 +54,10 @@ struct WorkerPool::State {
 WorkerPool::WorkerPool() : state_(new State) {
   holdAcrossFork(ForkRank::workerPool, mutex_, [this] {
     ++generation_;
-    // The parent's threads and jobs are not the child's; the old state must not be destroyed, for
-    // its condition variables have waiters.
-    state_ = new State;
+    // The parent's threads and jobs are not the child's. The old state is kept, for its condition
+    // variables have waiters.
+    State* inherited = std::exchange(state_, new State);
+    state_->inherited = inherited;
   });
 }
 
