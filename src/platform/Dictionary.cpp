@@ -15,7 +15,8 @@ constexpr std::size_t kIndexedFrom = 48;
 // Room that the first entry brings along.
 constexpr std::size_t kFirstRoom = 8;
 
-const Value kNull;
+// Never destroyed: callbacks may read a missing key while the process ends.
+const Value& kNull = *new Value;
 
 }  // namespace
 
@@ -115,7 +116,7 @@ void Dictionary::remove(std::string_view key) {
 }
 
 const std::vector<DictionaryEntry>& Dictionary::entries() const noexcept {
-  static const std::vector<Entry> kNone;
+  static const auto& kNone = *new std::vector<Entry>;
   return content_ ? content_->entries : kNone;
 }
 
