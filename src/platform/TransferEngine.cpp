@@ -239,6 +239,8 @@ void TransferEngine::park(std::unique_lock<std::mutex>& lock) {
 }
 
 void TransferEngine::stop() {
+  // First, so that what has completed already reports no more.
+  WorkerPool::shared().stop();
   std::unique_lock lock(inboxMutex_);
   stopping_ = true;
   if (!state_->threadRuns) return;

@@ -53,6 +53,7 @@ struct WorkerPool::State {
 };
 
 WorkerPool::WorkerPool() : state_(new State) {
+  std::atexit([] { shared().stop(); });
   holdAcrossFork(ForkRank::workerPool, mutex_, [this] {
     ++generation_;
     // The parent's threads and jobs are not the child's. The old state is kept, for its condition

@@ -140,23 +140,16 @@ TEST_F(ProcessLife, EndsRightAfterACallWasStarted) {
 struct LateWitness {
   std::atomic<int> reports{0};
   std::atomic<bool> isCalled{false};
+  Event released;
 
   ~LateWitness() {
     if (!isCalled) return;
-    // One that runs already may still count.
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
     const int before = reports;
+    released.set();
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    _exit(before > 0 && reports == before ? fine : 1);
+    _exit(reports == before ? fine : 1);
   }
 } lateWitness;
-
-void addEndlessly(const std::shared_ptr<OperationQueue>& queue) {
-  queue->addOperationWithBlock([queue] {
-    ++lateWitness.reports;
-    addEndlessly(queue);
-  });
-}
 
 TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
   ChildProcess child([&] {
@@ -167,9 +160,17 @@ TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
             [](const auto&, const auto&, const auto&) { ++lateWitness.reports; });
     }
     if (get("/").status() != 200) _exit(2);
-    // An operation that adds itself again and again.
-    addEndlessly(OperationQueue::queueWithMaxConcurrentOperationCount(1));
-    if (!eventually([] { return lateWitness.reports > 0; })) _exit(3);
+    // Operations that run when the end begins, and others that wait behind them.
+    const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(2);
+    const auto entered = std::make_shared<std::atomic<int>>(0);
+    for (int i = 0; i < 2; ++i) {
+      queue->addOperationWithBlock([entered] {
+        ++*entered;
+        (void)lateWitness.released.wait();
+      });
+    }
+    if (!eventually([&] { return *entered == 2; })) _exit(3);
+    for (int i = 0; i < 10; ++i) queue->addOperationWithBlock([] { ++lateWitness.reports; });
     exit(0);
   });
   EXPECT_EQ(child.wait(), fine);
