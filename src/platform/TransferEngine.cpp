@@ -158,7 +158,6 @@ void TransferEngine::State::work() {
 }
 
 TransferEngine::TransferEngine() : state_(new State) {
-  curl_global_init(CURL_GLOBAL_DEFAULT);
   // What completions use is registered for forks before this is.
   WorkerPool::shared();
   holdAcrossFork(ForkRank::transferEngine, workMutex_);
@@ -169,6 +168,11 @@ TransferEngine::TransferEngine() : state_(new State) {
     State* inherited = std::exchange(state_, new State);
     state_->inherited = inherited;
   });
+}
+
+void TransferEngine::initialiseLibcurl() {
+  if (std::exchange(libcurlIsInitialised_, true)) return;
+  curl_global_init(CURL_GLOBAL_DEFAULT);
   // After libcurl and OpenSSL have registered theirs, so before they are taken down.
   std::atexit([] { shared().stop(); });
 }
@@ -177,6 +181,13 @@ TransferEngine& TransferEngine::shared() {
   static TransferEngine& engine = *new TransferEngine;
   return engine;
 }
+
+namespace {
+
+// Made before main: a child that is forked while another thread makes it would wait for ever.
+[[maybe_unused]] const TransferEngine& madeEarly = TransferEngine::shared();
+
+}  // namespace
 
 void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
   {
@@ -194,6 +205,7 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
 bool TransferEngine::ensureRunning() {
   State& state = *state_;
   if (state.threadRuns) return true;
+  initialiseLibcurl();
   if (!state.makeLibcurl()) return false;
   try {
     startBackgroundThread([this, &state] { run(state); });
