@@ -130,7 +130,8 @@ std::chrono::microseconds processorTime() {
 
 TEST(UnderLoad, WaitingCallsAndBlockedHandlersUseNoProcessorTime) {
   TLSTestServer server(hosts, [](const Request& request) {
-    return request.target == "/stall" ? Answer::silence() : Answer::reply(200);
+    if (request.target != "/stall") return Answer::reply(200);
+    return Answer{.bytes = {}, .end = End::close, .stalls = true};
   });
   Event gate;
   Mailbox<int> entered;
