@@ -22,6 +22,9 @@ std::mutex& mutex() {
   });
 }
 
+// Made before main: a child that is forked while another thread makes it would wait for ever.
+[[maybe_unused]] const std::mutex& madeEarly = mutex();
+
 }  // namespace
 
 struct Strand::State : std::enable_shared_from_this<State> {

@@ -158,7 +158,6 @@ void TransferEngine::State::work() {
 }
 
 TransferEngine::TransferEngine() : state_(new State) {
-  curl_global_init(CURL_GLOBAL_DEFAULT);
   holdAcrossFork(ForkRank::transferEngine, workMutex_);
   holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
     // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
@@ -167,6 +166,11 @@ TransferEngine::TransferEngine() : state_(new State) {
     State* inherited = std::exchange(state_, new State);
     state_->inherited = inherited;
   });
+}
+
+void TransferEngine::initialiseLibcurl() {
+  if (std::exchange(libcurlIsInitialised_, true)) return;
+  curl_global_init(CURL_GLOBAL_DEFAULT);
   // After libcurl and OpenSSL have registered theirs, so before they are taken down.
   std::atexit([] { shared().stop(); });
 }
@@ -194,6 +198,7 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
 bool TransferEngine::ensureRunning() {
   State& state = *state_;
   if (state.threadRuns) return true;
+  initialiseLibcurl();
   if (!state.makeLibcurl()) return false;
   try {
     startBackgroundThread([this, &state] { run(state); });
