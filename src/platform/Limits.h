@@ -45,6 +45,10 @@ inline constexpr std::size_t archiveExpansion = std::size_t{4} * 1024 * 1024;
 // Bytes of a stored file (user defaults, keychain item) that is read into memory.
 inline constexpr std::size_t storedFileSize = std::size_t{64} * 1024 * 1024;
 
+// Characters of a secret in the user's keyring. Services keep them in memory that is never paged
+// out, of which there is little.
+inline constexpr std::size_t keyringSecretSize = 16U * 1024 * 1024;
+
 // Redirects that one transfer follows.
 inline constexpr long redirects = 20;
 
