@@ -86,9 +86,15 @@ class RecordedExchangeMeaning : public ServiceTest,
                                 public ::testing::WithParamInterface<std::string> {
  protected:
   Outcome run(const Exchange& exchange, const Value& parameters) {
-    const auto client =
-        ORVAAccountAPI::initWithOptions({{"AppID", exchange.appID}, {"AppKey", exchange.appKey}});
     const Dictionary* dictionary = parameters.dictionary();
+    // The JSON calls carry the credentials among their parameters.
+    const auto credential = [&](std::string_view name, const std::string& otherwise) {
+      const Value* given = dictionary ? dictionary->find(name) : nullptr;
+      return given ? given->text().value_or(otherwise) : otherwise;
+    };
+    const auto client =
+        ORVAAccountAPI::initWithOptions({{"AppID", credential("AppID", exchange.appID)},
+                                         {"AppKey", credential("AppKey", exchange.appKey)}});
     const Operation& operation = operationOf(exchange);
     return outcomeOf([&](auto handler) {
       if (operation.name == "Common") {
