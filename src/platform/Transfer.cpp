@@ -57,6 +57,9 @@ int closeSocket(void* sockets, curl_socket_t descriptor) {
   return 0;
 }
 
+// Statuses below 200 that stand for no interim reply that is known.
+bool isUnassignedInterim(long statusCode) { return statusCode > 103 && statusCode < 200; }
+
 bool isFailureToConnect(int code) {
   return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
          code == CURLE_COULDNT_CONNECT || code == CURLE_SSL_CONNECT_ERROR ||
@@ -242,7 +245,7 @@ bool Transfer::takeHeaderLine(std::string_view line) {
       std::from_chars(line.data() + blank + 1, line.data() + line.size(), statusCode_);
     }
   } else if (trimmed(line).empty()) {
-    endOfHead();
+    return takeEndOfHead();
   } else {
     takeHeaderField(line);
   }
@@ -260,11 +263,15 @@ void Transfer::takeHeaderField(std::string_view line) {
   headerFields_.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
 }
 
-void Transfer::endOfHead() {
-  if (statusCode_ < 200) return;
+bool Transfer::takeEndOfHead() {
+  if (statusCode_ < 200) {
+    endsWithUnassignedInterim_ = isUnassignedInterim(statusCode_);
+    // An interim reply has no body: what announces one is the server's last word.
+    return !endsWithUnassignedInterim_ || find(headerFields_, "Content-Length") == nullptr;
+  }
   if (isFollowedRedirect()) {
     stage_ = TransferStage::connecting;
-    return;
+    return true;
   }
   headIsComplete_ = true;
   stage_ = TransferStage::receiving;
@@ -273,6 +280,7 @@ void Transfer::endOfHead() {
     std::from_chars(text->data(), text->data() + text->size(), length);
     body_.reserve(std::min({length, configuration_->maximumBodySize, largestReservation}));
   }
+  return true;
 }
 
 // True when libcurl goes on to another place by itself.
@@ -295,6 +303,7 @@ bool Transfer::takeBody(std::string_view piece) {
 void Transfer::forgetReply() {
   statusCode_ = 0;
   headIsComplete_ = false;
+  endsWithUnassignedInterim_ = false;
   headerFields_.clear();
   body_.clear();
 }
@@ -330,6 +339,12 @@ void Transfer::goOnAsGET(std::string url) {
 }
 
 void Transfer::finish(int code) {
+  // libcurl waits for the final reply after any status below 200. When none can come any more, the
+  // server meant the one that it sent.
+  if (endsWithUnassignedInterim_ && excess_ == Excess::none && code != CURLE_OPERATION_TIMEDOUT) {
+    headIsComplete_ = true;
+    code = CURLE_OK;
+  }
   TransferOutcome outcome;
   if (code != CURLE_OK) outcome.error = errorOf(code);
   if (headIsComplete_) {

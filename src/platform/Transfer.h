@@ -90,7 +90,7 @@ class Transfer : public ProgressWatch::Watched {
   bool takeBody(std::string_view piece);
   bool takeHeaderLine(std::string_view line);
   void takeHeaderField(std::string_view line);
-  void endOfHead();
+  bool takeEndOfHead();
 
   URLRequest request_;
   std::shared_ptr<const URLSessionConfiguration> configuration_;
@@ -110,6 +110,7 @@ class Transfer : public ProgressWatch::Watched {
   std::size_t headerSize_ = 0;
   long statusCode_ = 0;
   bool headIsComplete_ = false;
+  bool endsWithUnassignedInterim_ = false;
   std::vector<std::pair<std::string, std::string>> headerFields_;
   std::vector<std::uint8_t> body_;
   std::array<char, 256> errorText_{};
