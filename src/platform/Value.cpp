@@ -49,6 +49,12 @@ std::string joined(const Dictionary& dictionary) {
 
 }  // namespace
 
+Value::Value(const Value& other) = default;
+Value::Value(Value&& other) noexcept = default;
+Value& Value::operator=(const Value& other) = default;
+Value& Value::operator=(Value&& other) noexcept = default;
+Value::~Value() = default;
+
 Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}
 
 Value::Kind Value::kind() const noexcept {

@@ -13,7 +13,7 @@ class ChildProcess {
  public:
   explicit ChildProcess(const std::function<int()>& work);
   template <std::invocable Work>
-    requires std::is_void_v<std::invoke_result_t<Work>>
+  requires std::is_void_v<std::invoke_result_t<Work>>
   explicit ChildProcess(Work work)
       : ChildProcess(std::function<int()>([&work] {
           work();

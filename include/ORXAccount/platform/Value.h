@@ -35,6 +35,12 @@ class ORX_EXPORT Value {
   enum class Kind { Null, Boolean, Integer, Double, String, Data, Array, Dictionary, Object };
 
   Value() noexcept = default;
+  // Not inline: this compiler warns of uninitialised content wherever it moves a variant inline.
+  Value(const Value& other);
+  Value(Value&& other) noexcept;
+  Value& operator=(const Value& other);
+  Value& operator=(Value&& other) noexcept;
+  ~Value();
   Value(std::nullptr_t) noexcept {}
   template <std::same_as<bool> T>
   Value(T boolean) noexcept : content_(boolean) {}
