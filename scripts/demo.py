@@ -96,6 +96,8 @@ class Walk:
             "HOME": str(folder),
             "XDG_CONFIG_HOME": str(folder / "config"),
             "XDG_DATA_HOME": str(folder / "data"),
+            # The demo's users do not go into the keyring of whoever runs it.
+            "DBUS_SESSION_BUS_ADDRESS": "disabled:",
             "XDG_STATE_HOME": str(folder / "state"),
             "ORXACCOUNT_APP_ID": "demo-app",
             "ORXACCOUNT_APP_KEY": "demo-key",

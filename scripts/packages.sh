@@ -2,16 +2,17 @@
 
 build_packages=(
   g++ cmake ninja-build pkg-config
-  libcurl4-openssl-dev libexpat1-dev libutf8proc-dev uuid-dev nlohmann-json3-dev
+  libcurl4-openssl-dev libglib2.0-dev libexpat1-dev libutf8proc-dev uuid-dev nlohmann-json3-dev
   libcli11-dev libcpp-httplib-dev libssl-dev libsqlite3-dev
   libpng-dev libjpeg62-turbo-dev libwebp-dev
 )
 script_packages=(python3)
 test_packages=(
-  "${script_packages[@]}" libgtest-dev libgmock-dev libpcre2-dev libplist-dev clang-format
-  chromium chromium-driver libnss3-tools
+  "${script_packages[@]}" libgtest-dev libgmock-dev libpcre2-dev libplist-dev clang-format nginx
+  dbus gnome-keyring chromium chromium-driver libnss3-tools
 )
 fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev)
+bench_packages=(nginx libboost1.81-dev ca-certificates binutils)
 lint_packages=(clang-tidy clang-format)
 
 is_installed() {

@@ -14,6 +14,7 @@
 #include <ORXAccount/platform/Coder.h>
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/Error.h>
+#include <ORXAccount/platform/Keychain.h>
 #include <ORXAccount/platform/NotificationCenter.h>
 #include <ORXAccount/platform/Object.h>
 #include <ORXAccount/platform/SecItem.h>

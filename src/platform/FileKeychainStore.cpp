@@ -16,27 +16,8 @@ constexpr const char* lockName = "lock";
 // Leaves room in the 255 bytes of a file name.
 constexpr std::size_t longestPlainName = 200;
 
-KeychainOutcome outcomeOf(const FileOutcome& problem) {
-  if (!problem) return {};
-  return {.status = statusOf(*problem),
-          .text = problem->text,
-          .path = problem->path,
-          .remedy = problem->remedy};
-}
-
 KeychainOutcome plainOutcome(OSStatus status) {
   return {.status = status, .text = {}, .path = {}, .remedy = {}};
-}
-
-StoredDirectory::Opening openStore(Missing missing) {
-  const auto home = dataHome();
-  if (!home) {
-    auto problem = systemProblem(ENOENT, "find", "the user's home directory");
-    problem.path.clear();
-    problem.remedy = "Set HOME or XDG_DATA_HOME to an absolute path.";
-    return {.directory = {}, .problem = std::move(problem)};
-  }
-  return StoredDirectory::open(*home + "/orxaccount", StoredDirectory::Kind::Private, missing);
 }
 
 // FNV-1a of 128 bits, in hexadecimal. It need not withstand an attacker: whoever can place files
@@ -68,6 +49,25 @@ OSStatus statusOf(const FileProblem& problem) {
   return errSecIO;
 }
 
+KeychainOutcome outcomeOf(const FileOutcome& problem) {
+  if (!problem) return {};
+  return {.status = statusOf(*problem),
+          .text = problem->text,
+          .path = problem->path,
+          .remedy = problem->remedy};
+}
+
+StoredDirectory::Opening openKeychainDirectory(Missing missing) {
+  const auto home = dataHome();
+  if (!home) {
+    auto problem = systemProblem(ENOENT, "find", "the user's home directory");
+    problem.path.clear();
+    problem.remedy = "Set HOME or XDG_DATA_HOME to an absolute path.";
+    return {.directory = {}, .problem = std::move(problem)};
+  }
+  return StoredDirectory::open(*home + "/orxaccount", StoredDirectory::Kind::Private, missing);
+}
+
 // The comma stands in no component, so different items never share a name.
 std::string FileKeychainStore::fileNameOf(const KeychainItem& item) {
   auto name = pathComponent(item.service) + "," + pathComponent(item.account);
@@ -78,7 +78,7 @@ std::string FileKeychainStore::fileNameOf(const KeychainItem& item) {
 KeychainOutcome FileKeychainStore::write(const KeychainItem& item, const Data& bytes,
                                          Deadline deadline, Condition condition) {
   const auto missing = condition == Condition::MustExist ? Missing::Leave : Missing::Create;
-  const auto opening = openStore(missing);
+  const auto opening = openKeychainDirectory(missing);
   if (opening.problem) return outcomeOf(opening.problem);
   if (!opening.directory) return plainOutcome(errSecItemNotFound);
   const auto& directory = *opening.directory;
@@ -108,7 +108,7 @@ KeychainOutcome FileKeychainStore::update(const KeychainItem& item, const Data& 
 }
 
 KeychainOutcome FileKeychainStore::remove(const KeychainItem& item, Deadline deadline) {
-  const auto opening = openStore(Missing::Leave);
+  const auto opening = openKeychainDirectory(Missing::Leave);
   if (opening.problem) return outcomeOf(opening.problem);
   if (!opening.directory) return plainOutcome(errSecItemNotFound);
   const auto taking = opening.directory->lock(lockName, deadline);
@@ -126,7 +126,7 @@ KeychainOutcome FileKeychainStore::remove(const KeychainItem& item, Deadline dea
 KeychainOutcome FileKeychainStore::copy(const KeychainItem& item, Deadline /*deadline*/,
                                         std::optional<Data>& bytes) {
   // Without the lock: a file is replaced in one step.
-  const auto opening = openStore(Missing::Leave);
+  const auto opening = openKeychainDirectory(Missing::Leave);
   if (opening.problem) return outcomeOf(opening.problem);
   if (!opening.directory) return plainOutcome(errSecItemNotFound);
   const auto name = fileNameOf(item);

@@ -26,5 +26,9 @@ class FileKeychainStore final : public KeychainStore {
 
 // The status that stands for a problem of the file system.
 OSStatus statusOf(const FileProblem& problem);
+KeychainOutcome outcomeOf(const FileOutcome& problem);
+
+// The directory that holds the items' files.
+StoredDirectory::Opening openKeychainDirectory(StoredDirectory::Missing missing);
 
 }  // namespace orx

@@ -29,6 +29,8 @@ int lockUntil(int descriptor, Deadline deadline) {
   return 0;
 }
 
+}  // namespace
+
 FileProblem lockedByAnother(const std::string& path) {
   return {.kind = FileProblem::Kind::LockedByAnother,
           .number = 0,
@@ -36,8 +38,6 @@ FileProblem lockedByAnother(const std::string& path) {
           .text = path + " is locked by another process.",
           .remedy = "End or resume the process that holds it (see: fuser " + path + ")."};
 }
-
-}  // namespace
 
 // Unlocked by name, not only closed: a child that was forked meanwhile shares the lock and would
 // keep it.

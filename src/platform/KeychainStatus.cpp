@@ -31,13 +31,15 @@ void exchange(KeychainOutcome& place, KeychainOutcome outcome) {
 
 }  // namespace
 
-KeychainStatus keychainStatusNow() {
+KeychainStatus keychainStatus() {
   KeychainStatus status;
   status.store = keychainStoreInForce()->name();
   const std::lock_guard guard(record().mutex);
-  const bool keychainFailed = record().keychain.status != errSecSuccess;
-  const auto& outcome = keychainFailed ? record().keychain : record().defaults;
-  status.locked = outcome.status == errSecInteractionNotAllowed;
+  const auto& keychain = record().keychain;
+  if (!keychain.store.empty()) status.store = keychain.store;
+  const auto& outcome = keychain.status != errSecSuccess ? keychain : record().defaults;
+  status.locked =
+      outcome.status == errSecInteractionNotAllowed || outcome.status == errSecAuthFailed;
   status.lastError = outcome.status;
   status.description = outcome.text;
   status.path = outcome.path;
@@ -46,7 +48,10 @@ KeychainStatus keychainStatusNow() {
 }
 
 void noteKeychainOutcome(const KeychainOutcome& outcome) {
-  exchange(record().keychain, isProblem(outcome.status) ? outcome : KeychainOutcome{});
+  KeychainOutcome noted;
+  if (isProblem(outcome.status)) noted = outcome;
+  noted.store = outcome.store;
+  exchange(record().keychain, std::move(noted));
 }
 
 void noteDefaultsOutcome(const std::shared_ptr<Error>& error) {

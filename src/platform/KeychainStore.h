@@ -24,6 +24,9 @@ struct KeychainOutcome {
   std::string text;    // what happened, naming the path or the service
   std::string path;    // the file or directory it is about; empty where there is none
   std::string remedy;  // what to do about it; may be empty
+  // There is no such store on this machine or in this session: others may stand in for it.
+  bool storeMissing = false;
+  std::string_view store = {};  // the name of the store that it is about, where that is known
 };
 
 // A place where items are kept. Every operation is safe to call from any thread and any process,
@@ -35,6 +38,9 @@ class KeychainStore {
 
   // What status displays call it; the same for the life of the store.
   virtual std::string_view name() const noexcept = 0;
+
+  // Whether the store can be used at all; one that does not exist is reported as missing.
+  virtual KeychainOutcome probe(Deadline /*deadline*/) { return {}; }
 
   // errSecDuplicateItem when the item exists, in whatever state.
   virtual KeychainOutcome add(const KeychainItem& item, const Data& bytes, Deadline deadline) = 0;
@@ -49,8 +55,8 @@ class KeychainStore {
                                std::optional<Data>& bytes) = 0;
 };
 
-// The store that the SecItem functions use: the file store, until another is set. A call that is
-// running goes on with the store it began with.
+// The store that the SecItem functions use: the one of the host's policy, until another is set. A
+// call that is running goes on with the store it began with.
 std::shared_ptr<KeychainStore> keychainStoreInForce();
 void setKeychainStoreInForce(std::shared_ptr<KeychainStore> store);
 

@@ -10,6 +10,12 @@ namespace orx::limits {
 // three deep.
 inline constexpr std::size_t jsonDepth = 512;
 
+// Values in one JSON text. Each takes 40 bytes of memory or more, however short its text.
+inline constexpr std::size_t jsonValues = 4'000'000;
+
+// Elements of one XML document, each of which may become an entry of a dictionary.
+inline constexpr std::size_t xmlElements = 1'000'000;
+
 // Open elements of an XML document. The service nests five deep.
 inline constexpr std::size_t xmlDepth = 1024;
 
@@ -38,6 +44,10 @@ inline constexpr std::size_t archiveExpansion = std::size_t{4} * 1024 * 1024;
 
 // Bytes of a stored file (user defaults, keychain item) that is read into memory.
 inline constexpr std::size_t storedFileSize = std::size_t{64} * 1024 * 1024;
+
+// Characters of a secret in the user's keyring. Services keep them in memory that is never paged
+// out, of which there is little.
+inline constexpr std::size_t keyringSecretSize = 16U * 1024 * 1024;
 
 // Redirects that one transfer follows.
 inline constexpr long redirects = 20;

@@ -3,9 +3,9 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/FileKeychainStore.h"
 #include "platform/ForkSafeMutex.h"
 #include "platform/KeychainStatus.h"
+#include "platform/PolicyKeychainStore.h"
 
 namespace orx {
 
@@ -16,7 +16,7 @@ constexpr auto patience = std::chrono::seconds(2);
 
 struct StoreInForce {
   ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-  std::shared_ptr<KeychainStore> store = std::make_shared<FileKeychainStore>();
+  std::shared_ptr<KeychainStore> store = PolicyKeychainStore::ofHost();
 };
 
 StoreInForce& storeInForce() {

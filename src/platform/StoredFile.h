@@ -134,6 +134,7 @@ struct StoredDirectory::Opening {
 // The problem of a system call that just set errno to `number`; `doing` as in "Cannot <doing>
 // path".
 FileProblem systemProblem(int number, std::string_view doing, std::string path);
+FileProblem lockedByAnother(const std::string& path);
 FileProblem refusal(std::string path, std::string_view reason, std::string remedy);
 
 }  // namespace orx

@@ -109,8 +109,8 @@ FileOutcome StoredDirectory::putInPlace(const std::string& temporary,
   return std::nullopt;
 }
 
-// A second name for the file rather than a move, so that the name itself is never without a file: a
-// missing one would say something else than a damaged one does.
+// A second name for the file rather than a move where the file system has them, so that the name is
+// never without a file: a missing one would say something else than a damaged one does.
 void StoredDirectory::keepAside(const std::string& name) const {
   const auto aside = name + ".damaged";
   for (int number = 1; number < 100; ++number) {

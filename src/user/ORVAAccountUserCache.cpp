@@ -93,7 +93,7 @@ void removeStoredUser(ORVAAccountKeychain& keychain) {
 std::optional<Data> archived(const std::shared_ptr<ORVAAccountUser>& user) {
   try {
     return KeyedArchiver::archivedDataWithRootObject(user);
-  } catch (const std::invalid_argument& reason) {
+  } catch (const std::exception& reason) {
     noteKeychainOutcome({.status = errSecParam,
                          .text = std::string("The user cannot be stored: ") + reason.what(),
                          .path = {},

@@ -1,12 +1,61 @@
 #include "contract/KeychainBackends.h"
 
+#include <cstdlib>
+#include <filesystem>
+
 #include "platform/FileKeychainStore.h"
+#include "platform/KeychainSettings.h"
+#include "platform/PolicyKeychainStore.h"
+#include "platform/SecretServiceStore.h"
+#include "support/PrivateBus.h"
 
 namespace orx::testing {
+
+namespace {
+
+std::shared_ptr<KeychainStore> storeUnder(KeychainPolicy policy) {
+  setKeychainPolicy(policy);
+  return PolicyKeychainStore::ofHost();
+}
+
+// The service of the storage home that is set up, started when the first store is made in it.
+template <typename Service>
+class Session {
+ public:
+  void require() {
+    const std::filesystem::path home = std::filesystem::path(getenv("XDG_DATA_HOME")).parent_path();
+    if (home == home_) return;
+    service_.reset();
+    bus_.reset();
+    home_ = home;
+    bus_.emplace(home);
+    service_.emplace(home);
+    if constexpr (requires { service_->start(); }) service_->start();
+  }
+
+ private:
+  std::filesystem::path home_;
+  std::optional<PrivateBus> bus_;
+  std::optional<Service> service_;
+};
+
+template <typename Service>
+std::shared_ptr<KeychainStore> storeOver() {
+  static Session<Service> session;
+  session.require();
+  return storeUnder(KeychainPolicy::SecretServiceOnly);
+}
+
+}  // namespace
 
 const std::vector<KeychainBackend>& keychainBackends() {
   static const std::vector<KeychainBackend> backends{
       {.name = "File", .make = [] { return std::make_shared<FileKeychainStore>(); }},
+      {.name = "FileByPolicy", .make = [] { return storeUnder(KeychainPolicy::FileOnly); }},
+      {.name = "FileWithoutSession",
+       .make = [] { return storeUnder(KeychainPolicy::PreferSecretService); }},
+      {.name = "GnomeKeyring", .make = storeOver<GnomeKeyring>},
+      {.name = "ScriptedService", .make = storeOver<ScriptedService>},
   };
   return backends;
 }

@@ -69,8 +69,8 @@ TEST_P(SecItemContract, ReportsMissingAndDuplicateItemsAsNoProblemOfTheStore) {
   ASSERT_EQ(SecItemAdd(with(query(), kSecValueData, bytesOf("x"))), errSecSuccess);
   ASSERT_EQ(SecItemAdd(with(query(), kSecValueData, bytesOf("x"))), errSecDuplicateItem);
   ASSERT_EQ(SecItemDelete(query("nobody")), errSecItemNotFound);
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
-  EXPECT_EQ(keychainStatusNow().store, store->name());
+  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().store, store->name());
 }
 
 INSTANTIATE_TEST_SUITE_P(, SecItemContract, ::testing::ValuesIn(testing::keychainBackends()),

@@ -4,11 +4,14 @@
 
 #include <cstdlib>
 
+#include "support/StorageHome.h"
+
 namespace orx::testing {
 
 LoginTest::LoginTest() {
   setenv("XDG_CONFIG_HOME", (storage_ / "config").c_str(), 1);
   setenv("XDG_DATA_HOME", (storage_ / "data").c_str(), 1);
+  withoutSessionBus();
   Bundle::mainBundle()->setBundleIdentifier("com.example.login-test");
   ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
       std::nullopt, "my-key", "my-app", false);

@@ -12,7 +12,13 @@ namespace orx::testing {
 StorageHome::StorageHome() {
   setenv("XDG_CONFIG_HOME", (directory_ / "config").c_str(), 1);
   setenv("XDG_DATA_HOME", (directory_ / "data").c_str(), 1);
+  withoutSessionBus();
   Bundle::mainBundle()->setBundleIdentifier(bundleIdentifier);
+}
+
+void withoutSessionBus() {
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  unsetenv("XDG_RUNTIME_DIR");
 }
 
 std::filesystem::path StorageHome::defaultsFile() const {

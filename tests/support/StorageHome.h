@@ -11,7 +11,8 @@
 namespace orx::testing {
 
 // Lets the process's user defaults and keychain files live in a directory of their own, under a
-// bundle identifier, for as long as this lives. Made before other threads run.
+// bundle identifier and without a session bus, for as long as this lives. Made before other threads
+// run.
 class StorageHome {
  public:
   StorageHome();
@@ -28,6 +29,9 @@ class StorageHome {
  private:
   TemporaryDirectory directory_;
 };
+
+// Hides the session bus of the machine that the test runs on, and with it the user's own keyring.
+void withoutSessionBus();
 
 std::string contentOf(const std::filesystem::path& file);
 void writeContent(const std::filesystem::path& file, std::string_view content);

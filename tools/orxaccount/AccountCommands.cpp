@@ -94,6 +94,10 @@ void runStatus(const GlobalOptions& options) {
   const auto text = [](const std::optional<orx::URL>& url) {
     return url ? orx::Value(url->absoluteString()) : orx::Value(nullptr);
   };
+  const auto keychain = orx::keychainStatus();
+  const auto orNothing = [](const std::string& line) {
+    return line.empty() ? orx::Value(nullptr) : orx::Value(line);
+  };
   Output(options.json)
       .printFields({{"version", ORXAccountVersionNumber},
                     {"signedIn", user != nullptr},
@@ -103,7 +107,12 @@ void runStatus(const GlobalOptions& options) {
                     {"stage", account->isStage()},
                     {"lumCusInfoURL", text(account->lumCusInfoURL())},
                     {"orvaServiceURL", text(account->orvaServiceURL())},
-                    {"credentials", account->appID() && account->appKey() ? "set" : "missing"}});
+                    {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
+                    {"store", keychain.store},
+                    {"storeLocked", keychain.locked},
+                    {"storeError", keychain.lastError},
+                    {"storeProblem", orNothing(keychain.description)},
+                    {"storeRemedy", orNothing(keychain.remedy)}});
 }
 
 }  // namespace

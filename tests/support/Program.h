@@ -1,0 +1,32 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/FileDescriptor.h"
+
+namespace orx::testing {
+
+// A program that runs beside the test, in a process group of its own, and is killed with all its
+// children when this object goes or the test dies.
+class Program {
+ public:
+  // `input` is what it finds on its standard input.
+  explicit Program(const std::vector<std::string>& command, std::string_view input = {});
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program();
+
+  // The next line of its standard output; throws when none comes.
+  std::string readLine();
+  void kill();
+
+ private:
+  pid_t process_ = -1;
+  FileDescriptor output_;
+};
+
+}  // namespace orx::testing
