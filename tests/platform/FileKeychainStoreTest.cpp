@@ -191,7 +191,7 @@ TEST_F(FileKeychainStoreTest, SaysWhoHoldsItUpAndStillReadsMeanwhile) {
                           .directory->lock("lock", deadline());
   ASSERT_TRUE(locked.lock);
   EXPECT_EQ(SecItemUpdate(query, {{"v_Data", Data("new")}}), errSecIO);
-  const auto status = keychainStatusNow();
+  const auto status = keychainStatus();
   EXPECT_NE(status.description.find("locked by another process"), std::string::npos);
   EXPECT_EQ(status.path, (directory / "lock").string());
   EXPECT_FALSE(status.remedy.empty());
@@ -210,7 +210,7 @@ TEST_F(FileKeychainStoreTest, ReportsWhyItFailedUntilItWorksAgain) {
   writeContent(file, "damaged");
   std::optional<Value> result;
   EXPECT_EQ(SecItemCopyMatching(query, result), errSecDecode);
-  const auto status = keychainStatusNow();
+  const auto status = keychainStatus();
   EXPECT_EQ(status.store, "file");
   EXPECT_EQ(status.lastError, errSecDecode);
   EXPECT_EQ(status.path, file.string());
@@ -218,8 +218,8 @@ TEST_F(FileKeychainStoreTest, ReportsWhyItFailedUntilItWorksAgain) {
   EXPECT_FALSE(status.locked);
   writeContent(file, whole);
   EXPECT_EQ(SecItemCopyMatching(query, result), errSecSuccess);
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
-  EXPECT_TRUE(keychainStatusNow().description.empty());
+  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+  EXPECT_TRUE(keychainStatus().description.empty());
 }
 
 TEST_F(FileKeychainStoreTest, IsReachedThroughTheHomeDirectoryWhereTheEnvironmentNamesNoOther) {

@@ -98,7 +98,7 @@ void operate(std::string_view operation, const std::string& login) {
 }
 
 Dictionary statusAsDictionary() {
-  const auto status = keychainStatusNow();
+  const auto status = keychainStatus();
   return {{"code", status.lastError},
           {"description", status.description},
           {"path", status.path},
@@ -152,7 +152,8 @@ Dictionary carryOut(const Dictionary& request) {
   const auto home = textIn(request, "home");
   setenv("XDG_CONFIG_HOME", (home + "/config").c_str(), 1);
   setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
-  // Only the files are tormented here, and no keyring of the user's own.
+  // No session bus, as on a server: only the files are tormented, under the default policy with all
+  // that it writes, and no keyring of the user's own.
   setenv("XDG_RUNTIME_DIR", (home + "/run").c_str(), 1);
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
   Bundle::mainBundle()->setBundleIdentifier("com.example.host");

@@ -27,7 +27,7 @@ class UserCacheFlipTest : public testing::UserCacheTest {
     const auto files = snapshotOf(home.path());
     EXPECT_EQ(restored(), "(nobody)");
     EXPECT_EQ(snapshotOf(home.path()), files);
-    const auto status = keychainStatusNow();
+    const auto status = keychainStatus();
     EXPECT_EQ(status.lastError, errSecDecode);
     EXPECT_EQ(status.path, file.string());
     EXPECT_NE(status.description.find("damaged"), std::string::npos) << status.description;
@@ -38,7 +38,7 @@ class UserCacheFlipTest : public testing::UserCacheTest {
     const auto damaged = contentOf(file);
     signIn("another");
     EXPECT_EQ(restored(), "another");
-    EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
+    EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
     EXPECT_EQ(contentOf(asideOf(file)), damaged);
     fs::remove(asideOf(file));
   }

@@ -56,7 +56,7 @@ class UserCacheRefusal : public testing::UserCacheTest,
   }
   // The status says which, why, and what to do.
   void expectItIsNamed() {
-    const auto status = keychainStatusNow();
+    const auto status = keychainStatus();
     EXPECT_EQ(status.lastError, errSecNotAvailable);
     EXPECT_EQ(status.path, place.string());
     EXPECT_NE(status.description.find(place.string()), std::string::npos) << status.description;
@@ -93,7 +93,7 @@ TEST_P(UserCacheRefusal, IsNamedNothingIsTouchedAndTheUserIsBackAfterwards) {
   fs::remove_all(place);
   fs::rename(kept, place);
   EXPECT_EQ(restored(), "someone");
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
 }
 
 // To what was there before: it would be read if the link were followed.
@@ -142,7 +142,7 @@ TEST_F(UserCacheWithoutHome, KeepsTheUserForThisProcessAndSaysWhatIsMissing) {
   ORVAAccountUser::setCurrentUser(user);
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
   EXPECT_EQ(restored(), "(nobody)");
-  const auto status = keychainStatusNow();
+  const auto status = keychainStatus();
   EXPECT_NE(status.lastError, errSecSuccess);
   EXPECT_NE(status.remedy.find("HOME"), std::string::npos) << status.remedy;
   ORVAAccountUser::setCurrentUser(nullptr);

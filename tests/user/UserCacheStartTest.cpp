@@ -93,7 +93,7 @@ TEST_F(UserCacheHeldUp, StoresNoSignInAndSaysWho) {
   ASSERT_TRUE(transaction.lock);
   signIn("another");
   EXPECT_EQ(snapshotOf(home.path()), before);
-  const auto status = keychainStatusNow();
+  const auto status = keychainStatus();
   EXPECT_NE(status.lastError, errSecSuccess);
   EXPECT_NE(status.description.find("locked by another process"), std::string::npos);
   EXPECT_NE(status.remedy.find(".transaction.lock"), std::string::npos);
