@@ -61,4 +61,7 @@ class KeychainStore {
 std::shared_ptr<KeychainStore> keychainStoreInForce();
 void setKeychainStoreInForce(std::shared_ptr<KeychainStore> store);
 
+// How long one call of the SecItem functions waits; two seconds until it is set.
+void setKeychainPatience(std::chrono::milliseconds limit);
+
 }  // namespace orx

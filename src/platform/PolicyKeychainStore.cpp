@@ -247,8 +247,14 @@ KeychainOutcome PolicyKeychainStore::writeFirst(Place target, Scene& scene,
   }
   if (target == Place::File) return plainOutcome(errSecItemNotFound);
   auto outcome = writeIn(target, change);
+  if (outcome.status != errSecSuccess) return outcome;
   // Best effort: without the record, only a session without a service would not know of the item.
-  if (outcome.status == errSecSuccess && scene.directory) scene.note({.newest = target});
+  if (scene.directory) {
+    scene.note({.newest = target});
+  } else {
+    auto made = enter(change.item, Missing::Create, change.deadline);
+    if (made.directory && !made.problem && !made.known) made.note({.newest = target});
+  }
   return outcome;
 }
 

@@ -1,5 +1,6 @@
 #include "platform/SecItemFunctions.h"
 
+#include <atomic>
 #include <mutex>
 #include <utility>
 
@@ -11,8 +12,8 @@ namespace orx {
 
 namespace {
 
-// How long one call waits for other processes.
-constexpr auto patience = std::chrono::seconds(2);
+// How long one call waits for other processes and for the service.
+std::atomic<std::chrono::milliseconds> patience{std::chrono::seconds(2)};
 
 struct StoreInForce {
   ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
@@ -45,7 +46,8 @@ OSStatus unusableQuery() {
 template <typename Operation>
 OSStatus perform(const Operation& operation) {
   const auto store = keychainStoreInForce();
-  const KeychainOutcome outcome = operation(*store, std::chrono::steady_clock::now() + patience);
+  const KeychainOutcome outcome =
+      operation(*store, std::chrono::steady_clock::now() + patience.load());
   noteKeychainOutcome(outcome);
   return outcome.status;
 }
@@ -61,6 +63,8 @@ void setKeychainStoreInForce(std::shared_ptr<KeychainStore> store) {
   const std::lock_guard guard(storeInForce().mutex);
   storeInForce().store.swap(store);
 }
+
+void setKeychainPatience(std::chrono::milliseconds limit) { patience = limit; }
 
 OSStatus SecItemAdd(const Dictionary& query) {
   const auto item = itemOf(query);

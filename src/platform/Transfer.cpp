@@ -1,12 +1,12 @@
 #include "platform/Transfer.h"
 
 #include <curl/curl.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
 
+#include "platform/HeaderFields.h"
 #include "platform/Limits.h"
 
 namespace orx {
@@ -20,25 +20,6 @@ constexpr std::size_t largestReservation = 1024U * 1024;
 // A body up to this size leaves together with the header, in one write; a longer one is read piece
 // by piece, which shows that it moves.
 constexpr std::size_t bodySentWithHeader = 16U * 1024;
-
-bool equalsIgnoringCase(std::string_view left, std::string_view right) {
-  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
-}
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r\n";
-  const auto first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-const std::string* find(const std::vector<std::pair<std::string, std::string>>& fields,
-                        std::string_view name) {
-  for (const auto& [key, value] : fields) {
-    if (equalsIgnoringCase(key, name)) return &value;
-  }
-  return nullptr;
-}
 
 void append(CurlList& list, const std::string& line) {
   curl_slist* longer = curl_slist_append(list.get(), line.c_str());
@@ -157,7 +138,7 @@ void Transfer::setHeaders() {
   append(requestHeaders_, "Accept:");
   if (request_.httpMethod != "GET") {
     append(requestHeaders_, "Expect:");
-    if (find(request_.headerFields, "Content-Type") == nullptr) {
+    if (fieldValue(request_.headerFields, "Content-Type") == nullptr) {
       append(requestHeaders_, "Content-Type:");
     }
   }
@@ -247,27 +228,16 @@ bool Transfer::takeHeaderLine(std::string_view line) {
   } else if (trimmed(line).empty()) {
     return takeEndOfHead();
   } else {
-    takeHeaderField(line);
+    addFieldLine(headerFields_, line);
   }
   return true;
-}
-
-void Transfer::takeHeaderField(std::string_view line) {
-  const bool continues = line.front() == ' ' || line.front() == '\t';
-  if (continues && !headerFields_.empty()) {
-    headerFields_.back().second.append(" ").append(trimmed(line));
-    return;
-  }
-  const auto colon = line.find(':');
-  if (colon == std::string_view::npos) return;
-  headerFields_.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
 }
 
 bool Transfer::takeEndOfHead() {
   if (statusCode_ < 200) {
     endsWithUnassignedInterim_ = isUnassignedInterim(statusCode_);
     // An interim reply has no body: what announces one is the server's last word.
-    return !endsWithUnassignedInterim_ || find(headerFields_, "Content-Length") == nullptr;
+    return !endsWithUnassignedInterim_ || fieldValue(headerFields_, "Content-Length") == nullptr;
   }
   if (isFollowedRedirect()) {
     stage_ = TransferStage::connecting;
@@ -275,7 +245,7 @@ bool Transfer::takeEndOfHead() {
   }
   headIsComplete_ = true;
   stage_ = TransferStage::receiving;
-  if (const std::string* text = find(headerFields_, "Content-Length")) {
+  if (const std::string* text = fieldValue(headerFields_, "Content-Length")) {
     std::size_t length = 0;
     std::from_chars(text->data(), text->data() + text->size(), length);
     body_.reserve(std::min({length, configuration_->maximumBodySize, largestReservation}));
@@ -286,7 +256,7 @@ bool Transfer::takeEndOfHead() {
 // True when libcurl goes on to another place by itself.
 bool Transfer::isFollowedRedirect() const {
   if (request_.httpMethod != "GET" && request_.httpMethod != "HEAD") return false;
-  const std::string* target = find(headerFields_, "Location");
+  const std::string* target = fieldValue(headerFields_, "Location");
   return statusCode_ >= 300 && statusCode_ < 400 && target != nullptr && !target->empty();
 }
 

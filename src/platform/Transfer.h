@@ -89,7 +89,6 @@ class Transfer : public ProgressWatch::Watched {
   bool receive(const Take& take) noexcept;
   bool takeBody(std::string_view piece);
   bool takeHeaderLine(std::string_view line);
-  void takeHeaderField(std::string_view line);
   bool takeEndOfHead();
 
   URLRequest request_;

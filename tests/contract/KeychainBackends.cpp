@@ -50,12 +50,17 @@ std::shared_ptr<KeychainStore> storeOver() {
 
 const std::vector<KeychainBackend>& keychainBackends() {
   static const std::vector<KeychainBackend> backends{
-      {.name = "File", .make = [] { return std::make_shared<FileKeychainStore>(); }},
-      {.name = "FileByPolicy", .make = [] { return storeUnder(KeychainPolicy::FileOnly); }},
+      {.name = "File",
+       .make = [] { return std::make_shared<FileKeychainStore>(); },
+       .place = "file"},
+      {.name = "FileByPolicy",
+       .make = [] { return storeUnder(KeychainPolicy::FileOnly); },
+       .place = "file"},
       {.name = "FileWithoutSession",
-       .make = [] { return storeUnder(KeychainPolicy::PreferSecretService); }},
-      {.name = "GnomeKeyring", .make = storeOver<GnomeKeyring>},
-      {.name = "ScriptedService", .make = storeOver<ScriptedService>},
+       .make = [] { return storeUnder(KeychainPolicy::PreferSecretService); },
+       .place = "file"},
+      {.name = "GnomeKeyring", .make = storeOver<GnomeKeyring>, .place = "secret-service"},
+      {.name = "ScriptedService", .make = storeOver<ScriptedService>, .place = "secret-service"},
   };
   return backends;
 }

@@ -18,6 +18,8 @@ namespace orx::testing {
 struct KeychainBackend {
   std::string name;
   std::function<std::shared_ptr<KeychainStore>()> make;
+  // What the status calls the place of its items.
+  std::string place;
 };
 
 inline std::ostream& operator<<(std::ostream& stream, const KeychainBackend& backend) {
@@ -28,6 +30,9 @@ const std::vector<KeychainBackend>& keychainBackends();
 
 class KeychainContract : public ::testing::TestWithParam<KeychainBackend> {
  protected:
+  // What is tested here is not how long it takes on a busy machine.
+  KeychainContract() { setKeychainPatience(std::chrono::seconds(20)); }
+
   static Deadline deadline() { return std::chrono::steady_clock::now() + std::chrono::seconds(20); }
 
   StorageHome home;

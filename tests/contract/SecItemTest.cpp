@@ -70,7 +70,7 @@ TEST_P(SecItemContract, ReportsMissingAndDuplicateItemsAsNoProblemOfTheStore) {
   ASSERT_EQ(SecItemAdd(with(query(), kSecValueData, bytesOf("x"))), errSecDuplicateItem);
   ASSERT_EQ(SecItemDelete(query("nobody")), errSecItemNotFound);
   EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
-  EXPECT_EQ(keychainStatus().store, store->name());
+  EXPECT_EQ(keychainStatus().store, GetParam().place);
 }
 
 INSTANTIATE_TEST_SUITE_P(, SecItemContract, ::testing::ValuesIn(testing::keychainBackends()),

@@ -31,13 +31,14 @@ const std::array<std::string, 4> nothingChanged{"old", "-", "old", "old"};
 
 std::array<OSStatus, 4> all(OSStatus status) { return {status, status, status, status}; }
 
+std::string refuses(const std::string& method, const std::string& error) {
+  return method + " error org.freedesktop." + error;
+}
+
 std::vector<Scenario> scenarios() {
   const auto io = all(errSecIO);
   const auto locked = all(errSecInteractionNotAllowed);
   const auto dies = [](std::string method) { return method + " die"; };
-  const auto refuses = [](std::string method, std::string error) {
-    return method + " error org.freedesktop." + error;
-  };
   return {
       {"Behaves", "", {done, done, done, done}, {"old", "new", "new", "-"}},
       {"DiesInSearch", dies("SearchItems"), io, nothingChanged},
@@ -88,6 +89,13 @@ std::vector<Scenario> scenarios() {
        "CreateItem ignore\nSetSecret ignore",
        {done, errSecIO, errSecIO, done},
        {"old", "-", "old", "-"}},
+  };
+}
+
+// What the service says of the secrets that it gives.
+std::vector<Scenario> scenariosOfAnswers() {
+  const auto io = all(errSecIO);
+  return {
       {"ReadsBackAnotherSecret",
        "secret aGVsbG8=",
        {errSecDecode, errSecIO, errSecIO, done},
@@ -150,6 +158,12 @@ std::vector<Scenario> scenarios() {
   };
 }
 
+std::vector<Scenario> allScenarios() {
+  auto list = scenarios();
+  for (auto& scenario : scenariosOfAnswers()) list.push_back(std::move(scenario));
+  return list;
+}
+
 class Misbehaviour : public testing::ServiceFixture,
                      public ::testing::WithParamInterface<Scenario> {
  protected:
@@ -179,7 +193,7 @@ TEST_P(Misbehaviour, EndsInAStatusAndLeavesWhatItSays) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(, Misbehaviour, ::testing::ValuesIn(scenarios()),
+INSTANTIATE_TEST_SUITE_P(, Misbehaviour, ::testing::ValuesIn(allScenarios()),
                          [](const auto& instance) { return instance.param.name; });
 
 // A service that never answers one of the calls: the operation ends all the same.

@@ -5,7 +5,6 @@
 // SCRIPT and ITEMS need not exist. Each call adds a line to LOG: the method and the object's path.
 // Prints a line when it can be called. Ends with its bus.
 
-
 #include <chrono>
 #include <cstdio>
 #include <fstream>
