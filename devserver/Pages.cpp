@@ -14,16 +14,21 @@ h1 { font-size: 1.5rem; line-height: 1.2; margin: 0 0 1rem; overflow-wrap: anywh
 dl { display: grid; grid-template-columns: max-content 1fr; gap: .25rem 1.5rem; }
 dt { opacity: .75; }
 dd { margin: 0; overflow-wrap: anywhere; }
-img { border-radius: 50%; }
+img { border-radius: .75rem; }
 code { overflow-wrap: anywhere; }
+footer { margin-top: 2rem; font-size: .875rem; opacity: .75; }
 )css";
+
+// On every page, so that nobody takes one for the real service's.
+constexpr const char* kFooter =
+    "<footer>This is the account service for development, on this machine.</footer>\n";
 
 HTTPResponse page(int status, const std::string& title, const std::string& content) {
   const std::string body =
       "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       "<meta name=\"viewport\" content=\"width=device-width\">\n<title>" +
       title + "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n" + "<main>\n<h1>" +
-      title + "</h1>\n" + content + "</main>\n</body>\n</html>\n";
+      title + "</h1>\n" + content + kFooter + "</main>\n</body>\n</html>\n";
   return {status,
           "text/html; charset=utf-8",
           body,

@@ -39,7 +39,7 @@ run_ctest() {
 
 # Every C++ file of the project, one a line.
 sources() {
-  find include src devserver tools examples fuzz tests -name '*.cpp' -o -name '*.h' | sort
+  find include src devserver tools examples fuzz tests bench -name '*.cpp' -o -name '*.h' | sort
 }
 
 fuzz_targets() {

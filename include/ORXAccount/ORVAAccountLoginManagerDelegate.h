@@ -10,7 +10,8 @@ namespace orx {
 class ORVAAccountLoginManager;
 class ORVAAccountUser;
 
-// Learns how sign-ins end. Held weakly by the manager.
+// Learns how sign-ins end. Held weakly by the manager, except while it is told: a delegate that is
+// let go meanwhile ends on the thread of that report.
 class ORX_EXPORT ORVAAccountLoginManagerDelegate {
  public:
   virtual ~ORVAAccountLoginManagerDelegate();

@@ -8,11 +8,12 @@
 #include <vector>
 
 #include "config/Servers.h"
+#include "platform/ForkSafeMutex.h"
 
 namespace orx {
 
 struct ORVAAccount::State {
-  std::mutex mutex;
+  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   bool isStage = false;
   std::optional<std::string> appID;
   std::optional<std::string> appKey;

@@ -1,5 +1,6 @@
 #include "config/Servers.h"
 
+#include <array>
 #include <stdexcept>
 
 namespace orx {
@@ -16,12 +17,27 @@ std::string_view originOf(ServerSet servers) {
   return "https://" ORX_GLOBAL_HOST;
 }
 
-URL serviceURL(ServerSet servers, std::string_view path) {
+namespace {
+
+URL parsedURL(ServerSet servers, std::string_view path) {
   std::string text(originOf(servers));
   text += path;
   auto url = URL::URLWithString(text);
   if (!url) throw std::logic_error("the built-in server address is no URL: " + text);
   return *std::move(url);
+}
+
+}  // namespace
+
+URL serviceURL(ServerSet servers, std::string_view path) {
+  // Nearly every call goes here, so these are parsed once.
+  if (path == kCustomerInfoPath) {
+    static const auto& endpoints = *new std::array<URL, 3>{parsedURL(ServerSet::Global, path),
+                                                           parsedURL(ServerSet::China, path),
+                                                           parsedURL(ServerSet::Development, path)};
+    return endpoints.at(static_cast<std::size_t>(servers));
+  }
+  return parsedURL(servers, path);
 }
 
 }  // namespace orx

@@ -4,7 +4,6 @@
 #include <ORXAccount/ORVAAccountLoginManager.h>
 
 #include <memory>
-#include <mutex>
 
 #include "service/XMLTasks.h"
 
@@ -13,7 +12,6 @@ namespace orx {
 struct ORVAAccountLoginManager::State {
   State();
 
-  std::mutex mutex;
   std::weak_ptr<ORVAAccountLoginManagerDelegate> delegate;
   XMLTaskList ticketTasks;
 };

@@ -5,10 +5,12 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
 #include <functional>
+#include <mutex>
 #include <stdexcept>
 #include <utility>
 
 #include "login/LoginState.h"
+#include "platform/ForkSafeMutex.h"
 #include "platform/Unicode.h"
 
 namespace orx {
@@ -16,6 +18,12 @@ namespace orx {
 namespace {
 
 using UserInfo = std::optional<Dictionary>;
+
+// One for all managers: a mutex in each could not be kept whole across a fork.
+ForkSafeMutex& delegateMutex() {
+  static auto& shared = *new ForkSafeMutex(ForkSafeMutex::Section::Brief);
+  return shared;
+}
 
 UserInfo userInfoAsItIs(const Value& returnData) {
   const Dictionary* record = returnData.dictionary();
@@ -91,13 +99,13 @@ void ORVAAccountLoginManager::setLoginServerIsCN(bool isCN) {
 bool ORVAAccountLoginManager::loginServerIsCN() { return ORVAAccountAPI::targetServerIsCN(); }
 
 std::shared_ptr<ORVAAccountLoginManagerDelegate> ORVAAccountLoginManager::delegate() const {
-  const std::lock_guard lock(state_->mutex);
+  const std::lock_guard lock(delegateMutex());
   return state_->delegate.lock();
 }
 
 void ORVAAccountLoginManager::setDelegate(
     const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate) {
-  const std::lock_guard lock(state_->mutex);
+  const std::lock_guard lock(delegateMutex());
   state_->delegate = delegate;
 }
 

@@ -1,10 +1,12 @@
 #include "platform/DefaultsContent.h"
 
+#include <algorithm>
 #include <deque>
 #include <limits>
 #include <unordered_map>
 #include <utility>
 
+#include "platform/Checksum.h"
 #include "platform/PropertyList.h"
 
 namespace orx {
@@ -13,6 +15,31 @@ namespace {
 
 using Kind = PropertyListReader::Kind;
 using Reference = PropertyListReader::Reference;
+
+// The trailer is the last 32 bytes; the checksum, little-endian, and a mark stand at its beginning.
+// The checksum covers everything with these five bytes zero.
+constexpr std::size_t trailerSize = 32;
+constexpr std::size_t sealSize = 5;
+constexpr std::uint8_t sealMark = 0xA5;
+
+Data sealed(const Data& list) {
+  std::vector<std::uint8_t> bytes(list.bytes().begin(), list.bytes().end());
+  const auto seal = std::span(bytes).last(trailerSize).first(sealSize);
+  std::ranges::fill(seal, std::uint8_t{0});
+  const auto checksum = checksumOf(bytes);
+  for (unsigned byte = 0; byte < 4; ++byte) {
+    seal[byte] = static_cast<std::uint8_t>(checksum >> (8 * byte));
+  }
+  seal[4] = sealMark;
+  return Data(std::move(bytes));
+}
+
+void requireUnbrokenSeal(const Data& content) {
+  if (content.size() < trailerSize) return;
+  const auto seal = content.bytes().last(trailerSize).first(sealSize);
+  const bool none = std::ranges::all_of(seal, [](std::uint8_t byte) { return byte == 0; });
+  if (!none && sealed(content) != content) throw MalformedPropertyList("its checksum is wrong");
+}
 
 void requireDictionary(const PropertyListReader& list) {
   if (list.kind(list.top()) != Kind::Dictionary) {
@@ -175,11 +202,12 @@ Data rewritten(const PropertyListReader* list, std::string_view key,
     keys.push_back(writer.addString(key));
     values.push_back(writer.addString(*value));
   }
-  return writer.finish(writer.addDictionary(keys, values));
+  return sealed(writer.finish(writer.addDictionary(keys, values)));
 }
 
 std::optional<PropertyListReader> readerOf(const std::optional<Data>& content) {
   if (!content) return std::nullopt;
+  requireUnbrokenSeal(*content);
   std::optional<PropertyListReader> list(std::in_place, content->bytes());
   requireDictionary(*list);
   return list;
@@ -188,6 +216,7 @@ std::optional<PropertyListReader> readerOf(const std::optional<Data>& content) {
 }  // namespace
 
 std::optional<std::string> stringInDefaults(const Data& content, std::string_view key) {
+  requireUnbrokenSeal(content);
   const PropertyListReader list(content.bytes());
   requireDictionary(list);
   return stringUnder(list, key);

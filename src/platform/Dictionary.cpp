@@ -11,9 +11,12 @@ namespace orx {
 namespace {
 
 // Below this size looking at every entry is faster than any index.
-constexpr std::size_t kIndexedFrom = 16;
+constexpr std::size_t kIndexedFrom = 48;
+// Room that the first entry brings along.
+constexpr std::size_t kFirstRoom = 8;
 
-const Value kNull;
+// Never destroyed: callbacks may read a missing key while the process ends.
+const Value& kNull = *new Value;
 
 }  // namespace
 
@@ -38,6 +41,7 @@ struct Dictionary::Content {
       entries[*position].value = std::move(value);
       return;
     }
+    if (entries.empty()) entries.reserve(kFirstRoom);
     entries.emplace_back(std::move(key), std::move(value));
     if (entries.size() == kIndexedFrom) {
       rebuildIndex();
@@ -112,7 +116,7 @@ void Dictionary::remove(std::string_view key) {
 }
 
 const std::vector<DictionaryEntry>& Dictionary::entries() const noexcept {
-  static const std::vector<Entry> kNone;
+  static const auto& kNone = *new std::vector<Entry>;
   return content_ ? content_->entries : kNone;
 }
 

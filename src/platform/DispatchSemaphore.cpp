@@ -4,10 +4,21 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/ForkSafeMutex.h"
+
 namespace orx {
 
+namespace {
+
+// One for all semaphores: a mutex in each could not be kept whole across a fork.
+ForkSafeMutex& mutex() {
+  static auto& shared = *new ForkSafeMutex(ForkSafeMutex::Section::Brief);
+  return shared;
+}
+
+}  // namespace
+
 struct DispatchSemaphore::State {
-  std::mutex mutex;
   std::size_t count;
   std::deque<std::function<void()>> waiters;
 };
@@ -24,7 +35,7 @@ std::shared_ptr<DispatchSemaphore> DispatchSemaphore::createWithCount(std::size_
 
 void DispatchSemaphore::wait_then(std::function<void()> then) {
   {
-    const std::lock_guard lock(state_->mutex);
+    const std::lock_guard lock(mutex());
     if (state_->count == 0) {
       state_->waiters.push_back(std::move(then));
       return;
@@ -38,7 +49,7 @@ void DispatchSemaphore::signal() {
   // The waiter may drop the last reference to this semaphore, so nothing is touched after it.
   std::function<void()> next;
   {
-    const std::lock_guard lock(state_->mutex);
+    const std::lock_guard lock(mutex());
     if (state_->waiters.empty()) {
       ++state_->count;
       return;

@@ -94,7 +94,11 @@ KeychainOutcome FileKeychainStore::write(const KeychainItem& item, const Data& b
   if (condition == Condition::MustBeAbsent && presence.present) {
     return plainOutcome(errSecDuplicateItem);
   }
-  return outcomeOf(directory.replace(name, fileContentOf(item, bytes)));
+  const auto stored = directory.read(name);
+  const bool damaged = stored.bytes && !dataInFile(item, *stored.bytes);
+  const auto previous =
+      damaged ? StoredDirectory::Previous::KeepAside : StoredDirectory::Previous::Discard;
+  return outcomeOf(directory.replace(name, fileContentOf(item, bytes), previous));
 }
 
 KeychainOutcome FileKeychainStore::add(const KeychainItem& item, const Data& bytes,
@@ -114,13 +118,19 @@ KeychainOutcome FileKeychainStore::remove(const KeychainItem& item, Deadline dea
   const auto taking = opening.directory->lock(lockName, deadline);
   if (taking.problem) return outcomeOf(taking.problem);
 
-  // Also where the item is gone already: a writer that died may have left its bytes behind.
-  opening.directory->sweepTemporaryFiles();
+  const auto& directory = *opening.directory;
   const auto name = fileNameOf(item);
-  const auto presence = opening.directory->presenceOf(name);
-  if (presence.problem) return outcomeOf(presence.problem);
-  if (!presence.present) return plainOutcome(errSecItemNotFound);
-  return outcomeOf(opening.directory->remove(name));
+  const auto presence = directory.presenceOf(name);
+  auto problem = presence.problem;
+  if (!problem && presence.present) problem = directory.remove(name);
+  // Also where the item is gone already: its bytes may lie where a writer died or aside.
+  const auto sweeping = directory.sweepTemporaryFiles();
+  const auto removing = directory.removeKeptAside(name);
+  for (const auto& trace : {sweeping, removing}) {
+    if (!problem) problem = trace;
+  }
+  if (!problem && !presence.present) return plainOutcome(errSecItemNotFound);
+  return outcomeOf(problem);
 }
 
 KeychainOutcome FileKeychainStore::copy(const KeychainItem& item, Deadline /*deadline*/,
@@ -139,7 +149,7 @@ KeychainOutcome FileKeychainStore::copy(const KeychainItem& item, Deadline /*dea
   return {.status = errSecDecode,
           .text = path + " is damaged.",
           .path = path,
-          .remedy = "The next sign-in replaces it; nothing needs to be removed."};
+          .remedy = "The next sign-in sets it aside; nothing needs to be removed."};
 }
 
 }  // namespace orx

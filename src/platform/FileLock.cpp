@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "platform/StoredFile.h"
+#include "platform/Uninterrupted.h"
 
 namespace orx {
 
@@ -18,8 +19,7 @@ using Clock = std::chrono::steady_clock;
 // signals are the host's. 0 when locked, EWOULDBLOCK when the time is up.
 int lockUntil(int descriptor, Deadline deadline) {
   auto pause = std::chrono::milliseconds(1);
-  while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EINTR) continue;
+  while (uninterrupted([&] { return flock(descriptor, LOCK_EX | LOCK_NB); }) != 0) {
     if (errno != EWOULDBLOCK) return errno;
     const auto now = Clock::now();
     if (now >= deadline) return EWOULDBLOCK;
@@ -47,20 +47,29 @@ FileLock::~FileLock() {
 
 FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
   const int flags = O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-  FileDescriptor file(openat(descriptor_.get(), name.c_str(), O_RDWR | O_CREAT | flags, 0600));
-  if (!file && errno == EACCES && !presenceOf(name).problem) {
+  FileDescriptor file(uninterrupted(
+      [&] { return openat(descriptor_.get(), name.c_str(), O_RDWR | O_CREAT | flags, 0600); }));
+  const int number = errno;
+  const auto again = [&](int access) {
+    file = FileDescriptor(openat(descriptor_.get(), name.c_str(), access | flags));
+  };
+  const auto isOurs = [&] {
+    const auto presence = presenceOf(name);
+    return presence.present && !presence.problem;
+  };
+  if (!file && number == EACCES && isOurs()) {
     // Made under a file-creation mask that shut out its own owner, by a process that did not live
     // to correct it. The file is empty: opening it up gives nothing away.
     fchmodat(descriptor_.get(), name.c_str(), 0600, 0);
-    file = FileDescriptor(openat(descriptor_.get(), name.c_str(), O_RDWR | flags));
+    again(O_RDWR);
   }
-  if (!file && (errno == EROFS || errno == EACCES)) {
-    const int number = errno;
-    file = FileDescriptor(openat(descriptor_.get(), name.c_str(), O_RDONLY | flags));
-    if (!file) errno = number;
+  if (!file && (number == EROFS || number == EACCES)) again(O_RDONLY);
+  if (!file) {
+    errno = number;  // why it could not be made says more than that it is not there
+    return file;
   }
   struct stat state {};
-  if (file && fstat(file.get(), &state) == 0 && (state.st_mode & 0600U) != 0600U) {
+  if (fstat(file.get(), &state) == 0 && (state.st_mode & 0600U) != 0600U) {
     fchmod(file.get(), 0600);
   }
   return file;

@@ -2,58 +2,53 @@
 
 #include <pthread.h>
 
-#include <map>
 #include <utility>
 
 namespace orx {
 namespace {
 
 struct Held {
+  ForkRank rank;
   std::mutex* mutex;
   std::function<void()> inChild;
+  Held* next;
 };
 
-struct Registry {
-  std::mutex mutex;
-  std::multimap<ForkRank, Held> held;
-};
-
-Registry& registry();
+// All of this is ready before any constructor runs and stays until the process is gone.
+constinit std::mutex creation;
+constinit std::mutex listMutex;
+constinit Held* first = nullptr;  // in the order of their ranks
 
 void prepare() {
-  registry().mutex.lock();
-  for (const auto& [rank, held] : registry().held) held.mutex->lock();
+  creation.lock();
+  listMutex.lock();
+  for (const Held* held = first; held != nullptr; held = held->next) held->mutex->lock();
 }
 
-void releaseAll() {
-  for (auto each = registry().held.rbegin(); each != registry().held.rend(); ++each) {
-    each->second.mutex->unlock();
-  }
-  registry().mutex.unlock();
+void release() {
+  for (const Held* held = first; held != nullptr; held = held->next) held->mutex->unlock();
+  listMutex.unlock();
+  creation.unlock();
 }
 
 void releaseInChild() {
-  for (const auto& [rank, held] : registry().held) {
-    if (held.inChild) held.inChild();
+  for (const Held* held = first; held != nullptr; held = held->next) {
+    if (held->inChild) held->inChild();
   }
-  releaseAll();
+  release();
 }
 
-// Never destroyed: a fork may come while the process ends.
-Registry& registry() {
-  static Registry& shared = *[] {
-    auto* made = new Registry;
-    pthread_atfork(prepare, releaseAll, releaseInChild);
-    return made;
-  }();
-  return shared;
-}
+[[maybe_unused]] const int registered = pthread_atfork(prepare, release, releaseInChild);
 
 }  // namespace
 
 void holdAcrossFork(ForkRank rank, std::mutex& mutex, std::function<void()> inChild) {
-  const std::lock_guard lock(registry().mutex);
-  registry().held.emplace(rank, Held{&mutex, std::move(inChild)});
+  const std::lock_guard lock(listMutex);
+  Held** place = &first;
+  while (*place != nullptr && (*place)->rank <= rank) place = &(*place)->next;
+  *place = new Held{rank, &mutex, std::move(inChild), *place};
 }
+
+std::mutex& creationMutex() { return creation; }
 
 }  // namespace orx

@@ -63,12 +63,13 @@ class Builder : public VendorJSON::json_sax_t {
   bool number_float(double value, const std::string& token) override {
     return add(readDouble(token, value));
   }
-  bool string(std::string& value) override { return add(std::move(value)); }
+  // Copied: the vendor goes on using the room of its own.
+  bool string(std::string& value) override { return add(Value(std::string(value))); }
   bool binary(VendorJSON::binary_t&) override { return false; }
   bool start_object(std::size_t) override { return open(Open{.isArray = false}); }
   bool start_array(std::size_t) override { return open(Open{.isArray = true}); }
   bool key(std::string& key) override {
-    open_.back().key = std::move(key);
+    open_.back().key = key;
     return true;
   }
   bool end_object() override { return close(std::move(open_.back().dictionary)); }
@@ -82,6 +83,7 @@ class Builder : public VendorJSON::json_sax_t {
   }
 
   bool isTooDeep() const { return isTooDeep_; }
+  bool hasTooMany() const { return hasTooMany_; }
   std::size_t position() const { return position_; }
   const std::string& reason() const { return reason_; }
   Value takeValue() { return std::move(value_); }
@@ -109,6 +111,10 @@ class Builder : public VendorJSON::json_sax_t {
   }
 
   bool add(Value value) {
+    if (++values_ > limits::jsonValues) {
+      hasTooMany_ = true;
+      return false;
+    }
     if (open_.empty()) {
       value_ = std::move(value);
     } else if (open_.back().isArray) {
@@ -121,7 +127,9 @@ class Builder : public VendorJSON::json_sax_t {
 
   std::vector<Open> open_;
   Value value_;
+  std::size_t values_ = 0;
   bool isTooDeep_ = false;
+  bool hasTooMany_ = false;
   std::size_t position_ = 0;
   std::string reason_;
 };
@@ -171,6 +179,10 @@ Reading read(std::string_view text) {
   if (builder.isTooDeep()) {
     return failure(text, positionBelowLimit(text),
                    "it is nested more than " + std::to_string(limits::jsonDepth) + " deep");
+  }
+  if (builder.hasTooMany()) {
+    return failure(text, text.size(),
+                   "it holds more than " + std::to_string(limits::jsonValues) + " values");
   }
   return failure(text, builder.position(), builder.reason());
 }

@@ -3,6 +3,8 @@
 #include <span>
 #include <vector>
 
+#include "platform/Checksum.h"
+
 namespace orx {
 
 namespace {
@@ -12,18 +14,6 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::string_view mark = "ORXITEM1";
 constexpr std::size_t headerSize = mark.size() + std::size_t{3} * 4;
 constexpr std::size_t checksumSize = 4;
-
-// The one of zlib and PNG.
-std::uint32_t checksumOf(Bytes bytes) {
-  std::uint32_t checksum = 0xFFFFFFFFU;
-  for (const auto byte : bytes) {
-    checksum ^= byte;
-    for (int bit = 0; bit < 8; ++bit) {
-      checksum = (checksum >> 1U) ^ ((checksum & 1U) != 0 ? 0xEDB88320U : 0U);
-    }
-  }
-  return ~checksum;
-}
 
 void append(std::vector<std::uint8_t>& content, std::uint32_t number) {
   for (unsigned shift = 0; shift < 32; shift += 8) {

@@ -44,7 +44,8 @@ class KeychainStore {
 
   // errSecDuplicateItem when the item exists, in whatever state.
   virtual KeychainOutcome add(const KeychainItem& item, const Data& bytes, Deadline deadline) = 0;
-  // errSecItemNotFound when there is none. An item whose content is damaged is replaced.
+  // errSecItemNotFound when there is none. An item whose content is damaged is replaced;
+  // a store may keep the damaged content aside until the item is removed.
   virtual KeychainOutcome update(const KeychainItem& item, const Data& bytes,
                                  Deadline deadline) = 0;
   // Removes every trace of the item; errSecItemNotFound when there is none.

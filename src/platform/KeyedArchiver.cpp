@@ -42,6 +42,7 @@ class Archive {
   }
 
  private:
+  void requireRoom() const;
   UID add(const Value& value);
   UID addLeaf(Reference object);
   UID addString(std::string_view text);
@@ -145,7 +146,14 @@ UID Archive::add(const Value& value) {
   return addObject(value.object());
 }
 
+// What is written must be readable again.
+void Archive::requireRoom() const {
+  if (objects_.size() < limits::archiveObjects) return;
+  throw std::invalid_argument("there is more in it than an archive may hold");
+}
+
 UID Archive::addLeaf(Reference object) {
+  requireRoom();
   objects_.push_back(object);
   return static_cast<UID>(objects_.size() - 1);
 }
@@ -223,6 +231,7 @@ UID Archive::addObject(const std::shared_ptr<Object>& object) {
 template <typename Write>
 UID Archive::addShared(const void* identity, Write write) {
   const auto uid = static_cast<UID>(objects_.size());
+  requireRoom();
   if (identity != nullptr) {
     const auto [known, isNew] = shared_.try_emplace(identity, uid);
     if (!isNew) {

@@ -1,6 +1,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/ForkSafeMutex.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/UnarchivingTable.h"
 
@@ -9,7 +10,7 @@ namespace orx {
 namespace {
 
 struct Factories {
-  std::mutex mutex;
+  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   std::map<std::string, KeyedUnarchiver::Factory, std::less<>> byClassName;
 };
 

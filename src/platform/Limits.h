@@ -10,6 +10,12 @@ namespace orx::limits {
 // three deep.
 inline constexpr std::size_t jsonDepth = 512;
 
+// Values in one JSON text. Each takes 40 bytes of memory or more, however short its text.
+inline constexpr std::size_t jsonValues = 4'000'000;
+
+// Elements of one XML document, each of which may become an entry of a dictionary.
+inline constexpr std::size_t xmlElements = 1'000'000;
+
 // Open elements of an XML document. The service nests five deep.
 inline constexpr std::size_t xmlDepth = 1024;
 

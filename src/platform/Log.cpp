@@ -12,13 +12,20 @@ namespace orx {
 
 namespace {
 
-// One record is one line: a line feed inside the text would begin what looks like another record.
+// One record is one line, and text from elsewhere must not steer a terminal: control characters are
+// written out.
 std::string recordOf(std::string_view line) {
   std::string record;
   record.reserve(line.size() + 1);
   for (const char character : line) {
+    const auto byte = static_cast<unsigned char>(character);
     if (character == '\n') {
       record += "\\n";
+    } else if ((byte < 0x20 && character != '\t') || byte == 0x7f) {
+      constexpr std::string_view digits = "0123456789abcdef";
+      record += "\\x";
+      record += digits[byte >> 4U];
+      record += digits[byte & 0xfU];
     } else {
       record += character;
     }

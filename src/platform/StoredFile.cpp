@@ -4,10 +4,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <system_error>
 #include <vector>
 
 #include "platform/Limits.h"
+#include "platform/Uninterrupted.h"
 
 namespace orx {
 
@@ -24,6 +26,8 @@ std::string remedyFor(int number, const std::string& path) {
     case EDQUOT:
     case EFBIG:
       return "Make room for files at " + path + " (free space, quota, file size limit).";
+    case EINTR:
+      return "Try again.";
     case EMFILE:
     case ENFILE:
       return "Let this program open more files.";
@@ -58,6 +62,25 @@ void admitOwner(const std::string& path) {
   }
 }
 
+// A process that made a directory under such a mask may not have lived to admit its owner. What it
+// left is told from a directory that its owner shut on purpose by being empty. The outermost first:
+// nothing below a shut one can be seen.
+void openUpAbandoned(const std::string& path) {
+  const auto slash = path.find_last_of('/');
+  if (slash == std::string::npos || slash == 0) return;
+  struct stat state {};
+  if (lstat(path.c_str(), &state) != 0) {
+    if (errno != EACCES) return;
+    openUpAbandoned(path.substr(0, slash));
+    if (lstat(path.c_str(), &state) != 0) return;
+  }
+  const mode_t mode = state.st_mode & 07777U;
+  if (!S_ISDIR(state.st_mode) || state.st_uid != geteuid() || (mode & 0700U) == 0700U) return;
+  if (chmod(path.c_str(), 0700) != 0) return;
+  std::error_code unreadable;
+  if (!std::filesystem::is_empty(path, unreadable)) chmod(path.c_str(), mode);
+}
+
 FileOutcome makeDirectories(const std::string& path) {
   bool made = mkdir(path.c_str(), 0700) == 0;
   if (!made && errno == ENOENT) {
@@ -89,8 +112,8 @@ FileReading readWhole(int descriptor, std::size_t expected, const std::string& p
   std::vector<std::uint8_t> bytes(expected + 1);
   std::size_t length = 0;
   while (true) {
-    const auto count = ::read(descriptor, bytes.data() + length, bytes.size() - length);
-    if (count < 0 && errno == EINTR) continue;
+    const auto count = uninterrupted(
+        [&] { return ::read(descriptor, bytes.data() + length, bytes.size() - length); });
     if (count < 0) return {.bytes = {}, .problem = systemProblem(errno, "read", path)};
     if (count == 0) break;
     length += static_cast<std::size_t>(count);
@@ -130,10 +153,15 @@ FileProblem refusal(std::string path, std::string_view reason, std::string remed
 StoredDirectory::Opening StoredDirectory::open(const std::string& path, Kind kind,
                                                Missing missing) {
   const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (kind == Kind::Private ? O_NOFOLLOW : 0);
-  FileDescriptor descriptor(::open(path.c_str(), flags));
+  const auto opened = [&] { return uninterrupted([&] { return ::open(path.c_str(), flags); }); };
+  FileDescriptor descriptor(opened());
+  if (!descriptor && errno == EACCES) {
+    openUpAbandoned(path);
+    descriptor = FileDescriptor(opened());
+  }
   if (!descriptor && errno == ENOENT && missing == Missing::Create) {
     if (auto problem = makeDirectories(path)) return {.directory = {}, .problem = problem};
-    descriptor = FileDescriptor(::open(path.c_str(), flags));
+    descriptor = FileDescriptor(opened());
   }
   if (!descriptor) {
     const int number = errno;
@@ -190,8 +218,9 @@ StoredDirectory::Presence StoredDirectory::presenceOf(const std::string& name) c
 
 FileReading StoredDirectory::read(const std::string& name) const {
   // Not blocking: the opening of a FIFO would wait for a writer.
-  const FileDescriptor descriptor(openat(
-      descriptor_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  constexpr int flags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  const FileDescriptor descriptor(
+      uninterrupted([&] { return openat(descriptor_.get(), name.c_str(), flags); }));
   if (!descriptor) {
     const int number = errno;
     if (number == ENOENT) return {};

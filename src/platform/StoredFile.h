@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -105,7 +106,9 @@ class StoredDirectory {
   // no problem.
   FileOutcome synchronize(const std::string& name) const;
   // Removes what writers that died left behind. Called under the directory's lock.
-  void sweepTemporaryFiles() const;
+  FileOutcome sweepTemporaryFiles() const;
+  // Removes what replace() kept aside of this file. Called under the directory's lock.
+  FileOutcome removeKeptAside(const std::string& name) const;
 
   std::string pathOf(std::string_view name) const;
 
@@ -118,6 +121,7 @@ class StoredDirectory {
   FileOutcome writeTemporary(const std::string& temporary, const Data& bytes) const;
   FileOutcome putInPlace(const std::string& temporary, const std::string& name) const;
   void keepAside(const std::string& name) const;
+  FileOutcome removeWhere(const std::function<bool(std::string_view name)>& condition) const;
   FileOutcome synchronizeDirectory() const;
   FileDescriptor openLockFile(const std::string& name) const;
 

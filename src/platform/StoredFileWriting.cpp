@@ -10,12 +10,14 @@
 
 #include "platform/Limits.h"
 #include "platform/StoredFile.h"
+#include "platform/Uninterrupted.h"
 
 namespace orx {
 
 namespace {
 
 constexpr std::string_view temporaryPrefix = ".orx-tmp-";
+constexpr std::string_view asideSuffix = ".damaged";
 
 // Beyond the process's file size limit a write also raises SIGXFSZ, which would end the host. While
 // this lives, the calling thread gets the error number alone.
@@ -49,19 +51,17 @@ class FileSizeSignalHeld {
 int writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
   const FileSizeSignalHeld held;
   while (!bytes.empty()) {
-    const auto count = ::write(descriptor, bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
+    const auto count =
+        uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
     if (count < 0) return errno;
+    if (count == 0) return EIO;  // no progress, and no reason given
     bytes = bytes.subspan(static_cast<std::size_t>(count));
   }
   return 0;
 }
 
 int synchronizeDescriptor(int descriptor) {
-  while (fsync(descriptor) != 0) {
-    if (errno != EINTR) return errno;
-  }
-  return 0;
+  return uninterrupted([&] { return fsync(descriptor); }) == 0 ? 0 : errno;
 }
 
 std::string temporaryName() {
@@ -79,8 +79,9 @@ std::string temporaryName() {
 
 FileOutcome StoredDirectory::writeTemporary(const std::string& temporary, const Data& bytes) const {
   const auto path = pathOf(temporary);
-  FileDescriptor file(openat(descriptor_.get(), temporary.c_str(),
-                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  FileDescriptor file(
+      uninterrupted([&] { return openat(descriptor_.get(), temporary.c_str(), flags, 0600); }));
   if (!file) return systemProblem(errno, "make", path);
   // Whatever the file-creation mask took away.
   if (fchmod(file.get(), 0600) != 0) return systemProblem(errno, "set the permissions of", path);
@@ -109,10 +110,10 @@ FileOutcome StoredDirectory::putInPlace(const std::string& temporary,
   return std::nullopt;
 }
 
-// A second name for the file rather than a move, so that the name itself is never without a file: a
-// missing one would say something else than a damaged one does.
+// A second name for the file rather than a move where the file system has them, so that the name is
+// never without a file: a missing one would say something else than a damaged one does.
 void StoredDirectory::keepAside(const std::string& name) const {
-  const auto aside = name + ".damaged";
+  const auto aside = name + std::string(asideSuffix);
   for (int number = 1; number < 100; ++number) {
     const auto numbered = number == 1 ? aside : aside + "-" + std::to_string(number);
     if (linkat(descriptor_.get(), name.c_str(), descriptor_.get(), numbered.c_str(), 0) == 0) {
@@ -154,8 +155,9 @@ FileOutcome StoredDirectory::remove(const std::string& name) const {
 }
 
 FileOutcome StoredDirectory::synchronize(const std::string& name) const {
+  constexpr int flags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
   const FileDescriptor file(
-      openat(descriptor_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+      uninterrupted([&] { return openat(descriptor_.get(), name.c_str(), flags); }));
   if (!file && errno == ENOENT) return std::nullopt;
   if (!file) return systemProblem(errno, "open", pathOf(name));
   if (const int number = synchronizeDescriptor(file.get())) {
@@ -164,20 +166,39 @@ FileOutcome StoredDirectory::synchronize(const std::string& name) const {
   return synchronizeDirectory();
 }
 
-void StoredDirectory::sweepTemporaryFiles() const {
-  const int descriptor = openat(descriptor_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  DIR* listing = fdopendir(descriptor);
+FileOutcome StoredDirectory::removeWhere(
+    const std::function<bool(std::string_view name)>& condition) const {
+  const int descriptor = uninterrupted(
+      [&] { return openat(descriptor_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  DIR* listing = descriptor < 0 ? nullptr : fdopendir(descriptor);
   if (listing == nullptr) {
-    ::close(descriptor);
-    return;
+    const int number = errno;
+    if (descriptor >= 0) ::close(descriptor);
+    return systemProblem(number, "list", path_);
   }
+  FileOutcome problem;
   while (const dirent* entry = readdir(listing)) {
-    if (std::string_view(entry->d_name).starts_with(temporaryPrefix)) {
-      unlinkat(descriptor_.get(), entry->d_name, 0);
+    if (!condition(entry->d_name)) continue;
+    if (unlinkat(descriptor_.get(), entry->d_name, 0) != 0 && errno != ENOENT) {
+      problem = systemProblem(errno, "remove", pathOf(entry->d_name));
     }
   }
   closedir(listing);
+  return problem;
+}
+
+FileOutcome StoredDirectory::sweepTemporaryFiles() const {
+  return removeWhere([](std::string_view name) { return name.starts_with(temporaryPrefix); });
+}
+
+FileOutcome StoredDirectory::removeKeptAside(const std::string& name) const {
+  const auto aside = name + std::string(asideSuffix);
+  return removeWhere([&](std::string_view found) {
+    if (!found.starts_with(aside)) return false;
+    const auto number = found.substr(aside.size());
+    return number.empty() || (number.front() == '-' && number.size() > 1 &&
+                              number.find_first_not_of("0123456789", 1) == std::string_view::npos);
+  });
 }
 
 }  // namespace orx

@@ -14,20 +14,24 @@ namespace {
 // One for all queues, held for the length of a list operation: a fork could not take care of a
 // mutex in every queue.
 std::mutex& mutex() {
-  static std::mutex& shared = *[] {
+  static constinit std::atomic<std::mutex*> slot = nullptr;
+  return processWide(slot, [] {
     auto* made = new std::mutex;
     holdAcrossFork(ForkRank::queues, *made);
     return made;
-  }();
-  return shared;
+  });
 }
+
+// Made before main: a child that is forked while another thread makes it would wait for ever.
+[[maybe_unused]] const std::mutex& madeEarly = mutex();
 
 }  // namespace
 
 struct Strand::State : std::enable_shared_from_this<State> {
   using Job = std::function<void(Finish)>;
 
-  explicit State(std::size_t limit) : width(limit) {}
+  // Registers the mutex before anything is held.
+  explicit State(std::size_t limit) : width(limit) { mutex(); }
 
   void add(Job job) {
     const std::lock_guard lock(mutex());
@@ -46,6 +50,7 @@ struct Strand::State : std::enable_shared_from_this<State> {
 
   const std::size_t width;
   std::list<Job> waiting;
+  std::list<Job> inherited;  // the parent's
   std::size_t running = 0;
   std::uint64_t generation = WorkerPool::shared().generation();
 
@@ -57,8 +62,7 @@ struct Strand::State : std::enable_shared_from_this<State> {
     generation = current;
     running = 0;
     // Not destroyed: their captures may lean on what the parent's threads held at the fork.
-    new std::list<Job>(std::move(waiting));
-    waiting.clear();
+    inherited.splice(inherited.end(), waiting);
   }
 
   void startNext() {

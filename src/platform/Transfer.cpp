@@ -1,12 +1,12 @@
 #include "platform/Transfer.h"
 
 #include <curl/curl.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
 
+#include "platform/HeaderFields.h"
 #include "platform/Limits.h"
 
 namespace orx {
@@ -20,25 +20,6 @@ constexpr std::size_t largestReservation = 1024U * 1024;
 // A body up to this size leaves together with the header, in one write; a longer one is read piece
 // by piece, which shows that it moves.
 constexpr std::size_t bodySentWithHeader = 16U * 1024;
-
-bool equalsIgnoringCase(std::string_view left, std::string_view right) {
-  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
-}
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r\n";
-  const auto first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-const std::string* find(const std::vector<std::pair<std::string, std::string>>& fields,
-                        std::string_view name) {
-  for (const auto& [key, value] : fields) {
-    if (equalsIgnoringCase(key, name)) return &value;
-  }
-  return nullptr;
-}
 
 void append(CurlList& list, const std::string& line) {
   curl_slist* longer = curl_slist_append(list.get(), line.c_str());
@@ -56,6 +37,9 @@ int closeSocket(void* sockets, curl_socket_t descriptor) {
   static_cast<ConnectionSockets*>(sockets)->close(descriptor);
   return 0;
 }
+
+// Statuses below 200 that stand for no interim reply that is known.
+bool isUnassignedInterim(long statusCode) { return statusCode > 103 && statusCode < 200; }
 
 bool isFailureToConnect(int code) {
   return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
@@ -150,19 +134,21 @@ void Transfer::setHeaders() {
     if ((name + value).find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) continue;
     append(requestHeaders_, value.empty() ? name + ';' : name + ": " + value);
   }
+  // libcurl's own additions that HTTP does not need.
+  append(requestHeaders_, "Accept:");
   if (request_.httpMethod != "GET") {
     append(requestHeaders_, "Expect:");
-    if (find(request_.headerFields, "Content-Type") == nullptr) {
+    if (fieldValue(request_.headerFields, "Content-Type") == nullptr) {
       append(requestHeaders_, "Content-Type:");
     }
   }
   curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, requestHeaders_.get());
 }
 
-// ---- libcurl calls back: no exception may pass through it. Out of memory ends the process. ----
+// ---- libcurl calls back: no exception may pass through it. ----
 
 int Transfer::aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
-                          int localPort) {
+                          int localPort) noexcept {
   const bool allowed =
       static_cast<Transfer*>(self)->mayBeSent({peerAddress, peerPort, localAddress, localPort});
   return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
@@ -185,7 +171,8 @@ bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
   return true;
 }
 
-std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count, void* self) {
+std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count,
+                               void* self) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
   transfer.noteProgress();
   if (!transfer.request_.httpBody) return 0;
@@ -196,12 +183,32 @@ std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count
   return taken;
 }
 
-int Transfer::refuseToRewind(void*, std::int64_t, int) { return CURL_SEEKFUNC_FAIL; }
+int Transfer::refuseToRewind(void*, std::int64_t, int) noexcept { return CURL_SEEKFUNC_FAIL; }
 
-std::size_t Transfer::receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self) {
+std::size_t Transfer::receiveHeader(char* bytes, std::size_t size, std::size_t count,
+                                    void* self) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
-  transfer.noteProgress();
-  return transfer.takeHeaderLine({bytes, size * count}) ? size * count : 0;
+  const std::string_view line(bytes, size * count);
+  return transfer.receive([&] { return transfer.takeHeaderLine(line); }) ? line.size() : 0;
+}
+
+std::size_t Transfer::receiveBody(char* bytes, std::size_t size, std::size_t count,
+                                  void* self) noexcept {
+  auto& transfer = *static_cast<Transfer*>(self);
+  const std::string_view piece(bytes, size * count);
+  return transfer.receive([&] { return transfer.takeBody(piece); }) ? piece.size() : 0;
+}
+
+// What the answer needs of memory is the server's choice, so running out of it ends the transfer.
+template <typename Take>
+bool Transfer::receive(const Take& take) noexcept {
+  noteProgress();
+  try {
+    return take();
+  } catch (const std::exception&) {
+    excess_ = Excess::memory;
+    return false;
+  }
 }
 
 bool Transfer::takeHeaderLine(std::string_view line) {
@@ -219,56 +226,46 @@ bool Transfer::takeHeaderLine(std::string_view line) {
       std::from_chars(line.data() + blank + 1, line.data() + line.size(), statusCode_);
     }
   } else if (trimmed(line).empty()) {
-    endOfHead();
+    return takeEndOfHead();
   } else {
-    takeHeaderField(line);
+    addFieldLine(headerFields_, line);
   }
   return true;
 }
 
-void Transfer::takeHeaderField(std::string_view line) {
-  const bool continues = line.front() == ' ' || line.front() == '\t';
-  if (continues && !headerFields_.empty()) {
-    headerFields_.back().second.append(" ").append(trimmed(line));
-    return;
+bool Transfer::takeEndOfHead() {
+  if (statusCode_ < 200) {
+    endsWithUnassignedInterim_ = isUnassignedInterim(statusCode_);
+    // An interim reply has no body: what announces one is the server's last word.
+    return !endsWithUnassignedInterim_ || fieldValue(headerFields_, "Content-Length") == nullptr;
   }
-  const auto colon = line.find(':');
-  if (colon == std::string_view::npos) return;
-  headerFields_.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
-}
-
-void Transfer::endOfHead() {
-  if (statusCode_ < 200) return;
   if (isFollowedRedirect()) {
     stage_ = TransferStage::connecting;
-    return;
+    return true;
   }
   headIsComplete_ = true;
   stage_ = TransferStage::receiving;
-  if (const std::string* text = find(headerFields_, "Content-Length")) {
+  if (const std::string* text = fieldValue(headerFields_, "Content-Length")) {
     std::size_t length = 0;
     std::from_chars(text->data(), text->data() + text->size(), length);
     body_.reserve(std::min({length, configuration_->maximumBodySize, largestReservation}));
   }
+  return true;
 }
 
 // True when libcurl goes on to another place by itself.
 bool Transfer::isFollowedRedirect() const {
   if (request_.httpMethod != "GET" && request_.httpMethod != "HEAD") return false;
-  return statusCode_ >= 300 && statusCode_ < 400 && find(headerFields_, "Location") != nullptr;
+  const std::string* target = fieldValue(headerFields_, "Location");
+  return statusCode_ >= 300 && statusCode_ < 400 && target != nullptr && !target->empty();
 }
 
-std::size_t Transfer::receiveBody(char* bytes, std::size_t size, std::size_t count, void* self) {
-  auto& transfer = *static_cast<Transfer*>(self);
-  transfer.noteProgress();
-  const std::size_t length = size * count;
-  auto& body = transfer.body_;
-  const std::size_t taken =
-      std::min(length, transfer.configuration_->maximumBodySize - body.size());
-  body.insert(body.end(), bytes, bytes + taken);
-  if (taken == length) return length;
-  transfer.excess_ = Excess::body;
-  return 0;
+bool Transfer::takeBody(std::string_view piece) {
+  const std::size_t taken = std::min(piece.size(), configuration_->maximumBodySize - body_.size());
+  body_.insert(body_.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(taken));
+  if (taken == piece.size()) return true;
+  excess_ = Excess::body;
+  return false;
 }
 
 // ---- The end of a run of the handle. ----
@@ -276,6 +273,7 @@ std::size_t Transfer::receiveBody(char* bytes, std::size_t size, std::size_t cou
 void Transfer::forgetReply() {
   statusCode_ = 0;
   headIsComplete_ = false;
+  endsWithUnassignedInterim_ = false;
   headerFields_.clear();
   body_.clear();
 }
@@ -311,6 +309,12 @@ void Transfer::goOnAsGET(std::string url) {
 }
 
 void Transfer::finish(int code) {
+  // libcurl waits for the final reply after any status below 200. When none can come any more, the
+  // server meant the one that it sent.
+  if (endsWithUnassignedInterim_ && excess_ == Excess::none && code != CURLE_OPERATION_TIMEDOUT) {
+    headIsComplete_ = true;
+    code = CURLE_OK;
+  }
   TransferOutcome outcome;
   if (code != CURLE_OK) outcome.error = errorOf(code);
   if (headIsComplete_) {
@@ -354,19 +358,23 @@ TransportFailure Transfer::failureOf(int code) const {
 
 std::shared_ptr<Error> Transfer::errorOf(int code) const {
   const TransportFailure failure = failureOf(code);
+  const auto tooLong = [&](std::string_view part, std::size_t limit) {
+    return transportError(NSURLErrorDataLengthExceedsMaximum,
+                          "could not take the answer of " + failure.host + ": its " +
+                              std::string(part) + " is longer than " + std::to_string(limit) +
+                              " bytes",
+                          failure.url);
+  };
   switch (excess_) {
     case Excess::header:
-      return transportError(NSURLErrorDataLengthExceedsMaximum,
-                            "could not take the answer of " + failure.host +
-                                ": its header is longer than " +
-                                std::to_string(configuration_->maximumHeaderSize) + " bytes",
-                            failure.url);
+      return tooLong("header", configuration_->maximumHeaderSize);
     case Excess::body:
-      return transportError(NSURLErrorDataLengthExceedsMaximum,
-                            "could not take the answer of " + failure.host +
-                                ": its body is longer than " +
-                                std::to_string(configuration_->maximumBodySize) + " bytes",
-                            failure.url);
+      return tooLong("body", configuration_->maximumBodySize);
+    case Excess::memory:
+      return transportError(
+          NSURLErrorDataLengthExceedsMaximum,
+          "could not take the answer of " + failure.host + ": there is not enough memory for it",
+          failure.url);
     case Excess::none:
       break;
   }

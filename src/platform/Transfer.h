@@ -61,7 +61,7 @@ class Transfer : public ProgressWatch::Watched {
   void fail(std::shared_ptr<Error> error);
 
  private:
-  enum class Excess { none, header, body };
+  enum class Excess { none, header, body, memory };
 
   void setRequest();
   void setHeaders();
@@ -75,16 +75,21 @@ class Transfer : public ProgressWatch::Watched {
   std::string currentURL() const;
 
   static int aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
-                         int localPort);
-  static std::size_t readBody(char* buffer, std::size_t size, std::size_t count, void* self);
-  static int refuseToRewind(void* self, std::int64_t offset, int origin);
-  static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* self);
-  static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* self);
+                         int localPort) noexcept;
+  static std::size_t readBody(char* buffer, std::size_t size, std::size_t count,
+                              void* self) noexcept;
+  static int refuseToRewind(void* self, std::int64_t offset, int origin) noexcept;
+  static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count,
+                                   void* self) noexcept;
+  static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count,
+                                 void* self) noexcept;
   bool mayBeSent(const ConnectionSockets::Ends& connection);
   void noteProgress() { surroundings_->watch.noteProgress(*this); }
+  template <typename Take>
+  bool receive(const Take& take) noexcept;
+  bool takeBody(std::string_view piece);
   bool takeHeaderLine(std::string_view line);
-  void takeHeaderField(std::string_view line);
-  void endOfHead();
+  bool takeEndOfHead();
 
   URLRequest request_;
   std::shared_ptr<const URLSessionConfiguration> configuration_;
@@ -104,6 +109,7 @@ class Transfer : public ProgressWatch::Watched {
   std::size_t headerSize_ = 0;
   long statusCode_ = 0;
   bool headIsComplete_ = false;
+  bool endsWithUnassignedInterim_ = false;
   std::vector<std::pair<std::string, std::string>> headerFields_;
   std::vector<std::uint8_t> body_;
   std::array<char, 256> errorText_{};

@@ -9,6 +9,7 @@
 
 #include "platform/BackgroundThread.h"
 #include "platform/ForkSafety.h"
+#include "platform/WorkerPool.h"
 
 namespace orx {
 namespace {
@@ -29,6 +30,7 @@ struct Handle {
 
 // The part of the engine that a fork does not take over.
 struct TransferEngine::State {
+  State* inherited = nullptr;  // the parent's, in the child of a fork
   CURLM* multi = nullptr;
   CURLSH* share = nullptr;
 
@@ -156,21 +158,28 @@ void TransferEngine::State::work() {
 }
 
 TransferEngine::TransferEngine() : state_(new State) {
-  curl_global_init(CURL_GLOBAL_DEFAULT);
   holdAcrossFork(ForkRank::transferEngine, workMutex_);
   holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
     // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
     // on the parent's connections.
     state_->surroundings.sockets.closeAll();
-    state_ = new State;
+    State* inherited = std::exchange(state_, new State);
+    state_->inherited = inherited;
   });
+}
+
+void TransferEngine::initialiseLibcurl() {
+  if (std::exchange(libcurlIsInitialised_, true)) return;
+  curl_global_init(CURL_GLOBAL_DEFAULT);
   // After libcurl and OpenSSL have registered theirs, so before they are taken down.
   std::atexit([] { shared().stop(); });
 }
 
 TransferEngine& TransferEngine::shared() {
-  static TransferEngine& engine = *new TransferEngine;
-  return engine;
+  // What completions use is to be there, and known to forks, before the first of them comes.
+  WorkerPool::shared();
+  static constinit std::atomic<TransferEngine*> slot = nullptr;
+  return processWide(slot, [] { return new TransferEngine; });
 }
 
 void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
@@ -189,6 +198,7 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
 bool TransferEngine::ensureRunning() {
   State& state = *state_;
   if (state.threadRuns) return true;
+  initialiseLibcurl();
   if (!state.makeLibcurl()) return false;
   try {
     startBackgroundThread([this, &state] { run(state); });
@@ -234,6 +244,8 @@ void TransferEngine::park(std::unique_lock<std::mutex>& lock) {
 }
 
 void TransferEngine::stop() {
+  // First, so that what has completed already reports no more.
+  WorkerPool::shared().stop();
   std::unique_lock lock(inboxMutex_);
   stopping_ = true;
   if (!state_->threadRuns) return;

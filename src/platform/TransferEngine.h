@@ -22,6 +22,8 @@ class TransferEngine {
   struct State;
 
   TransferEngine();
+  // Called with the inbox locked, so that a fork waits for its end.
+  void initialiseLibcurl();
   // True when the thread runs; called with the inbox locked.
   bool ensureRunning();
   void run(State& state);
@@ -35,6 +37,7 @@ class TransferEngine {
   // Guards what other threads see of the state.
   std::mutex inboxMutex_;
   State* state_;
+  bool libcurlIsInitialised_ = false;
   bool stopping_ = false;
   bool parked_ = false;
   std::condition_variable parkedChanged_;

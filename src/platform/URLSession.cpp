@@ -3,6 +3,7 @@
 #include <atomic>
 #include <utility>
 
+#include "platform/ForkSafety.h"
 #include "platform/Strand.h"
 #include "platform/TransferEngine.h"
 #include "platform/WorkerPool.h"
@@ -79,9 +80,10 @@ std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(
 }
 
 const std::shared_ptr<URLSession>& URLSession::sharedSession() {
-  static const auto& session =
-      *new std::shared_ptr<URLSession>(new URLSession(std::make_shared<State>()));
-  return session;
+  static constinit std::atomic<std::shared_ptr<URLSession>*> slot = nullptr;
+  return processWide(slot, [] {
+    return new std::shared_ptr<URLSession>(new URLSession(std::make_shared<State>()));
+  });
 }
 
 std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithRequest_completionHandler(

@@ -1,9 +1,11 @@
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 
+#include <atomic>
 #include <mutex>
 #include <utility>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 namespace {
@@ -15,8 +17,8 @@ struct Default {
 };
 
 Default& inForce() {
-  static Default& shared = *new Default;
-  return shared;
+  static constinit std::atomic<Default*> slot = nullptr;
+  return processWide(slot, [] { return new Default; });
 }
 
 }  // namespace

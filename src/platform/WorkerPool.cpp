@@ -1,5 +1,6 @@
 #include "platform/WorkerPool.h"
 
+#include <cstdlib>
 #include <system_error>
 #include <utility>
 
@@ -31,6 +32,8 @@ struct WorkerPool::Worker {
 };
 
 struct WorkerPool::State {
+  State* inherited = nullptr;  // the parent's, in the child of a fork
+
   struct Waiting {
     Job job;
     Clock::time_point since;
@@ -50,17 +53,20 @@ struct WorkerPool::State {
 };
 
 WorkerPool::WorkerPool() : state_(new State) {
+  std::atexit([] { shared().stop(); });
   holdAcrossFork(ForkRank::workerPool, mutex_, [this] {
     ++generation_;
-    // The parent's threads and jobs are not the child's; the old state must not be destroyed, for
-    // its condition variables have waiters.
-    state_ = new State;
+    // The parent's threads and jobs are not the child's. The old state is kept, for its condition
+    // variables have waiters.
+    State* inherited = std::exchange(state_, new State);
+    state_->inherited = inherited;
   });
+  std::atexit([] { shared().stop(); });
 }
 
 WorkerPool& WorkerPool::shared() {
-  static WorkerPool& pool = *new WorkerPool;
-  return pool;
+  static constinit std::atomic<WorkerPool*> slot = nullptr;
+  return processWide(slot, [] { return new WorkerPool; });
 }
 
 void WorkerPool::submit(Job job) {

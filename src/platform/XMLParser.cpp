@@ -89,6 +89,8 @@ class Run {
     Run& run = runOf(userData);
     if (run.depth_++ == limits::xmlDepth) {
       run.stop("elements are nested more than " + std::to_string(limits::xmlDepth) + " deep");
+    } else if (run.elements_++ == limits::xmlElements) {
+      run.stop("there are more than " + std::to_string(limits::xmlElements) + " elements");
     }
   }
 
@@ -148,6 +150,7 @@ class Run {
   XMLParser& parser_;
   XML_Parser vendor_;
   std::size_t depth_ = 0;
+  std::size_t elements_ = 0;
   std::size_t entities_ = 0;
   bool isInCDATA_ = false;
   std::shared_ptr<Error> stopError_;

@@ -1,5 +1,8 @@
 #include "service/ResultBlock.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "platform/Unicode.h"
 
 namespace orx {
@@ -57,8 +60,9 @@ std::optional<Place> firstLiteral(std::string_view text, std::size_t from,
 template <typename PlaceAt>
 std::optional<Place> lastPlace(std::string_view text, PlaceAt placeAt) {
   for (std::size_t end = text.size(); end > 0;) {
-    const std::size_t begin = text.rfind('<', end - 1);
-    if (begin == std::string_view::npos) return std::nullopt;
+    const void* const found = memrchr(text.data(), '<', end);
+    if (found == nullptr) return std::nullopt;
+    const auto begin = static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
     if (const auto place = placeAt(begin)) return place;
     end = begin;
   }
@@ -69,15 +73,40 @@ std::optional<Place> lastLiteral(std::string_view text, std::string_view literal
   return lastPlace(text, [&](std::size_t begin) { return literalAt(text, begin, literal); });
 }
 
-// The position of the next line terminator: LF, VT, FF, CR, U+0085, U+2028 or U+2029.
+constexpr std::size_t kBlockSize = 32;
+
+// Whether a line terminator may begin in this block of bytes; looks at all of them at once.
+bool mayEndLine(const char* block) {
+  unsigned found = 0;
+  for (std::size_t position = 0; position < kBlockSize; ++position) {
+    const auto byte = static_cast<unsigned char>(block[position]);
+    found |= static_cast<unsigned>(byte < 0x0E) | static_cast<unsigned>(byte == 0xC2) |
+             static_cast<unsigned>(byte == 0xE2);
+  }
+  return found != 0;
+}
+
+// Whether one stands here: LF, VT, FF, CR, U+0085, U+2028 or U+2029.
+bool isLineEnd(std::string_view text, std::size_t position) {
+  const char character = text[position];
+  if (character >= '\n' && character <= '\r') return true;
+  if (character == '\xC2') return text.substr(position, 2) == "\u0085";
+  if (character != '\xE2') return false;
+  const std::string_view three = text.substr(position, 3);
+  return three == "\u2028" || three == "\u2029";
+}
+
+// The position of the next line terminator.
 std::size_t lineEnd(std::string_view text, std::size_t from) {
-  for (std::size_t position = from; position < text.size(); ++position) {
-    const char character = text[position];
-    if (character >= '\n' && character <= '\r') return position;
-    if (character == '\xC2' && text.substr(position, 2) == "\u0085") return position;
-    if (character == '\xE2') {
-      const std::string_view three = text.substr(position, 3);
-      if (three == "\u2028" || three == "\u2029") return position;
+  for (std::size_t position = from; position < text.size();) {
+    const std::size_t left = text.size() - position;
+    if (left >= kBlockSize && !mayEndLine(text.data() + position)) {
+      position += kBlockSize;
+      continue;
+    }
+    const std::size_t stop = position + std::min(left, kBlockSize);
+    for (; position < stop; ++position) {
+      if (isLineEnd(text, position)) return position;
     }
   }
   return text.size();

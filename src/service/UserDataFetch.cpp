@@ -54,12 +54,8 @@ void ORVAAccountAPI::getUserData_completionHandler(
     XMLTask task;
     task.parser = parser;
     task.completionHandler = handler;
-    XMLTaskList& tasks = self->tasks_->list;
-    if (!tasks.append(task)) {
-      // The host took the list away; the call must report all the same.
-      tasks.setDictionaries(std::vector<Dictionary>());
-      tasks.append(std::move(task));
-    }
+    // Should the host have taken the list away, the call must report all the same.
+    self->tasks_->list.appendAnyway(std::move(task));
     parser->parse();
   };
   startSOAPCall({.envelope = soap12_request_pattern,

@@ -1,7 +1,10 @@
 #include "service/XMLTasks.h"
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
+
+#include "platform/ForkSafeMutex.h"
 
 namespace orx {
 
@@ -15,6 +18,13 @@ class CompletionHandlerObject final : public Object {
 
   const ORVAAccountAPICompletionHandler handler;
 };
+
+// One for all lists, held for the length of a look-up or an append: a mutex in every list could not
+// be kept whole across a fork.
+ForkSafeMutex& mutex() {
+  static auto& shared = *new ForkSafeMutex(ForkSafeMutex::Section::Brief);
+  return shared;
+}
 
 }  // namespace
 
@@ -47,7 +57,7 @@ XMLTask XMLTaskList::taskOf(const Dictionary& dictionary) const {
 }
 
 std::optional<std::vector<Dictionary>> XMLTaskList::dictionaries() const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex());
   if (!tasks_) return std::nullopt;
   std::vector<Dictionary> all;
   all.reserve(tasks_->size());
@@ -61,26 +71,30 @@ void XMLTaskList::setDictionaries(const std::optional<std::vector<Dictionary>>& 
     tasks.emplace();
     for (const Dictionary& dictionary : *dictionaries) tasks->push_back(taskOf(dictionary));
   }
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex());
   tasks_.swap(tasks);
 }
 
 std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* parser) const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex());
   const XMLTask* task = locate(parser);
   if (task == nullptr) return std::nullopt;
   return dictionaryOf(*task);
 }
 
-bool XMLTaskList::append(XMLTask task) {
-  const std::lock_guard lock(mutex_);
-  if (!tasks_) return false;
+void XMLTaskList::append(XMLTask task) {
+  const std::lock_guard lock(mutex());
+  if (tasks_) tasks_->push_back(std::move(task));
+}
+
+void XMLTaskList::appendAnyway(XMLTask task) {
+  const std::lock_guard lock(mutex());
+  if (!tasks_) tasks_.emplace();
   tasks_->push_back(std::move(task));
-  return true;
 }
 
 std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) const {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex());
   const XMLTask* task = locate(&parser);
   if (task == nullptr) return std::nullopt;
   return *task;
@@ -89,7 +103,7 @@ std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) const {
 void XMLTaskList::remove(const XMLParser& parser) {
   // The task's end may run foreign code (what a callback captured), so it waits for the lock's end.
   std::optional<XMLTask> removed;
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex());
   if (XMLTask* task = locate(&parser)) {
     removed = std::move(*task);
     tasks_->erase(tasks_->begin() + (task - tasks_->data()));
@@ -97,7 +111,7 @@ void XMLTaskList::remove(const XMLParser& parser) {
 }
 
 void XMLTaskList::foundCharacters(const XMLParser& parser, std::string_view characters) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex());
   XMLTask* task = locate(&parser);
   if (task == nullptr) return;
   if (!task->parsingString) task->parsingString.emplace();
@@ -105,7 +119,7 @@ void XMLTaskList::foundCharacters(const XMLParser& parser, std::string_view char
 }
 
 void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elementName) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex());
   XMLTask* task = locate(&parser);
   if (task == nullptr || !task->parsingString) return;
   task->elements.set(std::string(elementName), *std::move(task->parsingString));
@@ -113,7 +127,7 @@ void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elemen
 }
 
 void XMLTaskList::parseErrorOccurred(const XMLParser& parser, const std::shared_ptr<Error>& error) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(mutex());
   if (XMLTask* task = locate(&parser)) task->parsingError = error;
 }
 

@@ -5,7 +5,6 @@
 #include <ORXAccount/platform/XMLParser.h>
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -44,8 +43,10 @@ class XMLTaskList {
   void setDictionaries(const std::optional<std::vector<Dictionary>>& dictionaries);
   std::optional<Dictionary> dictionaryWithParser(const XMLParser* parser) const;
 
-  // False, and nothing is kept, when there is no list.
-  bool append(XMLTask task);
+  // Keeps nothing when there is no list.
+  void append(XMLTask task);
+  // Makes a list where there is none.
+  void appendAnyway(XMLTask task);
   std::optional<XMLTask> find(const XMLParser& parser) const;
   void remove(const XMLParser& parser);
 
@@ -64,7 +65,6 @@ class XMLTaskList {
   const XMLTask* locate(const XMLParser* parser) const;
 
   const XMLTaskKeys keys_;
-  mutable std::mutex mutex_;
   std::optional<std::vector<XMLTask>> tasks_;
 };
 

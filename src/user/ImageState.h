@@ -3,14 +3,17 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
 #include <memory>
-#include <mutex>
 #include <optional>
+
+#include "platform/ForkSafeMutex.h"
 
 namespace orx {
 
-// What a record knows about its picture. `mutex` guards the other fields.
+// What a record knows about its picture.
 struct ORVAAccountUser::ImageState {
-  std::mutex mutex;
+  // Guards the fields, of every record: a mutex in each could not be kept whole across a fork.
+  static ForkSafeMutex& mutex();
+
   std::optional<Data> data;
   std::shared_ptr<URLSessionDataTask> task;
   std::shared_ptr<OperationQueue> queue;

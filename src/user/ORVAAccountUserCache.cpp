@@ -4,8 +4,11 @@
 #include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/Bundle.h>
 
+#include <mutex>
 #include <stdexcept>
+#include <utility>
 
+#include "platform/ForkSafeMutex.h"
 #include "platform/KeychainStatus.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/UUID.h"
@@ -34,7 +37,28 @@ struct StoredUser {
   };
   State state = State::Unavailable;
   std::shared_ptr<ORVAAccountUser> user;
+  std::optional<std::string> uuid;
+  std::optional<Data> blob;
 };
+
+// What the last reading restored, and from what. A start-up sets the user that it has just restored
+// and so writes it back. Where another process has signed in or out in between, that writing would
+// undo it.
+struct LastRestored {
+  std::weak_ptr<ORVAAccountUser> user;
+  std::optional<std::string> uuid;
+  std::optional<Data> blob;
+};
+
+LastRestored exchangeLastRestored(LastRestored other) {
+  struct Holder {
+    ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
+    LastRestored last;
+  };
+  static auto& holder = *new Holder;
+  const std::lock_guard guard(holder.mutex);
+  return std::exchange(holder.last, std::move(other));
+}
 
 UserDefaults::StringReading readInstallationUUID() {
   auto reading = UserDefaults::standardUserDefaults()->stringForKey(ORVAAccountUserUserDefaultKey);
@@ -52,7 +76,8 @@ StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
   const auto uuid = readInstallationUUID();
   const auto blob = keychain.dataForKey(ORVAAccountUserKeychainKey);
   if (uuid.error || !blob) return {};
-  if (!uuid.value) return {.state = State::Foreign, .user = nullptr};
+  const auto foreign = StoredUser{.state = State::Foreign, .user = {}, .uuid = {}, .blob = {}};
+  if (!uuid.value) return foreign;
 
   const auto reading = KeyedUnarchiver::unarchiveObjectWithData(*blob);
   const auto* entries = reading.root.dictionary();
@@ -60,9 +85,22 @@ StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
   if (entries == nullptr) return {};
   const auto* blobUUID = (*entries)[ORVAAccountUserUUIDKey].string();
   if (blobUUID == nullptr || *blobUUID != *uuid.value) {
-    return {.state = State::Foreign, .user = nullptr};
+    return foreign;
   }
-  return {.state = State::Available, .user = restoreRecord((*entries)[ORVAAccountUserDataKey])};
+  return {.state = State::Available,
+          .user = restoreRecord((*entries)[ORVAAccountUserDataKey]),
+          .uuid = uuid.value,
+          .blob = blob};
+}
+
+std::shared_ptr<ORVAAccountUser> restoredFrom(const StoredUser& stored) {
+  exchangeLastRestored({.user = stored.user, .uuid = stored.uuid, .blob = stored.blob});
+  return stored.user;
+}
+
+bool isStillStored(const LastRestored& restored, const ORVAAccountKeychain& keychain) {
+  return readInstallationUUID().value == restored.uuid &&
+         keychain.dataForKey(ORVAAccountUserKeychainKey) == restored.blob;
 }
 
 // The UUID that ties an item to the defaults: the one that is there, else a new one, stored. Absent
@@ -93,7 +131,7 @@ void removeStoredUser(ORVAAccountKeychain& keychain) {
 std::optional<Data> archived(const std::shared_ptr<ORVAAccountUser>& user) {
   try {
     return KeyedArchiver::archivedDataWithRootObject(user);
-  } catch (const std::invalid_argument& reason) {
+  } catch (const std::exception& reason) {
     noteKeychainOutcome({.status = errSecParam,
                          .text = std::string("The user cannot be stored: ") + reason.what(),
                          .path = {},
@@ -127,6 +165,8 @@ const std::shared_ptr<ORVAAccountUserCache>& ORVAAccountUserCache::sharedInstanc
 // once would leave the UUID of one with the item of the other. Where no lock can be made because
 // nothing can be written there, the UUID cannot change either, and the work goes on without.
 void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>& user) {
+  // Whoever is stored next ends it: only the writing of a start-up itself is meant.
+  const auto restored = exchangeLastRestored({});
   if (!user) {
     // Even when another process holds on to the lock: a sign-out must not be lost.
     const auto transaction = beginTransaction();
@@ -137,6 +177,7 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
   if (!userBytes) return;
   const auto transaction = beginTransaction();
   if (transaction.lockedByAnother) return;
+  if (user == restored.user.lock() && !isStillStored(restored, *userKeychain_)) return;
   const auto uuid = installationUUID();
   if (!uuid) return;
   const Dictionary blob{{std::string(ORVAAccountUserUUIDKey), *uuid},
@@ -147,14 +188,14 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
   auto stored = readStoredUser(*userKeychain_);
-  if (stored.state != StoredUser::State::Foreign) return stored.user;
+  if (stored.state != StoredUser::State::Foreign) return restoredFrom(stored);
   // The two stores were read one after the other, and a sign-in of another process may have come
   // between. Only what is foreign while everyone else is kept out is removed.
   const auto transaction = beginTransaction();
   if (transaction.lockedByAnother) return nullptr;
   stored = readStoredUser(*userKeychain_);
   if (stored.state == StoredUser::State::Foreign) removeStoredUser(*userKeychain_);
-  return stored.user;
+  return restoredFrom(stored);
 }
 
 }  // namespace orx

@@ -1,6 +1,7 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
+#include <mutex>
 #include <utility>
 
 #include "platform/DispatchSemaphore.h"
@@ -23,6 +24,11 @@ std::shared_ptr<Error> wrongResponseError(long statusCode) {
 }
 
 }  // namespace
+
+ForkSafeMutex& ORVAAccountUser::ImageState::mutex() {
+  static auto& shared = *new ForkSafeMutex(ForkSafeMutex::Section::Brief);
+  return shared;
+}
 
 void ORVAAccountUser::loadProfileImageDataWithCompletionBlock(
     ORVAAccountProfileImageBlock completionBlock) {
@@ -48,7 +54,7 @@ void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& compl
   const auto semaphore = DispatchSemaphore::createWithCount(0);
   setLoadProfileImageSemaphore(semaphore);
   auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
-  setLoadProfileImageTask(URLSession::sharedSession()->dataTaskWithURL_completionHandler(
+  const auto task = URLSession::sharedSession()->dataTaskWithURL_completionHandler(
       pictureURL(),
       [self = std::move(self), completionBlock, semaphore](
           const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
@@ -57,8 +63,9 @@ void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& compl
         self->didReceiveProfileImage(data, error ? 0 : response->statusCode(), error,
                                      completionBlock);
         semaphore->signal();
-      }));
-  loadProfileImageTask()->resume();
+      });
+  setLoadProfileImageTask(task);
+  task->resume();
   // The record's queue waits here, without a thread: the next load of this record begins when the
   // report of this one has returned.
   semaphore->wait_then(std::move(finish));
@@ -86,44 +93,44 @@ void ORVAAccountUser::didLoadProfileImageData_error_completionBlock(
 }
 
 std::optional<Data> ORVAAccountUser::profileImageData() const {
-  const std::lock_guard lock(imageState_->mutex);
+  const std::lock_guard lock(ImageState::mutex());
   return imageState_->data;
 }
 
 void ORVAAccountUser::setProfileImageData(std::optional<Data> profileImageData) {
-  const std::lock_guard lock(imageState_->mutex);
+  const std::lock_guard lock(ImageState::mutex());
   imageState_->data.swap(profileImageData);
 }
 
 std::shared_ptr<URLSessionDataTask> ORVAAccountUser::loadProfileImageTask() const {
-  const std::lock_guard lock(imageState_->mutex);
+  const std::lock_guard lock(ImageState::mutex());
   return imageState_->task;
 }
 
 void ORVAAccountUser::setLoadProfileImageTask(
     std::shared_ptr<URLSessionDataTask> loadProfileImageTask) {
-  const std::lock_guard lock(imageState_->mutex);
+  const std::lock_guard lock(ImageState::mutex());
   imageState_->task.swap(loadProfileImageTask);
 }
 
 std::shared_ptr<OperationQueue> ORVAAccountUser::userOperationQueue() const {
-  const std::lock_guard lock(imageState_->mutex);
+  const std::lock_guard lock(ImageState::mutex());
   return imageState_->queue;
 }
 
 void ORVAAccountUser::setUserOperationQueue(std::shared_ptr<OperationQueue> userOperationQueue) {
-  const std::lock_guard lock(imageState_->mutex);
+  const std::lock_guard lock(ImageState::mutex());
   imageState_->queue.swap(userOperationQueue);
 }
 
 std::shared_ptr<DispatchSemaphore> ORVAAccountUser::loadProfileImageSemaphore() const {
-  const std::lock_guard lock(imageState_->mutex);
+  const std::lock_guard lock(ImageState::mutex());
   return imageState_->semaphore;
 }
 
 void ORVAAccountUser::setLoadProfileImageSemaphore(
     std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore) {
-  const std::lock_guard lock(imageState_->mutex);
+  const std::lock_guard lock(ImageState::mutex());
   imageState_->semaphore.swap(loadProfileImageSemaphore);
 }
 

@@ -92,6 +92,19 @@ TEST_P(AtMostOnce, OnAFreshConnection) {
   EXPECT_EQ(server.requests().size(), 1U);
 }
 
+// Else the caller would take it for a request that never left.
+TEST_P(AtMostOnce, AndSaysThatTheConnectionWasLostWhenTheServerIsGoneAltogether) {
+  TLSTestServer* place = nullptr;
+  TLSTestServer server(hosts, [&place](const Request& request) {
+    if (request.target == "/fine") return Answer::reply(200);
+    place->refuseConnections();
+    return Answer::hangUp(GetParam());
+  });
+  place = &server;
+  expectOneConnectionLost(
+      server, callOnKeptConnection(server, postRequest("https://one.example/x", "register me")));
+}
+
 TEST_P(AtMostOnce, YetReplacesAConnectionThatDiedWhileIdle) {
   TLSTestServer server(hosts, Answer::reply(200, "fine"));
   const auto session = URLSession::sessionWithConfiguration(server.configuration());

@@ -93,6 +93,36 @@ TEST_F(FileKeychainStoreTest, NamesADamagedFileAndLeavesItUntilItIsReplaced) {
   EXPECT_EQ(read->text(), "new");
 }
 
+TEST_F(FileKeychainStoreTest, KeepsWhatWasDamagedAsideUntilTheItemGoes) {
+  ASSERT_EQ(add("old").status, errSecSuccess);
+  for (const auto* damaged : {"damaged", "damaged again"}) {
+    writeContent(file, damaged);
+    ASSERT_EQ(store.update(item, Data("new"), deadline()).status, errSecSuccess);
+  }
+  EXPECT_EQ(contentOf(file.string() + ".damaged"), "damaged");
+  EXPECT_EQ(contentOf(file.string() + ".damaged-2"), "damaged again");
+  // What is whole is not kept, and what belongs to others not removed.
+  ASSERT_EQ(store.update(item, Data("newer"), deadline()).status, errSecSuccess);
+  EXPECT_FALSE(fs::exists(file.string() + ".damaged-3"));
+  const KeychainItem other{.service = item.service, .account = "someone.item.damaged-2"};
+  ASSERT_EQ(store.add(other, Data("other"), deadline()).status, errSecSuccess);
+
+  ASSERT_EQ(store.remove(item, deadline()).status, errSecSuccess);
+  for (const auto& [path, content] : testing::snapshotOf(home.path())) {
+    EXPECT_EQ(content.find("damaged again"), std::string::npos) << path;
+    EXPECT_EQ(path.find(file.string() + ".damaged"), path.ends_with(".item") ? 0 : path.npos);
+  }
+  EXPECT_EQ(store.copy(other, deadline(), read).status, errSecSuccess);
+}
+
+TEST_F(FileKeychainStoreTest, RemovesWhatIsKeptAsideEvenWhenTheItemIsGone) {
+  ASSERT_EQ(add("x").status, errSecSuccess);
+  ASSERT_EQ(store.remove(item, deadline()).status, errSecSuccess);
+  writeContent(file.string() + ".damaged", "a secret's remains");
+  EXPECT_EQ(store.remove(item, deadline()).status, errSecItemNotFound);
+  EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
+}
+
 TEST_F(FileKeychainStoreTest, DoesNotTakeAnotherItemsFileForItsOwn) {
   ASSERT_EQ(add("mine").status, errSecSuccess);
   const KeychainItem other{.service = "com.example.service", .account = "other"};
@@ -161,7 +191,7 @@ TEST_F(FileKeychainStoreTest, SaysWhoHoldsItUpAndStillReadsMeanwhile) {
                           .directory->lock("lock", deadline());
   ASSERT_TRUE(locked.lock);
   EXPECT_EQ(SecItemUpdate(query, {{"v_Data", Data("new")}}), errSecIO);
-  const auto status = keychainStatusNow();
+  const auto status = keychainStatus();
   EXPECT_NE(status.description.find("locked by another process"), std::string::npos);
   EXPECT_EQ(status.path, (directory / "lock").string());
   EXPECT_FALSE(status.remedy.empty());
@@ -180,7 +210,7 @@ TEST_F(FileKeychainStoreTest, ReportsWhyItFailedUntilItWorksAgain) {
   writeContent(file, "damaged");
   std::optional<Value> result;
   EXPECT_EQ(SecItemCopyMatching(query, result), errSecDecode);
-  const auto status = keychainStatusNow();
+  const auto status = keychainStatus();
   EXPECT_EQ(status.store, "file");
   EXPECT_EQ(status.lastError, errSecDecode);
   EXPECT_EQ(status.path, file.string());
@@ -188,8 +218,8 @@ TEST_F(FileKeychainStoreTest, ReportsWhyItFailedUntilItWorksAgain) {
   EXPECT_FALSE(status.locked);
   writeContent(file, whole);
   EXPECT_EQ(SecItemCopyMatching(query, result), errSecSuccess);
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
-  EXPECT_TRUE(keychainStatusNow().description.empty());
+  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+  EXPECT_TRUE(keychainStatus().description.empty());
 }
 
 TEST_F(FileKeychainStoreTest, IsReachedThroughTheHomeDirectoryWhereTheEnvironmentNamesNoOther) {

@@ -102,6 +102,13 @@ TEST(JSONReader, RefusesANumberBeyondEveryDouble) {
   descriptionOfRefusal(std::string(100'000, '9'));
 }
 
+TEST(JSONReader, RefusesMoreValuesThanItsLimit) {
+  std::string text = "[0";
+  for (std::size_t value = 2; value < limits::jsonValues; ++value) text += ",0";
+  EXPECT_EQ(JSONSerialization::JSONObjectWithText(text + "]").error, nullptr);
+  EXPECT_NE(descriptionOfRefusal(text + ",0]").find("more than 4000000 values"), std::string::npos);
+}
+
 TEST(JSONReader, DecodesEscapes) {
   EXPECT_EQ(readGood(R"("\"\\\/\b\f\n\r\t\u00e9\u20AC\ud83d\ude00")"),
             Value("\"\\/\b\f\n\r\t\u00E9\u20AC\U0001F600"));

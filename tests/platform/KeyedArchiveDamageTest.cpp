@@ -201,5 +201,11 @@ TEST(KeyedUnarchiver, RefusesMoreObjectsThanItsLimit) {
   expectRefusal(builder.finish(text), "too many objects");
 }
 
+TEST(KeyedArchiver, RefusesToWriteMoreObjectsThanCanBeReadBack) {
+  Array numbers;
+  for (std::size_t i = 0; i <= limits::archiveObjects; ++i) numbers.emplace_back(i);
+  EXPECT_THROW(KeyedArchiver::archivedDataWithRootObject(numbers), std::invalid_argument);
+}
+
 }  // namespace
 }  // namespace orx::testing

@@ -50,10 +50,16 @@ class StandardErrorPipe {
 
 TEST(Log, WritesTheLineUnchangedInOnePiece) {
   const StandardErrorPipe standardError(O_DIRECT);
-  NSLog("[OrvaAccount] \u00E9 %@ 100% \t\r end");
+  NSLog("[OrvaAccount] \u00E9 %@ 100% \t end");
   NSLog("");
-  EXPECT_EQ(standardError.readOnce(), "[OrvaAccount] \u00E9 %@ 100% \t\r end\n");
+  EXPECT_EQ(standardError.readOnce(), "[OrvaAccount] \u00E9 %@ 100% \t end\n");
   EXPECT_EQ(standardError.readOnce(), "\n");
+}
+
+TEST(Log, WritesControlCharactersOutSoThatNoTextSteersATerminal) {
+  const StandardErrorPipe standardError(O_DIRECT);
+  NSLog("a\x1b[2Jb\rc\x7f");
+  EXPECT_EQ(standardError.readOnce(), "a\\x1b[2Jb\\x0dc\\x7f\n");
 }
 
 TEST(Log, KeepsLineFeedsFromForgingARecord) {

@@ -8,6 +8,7 @@
 
 #include "platform/Limits.h"
 #include "platform/StoredFile.h"
+#include "support/ChildProcess.h"
 #include "support/StorageHome.h"
 #include "support/TemporaryDirectory.h"
 
@@ -289,6 +290,75 @@ TEST_F(StoredFile, IsRefusedInAPrivateDirectoryOfAnotherUser) {
   ASSERT_TRUE(opening.problem);
   EXPECT_EQ(opening.problem->kind, FileProblem::Kind::Refused);
   EXPECT_NE(opening.problem->text.find("belongs to another user"), std::string::npos);
+}
+
+TEST_F(StoredFile, IsRefusedWhenItBelongsToAnotherUser) {
+  // Only root can give a file away; everybody else has files of root, in directories of root.
+  fs::path foreign = "/etc/passwd";
+  if (geteuid() == 0) {
+    ASSERT_FALSE(open().replace("file", Data("planted")));
+    ASSERT_EQ(chown(file.c_str(), 65534, 65534), 0);
+    foreign = file;
+  }
+  const auto opening = StoredDirectory::open(foreign.parent_path(), Kind::Private, Missing::Leave);
+  const auto problem =
+      opening.problem ? opening.problem : opening.directory->read(foreign.filename()).problem;
+  ASSERT_TRUE(problem);
+  EXPECT_EQ(problem->kind, FileProblem::Kind::Refused);
+  EXPECT_NE(problem->text.find("belongs to another user"), std::string::npos);
+  EXPECT_NE(problem->remedy.find(problem->path), std::string::npos);
+}
+
+// Permissions bind everybody but root.
+void beAnOrdinaryUser(const fs::path& directory) {
+  if (geteuid() != 0) return;
+  if (chown(directory.c_str(), 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) {
+    throw std::runtime_error("cannot become an ordinary user");
+  }
+}
+
+TEST_F(StoredFile, OpensUpWhatAProcessThatDiedHadMadeUnderAHarshMask) {
+  testing::ChildProcess child([&] {
+    beAnOrdinaryUser(temporary.path());
+    for (const auto& made : {temporary / "deep", temporary / "deep/er", path}) {
+      fs::create_directories(made);
+      fs::permissions(made, fs::perms::none);
+      if (StoredDirectory::open(path, Kind::Private, Missing::Leave).problem) return 1;
+      if (open().replace("file", Data("new")) || modeOf(path) != 0700U) return 2;
+      fs::remove_all(temporary / "deep");
+    }
+    return 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST_F(StoredFile, LeavesADirectoryShutThatHoldsSomething) {
+  testing::ChildProcess child([&] {
+    beAnOrdinaryUser(temporary.path());
+    if (open().replace("file", Data("old"))) return 1;
+    for (const unsigned mode : {0000U, 0200U}) {
+      fs::permissions(path, fs::perms(mode));
+      for (const auto missing : {Missing::Leave, Missing::Create}) {
+        const auto opening = StoredDirectory::open(path, Kind::Private, missing);
+        if (!opening.problem || opening.problem->number != EACCES) return 2;
+        if (modeOf(path) != mode) return 3;
+      }
+    }
+    fs::permissions(path, fs::perms(0700));
+    return 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST_F(StoredFile, SaysThatALockCannotBeMadeRatherThanThatThereIsNone) {
+  testing::ChildProcess child([&] {
+    beAnOrdinaryUser(temporary.path());
+    const auto directory = open();
+    fs::permissions(path, fs::perms(0500));
+    const auto problem = directory.lock("lock", std::chrono::steady_clock::now()).problem;
+    return problem && problem->number == EACCES ? 0 : 1;
+  });
+  EXPECT_EQ(child.wait(), 0);
 }
 
 TEST_F(StoredFile, ReportsAFileOnTheWay) {

@@ -177,6 +177,29 @@ TEST_F(UserDefaultsTest, AreDamagedAtEveryOtherLength) {
   }
 }
 
+TEST_F(UserDefaultsTest, AreDamagedByTheChangeOfAnyBit) {
+  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  const auto whole = contentOf(file);
+  for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+    auto changed = whole;
+    changed[bit / 8] = static_cast<char>(changed[bit / 8] ^ (1U << (bit % 8)));
+    writeContent(file, changed);
+    EXPECT_TRUE(UserDefaults::isDamage(defaults.stringForKey("key").error)) << bit;
+    EXPECT_TRUE(UserDefaults::isDamage(defaults.setString_forKey("new", "key"))) << bit;
+  }
+}
+
+TEST_F(UserDefaultsTest, AreTakenFromAWriterThatKnowsNoChecksum) {
+  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  auto content = contentOf(file);
+  content.replace(content.size() - 32, 5, 5, '\0');
+  writeContent(file, content);
+  EXPECT_EQ(text("key"), "value");
+  ASSERT_FALSE(defaults.setString_forKey("another", "key"));
+  EXPECT_EQ(text("key"), "another");
+  EXPECT_NE(contentOf(file).substr(contentOf(file).size() - 32, 5), std::string(5, '\0'));
+}
+
 TEST_F(UserDefaultsTest, AreDamagedWhenTheirRootIsNoDictionary) {
   PropertyListWriter writer;
   fs::create_directories(file.parent_path());

@@ -176,6 +176,13 @@ TEST(XMLParser, StopsAtLongChainsOfEntities) {
   EXPECT_EQ(runData("<!DOCTYPE r [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><r>&a;</r>").report, "!.");
 }
 
+TEST(XMLParser, RefusesMoreElementsThanItsLimit) {
+  std::string document = "<r>";
+  for (std::size_t element = 0; element < limits::xmlElements; ++element) document += "<a/>";
+  const Outcome outcome = runData(document + "</r>");
+  EXPECT_NE(outcome.description().find("more than 1000000 elements"), std::string::npos);
+}
+
 TEST(XMLParser, NestsToTheLimitAndNoDeeper) {
   const auto nested = [](std::size_t depth) {
     std::string text;

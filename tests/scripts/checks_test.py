@@ -4,6 +4,7 @@
 import sys
 import unittest
 
+import check_decisions
 import check_exports
 import check_layering
 import check_naming
@@ -43,6 +44,24 @@ class Layering(unittest.TestCase):
     def test_refuses_private_headers_in_a_host(self):
         self.assertEqual(
             len(list(check_layering.check_host("file", '#include "platform/Log.h"'))), 1)
+
+
+class Decisions(unittest.TestCase):
+    known = check_decisions.tests_in("service", "TEST(A, B) {}\nTEST_P(A,\n       C) {}\n")
+
+    def complaints(self, text):
+        return list(check_decisions.check_text(text, self.known))
+
+    def test_finds_tests_of_every_kind(self):
+        self.assertEqual(self.known, {"service/A.B", "service/A.C"})
+
+    def test_wants_a_test_on_every_line_that_decides(self):
+        self.assertEqual(self.complaints("words\n- this. — `service/A.B`, `service/One/A.*`"), [])
+        self.assertEqual(len(self.complaints("- this.")), 1)
+        self.assertEqual(len(self.complaints("- `service/A.B` is no proof.")), 1)
+
+    def test_refuses_tests_that_are_not_there(self):
+        self.assertEqual(len(self.complaints("- this. — `service/A.X`, `user/A.B`")), 2)
 
 
 class Naming(unittest.TestCase):

@@ -3,6 +3,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "support/Operations.h"
 #include "support/ServiceTest.h"
 
 // What each operation makes of a transfer that fails, of a status, and of misuse.
@@ -10,43 +11,6 @@ namespace orx {
 namespace {
 
 using namespace orx::testing;
-using Handler = ORVAAccountAPICompletionHandler;
-using Start = std::function<void(ORVAAccountAPI&, const std::optional<Dictionary>&, Handler)>;
-
-struct Operation {
-  std::string name;
-  Start start;
-};
-
-void PrintTo(const Operation& operation, std::ostream* stream) { *stream << operation.name; }
-
-const Operation kRegister{"Register", [](auto& api, const auto& parameters, auto handler) {
-                            api.register_completeHandler(parameters, handler);
-                          }};
-const Operation kLogin{"Login", [](auto& api, const auto& parameters, auto handler) {
-                         api.login_completionHandler(parameters, handler);
-                       }};
-const Operation kLoginOpenID{"LoginOpenID", [](auto& api, const auto& parameters, auto handler) {
-                               api.loginOpenID_completionHandler(parameters, handler);
-                             }};
-const Operation kCommon{"Common", [](auto& api, const auto& parameters, auto handler) {
-                          api.commonWithApiId_parameters_completionHandler("w1", parameters,
-                                                                           handler);
-                        }};
-const Operation kWebSSO{"WebSSO", [](auto& api, const auto& parameters, auto handler) {
-                          api.apToWebSSOWithParameters_completionHandler(parameters, handler);
-                        }};
-const Operation kUserData{"UserData", [](auto& api, const auto& parameters, auto handler) {
-                            api.getUserData_completionHandler(parameters, handler);
-                          }};
-const Operation kRegisterV2{"RegisterV2", [](auto& api, const auto& parameters, auto handler) {
-                              api.registerV2WithParameters_completeHandler(parameters, handler);
-                            }};
-const Operation kLoginV2{"LoginV2", [](auto& api, const auto& parameters, auto handler) {
-                           api.loginOpenIDV2WithParameters_completionHandler(parameters, handler);
-                         }};
-
-std::string nameOf(const ::testing::TestParamInfo<Operation>& info) { return info.param.name; }
 
 class OperationTest : public ServiceTest, public ::testing::WithParamInterface<Operation> {
  protected:

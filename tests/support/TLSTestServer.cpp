@@ -138,7 +138,7 @@ TLSTestServer::TLSTestServer(std::vector<std::string> hosts, Answer answer)
 TLSTestServer::~TLSTestServer() {
   stopping_ = true;
   release();
-  shutdown(listener_, SHUT_RDWR);
+  refuseConnections();
   acceptor_.join();
   close(listener_);
   dropConnections(End::cut);
@@ -242,9 +242,14 @@ void TLSTestServer::dropConnections(End end) {
   }
 }
 
+void TLSTestServer::refuseConnections() {
+  refusing_ = true;
+  shutdown(listener_, SHUT_RDWR);
+}
+
 void TLSTestServer::acceptConnections() {
   blockAllSignals();
-  while (!stopping_) {
+  while (!refusing_) {
     const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (descriptor < 0) continue;
     const int noDelay = 1;

@@ -114,6 +114,8 @@ class TLSTestServer {
   void release() { released_.set(); }
   // Ends all connections that are open, as the given end says; new ones are taken as before.
   void dropConnections(End end);
+  // New connections are refused from here on; those that are open go on.
+  void refuseConnections();
 
  private:
   struct Connection;
@@ -133,6 +135,7 @@ class TLSTestServer {
   TemporaryDirectory directory_;
   std::unique_ptr<ssl_ctx_st, void (*)(ssl_ctx_st*)> context_;
   int listener_ = -1;
+  std::atomic<bool> refusing_{false};
   std::uint16_t port_ = 0;
   Event released_;
   std::atomic<bool> stopping_{false};

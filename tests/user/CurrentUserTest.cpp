@@ -126,7 +126,7 @@ TEST_F(CurrentUserTest, ChangesEvenWhereNothingCanBeStored) {
   ORVAAccountUser::setCurrentUser(user);
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
   EXPECT_EQ(seen.size(), 1U);
-  EXPECT_NE(keychainStatusNow().lastError, errSecSuccess);
+  EXPECT_NE(keychainStatus().lastError, errSecSuccess);
   ORVAAccountUser::setCurrentUser(nullptr);
   EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
   EXPECT_EQ(seen.size(), 2U);
@@ -139,7 +139,7 @@ TEST_F(CurrentUserTest, ChangesEvenWhenTheRecordCannotBeArchived) {
   EXPECT_NO_THROW(ORVAAccountUser::setCurrentUser(user));
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
   EXPECT_EQ(seen.size(), 2U);
-  EXPECT_EQ(keychainStatusNow().lastError, errSecParam);
+  EXPECT_EQ(keychainStatus().lastError, errSecParam);
 }
 
 TEST_F(CurrentUserTest, CanBeSetByAnObserver) {

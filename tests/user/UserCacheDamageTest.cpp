@@ -34,7 +34,7 @@ TEST_F(UserCacheWithoutDefaults, RestoresNobodyDeletesNothingAndSaysWhy) {
   const auto before = snapshotOf(home.path());
   EXPECT_EQ(restored(), "(nobody)");
   EXPECT_EQ(snapshotOf(home.path()), before);
-  const auto status = keychainStatusNow();
+  const auto status = keychainStatus();
   EXPECT_EQ(status.lastError, errSecIO);
   EXPECT_EQ(status.path, home.defaultsFile().string());
   EXPECT_FALSE(status.description.empty());
@@ -42,14 +42,14 @@ TEST_F(UserCacheWithoutDefaults, RestoresNobodyDeletesNothingAndSaysWhy) {
 
   makeReadable();
   EXPECT_EQ(restored(), "someone");
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
 }
 
 TEST_F(UserCacheWithoutDefaults, StoresNoSignInAndMakesNoNewUUID) {
   const auto before = snapshotOf(home.path());
   signIn("another");
   EXPECT_EQ(snapshotOf(home.path()), before);
-  EXPECT_NE(keychainStatusNow().lastError, errSecSuccess);
+  EXPECT_NE(keychainStatus().lastError, errSecSuccess);
   makeReadable();
   EXPECT_EQ(restored(), "someone");
   EXPECT_EQ(uuid(), installation);
@@ -72,8 +72,8 @@ TEST_F(UserCacheTest, DeletesNothingForDefaultsDamagedAtAnyLength) {
     const auto before = snapshotOf(home.path());
     EXPECT_EQ(restored(), "(nobody)") << length;
     EXPECT_EQ(snapshotOf(home.path()), before) << length;
-    EXPECT_EQ(keychainStatusNow().lastError, errSecDecode) << length;
-    EXPECT_NE(keychainStatusNow().description.find("damaged"), std::string::npos);
+    EXPECT_EQ(keychainStatus().lastError, errSecDecode) << length;
+    EXPECT_NE(keychainStatus().description.find("damaged"), std::string::npos);
   }
   writeContent(home.defaultsFile(), whole);
   EXPECT_EQ(restored(), "someone");
@@ -87,7 +87,7 @@ TEST_F(UserCacheTest, SetsDamagedDefaultsAsideAtTheNextSignInAndStoresNormally) 
   EXPECT_EQ(restored(), "another");
   EXPECT_NE(uuid(), first);
   EXPECT_EQ(contentOf(home.defaultsFile().string() + ".damaged"), "bplist00 cut");
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
 }
 
 TEST_F(UserCacheTest, DeletesNothingForAnItemDamagedAtAnyLengthAndReplacesItAtTheNextSignIn) {
@@ -99,11 +99,11 @@ TEST_F(UserCacheTest, DeletesNothingForAnItemDamagedAtAnyLengthAndReplacesItAtTh
     const auto before = snapshotOf(home.path());
     EXPECT_EQ(restored(), "(nobody)") << length;
     EXPECT_EQ(snapshotOf(home.path()), before) << length;
-    EXPECT_EQ(keychainStatusNow().path, file.string());
+    EXPECT_EQ(keychainStatus().path, file.string());
   }
   signIn("another");
   EXPECT_EQ(restored(), "another");
-  EXPECT_EQ(keychainStatusNow().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
 }
 
 TEST_F(UserCacheTest, KeepsABlobThatCannotBeUnarchivedUntilTheNextSignIn) {
@@ -157,7 +157,7 @@ TEST_F(UserCacheTest, KeepsThePreviousUserWhenTheItemCannotBeWritten) {
   setrlimit(RLIMIT_FSIZE, &small);
   signIn("another");
   setrlimit(RLIMIT_FSIZE, &before);
-  EXPECT_EQ(keychainStatusNow().lastError, errSecIO);
+  EXPECT_EQ(keychainStatus().lastError, errSecIO);
   EXPECT_EQ(restored(), "someone");
 }
 
@@ -165,7 +165,7 @@ TEST_F(UserCacheTest, WritesNoItemWhoseUUIDCouldNotBeStored) {
   writeContent(home.path() / "config", "no directory");
   signIn("someone");
   EXPECT_FALSE(blob());
-  EXPECT_NE(keychainStatusNow().lastError, errSecSuccess);
+  EXPECT_NE(keychainStatus().lastError, errSecSuccess);
 }
 
 TEST_F(UserCacheTest, RestoresWhereNothingCanBeWrittenNotEvenALock) {
@@ -182,7 +182,7 @@ TEST_F(UserCacheTest, RemovesNothingWhileAnotherProcessIsInTheMiddleOfASignIn) {
   ASSERT_TRUE(transaction.lock);
   EXPECT_EQ(restored(), "(nobody)");
   EXPECT_TRUE(blob());
-  EXPECT_NE(keychainStatusNow().description.find("locked by another process"), std::string::npos);
+  EXPECT_NE(keychainStatus().description.find("locked by another process"), std::string::npos);
 }
 
 }  // namespace

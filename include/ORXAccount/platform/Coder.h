@@ -20,7 +20,8 @@ class ORX_EXPORT Coder {
   virtual Value decodeObjectOfClass_forKey(Value::Kind kind, std::string_view key) const = 0;
 };
 
-// An object that can be archived under its class name, which is part of the stored format.
+// An object that can be archived under its class name, which is part of the stored format. Its
+// encodeWithCoder runs while the current user is being stored: it must not change the current user.
 class ORX_EXPORT SecureCoding : public Object {
  public:
   virtual std::string_view archivedClassName() const = 0;

@@ -1,8 +1,4 @@
 #pragma once
 
-// Marks what the shared library shows to a host; everything else is compiled hidden.
-#if defined(ORX_STATIC)
-#define ORX_EXPORT
-#else
+// Marks what the library shows to a host; everything else is compiled hidden.
 #define ORX_EXPORT __attribute__((visibility("default")))
-#endif

@@ -22,8 +22,9 @@ struct Notification {
 
 class NotificationCenter;
 
-// Keeps one observer registered for as long as it lives; move-only. After its destructor returned,
-// no further call of the observer begins; one that is running on another thread goes on to its end.
+// Keeps one observer registered for as long as it lives; move-only. After its destructor
+// returned, no notification posted later reaches the observer; one that another thread is
+// delivering at that moment still may, so what the block captures must be owned by it.
 // Default-constructed it observes nothing.
 class ORX_EXPORT Observation {
  public:

@@ -35,7 +35,8 @@ class ORX_EXPORT XMLParserDelegate {
 };
 
 // An event-driven reader of one XML document held in memory. It loads nothing from outside:
-// external entities and DTDs are not fetched, and the expansion of internal ones is bounded.
+// external entities and DTDs are not fetched, and the expansion of internal ones is bounded. For
+// one thread at a time: the one that sets the delegate and runs the parse.
 class ORX_EXPORT XMLParser final : public Object {
  public:
   // Reads bytes in the encoding that the document declares.

@@ -1,0 +1,99 @@
+#include <ORXAccount/ORVAAccountUser.h>
+
+#include <cstdio>
+#include <stdexcept>
+
+#include "BenchServer.h"
+#include "Measure.h"
+#include "Scenarios.h"
+#include "platform/JSONSerialization.h"
+#include "platform/KeyedArchiver.h"
+#include "service/CompletionHandler.h"
+#include "service/ResultBlock.h"
+#include "user/ArchivedClasses.h"
+
+namespace orx::bench {
+namespace {
+
+template <typename Action>
+double medianTime(long rounds, long repetitions, Action action) {
+  std::vector<double> times;
+  for (long round = 0; round < rounds; ++round) {
+    const auto begin = Clock::now();
+    for (long repetition = 0; repetition < repetitions; ++repetition) action();
+    times.push_back(microsecondsSince(begin) / static_cast<double>(repetitions));
+  }
+  return median(times);
+}
+
+// What an answer's body goes through on its way to the callback.
+bool read(const std::string& body) {
+  const auto block = matchResultBlock(body, ResultBlockPattern::Lenient);
+  if (!block) return false;
+  Value data = JSONSerialization::JSONObjectWithText(block->returnData.value_or("")).value;
+  const auto result = makeResult(std::string(block->resultDescription), std::move(data));
+  return result != nullptr;
+}
+
+std::string wrapped(const std::string& data) {
+  return "<ResultCode>1</ResultCode><ResultDesc>Success</ResultDesc>"
+         "<ReturnDataType>json</ReturnDataType><ReturnData>" +
+         data + "</ReturnData>";
+}
+
+// One line of so many bytes that is a JSON array of records.
+std::string longLine(std::size_t size) {
+  std::string data = "[";
+  while (data.size() < size) {
+    data += R"({"Code":"DEU","Name":"An entry of a long list","Value":12345},)";
+  }
+  data.back() = ']';
+  return wrapped(data);
+}
+
+// Starts and ends of blocks that never make one.
+std::string hostile(std::size_t size) {
+  std::string text;
+  while (text.size() < size) {
+    text += "<ResultCode></ResultCode><ResultDesc></ResultDesc><ReturnDataType>";
+  }
+  return text;
+}
+
+std::shared_ptr<ORVAAccountUser> userOfTwentyFields() {
+  Dictionary fields;
+  for (int index = 0; index < 20; ++index) {
+    const std::string number = std::to_string(index);
+    fields.set("field" + number, "the value of field " + number);
+  }
+  return ORVAAccountUser::initWithUserInfo(fields);
+}
+
+}  // namespace
+
+void readAnswers(const Settings& settings) {
+  const long rounds = settings.number("rounds", 15);
+  const std::string small = soapAnswer();
+  const std::string large = longLine(10'000'000);
+  const std::string bad = hostile(100'000);
+  if (!read(small) || !read(large) || read(bad)) throw std::runtime_error("wrongly read");
+  std::printf("{\"small\":%.2f,\"large\":%.0f,\"hostile\":%.1f}\n",
+              medianTime(rounds, 1000, [&] { read(small); }),
+              medianTime(std::min(rounds, 5L), 1, [&] { read(large); }),
+              medianTime(rounds, 10, [&] { read(bad); }));
+}
+
+void archiveUsers(const Settings& settings) {
+  const long rounds = settings.number("rounds", 15);
+  const Value user = userOfTwentyFields();
+  const Data archive = KeyedArchiver::archivedDataWithRootObject(user);
+  registerArchivedClasses();
+  if (KeyedUnarchiver::unarchiveObjectWithData(archive).error) {
+    throw std::runtime_error("the archive cannot be read");
+  }
+  std::printf("{\"archive\":%.2f,\"unarchive\":%.2f}\n",
+              medianTime(rounds, 1000, [&] { KeyedArchiver::archivedDataWithRootObject(user); }),
+              medianTime(rounds, 1000, [&] { KeyedUnarchiver::unarchiveObjectWithData(archive); }));
+}
+
+}  // namespace orx::bench

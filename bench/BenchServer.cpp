@@ -1,0 +1,70 @@
+#include "BenchServer.h"
+
+#include <ORXAccount/ORVAAccountConstants.h>
+#include <curl/curl.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "LibraryCalls.h"
+#include "config/Servers.h"
+#include "service/SOAPCall.h"
+
+namespace orx::bench {
+namespace {
+
+// What one call of the library sends.
+std::string soapRequest() {
+  return filledEnvelope({.envelope = lumcusinfo_asmx_pattern,
+                         .path = kCustomerInfoPath,
+                         .apiID = loginAPIID,
+                         .parameterText = parameterText(benchParameters())},
+                        {benchAPI()->appID(), benchAPI()->appKey()});
+}
+
+}  // namespace
+
+std::string soapAnswer() {
+  return R"(<?xml version="1.0" encoding="utf-8"?><soap:Envelope)"
+         R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/")"
+         R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")"
+         R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema"><soap:Body>)"
+         R"(<CallResponse xmlns=")" ORX_SERVICE_NAMESPACE R"("><CallResult>)"
+         R"(<ResultCode>1</ResultCode><ResultDesc>Success</ResultDesc>)"
+         R"(<ReturnDataType>json</ReturnDataType><ReturnData>[{"CusID":"CUS0001234567",)"
+         R"("Login":"ann@example.com","Email":"ann@example.com","FirstName":"Ann",)"
+         R"("LastName":"Example","NickName":"annie","Country":"DEU","Region":"",)"
+         R"("Birthdate":"1985-07-14T08:30:00","Gender":"F","Mobile":"+491700000000",)"
+         R"("Education":"4","Profession":"12","Picture":"/pictures/0001234567.png",)"
+         R"("Ticket":"8f14e45fceea167a5a36dedd4bea2543c9f0f895fb98ab9159f51fd0297e236d",)"
+         R"("Newsletter":true,"Logins":217,"LastLogin":"2016-03-01T12:00:00",)"
+         R"("Street":"Long Street 17","City":"Example Town","PostalCode":"01234",)"
+         R"("Company":"Example and Sons"}]</ReturnData></CallResult></CallResponse>)"
+         R"(</soap:Body></soap:Envelope>)";
+}
+
+BenchServer::BenchServer(bool offersHTTP2)
+    : nginx_({.hosts = {ORX_BENCH_HOST, ORX_BENCH_OTHER_HOST},
+              .answer = soapAnswer(),
+              .offersHTTP2 = offersHTTP2,
+              .extra = {}}) {
+  URLSessionConfiguration configuration = nginx_.configuration();
+  configuration.usesHTTP2 = offersHTTP2;
+  URLSessionConfiguration::setDefaultConfiguration(configuration);
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+
+  work_ = {.host = ORX_BENCH_HOST,
+           .port = nginx_.port(),
+           .path = std::string(kCustomerInfoPath),
+           .contentType = "text/xml; charset=utf-8",
+           .body = soapRequest(),
+           .answer = soapAnswer(),
+           .caFile = nginx_.caFile(),
+           .bundleFile = (directory_ / "bundle.pem").string()};
+  const char* distribution = curl_version_info(CURLVERSION_NOW)->cainfo;
+  std::ofstream bundle(work_.bundleFile);
+  bundle << std::ifstream(distribution != nullptr ? distribution : "").rdbuf();
+  bundle << std::ifstream(work_.caFile).rdbuf();
+}
+
+}  // namespace orx::bench

@@ -1,0 +1,82 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "BenchServer.h"
+#include "Measure.h"
+#include "Scenarios.h"
+
+namespace orx::bench {
+namespace {
+
+struct Entry {
+  std::string name;
+  std::unique_ptr<Contestant> contestant;
+  // How many calls make up a round, for a contestant that costs so many times the floor.
+  std::size_t cost;
+};
+
+std::vector<Entry> entriesFor(const Work& work) {
+  std::vector<Entry> entries;
+  entries.push_back({"curl_multi, kept", keptCurlHandles(work), 1});
+  entries.push_back({"orx common", commonCalls(), 1});
+  entries.push_back({"orx login", logins(), 1});
+  entries.push_back({"Boost.Beast, kept", keptBeastStreams(work), 1});
+  entries.push_back({"cpp-httplib, kept", keptHttplibClients(work), 1});
+  entries.push_back({"cpp-httplib, fresh", freshHttplibClients(work), 20});
+  entries.push_back({"curl handle a call", freshCurlHandles(work, work.caFile), 20});
+  entries.push_back(
+      {"curl handle a call, CA bundle", freshCurlHandles(work, work.bundleFile), 400});
+  return entries;
+}
+
+// Enough for a steady state, and for the costly ones not to take the whole day.
+std::size_t callsOf(const Entry& entry, std::size_t inFlight, std::size_t calls) {
+  return std::max({calls / entry.cost, inFlight, std::size_t{8}});
+}
+
+void measure(Entry& entry, std::size_t inFlight, std::size_t calls, long round) {
+  const double processorBefore = processorTime();
+  const auto begin = Clock::now();
+  const std::vector<double> times = entry.contestant->run(inFlight, calls);
+  const double wall = microsecondsSince(begin);
+  const double processor = processorTime() - processorBefore;
+  const auto count = static_cast<double>(calls);
+  std::printf(
+      "{\"contestant\":\"%s\",\"inFlight\":%zu,\"round\":%ld,\"calls\":%zu,\"cpu\":%.2f,"
+      "\"p50\":%.2f,\"p99\":%.2f,\"perSecond\":%.0f}\n",
+      entry.name.c_str(), inFlight, round, calls, processor / count, percentile(times, 0.5),
+      percentile(times, 0.99), count * 1e6 / wall);
+  std::fflush(stdout);
+}
+
+bool isWanted(const Entry& entry, const std::string& only) {
+  return only.empty() || entry.name.find(only) != std::string::npos;
+}
+
+}  // namespace
+
+void compareContestants(const Settings& settings) {
+  const long rounds = settings.number("rounds", 9);
+  const auto calls = static_cast<std::size_t>(settings.number("calls", 4000));
+  const long onlyInFlight = settings.number("inflight", 0);
+  const std::string only = settings.text("only");
+  const BenchServer server(settings.number("http2", 0) != 0);
+  auto entries = entriesFor(server.work());
+  std::erase_if(entries, [&](const Entry& entry) { return !isWanted(entry, only); });
+
+  for (const std::size_t inFlight : {1U, 16U, 256U}) {
+    if (onlyInFlight != 0 && inFlight != static_cast<std::size_t>(onlyInFlight)) continue;
+    for (auto& entry : entries) entry.contestant->run(inFlight, std::max<std::size_t>(inFlight, 8));
+    for (long round = 0; round < rounds; ++round) {
+      // Starting with another one each time, so that nobody has a place of his own.
+      std::rotate(entries.begin(), entries.begin() + 1, entries.end());
+      for (auto& entry : entries) {
+        // Parsing the bundle 256 times a round says nothing that one round does not.
+        if (entry.cost > 100 && inFlight > 16 && round > 0) continue;
+        measure(entry, inFlight, callsOf(entry, inFlight, calls), round);
+      }
+    }
+  }
+}
+
+}  // namespace orx::bench

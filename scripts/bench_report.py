@@ -1,0 +1,222 @@
+"""Turns what the benchmarks measured into docs/benchmarks.md and two plots."""
+
+import collections
+import math
+import statistics
+
+KEPT_TEXT = "## Where the time goes"
+FLOOR = "curl_multi, kept"
+OURS = ("orx common", "orx login")
+FRESH = "curl handle a call"
+BUNDLE = "curl handle a call, CA bundle"
+
+
+def medians(rows):
+    """(contestant, in flight) -> the medians of its rounds."""
+    rounds = collections.defaultdict(list)
+    for row in rows:
+        rounds[row["contestant"], row["inFlight"]].append(row)
+    return {
+        key: {name: statistics.median(row[name] for row in of)
+              for name in ("cpu", "p50", "p99", "perSecond")}
+        for key, of in rounds.items()
+    }
+
+
+def microseconds(value):
+    return f"{value:,.1f}" if value < 100 else f"{value:,.0f}"
+
+
+def comparison_table(table):
+    lines = [
+        "| in flight | contestant | CPU per call | of the floor | p50 | of the floor | p99 | calls/s |",
+        "|---:|---|---:|---:|---:|---:|---:|---:|",
+    ]
+    for in_flight in sorted({key[1] for key in table}):
+        floor = table[FLOOR, in_flight]
+        entries = [(key[0], value) for key, value in table.items() if key[1] == in_flight]
+        for name, row in sorted(entries, key=lambda entry: entry[1]["cpu"]):
+            shown = f"**{name}**" if name in OURS else name
+            lines.append(
+                f"| {in_flight} | {shown} | {microseconds(row['cpu'])} µs "
+                f"| {row['cpu'] / floor['cpu']:.2f} | {microseconds(row['p50'])} µs "
+                f"| {row['p50'] / floor['p50']:.2f} | {microseconds(row['p99'])} µs "
+                f"| {row['perSecond']:,.0f} |"
+            )
+    return lines
+
+
+def verdict(reached):
+    return "yes" if reached else "**no**"
+
+
+def ratio_figures(table):
+    """The rows that compare us with others, each with what was measured and whether it will do."""
+    rows = []
+    worst = {n: max(table[name, n]["cpu"] for name in OURS) / table[FLOOR, n]["cpu"]
+             for n in (1, 16, 256)}
+    for in_flight, goal in ((1, 1.5), (16, 1.15), (256, 1.15)):
+        rows.append((f"CPU per call over the floor, {in_flight} in flight", f"≤ {goal}",
+                     f"{worst[in_flight]:.2f}", worst[in_flight] <= goal))
+    latency = max(table[name, 1]["p50"] for name in OURS) / table[FLOOR, 1]["p50"]
+    rows.append(("p50 latency over the floor, 1 in flight", "≤ 1.15", f"{latency:.2f}",
+                 latency <= 1.15))
+    ours = max(table[name, 16]["cpu"] for name in OURS)
+    fresh = table[FRESH, 16]["cpu"] / ours
+    bundle = table[BUNDLE, 16]["cpu"] / ours
+    rows.append(("CPU of a fresh handle a call over ours, 16 in flight", "≥ 20", f"{fresh:.0f}",
+                 fresh >= 20))
+    rows.append(("the same with the distribution's CA bundle", "≥ 300", f"{bundle:.0f}",
+                 bundle >= 300))
+    return rows
+
+
+def load_figures(results):
+    hold = results["hold"][0]
+    good = (hold["errors"] == 0 and hold["threads"] <= 32 and hold["KiBPerCall"] <= 64
+            and hold["submitP50"] <= 20)
+    rows = [(f"{hold['calls']:,} calls in flight against a slow server",
+             "0 errors, ≤ 32 threads, ≤ 64 KiB a call, submit ≤ 20 µs",
+             f"{hold['errors']} errors, {hold['threads']} threads, {hold['KiBPerCall']:.1f} KiB, "
+             f"submit {hold['submitP50']:.1f} µs (p99 {hold['submitP99']:.0f})", good)]
+    one, eight = (statistics.median(row["perCall"] for row in results["submit"]
+                                    if row["threads"] == count) for count in (1, 8))
+    rows.append(("starting a call, wall time over all threads", "8 threads no slower than 1",
+                 f"1 thread {one:.1f} µs, 8 threads {eight:.1f} µs", eight <= one * 1.15))
+    steps = results["endure"]
+    first, last = steps[1], steps[-1]
+    growth = last["residentKiB"] - first["residentKiB"]
+    flat = (growth < first["residentKiB"] * 0.1 and last["threads"] <= first["threads"] + 4
+            and last["descriptors"] <= first["descriptors"] + 4)
+    rows.append((f"{last['calls']:,} calls in one process", "flat after warm-up",
+                 f"RSS {growth:+,} KiB, descriptors {last['descriptors'] - first['descriptors']:+}, "
+                 f"threads {last['threads'] - first['threads']:+}", flat))
+    idle = results["idle"][0]
+    rows.append(("idle library", "no wake-ups, workers retired",
+                 f"{idle['contextSwitches']} wake-ups, {idle['threads']} threads",
+                 idle["contextSwitches"] == 0 and idle["threads"] <= 4))
+    return rows
+
+
+def local_figures(results):
+    read, archive, restore = results["read"][0], results["archive"][0], results["restore"][0]
+    include = results["include"]
+    more = include["umbrella"] - include["plain"]
+    over = restore["restored"] - restore["empty"]
+    kib = results["size"] / 1024
+    return [
+        ("1 KB answer → result", "≤ 10 µs", f"{read['small']:.1f} µs", read["small"] <= 10),
+        ("10 MB on one line → result", "≤ 60 ms", f"{read['large'] / 1000:.0f} ms",
+         read["large"] <= 60e3),
+        ("hostile 100 KB → result", "≤ 2 ms", f"{read['hostile'] / 1000:.2f} ms",
+         read["hostile"] <= 2000),
+        ("process start → restored user", "≤ 10 ms, ≤ 2 ms over an empty program",
+         f"{restore['restored'] / 1000:.1f} ms, {over / 1000:.1f} ms over",
+         restore["restored"] <= 10e3 and over <= 2e3),
+        ("archive and unarchive a user of 20 fields", "≤ 15 µs each",
+         f"{archive['archive']:.1f} µs and {archive['unarchive']:.1f} µs",
+         max(archive.values()) <= 15),
+        ("including the umbrella header", "≤ 0.8 s over `<string>` and `<functional>`",
+         f"{more:.2f} s over", more <= 0.8),
+        ("stripped shared library", "≤ 700 KiB", f"{kib:.0f} KiB", kib <= 700),
+    ]
+
+
+def figures_table(results, table):
+    lines = ["| what | goal | measured | reached |", "|---|---|---|---|"]
+    for what, goal, measured, reached in (
+        ratio_figures(table) + load_figures(results) + local_figures(results)
+    ):
+        lines.append(f"| {what} | {goal} | {measured} | {verdict(reached)} |")
+    return lines
+
+
+COLOURS = ["#000000", "#d1495b", "#edae49", "#00798c", "#30638e", "#8d6a9f", "#7a9e44", "#a0522d"]
+WIDTH, HEIGHT, LEFT, TOP, BOTTOM, LEGEND = 760, 420, 70, 40, 60, 230
+
+
+def plot(table, field, title):
+    """Both axes logarithmic; one line for each contestant."""
+    names = sorted({key[0] for key in table}, key=lambda name: table[name, 16][field])
+    counts = sorted({key[1] for key in table})
+    values = [row[field] for row in table.values()]
+    low, high = math.floor(math.log10(min(values))), math.ceil(math.log10(max(values)))
+
+    def x(count):
+        share = math.log(count / counts[0]) / math.log(counts[-1] / counts[0])
+        return LEFT + share * (WIDTH - LEFT - LEGEND)
+
+    def y(value):
+        share = (math.log10(value) - low) / (high - low)
+        return HEIGHT - BOTTOM - share * (HEIGHT - TOP - BOTTOM)
+
+    parts = [
+        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" '
+        'font-family="sans-serif" font-size="12">',
+        f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
+        f'<text x="{LEFT}" y="22" font-size="15">{title}</text>',
+    ]
+    for power in range(low, high + 1):
+        at = y(10.0**power)
+        parts.append(f'<line x1="{LEFT}" y1="{at:.1f}" x2="{WIDTH - LEGEND}" y2="{at:.1f}" '
+                     'stroke="#ddd"/>')
+        parts.append(f'<text x="{LEFT - 8}" y="{at + 4:.1f}" text-anchor="end">'
+                     f"{10**power:,} µs</text>")
+    for count in counts:
+        parts.append(f'<text x="{x(count):.1f}" y="{HEIGHT - BOTTOM + 20}" text-anchor="middle">'
+                     f"{count}</text>")
+    parts.append(f'<text x="{(LEFT + WIDTH - LEGEND) / 2}" y="{HEIGHT - 15}" '
+                 'text-anchor="middle">calls in flight</text>')
+    for index, name in enumerate(names):
+        colour = COLOURS[index % len(COLOURS)]
+        points = [(x(n), y(table[name, n][field])) for n in counts if (name, n) in table]
+        path = " ".join(f"{px:.1f},{py:.1f}" for px, py in points)
+        width = 3 if name in OURS else 1.5
+        parts.append(f'<polyline points="{path}" fill="none" stroke="{colour}" '
+                     f'stroke-width="{width}"/>')
+        parts += [f'<circle cx="{px:.1f}" cy="{py:.1f}" r="3" fill="{colour}"/>'
+                  for px, py in points]
+        row = TOP + 20 * (len(names) - index)
+        parts.append(f'<text x="{WIDTH - LEGEND + 16}" y="{row}" fill="{colour}">{name}</text>')
+    return "\n".join(parts + ["</svg>", ""])
+
+
+def kept_text(file):
+    if not file.exists():
+        return ""
+    _, mark, rest = file.read_text().partition(KEPT_TEXT)
+    return mark + rest
+
+
+def write(docs, results, machine, command):
+    table = medians(results["compare"])
+    (docs / "benchmarks-cpu.svg").write_text(plot(table, "cpu", "CPU per call"))
+    (docs / "benchmarks-p99.svg").write_text(plot(table, "p99", "99th percentile of a call's time"))
+    file = docs / "benchmarks.md"
+    text = [
+        "# Benchmarks",
+        "",
+        f"Written by `{command}`. All contestants make the same call, a SOAP request of about 700 "
+        "bytes over TLS to an nginx on",
+        "loopback that reads it whole and answers with 1 KB, with certificate and name verified, in "
+        "interleaved rounds; each",
+        "number is the median of its rounds. CPU is that of the calling process (user and system). "
+        "Absolute numbers belong to",
+        "this machine; the ratios are what is looked at.",
+        "",
+        *[f"- {line}" for line in machine],
+        "",
+        "## Figures",
+        "",
+        *figures_table(results, table),
+        "",
+        "## The same work by different means",
+        "",
+        "![CPU per call](benchmarks-cpu.svg)",
+        "![p99](benchmarks-p99.svg)",
+        "",
+        *comparison_table(table),
+        "",
+    ]
+    kept = kept_text(file)
+    file.write_text("\n".join(text) + ("\n" + kept if kept else ""))

@@ -1,0 +1,53 @@
+#!/usr/bin/env python3
+"""Every line of docs/decisions.md names a test, and every test that it names is there.
+
+usage: check_decisions.py
+"""
+
+import fnmatch
+import re
+import sys
+
+from cpp_source import ROOT, files, report
+
+_TEST = re.compile(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)", re.MULTILINE)
+_COMMAND = re.compile(r"add_test\(\s*NAME ([\w/-]+)")
+# With the instance that a suite of parameters is run under, or without it.
+_NAMED = re.compile(r"`([a-z]+/)(?:\w+/)?([\w.*-]+)`")
+
+
+def tests_in(folder, text):
+    """Names as "platform/XMLParser.RunsOnce", of one source file below tests/`folder`."""
+    return {f"{folder}/{suite}.{name}" for suite, name in _TEST.findall(text)}
+
+
+def all_tests():
+    known = set()
+    for path in files(["tests"], ".cpp"):
+        folder = path.relative_to(ROOT / "tests").parts[0]
+        known |= tests_in(folder, path.read_text(encoding="utf-8"))
+    for path in (ROOT / "tests").rglob("CMakeLists.txt"):
+        known |= set(_COMMAND.findall(path.read_text(encoding="utf-8")))
+    return known
+
+
+def check_text(text, known):
+    for number, line in enumerate(text.splitlines(), 1):
+        if not line.startswith("- "):
+            continue
+        named = [folder + name for folder, name in _NAMED.findall(line.partition(" — ")[2])]
+        if not named:
+            yield f"docs/decisions.md:{number}: names no test"
+        for name in named:
+            if not fnmatch.filter(known, name):
+                yield f"docs/decisions.md:{number}: there is no test {name}"
+
+
+def main():
+    known = all_tests()
+    text = (ROOT / "docs" / "decisions.md").read_text(encoding="utf-8")
+    return report(list(check_text(text, known)), f"decisions and {len(known)} tests")
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/TemporaryDirectory.h"
+
+// Answers that a broken or malicious server may send.
+namespace orx::testing {
+
+struct HostileAnswer {
+  std::string name;
+  std::string text;
+};
+
+// Documents that no XML parser should accept, or not go to the end of.
+std::vector<HostileAnswer> hostileXML();
+// Texts that no JSON reader should accept.
+std::vector<HostileAnswer> hostileJSON();
+// Both, and texts that are neither.
+std::vector<HostileAnswer> hostileAnswers();
+
+std::string repeated(std::string_view text, std::size_t count);
+// An element with that many attributes, and this content.
+std::string elementWithAttributes(std::size_t count, const std::string& content);
+
+// A file and a port that documents name, which nobody may open.
+class ForbiddenPlaces {
+ public:
+  ForbiddenPlaces();
+  ForbiddenPlaces(const ForbiddenPlaces&) = delete;
+  ForbiddenPlaces& operator=(const ForbiddenPlaces&) = delete;
+  ~ForbiddenPlaces();
+
+  // The file's content.
+  static constexpr const char* secret = "nobody may read this";
+  // Document types, each of which names one of the two places as an entity that "&e;" stands for,
+  // or as a part of the document type itself.
+  std::vector<std::string> documentTypes() const;
+
+  bool fileWasOpened() const;
+  bool portWasReached() const;
+
+ private:
+  TemporaryDirectory directory_;
+  int watch_ = -1;
+  int listener_ = -1;
+  std::uint16_t port_ = 0;
+};
+
+// The most memory that this process has had at one time, in bytes.
+std::size_t peakMemory();
+
+}  // namespace orx::testing

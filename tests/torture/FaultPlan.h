@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// What goes wrong with the system calls that the library makes in this program. The library is
+// linked statically, so its calls of the C library come to the functions of FaultPlan.cpp.
+namespace orx::torture {
+
+struct FaultPlan {
+  enum class Action {
+    CountOnly,
+    KillBefore,  // SIGKILL in place of the call
+    KillAfter,   // SIGKILL once the call is done
+    Fail,        // the call does nothing and sets errno to `number`
+    ShortWrite,  // a write takes half of what it is given, one byte of one; zero where `number` is
+                 // 0
+  };
+  Action action = Action::CountOnly;
+  unsigned at = 0;        // which counted call it befalls; the first is 1
+  bool forEver = false;   // and every counted call after it
+  int number = 0;         // errno
+  bool readsToo = false;  // counts calls that only read, besides those that change the disk
+};
+
+// Counts from now on. Not while another thread makes calls.
+void begin(const FaultPlan& plan);
+// Ends what `begin` began and gives the names of the calls that were counted, in their order.
+std::vector<std::string> end();
+
+}  // namespace orx::torture

@@ -1,0 +1,224 @@
+// A host application that does one thing with the stored user and is killed, or meets a failing
+// disk, at a chosen moment. It reads one request a line, a JSON object, and answers each with a
+// line. Each request is carried out by a process of its own, forked from one that has never used
+// the library, so that it finds what a newly started program finds.
+
+#include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountConstants.h>
+#include <ORXAccount/ORVAAccountUser.h>
+#include <ORXAccount/ORVAAccountUserCache.h>
+#include <ORXAccount/platform/Bundle.h>
+#include <ORXAccount/platform/NotificationCenter.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <iostream>
+#include <stdexcept>
+
+#include "platform/JSONSerialization.h"
+#include "platform/KeychainStatus.h"
+#include "torture/Crowd.h"
+#include "torture/FaultPlan.h"
+
+namespace orx::torture {
+
+namespace {
+
+// No operation may take longer; what hangs is killed and reported as killed by this.
+constexpr unsigned longest = 60;
+
+std::string textIn(const Dictionary& request, std::string_view key) {
+  return request[key].text().value_or(std::string());
+}
+
+std::int64_t numberIn(const Dictionary& request, std::string_view key) {
+  return request[key].integer().value_or(0);
+}
+
+FaultPlan planIn(const Dictionary& request) {
+  using Action = FaultPlan::Action;
+  const auto name = textIn(request, "action");
+  FaultPlan plan;
+  if (name == "kill-before") plan.action = Action::KillBefore;
+  if (name == "kill-after") plan.action = Action::KillAfter;
+  if (name == "fail") plan.action = Action::Fail;
+  if (name == "short") plan.action = Action::ShortWrite;
+  plan.at = static_cast<unsigned>(numberIn(request, "at"));
+  plan.forEver = request["forEver"].boolean().value_or(false);
+  plan.number = static_cast<int>(numberIn(request, "errno"));
+  plan.readsToo = request["reads"].boolean().value_or(false);
+  return plan;
+}
+
+void killMyselfAfter(std::int64_t microseconds) {
+  sigevent event{};
+  event.sigev_notify = SIGEV_SIGNAL;
+  event.sigev_signo = SIGKILL;
+  timer_t timer{};
+  itimerspec when{};
+  when.it_value.tv_sec = microseconds / 1'000'000;
+  when.it_value.tv_nsec = microseconds % 1'000'000 * 1000;
+  if (timer_create(CLOCK_MONOTONIC, &event, &timer) != 0 ||
+      timer_settime(timer, 0, &when, nullptr) != 0) {
+    throw std::runtime_error("cannot set the timer");
+  }
+}
+
+std::shared_ptr<ORVAAccountUser> userNamed(const std::string& login) {
+  return ORVAAccountUser::initWithUserInfo(Dictionary{{"login", login},
+                                                      {"email", login + "@example.com"},
+                                                      {"first_name", login},
+                                                      {"cus_id", 12345678901}});
+}
+
+void start() {
+  ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
+      std::nullopt, "key", "application", false);
+}
+
+// What comes before the operation, and the operation.
+void prepare(std::string_view operation) {
+  if (operation == "switch" || operation == "sign-out") start();
+}
+
+void operate(std::string_view operation, const std::string& login) {
+  if (operation == "start") return start();
+  if (operation == "sign-in" || operation == "switch") {
+    return ORVAAccountUser::setCurrentUser(userNamed(login));
+  }
+  if (operation == "sign-out") return ORVAAccountUser::setCurrentUser(nullptr);
+  if (operation == "clear") return ORVAAccountUserCache::sharedInstance()->setCachedUser(nullptr);
+  throw std::invalid_argument("no such operation");
+}
+
+Dictionary statusAsDictionary() {
+  const auto status = keychainStatus();
+  return {{"code", status.lastError},
+          {"description", status.description},
+          {"path", status.path},
+          {"remedy", status.remedy}};
+}
+
+Dictionary torment(const Dictionary& request) {
+  const auto operation = textIn(request, "operation");
+  const auto login = textIn(request, "login");
+  prepare(operation);
+  std::int64_t notifications = 0;
+  const auto observation =
+      NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+          ORVAAccountUserDidChangeNotification, nullptr,
+          [&](const Notification&) { ++notifications; });
+  if (const auto delay = numberIn(request, "killAfter")) killMyselfAfter(delay);
+  const auto began = std::chrono::steady_clock::now();
+  begin(planIn(request));
+  operate(operation, login);
+  Array calls;
+  for (const auto& name : end()) calls.emplace_back(name);
+  const auto took = std::chrono::steady_clock::now() - began;
+
+  const auto user = ORVAAccountUser::currentUser();
+  return {{"calls", calls},
+          {"user", user ? Value(user->login().value_or("(none)")) : Value()},
+          {"notifications", notifications},
+          {"microseconds", std::chrono::duration_cast<std::chrono::microseconds>(took).count()},
+          {"status", statusAsDictionary()}};
+}
+
+Dictionary crowd(const Dictionary& request) {
+  if (const auto delay = numberIn(request, "killAfter")) killMyselfAfter(delay);
+  return joinCrowd({.process = static_cast<int>(numberIn(request, "process")),
+                    .threads = static_cast<int>(numberIn(request, "threads")),
+                    .seconds = request["seconds"].number().value(),
+                    .counters = textIn(request, "counters")});
+}
+
+// What root may do anyway would hide what others may not.
+void becomeUser(std::int64_t user) {
+  const auto number = static_cast<uid_t>(user);
+  if (setresgid(number, number, number) != 0 || setresuid(number, number, number) != 0) {
+    throw std::runtime_error("cannot become another user");
+  }
+}
+
+Dictionary carryOut(const Dictionary& request) {
+  alarm(longest);
+  if (const auto user = numberIn(request, "userID")) becomeUser(user);
+  const auto home = textIn(request, "home");
+  setenv("XDG_CONFIG_HOME", (home + "/config").c_str(), 1);
+  setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
+  // No session bus, as on a server: only the files are tormented, under the default policy with all
+  // that it writes, and no keyring of the user's own.
+  setenv("XDG_RUNTIME_DIR", (home + "/run").c_str(), 1);
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  Bundle::mainBundle()->setBundleIdentifier("com.example.host");
+  umask(static_cast<mode_t>(numberIn(request, "umask")));
+  return textIn(request, "operation") == "crowd" ? crowd(request) : torment(request);
+}
+
+void writeWhole(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const auto count = ::write(descriptor, text.data(), text.size());
+    if (count < 0) _exit(4);
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+[[noreturn]] void beChild(int descriptor, const std::string& line) {
+  int status = 0;
+  try {
+    const auto request = JSONSerialization::JSONObjectWithText(line);
+    if (request.value.dictionary() == nullptr) throw std::invalid_argument("no request: " + line);
+    writeWhole(descriptor,
+               JSONSerialization::textWithJSONObject(carryOut(*request.value.dictionary())));
+  } catch (const std::exception& reason) {
+    std::cerr << "torture_host: " << reason.what() << '\n';
+    status = 3;
+  }
+  _exit(status);
+}
+
+std::string readWhole(int descriptor) {
+  std::string text;
+  std::array<char, 4096> buffer{};
+  while (true) {
+    const auto count = ::read(descriptor, buffer.data(), buffer.size());
+    if (count <= 0) return text;
+    text.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::string answerTo(const std::string& line) {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) throw std::runtime_error("cannot make a pipe");
+  const pid_t child = fork();
+  if (child < 0) throw std::runtime_error("cannot fork");
+  if (child == 0) {
+    ::close(ends[0]);
+    beChild(ends[1], line);
+  }
+  ::close(ends[1]);
+  const auto text = readWhole(ends[0]);
+  ::close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return text;
+  const bool killed = WIFSIGNALED(status);
+  return JSONSerialization::textWithJSONObject(
+      Dictionary{{killed ? "signal" : "exit", killed ? WTERMSIG(status) : WEXITSTATUS(status)}});
+}
+
+}  // namespace
+
+}  // namespace orx::torture
+
+int main() {
+  for (std::string line; std::getline(std::cin, line);) {
+    std::cout << orx::torture::answerTo(line) << std::endl;
+  }
+}

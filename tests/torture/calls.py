@@ -1,0 +1,59 @@
+"""Whether every call by which the library could change the disk is one that can be made to fail: those
+are defined in the host program itself, and any other would be undefined there. And whether they come
+in the order that a crash of the machine wants, which no kill of a process can show."""
+
+import re
+import subprocess
+
+from scenarios import SCENARIOS, Bench
+
+CHANGES_THE_DISK = re.compile(
+    r"(open|openat|creat|fopen|fdopen|freopen|mkstemp|mkostemp|mkdtemp)(64)?|mkdir(at)?|mknod(at)?|"
+    r"mkfifo(at)?|p?write(v|64|v2)?|f(data)?sync|sync(fs)?|sync_file_range|rename(at2?)?|"
+    r"(sym)?link(at)?|unlink(at)?|rmdir|remove|f?l?ch(mod|own)(at)?|f?truncate(64)?|"
+    r"(posix_)?fallocate(64)?|flock|lockf(64)?|f?l?setxattr|f?l?removexattr|utimensat|futimens|"
+    r"copy_file_range|sendfile(64)?|splice|"
+    r"_ZNSt10filesystem(?!.*(is_empty|path)).*|_ZN?K?St\d+basic_(o?fstream|filebuf).*")
+DEFINED = {"open", "openat", "close", "write", "mkdir", "fsync", "flock", "renameat", "linkat",
+           "unlinkat", "chmod", "fchmod", "fchmodat"}
+
+
+def symbols(program, *options):
+    lines = subprocess.run(["nm", *options, program], check=True, capture_output=True,
+                           text=True).stdout.splitlines()
+    return {line.split()[-1].split("@")[0] for line in lines}
+
+
+def check(program):
+    undefined = symbols(program, "--undefined-only")
+    assert "fork" in undefined, undefined
+    complaints = [f"a call that passes by: {name}"
+                  for name in sorted(undefined) if CHANGES_THE_DISK.fullmatch(name)]
+    missing = DEFINED - symbols(program, "--defined-only")
+    complaints += [f"a call that is not met: {name}" for name in sorted(missing)]
+    return len(DEFINED), complaints + check_order(program)
+
+
+def check_order(program):
+    """What is put in place is on the disk before, and the change of the directory after it."""
+    complaints = []
+    seen = set()
+    with Bench(program) as bench:
+        for scenario in SCENARIOS:
+            calls = bench.calls_of(scenario)
+            for at, call in enumerate(calls):
+                before, after = calls[max(at - 3, 0):at], calls[at + 1:at + 2]
+                renames = call == "renameat"
+                if renames and before[-2:] == ["close", "linkat"]:
+                    before = calls[at - 4:at - 1]
+                if (renames and before != ["write", "fsync", "close"]) or (
+                        (renames or call in ("unlinkat", "mkdir")) and not settles(calls, at)):
+                    complaints.append(f"{scenario}: {before} {call} {after}")
+                seen.add(call)
+    complaints += [f"no {call} was seen" for call in ("renameat", "unlinkat") if call not in seen]
+    return complaints
+
+
+def settles(calls, at):
+    """A folder is made only when the ones around it are; then it is given its permissions."""
+    return "fsync" in calls[at + 1:at + 3] or calls[at] == "mkdir" == calls[at + 1]

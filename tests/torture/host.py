@@ -1,0 +1,47 @@
+"""The program that carries out one request a process."""
+
+import json
+import os
+import subprocess
+
+# As root the requests are carried out by an ordinary user, whom permissions bind.
+USER_ID = 65534 if os.geteuid() == 0 else None
+
+
+def hand_over(path):
+    """Gives the file to the user who carries out the requests."""
+    if USER_ID is not None:
+        os.chown(path, USER_ID, USER_ID)
+
+
+class Host:
+    def __init__(self, program):
+        self._process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                         text=True)
+
+    def ask(self, home, operation, **request):
+        self.send(home, operation, **request)
+        return self.answer()
+
+    def send(self, home, operation, **request):
+        if USER_ID is not None:
+            request["userID"] = USER_ID
+        request = {"umask": 0o022, "home": str(home), "operation": operation, **request}
+        self._process.stdin.write(json.dumps(request) + "\n")
+        self._process.stdin.flush()
+
+    def answer(self):
+        line = self._process.stdout.readline()
+        assert line, "the host program has ended"
+        return json.loads(line)
+
+    def close(self):
+        self._process.stdin.close()
+        self._process.stdout.close()
+        self._process.wait(60)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()

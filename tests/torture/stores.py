@@ -1,0 +1,169 @@
+"""The two stored files, read without the library: property lists by plistlib, the item's file by its
+format. And the states that a test begins with, as trees of files."""
+
+import io
+import plistlib
+import shutil
+import struct
+import zlib
+from dataclasses import dataclass
+from pathlib import Path
+
+from host import hand_over
+
+UUID_KEY = "com.orva.account.ORVAAccountUserUserDefaultKey"
+SERVICE = "com.orva.account.usercache.com.example.host"
+ACCOUNT = "com.orva.account.ORVAAccountUserKeychainKey"
+DEFAULTS = Path("config/com.example.host/defaults.plist")
+ITEM = Path("data/orxaccount") / f"{SERVICE},{ACCOUNT}.item"
+DAMAGED = "(damaged)"
+
+
+@dataclass(frozen=True)
+class Stored:
+    """What the defaults and the item say; None is absent, DAMAGED is neither."""
+
+    uuid: str | None
+    blob_uuid: str | None
+    login: str | None
+
+    @property
+    def user(self):
+        """Who is restored from it."""
+        whole = self.uuid not in (None, DAMAGED) and self.blob_uuid not in (None, DAMAGED)
+        return self.login if whole and self.uuid == self.blob_uuid else None
+
+    @property
+    def is_removed_at_start(self):
+        return self.blob_uuid is not None and self.uuid != self.blob_uuid and DAMAGED not in (
+            self.uuid, self.blob_uuid)
+
+    @property
+    def is_damaged(self):
+        return DAMAGED in (self.uuid, self.blob_uuid)
+
+
+def root_of(archive):
+    """The root object of a keyed archive whose every object must be in order."""
+    assert archive["$archiver"] == "NSKeyedArchiver" and archive["$version"] == 100000, archive
+    assert list(archive["$top"]) == ["root"] and archive["$objects"][0] == "$null", archive
+    objects = archive["$objects"]
+
+    def restore(uid):
+        stored = objects[uid.data]
+        if uid.data == 0 or not isinstance(stored, dict):
+            return None if uid.data == 0 else stored
+        named = objects[stored["$class"].data]
+        assert named["$classes"] == [named["$classname"], "NSObject"], named
+        if named["$classname"] == "NSDictionary":
+            assert set(stored) == {"$class", "NS.keys", "NS.objects"}, stored
+            pairs = zip(stored["NS.keys"], stored["NS.objects"], strict=True)
+            return {restore(key): restore(value) for key, value in pairs}
+        fields = {key: restore(value) for key, value in stored.items() if key != "$class"}
+        return {"class": named["$classname"], **fields}
+
+    return restore(archive["$top"]["root"])
+
+
+def plist(data):
+    return plistlib.load(io.BytesIO(data), fmt=plistlib.FMT_BINARY)
+
+
+def seal_of(data):
+    return data[-32:-27]
+
+
+def expected_seal(data):
+    return struct.pack("<IB", zlib.crc32(data[:-32] + bytes(5) + data[-27:]), 0xA5)
+
+
+def read_uuid(data):
+    try:
+        content = plist(data)
+    except (plistlib.InvalidFileException, ValueError, IndexError, OverflowError):
+        return DAMAGED
+    assert seal_of(data) in (bytes(5), expected_seal(data)), "the seal is broken"
+    assert set(content) <= {UUID_KEY}, content
+    return content.get(UUID_KEY)
+
+
+def as_another_writes(files):
+    """The same defaults and item, in the bytes that plistlib gives them."""
+
+    def again(data):
+        return plistlib.dumps(plist(data), fmt=plistlib.FMT_BINARY, sort_keys=False)
+
+    (defaults_mode, defaults), (item_mode, item) = files[DEFAULTS], files[ITEM]
+    blob = blob_in(item)
+    archive = plist(blob)
+    # Objects at other places say the same.
+    archive["$objects"].append("of no use")
+    written = plistlib.dumps(archive, fmt=plistlib.FMT_BINARY)
+    content = (item[:16] + struct.pack("<I", len(written)) +
+               item[20:len(item) - 4 - len(blob)] + written)
+    item = content + struct.pack("<I", zlib.crc32(content))
+    return {**files, DEFAULTS: (defaults_mode, again(defaults)), ITEM: (item_mode, item)}
+
+
+def blob_in(data):
+    """The keychain blob in an item's file, None when the file is damaged."""
+    if len(data) < 24 or data[:8] != b"ORXITEM1":
+        return None
+    lengths = struct.unpack("<III", data[8:20])
+    if len(data) != 24 + sum(lengths) or struct.unpack("<I", data[-4:])[0] != zlib.crc32(data[:-4]):
+        return None
+    service, account = lengths[0], lengths[0] + lengths[1]
+    assert data[20:20 + service].decode() == SERVICE
+    assert data[20 + service:20 + account].decode() == ACCOUNT
+    return data[20 + account:-4]
+
+
+def read(home):
+    """Raises AssertionError for a whole file that holds anything but what it should."""
+    defaults, item = home / DEFAULTS, home / ITEM
+    uuid = read_uuid(defaults.read_bytes()) if defaults.exists() else None
+    if not item.exists():
+        return Stored(uuid, None, None)
+    blob = blob_in(item.read_bytes())
+    if blob is None:
+        return Stored(uuid, DAMAGED, None)
+    root = root_of(plist(blob))
+    assert set(root) == {"uuid", "data"}, root
+    record = root_of(plist(root["data"]))
+    assert set(record) == {"class", "_userInfo"} and record["class"] == "ORVAAccountUser", record
+    info = record["_userInfo"]
+    login = info["login"]
+    assert info == {"login": login, "email": f"{login}@example.com", "first_name": login,
+                    "cus_id": 12345678901}, info
+    return Stored(uuid, root["uuid"], login)
+
+
+def tree(home):
+    """Everything below the folder: path to (mode, content), the content None for a folder."""
+    return {
+        path.relative_to(home): (path.stat().st_mode & 0o7777,
+                                 None if path.is_dir() else path.read_bytes())
+        for path in sorted(home.rglob("*"))
+    }
+
+
+def plant(home, files):
+    """Makes the folder hold exactly these files."""
+    shutil.rmtree(home, ignore_errors=True)
+    home.mkdir(mode=0o755)
+    hand_over(home)
+    for path, (mode, content) in files.items():
+        if content is None:
+            (home / path).mkdir()
+        else:
+            (home / path).write_bytes(content)
+        (home / path).chmod(mode)
+        hand_over(home / path)
+
+
+def traces(home, words):
+    """The files that hold one of the words, and the ones that a dead writer left."""
+    return [
+        str(path.relative_to(home)) for path in home.rglob("*") if path.is_file() and
+        (path.name.startswith(".orx-tmp-") or any(word in path.read_bytes() for word in words))
+    ]

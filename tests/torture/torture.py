@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+"""Kills a host application, or lets its disk fail, at every step of what it stores.
+
+usage: torture.py --host PROGRAM [--full] [--report FILE] [--seed NUMBER] [PART...]
+
+The parts: calls, kills, moments, faults, crowd. Without --full each is short. A report of all parts is
+written only when nothing failed.
+"""
+
+import argparse
+import multiprocessing
+import os
+import random
+import sys
+import time
+
+import calls
+import crowd
+import trials
+from report import write_report
+from scenarios import Bench
+
+bench = None
+
+
+def begin_worker(program):
+    global bench
+    bench = Bench(program)
+    multiprocessing.util.Finalize(bench, bench.close, exitpriority=10)
+
+
+def attempt(trial):
+    """The complaint that the trial ended with, or None."""
+    name, *arguments = trial
+    try:
+        getattr(trials, name)(bench, *arguments)
+    except Exception as complaint:  # whatever it is, it belongs to this trial
+        words = ", ".join(map(str, arguments))
+        return f"{name} {words}: {type(complaint).__name__} {complaint}"
+    return None
+
+
+def run_trials(options, pool, make):
+    with Bench(options.host) as own:
+        chosen = list(make(own))
+    complaints = [each for each in pool.imap_unordered(attempt, chosen, 16) if each]
+    return len(chosen), complaints
+
+
+def parts(options, pool):
+    """By name: what is done, and a function that does it and gives (number, complaints)."""
+    seed = random.Random(options.seed)
+    moments, share = (2000, 1) if options.full else (60, 23)
+
+    def kills(own):
+        yield from trials.kill_trials(own)
+        yield from trials.mask_trials(own)
+
+    def faults(own):
+        yield from trials.fault_trials(own, share)
+        yield from trials.read_fault_trials(own, share)
+
+    return {
+        "calls": ("calls by which a file can be changed, none of which passes by",
+                  lambda: calls.check(options.host)),
+        "kills": ("SIGKILL before and after every call that changes the disk",
+                  lambda: run_trials(options, pool, kills)),
+        "moments": ("SIGKILL at random moments",
+                    lambda: run_trials(options, pool,
+                                       lambda own: trials.moment_trials(own, seed, moments))),
+        "faults": ("a call that fails, once or for ever",
+                   lambda: run_trials(options, pool, faults)),
+        "crowd": (f"{crowd.PROCESSES} processes of {crowd.THREADS} threads at once, some killed",
+                  lambda: crowd.run(options.host, 60 if options.full else 2.5, seed)),
+    }
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--host", required=True)
+    parser.add_argument("--full", action="store_true")
+    parser.add_argument("--report")
+    parser.add_argument("--seed", type=int, default=random.randrange(2**32))
+    parser.add_argument("parts", nargs="*", metavar="PART")
+    options = parser.parse_args()
+    print(f"seed {options.seed}", flush=True)
+    results = []
+    failed = False
+    context = multiprocessing.get_context("fork")
+    with context.Pool(os.cpu_count(), begin_worker, [options.host]) as pool:
+        for name, (description, run) in parts(options, pool).items():
+            if options.parts and name not in options.parts:
+                continue
+            began = time.monotonic()
+            number, complaints = run()
+            results.append((name, description, number, time.monotonic() - began))
+            print(f"{name}: {number} ({description}), {len(complaints)} failed, "
+                  f"{results[-1][3]:.1f} s", flush=True)
+            for complaint in complaints[:20]:
+                print("  " + complaint, flush=True)
+            failed |= bool(complaints) or number == 0
+        pool.close()
+        pool.join()
+    if options.report and not failed:
+        write_report(options.report, options.seed, results)
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

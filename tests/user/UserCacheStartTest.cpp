@@ -1,0 +1,112 @@
+#include <ORXAccount/ORVAAccount.h>
+
+#include "platform/KeychainStatus.h"
+#include "support/ChildProcess.h"
+#include "user/UserCacheTest.h"
+
+namespace orx {
+namespace {
+
+using testing::ChildProcess;
+using testing::snapshotOf;
+using testing::userNamed;
+
+// What a start-up does, which sets the user that it has just restored, with other processes in
+// between.
+class UserCacheStartTest : public testing::UserCacheTest {
+ protected:
+  void inAnotherProcess(const std::function<void()>& work) {
+    ChildProcess child([&] { work(); });
+    ASSERT_EQ(child.wait(), 0);
+  }
+};
+
+TEST_F(UserCacheStartTest, DoesNotUndoASignOutOfAnotherProcess) {
+  signIn("someone");
+  const auto user = cache().cachedUser();
+  inAnotherProcess([&] { signOut(); });
+  const auto after = snapshotOf(home.path());
+  ORVAAccountUser::setCurrentUser(user);
+  EXPECT_EQ(ORVAAccountUser::currentUser(), user);
+  EXPECT_EQ(snapshotOf(home.path()), after);
+  EXPECT_EQ(restored(), "(nobody)");
+}
+
+TEST_F(UserCacheStartTest, DoesNotUndoASignInOfAnotherProcess) {
+  signIn("someone");
+  const auto user = cache().cachedUser();
+  inAnotherProcess([&] { signIn("another"); });
+  ORVAAccountUser::setCurrentUser(user);
+  EXPECT_EQ(restored(), "another");
+}
+
+TEST_F(UserCacheStartTest, DoesNotUndoASignOutFollowedByASignIn) {
+  signIn("someone");
+  const auto user = cache().cachedUser();
+  inAnotherProcess([&] {
+    signOut();
+    signIn("another");
+  });
+  const auto installation = uuid();
+  ORVAAccountUser::setCurrentUser(user);
+  EXPECT_EQ(restored(), "another");
+  EXPECT_EQ(uuid(), installation);
+}
+
+TEST_F(UserCacheStartTest, WritesBackAFreshBlobOfWhatIsStillStored) {
+  putUUID("U");
+  const auto bytes = KeyedArchiver::archivedDataWithRootObject(userNamed("someone"));
+  putBlob(Dictionary{{"data", bytes}, {"uuid", "U"}, {"more", "of another version"}});
+  ORVAAccountUser::setCurrentUser(cache().cachedUser());
+  const auto root = KeyedUnarchiver::unarchiveObjectWithData(blob().value()).root;
+  EXPECT_EQ(root.dictionary()->size(), 2U);
+  EXPECT_EQ((*root.dictionary())["uuid"], Value("U"));
+  EXPECT_EQ(restored(), "someone");
+}
+
+TEST_F(UserCacheStartTest, StoresARestoredUserAgainAfterAnother) {
+  signIn("someone");
+  const auto user = cache().cachedUser();
+  ORVAAccountUser::setCurrentUser(user);
+  ORVAAccountUser::setCurrentUser(userNamed("another"));
+  ORVAAccountUser::setCurrentUser(user);
+  EXPECT_EQ(restored(), "someone");
+  ORVAAccountUser::setCurrentUser(nullptr);
+  ORVAAccountUser::setCurrentUser(user);
+  EXPECT_EQ(restored(), "someone");
+}
+
+// Another process that does not come to an end of its own sign-in.
+
+class UserCacheHeldUp : public testing::UserCacheTest {
+ protected:
+  UserCacheHeldUp() { signIn("someone"); }
+  // The waits are the product's own bound, and cannot be shorter here.
+  UserDefaults::Transaction held() {
+    return defaults.beginTransaction(std::chrono::steady_clock::now() + std::chrono::seconds(20));
+  }
+};
+
+TEST_F(UserCacheHeldUp, StoresNoSignInAndSaysWho) {
+  const auto before = snapshotOf(home.path());
+  const auto transaction = held();
+  ASSERT_TRUE(transaction.lock);
+  signIn("another");
+  EXPECT_EQ(snapshotOf(home.path()), before);
+  const auto status = keychainStatus();
+  EXPECT_NE(status.lastError, errSecSuccess);
+  EXPECT_NE(status.description.find("locked by another process"), std::string::npos);
+  EXPECT_NE(status.remedy.find(".transaction.lock"), std::string::npos);
+}
+
+TEST_F(UserCacheHeldUp, SignsOutAllTheSame) {
+  const auto transaction = held();
+  ASSERT_TRUE(transaction.lock);
+  signOut();
+  EXPECT_FALSE(blob());
+  EXPECT_EQ(uuid(), "(absent)");
+  EXPECT_EQ(restored(), "(nobody)");
+}
+
+}  // namespace
+}  // namespace orx
