@@ -25,7 +25,8 @@ bench = None
 
 
 def end_in_order(*_):
-    """So that homes and host programs go also when this is told to end."""
+    """So that homes and host programs go also when this is told to end, be it more than once."""
+    signal.signal(signal.SIGTERM, signal.SIG_IGN)
     sys.exit(1)
 
 
