@@ -112,8 +112,10 @@ class Bench:
         self.states = make_states(self.host, self.home)
 
     def close(self):
-        self.host.close()
-        self.folder.cleanup()
+        try:
+            self.host.close()
+        finally:
+            self.folder.cleanup()
 
     def __enter__(self):
         return self

@@ -11,6 +11,7 @@ import argparse
 import multiprocessing
 import os
 import random
+import signal
 import sys
 import time
 
@@ -23,8 +24,15 @@ from scenarios import Bench
 bench = None
 
 
+def end_in_order(*_):
+    """So that homes and host programs go also when this is told to end, be it more than once."""
+    signal.signal(signal.SIGTERM, signal.SIG_IGN)
+    sys.exit(1)
+
+
 def begin_worker(program):
     global bench
+    signal.signal(signal.SIGTERM, end_in_order)
     bench = Bench(program)
     multiprocessing.util.Finalize(bench, bench.close, exitpriority=10)
 
@@ -84,6 +92,7 @@ def main():
     parser.add_argument("parts", nargs="*", metavar="PART")
     options = parser.parse_args()
     print(f"seed {options.seed}", flush=True)
+    signal.signal(signal.SIGTERM, end_in_order)
     results = []
     failed = False
     context = multiprocessing.get_context("fork")
