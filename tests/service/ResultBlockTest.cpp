@@ -230,8 +230,8 @@ TEST(ResultBlock, TakesTimeInProportionToAHostileAnswer) {
         std::string("</ResultDesc><ReturnDataType>"), std::string("<Re\u017FultCod"),
         head + "</ReturnDataType><ReturnData>", head + "\u2028"}) {
     for (const std::string& start : {std::string(), head}) {
-      // Sixteen times the text: linear time is 16, quadratic 256. The room between leaves the caches
-      // and the sanitizers theirs.
+      // Sixteen times the text: linear time is 16, quadratic 256. The room between leaves the
+      // caches and the sanitizers theirs.
       const auto small = timeFor(start + repeated(piece, 12'500));
       const auto large = timeFor(start + repeated(piece, 200'000));
       EXPECT_LT(large, 100 * small) << start << piece;
