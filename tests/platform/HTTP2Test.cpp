@@ -57,7 +57,8 @@ TEST(HTTP2, GivesAnswersThatComeBeforeTheBodyIsRead) {
                                 [&] { return postRequest("https://one.example/early", body); });
     for (int i = 0; i < calls; ++i) {
       const auto outcome = outcomes->take();
-      EXPECT_EQ(outcome.text(), "early") << (outcome.error ? outcome.error->localizedDescription() : "");
+      EXPECT_EQ(outcome.text(), "early")
+          << (outcome.error ? outcome.error->localizedDescription() : "");
       EXPECT_FALSE(outcome.error);
     }
   }
