@@ -39,12 +39,6 @@ class Browser:
             self.close()
             raise
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exception):
-        self.close()
-
     def make_home(self, ca_file):
         database = self.folder / ".pki" / "nssdb"
         database.mkdir(parents=True)
