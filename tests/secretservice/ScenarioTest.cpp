@@ -205,17 +205,20 @@ TEST_P(Silence, EndsAsNotAvailableWhenTheTimeIsUp) {
   auto method = GetParam();
   // Properties have a dot, which no test's name may have.
   if (method.starts_with("Property")) method.replace(0, 8, "Get.");
+  int silences = 0;
   for (const auto operation : everyOperation) {
     if (operation == Operation::Add) {
       startEmpty(method + " silent");
     } else {
       startWithItem(method + " silent");
     }
-    const auto ending = run(operation, milliseconds(300));
+    const auto ending = run(operation, milliseconds(1000));
     const bool asked = service.calls(method) > 0;
-    EXPECT_EQ(ending.status == errSecNotAvailable, asked) << static_cast<int>(operation);
+    EXPECT_TRUE(!asked || ending.status == errSecNotAvailable) << static_cast<int>(operation);
+    silences += asked ? 1 : 0;
     EXPECT_FALSE(ending.storeMissing);
   }
+  EXPECT_GT(silences, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Silence,

@@ -56,9 +56,10 @@ void answerCall(Service& service, GDBusConnection* connection, GDBusMessage* mes
   if (answer.value != nullptr) g_dbus_message_set_body(reply, answer.value);
   if (script.has(method, "delay")) {
     const auto delay = std::chrono::milliseconds(std::stoi(script.find(method)->at(1)));
-    std::thread([connection, reply, delay] {
+    std::thread([connection, reply, delay, answer] {
       std::this_thread::sleep_for(delay);
       send(connection, reply);
+      if (answer.completed != nullptr) sendCompleted(connection, answer);
     }).detach();
     return;
   }
