@@ -82,7 +82,16 @@ class Browser:
         capabilities = {"alwaysMatch": {
             "browserName": "chrome", "acceptInsecureCerts": False,
             "goog:chromeOptions": {"binary": shutil.which("chromium"), "args": arguments}}}
-        self.session = self.send("POST", "/session", {"capabilities": capabilities})["sessionId"]
+        self.session = self.new_session(capabilities)
+
+    def new_session(self, capabilities, tries=4):
+        # On a busy machine the browser can take longer to start than its driver waits.
+        for left in reversed(range(tries)):
+            try:
+                return self.send("POST", "/session", {"capabilities": capabilities})["sessionId"]
+            except BrowserError as error:
+                if left == 0 or "session not created" not in str(error):
+                    raise
 
     def send(self, method, path, parameters=None):
         body = None if parameters is None else json.dumps(parameters).encode()
