@@ -32,7 +32,8 @@ struct TransferOutcome {
 // What all transfers of the transfer thread have in common.
 struct TransferSurroundings {
   ProgressWatch watch;
-  ConnectionSockets sockets;
+  SocketEvents events;
+  ConnectionSockets sockets{events};
 };
 
 // One request on its way, with its redirects. Used by the transfer thread alone once submitted.
@@ -46,7 +47,9 @@ class Transfer : public ProgressWatch::Watched {
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
-  const URLSessionConfiguration& configuration() const { return *configuration_; }
+  const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
+    return configuration_;
+  }
   void* easy() const { return easy_; }
   const std::shared_ptr<const TransferOptions>& options() const { return options_; }
 
