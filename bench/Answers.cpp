@@ -8,7 +8,7 @@
 #include "Scenarios.h"
 #include "platform/JSONSerialization.h"
 #include "platform/KeyedArchiver.h"
-#include "service/CompletionHandler.h"
+#include "service/Answer.h"
 #include "service/ResultBlock.h"
 #include "user/ArchivedClasses.h"
 

@@ -1,7 +1,5 @@
 #include "platform/FileKeychainStore.h"
 
-#include <errno.h>
-
 #include "platform/KeychainItemFile.h"
 #include "platform/Limits.h"
 #include "platform/StandardPaths.h"
@@ -59,12 +57,7 @@ KeychainOutcome outcomeOf(const FileOutcome& problem) {
 
 StoredDirectory::Opening openKeychainDirectory(Missing missing) {
   const auto home = dataHome();
-  if (!home) {
-    auto problem = systemProblem(ENOENT, "find", "the user's home directory");
-    problem.path.clear();
-    problem.remedy = "Set HOME or XDG_DATA_HOME to an absolute path.";
-    return {.directory = {}, .problem = std::move(problem)};
-  }
+  if (!home) return {.directory = {}, .problem = homelessness(dataHomeVariable)};
   return StoredDirectory::open(*home + "/orxaccount", StoredDirectory::Kind::Private, missing);
 }
 

@@ -139,6 +139,8 @@ struct StoredDirectory::Opening {
 // path".
 FileProblem systemProblem(int number, std::string_view doing, std::string path);
 FileProblem lockedByAnother(const std::string& path);
+// Nobody says where the user's files live; `variable` would.
+FileProblem homelessness(std::string_view variable);
 FileProblem refusal(std::string path, std::string_view reason, std::string remedy);
 
 }  // namespace orx

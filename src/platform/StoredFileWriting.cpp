@@ -1,13 +1,13 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <stdio.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 
 #include <span>
 
+#include "platform/HeldSignal.h"
 #include "platform/Limits.h"
 #include "platform/StoredFile.h"
 #include "platform/Uninterrupted.h"
@@ -19,37 +19,9 @@ namespace {
 constexpr std::string_view temporaryPrefix = ".orx-tmp-";
 constexpr std::string_view asideSuffix = ".damaged";
 
-// Beyond the process's file size limit a write also raises SIGXFSZ, which would end the host. While
-// this lives, the calling thread gets the error number alone.
-class FileSizeSignalHeld {
- public:
-  FileSizeSignalHeld() {
-    sigemptyset(&signal_);
-    sigaddset(&signal_, SIGXFSZ);
-    sigset_t pending;
-    sigpending(&pending);
-    wasPending_ = sigismember(&pending, SIGXFSZ) == 1;
-    pthread_sigmask(SIG_BLOCK, &signal_, &before_);
-  }
-  FileSizeSignalHeld(const FileSizeSignalHeld&) = delete;
-  FileSizeSignalHeld& operator=(const FileSizeSignalHeld&) = delete;
-  ~FileSizeSignalHeld() {
-    if (!wasPending_) {
-      const timespec noWait{};
-      while (sigtimedwait(&signal_, nullptr, &noWait) < 0 && errno == EINTR) {
-      }
-    }
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-
- private:
-  sigset_t signal_{};
-  sigset_t before_{};
-  bool wasPending_ = false;
-};
-
 int writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
-  const FileSizeSignalHeld held;
+  // Beyond the process's file size limit a write also raises this, which would end the host.
+  const HeldSignal held(SIGXFSZ);
   while (!bytes.empty()) {
     const auto count =
         uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });

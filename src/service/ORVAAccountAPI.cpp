@@ -30,14 +30,6 @@ ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler complet
   return completionHandler;
 }
 
-std::shared_ptr<ORVAAccountAPIResult> makeResult(std::optional<std::string> description,
-                                                 Value returnData) {
-  auto result = ORVAAccountAPIResult::init();
-  result->setResultDescription(std::move(description));
-  result->setReturnData(std::move(returnData));
-  return result;
-}
-
 ORVAAccountAPI::Tasks::Tasks()
     : list({.parser = kGetUserDataTaskResponseDataParser,
             .elements = kGetUserDataTaskResponseDataDictionary,

@@ -11,6 +11,7 @@
 #include "platform/ForkSafeMutex.h"
 #include "platform/KeychainStatus.h"
 #include "platform/KeyedArchiver.h"
+#include "platform/Limits.h"
 #include "platform/UUID.h"
 #include "platform/UserDefaults.h"
 #include "user/ArchivedClasses.h"
@@ -18,9 +19,6 @@
 namespace orx {
 
 namespace {
-
-// How long the application's processes wait for each other.
-constexpr auto patience = std::chrono::seconds(2);
 
 std::string keychainService() {
   // An absent identifier reads as the platform prints one.
@@ -142,7 +140,7 @@ std::optional<Data> archived(const std::shared_ptr<ORVAAccountUser>& user) {
 
 UserDefaults::Transaction beginTransaction() {
   auto transaction = UserDefaults::standardUserDefaults()->beginTransaction(
-      std::chrono::steady_clock::now() + patience);
+      std::chrono::steady_clock::now() + limits::storeWait);
   if (transaction.error) noteDefaultsOutcome(transaction.error);
   return transaction;
 }
