@@ -17,16 +17,11 @@ static_assert(CURL_ERROR_SIZE <= 256);
 // Beyond this an announced length is not believed before the bytes come.
 constexpr std::size_t largestReservation = 1024U * 1024;
 
+constexpr std::size_t usualFields = 8;
+
 // A body up to this size leaves together with the header, in one write; a longer one is read piece
 // by piece, which shows that it moves.
 constexpr std::size_t bodySentWithHeader = 16U * 1024;
-
-void append(CurlList& list, const std::string& line) {
-  curl_slist* longer = curl_slist_append(list.get(), line.c_str());
-  if (longer == nullptr) return;
-  (void)list.release();
-  list.reset(longer);
-}
 
 int openSocket(void* sockets, curlsocktype, curl_sockaddr* address) {
   return static_cast<ConnectionSockets*>(sockets)->open(address->family, address->socktype,
@@ -60,8 +55,9 @@ Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
     : request_(std::move(request)),
       configuration_(std::move(configuration)),
       completion_(std::move(completion)),
-      url_(request_.url.absoluteString()),
       redirectsLeft_(limits::redirects) {}
+
+Transfer::~Transfer() = default;
 
 void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
                      TransferSurroundings& surroundings) {
@@ -89,7 +85,7 @@ void Transfer::setCallbacks() {
 }
 
 void Transfer::setRequest() {
-  curl_easy_setopt(easy_, CURLOPT_URL, url_.c_str());
+  curl_easy_setopt(easy_, CURLOPT_URL, url().c_str());
   curl_easy_setopt(easy_, CURLOPT_FRESH_CONNECT, 0L);
   curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
   curl_easy_setopt(easy_, CURLOPT_NOBODY, 0L);
@@ -128,21 +124,26 @@ void Transfer::setBody() {
 }
 
 void Transfer::setHeaders() {
-  requestHeaders_.reset();
+  headerLines_.clear();
   for (const auto& [name, value] : request_.headerFields) {
     // A line break would smuggle in another field.
     if ((name + value).find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) continue;
-    append(requestHeaders_, value.empty() ? name + ';' : name + ": " + value);
+    headerLines_.push_back(value.empty() ? name + ';' : name + ": " + value);
   }
   // libcurl's own additions that HTTP does not need.
-  append(requestHeaders_, "Accept:");
+  headerLines_.emplace_back("Accept:");
   if (request_.httpMethod != "GET") {
-    append(requestHeaders_, "Expect:");
+    headerLines_.emplace_back("Expect:");
     if (fieldValue(request_.headerFields, "Content-Type") == nullptr) {
-      append(requestHeaders_, "Content-Type:");
+      headerLines_.emplace_back("Content-Type:");
     }
   }
-  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, requestHeaders_.get());
+  headerList_.assign(headerLines_.size(), {});
+  for (std::size_t index = 0; index < headerLines_.size(); ++index) {
+    headerList_[index].data = headerLines_[index].data();
+    if (index > 0) headerList_[index - 1].next = &headerList_[index];
+  }
+  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, headerList_.data());
 }
 
 // ---- libcurl calls back: no exception may pass through it. ----
@@ -221,6 +222,7 @@ bool Transfer::takeHeaderLine(std::string_view line) {
   if (stage_ == TransferStage::receiving) return true;
   if (line.starts_with("HTTP/")) {
     forgetReply();
+    headerFields_.reserve(usualFields);
     const auto blank = line.find(' ');
     if (blank != std::string_view::npos) {
       std::from_chars(line.data() + blank + 1, line.data() + line.size(), statusCode_);
@@ -295,7 +297,7 @@ bool Transfer::continuesAfter(int code) {
 }
 
 void Transfer::goOnAsGET(std::string url) {
-  url_ = std::move(url);
+  redirectedTo_ = std::move(url);
   --redirectsLeft_;
   request_.httpMethod = "GET";
   request_.httpBody.reset();
@@ -335,7 +337,7 @@ std::string Transfer::currentURL() const {
   if (info(easy_, CURLINFO_REDIRECT_COUNT) > 0) {
     curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &text);
   }
-  return text != nullptr ? text : url_;
+  return text != nullptr ? text : url();
 }
 
 TransportFailure Transfer::failureOf(int code) const {

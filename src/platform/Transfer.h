@@ -44,6 +44,7 @@ class Transfer : public ProgressWatch::Watched {
 
   Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
            Completion completion);
+  ~Transfer();
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
@@ -72,6 +73,9 @@ class Transfer : public ProgressWatch::Watched {
   void setCallbacks();
   void forgetReply();
   void goOnAsGET(std::string url);
+  const std::string& url() const {
+    return redirectedTo_ ? *redirectedTo_ : request_.url.absoluteString();
+  }
   bool isFollowedRedirect() const;
   TransportFailure failureOf(int code) const;
   std::shared_ptr<Error> errorOf(int code) const;
@@ -101,9 +105,10 @@ class Transfer : public ProgressWatch::Watched {
   void* easy_ = nullptr;
   std::shared_ptr<const TransferOptions> options_;
   TransferSurroundings* surroundings_ = nullptr;
-  CurlList requestHeaders_;
+  std::vector<std::string> headerLines_;  // what libcurl reads of the request's header
+  std::vector<curl_slist> headerList_;
   std::size_t bodySent_ = 0;
-  std::string url_;  // of the hop that this handle was last set up for
+  std::optional<std::string> redirectedTo_;  // the hop that this handle was last set up for
   long redirectsLeft_;
   bool connectionWasDead_ = false;
 
