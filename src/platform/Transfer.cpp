@@ -8,6 +8,7 @@
 
 #include "platform/HeaderFields.h"
 #include "platform/Limits.h"
+#include "platform/TransferBuffers.h"
 
 namespace orx {
 namespace {
@@ -78,6 +79,9 @@ void Transfer::setCallbacks() {
   curl_easy_setopt(easy_, CURLOPT_CLOSESOCKETDATA, &surroundings_->sockets);
   curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &Transfer::aboutToSend);
   curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
+  curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(easy_, CURLOPT_XFERINFOFUNCTION, &Transfer::goOn);
+  curl_easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
   curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &Transfer::receiveHeader);
   curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
   curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &Transfer::receiveBody);
@@ -162,14 +166,25 @@ bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
     // libcurl sends a request again when a kept connection dies without an answer. What has left
     // may have been acted upon.
     if (info(easy_, CURLINFO_REQUEST_SIZE) > 0) return false;
-    const bool isKept = info(easy_, CURLINFO_NUM_CONNECTS) == 0;
-    if (isKept && surroundings_->sockets.peerHasClosed(connection)) {
+    connectionIsNew_ = info(easy_, CURLINFO_NUM_CONNECTS) > 0;
+    if (!connectionIsNew_ && surroundings_->sockets.peerHasClosed(connection)) {
       connectionWasDead_ = true;
       return false;
     }
   }
   stage_ = TransferStage::waiting;
   return true;
+}
+
+// Called after each step. The server's session tickets, which come over a new connection while the
+// request is under way, leave the TLS library with a buffer of 16 KiB for an answer to them that
+// there never is.
+int Transfer::goOn(void* self, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept {
+  const auto& transfer = *static_cast<Transfer*>(self);
+  if (transfer.connectionIsNew_ && transfer.stage_ == TransferStage::waiting) {
+    releaseConnectionBuffers(transfer.easy_);
+  }
+  return 0;
 }
 
 std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count,

@@ -83,6 +83,8 @@ class Transfer : public ProgressWatch::Watched {
 
   static int aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
                          int localPort) noexcept;
+  static int goOn(void* self, std::int64_t bodySize, std::int64_t received, std::int64_t toSend,
+                  std::int64_t sent) noexcept;
   static std::size_t readBody(char* buffer, std::size_t size, std::size_t count,
                               void* self) noexcept;
   static int refuseToRewind(void* self, std::int64_t offset, int origin) noexcept;
@@ -110,6 +112,7 @@ class Transfer : public ProgressWatch::Watched {
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that this handle was last set up for
   long redirectsLeft_;
+  bool connectionIsNew_ = false;
   bool connectionWasDead_ = false;
 
   TransferStage stage_ = TransferStage::connecting;

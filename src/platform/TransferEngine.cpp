@@ -105,7 +105,7 @@ void TransferEngine::turn() {
     const InboxLock lock(inboxMutex_);
     if (!enterLibcurl(lock)) return;
   }
-  state_->loop.start(state_->arrived);
+  state_->loop.take(state_->arrived);
   state_->loop.turn();
   const InboxLock lock(inboxMutex_);
   leaveLibcurl(lock);

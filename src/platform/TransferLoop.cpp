@@ -10,6 +10,9 @@ namespace {
 
 // Connections that are kept when idle.
 constexpr long keptConnections = 256;
+// So few begin in a turn that those before them come through their handshakes meanwhile: connections
+// that all shake hands at the same time take half as much memory again.
+constexpr std::size_t beginsAtOnce = 8;
 // libcurl's connections are looked at again after this time at the latest.
 constexpr std::chrono::hours longestSleep{24};
 
@@ -84,7 +87,8 @@ std::chrono::milliseconds TransferLoop::longestWait() const {
 
 void TransferLoop::wait(bool isUrgent) {
   surroundings_.watch.beginTurn();
-  auto longest = isUrgent ? std::chrono::milliseconds(0) : longestWait();
+  const bool mustNotWait = isUrgent || !waiting_.empty();
+  auto longest = mustNotWait ? std::chrono::milliseconds(0) : longestWait();
   if (runningOverHTTP2_ > 0) {
     curl_waitfd others{surroundings_.events.descriptor(), CURL_WAIT_POLLIN, 0};
     curl_multi_poll(multiOfHTTP2_, &others, 1, static_cast<int>(longest.count()), nullptr);
@@ -94,13 +98,20 @@ void TransferLoop::wait(bool isUrgent) {
   surroundings_.watch.beginTurn();
 }
 
-void TransferLoop::start(std::vector<std::unique_ptr<Transfer>>& transfers) {
-  surroundings_.watch.beginTurn();
-  for (auto& transfer : transfers) start(std::move(transfer));
+void TransferLoop::take(std::vector<std::unique_ptr<Transfer>>& transfers) {
+  for (auto& transfer : transfers) waiting_.push_back(std::move(transfer));
   transfers.clear();
 }
 
-void TransferLoop::start(std::unique_ptr<Transfer> transfer) {
+void TransferLoop::beginSome() {
+  surroundings_.watch.beginTurn();
+  for (std::size_t count = 0; count < beginsAtOnce && !waiting_.empty(); ++count) {
+    begin(std::move(waiting_.front()));
+    waiting_.pop_front();
+  }
+}
+
+void TransferLoop::begin(std::unique_ptr<Transfer> transfer) {
   auto options = handles_.optionsFor(transfer->configuration());
   void* easy = handles_.take(options);
   if (easy == nullptr) {
@@ -121,6 +132,7 @@ void TransferLoop::run(Transfer& transfer) {
 }
 
 void TransferLoop::turn() {
+  beginSome();
   moveOn();
   collectFinished(multi_);
   if (runningOverHTTP2_ > 0) collectFinished(multiOfHTTP2_);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
@@ -26,8 +27,8 @@ class TransferLoop {
   // be called afterwards.
   void abandon();
 
-  // Begins new transfers, which are taken out of the list.
-  void start(std::vector<std::unique_ptr<Transfer>>& transfers);
+  // Takes new transfers out of the list, to begin a few of them in each turn.
+  void take(std::vector<std::unique_ptr<Transfer>>& transfers);
   // Waits until a connection is ready, a time is over, or somebody wakes it up; not at all when
   // `isUrgent`.
   void wait(bool isUrgent);
@@ -42,7 +43,8 @@ class TransferLoop {
   static int watchSocket(void* easy, int descriptor, int what, void* self, void* unused) noexcept;
   static int setTimer(void* multi, long milliseconds, void* self) noexcept;
   std::chrono::milliseconds longestWait() const;
-  void start(std::unique_ptr<Transfer> transfer);
+  void beginSome();
+  void begin(std::unique_ptr<Transfer> transfer);
   void moveOn();
   void collectFinished(void* multi);
   void run(Transfer& transfer);
@@ -58,6 +60,7 @@ class TransferLoop {
   std::size_t runningOverHTTP2_ = 0;
   // When libcurl wants to be called though no connection is ready.
   std::optional<Clock::time_point> timer_;
+  std::deque<std::unique_ptr<Transfer>> waiting_;
   std::span<const SocketEvents::Event> ready_;
 
   TransferHandles handles_;

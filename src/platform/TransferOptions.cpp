@@ -11,7 +11,7 @@ namespace orx {
 namespace {
 
 // Small buffers: many calls may be in flight, and what they carry is small.
-constexpr long bufferSize = 16L * 1024;
+constexpr long bufferSize = 2L * 1024;
 // A renewed CA file is taken up after this time at the latest.
 constexpr long caStoreLifetime = 600;
 constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
