@@ -58,8 +58,6 @@ Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
       completion_(std::move(completion)),
       redirectsLeft_(limits::redirects) {}
 
-Transfer::~Transfer() = default;
-
 void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
                      TransferSurroundings& surroundings) {
   easy_ = easy;
@@ -105,7 +103,7 @@ void Transfer::setRequest() {
   // What carries a body is redirected here, where it is seen whether the body would go twice.
   curl_easy_setopt(easy_, CURLOPT_FOLLOWLOCATION, isGET || isHEAD ? 1L : 0L);
   curl_easy_setopt(easy_, CURLOPT_MAXREDIRS, redirectsLeft_);
-  setHeaders();
+  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, header_.listFor(request_));
 }
 
 void Transfer::setBody() {
@@ -125,29 +123,6 @@ void Transfer::setBody() {
   curl_easy_setopt(easy_, CURLOPT_READDATA, this);
   curl_easy_setopt(easy_, CURLOPT_SEEKFUNCTION, &Transfer::refuseToRewind);
   curl_easy_setopt(easy_, CURLOPT_SEEKDATA, this);
-}
-
-void Transfer::setHeaders() {
-  headerLines_.clear();
-  for (const auto& [name, value] : request_.headerFields) {
-    // A line break would smuggle in another field.
-    if ((name + value).find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) continue;
-    headerLines_.push_back(value.empty() ? name + ';' : name + ": " + value);
-  }
-  // libcurl's own additions that HTTP does not need.
-  headerLines_.emplace_back("Accept:");
-  if (request_.httpMethod != "GET") {
-    headerLines_.emplace_back("Expect:");
-    if (fieldValue(request_.headerFields, "Content-Type") == nullptr) {
-      headerLines_.emplace_back("Content-Type:");
-    }
-  }
-  headerList_.assign(headerLines_.size(), {});
-  for (std::size_t index = 0; index < headerLines_.size(); ++index) {
-    headerList_[index].data = headerLines_[index].data();
-    if (index > 0) headerList_[index - 1].next = &headerList_[index];
-  }
-  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, headerList_.data());
 }
 
 // ---- libcurl calls back: no exception may pass through it. ----

@@ -12,6 +12,7 @@
 
 #include "platform/ConnectionSockets.h"
 #include "platform/ProgressWatch.h"
+#include "platform/TransferHeader.h"
 #include "platform/TransferOptions.h"
 #include "platform/TransportError.h"
 #include "platform/URLSession.h"
@@ -29,22 +30,21 @@ struct TransferOutcome {
   }
 };
 
-// What all transfers of the transfer thread have in common.
+// What all transfers of the transfer loop have in common.
 struct TransferSurroundings {
   ProgressWatch watch;
   SocketEvents events;
   ConnectionSockets sockets{events};
 };
 
-// One request on its way, with its redirects. Used by the transfer thread alone once submitted.
+// One request on its way, with its redirects. Used by the transfer loop alone once submitted.
 class Transfer : public ProgressWatch::Watched {
  public:
-  // Called once, on the transfer thread, which it must not hold up.
+  // Called once, on the worker that runs the transfer loop, which it must not hold up.
   using Completion = std::function<void(TransferOutcome outcome)>;
 
   Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
            Completion completion);
-  ~Transfer();
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
@@ -68,7 +68,6 @@ class Transfer : public ProgressWatch::Watched {
   enum class Excess { none, header, body, memory };
 
   void setRequest();
-  void setHeaders();
   void setBody();
   void setCallbacks();
   void forgetReply();
@@ -107,8 +106,7 @@ class Transfer : public ProgressWatch::Watched {
   void* easy_ = nullptr;
   std::shared_ptr<const TransferOptions> options_;
   TransferSurroundings* surroundings_ = nullptr;
-  std::vector<std::string> headerLines_;  // what libcurl reads of the request's header
-  std::vector<curl_slist> headerList_;
+  TransferHeader header_;
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that this handle was last set up for
   long redirectsLeft_;

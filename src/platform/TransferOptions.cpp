@@ -10,8 +10,10 @@
 namespace orx {
 namespace {
 
-// Small buffers: many calls may be in flight, and what they carry is small.
-constexpr long bufferSize = 2L * 1024;
+// Many calls may be in flight, and what they carry is small: most answers fit in one read. libcurl
+// takes no smaller buffer for sending.
+constexpr long receiveBufferSize = 2L * 1024;
+constexpr long sendBufferSize = 16L * 1024;
 // A renewed CA file is taken up after this time at the latest.
 constexpr long caStoreLifetime = 600;
 constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
@@ -59,8 +61,8 @@ void TransferOptions::applyTo(void* easy) const {
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
   // A time-out must not wait for a resolver thread that hangs.
   curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
-  curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, bufferSize);
-  curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, bufferSize);
+  curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBufferSize);
+  curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, sendBufferSize);
 
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https");
   curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "https");

@@ -44,7 +44,7 @@ class WorkerPool {
   // most. False, and nothing has changed, when the system has no thread for it.
   bool attendTo(Duty& duty);
 
-  // Cheap enough for the transfer thread: at most one wake-up, no waiting. Once the process ends,
+  // Cheap: at most one wake-up, no waiting. Once the process ends,
   // jobs are taken but never run.
   void submit(Job job);
 
