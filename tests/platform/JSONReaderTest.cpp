@@ -127,11 +127,9 @@ TEST(JSONReader, TakesTheLastValueOfADuplicateKeyInTheFirstPlace) {
 TEST(JSONReader, SaysWhereAndWhyItRefuses) {
   EXPECT_EQ(descriptionOfRefusal(""), "The text is not JSON: line 1, column 0: it is empty.");
   EXPECT_EQ(descriptionOfRefusal("{\n  \"a\": tru }"),
-            "The text is not JSON: line 2, column 11: syntax error while parsing value - invalid "
-            "literal.");
+            "The text is not JSON: line 2, column 11: a word is none of true, false and null.");
   EXPECT_EQ(descriptionOfRefusal("[1"),
-            "The text is not JSON: line 1, column 2: syntax error while parsing array - unexpected "
-            "end of input; expected ']'.");
+            "The text is not JSON: line 1, column 2: it ends too early.");
   EXPECT_EQ(descriptionOfRefusal("\xEF\xBB\xBF{}"),
             "The text is not JSON: line 1, column 1: it begins with a byte order mark.");
   EXPECT_EQ(descriptionOfRefusal("{}\n\0"sv),
