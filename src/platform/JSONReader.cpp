@@ -36,15 +36,16 @@ class Reader {
  private:
   // One level of nesting. A level that is left keeps its place for the next container.
   struct Level {
-    bool isArray;
-    Array array;
-    std::vector<DictionaryEntry> entries;
+    bool isArray = false;
+    Array array{};
+    std::vector<DictionaryEntry> entries{};
     // As many as the last container on this level had: the records of a list are alike.
-    std::size_t expectedSize = kFirstRoom;
+    std::size_t expectedSize;
   };
 
-  static constexpr std::size_t kFirstRoom = 8;
+  // Members that room is made for before any is read, and the bytes of text that one may take.
   static constexpr std::size_t kMostRoom = 64;
+  static constexpr std::size_t kMemberSize = 24;
 
   Level& level() { return levels_[depth_ - 1]; }
 
@@ -73,7 +74,9 @@ class Reader {
       return scanner_.refuseNext("");
     }
     scanner_.advance();
-    if (depth_ == levels_.size()) levels_.emplace_back();
+    if (depth_ == levels_.size()) {
+      levels_.push_back({.expectedSize = std::min(scanner_.bytesLeft() / kMemberSize, kMostRoom)});
+    }
     ++depth_;
     level().isArray = isArray;
     const char next = scanner_.next();
@@ -88,7 +91,7 @@ class Reader {
     if (scanner_.next() != '"') return scanner_.refuseToken("a key is missing");
     const auto text = scanner_.string();
     if (!text) return false;
-    level().entries.emplace_back(*text, Value());
+    level().entries.emplace_back(*text);
     if (scanner_.next() != ':') return scanner_.refuseToken("a colon is missing");
     scanner_.advance();
     return true;
@@ -116,7 +119,7 @@ class Reader {
     if (closed.isArray) {
       place() = Value(std::exchange(closed.array, {}));
     } else {
-      closed.expectedSize = std::clamp(closed.entries.size(), std::size_t{1}, kMostRoom);
+      closed.expectedSize = std::min(closed.entries.size(), kMostRoom);
       place() = Value(Dictionary(std::exchange(closed.entries, {})));
     }
     return count();

@@ -1,7 +1,6 @@
 #include "platform/JSONScanner.h"
 
-#include <array>
-#include <charconv>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -19,23 +18,26 @@ bool isPlain(char character) {
   return byte >= ' ' && byte < 0x80 && byte != '"' && byte != '\\';
 }
 
-// The same for eight bytes at once: a byte that is not plain has its highest bit set in the result
-// unless one before it has.
-std::uint64_t notPlain(std::uint64_t bytes) {
+// How many of these eight bytes are plain up to the first that is not.
+int plainOf(std::uint64_t bytes) {
+  if constexpr (std::endian::native == std::endian::big) bytes = __builtin_bswap64(bytes);
   constexpr std::uint64_t kOnes = 0x0101010101010101U;
-  constexpr std::uint64_t kHighest = 0x80 * kOnes;
   const std::uint64_t quotes = bytes ^ (kOnes * '"');
   const std::uint64_t backslashes = bytes ^ (kOnes * '\\');
+  // A subtraction that borrows sets the highest bit of its byte. It may do so wrongly in the bytes
+  // that come after, of which nothing is asked.
   const std::uint64_t found = (bytes - kOnes * ' ') | (quotes - kOnes) | (backslashes - kOnes);
-  return (found | bytes) & kHighest;
+  return std::countr_zero((found | bytes) & kOnes * 0x80) / 8;
 }
 
 const char* endOfPlain(const char* cursor, const char* end) {
-  while (end - cursor >= 8) {
+  constexpr int kBlock = 8;
+  while (end - cursor >= kBlock) {
     std::uint64_t bytes = 0;
-    std::memcpy(&bytes, cursor, sizeof bytes);
-    if (notPlain(bytes) != 0) break;
-    cursor += sizeof bytes;
+    std::memcpy(&bytes, cursor, kBlock);
+    const int plain = plainOf(bytes);
+    cursor += plain;
+    if (plain < kBlock) return cursor;
   }
   while (cursor != end && isPlain(*cursor)) ++cursor;
   return cursor;

@@ -36,12 +36,15 @@ class JSONScanner {
   bool refuseRead(std::string_view reason) noexcept;
   bool refuseToken(std::string_view reason);
 
+  std::size_t bytesLeft() const noexcept { return static_cast<std::size_t>(end_ - cursor_); }
+
   // The bytes up to and with the one that was blamed, and why it was.
   std::size_t position() const noexcept { return position_; }
   std::string_view reason() const noexcept { return reason_; }
 
  private:
   static bool isBlank(char character) noexcept {
+    if (static_cast<unsigned char>(character) > ' ') return false;
     return character == ' ' || character == '\n' || character == '\r' || character == '\t';
   }
   char peek() const noexcept { return cursor_ != end_ ? *cursor_ : '\0'; }

@@ -34,6 +34,17 @@ std::size_t characterLength(std::string_view text) {
   return prefix.isWhole() ? prefix.wanted : 0;
 }
 
+// The position of the next byte that may be no ASCII. Answers are ASCII nearly throughout.
+std::size_t skipASCII(std::string_view text, std::size_t position) {
+  std::array<std::uint64_t, 4> block{};
+  for (; text.size() - position >= sizeof block; position += sizeof block) {
+    std::memcpy(block.data(), text.data() + position, sizeof block);
+    if (((block[0] | block[1] | block[2] | block[3]) & 0x8080808080808080U) != 0) break;
+  }
+  while (position < text.size() && static_cast<Byte>(text[position]) < 0x80) ++position;
+  return position;
+}
+
 }  // namespace
 
 UTF8Prefix utf8PrefixOf(std::string_view text) noexcept {
@@ -50,21 +61,11 @@ UTF8Prefix utf8PrefixOf(std::string_view text) noexcept {
 }
 
 bool isValidUTF8(std::string_view text) {
-  const auto* bytes = reinterpret_cast<const Byte*>(text.data());
-  const Byte* const end = bytes + text.size();
-  while (bytes != end) {
-    // Answers are ASCII nearly throughout.
-    std::uint64_t block = 0;
-    while (end - bytes >= static_cast<std::ptrdiff_t>(sizeof block)) {
-      std::memcpy(&block, bytes, sizeof block);
-      if ((block & 0x8080808080808080U) != 0) break;
-      bytes += sizeof block;
-    }
-    if (bytes == end) break;
-    const std::size_t length = characterLength(
-        {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(end - bytes)});
+  for (std::size_t position = skipASCII(text, 0); position < text.size();
+       position = skipASCII(text, position)) {
+    const std::size_t length = characterLength(text.substr(position));
     if (length == 0) return false;
-    bytes += length;
+    position += length;
   }
   return true;
 }
