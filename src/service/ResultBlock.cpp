@@ -33,14 +33,13 @@ char lowercase(char character) {
 // The literal at exactly this position of the text. Of all characters outside ASCII, only U+017F
 // (long s) folds to a letter that the literals hold.
 std::optional<Place> literalAt(std::string_view text, std::size_t begin, std::string_view literal) {
-  if (text.substr(begin).starts_with(literal)) return Place{begin, begin + literal.size()};
   std::size_t position = begin;
-  for (const char character : literal) {
-    const char expected = lowercase(character);
+  for (const char expected : literal) {
     if (position == text.size()) return std::nullopt;
-    if (lowercase(text[position]) == expected) {
+    const char character = text[position];
+    if (character == expected || lowercase(character) == lowercase(expected)) {
       ++position;
-    } else if (expected == 's' && text.substr(position, 2) == "\u017F") {
+    } else if (lowercase(expected) == 's' && text.substr(position, 2) == "\u017F") {
       position += 2;
     } else {
       return std::nullopt;
