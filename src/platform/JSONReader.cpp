@@ -43,8 +43,9 @@ class Reader {
     std::size_t expectedSize;
   };
 
-  // Members that room is made for before any is read, and the bytes of text that one may take.
-  static constexpr std::size_t kMostRoom = 64;
+  // The most members that room is made for before any is read, and the bytes of text that one
+  // usually takes.
+  static constexpr std::size_t kMostRoom = 32;
   static constexpr std::size_t kMemberSize = 24;
 
   Level& level() { return levels_[depth_ - 1]; }
@@ -56,7 +57,7 @@ class Reader {
     return open.isArray ? open.array.emplace_back() : open.entries.back().value;
   }
 
-  // Reads a value, of an array or dictionary that is not empty only its begin.
+  // Reads a value, or the begin of an array or dictionary up to its first value.
   bool value() {
     const char first = scanner_.next();
     isComplete_ = true;
@@ -132,6 +133,7 @@ class Reader {
   std::size_t depth_ = 0;
   std::size_t values_ = 0;
   Value value_;
+  // Whether the value that was read last is whole, and not the begin of one.
   bool isComplete_ = false;
   bool isTooDeep_ = false;
 };

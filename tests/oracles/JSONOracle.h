@@ -15,8 +15,8 @@ struct JSONVerdict {
   std::string place;
 };
 
-// The text must be shorter than the library's limits, hold no NUL and begin with no byte order mark
-// (the oracle skips both).
+// The text must keep the library's limits, hold no NUL and not begin as a byte order mark does: the
+// oracle takes a NUL for the end, skips the mark and reads what may become one before it refuses.
 JSONVerdict readJSONByOracle(std::string_view text);
 
 // One text for each value, which tells apart what compares as equal: kinds of numbers, the sign of
