@@ -6,9 +6,6 @@ namespace orx {
 
 namespace {
 
-constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
-
 struct Lead {
   std::size_t length;  // 0: no character begins with this byte
   char32_t bits;
@@ -39,6 +36,8 @@ std::optional<char32_t> nextCharacter(std::string_view text, std::size_t& positi
   return character;
 }
 
+}  // namespace
+
 void appendUTF8(char32_t character, std::string& text) {
   const auto append = [&text](char32_t byte) { text += static_cast<char>(byte); };
   if (character < 0x80) {
@@ -57,9 +56,6 @@ void appendUTF8(char32_t character, std::string& text) {
     append(0x80 | (character & 0x3F));
   }
 }
-
-}  // namespace
-
 std::optional<std::vector<std::uint16_t>> utf16FromUTF8(std::string_view text) {
   std::vector<std::uint16_t> units;
   units.reserve(text.size());
@@ -90,7 +86,7 @@ std::optional<std::string> utf8FromUTF16BigEndian(std::span<const std::uint8_t> 
     if (isHighSurrogate(character)) {
       position += 2;
       if (position == bytes.size() || !isLowSurrogate(unitAt(position))) return std::nullopt;
-      character = 0x10000 + ((character - 0xD800) << 10) + (unitAt(position) - 0xDC00);
+      character = characterOfPair(character, unitAt(position));
     }
     appendUTF8(character, text);
   }
