@@ -104,17 +104,17 @@ TEST_F(HostileUserData, CutAtAnyByteIsTheParsersError) {
   }
 }
 
-TEST_F(HostileUserData, ReadsAnAnswerWithTwoHundredThousandAttributes) {
+TEST_F(HostileUserData, ReadsAnAnswerWithManyAttributes) {
   const Outcome outcome =
-      answered(elementWithAttributes(200'000, resultBlock("0", "words", "String", "data")));
+      answered(elementWithAttributes(hostileCount, resultBlock("0", "words", "String", "data")));
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "words");
   EXPECT_EQ(outcome.result->returnData(), Value("data"));
 }
 
-TEST_F(HostileUserData, ReadsAnAnswerWithTwoHundredThousandElements) {
+TEST_F(HostileUserData, ReadsAnAnswerWithManyElements) {
   std::string elements;
-  for (int number = 0; number < 200'000; ++number) {
+  for (std::size_t number = 0; number < hostileCount; ++number) {
     const std::string name = "e" + std::to_string(number);
     elements += "<" + name + ">t</" + name + ">";
   }
