@@ -2,9 +2,9 @@
 // the kind that the operation gives for an answer without what it looks for.
 #include <ORXAccount/ORVAAccountConstants.h>
 
+#include "support/AccountServiceFixture.h"
 #include "support/HostileAnswers.h"
 #include "support/Operations.h"
-#include "support/ServiceTest.h"
 
 namespace orx {
 namespace {
@@ -13,7 +13,7 @@ using namespace orx::testing;
 
 constexpr std::size_t kMemoryBound = std::size_t{512} * 1024 * 1024;
 
-class HostileAnswerTest : public ServiceTest {
+class HostileAnswerTest : public AccountServiceFixture {
  protected:
   // The only report, though others have had time to come: the next call's has come by then.
   Outcome answered(const Operation& operation, const std::string& body) {
