@@ -64,7 +64,9 @@ void fill(httplib::Response& to, const HTTPResponse& response) {
 // The whole head as it stands on the wire, for answers that the HTTP library would not send.
 std::string headOf(const HTTPResponse& response) {
   std::string head = "HTTP/1.1 " + std::to_string(response.status) + " -\r\n";
-  for (const auto& [name, value] : response.headers) head += name + ": " + value + "\r\n";
+  for (const auto& [name, value] : response.headers) {
+    head.append(name).append(": ").append(value).append("\r\n");
+  }
   return head + "Content-Type: " + response.contentType +
          "\r\nContent-Length: " + std::to_string(response.body.size()) + "\r\n\r\n";
 }

@@ -21,7 +21,7 @@ KeychainOutcome plainOutcome(OSStatus status) {
 // FNV-1a of 128 bits, in hexadecimal. It need not withstand an attacker: whoever can place files
 // here is the user, and the file names its item in full.
 std::string digestOf(std::string_view text) {
-  __extension__ typedef unsigned __int128 Wide;
+  using Wide = unsigned __int128;
   Wide digest = Wide{0x6C62272E07BB0142U} << 64U | 0x62B821756295C58DU;
   for (const char byte : text) {
     digest ^= static_cast<unsigned char>(byte);

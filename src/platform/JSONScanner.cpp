@@ -209,7 +209,7 @@ bool JSONScanner::escapedCharacter() {
   if (!codeUnit(unit)) return false;
   if (isLowSurrogate(unit)) return refuseRead(kHalf);
   if (!isHighSurrogate(unit)) {
-    appendUTF8(unit, decoded_);
+    appendCharacter(unit, decoded_);
     return true;
   }
   for (const char expected : {'\\', 'u'}) {
@@ -219,7 +219,7 @@ bool JSONScanner::escapedCharacter() {
   char32_t second = 0;
   if (!codeUnit(second)) return false;
   if (!isLowSurrogate(second)) return refuseRead(kHalf);
-  appendUTF8(characterOfPair(unit, second), decoded_);
+  appendCharacter(characterOfPair(unit, second), decoded_);
   return true;
 }
 

@@ -49,7 +49,7 @@ inline constexpr std::size_t storedFileSize = std::size_t{64} * 1024 * 1024;
 
 // Characters of a secret in the user's keyring. Services keep them in memory that is never paged
 // out, of which there is little.
-inline constexpr std::size_t keyringSecretSize = 16U * 1024 * 1024;
+inline constexpr std::size_t keyringSecretSize = std::size_t{16} * 1024 * 1024;
 
 // How long one call on the stores may wait for other processes: for a lock, for a service.
 inline constexpr std::chrono::seconds storeWait{2};

@@ -116,6 +116,7 @@ std::vector<SecretServiceItems::Path> SecretServiceItems::find() {
     std::stable_sort(items.begin(), items.end(),
                      [](const auto& one, const auto& other) { return one.first > other.first; });
     std::vector<Path> paths;
+    paths.reserve(items.size());
     for (auto& item : items) paths.push_back(std::move(item.second));
     return paths;
   });

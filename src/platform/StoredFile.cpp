@@ -244,6 +244,7 @@ FileReading StoredDirectory::read(const std::string& name) const {
   const auto size = static_cast<std::size_t>(file.st_size);
   auto reading = readWhole(descriptor.get(), std::min(size, limits::storedFileSize), pathOf(name));
   reading.mode = file.st_mode & 07777U;
+  reading.group = file.st_gid;
   return reading;
 }
 

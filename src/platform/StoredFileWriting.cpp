@@ -49,14 +49,33 @@ std::string temporaryName() {
 
 }  // namespace
 
-FileOutcome StoredDirectory::writeTemporary(const std::string& temporary, const Data& bytes) const {
+// The error number, or 0. Whatever the file-creation mask took away is given back.
+int StoredDirectory::setPermissions(int descriptor, const FileReading& existing) const {
+  mode_t mode = 0600;
+  if (kind_ == Kind::Settings && existing.bytes) {
+    mode = existing.mode & 0777U;
+    struct stat made {};
+    if (fstat(descriptor, &made) != 0) return errno;
+    // Where the group cannot be passed on, its members are others to the new file.
+    if (made.st_gid != existing.group &&
+        fchown(descriptor, static_cast<uid_t>(-1), existing.group) != 0) {
+      const mode_t others = mode & 07U;
+      mode &= 0707U | others << 3U;
+    }
+  }
+  return fchmod(descriptor, mode) == 0 ? 0 : errno;
+}
+
+FileOutcome StoredDirectory::writeTemporary(const std::string& temporary, const Data& bytes,
+                                            const FileReading& existing) const {
   const auto path = pathOf(temporary);
   constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   FileDescriptor file(
       uninterrupted([&] { return openat(descriptor_.get(), temporary.c_str(), flags, 0600); }));
   if (!file) return systemProblem(errno, "make", path);
-  // Whatever the file-creation mask took away.
-  if (fchmod(file.get(), 0600) != 0) return systemProblem(errno, "set the permissions of", path);
+  if (const int number = setPermissions(file.get(), existing)) {
+    return systemProblem(number, "set the permissions of", path);
+  }
   if (const int number = writeAll(file.get(), bytes.bytes())) {
     return systemProblem(number, "write", path);
   }
@@ -109,7 +128,7 @@ FileOutcome StoredDirectory::replace(const std::string& name, const Data& bytes,
 
   sweepTemporaryFiles();
   const auto temporary = temporaryName();
-  auto problem = writeTemporary(temporary, bytes);
+  auto problem = writeTemporary(temporary, bytes, existing);
   if (!problem && previous == Previous::KeepAside) keepAside(name);
   if (!problem) problem = putInPlace(temporary, name);
   if (problem) {

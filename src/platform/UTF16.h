@@ -17,9 +17,6 @@ constexpr char32_t characterOfPair(char32_t high, char32_t low) {
   return 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00);
 }
 
-// Appends a Unicode scalar value.
-void appendUTF8(char32_t character, std::string& text);
-
 // The text's UTF-16 units; absent when it is not UTF-8.
 std::optional<std::vector<std::uint16_t>> utf16FromUTF8(std::string_view text);
 

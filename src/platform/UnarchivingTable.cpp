@@ -47,7 +47,7 @@ std::string dateText(double sinceReferenceDate) {
 
 class FieldCoder final : public Coder {
  public:
-  void add(std::string key, Value value) { fields_.push_back({std::move(key), std::move(value)}); }
+  void add(std::string key, Value value) { fields_.emplace_back(std::move(key), std::move(value)); }
 
   void encodeObject_forKey(const Value&, std::string_view) override {
     throw std::logic_error("an archive that is being read cannot be written");

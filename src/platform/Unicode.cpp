@@ -70,19 +70,35 @@ bool isValidUTF8(std::string_view text) {
   return true;
 }
 
+std::optional<char32_t> nextCharacter(std::string_view text, std::size_t& position) {
+  const auto* bytes = reinterpret_cast<const Byte*>(text.data()) + position;
+  const std::size_t length = characterLength(text.substr(position));
+  if (length == 0) return std::nullopt;
+  // Of the first byte, what its length marker leaves.
+  char32_t character = length == 1 ? bytes[0] : bytes[0] & (0x7FU >> length);
+  for (std::size_t i = 1; i < length; ++i) character = character << 6U | (bytes[i] & 0x3FU);
+  position += length;
+  return character;
+}
+
+void appendCharacter(char32_t character, std::string& text) {
+  std::array<utf8proc_uint8_t, 4> bytes{};
+  const auto size = utf8proc_encode_char(static_cast<utf8proc_int32_t>(character), bytes.data());
+  text.append(bytes.begin(), bytes.begin() + size);
+}
+
 std::string lowercasingFirstUTF16Unit(std::string_view text) {
   if (text.empty() || !isValidUTF8(text)) return std::string(text);
-  const std::size_t length = characterLength(text);
-  if (length > 3) return std::string(text);
-  utf8proc_int32_t character = 0;
-  utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                   static_cast<utf8proc_ssize_t>(length), &character);
+  std::size_t length = 0;
+  const char32_t first = nextCharacter(text, length).value_or(0);
+  if (first > 0xFFFF) return std::string(text);
   const std::string_view rest = text.substr(length);
   // The one character whose lower case is two: i and a combining dot above.
-  if (character == 0x0130) return "i\u0307" + std::string(rest);
-  std::array<utf8proc_uint8_t, 4> lower{};
-  const auto size = utf8proc_encode_char(utf8proc_tolower(character), lower.data());
-  return std::string(lower.begin(), lower.begin() + size).append(rest);
+  if (first == 0x0130) return "i\u0307" + std::string(rest);
+  std::string lower;
+  appendCharacter(static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(first))),
+                  lower);
+  return lower.append(rest);
 }
 
 }  // namespace orx

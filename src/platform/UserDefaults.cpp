@@ -122,11 +122,14 @@ bool UserDefaults::isDamage(const std::shared_ptr<Error>& error) {
   return error && error->code() == NSPropertyListReadCorruptError;
 }
 
-UserDefaults::Transaction UserDefaults::beginTransaction(Deadline deadline) const {
-  const auto opening = openDirectory(Missing::Create);
+UserDefaults::Transaction UserDefaults::beginTransaction(Deadline deadline,
+                                                         MissingFolder missingFolder) const {
+  const auto opening =
+      openDirectory(missingFolder == MissingFolder::Create ? Missing::Create : Missing::Leave);
   if (opening.problem) {
     return {.lock = {}, .error = errorOf(*opening.problem, NSFileWriteUnknownError)};
   }
+  if (!opening.directory) return {};
   auto taking = opening.directory->lock(transactionLockName, deadline);
   if (!taking.problem) return {.lock = std::move(taking.lock), .error = nullptr};
   return {.lock = {},

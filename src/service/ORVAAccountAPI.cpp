@@ -53,7 +53,7 @@ std::optional<std::vector<Dictionary>> ORVAAccountAPI::parsingTasks() const {
   return tasks_->list.dictionaries();
 }
 
-void ORVAAccountAPI::setParsingTasks(std::optional<std::vector<Dictionary>> parsingTasks) {
+void ORVAAccountAPI::setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks) {
   tasks_->list.setDictionaries(parsingTasks);
 }
 
