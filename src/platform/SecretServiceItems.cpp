@@ -190,7 +190,9 @@ void SecretServiceItems::erase(const Path& path) {
 }
 
 bool SecretServiceItems::remove() {
-  const auto paths = find();
+  auto paths = find();
+  // The newest last: what an older one says must not count again in between.
+  std::reverse(paths.begin(), paths.end());
   for (const auto& path : paths) erase(path);
   return !paths.empty();
 }
