@@ -61,10 +61,11 @@ SecretServiceItems::Path SecretServiceItems::prompt(const Path& prompt) {
     case PromptRules::Answer::Allowed:
       break;
   }
-  call_.extend(rules_.patience + rules_.patienceAfterwards);
+  if (!promptsEnd_) promptsEnd_ = std::chrono::steady_clock::now() + rules_.patience;
+  call_.extend(*promptsEnd_ + rules_.patienceAfterwards);
   try {
-    auto path = connection_.prompt(prompt, std::chrono::steady_clock::now() + rules_.patience);
-    call_.extend(rules_.patienceAfterwards);
+    auto path = connection_.prompt(prompt, *promptsEnd_);
+    call_.extend(std::chrono::steady_clock::now() + rules_.patienceAfterwards);
     return path;
   } catch (const SecretServiceFailure& failure) {
     const bool dismissed = failure.kind == Kind::Dismissed || failure.kind == Kind::Unanswered;

@@ -10,8 +10,8 @@ struct PromptRules {
   std::function<Answer()> mayPrompt;
   // Called when somebody did not want to answer.
   std::function<void()> noteDismissed;
-  // How long a prompt may stay open, and what the rest of the operation may take once it was
-  // answered.
+  // How long the prompts of an operation may stay open, all in all, and what the rest of it may
+  // take once they were answered.
   std::chrono::milliseconds patience = std::chrono::seconds(118);
   std::chrono::milliseconds patienceAfterwards = std::chrono::seconds(2);
 };
@@ -54,6 +54,8 @@ class SecretServiceItems {
   const PromptRules& rules_;
   const KeychainItem& item_;
   SecretServiceConnection::Attributes attributes_;
+  // When the last prompt goes; absent before the first.
+  std::optional<Deadline> promptsEnd_;
 };
 
 // A text as an attribute: as it is, unless the bus could not carry it. Different texts give

@@ -169,6 +169,14 @@ class MigrationBench:
         self.do("sign-out", True)
         self.check_no_trace(True)
 
+    def leave(self, service):
+        """Signing out at once leaves no trace either."""
+        self.do("clear", service)
+        self.check_no_trace(service)
+        self.do("start", not service)
+        self.do("start", True)
+        self.check_no_trace(True)
+
     def check_no_trace(self, service):
         held = self.held
         left_behind = stores.traces(self.home, NAMES)
@@ -193,6 +201,8 @@ WAYS = (
     restore_there,
     lambda bench, here: bench.use(here),
     lambda bench, here: bench.use(not here),
+    lambda bench, here: bench.leave(here),
+    lambda bench, here: bench.leave(not here),
     lambda bench, here: bench.take_along(here),
     lambda bench, here: bench.take_along(not here),
 )

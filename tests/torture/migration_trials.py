@@ -146,8 +146,8 @@ def walk(bench, seed):
         login = f"user-{step}"
         before, outlook = bench.snapshot(), prospect(bench.held, operation, login, service)
         answer = bench.ask(operation, service, login)
-        calls, messages = answer["calls"], bench.session.calls if service else []
-        script, request = incident(choices, calls, messages)
+        messages = bench.session.calls if service else []
+        script, request = incident(choices, answer, messages)
         path.append((operation, service, login, script, request))
         bench.plant(before)
         bench.ask(operation, service, login, script, **request)
@@ -160,8 +160,12 @@ def walk(bench, seed):
         raise AssertionError(path, complaint) from complaint
 
 
-def incident(choices, calls, messages):
-    """(script, request) of something that goes wrong, where there is something to go wrong."""
+def incident(choices, answer, messages):
+    """(script, request) of something that goes wrong, where there is something to go wrong, in an
+    operation that went as the answer and the messages say."""
+    if choices.random() < 0.3:
+        return "", {"killAfter": choices.randint(1, answer["microseconds"] + 1)}
+    calls = answer["calls"]
     changing = [at for at, message in enumerate(messages, 1) if message in CHANGING]
     if changing and choices.random() < 0.4:
         fault = choices.choice(("kill host.pid", "kill-after host.pid", *ANSWERS))

@@ -90,11 +90,12 @@ def snapshot(home, session):
 
 
 def kind(state, held):
-    """What is the same for remains that the library cannot tell apart: the names of temporary files,
-    the installation's UUID and times have no say."""
+    """What is the same for remains that the library cannot tell apart: the names of temporary files
+    and of users, the installation's UUID and times have no say."""
     files = sorted((str(path.with_name("temporary") if path.name.startswith(".orx-tmp-") else path),
                     mode, content and len(content)) for path, (mode, content) in state.files.items())
-    owners = [(owner.login, owner.uuid == held.uuid) if owner else None
+    logins = [owner.login for owner in (held.file, *held.keyring) if owner]
+    owners = [(logins.index(owner.login), owner.uuid == held.uuid) if owner else None
               for owner in (held.file, *held.keyring)]
     return repr((files, owners, held.uuid is None, held.record))
 
