@@ -149,6 +149,43 @@ TEST_F(Policy, MovesTheUserIntoAKeyringWhosePromptOutlastsACall) {
   EXPECT_EQ(inKeyring() + inFile(), "B-");
 }
 
+TEST_F(Policy, DoesNotForgetWhatAKeyringTookBeforeItLocked) {
+  headless();
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  desktop();
+  service.setScript("GetSecret error org.freedesktop.Secret.Error.IsLocked");
+  EXPECT_EQ(signIn("B"), errSecInteractionNotAllowed);
+  service.setScript("");
+  EXPECT_EQ(inKeyring(), "B");
+  EXPECT_EQ(signOut(), errSecSuccess);
+  EXPECT_EQ(inKeyring() + inFile(), "--");
+  EXPECT_FALSE(hasRecord());
+}
+
+TEST_F(Policy, RemovesACopyThatNoRecordKnowsOf) {
+  startWithItem("");
+  headless();
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  desktop();
+  EXPECT_EQ(user(), "A");
+  EXPECT_EQ(inKeyring(), "old");
+  EXPECT_EQ(signOut(), errSecSuccess);
+  EXPECT_EQ(inKeyring() + inFile(), "--");
+}
+
+TEST_F(Policy, SweepsWhatADeadWriterLeftBesideAKeyring) {
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  const auto record = home.keychainDirectory() / PolicyKeychainStore::recordNameOf(item);
+  for (const bool recorded : {true, false}) {
+    if (!recorded) std::filesystem::remove(record);
+    const auto left = home.keychainDirectory() / ".orx-tmp-1";
+    testing::writeContent(left, "someone's bytes");
+    EXPECT_EQ(signOut(), errSecSuccess);
+    EXPECT_FALSE(std::filesystem::exists(left)) << recorded;
+    ASSERT_EQ(signIn("A"), errSecSuccess);
+  }
+}
+
 TEST_F(Policy, ToleratesAStaleCopyThatCannotBeRemovedYet) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
   headless();
