@@ -60,10 +60,8 @@ FileOutcome writeKeychainRecord(const StoredDirectory& directory, const std::str
     return directory.replace(fileName, Data(textOf(record)));
   }
   const auto presence = directory.presenceOf(fileName);
-  if (presence.problem || !presence.present) return presence.problem;
-  // What a dead writer left would stay where nothing is written any more.
-  directory.sweepTemporaryFiles();
-  return directory.remove(fileName);
+  if (presence.problem) return presence.problem;
+  return presence.present ? directory.remove(fileName) : std::nullopt;
 }
 
 }  // namespace orx

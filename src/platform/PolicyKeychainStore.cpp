@@ -44,7 +44,7 @@ KeychainOutcome excludedByPolicy(std::string_view store) {
           .remedy = "Let the application use that store, or sign in again."};
 }
 
-KeychainOutcome damagedRecord(std::string path) {
+KeychainOutcome damagedRecord(const std::string& path) {
   return {.status = errSecDecode,
           .text = path + " is damaged.",
           .path = path,
@@ -305,6 +305,8 @@ KeychainOutcome PolicyKeychainStore::move(Place target, Scene& scene, const Chan
 KeychainOutcome PolicyKeychainStore::remove(const KeychainItem& item, Deadline deadline) {
   auto scene = enter(item, Missing::Leave, deadline);
   if (scene.problem) return about(stores_.file->name(), outcomeOf(scene.problem));
+  // Wherever the item is: a writer that died may have left its bytes here.
+  if (scene.directory) scene.directory->sweepTemporaryFiles();
   if (!scene.known) return removeUnrecorded(item, deadline);
   const auto place = scene.record.newest;
   if (place != Place::Nowhere) return removeFrom(place, scene, item, deadline);
@@ -316,15 +318,13 @@ KeychainOutcome PolicyKeychainStore::remove(const KeychainItem& item, Deadline d
 
 KeychainOutcome PolicyKeychainStore::removeUnrecorded(const KeychainItem& item,
                                                       Deadline deadline) const {
-  // There too where the item is in the keyring: what a dead writer left goes with it.
-  const auto inFile = stores_.file->remove(item, deadline);
   const auto policy = policy_();
   if (policy != KeychainPolicy::FileOnly) {
     const auto outcome = stores_.secretService->remove(item, deadline);
     const bool standsIn = outcome.storeMissing && policy != KeychainPolicy::SecretServiceOnly;
     if (!standsIn) return about(stores_.secretService->name(), outcome);
   }
-  return about(stores_.file->name(), inFile);
+  return about(stores_.file->name(), stores_.file->remove(item, deadline));
 }
 
 KeychainOutcome PolicyKeychainStore::removeFrom(Place place, Scene& scene, const KeychainItem& item,

@@ -118,6 +118,7 @@ std::vector<SecretServiceItems::Path> SecretServiceItems::find() {
     std::stable_sort(items.begin(), items.end(),
                      [](const auto& one, const auto& other) { return one.first > other.first; });
     std::vector<Path> paths;
+    paths.reserve(items.size());
     for (auto& item : items) paths.push_back(std::move(item.second));
     return paths;
   });
@@ -180,6 +181,16 @@ void SecretServiceItems::requireKept(const Path& path, const Data& bytes) {
   if (!kept || kept->text() != bytes.text()) throw failure(Kind::NotKept);
 }
 
+void SecretServiceItems::requireGone(const std::vector<Path>& paths) {
+  const auto left = connection_.search(attributes_);
+  for (const auto* found : {&left.unlocked, &left.locked}) {
+    for (const auto& path : *found) {
+      const bool meant = std::find(paths.begin(), paths.end(), path) != paths.end();
+      if (meant) throw failure(Kind::NotRemoved);
+    }
+  }
+}
+
 void SecretServiceItems::erase(const Path& path) {
   try {
     const auto reply = connection_.deleteItem(path);
@@ -195,6 +206,7 @@ bool SecretServiceItems::remove() {
   // The newest last: what an older one says must not count again in between.
   std::reverse(paths.begin(), paths.end());
   for (const auto& path : paths) erase(path);
+  if (!paths.empty()) requireGone(paths);
   return !paths.empty();
 }
 

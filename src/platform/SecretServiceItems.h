@@ -45,6 +45,7 @@ class SecretServiceItems {
   Path collection();
   std::optional<Data> contentOf(const Path& path);
   void requireKept(const Path& path, const Data& bytes);
+  void requireGone(const std::vector<Path>& paths);
   void erase(const Path& path);
   template <typename Step>
   auto withoutVanishing(const Step& step) -> decltype(step());

@@ -103,7 +103,7 @@ const std::map<std::string, Keyring::Handler>& Keyring::handlers() {
 
 Keyring::Answer Keyring::call(const Script& script, const std::string& path,
                               const std::string& method, GVariant* arguments) {
-  const Answer none{.value = nullptr, .error = {}, .silent = true};
+  Answer none{.value = nullptr, .error = {}, .silent = true};
   if (script.has(method, "silent")) return none;
   if (script.has(method, "kill")) {
     killProcessNamedIn(script.line(method, "kill").at(1));
@@ -137,7 +137,7 @@ bool Keyring::isLocked(const Script& script) const {
 }
 
 std::string Keyring::insert(Item item) {
-  const auto path = std::string(collectionPath) + "/" + std::to_string(++number_);
+  auto path = std::string(collectionPath) + "/" + std::to_string(++number_);
   items_[path] = std::move(item);
   return path;
 }
