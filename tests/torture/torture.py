@@ -70,10 +70,10 @@ def parts(options, pool):
         yield from trials.read_fault_trials(own, share)
 
     def migration(own):
-        yield from migration_trials.kill_trials(own, 1 if options.full else 97)
-        yield from migration_trials.fault_trials(own, 1 if options.full else 997)
+        yield from migration_trials.kill_trials(own, 1 if options.full else 199)
+        yield from migration_trials.fault_trials(own, 1 if options.full else 1499)
         yield from migration_trials.silence_trials(own, 1 if options.full else 41)
-        yield from migration_trials.walk_trials(seed, 400 if options.full else 2)
+        yield from migration_trials.walk_trials(seed, 200 if options.full else 2)
 
     return {
         "calls": ("calls by which a file can be changed, none of which passes by",
