@@ -48,6 +48,12 @@ class KeychainStore {
   // a store may keep the damaged content aside until the item is removed.
   virtual KeychainOutcome update(const KeychainItem& item, const Data& bytes,
                                  Deadline deadline) = 0;
+  // Stores the item, whether there is one or none.
+  virtual KeychainOutcome put(const KeychainItem& item, const Data& bytes, Deadline deadline) {
+    auto outcome = update(item, bytes, deadline);
+    if (outcome.status != errSecItemNotFound) return outcome;
+    return add(item, bytes, deadline);
+  }
   // Removes every trace of the item; errSecItemNotFound when there is none.
   virtual KeychainOutcome remove(const KeychainItem& item, Deadline deadline) = 0;
   // Sets `bytes` when it succeeds. errSecItemNotFound only when the item is truly absent;

@@ -26,10 +26,10 @@ bool isGone(const KeychainOutcome& outcome) {
   return outcome.status == errSecSuccess || outcome.status == errSecItemNotFound;
 }
 
-// Whether the service surely has not done what it was asked: nobody was let in.
-bool wasShutOut(const KeychainOutcome& outcome) {
-  return outcome.storeMissing || outcome.status == errSecInteractionNotAllowed ||
-         outcome.status == errSecAuthFailed || outcome.status == errSecDuplicateItem;
+// Whether the store surely has not written anything. A keyring that says that it is locked may have
+// written first, and have been locked since.
+bool surelyWroteNothing(const KeychainOutcome& outcome) {
+  return outcome.storeMissing || outcome.status == errSecDuplicateItem;
 }
 
 KeychainOutcome missingIn(const KeychainStore& store) {
@@ -44,7 +44,7 @@ KeychainOutcome excludedByPolicy(std::string_view store) {
           .remedy = "Let the application use that store, or sign in again."};
 }
 
-KeychainOutcome damagedRecord(std::string path) {
+KeychainOutcome damagedRecord(const std::string& path) {
   return {.status = errSecDecode,
           .text = path + " is damaged.",
           .path = path,
@@ -276,13 +276,6 @@ bool PolicyKeychainStore::isReplaceable(Place place, const Change& change) const
   return outcome.status != errSecItemNotFound;
 }
 
-KeychainOutcome PolicyKeychainStore::put(Place place, const Change& change) const {
-  auto& store = storeAt(place);
-  auto outcome = store.update(change.item, change.bytes, change.deadline);
-  if (outcome.status != errSecItemNotFound) return outcome;
-  return store.add(change.item, change.bytes, change.deadline);
-}
-
 KeychainOutcome PolicyKeychainStore::move(Place target, Scene& scene, const Change& change) const {
   const auto before = scene.record;
   const bool wasKnown = scene.known;
@@ -291,10 +284,11 @@ KeychainOutcome PolicyKeychainStore::move(Place target, Scene& scene, const Chan
   if (auto failed = scene.note(meanwhile)) return outcomeOf(failed);
 
   // What nobody has recorded yet may still be there, and is then not to be overwritten unasked.
-  auto outcome = wasKnown ? put(target, change) : writeIn(target, change);
+  auto outcome = wasKnown ? storeAt(target).put(change.item, change.bytes, change.deadline)
+                          : writeIn(target, change);
   if (outcome.status != errSecSuccess) {
     // Best effort: a record that stays only makes later calls look for a copy that is not there.
-    if (wasShutOut(outcome)) scene.note(before);
+    if (surelyWroteNothing(outcome)) scene.note(before);
     return outcome;
   }
   KeychainRecord after{.newest = target,
@@ -311,6 +305,8 @@ KeychainOutcome PolicyKeychainStore::move(Place target, Scene& scene, const Chan
 KeychainOutcome PolicyKeychainStore::remove(const KeychainItem& item, Deadline deadline) {
   auto scene = enter(item, Missing::Leave, deadline);
   if (scene.problem) return about(stores_.file->name(), outcomeOf(scene.problem));
+  // Wherever the item is: a writer that died may have left its bytes here.
+  if (scene.directory) scene.directory->sweepTemporaryFiles();
   if (!scene.known) return removeUnrecorded(item, deadline);
   const auto place = scene.record.newest;
   if (place != Place::Nowhere) return removeFrom(place, scene, item, deadline);
@@ -347,6 +343,10 @@ KeychainOutcome PolicyKeychainStore::removeFrom(Place place, Scene& scene, const
   }
   if (auto failed = scene.note(after)) return about(stores_.file->name(), outcomeOf(failed));
   tidy(scene, item, deadline);
+  // A copy that no record knows of, as with the data directory of another time.
+  if (place == Place::File && policy_() != KeychainPolicy::FileOnly) {
+    stores_.quietSecretService->remove(item, deadline);
+  }
   return outcome;
 }
 

@@ -51,7 +51,6 @@ class PolicyKeychainStore final : public KeychainStore {
   KeychainOutcome writeTo(Place target, Scene& scene, const Change& change) const;
   KeychainOutcome writeFirst(Place target, Scene& scene, const Change& change) const;
   KeychainOutcome writeIn(Place place, const Change& change) const;
-  KeychainOutcome put(Place place, const Change& change) const;
   KeychainOutcome move(Place target, Scene& scene, const Change& change) const;
   bool isReplaceable(Place place, const Change& change) const;
   KeychainOutcome removeUnrecorded(const KeychainItem& item, Deadline deadline) const;

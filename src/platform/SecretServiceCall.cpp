@@ -36,10 +36,10 @@ std::chrono::milliseconds SecretServiceCall::remaining() {
   return std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
 }
 
-void SecretServiceCall::extend(std::chrono::milliseconds patience) {
+void SecretServiceCall::extend(Deadline deadline) {
   const std::lock_guard lock(mutex_);
   throwIfOver();
-  deadline_ = Clock::now() + patience;
+  deadline_ = deadline;
   changed_.notify_all();
 }
 

@@ -21,8 +21,8 @@ class SecretServiceCall {
 
   // The working side. What is left of the time; throws a Silent failure when nothing is.
   std::chrono::milliseconds remaining();
-  // A prompt has been issued: the time starts anew, as long as this. And when it was answered.
-  void extend(std::chrono::milliseconds patience);
+  // A prompt has been issued, or answered: there is time until then.
+  void extend(Deadline deadline);
   // `cancel` is called once, on the waiting thread, if the operation is abandoned.
   void onAbandon(std::function<void()> cancel);
   void finish(KeychainOutcome outcome);

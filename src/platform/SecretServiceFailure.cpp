@@ -60,6 +60,8 @@ constexpr std::array rows{
         "The next sign-in replaces it; nothing needs to be removed."},
     Row{Kind::NotKept, errSecIO, "The Secret Service did not keep what it was given.",
         "Check the keyring in the key manager; its disk may be full."},
+    Row{Kind::NotRemoved, errSecIO, "The Secret Service did not remove the item.",
+        "Remove it in the key manager, or sign in and out again."},
     Row{Kind::TooLarge, errSecParam, "The item is too large for the Secret Service.",
         "Store less in the user record."},
     Row{Kind::OutOfResources, errSecIO, "No thread can be started to ask the Secret Service.",

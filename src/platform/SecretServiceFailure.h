@@ -32,6 +32,7 @@ struct SecretServiceFailure {
     Vanished,
     Damaged,
     NotKept,
+    NotRemoved,
     TooLarge,
     OutOfResources,
   };

@@ -60,10 +60,11 @@ SecretServiceItems::Path SecretServiceItems::prompt(const Path& prompt) {
     case PromptRules::Answer::Allowed:
       break;
   }
-  call_.extend(rules_.patience + rules_.patienceAfterwards);
+  if (!promptsEnd_) promptsEnd_ = std::chrono::steady_clock::now() + rules_.patience;
+  call_.extend(*promptsEnd_ + rules_.patienceAfterwards);
   try {
-    auto path = connection_.prompt(prompt, std::chrono::steady_clock::now() + rules_.patience);
-    call_.extend(rules_.patienceAfterwards);
+    auto path = connection_.prompt(prompt, *promptsEnd_);
+    call_.extend(std::chrono::steady_clock::now() + rules_.patienceAfterwards);
     return path;
   } catch (const SecretServiceFailure& failure) {
     const bool dismissed = failure.kind == Kind::Dismissed || failure.kind == Kind::Unanswered;
@@ -179,6 +180,16 @@ void SecretServiceItems::requireKept(const Path& path, const Data& bytes) {
   if (!kept || kept->text() != bytes.text()) throw failure(Kind::NotKept);
 }
 
+void SecretServiceItems::requireGone(const std::vector<Path>& paths) {
+  const auto left = connection_.search(attributes_);
+  for (const auto* found : {&left.unlocked, &left.locked}) {
+    for (const auto& path : *found) {
+      const bool meant = std::find(paths.begin(), paths.end(), path) != paths.end();
+      if (meant) throw failure(Kind::NotRemoved);
+    }
+  }
+}
+
 void SecretServiceItems::erase(const Path& path) {
   try {
     const auto reply = connection_.deleteItem(path);
@@ -190,8 +201,11 @@ void SecretServiceItems::erase(const Path& path) {
 }
 
 bool SecretServiceItems::remove() {
-  const auto paths = find();
+  auto paths = find();
+  // The newest last: what an older one says must not count again in between.
+  std::reverse(paths.begin(), paths.end());
   for (const auto& path : paths) erase(path);
+  if (!paths.empty()) requireGone(paths);
   return !paths.empty();
 }
 

@@ -11,8 +11,8 @@ struct PromptRules {
   std::function<Answer()> mayPrompt;
   // Called when somebody did not want to answer.
   std::function<void()> noteDismissed;
-  // How long a prompt may stay open, and what the rest of the operation may take once it was
-  // answered.
+  // How long the prompts of an operation may stay open, all in all, and what the rest of it may
+  // take once they were answered.
   std::chrono::milliseconds patience = limits::storeWaitWithPrompt - limits::storeWait;
   std::chrono::milliseconds patienceAfterwards = limits::storeWait;
 };
@@ -46,6 +46,7 @@ class SecretServiceItems {
   Path collection();
   std::optional<Data> contentOf(const Path& path);
   void requireKept(const Path& path, const Data& bytes);
+  void requireGone(const std::vector<Path>& paths);
   void erase(const Path& path);
   template <typename Step>
   auto withoutVanishing(const Step& step) -> decltype(step());
@@ -55,6 +56,8 @@ class SecretServiceItems {
   const PromptRules& rules_;
   const KeychainItem& item_;
   SecretServiceConnection::Attributes attributes_;
+  // When the last prompt goes; absent before the first.
+  std::optional<Deadline> promptsEnd_;
 };
 
 // A text as an attribute: as it is, unless the bus could not carry it. Different texts give

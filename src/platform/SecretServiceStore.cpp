@@ -96,6 +96,18 @@ KeychainOutcome SecretServiceStore::update(const KeychainItem& item, const Data&
       deadline);
 }
 
+// As one operation, so that a prompt on the way leaves time for both steps.
+KeychainOutcome SecretServiceStore::put(const KeychainItem& item, const Data& bytes,
+                                        Deadline deadline) {
+  if (isTooLarge(bytes)) return outcomeOf(SecretServiceFailure{Kind::TooLarge, {}});
+  return perform(
+      [=, rules = rules_](SecretServiceConnection& connection, SecretServiceCall& call) {
+        SecretServiceItems items(connection, call, *rules, item);
+        return items.replace(bytes) || items.create(bytes) ? errSecSuccess : errSecDuplicateItem;
+      },
+      deadline);
+}
+
 KeychainOutcome SecretServiceStore::remove(const KeychainItem& item, Deadline deadline) {
   return perform(
       [=, rules = rules_](SecretServiceConnection& connection, SecretServiceCall& call) {

@@ -18,6 +18,7 @@ class SecretServiceStore final : public KeychainStore {
   std::string_view name() const noexcept override { return storeName; }
   KeychainOutcome add(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
   KeychainOutcome update(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
+  KeychainOutcome put(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
   KeychainOutcome remove(const KeychainItem& item, Deadline deadline) override;
   KeychainOutcome copy(const KeychainItem& item, Deadline deadline,
                        std::optional<Data>& bytes) override;

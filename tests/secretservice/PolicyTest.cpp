@@ -14,8 +14,7 @@ constexpr auto missing = errSecItemNotFound;
 class Policy : public testing::ServiceFixture {
  protected:
   Policy() : address(getenv("DBUS_SESSION_BUS_ADDRESS")) {
-    const PromptRules rules{.mayPrompt = [] { return PromptRules::Answer::Forbidden; },
-                            .noteDismissed = [] {}};
+    const PromptRules rules{.mayPrompt = [this] { return prompts; }, .noteDismissed = [] {}};
     const auto keyring = std::make_shared<SecretServiceStore>(rules);
     store = std::make_shared<PolicyKeychainStore>(
         PolicyKeychainStore::Stores{.secretService = keyring,
@@ -137,6 +136,56 @@ TEST_F(Policy, KeepsTheOldUserWhenTheKeyringRefusesTheNewOne) {
   EXPECT_EQ(inKeyring(), "-");
 }
 
+TEST_F(Policy, MovesTheUserIntoAKeyringWhosePromptOutlastsACall) {
+  headless();
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  desktop();
+  service.setScript("locked prompt\nprompt answer\nPrompt delay 3000");
+  prompts = PromptRules::Answer::Allowed;
+  const auto soon = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  EXPECT_EQ(store->update(item, Data(std::string_view("B")), soon).status, errSecSuccess);
+  service.setScript("");
+  EXPECT_EQ(user(), "B");
+  EXPECT_EQ(inKeyring() + inFile(), "B-");
+}
+
+TEST_F(Policy, DoesNotForgetWhatAKeyringTookBeforeItLocked) {
+  headless();
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  desktop();
+  service.setScript("GetSecret error org.freedesktop.Secret.Error.IsLocked");
+  EXPECT_EQ(signIn("B"), errSecInteractionNotAllowed);
+  service.setScript("");
+  EXPECT_EQ(inKeyring(), "B");
+  EXPECT_EQ(signOut(), errSecSuccess);
+  EXPECT_EQ(inKeyring() + inFile(), "--");
+  EXPECT_FALSE(hasRecord());
+}
+
+TEST_F(Policy, RemovesACopyThatNoRecordKnowsOf) {
+  startWithItem("");
+  headless();
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  desktop();
+  EXPECT_EQ(user(), "A");
+  EXPECT_EQ(inKeyring(), "old");
+  EXPECT_EQ(signOut(), errSecSuccess);
+  EXPECT_EQ(inKeyring() + inFile(), "--");
+}
+
+TEST_F(Policy, SweepsWhatADeadWriterLeftBesideAKeyring) {
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  const auto record = home.keychainDirectory() / PolicyKeychainStore::recordNameOf(item);
+  for (const bool recorded : {true, false}) {
+    if (!recorded) std::filesystem::remove(record);
+    const auto left = home.keychainDirectory() / ".orx-tmp-1";
+    testing::writeContent(left, "someone's bytes");
+    EXPECT_EQ(signOut(), errSecSuccess);
+    EXPECT_FALSE(std::filesystem::exists(left)) << recorded;
+    ASSERT_EQ(signIn("A"), errSecSuccess);
+  }
+}
+
 TEST_F(Policy, ToleratesAStaleCopyThatCannotBeRemovedYet) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
   headless();
@@ -211,6 +260,64 @@ TEST_F(Policy, FindsWhatAKeyringHoldsWithoutARecord) {
   EXPECT_EQ(signIn("A"), errSecSuccess);
   EXPECT_EQ(user(), "A");
   EXPECT_TRUE(hasRecord());
+}
+
+// Keeps nothing, and notes until when it may wait.
+class NotingStore final : public KeychainStore {
+ public:
+  NotingStore(std::vector<Deadline>& deadlines, bool absent)
+      : deadlines_(deadlines), absent_(absent) {}
+
+  std::string_view name() const noexcept override { return "noting"; }
+  KeychainOutcome probe(Deadline deadline) override { return noted(deadline, errSecSuccess); }
+  KeychainOutcome add(const KeychainItem&, const Data&, Deadline deadline) override {
+    return noted(deadline, errSecSuccess);
+  }
+  KeychainOutcome update(const KeychainItem&, const Data&, Deadline deadline) override {
+    return noted(deadline, errSecItemNotFound);
+  }
+  KeychainOutcome remove(const KeychainItem&, Deadline deadline) override {
+    return noted(deadline, errSecSuccess);
+  }
+  KeychainOutcome copy(const KeychainItem&, Deadline deadline, std::optional<Data>&) override {
+    return noted(deadline, errSecItemNotFound);
+  }
+
+ private:
+  KeychainOutcome noted(Deadline deadline, OSStatus status) {
+    deadlines_.push_back(deadline);
+    return {.status = absent_ ? errSecNotAvailable : status,
+            .text = {},
+            .path = {},
+            .remedy = {},
+            .storeMissing = absent_};
+  }
+
+  std::vector<Deadline>& deadlines_;
+  bool absent_;
+};
+
+TEST(PolicyBound, IsOneForAllThatACallDoes) {
+  const testing::StorageHome home;
+  const KeychainItem item{.service = "service", .account = "account"};
+  const Data bytes(std::string_view("bytes"));
+  std::vector<Deadline> deadlines;
+  for (const bool absent : {false, true, false}) {
+    const auto service = std::make_shared<NotingStore>(deadlines, absent);
+    PolicyKeychainStore store({.secretService = service,
+                               .quietSecretService = service,
+                               .file = std::make_shared<NotingStore>(deadlines, false)},
+                              [] { return KeychainPolicy::PreferSecretService; });
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    std::optional<Data> read;
+    store.update(item, bytes, limit);
+    store.add(item, bytes, limit);
+    store.copy(item, limit, read);
+    store.remove(item, limit);
+    EXPECT_GT(deadlines.size(), 4U);
+    for (const auto deadline : deadlines) EXPECT_EQ(deadline, limit);
+    deadlines.clear();
+  }
 }
 
 }  // namespace

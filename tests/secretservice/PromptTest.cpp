@@ -51,6 +51,14 @@ TEST_F(Prompts, MayTakeLongerThanACall) {
   EXPECT_EQ(run(Operation::Read, std::chrono::seconds(3)).bytes, "old");
 }
 
+TEST_F(Prompts, OfOneOperationShareOneTime) {
+  promptPatience = std::chrono::milliseconds(3500);
+  startEmpty("locked prompt\nprompt answer\nPrompt delay 2000\nask CreateItem");
+  EXPECT_EQ(run(Operation::Add).status, errSecAuthFailed);
+  EXPECT_EQ(service.calls("Prompt"), 2);
+  EXPECT_EQ(service.calls("Dismiss"), 1);
+}
+
 TEST_F(Prompts, OfAServiceThatDiesOrMakesNoSenseAreErrors) {
   for (const auto operation : operationsOnAnItem) {
     startWithItem("locked prompt\nprompt die");
@@ -128,6 +136,18 @@ TEST_F(Matches, GiveTheNewestAndAreReplacedByOne) {
   startWith(items);
   EXPECT_EQ(run(Operation::Delete).status, errSecSuccess);
   EXPECT_EQ(read().status, errSecItemNotFound);
+}
+
+TEST_F(Matches, GoTheOldestFirstSoThatNoneCountsAgain) {
+  startWith(itemLine("-", 5, secretOf("older")) + itemLine("-", 9, secretOf("newer")));
+  // After the search and two properties of each, the second deletion.
+  service.setScript("call 7 error org.freedesktop.DBus.Error.Failed");
+  EXPECT_EQ(run(Operation::Delete).status, errSecIO);
+  EXPECT_EQ(service.calls("Delete"), 2);
+  service.setScript("");
+  service.clearLog();
+  EXPECT_EQ(read().bytes, "newer");
+  EXPECT_EQ(service.calls("GetSecret"), 1);
 }
 
 TEST_F(Matches, ThatAreDamagedGiveWayToOneThatIsNot) {

@@ -89,6 +89,10 @@ std::vector<Scenario> scenarios() {
        "CreateItem ignore\nSetSecret ignore",
        {done, errSecIO, errSecIO, done},
        {"old", "-", "old", "-"}},
+      {"KeepsWhatItIsToRemove",
+       "Delete ignore",
+       {done, done, done, errSecIO},
+       {"old", "new", "new", "old"}},
   };
 }
 

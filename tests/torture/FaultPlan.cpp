@@ -20,6 +20,8 @@ using Action = FaultPlan::Action;
 
 FaultPlan plan;
 std::atomic<bool> counting = false;
+// Libraries below make calls of their own on threads of their own, in an order of their own.
+thread_local bool counts = false;
 std::atomic<unsigned> counted = 0;
 std::array<const char*, 4096> names;
 // Descriptors whose closing may be the moment at which a file system reports a failed write.
@@ -33,7 +35,7 @@ enum class Side { Write, Read };
 class Passage {
  public:
   Passage(const char* name, Side side) {
-    if (!counting || (side == Side::Read && !plan.readsToo)) return;
+    if (!counting || !counts || (side == Side::Read && !plan.readsToo)) return;
     const unsigned number = ++counted;
     if (number <= names.size()) names[number - 1] = name;
     meant_ = number == plan.at || (plan.forEver && plan.at != 0 && number > plan.at);
@@ -77,6 +79,7 @@ int opened(const char* name, int directory, const char* path, int flags, mode_t 
 void begin(const FaultPlan& newPlan) {
   plan = newPlan;
   counted = 0;
+  counts = true;
   counting = true;
 }
 

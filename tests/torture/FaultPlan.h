@@ -23,7 +23,7 @@ struct FaultPlan {
   bool readsToo = false;  // counts calls that only read, besides those that change the disk
 };
 
-// Counts from now on. Not while another thread makes calls.
+// Counts the calls of this thread from now on.
 void begin(const FaultPlan& plan);
 // Ends what `begin` began and gives the names of the calls that were counted, in their order.
 std::vector<std::string> end();

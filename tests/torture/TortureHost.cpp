@@ -9,6 +9,7 @@
 #include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/Bundle.h>
 #include <ORXAccount/platform/NotificationCenter.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -77,6 +78,21 @@ std::shared_ptr<ORVAAccountUser> userNamed(const std::string& login) {
                                                       {"cus_id", 12345678901}});
 }
 
+void writeWhole(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const auto count = ::write(descriptor, text.data(), text.size());
+    if (count < 0) _exit(4);
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+void writeFile(const std::string& path, std::string_view text) {
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (descriptor < 0) throw std::runtime_error("cannot open " + path);
+  writeWhole(descriptor, text);
+  ::close(descriptor);
+}
+
 void start() {
   ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
       std::nullopt, "key", "application", false);
@@ -101,6 +117,7 @@ Dictionary statusAsDictionary() {
   const auto status = keychainStatus();
   return {{"code", status.lastError},
           {"description", status.description},
+          {"store", status.store},
           {"path", status.path},
           {"remedy", status.remedy}};
 }
@@ -109,6 +126,9 @@ Dictionary torment(const Dictionary& request) {
   const auto operation = textIn(request, "operation");
   const auto login = textIn(request, "login");
   prepare(operation);
+  if (const auto* files = request["filesThen"].dictionary()) {
+    for (const auto& [path, text] : *files) writeFile(path, text.text().value());
+  }
   std::int64_t notifications = 0;
   const auto observation =
       NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
@@ -152,21 +172,19 @@ Dictionary carryOut(const Dictionary& request) {
   const auto home = textIn(request, "home");
   setenv("XDG_CONFIG_HOME", (home + "/config").c_str(), 1);
   setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
-  // No session bus, as on a server: only the files are tormented, under the default policy with all
-  // that it writes, and no keyring of the user's own.
+  // Without a session bus of the test's own there is none, as on a server, and never the keyring of
+  // the user who runs this.
   setenv("XDG_RUNTIME_DIR", (home + "/run").c_str(), 1);
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  if (const auto bus = textIn(request, "bus"); !bus.empty()) {
+    setenv("DBUS_SESSION_BUS_ADDRESS", bus.c_str(), 1);
+  }
+  if (const auto file = textIn(request, "processFile"); !file.empty()) {
+    writeFile(file, std::to_string(getpid()));
+  }
   Bundle::mainBundle()->setBundleIdentifier("com.example.host");
   umask(static_cast<mode_t>(numberIn(request, "umask")));
   return textIn(request, "operation") == "crowd" ? crowd(request) : torment(request);
-}
-
-void writeWhole(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const auto count = ::write(descriptor, text.data(), text.size());
-    if (count < 0) _exit(4);
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
 }
 
 [[noreturn]] void beChild(int descriptor, const std::string& line) {

@@ -24,21 +24,21 @@ def symbols(program, *options):
     return {line.split()[-1].split("@")[0] for line in lines}
 
 
-def check(program):
+def check(program, service):
     undefined = symbols(program, "--undefined-only")
     assert "fork" in undefined, undefined
     complaints = [f"a call that passes by: {name}"
                   for name in sorted(undefined) if CHANGES_THE_DISK.fullmatch(name)]
     missing = DEFINED - symbols(program, "--defined-only")
     complaints += [f"a call that is not met: {name}" for name in sorted(missing)]
-    return len(DEFINED), complaints + check_order(program)
+    return len(DEFINED), complaints + check_order(program, service)
 
 
-def check_order(program):
+def check_order(program, service):
     """What is put in place is on the disk before, and the change of the directory after it."""
     complaints = []
     seen = set()
-    with Bench(program) as bench:
+    with Bench(program, service) as bench:
         for scenario in SCENARIOS:
             calls = bench.calls_of(scenario)
             for at, call in enumerate(calls):

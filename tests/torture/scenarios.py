@@ -9,6 +9,7 @@ from pathlib import Path
 
 import stores
 from host import Host
+from session import Session
 
 OLD, NEW, NEXT = "user-old", "user-new", "user-next"
 NAMES = tuple(name.encode() for name in (OLD, NEW, NEXT))
@@ -105,14 +106,25 @@ SCENARIOS = [
 class Bench:
     """A host program, a home of its own, and the states."""
 
-    def __init__(self, program):
+    def __init__(self, program, service):
         self.folder = temporary_folder()
         self.home = Path(self.folder.name) / "home"
         self.host = Host(program)
         self.states = make_states(self.host, self.home)
+        self._service = service
+        self._session = None
+
+    @property
+    def session(self):
+        """Begins when it is first wanted."""
+        if self._session is None:
+            self._session = Session(self._service, Path(self.folder.name) / "session")
+        return self._session
 
     def close(self):
         try:
+            if self._session is not None:
+                self._session.end()
             self.host.close()
         finally:
             self.folder.cleanup()

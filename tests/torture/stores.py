@@ -127,6 +127,11 @@ def read(home):
     blob = blob_in(item.read_bytes())
     if blob is None:
         return Stored(uuid, DAMAGED, None)
+    return Stored(uuid, *owner_of(blob))
+
+
+def owner_of(blob):
+    """(installation UUID, login) of a keychain blob that must be in order."""
     root = root_of(plist(blob))
     assert set(root) == {"uuid", "data"}, root
     record = root_of(plist(root["data"]))
@@ -135,7 +140,7 @@ def read(home):
     login = info["login"]
     assert info == {"login": login, "email": f"{login}@example.com", "first_name": login,
                     "cus_id": 12345678901}, info
-    return Stored(uuid, root["uuid"], login)
+    return root["uuid"], login
 
 
 def tree(home):

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Kills a host application, or lets its disk fail, at every step of what it stores.
 
-usage: torture.py --host PROGRAM [--full] [--report FILE] [--seed NUMBER] [PART...]
+usage: torture.py --host PROGRAM --service PROGRAM [--full] [--report FILE] [--seed NUMBER] [PART...]
 
-The parts: calls, kills, moments, faults, crowd. Without --full each is short. A report of all parts is
-written only when nothing failed.
+The parts: calls, kills, moments, faults, migration, crowd. Without --full each is short. A report of
+all parts is written only when nothing failed.
 """
 
 import argparse
@@ -17,6 +17,7 @@ import time
 
 import calls
 import crowd
+import migration_trials
 import trials
 from report import write_report
 from scenarios import Bench
@@ -30,26 +31,26 @@ def end_in_order(*_):
     sys.exit(1)
 
 
-def begin_worker(program):
+def begin_worker(*programs):
     global bench
     signal.signal(signal.SIGTERM, end_in_order)
-    bench = Bench(program)
+    bench = Bench(*programs)
     multiprocessing.util.Finalize(bench, bench.close, exitpriority=10)
 
 
 def attempt(trial):
     """The complaint that the trial ended with, or None."""
-    name, *arguments = trial
+    function, *arguments = trial
     try:
-        getattr(trials, name)(bench, *arguments)
+        function(bench, *arguments)
     except Exception as complaint:  # whatever it is, it belongs to this trial
         words = ", ".join(map(str, arguments))
-        return f"{name} {words}: {type(complaint).__name__} {complaint}"
+        return f"{function.__name__} {words}: {type(complaint).__name__} {complaint}"
     return None
 
 
 def run_trials(options, pool, make):
-    with Bench(options.host) as own:
+    with Bench(options.host, options.service) as own:
         chosen = list(make(own))
     complaints = [each for each in pool.imap_unordered(attempt, chosen, 16) if each]
     return len(chosen), complaints
@@ -68,9 +69,15 @@ def parts(options, pool):
         yield from trials.fault_trials(own, share)
         yield from trials.read_fault_trials(own, share)
 
+    def migration(own):
+        yield from migration_trials.kill_trials(own, 1 if options.full else 199)
+        yield from migration_trials.fault_trials(own, 1 if options.full else 1499)
+        yield from migration_trials.silence_trials(own, 1 if options.full else 41)
+        yield from migration_trials.walk_trials(seed, 200 if options.full else 2)
+
     return {
         "calls": ("calls by which a file can be changed, none of which passes by",
-                  lambda: calls.check(options.host)),
+                  lambda: calls.check(options.host, options.service)),
         "kills": ("SIGKILL before and after every call that changes the disk",
                   lambda: run_trials(options, pool, kills)),
         "moments": ("SIGKILL at random moments",
@@ -78,6 +85,8 @@ def parts(options, pool):
                                        lambda own: trials.moment_trials(own, seed, moments))),
         "faults": ("a call that fails, once or for ever",
                    lambda: run_trials(options, pool, faults)),
+        "migration": ("SIGKILL, failing calls and failing messages between the keyring and the file",
+                      lambda: run_trials(options, pool, migration)),
         "crowd": (f"{crowd.PROCESSES} processes of {crowd.THREADS} threads at once, some killed",
                   lambda: crowd.run(options.host, 60 if options.full else 2.5, seed)),
     }
@@ -86,6 +95,7 @@ def parts(options, pool):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--host", required=True)
+    parser.add_argument("--service", required=True)
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--report")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
@@ -96,7 +106,7 @@ def main():
     results = []
     failed = False
     context = multiprocessing.get_context("fork")
-    with context.Pool(os.cpu_count(), begin_worker, [options.host]) as pool:
+    with context.Pool(os.cpu_count(), begin_worker, [options.host, options.service]) as pool:
         for name, (description, run) in parts(options, pool).items():
             if options.parts and name not in options.parts:
                 continue

@@ -1,5 +1,5 @@
-"""The single trials. Each is a tuple that a worker can be handed: a function's name and arguments;
-each raises AssertionError when the store did not survive."""
+"""The single trials. Each is a tuple that a worker can be handed: a function and its arguments; each
+raises AssertionError when the store did not survive."""
 
 import errno
 import os
@@ -19,7 +19,7 @@ def kill_trials(bench):
     for scenario in SCENARIOS:
         for at, call in enumerate(bench.calls_of(scenario), 1):
             for action in ("kill-before", "kill-after"):
-                yield ("kill", scenario, call, {"action": action, "at": at})
+                yield (kill, scenario, call, {"action": action, "at": at})
 
 
 def mask_trials(bench):
@@ -29,7 +29,7 @@ def mask_trials(bench):
             continue
         for at, call in enumerate(bench.calls_of(scenario, umask=0o777), 1):
             for action in ("kill-before", "kill-after"):
-                yield ("kill", scenario, call, {"action": action, "at": at, "umask": 0o777})
+                yield (kill, scenario, call, {"action": action, "at": at, "umask": 0o777})
 
 
 def kill(bench, scenario, call, request):
@@ -46,7 +46,7 @@ def moment_trials(bench, random, number):
         longest[scenario] = bench.torment(scenario)["microseconds"]
     for _ in range(number):
         scenario = random.choice(SCENARIOS)
-        yield ("moment", scenario, random.randint(1, longest[scenario]))
+        yield (moment, scenario, random.randint(1, longest[scenario]))
 
 
 def moment(bench, scenario, microseconds):
@@ -63,12 +63,12 @@ def fault_trials(bench, share):
     number = 0
     for scenario in SCENARIOS:
         for at, call in enumerate(bench.calls_of(scenario), 1):
-            for fault, for_ever in FAULTS:
-                if fault in (SHORT, NOTHING) and call != "write":
+            for name, for_ever in FAULTS:
+                if name in (SHORT, NOTHING) and call != "write":
                     continue
                 number += 1
                 if number % share == 0:
-                    yield ("fault", scenario, call, fault, {"at": at, "forEver": for_ever})
+                    yield (fault, scenario, call, name, {"at": at, "forEver": for_ever})
 
 
 def read_fault_trials(bench, share):
@@ -78,11 +78,11 @@ def read_fault_trials(bench, share):
         if scenario.state != "signed in":
             continue
         for at, call in enumerate(bench.calls_of(scenario, reads=True), 1):
-            for fault in ("EIO", "EACCES", "EMFILE", "ENFILE", "EINTR"):
+            for name in ("EIO", "EACCES", "EMFILE", "ENFILE", "EINTR"):
                 for for_ever in (False, True):
                     number += 1
                     if number % share == 0:
-                        yield ("fault", scenario, call, fault,
+                        yield (fault, scenario, call, name,
                                {"at": at, "forEver": for_ever, "reads": True})
 
 

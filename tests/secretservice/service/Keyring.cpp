@@ -1,7 +1,10 @@
 #include "Keyring.h"
 
+#include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -33,14 +36,24 @@ GVariant* bytesOf(const std::string& text) {
   return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), 1);
 }
 
+void killProcessNamedIn(const std::string& file) {
+  pid_t process = 0;
+  std::ifstream(file) >> process;
+  // Never a group of processes, nor all of them.
+  if (process > 1) kill(process, SIGKILL);
+}
+
 Keyring::Answer refusal(const std::string& name) { return {.value = nullptr, .error = name}; }
 
 Keyring::Answer noSuchObject() { return refusal("org.freedesktop.Secret.Error.NoSuchObject"); }
 
 }  // namespace
 
-Keyring::Keyring(const std::string& items) {
-  std::ifstream stream(items);
+Keyring::Keyring(const std::string& items) : file_(items) { load(); }
+
+void Keyring::load() {
+  items_.clear();
+  std::ifstream stream(file_);
   for (std::string line; std::getline(stream, line);) {
     std::istringstream words(line);
     std::string service, account, schema, secret;
@@ -49,8 +62,23 @@ Keyring::Keyring(const std::string& items) {
     item.attributes = {{"service", service}, {"account", account}};
     if (schema != "-") item.attributes["xdg:schema"] = schema;
     item.secret = unescaped(secret);
+    clock_ = std::max(clock_, item.modified);
+    if (int number = 0; words >> number) number_ = number - 1;
     insert(std::move(item));
   }
+}
+
+void Keyring::save() {
+  const auto temporary = file_ + ".new";
+  std::ofstream stream(temporary);
+  for (const auto& [path, item] : items_) {
+    const auto schema = item.attributes.find("xdg:schema");
+    stream << item.attributes.at("service") << ' ' << item.attributes.at("account") << ' '
+           << (schema == item.attributes.end() ? "-" : schema->second) << ' ' << item.modified
+           << ' ' << item.secret << ' ' << path.substr(path.rfind('/') + 1) << '\n';
+  }
+  stream.close();
+  std::filesystem::rename(temporary, file_);
 }
 
 const std::map<std::string, Keyring::Handler>& Keyring::handlers() {
@@ -75,9 +103,25 @@ const std::map<std::string, Keyring::Handler>& Keyring::handlers() {
 
 Keyring::Answer Keyring::call(const Script& script, const std::string& path,
                               const std::string& method, GVariant* arguments) {
-  if (script.has(method, "silent")) return {.value = nullptr, .error = {}, .silent = true};
+  Answer none{.value = nullptr, .error = {}, .silent = true};
+  if (script.has(method, "silent")) return none;
+  if (script.has(method, "kill")) {
+    killProcessNamedIn(script.line(method, "kill").at(1));
+    return none;
+  }
+  const bool keeps = script.find("keep") != nullptr;
+  if (keeps) load();
+  auto answer = answerTo(script, path, method, arguments);
+  if (keeps) save();
+  if (!script.has(method, "kill-after")) return answer;
+  killProcessNamedIn(script.line(method, "kill-after").at(1));
+  return none;
+}
+
+Keyring::Answer Keyring::answerTo(const Script& script, const std::string& path,
+                                  const std::string& method, GVariant* arguments) {
   if (script.has(method, "die")) _exit(0);
-  if (script.has(method, "error")) return refusal(script.find(method)->at(1));
+  if (script.has(method, "error")) return refusal(script.line(method, "error").at(1));
   if (script.has(method, "malformed")) return {.value = g_variant_new("(u)", 7U), .error = {}};
   if (script.has(method, "vanish")) items_.erase(path);
   const auto handler = handlers().find(method);
@@ -93,7 +137,7 @@ bool Keyring::isLocked(const Script& script) const {
 }
 
 std::string Keyring::insert(Item item) {
-  const auto path = std::string(collectionPath) + "/" + std::to_string(++number_);
+  auto path = std::string(collectionPath) + "/" + std::to_string(++number_);
   items_[path] = std::move(item);
   return path;
 }

@@ -14,7 +14,7 @@
 class Keyring {
  public:
   // `items` names a file with an item a line: service, account, schema or "-", time of the last
-  // change, secret with %XX for bytes.
+  // change, secret with %XX for bytes, and the number in the item's path where it matters.
   explicit Keyring(const std::string& items);
 
   struct Answer {
@@ -37,6 +37,8 @@ class Keyring {
   using Handler = Answer (Keyring::*)(const Script&, const std::string&, GVariant*);
   static const std::map<std::string, Handler>& handlers();
 
+  Answer answerTo(const Script& script, const std::string& path, const std::string& method,
+                  GVariant* arguments);
   Answer openSession(const Script& script, const std::string& path, GVariant* arguments);
   Answer searchItems(const Script& script, const std::string& path, GVariant* arguments);
   Answer unlock(const Script& script, const std::string& path, GVariant* arguments);
@@ -55,7 +57,10 @@ class Keyring {
   bool isLocked(const Script& script) const;
   std::string createPrompt(std::function<GVariant*()> action);
   std::string insert(Item item);
+  void load();
+  void save();
 
+  const std::string file_;
   std::map<std::string, Item> items_;
   std::map<std::string, std::function<GVariant*()>> prompts_;
   bool unlocked_ = false;

@@ -1,5 +1,6 @@
 #include "Script.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -25,12 +26,28 @@ std::string Script::argument(const std::string& word) const {
   return arguments == nullptr || arguments->empty() ? std::string() : arguments->front();
 }
 
-bool Script::has(const std::string& word, const std::string& argument) const {
+Script::Lines::const_iterator Script::lookUp(const std::string& word,
+                                             const std::string& argument) const {
   const auto [begin, end] = lines_.equal_range(word);
-  for (auto line = begin; line != end; ++line) {
-    if (!line->second.empty() && line->second.front() == argument) return true;
-  }
-  return false;
+  const auto found = std::find_if(begin, end, [&](const auto& line) {
+    return !line.second.empty() && line.second.front() == argument;
+  });
+  return found == end ? lines_.end() : found;
+}
+
+bool Script::has(const std::string& word, const std::string& argument) const {
+  return lookUp(word, argument) != lines_.end();
+}
+
+const std::vector<std::string>& Script::line(const std::string& word,
+                                             const std::string& argument) const {
+  return lookUp(word, argument)->second;
+}
+
+void Script::apply(int call, const std::string& method) {
+  const auto found = lookUp("call", std::to_string(call));
+  if (found == lines_.end()) return;
+  lines_.emplace(method, std::vector(found->second.begin() + 1, found->second.end()));
 }
 
 std::string unescaped(const std::string& text) {

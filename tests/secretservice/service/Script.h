@@ -14,6 +14,10 @@
 //   METHOD malformed       answers with another type than the interface has
 //   METHOD ignore          answers as if it were done, and does nothing
 //   METHOD vanish          loses the item first
+//   METHOD kill FILE       kills the process whose number FILE holds, in place of an answer
+//   METHOD kill-after FILE kills it when all is done, and does not answer
+//   call N ...             as METHOD ..., but only for the N-th call in the log
+//   keep                   the file of items always holds what the keyring does, and the reverse
 //   locked free|prompt|refuse|never   the keyring is locked; what Unlock does about it
 //   prompt answer|dismiss|silent|die|malformed   what becomes of a prompt
 //   ask METHOD             this method wants a prompt first
@@ -32,9 +36,16 @@ class Script {
   const std::vector<std::string>* find(const std::string& word) const;
   std::string argument(const std::string& word) const;
   bool has(const std::string& word, const std::string& argument) const;
+  // The arguments of the line that has both; to be called only where there is one.
+  const std::vector<std::string>& line(const std::string& word, const std::string& argument) const;
+  // What is written for this call counts for its method from now on.
+  void apply(int call, const std::string& method);
 
  private:
-  std::multimap<std::string, std::vector<std::string>> lines_;
+  using Lines = std::multimap<std::string, std::vector<std::string>>;
+  Lines::const_iterator lookUp(const std::string& word, const std::string& argument) const;
+
+  Lines lines_;
 };
 
 // %XX in a text of a script or of an item as the byte that it stands for.

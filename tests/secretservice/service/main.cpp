@@ -5,9 +5,11 @@
 // SCRIPT and ITEMS need not exist. Each call adds a line to LOG: the method and the object's path.
 // Prints a line when it can be called. Ends with its bus.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 
@@ -43,11 +45,17 @@ std::string methodOf(GDBusMessage* message) {
   return method + "." + name;
 }
 
+int linesIn(const std::string& file) {
+  std::ifstream stream(file);
+  return static_cast<int>(std::count(std::istreambuf_iterator<char>(stream), {}, '\n'));
+}
+
 void answerCall(Service& service, GDBusConnection* connection, GDBusMessage* message) {
   const auto method = methodOf(message);
   const std::string path = g_dbus_message_get_path(message);
   std::ofstream(service.log, std::ios::app) << method + " " + path + "\n" << std::flush;
-  const Script script(service.script);
+  Script script(service.script);
+  script.apply(linesIn(service.log), method);
   const auto answer = service.keyring.call(script, path, method, g_dbus_message_get_body(message));
   if (answer.silent) return;
   GDBusMessage* reply = answer.error.empty() ? g_dbus_message_new_method_reply(message)
@@ -55,7 +63,7 @@ void answerCall(Service& service, GDBusConnection* connection, GDBusMessage* mes
                                                    message, answer.error.c_str(), "as scripted");
   if (answer.value != nullptr) g_dbus_message_set_body(reply, answer.value);
   if (script.has(method, "delay")) {
-    const auto delay = std::chrono::milliseconds(std::stoi(script.find(method)->at(1)));
+    const auto delay = std::chrono::milliseconds(std::stoi(script.line(method, "delay").at(1)));
     std::thread([connection, reply, delay, answer] {
       std::this_thread::sleep_for(delay);
       send(connection, reply);

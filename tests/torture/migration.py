@@ -1,0 +1,292 @@
+"""The stored user on the way between the keyring and the file store: what is done in which state of
+the two, in a session with a service or without one, and what must hold after whatever has gone
+wrong."""
+
+from dataclasses import dataclass
+
+import stores
+import two_stores
+from scenarios import NEW, NEXT, OLD
+from two_stores import FILE, KEYRING, NOWHERE
+
+OLDER = "user-older"
+NAMES = (b"user-",)
+
+
+@dataclass(frozen=True)
+class Scenario:
+    state: str
+    operation: str
+    service: bool
+
+    def __str__(self):
+        return f"{self.operation} {'with' if self.service else 'without'} a service ({self.state})"
+
+
+@dataclass(frozen=True)
+class Prospect:
+    """What an operation is to come to."""
+
+    before: str | None
+    stored: str | None
+    in_memory: str | None
+    notifications: int
+    acts: bool = True
+
+    @property
+    def allowed(self):
+        """Who may be stored when it was killed or failed."""
+        return {self.before, self.stored}
+
+
+def prospect(held, operation, login, service):
+    before, restored = held.user, held.restorable(service)
+    if operation == "start":
+        return Prospect(before, before, restored, int(restored is not None), False)
+    if operation in ("sign-in", "switch"):
+        return Prospect(before, login, login, 1)
+    if operation == "clear":
+        return Prospect(before, None, None, 0)
+    # Where nobody is signed in, a sign-out does nothing.
+    return Prospect(before, None if restored else before, None, int(restored is not None),
+                    restored is not None)
+
+
+def scenarios():
+    for state in MAKERS:
+        for operation in ("start", "sign-in", "switch", "sign-out", "clear"):
+            for service in (False, True):
+                # The rest concerns the file store alone, and is gone through with it.
+                if service or state not in ("nothing yet", "signed out", "in the file"):
+                    yield Scenario(state, operation, service)
+
+
+class MigrationBench:
+    """What the trials of a migration do with a bench: a home, a host program and a session."""
+
+    def __init__(self, bench):
+        self.home, self.host, self.session = bench.home, bench.host, bench.session
+        self.known_steps = {}
+        self.passed = set()
+        self.states = {}
+        self.begins = {}
+        for name, make in MAKERS.items():
+            self.plant(two_stores.Snapshot({}, ""))
+            make(self)
+            self.states[name] = self.snapshot()
+            self.begins[name] = self.held
+
+    def plant(self, state):
+        two_stores.plant(self.home, self.session, state)
+
+    def snapshot(self):
+        return two_stores.snapshot(self.home, self.session)
+
+    @property
+    def held(self):
+        return two_stores.read(self.home, self.session)
+
+    def ask(self, operation, service, login="", script="", **request):
+        session = self.session.request(script) if service else {}
+        answer = self.host.ask(self.home, operation, login=login, **session, **request)
+        self.session.set_script()
+        return answer
+
+    def do(self, operation, service, login=""):
+        """What must go well."""
+        outlook = prospect(self.held, operation, login, service)
+        answer = self.ask(operation, service, login)
+        assert answer.get("user", "(crashed)") == outlook.in_memory, (operation, answer)
+        assert answer["notifications"] == outlook.notifications, (operation, answer)
+        if outlook.acts:
+            assert answer["status"]["code"] == 0, (operation, answer)
+        held = self.held
+        assert held.user == outlook.stored, (operation, held)
+        return answer, held
+
+    def torment(self, scenario, script="", **request):
+        self.plant(self.states[scenario.state])
+        return self.ask(scenario.operation, scenario.service, NEW, script, **request)
+
+    def prospect_of(self, scenario):
+        return prospect(self.begins[scenario.state], scenario.operation, NEW, scenario.service)
+
+    def steps(self, scenario):
+        """(the calls that change files, the messages to the service) of an operation that goes
+        well."""
+        if scenario not in self.known_steps:
+            self.plant(self.states[scenario.state])
+            answer, _ = self.do(scenario.operation, scenario.service, NEW)
+            messages = self.session.calls if scenario.service else []
+            self.known_steps[scenario] = answer["calls"], messages
+        return self.known_steps[scenario]
+
+    # What must hold from here on, in whatever session the next program runs.
+
+    def check_aftermath(self, here):
+        """In each of WAYS, from the same remains."""
+        remains, held = self.snapshot(), self.held
+        kind = (here, two_stores.kind(remains, held))
+        if kind in self.passed:
+            return
+        for go in WAYS:
+            self.plant(remains)
+            go(self, here)
+        self.passed.add(kind)
+
+    def restore(self, service):
+        """A new program restores exactly who is stored, or nobody and says why."""
+        before = self.held
+        answer, after = self.do("start", service)
+        status = answer["status"]
+        if not before.reachable(service):
+            # Without a record nothing says that there is one out of reach.
+            told = status["code"] != 0 and status["remedy"]
+            assert told or before.record is None, (before, answer)
+            assert after.owner == before.owner and after.place == KEYRING, (before, after)
+            return
+        assert before.record == stores.DAMAGED or status["code"] == 0, (before, answer)
+        if after.user is None:
+            assert before.record == stores.DAMAGED or after.owner is None, (before, after)
+            return
+        # It was written back to where it belongs here, and nothing else is left within reach.
+        assert after.place == (KEYRING if service else FILE), (before, after)
+        assert set(after.stale) <= ({KEYRING} if not service else set()), (before, after)
+        assert (after.file is None) == service, (before, after)
+        assert len(after.keyring) == 1 or not service, (before, after)
+
+    def use(self, service):
+        """Signing in and out works and leaves no trace within reach, nor any at all once the other
+        store is within reach."""
+        _, held = self.do("sign-in", service, NEXT)
+        assert held.place == (KEYRING if service else FILE), held
+        self.do("sign-out", service)
+        self.check_no_trace(service)
+        self.do("start", not service)
+        self.do("start", True)
+        self.check_no_trace(True)
+
+    def take_along(self, service):
+        """Who signs in in one session is there in the other, and nobody else ever is."""
+        self.do("sign-in", service, NEXT)
+        self.restore(not service)
+        self.restore(service)
+        self.restore(True)
+        self.do("sign-out", True)
+        self.check_no_trace(True)
+
+    def leave(self, service):
+        """Signing out at once leaves no trace either."""
+        self.do("clear", service)
+        self.check_no_trace(service, "data")
+        self.do("start", not service)
+        self.do("start", True)
+        # Of the defaults a dead writer can have left a file that names nobody, until the next writes.
+        self.check_no_trace(True, "data")
+
+    def check_no_trace(self, service, below=""):
+        held = self.held
+        left_behind = stores.traces(self.home / below, NAMES)
+        assert not left_behind and held.uuid is None and held.file is None, (left_behind, held)
+        if service:
+            assert held.keyring == () and held.record is None, held
+
+
+def restore_here_and_there(bench, here):
+    for service in (here, not here, here):
+        bench.restore(service)
+    bench.use(not here)
+
+
+def restore_there(bench, here):
+    bench.restore(not here)
+    bench.use(here)
+
+
+WAYS = (
+    restore_here_and_there,
+    restore_there,
+    lambda bench, here: bench.use(here),
+    lambda bench, here: bench.use(not here),
+    lambda bench, here: bench.leave(here),
+    lambda bench, here: bench.leave(not here),
+    lambda bench, here: bench.take_along(here),
+    lambda bench, here: bench.take_along(not here),
+)
+
+
+def record(bench, newest, *stale):
+    """Has the record say so, where the library has written another one or none."""
+    text = f"newest: {newest}\nstale:{''.join(' ' + place for place in stale)}\n"
+    state = bench.snapshot()
+    files = {**state.files, two_stores.RECORD: (0o600, text.encode())}
+    bench.plant(two_stores.Snapshot(files, state.items))
+
+
+def in_keyring(bench):
+    bench.do("sign-in", True, OLD)
+
+
+def in_keyring_alone(bench):
+    """As with a data folder that is not the one of then."""
+    in_keyring(bench)
+    state = bench.snapshot()
+    files = {path: entry for path, entry in state.files.items() if path != two_stores.RECORD}
+    bench.plant(two_stores.Snapshot(files, state.items))
+
+
+def in_file(bench):
+    bench.do("sign-in", False, OLD)
+
+
+def in_file_stale_in_keyring(bench):
+    bench.do("sign-in", True, OLDER)
+    bench.do("sign-in", False, OLD)
+
+
+def in_keyring_stale_in_file(bench):
+    bench.do("sign-in", False, OLDER)
+    file = bench.snapshot().files[stores.ITEM]
+    bench.do("sign-in", True, OLD)
+    state = bench.snapshot()
+    bench.plant(two_stores.Snapshot({**state.files, stores.ITEM: file}, state.items))
+    record(bench, KEYRING, FILE)
+
+
+def signed_out_stale_in_keyring(bench):
+    bench.do("sign-in", True, OLDER)
+    bench.do("clear", False)
+
+
+def signed_out_stale_in_both(bench):
+    """As when the writing to the file store was the last that was done."""
+    bench.do("sign-in", True, OLDER)
+    bench.do("sign-in", False, OLD)
+    record(bench, NOWHERE, KEYRING, FILE)
+
+
+def signed_out(bench):
+    in_keyring(bench)
+    bench.do("clear", True)
+
+
+def in_keyring_damaged_record(bench):
+    in_keyring(bench)
+    state = bench.snapshot()
+    files = {**state.files, two_stores.RECORD: (0o600, b"newest: secret")}
+    bench.plant(two_stores.Snapshot(files, state.items))
+
+
+# By name: makes the state out of nothing.
+MAKERS = {
+    "nothing yet": lambda bench: None,
+    "signed out": signed_out,
+    "in the keyring": in_keyring,
+    "in the keyring alone": in_keyring_alone,
+    "in the keyring, stale in the file": in_keyring_stale_in_file,
+    "in the file": in_file,
+    "in the file, stale in the keyring": in_file_stale_in_keyring,
+    "signed out, stale in the keyring": signed_out_stale_in_keyring,
+    "signed out, stale in both": signed_out_stale_in_both,
+    "in the keyring, damaged record": in_keyring_damaged_record,
+}

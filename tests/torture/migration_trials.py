@@ -1,0 +1,180 @@
+"""The single trials of the stored user's migration between the keyring and the file store. Each is a
+tuple that a worker can be handed: a function and its arguments; each raises AssertionError when the
+user did not survive."""
+
+import errno
+import os
+import random
+import signal
+
+import stores
+from migration import MigrationBench, prospect, scenarios
+from session import CHANGING
+
+ERRORS = ("ENOSPC", "EIO", "EROFS", "EACCES")
+REFUSED = "error org.freedesktop.DBus.Error.Failed"
+# What ends the service or the bus has the session begin anew; what waits costs two seconds a call.
+ANSWERS = (REFUSED, "error org.freedesktop.Secret.Error.IsLocked", "malformed", "ignore")
+ENDS = ("die", "kill bus.pid", "kill-after bus.pid")
+SILENT = "silent"
+
+benches = {}
+
+
+def bench_of(bench):
+    if bench not in benches:
+        benches[bench] = MigrationBench(bench)
+    return benches[bench]
+
+
+def kill_trials(bench, share):
+    """Before and after every call that changes a file; and at every message that changes what the
+    service holds, before the service has done it and after. Of these every `share`-th."""
+    number = 0
+    for scenario in scenarios():
+        calls, messages = bench_of(bench).steps(scenario)
+        moments = [(call, "", {"action": action, "at": at}) for at, call in enumerate(calls, 1)
+                   for action in ("kill-before", "kill-after")]
+        moments += [(message, f"call {at} {action} host.pid", {})
+                    for at, message in enumerate(messages, 1) if message in CHANGING
+                    for action in ("kill", "kill-after")]
+        for moment in moments:
+            number += 1
+            if number % share == 0:
+                yield (migration_kill, scenario, *moment)
+
+
+def migration_kill(bench, scenario, _, script, request):
+    bench = bench_of(bench)
+    answer = bench.torment(scenario, script, **request)
+    assert answer == {"signal": signal.SIGKILL}, answer
+    check_stored(bench, scenario)
+    bench.check_aftermath(scenario.service)
+
+
+def check_stored(bench, scenario):
+    """That it is the old user or the new one."""
+    held = bench.held
+    outlook = bench.prospect_of(scenario)
+    assert held.user in outlook.allowed, held
+    assert held.owner is None or held.uuid in (None, held.owner.uuid), held
+    damaged = held.record == stores.DAMAGED
+    assert not damaged or "damaged" in scenario.state, held
+    return held, outlook
+
+
+def fault_trials(bench, share):
+    """Every call that changes a file fails, once and for ever; and every message, in every way that
+    costs no time."""
+    number = 0
+    for scenario in scenarios():
+        calls, messages = bench_of(bench).steps(scenario)
+        faults = [(migration_fault, scenario, call, name, {"at": at, "forEver": for_ever})
+                  for at, call in enumerate(calls, 1) for name in ERRORS
+                  for for_ever in (False, True)]
+        for at, message in enumerate(messages, 1):
+            for fault in (*ANSWERS, *ENDS):
+                if fault == "ignore" and message not in CHANGING:
+                    continue
+                faults.append((message_fault, scenario, message, f"call {at} {fault}"))
+        for fault in faults:
+            number += 1
+            if number % share == 0:
+                yield fault
+
+
+def silence_trials(bench, share):
+    """The service falls silent at a message that changes something, and at the first of all."""
+    number = 0
+    for scenario in scenarios():
+        _, messages = bench_of(bench).steps(scenario)
+        for at, message in enumerate(messages, 1):
+            changes = message in CHANGING
+            if changes or (at == 1 and scenario.operation == "start"):
+                number += 1
+                if number % share == 0:
+                    yield (message_fault, scenario, message, f"call {at} {SILENT}")
+
+
+def migration_fault(bench, scenario, _, name, request):
+    bench = bench_of(bench)
+    cause = getattr(errno, name)
+    answer = bench.torment(scenario, action="fail", errno=cause, **request)
+    outlook = bench.prospect_of(scenario)
+    assert answer["user"] == outlook.in_memory, answer
+    assert answer["notifications"] == outlook.notifications, answer
+    held, _ = check_stored(bench, scenario)
+    if held.user != outlook.stored:
+        status = answer["status"]
+        assert status["code"] != 0 and status["remedy"], (held, answer)
+        assert os.strerror(cause) in status["description"], (held, answer)
+    bench.check_aftermath(scenario.service)
+
+
+def message_fault(bench, scenario, _, script):
+    bench = bench_of(bench)
+    answer = bench.torment(scenario, script)
+    if any(end in script for end in ENDS):
+        bench.session.restart()
+    held, outlook = check_stored(bench, scenario)
+    status = answer["status"]
+    told = status["code"] != 0 and status["description"] and status["remedy"]
+    restored = answer["user"] == outlook.in_memory
+    # Whom the service does not give nobody restores; the reason is told and the user is kept.
+    unread = scenario.operation == "start" and answer["user"] is None and told
+    assert restored or (unread and held.user == outlook.before), (held, answer)
+    if restored:
+        assert answer["notifications"] == outlook.notifications, answer
+    assert held.user == outlook.stored or told, (held, answer)
+    bench.check_aftermath(scenario.service)
+
+
+def walk_trials(seed, number):
+    """One incident after another, with no time to recover in between."""
+    for _ in range(number):
+        yield (walk, seed.randrange(2**32))
+
+
+def walk(bench, seed):
+    bench = bench_of(bench)
+    choices = random.Random(seed)
+    # Without a record there is only the UUID of the defaults to tell a copy in the keyring from a
+    # newer one in the file, which two incidents are too many for.
+    begins = [name for name in bench.states if name != "in the keyring alone"]
+    bench.plant(bench.states[choices.choice(begins)])
+    path = []
+    for step in range(choices.randint(3, 8)):
+        operation = choices.choice(("start", "sign-in", "switch", "sign-out", "clear"))
+        service = choices.choice((False, True))
+        login = f"user-{step}"
+        before, outlook = bench.snapshot(), prospect(bench.held, operation, login, service)
+        answer = bench.ask(operation, service, login)
+        messages = bench.session.calls if service else []
+        script, request = incident(choices, answer, messages)
+        path.append((operation, service, login, script, request))
+        bench.plant(before)
+        bench.ask(operation, service, login, script, **request)
+        held = bench.held
+        assert held.user in outlook.allowed, (path, held)
+    try:
+        bench.check_aftermath(choices.choice((False, True)))
+    except AssertionError as complaint:
+        raise AssertionError(path, complaint) from complaint
+
+
+def incident(choices, answer, messages):
+    """(script, request) of something that goes wrong, where there is something to go wrong, in an
+    operation that went as the answer and the messages say."""
+    if choices.random() < 0.3:
+        return "", {"killAfter": choices.randint(1, answer["microseconds"] + 1)}
+    calls = answer["calls"]
+    changing = [at for at, message in enumerate(messages, 1) if message in CHANGING]
+    if changing and choices.random() < 0.4:
+        fault = choices.choice(("kill host.pid", "kill-after host.pid", *ANSWERS))
+        return f"call {choices.choice(changing)} {fault}", {}
+    if not calls:
+        return "", {}
+    action = choices.choice(("kill-before", "kill-after", "fail"))
+    return "", {"action": action, "at": choices.randint(1, len(calls)),
+                "forEver": choices.random() < 0.5,
+                "errno": getattr(errno, choices.choice(ERRORS))}

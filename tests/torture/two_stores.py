@@ -1,0 +1,106 @@
+"""What the keyring, the file store and the record between them hold together, read without the
+library; and how a bench is brought to hold it."""
+
+from dataclasses import dataclass
+from pathlib import Path
+
+import stores
+
+RECORD = Path("data/orxaccount") / f"{stores.SERVICE},{stores.ACCOUNT}.state"
+KEYRING, FILE, NOWHERE = "secret-service", "file", "nowhere"
+RECORDS = {
+    f"newest: {newest}\nstale:{''.join(' ' + place for place in stale)}\n": (newest, stale)
+    for newest in (NOWHERE, KEYRING, FILE)
+    for stale in ((), (KEYRING,), (FILE,), (KEYRING, FILE))
+}
+
+
+@dataclass(frozen=True)
+class Owner:
+    """Of an item: the installation and the user."""
+
+    uuid: str
+    login: str
+
+
+@dataclass(frozen=True)
+class Held:
+    uuid: str | None
+    record: tuple | str | None  # (newest, stale), DAMAGED or absent
+    file: Owner | None
+    keyring: tuple  # of owners, the newest item's first
+
+    @property
+    def place(self):
+        """Where the user is; None when nowhere."""
+        if self.record is None:
+            return FILE if self.file else KEYRING if self.keyring else None
+        if self.record == stores.DAMAGED or self.record[0] == NOWHERE:
+            return None
+        return self.record[0]
+
+    @property
+    def owner(self):
+        """Of the item that counts."""
+        if self.place == FILE:
+            return self.file
+        return self.keyring[0] if self.place == KEYRING and self.keyring else None
+
+    @property
+    def user(self):
+        return self.owner.login if self.owner and self.owner.uuid == self.uuid else None
+
+    @property
+    def stale(self):
+        return self.record[1] if isinstance(self.record, tuple) else ()
+
+    def reachable(self, service):
+        """Whether the place can be asked in a session with or without a service."""
+        return service or self.place != KEYRING
+
+    def restorable(self, service):
+        """Who is restored there."""
+        return self.user if service or self.place != KEYRING else None
+
+
+def read(home, session):
+    defaults, item, record = home / stores.DEFAULTS, home / stores.ITEM, home / RECORD
+    uuid = stores.read_uuid(defaults.read_bytes()) if defaults.exists() else None
+    assert uuid != stores.DAMAGED, "damaged defaults"
+    return Held(uuid,
+                RECORDS.get(record.read_text(), stores.DAMAGED) if record.exists() else None,
+                owner_of(item.read_bytes()) if item.exists() else None,
+                tuple(owner_of(secret) for secret in session.secrets()))
+
+
+def owner_of(content):
+    blob = stores.blob_in(content)
+    assert blob is not None, "a damaged item"
+    return Owner(*stores.owner_of(blob))
+
+
+@dataclass(frozen=True)
+class Snapshot:
+    files: dict
+    items: str
+
+
+def snapshot(home, session):
+    return Snapshot(stores.tree(home), session.items_text)
+
+
+def kind(state, held):
+    """What is the same for remains that the library cannot tell apart: the names of temporary files
+    and of users, the installation's UUID and times have no say."""
+    files = sorted((str(path.with_name("temporary") if path.name.startswith(".orx-tmp-") else path),
+                    mode, content and len(content)) for path, (mode, content) in state.files.items())
+    logins = [owner.login for owner in (held.file, *held.keyring) if owner]
+    owners = [(logins.index(owner.login), owner.uuid == held.uuid) if owner else None
+              for owner in (held.file, *held.keyring)]
+    return repr((files, owners, held.uuid is None, held.record))
+
+
+def plant(home, session, held):
+    stores.plant(home, held.files)
+    session.plant(held.items)
+    session.set_script()
