@@ -1,32 +1,19 @@
 #include "CertificateAuthority.h"
 
 #include <arpa/inet.h>
-#include <openssl/bio.h>
 #include <openssl/err.h>
-#include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rand.h>
-#include <openssl/x509v3.h>
 
 #include <array>
 #include <ctime>
 #include <stdexcept>
 #include <utility>
 
+#include "devserver/OpenSSLHandles.h"
+
 namespace orx::devserver {
 namespace {
-
-template <auto Free>
-struct Freed {
-  template <typename T>
-  void operator()(T* object) const {
-    Free(object);
-  }
-};
-using Certificate = std::unique_ptr<X509, Freed<X509_free>>;
-using Key = std::unique_ptr<EVP_PKEY, Freed<EVP_PKEY_free>>;
-using Memory = std::unique_ptr<BIO, Freed<BIO_free_all>>;
-using Extension = std::unique_ptr<X509_EXTENSION, Freed<X509_EXTENSION_free>>;
 
 [[noreturn]] void fail(const std::string& what) {
   std::array<char, 256> reason{};
@@ -46,13 +33,13 @@ std::string contents(BIO* memory) {
 }
 
 std::string pem(X509* certificate) {
-  const Memory memory(BIO_new(BIO_s_mem()));
+  const MemoryBIO memory(BIO_new(BIO_s_mem()));
   require(PEM_write_bio_X509(memory.get(), certificate) == 1, "cannot write a certificate");
   return contents(memory.get());
 }
 
 std::string pem(EVP_PKEY* key) {
-  const Memory memory(BIO_new(BIO_s_mem()));
+  const MemoryBIO memory(BIO_new(BIO_s_mem()));
   require(
       PEM_write_bio_PKCS8PrivateKey(memory.get(), key, nullptr, nullptr, 0, nullptr, nullptr) == 1,
       "cannot write a key");
@@ -68,7 +55,7 @@ Key generateKey() {
 void addExtension(X509* certificate, X509* issuer, int name, const std::string& value) {
   X509V3_CTX context;
   X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-  const Extension extension(X509V3_EXT_conf_nid(nullptr, &context, name, value.c_str()));
+  const CertificateExtension extension(X509V3_EXT_conf_nid(nullptr, &context, name, value.c_str()));
   require(extension != nullptr && X509_add_ext(certificate, extension.get(), -1) == 1,
           "cannot add an extension");
 }
@@ -157,11 +144,12 @@ CertificateAuthority CertificateAuthority::fromPEM(const std::string& certificat
                                                    const std::string& privateKeyPEM) {
   CertificateAuthority authority;
   State& state = *authority.state_;
-  const Memory certificate(
+  const MemoryBIO certificate(
       BIO_new_mem_buf(certificatePEM.data(), static_cast<int>(certificatePEM.size())));
   state.certificate.reset(PEM_read_bio_X509(certificate.get(), nullptr, nullptr, nullptr));
   require(state.certificate != nullptr, "not a certificate");
-  const Memory key(BIO_new_mem_buf(privateKeyPEM.data(), static_cast<int>(privateKeyPEM.size())));
+  const MemoryBIO key(
+      BIO_new_mem_buf(privateKeyPEM.data(), static_cast<int>(privateKeyPEM.size())));
   // The empty pass phrase keeps OpenSSL from asking for one on the terminal.
   state.key.reset(PEM_read_bio_PrivateKey(key.get(), nullptr, nullptr, const_cast<char*>("")));
   require(state.key != nullptr, "not a private key");

@@ -30,7 +30,7 @@ bool flag(const std::string& name, const JSON& value) {
 
 std::chrono::milliseconds duration(const std::string& name, const JSON& value) {
   if (value == "forever") return kForever;
-  constexpr std::size_t longest = 1000u * 60 * 60 * 24;
+  constexpr std::size_t longest = std::size_t{1000} * 60 * 60 * 24;
   return std::chrono::milliseconds(std::min(count(name, value), longest));
 }
 

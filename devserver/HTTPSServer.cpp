@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "devserver/ConnectionThreads.h"
+#include "devserver/OpenSSLHandles.h"
 #include "devserver/TLSConnection.h"
 
 namespace orx::devserver {
@@ -18,24 +19,12 @@ constexpr std::chrono::seconds kSocketTimeout{30};
 constexpr std::size_t kRequestsOfAConnection = 1'000'000;
 constexpr std::size_t kLargestRequestBody = 4u << 20;
 
-template <auto Function>
-struct Call {
-  template <typename T>
-  void operator()(T* object) const {
-    Function(object);
-  }
-};
-using Context = std::unique_ptr<SSL_CTX, Call<SSL_CTX_free>>;
-using Memory = std::unique_ptr<BIO, Call<BIO_free_all>>;
-using Certificate = std::unique_ptr<X509, Call<X509_free>>;
-using Key = std::unique_ptr<EVP_PKEY, Call<EVP_PKEY_free>>;
-
-Memory memoryOf(const std::string& text) {
-  return Memory(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+MemoryBIO memoryOf(const std::string& text) {
+  return MemoryBIO(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
 
 bool useChain(SSL_CTX* context, const std::string& pem) {
-  const Memory input = memoryOf(pem);
+  const MemoryBIO input = memoryOf(pem);
   const Certificate own(PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr));
   if (!own || SSL_CTX_use_certificate(context, own.get()) != 1) return false;
   while (Certificate issuer{PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr)}) {
@@ -44,11 +33,11 @@ bool useChain(SSL_CTX* context, const std::string& pem) {
   return true;
 }
 
-Context makeContext(const ServerCertificate& certificate) {
-  Context context(SSL_CTX_new(TLS_server_method()));
+TLSContext makeContext(const ServerCertificate& certificate) {
+  TLSContext context(SSL_CTX_new(TLS_server_method()));
   if (!context) throw std::runtime_error("no TLS context");
   SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
-  const Memory input = memoryOf(certificate.privateKeyPEM);
+  const MemoryBIO input = memoryOf(certificate.privateKeyPEM);
   const Key key(PEM_read_bio_PrivateKey(input.get(), nullptr, nullptr, nullptr));
   if (!useChain(context.get(), certificate.certificatePEM) || !key ||
       SSL_CTX_use_PrivateKey(context.get(), key.get()) != 1 ||
@@ -75,7 +64,9 @@ void fill(httplib::Response& to, const HTTPResponse& response) {
 // The whole head as it stands on the wire, for answers that the HTTP library would not send.
 std::string headOf(const HTTPResponse& response) {
   std::string head = "HTTP/1.1 " + std::to_string(response.status) + " -\r\n";
-  for (const auto& [name, value] : response.headers) head += name + ": " + value + "\r\n";
+  for (const auto& [name, value] : response.headers) {
+    head.append(name).append(": ").append(value).append("\r\n");
+  }
   return head + "Content-Type: " + response.contentType +
          "\r\nContent-Length: " + std::to_string(response.body.size()) + "\r\n\r\n";
 }
@@ -166,7 +157,7 @@ class HTTPSServer::Implementation : public httplib::Server {
   // The connection whose request runs on this thread; the library's handlers do not get to see it.
   static thread_local TLSConnection* current_;
 
-  Context context_;
+  TLSContext context_;
   HTTPHandler handler_;
   ConnectionThreads threads_;
   std::thread listener_;

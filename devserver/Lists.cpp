@@ -45,6 +45,7 @@ std::string asArray(const std::vector<Entry>& entries) {
 
 std::string countries() {
   std::vector<Entry> entries;
+  entries.reserve(std::size(kCountries));
   for (const auto& [code, name] : kCountries) {
     entries.push_back({{"abbr", std::string(code)}, {"name", std::string(name)}});
   }
@@ -55,6 +56,7 @@ std::string countries() {
 template <typename Names>
 std::string numbered(const char* key, const Names& names) {
   std::vector<Entry> entries;
+  entries.reserve(std::size(names));
   for (const std::string_view name : names) {
     entries.push_back({{key, std::to_string(entries.size() + 1)}, {"name", std::string(name)}});
   }

@@ -103,7 +103,7 @@ MembershipOutcome Membership::signInWithOpenID(const Parameters& parameters, Unk
   std::optional<Account> account = accounts_.findByIdentity(identity);
   if (account) return {std::move(account), {}};
   if (unknown == Unknown::Refuse) return refuse(text::kNotRegistered);
-  const MembershipOutcome created = registerOpenID(parameters);
+  MembershipOutcome created = registerOpenID(parameters);
   if (created.account || created.refusal != text::kAlreadyRegistered) return created;
   // Another call with the same identity was faster.
   return orRefuse(accounts_.findByIdentity(identity), text::kOpenIDError);

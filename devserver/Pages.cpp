@@ -51,7 +51,7 @@ std::string field(const Account& account, const std::string& name) {
 
 // The nick name, else the full name, else the login.
 std::string displayName(const Account& account) {
-  if (const std::string nick = field(account, "nick_name"); !nick.empty()) return nick;
+  if (std::string nick = field(account, "nick_name"); !nick.empty()) return nick;
   const std::string first = field(account, "first_name");
   const std::string last = field(account, "last_name");
   if (first.empty() && last.empty()) return account.login;

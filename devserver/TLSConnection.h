@@ -1,11 +1,11 @@
 #pragma once
 
 #include <httplib.h>
-#include <openssl/ssl.h>
 
 #include <chrono>
-#include <memory>
 #include <string_view>
+
+#include "devserver/OpenSSLHandles.h"
 
 namespace orx::devserver {
 
@@ -41,10 +41,7 @@ class TLSConnection : public httplib::Stream {
   int socket() const override { return socket_; }
 
  private:
-  struct Free {
-    void operator()(SSL* ssl) const { SSL_free(ssl); }
-  };
-  std::unique_ptr<SSL, Free> ssl_;
+  TLSStream ssl_;
   int socket_;
   bool established_ = false;
   bool ended_ = false;

@@ -32,7 +32,7 @@ run_ctest() {
   say "testing build/$preset"
   ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1 \
     UBSAN_OPTIONS=print_stacktrace=1 \
-    TSAN_OPTIONS=second_deadlock_stack=1 \
+    TSAN_OPTIONS="second_deadlock_stack=1:suppressions='$PWD/scripts/thread-sanitizer.supp'" \
     "${runner[@]}" ctest --test-dir "build/$preset" --output-on-failure \
     --parallel "$((2 * $(nproc)))" "$@"
 }

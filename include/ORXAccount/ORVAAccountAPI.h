@@ -48,7 +48,7 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   // The user-data answers that are being parsed at this moment: a snapshot of their task
   // dictionaries, absent when the list was set to absent. Safe from any thread.
   std::optional<std::vector<Dictionary>> parsingTasks() const;
-  void setParsingTasks(std::optional<std::vector<Dictionary>> parsingTasks);
+  void setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks);
 
   // The target server flag of the process: true sends the SOAP calls made afterwards to the China
   // production server, false (at start) to the global one. Calls that have started keep theirs.

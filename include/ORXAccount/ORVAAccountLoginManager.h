@@ -44,7 +44,7 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   // The ticket sign-ins whose user data is being parsed at this moment: a snapshot of their task
   // dictionaries, absent when the manager has no list.
   std::optional<std::vector<Dictionary>> loginWithTicketTasks() const;
-  void setLoginWithTicketTasks(std::optional<std::vector<Dictionary>> loginWithTicketTasks);
+  void setLoginWithTicketTasks(const std::optional<std::vector<Dictionary>>& loginWithTicketTasks);
 
   void loginWithParameters(const std::optional<Dictionary>& parameters);
   void loginOpenIDWithParameters(const std::optional<Dictionary>& parameters);

@@ -27,7 +27,7 @@ std::optional<std::vector<Dictionary>> ORVAAccountLoginManager::loginWithTicketT
 }
 
 void ORVAAccountLoginManager::setLoginWithTicketTasks(
-    std::optional<std::vector<Dictionary>> loginWithTicketTasks) {
+    const std::optional<std::vector<Dictionary>>& loginWithTicketTasks) {
   state_->ticketTasks.setDictionaries(loginWithTicketTasks);
 }
 

@@ -1,7 +1,5 @@
 #include "platform/FileKeychainStore.h"
 
-#include <errno.h>
-
 #include "platform/KeychainItemFile.h"
 #include "platform/Limits.h"
 #include "platform/StandardPaths.h"
@@ -23,7 +21,7 @@ KeychainOutcome plainOutcome(OSStatus status) {
 // FNV-1a of 128 bits, in hexadecimal. It need not withstand an attacker: whoever can place files
 // here is the user, and the file names its item in full.
 std::string digestOf(std::string_view text) {
-  __extension__ typedef unsigned __int128 Wide;
+  using Wide = unsigned __int128;
   Wide digest = Wide{0x6C62272E07BB0142U} << 64U | 0x62B821756295C58DU;
   for (const char byte : text) {
     digest ^= static_cast<unsigned char>(byte);
@@ -59,12 +57,7 @@ KeychainOutcome outcomeOf(const FileOutcome& problem) {
 
 StoredDirectory::Opening openKeychainDirectory(Missing missing) {
   const auto home = dataHome();
-  if (!home) {
-    auto problem = systemProblem(ENOENT, "find", "the user's home directory");
-    problem.path.clear();
-    problem.remedy = "Set HOME or XDG_DATA_HOME to an absolute path.";
-    return {.directory = {}, .problem = std::move(problem)};
-  }
+  if (!home) return {.directory = {}, .problem = homelessness(dataHomeVariable)};
   return StoredDirectory::open(*home + "/orxaccount", StoredDirectory::Kind::Private, missing);
 }
 

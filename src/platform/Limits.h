@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 
-// Every ceiling of what the library reads, with its unit and reason. What a host may choose (the
+// Every ceiling of what the library reads and of how long it waits for other processes, with its
+// unit and reason. What a host may choose (the
 // size of an answer and of its headers) is in URLSessionConfiguration.
 namespace orx::limits {
 
@@ -47,7 +49,13 @@ inline constexpr std::size_t storedFileSize = std::size_t{64} * 1024 * 1024;
 
 // Characters of a secret in the user's keyring. Services keep them in memory that is never paged
 // out, of which there is little.
-inline constexpr std::size_t keyringSecretSize = 16U * 1024 * 1024;
+inline constexpr std::size_t keyringSecretSize = std::size_t{16} * 1024 * 1024;
+
+// How long one call on the stores may wait for other processes: for a lock, for a service.
+inline constexpr std::chrono::seconds storeWait{2};
+
+// How long it may wait once a service has issued a prompt, which somebody must read and answer.
+inline constexpr std::chrono::seconds storeWaitWithPrompt{120};
 
 // Redirects that one transfer follows.
 inline constexpr long redirects = 20;

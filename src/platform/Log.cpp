@@ -1,12 +1,13 @@
 #include "platform/Log.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <exception>
 #include <string>
+
+#include "platform/HeldSignal.h"
 
 namespace orx {
 
@@ -43,41 +44,14 @@ void writeToStandardError(std::string_view bytes) {
   }
 }
 
-// While this lives, writing to a pipe that nobody reads any more does not end the process. Unlike a
-// changed signal disposition it concerns the calling thread alone.
-class BrokenPipeGuard {
- public:
-  BrokenPipeGuard() {
-    sigemptyset(&pipe_);
-    sigaddset(&pipe_, SIGPIPE);
-    sigset_t pending;
-    sigpending(&pending);
-    wasPending_ = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
-  }
-  BrokenPipeGuard(const BrokenPipeGuard&) = delete;
-  BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
-  ~BrokenPipeGuard() {
-    const timespec now{};
-    // A signal that waited before us is someone else's.
-    while (!wasPending_ && sigtimedwait(&pipe_, nullptr, &now) == -1 && errno == EINTR) {
-    }
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-
- private:
-  sigset_t pipe_{};
-  sigset_t before_{};
-  bool wasPending_ = false;
-};
-
 }  // namespace
 
 void NSLog(std::string_view line) noexcept {
   const int errnoBefore = errno;
   try {
     const std::string record = recordOf(line);
-    const BrokenPipeGuard guard;
+    // Writing to a pipe that nobody reads any more would end the process.
+    const HeldSignal held(SIGPIPE);
     writeToStandardError(record);
   } catch (const std::exception&) {
     // Without memory for the record it is lost; a diagnostic line must not cost its caller more.

@@ -6,6 +6,7 @@
 
 #include "platform/ForkSafeMutex.h"
 #include "platform/KeychainStatus.h"
+#include "platform/Limits.h"
 #include "platform/PolicyKeychainStore.h"
 
 namespace orx {
@@ -13,7 +14,7 @@ namespace orx {
 namespace {
 
 // How long one call waits for other processes and for the service.
-std::atomic<std::chrono::milliseconds> patience{std::chrono::seconds(2)};
+std::atomic<std::chrono::milliseconds> patience{limits::storeWait};
 
 struct StoreInForce {
   ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};

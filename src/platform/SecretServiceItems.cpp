@@ -4,7 +4,6 @@
 
 #include "platform/Base64.h"
 #include "platform/KeychainItemFile.h"
-#include "platform/Limits.h"
 #include "platform/StandardPaths.h"
 #include "platform/Unicode.h"
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Limits.h"
 #include "platform/SecretServiceConnection.h"
 
 namespace orx {
@@ -12,8 +13,8 @@ struct PromptRules {
   std::function<void()> noteDismissed;
   // How long the prompts of an operation may stay open, all in all, and what the rest of it may
   // take once they were answered.
-  std::chrono::milliseconds patience = std::chrono::seconds(118);
-  std::chrono::milliseconds patienceAfterwards = std::chrono::seconds(2);
+  std::chrono::milliseconds patience = limits::storeWaitWithPrompt - limits::storeWait;
+  std::chrono::milliseconds patienceAfterwards = limits::storeWait;
 };
 
 // The item that a store means, among all that the service keeps: the ones with its two attributes,

@@ -13,6 +13,7 @@
 namespace orx {
 
 struct SecretServiceLibrary {
+// A member's name takes no parentheses. NOLINTNEXTLINE(bugprone-macro-parentheses)
 #define ORX_MEMBER(name) decltype(&::name) name;
   ORX_LIBRARY_FUNCTIONS(ORX_MEMBER)
 #undef ORX_MEMBER

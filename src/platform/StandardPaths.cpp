@@ -46,10 +46,10 @@ bool staysInComponent(char byte) {
 }  // namespace
 
 std::optional<std::string> configurationHome() {
-  return baseDirectory("XDG_CONFIG_HOME", "/.config");
+  return baseDirectory(configurationHomeVariable, "/.config");
 }
 
-std::optional<std::string> dataHome() { return baseDirectory("XDG_DATA_HOME", "/.local/share"); }
+std::optional<std::string> dataHome() { return baseDirectory(dataHomeVariable, "/.local/share"); }
 
 std::string programName() {
   if (program_invocation_short_name[0] != '\0') return program_invocation_short_name;

@@ -11,6 +11,9 @@ namespace orx {
 // the environment nor the user database knows the user's home.
 std::optional<std::string> configurationHome();
 std::optional<std::string> dataHome();
+// Set to an absolute path, it decides where configurationHome() is; and the same for dataHome().
+inline constexpr const char* configurationHomeVariable = "XDG_CONFIG_HOME";
+inline constexpr const char* dataHomeVariable = "XDG_DATA_HOME";
 
 // What the running program is called, without its folder; never empty.
 std::string programName();

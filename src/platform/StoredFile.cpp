@@ -140,6 +140,13 @@ FileProblem systemProblem(int number, std::string_view doing, std::string path) 
   return problem;
 }
 
+FileProblem homelessness(std::string_view variable) {
+  auto problem = systemProblem(ENOENT, "find", "the user's home directory");
+  problem.path.clear();
+  problem.remedy = "Set HOME or " + std::string(variable) + " to an absolute path.";
+  return problem;
+}
+
 FileProblem refusal(std::string path, std::string_view reason, std::string remedy) {
   FileProblem problem{.kind = FileProblem::Kind::Refused,
                       .number = 0,
@@ -237,6 +244,7 @@ FileReading StoredDirectory::read(const std::string& name) const {
   const auto size = static_cast<std::size_t>(file.st_size);
   auto reading = readWhole(descriptor.get(), std::min(size, limits::storedFileSize), pathOf(name));
   reading.mode = file.st_mode & 07777U;
+  reading.group = file.st_gid;
   return reading;
 }
 

@@ -42,6 +42,7 @@ struct FileReading {
   std::optional<Data> bytes;
   std::optional<FileProblem> problem;
   mode_t mode = 0;  // of the file that was read
+  gid_t group = 0;  // and its group
 };
 
 // An exclusive lock that other processes and other threads respect, held until this object goes or
@@ -73,7 +74,8 @@ class StoredDirectory {
     // Holds secrets: refused when it is a link, another user's, or writable by others; its files
     // likewise. 0700 with files of 0600, whatever the umask.
     Private,
-    // Holds settings: may be reached through links and shared as its owner likes.
+    // Holds settings: may be reached through links and shared as its owner likes. A file begins
+    // as 0600; one that is replaced passes its permissions and its group on.
     Settings,
   };
   enum class Missing { Leave, Create };
@@ -118,7 +120,9 @@ class StoredDirectory {
 
   FileOutcome secure() const;
   FileOutcome checkFile(const std::string& name, const struct stat& file) const;
-  FileOutcome writeTemporary(const std::string& temporary, const Data& bytes) const;
+  FileOutcome writeTemporary(const std::string& temporary, const Data& bytes,
+                             const FileReading& existing) const;
+  int setPermissions(int descriptor, const FileReading& existing) const;
   FileOutcome putInPlace(const std::string& temporary, const std::string& name) const;
   void keepAside(const std::string& name) const;
   FileOutcome removeWhere(const std::function<bool(std::string_view name)>& condition) const;
@@ -139,6 +143,8 @@ struct StoredDirectory::Opening {
 // path".
 FileProblem systemProblem(int number, std::string_view doing, std::string path);
 FileProblem lockedByAnother(const std::string& path);
+// Nobody says where the user's files live; `variable` would.
+FileProblem homelessness(std::string_view variable);
 FileProblem refusal(std::string path, std::string_view reason, std::string remedy);
 
 }  // namespace orx

@@ -1,13 +1,13 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <stdio.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 
 #include <span>
 
+#include "platform/HeldSignal.h"
 #include "platform/Limits.h"
 #include "platform/StoredFile.h"
 #include "platform/Uninterrupted.h"
@@ -19,37 +19,9 @@ namespace {
 constexpr std::string_view temporaryPrefix = ".orx-tmp-";
 constexpr std::string_view asideSuffix = ".damaged";
 
-// Beyond the process's file size limit a write also raises SIGXFSZ, which would end the host. While
-// this lives, the calling thread gets the error number alone.
-class FileSizeSignalHeld {
- public:
-  FileSizeSignalHeld() {
-    sigemptyset(&signal_);
-    sigaddset(&signal_, SIGXFSZ);
-    sigset_t pending;
-    sigpending(&pending);
-    wasPending_ = sigismember(&pending, SIGXFSZ) == 1;
-    pthread_sigmask(SIG_BLOCK, &signal_, &before_);
-  }
-  FileSizeSignalHeld(const FileSizeSignalHeld&) = delete;
-  FileSizeSignalHeld& operator=(const FileSizeSignalHeld&) = delete;
-  ~FileSizeSignalHeld() {
-    if (!wasPending_) {
-      const timespec noWait{};
-      while (sigtimedwait(&signal_, nullptr, &noWait) < 0 && errno == EINTR) {
-      }
-    }
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-
- private:
-  sigset_t signal_{};
-  sigset_t before_{};
-  bool wasPending_ = false;
-};
-
 int writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
-  const FileSizeSignalHeld held;
+  // Beyond the process's file size limit a write also raises this, which would end the host.
+  const HeldSignal held(SIGXFSZ);
   while (!bytes.empty()) {
     const auto count =
         uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
@@ -77,14 +49,33 @@ std::string temporaryName() {
 
 }  // namespace
 
-FileOutcome StoredDirectory::writeTemporary(const std::string& temporary, const Data& bytes) const {
+// The error number, or 0. Whatever the file-creation mask took away is given back.
+int StoredDirectory::setPermissions(int descriptor, const FileReading& existing) const {
+  mode_t mode = 0600;
+  if (kind_ == Kind::Settings && existing.bytes) {
+    mode = existing.mode & 0777U;
+    struct stat made {};
+    if (fstat(descriptor, &made) != 0) return errno;
+    // Where the group cannot be passed on, its members are others to the new file.
+    if (made.st_gid != existing.group &&
+        fchown(descriptor, static_cast<uid_t>(-1), existing.group) != 0) {
+      const mode_t others = mode & 07U;
+      mode &= 0707U | others << 3U;
+    }
+  }
+  return fchmod(descriptor, mode) == 0 ? 0 : errno;
+}
+
+FileOutcome StoredDirectory::writeTemporary(const std::string& temporary, const Data& bytes,
+                                            const FileReading& existing) const {
   const auto path = pathOf(temporary);
   constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   FileDescriptor file(
       uninterrupted([&] { return openat(descriptor_.get(), temporary.c_str(), flags, 0600); }));
   if (!file) return systemProblem(errno, "make", path);
-  // Whatever the file-creation mask took away.
-  if (fchmod(file.get(), 0600) != 0) return systemProblem(errno, "set the permissions of", path);
+  if (const int number = setPermissions(file.get(), existing)) {
+    return systemProblem(number, "set the permissions of", path);
+  }
   if (const int number = writeAll(file.get(), bytes.bytes())) {
     return systemProblem(number, "write", path);
   }
@@ -137,7 +128,7 @@ FileOutcome StoredDirectory::replace(const std::string& name, const Data& bytes,
 
   sweepTemporaryFiles();
   const auto temporary = temporaryName();
-  auto problem = writeTemporary(temporary, bytes);
+  auto problem = writeTemporary(temporary, bytes, existing);
   if (!problem && previous == Previous::KeepAside) keepAside(name);
   if (!problem) problem = putInPlace(temporary, name);
   if (problem) {

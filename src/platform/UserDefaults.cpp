@@ -1,11 +1,11 @@
 #include "platform/UserDefaults.h"
 
 #include <ORXAccount/platform/Bundle.h>
-#include <errno.h>
 
 #include <functional>
 
 #include "platform/DefaultsContent.h"
+#include "platform/Limits.h"
 #include "platform/PropertyList.h"
 #include "platform/StandardPaths.h"
 
@@ -19,7 +19,6 @@ using Missing = StoredDirectory::Missing;
 constexpr const char* fileName = "defaults.plist";
 constexpr const char* fileLockName = ".defaults.plist.lock";
 constexpr const char* transactionLockName = ".transaction.lock";
-constexpr auto patience = std::chrono::seconds(2);
 
 std::shared_ptr<Error> errorOf(const FileProblem& problem, std::int64_t code) {
   if (problem.kind == FileProblem::Kind::LockedByAnother) code = NSFileLockingError;
@@ -41,12 +40,7 @@ std::shared_ptr<Error> damage(const std::string& path, std::string_view reason) 
 
 StoredDirectory::Opening openDirectory(Missing missing) {
   const auto home = configurationHome();
-  if (!home) {
-    auto problem = systemProblem(ENOENT, "find", "the user's home directory");
-    problem.path.clear();
-    problem.remedy = "Set HOME or XDG_CONFIG_HOME to an absolute path.";
-    return {.directory = {}, .problem = std::move(problem)};
-  }
+  if (!home) return {.directory = {}, .problem = homelessness(configurationHomeVariable)};
   const auto identifier = Bundle::mainBundle()->bundleIdentifier();
   return StoredDirectory::open(*home + "/" + pathComponent(identifier.value_or(programName())),
                                Kind::Settings, missing);
@@ -61,7 +55,8 @@ std::shared_ptr<Error> modify(Missing missing, UserDefaults::DamagedFile damaged
   if (opening.problem) return errorOf(*opening.problem, NSFileWriteUnknownError);
   if (!opening.directory) return nullptr;
   const auto& directory = *opening.directory;
-  const auto taking = directory.lock(fileLockName, std::chrono::steady_clock::now() + patience);
+  const auto taking =
+      directory.lock(fileLockName, std::chrono::steady_clock::now() + limits::storeWait);
   if (taking.problem) return errorOf(*taking.problem, NSFileWriteUnknownError);
 
   const auto reading = directory.read(fileName);
@@ -127,11 +122,14 @@ bool UserDefaults::isDamage(const std::shared_ptr<Error>& error) {
   return error && error->code() == NSPropertyListReadCorruptError;
 }
 
-UserDefaults::Transaction UserDefaults::beginTransaction(Deadline deadline) const {
-  const auto opening = openDirectory(Missing::Create);
+UserDefaults::Transaction UserDefaults::beginTransaction(Deadline deadline,
+                                                         MissingFolder missingFolder) const {
+  const auto opening =
+      openDirectory(missingFolder == MissingFolder::Create ? Missing::Create : Missing::Leave);
   if (opening.problem) {
     return {.lock = {}, .error = errorOf(*opening.problem, NSFileWriteUnknownError)};
   }
+  if (!opening.directory) return {};
   auto taking = opening.directory->lock(transactionLockName, deadline);
   if (!taking.problem) return {.lock = std::move(taking.lock), .error = nullptr};
   return {.lock = {},

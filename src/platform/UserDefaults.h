@@ -56,13 +56,16 @@ class UserDefaults final : public Object {
 
   // For work that reads and changes the defaults together with something else: keeps out the
   // application's other processes and threads that take this lock too. It does not keep anyone
-  // from single calls.
+  // from single calls. Where there is no folder yet, nobody can be kept out: it is made first, or
+  // left missing with neither lock nor error.
   struct Transaction {
     std::optional<FileLock> lock;
     std::shared_ptr<Error> error;
     bool lockedByAnother = false;  // the wait ran out, rather than that no lock could be made
   };
-  Transaction beginTransaction(Deadline deadline) const;
+  enum class MissingFolder { Leave, Create };
+  Transaction beginTransaction(Deadline deadline,
+                               MissingFolder missingFolder = MissingFolder::Create) const;
 
  private:
   UserDefaults() = default;

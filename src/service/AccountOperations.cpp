@@ -7,9 +7,8 @@
 #include <utility>
 
 #include "platform/Integers.h"
-#include "platform/JSONSerialization.h"
+#include "service/Answer.h"
 #include "service/CompletionHandler.h"
-#include "service/ResultBlock.h"
 #include "service/SOAPCall.h"
 #include "service/ServiceError.h"
 
@@ -19,18 +18,6 @@ namespace {
 
 constexpr std::string_view kLoginOpenIDAPIID = "w000000019";
 constexpr std::string_view kWebSSOAPIID = "sso0000006";
-constexpr long kStatusOK = 200;
-
-// What stands in the block; empty text in every place when there is none.
-ResultBlock resultBlockIn(const std::optional<Data>& data, ResultBlockPattern pattern) {
-  const std::string_view answer = data ? data->text() : std::string_view();
-  return matchResultBlock(answer, pattern).value_or(ResultBlock{});
-}
-
-// The value that the text holds; null when the text is not JSON.
-Value parsedJSON(std::string_view text) {
-  return JSONSerialization::JSONObjectWithText(text).value;
-}
 
 Value firstElementOf(const Value& value) {
   const Array* array = value.array();

@@ -7,8 +7,4 @@ namespace orx {
 // Throws std::invalid_argument for an empty handler, which would leave its call unanswered.
 ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler);
 
-// A result record holding both.
-std::shared_ptr<ORVAAccountAPIResult> makeResult(std::optional<std::string> description,
-                                                 Value returnData);
-
 }  // namespace orx

@@ -30,14 +30,6 @@ ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler complet
   return completionHandler;
 }
 
-std::shared_ptr<ORVAAccountAPIResult> makeResult(std::optional<std::string> description,
-                                                 Value returnData) {
-  auto result = ORVAAccountAPIResult::init();
-  result->setResultDescription(std::move(description));
-  result->setReturnData(std::move(returnData));
-  return result;
-}
-
 ORVAAccountAPI::Tasks::Tasks()
     : list({.parser = kGetUserDataTaskResponseDataParser,
             .elements = kGetUserDataTaskResponseDataDictionary,
@@ -61,7 +53,7 @@ std::optional<std::vector<Dictionary>> ORVAAccountAPI::parsingTasks() const {
   return tasks_->list.dictionaries();
 }
 
-void ORVAAccountAPI::setParsingTasks(std::optional<std::vector<Dictionary>> parsingTasks) {
+void ORVAAccountAPI::setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks) {
   tasks_->list.setDictionaries(parsingTasks);
 }
 

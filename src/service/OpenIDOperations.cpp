@@ -8,7 +8,9 @@
 
 #include "platform/Integers.h"
 #include "platform/JSONSerialization.h"
+#include "service/Answer.h"
 #include "service/CompletionHandler.h"
+#include "service/Post.h"
 #include "service/SOAPCall.h"
 #include "service/ServiceError.h"
 
@@ -18,7 +20,6 @@ namespace {
 
 constexpr std::string_view kRegisterPath = "/api/OpenIdApi/Register";
 constexpr std::string_view kLoginPath = "/api/OpenIdApi/Login";
-constexpr long kStatusOK = 200;
 
 // The caller's parameters with the application's credentials in place of any that they hold.
 std::string bodyText(const std::optional<Dictionary>& parameters, const Credentials& credentials) {

@@ -5,9 +5,8 @@
 
 #include <utility>
 
-#include "platform/JSONSerialization.h"
+#include "service/Answer.h"
 #include "service/CompletionHandler.h"
-#include "service/ResultBlock.h"
 #include "service/SOAPCall.h"
 
 namespace orx {
@@ -24,11 +23,10 @@ void ORVAAccountAPI::parameterListWithName_completionHandler(
                            const std::optional<Data>& data,
                            const std::shared_ptr<HTTPURLResponse>& /*response*/,
                            const std::shared_ptr<Error>& /*error*/) {
-    const std::string_view answer = data ? data->text() : std::string_view();
-    const ResultBlock block =
-        matchResultBlock(answer, ResultBlockPattern::Strict).value_or(ResultBlock{});
-    Value returnData = JSONSerialization::JSONObjectWithText(block.returnData.value_or("")).value;
-    handler(makeResult(std::string(block.resultDescription), std::move(returnData)), nullptr);
+    const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Strict);
+    handler(
+        makeResult(std::string(block.resultDescription), parsedJSON(block.returnData.value_or(""))),
+        nullptr);
   };
   startSOAPCall({.envelope = soap11_header_request_pattern,
                  .path = kAccountServicePath,

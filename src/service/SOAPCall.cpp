@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/JSONSerialization.h"
+#include "service/Post.h"
 
 namespace orx {
 
@@ -54,18 +55,6 @@ void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
       ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
   startPost(serviceURL(servers, call.path), "text/xml; charset=utf-8",
             filledEnvelope(call, credentials), std::move(completionHandler));
-}
-
-void startPost(URL url, std::string_view contentType, std::string body,
-               URLSession::CompletionHandler completionHandler) {
-  URLRequest request{.url = std::move(url),
-                     .httpMethod = "POST",
-                     .headerFields = {{"Content-Type", std::string(contentType)}},
-                     .httpBody = std::move(body)};
-  const auto session =
-      URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultConfiguration());
-  session->dataTaskWithRequest_completionHandler(std::move(request), std::move(completionHandler))
-      ->resume();
 }
 
 }  // namespace orx

@@ -41,8 +41,4 @@ std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials)
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
                    URLSession::CompletionHandler completionHandler);
 
-// Sends a POST of `body` to `url` on a session of its own; the one header is the content type.
-void startPost(URL url, std::string_view contentType, std::string body,
-               URLSession::CompletionHandler completionHandler);
-
 }  // namespace orx

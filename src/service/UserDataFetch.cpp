@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/Integers.h"
+#include "service/Answer.h"
 #include "service/CompletionHandler.h"
 #include "service/ORVAAccountAPITasks.h"
 #include "service/SOAPCall.h"

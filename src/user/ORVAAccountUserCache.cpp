@@ -11,6 +11,7 @@
 #include "platform/ForkSafeMutex.h"
 #include "platform/KeychainStatus.h"
 #include "platform/KeyedArchiver.h"
+#include "platform/Limits.h"
 #include "platform/UUID.h"
 #include "platform/UserDefaults.h"
 #include "user/ArchivedClasses.h"
@@ -19,8 +20,7 @@ namespace orx {
 
 namespace {
 
-// How long the application's processes wait for each other.
-constexpr auto patience = std::chrono::seconds(2);
+using MissingFolder = UserDefaults::MissingFolder;
 
 std::string keychainService() {
   // An absent identifier reads as the platform prints one.
@@ -76,7 +76,7 @@ StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
   const auto uuid = readInstallationUUID();
   const auto blob = keychain.dataForKey(ORVAAccountUserKeychainKey);
   if (uuid.error || !blob) return {};
-  const auto foreign = StoredUser{.state = State::Foreign, .user = {}, .uuid = {}, .blob = {}};
+  StoredUser foreign{.state = State::Foreign, .user = {}, .uuid = {}, .blob = {}};
   if (!uuid.value) return foreign;
 
   const auto reading = KeyedUnarchiver::unarchiveObjectWithData(*blob);
@@ -140,9 +140,9 @@ std::optional<Data> archived(const std::shared_ptr<ORVAAccountUser>& user) {
   }
 }
 
-UserDefaults::Transaction beginTransaction() {
+UserDefaults::Transaction beginTransaction(UserDefaults::MissingFolder missingFolder) {
   auto transaction = UserDefaults::standardUserDefaults()->beginTransaction(
-      std::chrono::steady_clock::now() + patience);
+      std::chrono::steady_clock::now() + limits::storeWait, missingFolder);
   if (transaction.error) noteDefaultsOutcome(transaction.error);
   return transaction;
 }
@@ -168,14 +168,15 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
   // Whoever is stored next ends it: only the writing of a start-up itself is meant.
   const auto restored = exchangeLastRestored({});
   if (!user) {
-    // Even when another process holds on to the lock: a sign-out must not be lost.
-    const auto transaction = beginTransaction();
+    // Even when another process holds on to the lock: a sign-out must not be lost. It leaves
+    // nothing behind either, so it makes no folder: without one, nobody else has stored a user.
+    const auto transaction = beginTransaction(MissingFolder::Leave);
     removeStoredUser(*userKeychain_);
     return;
   }
   const auto userBytes = archived(user);
   if (!userBytes) return;
-  const auto transaction = beginTransaction();
+  const auto transaction = beginTransaction(MissingFolder::Create);
   if (transaction.lockedByAnother) return;
   if (user == restored.user.lock() && !isStillStored(restored, *userKeychain_)) return;
   const auto uuid = installationUUID();
@@ -191,7 +192,7 @@ std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
   if (stored.state != StoredUser::State::Foreign) return restoredFrom(stored);
   // The two stores were read one after the other, and a sign-in of another process may have come
   // between. Only what is foreign while everyone else is kept out is removed.
-  const auto transaction = beginTransaction();
+  const auto transaction = beginTransaction(MissingFolder::Create);
   if (transaction.lockedByAnother) return nullptr;
   stored = readStoredUser(*userKeychain_);
   if (stored.state == StoredUser::State::Foreign) removeStoredUser(*userKeychain_);

@@ -3,14 +3,14 @@
 #include <ORXAccount/ORVAAccountUserCache.h>
 
 #include "config/Servers.h"
-#include "support/LoginTest.h"
+#include "support/SignInFixture.h"
 
 namespace orx {
 namespace {
 
 using namespace orx::testing;
 
-class Account : public LoginTest {
+class Account : public SignInFixture {
  protected:
   Account() {
     observation_ = NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(

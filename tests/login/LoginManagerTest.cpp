@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "support/LoginTest.h"
+#include "support/SignInFixture.h"
 
 namespace orx {
 namespace {
@@ -14,7 +14,7 @@ using namespace orx::testing;
 enum class Kind { Password, OpenID };
 
 // Password and OpenID sign-in differ in the operation alone, so each test runs over both.
-class LoginManager : public LoginTest, public ::testing::WithParamInterface<Kind> {
+class LoginManager : public SignInFixture, public ::testing::WithParamInterface<Kind> {
  protected:
   void login(const std::optional<Dictionary>& parameters = Dictionary{{"login", "a"}}) {
     if (GetParam() == Kind::OpenID) {
@@ -139,7 +139,7 @@ INSTANTIATE_TEST_SUITE_P(, LoginManager, ::testing::Values(Kind::Password, Kind:
                            return row.param == Kind::OpenID ? "OpenID" : "Password";
                          });
 
-class Manager : public LoginTest {};
+class Manager : public SignInFixture {};
 
 TEST_F(Manager, SharedInstanceIsOneUnderConcurrentFirstUse) {
   std::vector<std::thread> threads;
@@ -272,7 +272,7 @@ TEST_F(Manager, TheDelegateMaySignOutAndStartTheNextSignIn) {
 }
 
 // The OpenID V2 interface writes field names with a capital.
-class LoginManagerV2 : public LoginTest {
+class LoginManagerV2 : public SignInFixture {
  protected:
   std::shared_ptr<ORVAAccountUser> userFrom(const std::string& result) {
     answerWith(R"({"Status":0,"Message":"ok","Result":)" + result + "}");

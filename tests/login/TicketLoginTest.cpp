@@ -3,14 +3,14 @@
 
 #include <stdexcept>
 
-#include "support/LoginTest.h"
+#include "support/SignInFixture.h"
 
 namespace orx {
 namespace {
 
 using namespace orx::testing;
 
-class TicketLogin : public LoginTest {
+class TicketLogin : public SignInFixture {
  protected:
   // The service's answer with this XML document as its data.
   void answerWithDocument(const std::string& xml, std::string_view type = "XmlString") {

@@ -3,7 +3,7 @@
 #include <ORXAccount/ORXAccount.h>
 
 #include "devserver/DevelopmentService.h"
-#include "support/LoginTest.h"
+#include "support/SignInFixture.h"
 
 namespace orx {
 namespace {
@@ -19,7 +19,7 @@ const Dictionary kAda{{"login", "ada@example.com"},
                       {"birthdate", "1985-07-14T08:30:00"},
                       {"mobile", "0912345678"}};
 
-class WholeService : public LoginTest, public ::testing::WithParamInterface<bool> {
+class WholeService : public SignInFixture, public ::testing::WithParamInterface<bool> {
  protected:
   WholeService() {
     service_.start();

@@ -100,7 +100,7 @@ TEST(Log, OutlivesAStandardErrorThatNobodyReads) {
 TEST(Log, OutlivesAFullOrClosedStandardError) {
   {
     const StandardErrorPipe standardError(O_NONBLOCK);
-    NSLog(std::string(10'000'000, 'x'));
+    NSLog(std::string(8'000'000, 'x'));
   }
   const int before = dup(STDERR_FILENO);
   close(STDERR_FILENO);

@@ -50,6 +50,26 @@ TEST(Unicode, FindsABadByteWhereverItStands) {
   }
 }
 
+TEST(Unicode, GivesOneCharacterAfterTheOther) {
+  const std::string_view text("a\u0080\u07ff\u0800\uffff\U00010000\U0010ffff\0", 20);
+  std::size_t position = 0;
+  std::string again;
+  for (const char32_t expected : {0x61, 0x80, 0x7FF, 0x800, 0xFFFF, 0x10000, 0x10FFFF, 0}) {
+    EXPECT_EQ(nextCharacter(text, position), expected);
+    appendCharacter(expected, again);
+  }
+  EXPECT_EQ(position, text.size());
+  EXPECT_EQ(again, text);
+}
+
+TEST(Unicode, StaysBeforeWhatIsNoCharacter) {
+  for (const std::string_view bad : {"\x80", "\xc2", "\xc1\xbf", "\xe0\xa0", "\xed\xa0\x80"}) {
+    std::size_t position = 1;
+    EXPECT_EQ(nextCharacter("a" + std::string(bad), position), std::nullopt);
+    EXPECT_EQ(position, 1U);
+  }
+}
+
 TEST(Unicode, LowersTheFirstLetterOnly) {
   EXPECT_EQ(lowercasingFirstUTF16Unit("Login"), "login");
   EXPECT_EQ(lowercasingFirstUTF16Unit("Cus_id"), "cus_id");

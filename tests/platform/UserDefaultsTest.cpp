@@ -1,6 +1,8 @@
 #include <ORXAccount/platform/Bundle.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <limits>
@@ -49,6 +51,67 @@ TEST_F(UserDefaultsTest, KeepWhatIsSetUntilItIsRemoved) {
   EXPECT_FALSE(defaults.removeObjectForKey("key"));
   EXPECT_EQ(text("key"), "(absent)");
   EXPECT_EQ(text("other"), "\xC3\xA9\xF0\x9F\x98\x80");
+}
+
+mode_t modeOf(const fs::path& path) {
+  struct stat state {};
+  EXPECT_EQ(stat(path.c_str(), &state), 0);
+  return state.st_mode & 07777U;
+}
+
+TEST_F(UserDefaultsTest, BeginAsTheOwnersAloneAndKeepThePermissionsThatTheyAreGiven) {
+  const mode_t before = umask(0);
+  EXPECT_FALSE(defaults.setString_forKey("first", "key"));
+  umask(before);
+  EXPECT_EQ(modeOf(file), 0600U);
+  for (const mode_t mode : {0644U, 0664U, 0640U, 0400U}) {
+    fs::permissions(file, fs::perms(mode));
+    EXPECT_FALSE(defaults.setString_forKey(std::to_string(mode), "key"));
+    EXPECT_EQ(modeOf(file), mode);
+    EXPECT_EQ(text("key"), std::to_string(mode));
+  }
+}
+
+// What becomes of a file of this group and these permissions when the process writes it anew.
+struct stat rewritten(UserDefaults& defaults, const fs::path& file, gid_t group, mode_t mode) {
+  EXPECT_EQ(chown(file.c_str(), static_cast<uid_t>(-1), group), 0);
+  fs::permissions(file, fs::perms(mode));
+  EXPECT_FALSE(defaults.setString_forKey("new", "key"));
+  struct stat state {};
+  EXPECT_EQ(stat(file.c_str(), &state), 0);
+  return state;
+}
+
+TEST_F(UserDefaultsTest, KeepTheGroupThatTheyAreGiven) {
+  ASSERT_FALSE(defaults.setString_forKey("old", "key"));
+  // Only a privileged user may give a file to a group that it is not in.
+  const gid_t group = geteuid() == 0 ? 12'345 : getegid();
+  const auto state = rewritten(defaults, file, group, 0660);
+  EXPECT_EQ(state.st_gid, group);
+  EXPECT_EQ(state.st_mode & 07777U, 0660U);
+}
+
+TEST_F(UserDefaultsTest, GiveAnotherGroupNoMoreThanOthersWhereTheirOwnCannotBeKept) {
+  if (geteuid() != 0) {
+    // Nobody else can bring such a file about: what such a user gives, it can also keep.
+    ASSERT_NE(chown(home.path().c_str(), static_cast<uid_t>(-1), 12'345), 0);
+    return;
+  }
+  ASSERT_FALSE(defaults.setString_forKey("old", "key"));
+  ASSERT_EQ(chown(file.c_str(), static_cast<uid_t>(-1), 12'345), 0);
+  fs::permissions(file, fs::perms(0664));
+  constexpr uid_t nobody = 65'534;
+  ASSERT_EQ(chown(home.path().c_str(), nobody, static_cast<gid_t>(-1)), 0);
+  for (const auto& entry : fs::recursive_directory_iterator(home.path())) {
+    ASSERT_EQ(chown(entry.path().c_str(), nobody, static_cast<gid_t>(-1)), 0);
+  }
+  testing::ChildProcess child([&] {
+    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) _exit(1);
+    if (defaults.setString_forKey("new", "key")) _exit(2);
+  });
+  ASSERT_EQ(child.wait(), 0);
+  EXPECT_EQ(text("key"), "new");
+  EXPECT_EQ(modeOf(file), 0644U);
 }
 
 TEST_F(UserDefaultsTest, AreThoseOfTheBundleIdentifierOfTheMoment) {

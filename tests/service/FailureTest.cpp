@@ -3,8 +3,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "support/AccountServiceFixture.h"
 #include "support/Operations.h"
-#include "support/ServiceTest.h"
 
 // What each operation makes of a transfer that fails, of a status, and of misuse.
 namespace orx {
@@ -12,7 +12,8 @@ namespace {
 
 using namespace orx::testing;
 
-class OperationTest : public ServiceTest, public ::testing::WithParamInterface<Operation> {
+class OperationTest : public AccountServiceFixture,
+                      public ::testing::WithParamInterface<Operation> {
  protected:
   Outcome run(const std::optional<Dictionary>& parameters = Dictionary()) {
     return outcomeOf([&](auto handler) { GetParam().start(*api(), parameters, handler); });

@@ -2,9 +2,9 @@
 // the kind that the operation gives for an answer without what it looks for.
 #include <ORXAccount/ORVAAccountConstants.h>
 
+#include "support/AccountServiceFixture.h"
 #include "support/HostileAnswers.h"
 #include "support/Operations.h"
-#include "support/ServiceTest.h"
 
 namespace orx {
 namespace {
@@ -13,7 +13,7 @@ using namespace orx::testing;
 
 constexpr std::size_t kMemoryBound = std::size_t{512} * 1024 * 1024;
 
-class HostileAnswerTest : public ServiceTest {
+class HostileAnswerTest : public AccountServiceFixture {
  protected:
   // The only report, though others have had time to come: the next call's has come by then.
   Outcome answered(const Operation& operation, const std::string& body) {
@@ -104,17 +104,17 @@ TEST_F(HostileUserData, CutAtAnyByteIsTheParsersError) {
   }
 }
 
-TEST_F(HostileUserData, ReadsAnAnswerWithTwoHundredThousandAttributes) {
+TEST_F(HostileUserData, ReadsAnAnswerWithManyAttributes) {
   const Outcome outcome =
-      answered(elementWithAttributes(200'000, resultBlock("0", "words", "String", "data")));
+      answered(elementWithAttributes(hostileCount, resultBlock("0", "words", "String", "data")));
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "words");
   EXPECT_EQ(outcome.result->returnData(), Value("data"));
 }
 
-TEST_F(HostileUserData, ReadsAnAnswerWithTwoHundredThousandElements) {
+TEST_F(HostileUserData, ReadsAnAnswerWithManyElements) {
   std::string elements;
-  for (int number = 0; number < 200'000; ++number) {
+  for (std::size_t number = 0; number < hostileCount; ++number) {
     const std::string name = "e" + std::to_string(number);
     elements += "<" + name + ">t</" + name + ">";
   }

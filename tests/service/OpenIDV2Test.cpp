@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "support/ServiceTest.h"
+#include "support/AccountServiceFixture.h"
 
 namespace orx {
 namespace {
@@ -10,7 +10,7 @@ namespace {
 using namespace orx::testing;
 
 // Both operations are one but for the path, so each test runs over both.
-class OpenIDV2 : public ServiceTest, public ::testing::WithParamInterface<bool> {
+class OpenIDV2 : public AccountServiceFixture, public ::testing::WithParamInterface<bool> {
  protected:
   void start(ORVAAccountAPI& client, const std::optional<Dictionary>& parameters,
              ORVAAccountAPICompletionHandler handler) {

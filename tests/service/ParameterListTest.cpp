@@ -2,14 +2,14 @@
 
 #include <stdexcept>
 
-#include "support/ServiceTest.h"
+#include "support/AccountServiceFixture.h"
 
 namespace orx {
 namespace {
 
 using namespace orx::testing;
 
-class ParameterList : public ServiceTest {
+class ParameterList : public AccountServiceFixture {
  protected:
   Outcome list(std::string_view name = "country") {
     return outcomeOf(

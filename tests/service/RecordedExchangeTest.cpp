@@ -6,9 +6,9 @@
 #include <map>
 
 #include "platform/JSONSerialization.h"
+#include "support/AccountServiceFixture.h"
 #include "support/Exchange.h"
 #include "support/Operations.h"
-#include "support/ServiceTest.h"
 
 namespace orx {
 namespace {
@@ -82,7 +82,7 @@ std::string sentParameters(const std::string& body) {
   return body;
 }
 
-class RecordedExchangeMeaning : public ServiceTest,
+class RecordedExchangeMeaning : public AccountServiceFixture,
                                 public ::testing::WithParamInterface<std::string> {
  protected:
   Outcome run(const Exchange& exchange, const Value& parameters) {
@@ -156,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(All, RecordedExchangeMeaning, ::testing::ValuesIn(excha
 
 // ---- What the recorded successes hold ----
 
-class RecordedData : public ServiceTest {
+class RecordedData : public AccountServiceFixture {
  protected:
   Value dataOf(const std::string& name, const Operation& operation) {
     answerWith(loadExchange(name).answer.value());

@@ -1,13 +1,13 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
-#include "support/ServiceTest.h"
+#include "support/AccountServiceFixture.h"
 
 namespace orx {
 namespace {
 
 using namespace orx::testing;
 
-class Common : public ServiceTest {
+class Common : public AccountServiceFixture {
  protected:
   Outcome common() {
     return outcomeOf([&](auto handler) {
@@ -118,7 +118,7 @@ TEST_F(Common, ALargeAnswerIsRead) {
   EXPECT_EQ(outcome.result->returnData(), Value(text));
 }
 
-class Register : public ServiceTest {
+class Register : public AccountServiceFixture {
  protected:
   Outcome registered(std::string_view code, std::optional<std::string_view> data) {
     answerWith(soapAnswer(resultBlock(code, "words", "Json", data)));
@@ -155,7 +155,7 @@ TEST_F(Register, AnEmptyElementGivesAnEmptyCustomerNumber) {
 }
 
 // Both sign-ins are one operation but for the identifier, so each test runs over both.
-class Login : public ServiceTest, public ::testing::WithParamInterface<bool> {
+class Login : public AccountServiceFixture, public ::testing::WithParamInterface<bool> {
  protected:
   Outcome login() {
     return outcomeOf([&](auto handler) {
@@ -212,7 +212,7 @@ TEST_P(Login, ARefusalCarriesTheServicesWordsAndTheirCode) {
 INSTANTIATE_TEST_SUITE_P(PasswordAndOpenID, Login, ::testing::Bool(),
                          [](const auto& row) { return row.param ? "OpenID" : "Password"; });
 
-class WebSSO : public ServiceTest {
+class WebSSO : public AccountServiceFixture {
  protected:
   Outcome webSSO() {
     return outcomeOf([&](auto handler) {

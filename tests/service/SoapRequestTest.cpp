@@ -2,14 +2,14 @@
 
 #include <algorithm>
 
-#include "support/ServiceTest.h"
+#include "support/AccountServiceFixture.h"
 
 namespace orx {
 namespace {
 
 using namespace orx::testing;
 
-class SoapRequest : public ServiceTest {
+class SoapRequest : public AccountServiceFixture {
  protected:
   SoapRequest() { answerWith(soapAnswer(resultBlock("1", "OK", "Json", std::nullopt))); }
 

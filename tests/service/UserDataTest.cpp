@@ -1,6 +1,6 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
-#include "support/ServiceTest.h"
+#include "support/AccountServiceFixture.h"
 
 namespace orx {
 namespace {
@@ -24,7 +24,7 @@ class Recorder : public XMLParserDelegate {
   std::vector<std::string> ends;
 };
 
-class UserData : public ServiceTest {
+class UserData : public AccountServiceFixture {
  protected:
   Outcome fetch() {
     return outcomeOf([&](auto handler) {

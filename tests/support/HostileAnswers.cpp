@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr std::size_t kDeep = 100'000;
+constexpr std::size_t kDeep = hostileCount / 2;
 
 std::string billionLaughs() {
   std::string text = "<!DOCTYPE r [<!ENTITY e0 'lol'>";
@@ -62,7 +62,7 @@ std::vector<HostileAnswer> hostileXML() {
       {"UndeclaredEntity", "<r>&nothing;</r>"},
       {"TwoRoots", "<r/><r/>"},
       {"DuplicateAttribute", "<r a='1' a='2'/>"},
-      {"OpenAttributes", "<r" + repeated(" a='v'", 200'000)},
+      {"OpenAttributes", "<r" + repeated(" a='v'", hostileCount)},
   };
 }
 
@@ -72,7 +72,7 @@ std::vector<HostileAnswer> hostileJSON() {
       {"DeepArraysCut", std::string(kDeep, '[')},
       {"DeepObjects", repeated("{\"a\":", kDeep) + "1" + std::string(kDeep, '}')},
       {"NumberBeyondEveryDouble", R"({"Status":1e999,"Message":"m","Result":{}})"},
-      {"EndlessNumber", "{\"Status\":" + std::string(400'000, '9') + "}"},
+      {"EndlessNumber", "{\"Status\":" + std::string(hostileCount * 2, '9') + "}"},
       {"InvalidUTF8InJSON", "{\"Status\":0,\"Message\":\"\xc3(\"}"},
       {"NulInJSON", "{\"Status\":0,\"Message\":\"a\0b\"}"s},
       {"LoneSurrogate", R"({"Status":0,"Message":"\ud800"})"},
@@ -87,7 +87,7 @@ std::vector<HostileAnswer> hostileAnswers() {
   all.push_back({"Empty", ""});
   all.push_back({"BlankSpace", std::string(100'000, ' ')});
   all.push_back({"Nuls", std::string(100'000, '\0')});
-  all.push_back({"OpeningTags", repeated("<ResultCode>", 100'000)});
+  all.push_back({"OpeningTags", repeated("<ResultCode>", hostileCount / 2)});
   return all;
 }
 

@@ -23,6 +23,14 @@ std::vector<HostileAnswer> hostileJSON();
 // Both, and texts that are neither.
 std::vector<HostileAnswer> hostileAnswers();
 
+// How often a large one of them repeats what is to wear its reader out. The thread sanitizer has
+// memrchr look at all of its text, so that going back from tag to tag takes it quadratic time.
+#if defined(__SANITIZE_THREAD__)
+inline constexpr std::size_t hostileCount = 20'000;
+#else
+inline constexpr std::size_t hostileCount = 200'000;
+#endif
+
 std::string repeated(std::string_view text, std::size_t count);
 // An element with that many attributes, and this content.
 std::string elementWithAttributes(std::size_t count, const std::string& content);

@@ -194,6 +194,7 @@ TEST_F(CurrentUserTest, IsReadWithoutWaitingForTheStore) {
 TEST_F(CurrentUserTest, IsTheStoredOneAfterManyThreadsHaveSetIt) {
   observation = Observation();
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int number = 0; number < 4; ++number) {
     threads.emplace_back([number] {
       for (int round = 0; round < 10; ++round) {

@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "support/AccountServiceFixture.h"
 #include "support/Await.h"
 #include "support/ServerProcess.h"
-#include "support/ServiceTest.h"
 
 namespace orx::testing {
 namespace {

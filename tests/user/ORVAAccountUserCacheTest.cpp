@@ -130,6 +130,20 @@ TEST_F(UserCacheTest, TouchesNothingWhenTheSameUserIsStoredAgain) {
   EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
 }
 
+TEST_F(UserCacheTest, MakesNothingWhenNobodySignsOut) {
+  signOut();
+  EXPECT_TRUE(fs::is_empty(home.path()));
+  EXPECT_EQ(cache().cachedUser(), nullptr);
+}
+
+TEST_F(UserCacheTest, RemovesTheItemAndMakesNoDefaultsWhenTheirFolderIsGone) {
+  signIn("someone");
+  fs::remove_all(home.defaultsFile().parent_path());
+  signOut();
+  EXPECT_FALSE(blob());
+  EXPECT_FALSE(fs::exists(home.defaultsFile().parent_path()));
+}
+
 TEST_F(UserCacheTest, LeavesNoTraceOfAUserWhoSignedOut) {
   signIn("a name to look for");
   signIn("a name to look for, again");

@@ -3,7 +3,7 @@
 #include "platform/DispatchSemaphore.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/OperationQueue.h"
-#include "support/ServiceTest.h"
+#include "support/AccountServiceFixture.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx {
@@ -16,7 +16,7 @@ struct Loaded {
   std::shared_ptr<Error> error;
 };
 
-class ProfileImage : public ServiceTest {
+class ProfileImage : public AccountServiceFixture {
  protected:
   static std::shared_ptr<ORVAAccountUser> userFrom(std::string_view country = "TWN") {
     return ORVAAccountUser::initWithUserInfo(Dictionary{{"country", country}, {"pic", "me.png"}});

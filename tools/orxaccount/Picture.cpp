@@ -72,7 +72,8 @@ PictureFormat formatOf(const orx::Data& picture) {
   }
   if (bytes.starts_with("BM"sv)) return {"BMP", "bmp", sizeOfBMP(bytes)};
   if (bytes.starts_with("<svg"sv) ||
-      (bytes.starts_with("<?xml"sv) && bytes.substr(0, 1024).find("<svg") != bytes.npos)) {
+      (bytes.starts_with("<?xml"sv) &&
+       bytes.substr(0, 1024).find("<svg") != std::string_view::npos)) {
     return {"SVG", "svg", {}};
   }
   return {"unknown", "bin", {}};

@@ -1,4 +1,4 @@
-#include "support/ServiceTest.h"
+#include "support/AccountServiceFixture.h"
 
 #include <stdexcept>
 #include <utility>
@@ -49,7 +49,7 @@ std::string between(const std::string& text, std::string_view from, std::string_
   return text.substr(first, end - first);
 }
 
-ServiceTest::ServiceTest() {
+AccountServiceFixture::AccountServiceFixture() {
   const std::vector<std::string> hosts{kGlobalHost, kChinaHost, kDevelopmentHost};
   server_ = std::make_unique<TLSTestServer>(hosts, [this](const Request& request) {
     TLSTestServer::Handler handler;
@@ -63,22 +63,23 @@ ServiceTest::ServiceTest() {
   api_ = ORVAAccountAPI::initWithOptions({{"AppID", "my-app"}, {"AppKey", "my-key"}});
 }
 
-ServiceTest::~ServiceTest() { server_->release(); }
+AccountServiceFixture::~AccountServiceFixture() { server_->release(); }
 
-void ServiceTest::answerBy(TLSTestServer::Handler handler) {
+void AccountServiceFixture::answerBy(TLSTestServer::Handler handler) {
   const std::lock_guard lock(mutex_);
   handler_ = std::move(handler);
 }
 
-void ServiceTest::answerWith(Answer answer) {
+void AccountServiceFixture::answerWith(Answer answer) {
   answerBy([answer = std::move(answer)](const Request& /*request*/) { return answer; });
 }
 
-void ServiceTest::answerWith(const std::string& body, int status) {
+void AccountServiceFixture::answerWith(const std::string& body, int status) {
   answerWith(Answer::reply(status, body));
 }
 
-Outcome ServiceTest::outcomeOf(const std::function<void(ORVAAccountAPICompletionHandler)>& start) {
+Outcome AccountServiceFixture::outcomeOf(
+    const std::function<void(ORVAAccountAPICompletionHandler)>& start) {
   // Shared with the callback, which a test that has given up may not wait for.
   const auto reports = std::make_shared<Mailbox<Outcome>>();
   start([reports](const std::shared_ptr<ORVAAccountAPIResult>& result,
@@ -90,7 +91,7 @@ Outcome ServiceTest::outcomeOf(const std::function<void(ORVAAccountAPICompletion
   return outcome;
 }
 
-ServiceTest::Request ServiceTest::onlyRequest() {
+AccountServiceFixture::Request AccountServiceFixture::onlyRequest() {
   const auto requests = server().requests();
   EXPECT_EQ(requests.size(), 1U);
   if (requests.empty()) throw std::runtime_error("no request arrived");

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "support/ServiceTest.h"
+#include "support/AccountServiceFixture.h"
 
 namespace orx::testing {
 
@@ -30,10 +30,10 @@ class RecordingDelegate : public ORVAAccountLoginManagerDelegate {
 };
 
 // A host application with storage of its own, initialised, and led to the test's server.
-class LoginTest : public ServiceTest {
+class SignInFixture : public AccountServiceFixture {
  protected:
-  LoginTest();
-  ~LoginTest() override;
+  SignInFixture();
+  ~SignInFixture() override;
 
   static const std::shared_ptr<ORVAAccountLoginManager>& manager() {
     return ORVAAccountLoginManager::sharedInstance();

@@ -1,4 +1,4 @@
-#include "support/LoginTest.h"
+#include "support/SignInFixture.h"
 
 #include <ORXAccount/platform/Bundle.h>
 
@@ -8,7 +8,7 @@
 
 namespace orx::testing {
 
-LoginTest::LoginTest() {
+SignInFixture::SignInFixture() {
   setenv("XDG_CONFIG_HOME", (storage_ / "config").c_str(), 1);
   setenv("XDG_DATA_HOME", (storage_ / "data").c_str(), 1);
   withoutSessionBus();
@@ -18,20 +18,20 @@ LoginTest::LoginTest() {
   manager()->setDelegate(delegate_);
 }
 
-LoginTest::~LoginTest() {
+SignInFixture::~SignInFixture() {
   manager()->setDelegate({});
   ORVAAccountUser::setCurrentUser(nullptr);
 }
 
-void LoginTest::answerWithRecord(const std::string& json) {
+void SignInFixture::answerWithRecord(const std::string& json) {
   answerWith(soapAnswer(resultBlock("1", "OK", "Json", "[" + json + "]")));
 }
 
-void LoginTest::answerWithRefusal(std::string_view description) {
+void SignInFixture::answerWithRefusal(std::string_view description) {
   answerWith(soapAnswer(resultBlock("0", description, "", std::nullopt)));
 }
 
-std::shared_ptr<ORVAAccountUser> LoginTest::signIn(const std::string& name) {
+std::shared_ptr<ORVAAccountUser> SignInFixture::signIn(const std::string& name) {
   answerWithRecord(R"({"login":")" + name + R"("})");
   manager()->loginWithParameters(Dictionary{{"login", name}});
   return report().user;

@@ -37,13 +37,13 @@ struct Outcome {
 
 // A server that stands in for all three hosts, with the process's calls led to it. The answer is
 // set before the call.
-class ServiceTest : public ::testing::Test {
+class AccountServiceFixture : public ::testing::Test {
  protected:
   using Answer = TLSTestServer::Answer;
   using Request = TLSTestServer::Request;
 
-  ServiceTest();
-  ~ServiceTest() override;
+  AccountServiceFixture();
+  ~AccountServiceFixture() override;
 
   void answerWith(Answer answer);
   void answerWith(const std::string& body, int status = 200);

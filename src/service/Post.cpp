@@ -1,0 +1,20 @@
+#include "service/Post.h"
+
+#include <utility>
+
+#include "platform/DefaultConfiguration.h"
+
+namespace orx {
+
+void startPost(URL url, std::string_view contentType, std::string body,
+               URLSession::CompletionHandler completionHandler) {
+  URLRequest request{.url = std::move(url),
+                     .httpMethod = "POST",
+                     .headerFields = {{"Content-Type", std::string(contentType)}},
+                     .httpBody = std::move(body)};
+  const auto session = URLSession::sessionWithConfiguration(sharedDefaultConfiguration());
+  session->dataTaskWithRequest_completionHandler(std::move(request), std::move(completionHandler))
+      ->resume();
+}
+
+}  // namespace orx
