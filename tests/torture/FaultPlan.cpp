@@ -169,6 +169,10 @@ int fchmod(int descriptor, mode_t mode) noexcept {
   return static_cast<int>(passed("fchmod", Side::Write, SYS_fchmod, descriptor, mode));
 }
 
+int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
+  return static_cast<int>(passed("fchown", Side::Write, SYS_fchown, descriptor, owner, group));
+}
+
 int fchmodat(int directory, const char* path, mode_t mode, int /*flags*/) noexcept {
   return static_cast<int>(passed("fchmodat", Side::Write, SYS_fchmodat, directory, path, mode));
 }

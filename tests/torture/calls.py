@@ -15,7 +15,7 @@ CHANGES_THE_DISK = re.compile(
     r"copy_file_range|sendfile(64)?|splice|"
     r"_ZNSt10filesystem(?!.*(is_empty|path)).*|_ZN?K?St\d+basic_(o?fstream|filebuf).*")
 DEFINED = {"open", "openat", "close", "write", "mkdir", "fsync", "flock", "renameat", "linkat",
-           "unlinkat", "chmod", "fchmod", "fchmodat"}
+           "unlinkat", "chmod", "fchmod", "fchmodat", "fchown"}
 
 
 def symbols(program, *options):
