@@ -39,13 +39,16 @@ bool readEnd(int descriptor, NameOf nameOf, std::string& address, int& port) {
 
 int ConnectionSockets::open(int family, int type, int protocol) {
   const int descriptor = socket(family, type | SOCK_CLOEXEC, protocol);
-  if (descriptor >= 0) unnamed_.push_back(descriptor);
+  if (descriptor < 0) return -1;
+  unnamed_.push_back(descriptor);
+  events_.willStay(descriptor);
   return descriptor;
 }
 
 void ConnectionSockets::close(int descriptor) {
   std::erase(unnamed_, descriptor);
   std::erase_if(named_, [descriptor](const auto& entry) { return entry.second == descriptor; });
+  events_.willClose(descriptor);
   ::close(descriptor);
 }
 

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/SocketEvents.h"
+
 namespace orx {
 
 // The sockets of libcurl's connections, found again by the addresses of their two ends: libcurl
@@ -20,6 +22,8 @@ class ConnectionSockets {
     friend auto operator<=>(const Ends&, const Ends&) = default;
   };
 
+  explicit ConnectionSockets(SocketEvents& events) : events_(events) {}
+
   // Opens one that programs started by the host do not inherit; -1 when the system refuses.
   int open(int family, int type, int protocol);
   void close(int descriptor);
@@ -34,6 +38,7 @@ class ConnectionSockets {
  private:
   void nameTheUnnamed();
 
+  SocketEvents& events_;
   std::map<Ends, int> named_;
   // Opened, and not yet asked for.
   std::vector<int> unnamed_;

@@ -2,6 +2,7 @@
 #include <ORXAccount/platform/Value.h>
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <utility>
@@ -22,18 +23,16 @@ const Value& kNull = *new Value;
 
 struct Dictionary::Content {
   Content() = default;
-  Content(const Content& other) : entries(other.entries), index(other.index) {}
+  Content(const Content& other) : entries(other.entries) { indexAll(); }
   Content& operator=(const Content&) = delete;
 
   std::optional<std::size_t> positionOf(std::string_view key) const {
-    if (entries.size() >= kIndexedFrom) {
-      const auto found = index.find(key);
-      return found == index.end() ? std::nullopt : std::optional(found->second);
+    if (index) {
+      const auto found = index->find(key);
+      return found == index->end() ? std::nullopt : std::optional(found->second);
     }
-    for (std::size_t position = 0; position < entries.size(); ++position) {
-      if (entries[position].key == key) return position;
-    }
-    return std::nullopt;
+    if ((marks & markOf(key)) == 0) return std::nullopt;
+    return positionAmong(entries.size(), key);
   }
 
   void set(std::string key, Value value) {
@@ -44,32 +43,79 @@ struct Dictionary::Content {
     if (entries.empty()) entries.reserve(kFirstRoom);
     entries.emplace_back(std::move(key), std::move(value));
     if (entries.size() == kIndexedFrom) {
-      rebuildIndex();
-    } else if (entries.size() > kIndexedFrom) {
-      index.emplace(entries.back().key, entries.size() - 1);
+      indexAll();
+    } else if (index) {
+      index->emplace(entries.back().key, entries.size() - 1);
+    } else {
+      marks |= markOf(entries.back().key);
     }
   }
 
-  void rebuildIndex() {
-    index.clear();
-    if (entries.size() < kIndexedFrom) return;
+  void setAll(std::vector<Entry> all) {
+    entries = std::move(all);
+    if (indexAll()) return;
+    all = std::exchange(entries, {});
+    indexAll();
+    for (Entry& entry : all) set(std::move(entry.key), std::move(entry.value));
+  }
+
+  // Whether every key is there once.
+  bool indexAll() {
+    bool areDistinct = true;
+    marks = 0;
+    index.reset();
+    if (entries.size() >= kIndexedFrom) index = std::make_unique<Index>();
     for (std::size_t position = 0; position < entries.size(); ++position) {
-      index.emplace(entries[position].key, position);
+      const std::string& key = entries[position].key;
+      if (index) {
+        areDistinct &= index->emplace(key, position).second;
+        continue;
+      }
+      const std::uint64_t mark = markOf(key);
+      areDistinct &= (marks & mark) == 0 || !positionAmong(position, key);
+      marks |= mark;
     }
+    return areDistinct;
   }
 
   std::vector<Entry> entries;
-  // Ordered rather than hashed: keys come from outside, and no choice of keys makes this slow.
-  std::map<std::string, std::size_t, std::less<>> index;
+  // Of a small dictionary, each key's mark: most keys that are not there are known by that.
+  std::uint64_t marks = 0;
+  // Only of a large one. Ordered rather than hashed: keys come from outside, and no choice of keys
+  // makes this slow.
+  using Index = std::map<std::string, std::size_t, std::less<>>;
+  std::unique_ptr<Index> index;
   // Set once a second handle exists and never cleared, so that whether a change needs a copy is
   // known without racing against the other handles' end.
   std::atomic<bool> shared{false};
+
+ private:
+  // One of 64 bits.
+  static std::uint64_t markOf(std::string_view key) {
+    if (key.empty()) return 1;
+    const auto byteAt = [key](std::size_t place) { return static_cast<unsigned char>(key[place]); };
+    const std::uint64_t mixed = byteAt(0) + 256U * byteAt(key.size() / 2) +
+                                65536U * byteAt(key.size() - 1) + (key.size() << 24U);
+    return std::uint64_t{1} << (mixed * 0x9E3779B97F4A7C15U >> 58U);
+  }
+
+  // The key's position among the first `count` entries.
+  std::optional<std::size_t> positionAmong(std::size_t count, std::string_view key) const {
+    for (std::size_t position = 0; position < count; ++position) {
+      if (entries[position].key == key) return position;
+    }
+    return std::nullopt;
+  }
 };
 
 Dictionary::Dictionary() noexcept = default;
 
 Dictionary::Dictionary(std::initializer_list<Entry> entries) {
   for (const Entry& entry : entries) set(entry.key, entry.value);
+}
+
+Dictionary::Dictionary(std::vector<Entry> entries) {
+  if (!entries.empty()) changeable().setAll(std::move(entries));
 }
 
 Dictionary::Dictionary(const Dictionary& other) noexcept : content_(other.content_) {
@@ -112,7 +158,7 @@ void Dictionary::remove(std::string_view key) {
   Content& content = changeable();
   content.entries.erase(content.entries.begin() +
                         static_cast<std::ptrdiff_t>(*content.positionOf(key)));
-  content.rebuildIndex();
+  content.indexAll();
 }
 
 const std::vector<DictionaryEntry>& Dictionary::entries() const noexcept {

@@ -28,7 +28,11 @@ std::mutex& mutex() {
 }  // namespace
 
 struct Strand::State : std::enable_shared_from_this<State> {
-  using Job = std::function<void(Finish)>;
+  // One of the two is set.
+  struct Job {
+    std::function<void()> block;
+    std::function<void(Finish)> finishing;
+  };
 
   // Registers the mutex before anything is held.
   explicit State(std::size_t limit) : width(limit) { mutex(); }
@@ -36,8 +40,11 @@ struct Strand::State : std::enable_shared_from_this<State> {
   void add(Job job) {
     const std::lock_guard lock(mutex());
     forgetTheParentsJobs();
-    waiting.push_back(std::move(job));
-    startNext();
+    if (waiting.empty() && hasRoom()) {
+      start(std::move(job));
+    } else {
+      waiting.push_back(std::move(job));
+    }
   }
 
   void finished(std::uint64_t startedIn) {
@@ -45,7 +52,10 @@ struct Strand::State : std::enable_shared_from_this<State> {
     forgetTheParentsJobs();
     if (startedIn != generation) return;
     --running;
-    startNext();
+    while (!waiting.empty() && hasRoom()) {
+      start(std::move(waiting.front()));
+      waiting.pop_front();
+    }
   }
 
   const std::size_t width;
@@ -65,14 +75,21 @@ struct Strand::State : std::enable_shared_from_this<State> {
     inherited.splice(inherited.end(), waiting);
   }
 
-  void startNext() {
-    while (!waiting.empty() && (width == 0 || running < width)) {
-      ++running;
+  bool hasRoom() const { return width == 0 || running < width; }
+
+  void start(Job job) {
+    ++running;
+    if (job.block) {
       WorkerPool::shared().submit(
-          [self = shared_from_this(), job = std::move(waiting.front()), startedIn = generation] {
-            job([self, startedIn] { self->finished(startedIn); });
+          [self = shared_from_this(), block = std::move(job.block), startedIn = generation] {
+            block();
+            self->finished(startedIn);
           });
-      waiting.pop_front();
+    } else {
+      WorkerPool::shared().submit(
+          [self = shared_from_this(), block = std::move(job.finishing), startedIn = generation] {
+            block([self, startedIn] { self->finished(startedIn); });
+          });
     }
   }
 };
@@ -80,19 +97,17 @@ struct Strand::State : std::enable_shared_from_this<State> {
 Strand::Strand(std::size_t width) : state_(std::make_shared<State>(width)) {}
 
 void Strand::post(std::function<void()> job) const {
-  state_->add([job = std::move(job)](const Finish& finish) {
-    job();
-    finish();
-  });
+  state_->add({.block = std::move(job), .finishing = {}});
 }
 
 void Strand::postFinishing(std::function<void(Finish)> job) const {
-  state_->add([job = std::move(job)](Finish finish) {
+  auto once = [job = std::move(job)](Finish finish) {
     auto called = std::make_shared<std::atomic<bool>>(false);
     job([called = std::move(called), finish = std::move(finish)] {
       if (!called->exchange(true)) finish();
     });
-  });
+  };
+  state_->add({.block = {}, .finishing = std::move(once)});
 }
 
 }  // namespace orx

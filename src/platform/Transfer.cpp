@@ -8,6 +8,7 @@
 
 #include "platform/HeaderFields.h"
 #include "platform/Limits.h"
+#include "platform/TransferBuffers.h"
 
 namespace orx {
 namespace {
@@ -17,16 +18,11 @@ static_assert(CURL_ERROR_SIZE <= 256);
 // Beyond this an announced length is not believed before the bytes come.
 constexpr std::size_t largestReservation = 1024U * 1024;
 
+constexpr std::size_t usualFields = 8;
+
 // A body up to this size leaves together with the header, in one write; a longer one is read piece
 // by piece, which shows that it moves.
 constexpr std::size_t bodySentWithHeader = 16U * 1024;
-
-void append(CurlList& list, const std::string& line) {
-  curl_slist* longer = curl_slist_append(list.get(), line.c_str());
-  if (longer == nullptr) return;
-  (void)list.release();
-  list.reset(longer);
-}
 
 int openSocket(void* sockets, curlsocktype, curl_sockaddr* address) {
   return static_cast<ConnectionSockets*>(sockets)->open(address->family, address->socktype,
@@ -60,7 +56,6 @@ Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
     : request_(std::move(request)),
       configuration_(std::move(configuration)),
       completion_(std::move(completion)),
-      url_(request_.url.absoluteString()),
       redirectsLeft_(limits::redirects) {}
 
 void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
@@ -82,6 +77,9 @@ void Transfer::setCallbacks() {
   curl_easy_setopt(easy_, CURLOPT_CLOSESOCKETDATA, &surroundings_->sockets);
   curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &Transfer::aboutToSend);
   curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
+  curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(easy_, CURLOPT_XFERINFOFUNCTION, &Transfer::goOn);
+  curl_easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
   curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &Transfer::receiveHeader);
   curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
   curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &Transfer::receiveBody);
@@ -89,7 +87,7 @@ void Transfer::setCallbacks() {
 }
 
 void Transfer::setRequest() {
-  curl_easy_setopt(easy_, CURLOPT_URL, url_.c_str());
+  curl_easy_setopt(easy_, CURLOPT_URL, url().c_str());
   curl_easy_setopt(easy_, CURLOPT_FRESH_CONNECT, 0L);
   curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
   curl_easy_setopt(easy_, CURLOPT_NOBODY, 0L);
@@ -105,7 +103,7 @@ void Transfer::setRequest() {
   // What carries a body is redirected here, where it is seen whether the body would go twice.
   curl_easy_setopt(easy_, CURLOPT_FOLLOWLOCATION, isGET || isHEAD ? 1L : 0L);
   curl_easy_setopt(easy_, CURLOPT_MAXREDIRS, redirectsLeft_);
-  setHeaders();
+  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, header_.listFor(request_));
 }
 
 void Transfer::setBody() {
@@ -127,24 +125,6 @@ void Transfer::setBody() {
   curl_easy_setopt(easy_, CURLOPT_SEEKDATA, this);
 }
 
-void Transfer::setHeaders() {
-  requestHeaders_.reset();
-  for (const auto& [name, value] : request_.headerFields) {
-    // A line break would smuggle in another field.
-    if ((name + value).find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) continue;
-    append(requestHeaders_, value.empty() ? name + ';' : name + ": " + value);
-  }
-  // libcurl's own additions that HTTP does not need.
-  append(requestHeaders_, "Accept:");
-  if (request_.httpMethod != "GET") {
-    append(requestHeaders_, "Expect:");
-    if (fieldValue(request_.headerFields, "Content-Type") == nullptr) {
-      append(requestHeaders_, "Content-Type:");
-    }
-  }
-  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, requestHeaders_.get());
-}
-
 // ---- libcurl calls back: no exception may pass through it. ----
 
 int Transfer::aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
@@ -161,14 +141,25 @@ bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
     // libcurl sends a request again when a kept connection dies without an answer. What has left
     // may have been acted upon.
     if (info(easy_, CURLINFO_REQUEST_SIZE) > 0) return false;
-    const bool isKept = info(easy_, CURLINFO_NUM_CONNECTS) == 0;
-    if (isKept && surroundings_->sockets.peerHasClosed(connection)) {
+    connectionIsNew_ = info(easy_, CURLINFO_NUM_CONNECTS) > 0;
+    if (!connectionIsNew_ && surroundings_->sockets.peerHasClosed(connection)) {
       connectionWasDead_ = true;
       return false;
     }
   }
   stage_ = TransferStage::waiting;
   return true;
+}
+
+// Called after each step. The server's session tickets, which come over a new connection while the
+// request is under way, leave the TLS library with a buffer of 16 KiB for an answer to them that
+// there never is.
+int Transfer::goOn(void* self, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept {
+  const auto& transfer = *static_cast<Transfer*>(self);
+  if (transfer.connectionIsNew_ && transfer.stage_ == TransferStage::waiting) {
+    releaseConnectionBuffers(transfer.easy_);
+  }
+  return 0;
 }
 
 std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count,
@@ -221,6 +212,7 @@ bool Transfer::takeHeaderLine(std::string_view line) {
   if (stage_ == TransferStage::receiving) return true;
   if (line.starts_with("HTTP/")) {
     forgetReply();
+    headerFields_.reserve(usualFields);
     const auto blank = line.find(' ');
     if (blank != std::string_view::npos) {
       std::from_chars(line.data() + blank + 1, line.data() + line.size(), statusCode_);
@@ -295,7 +287,7 @@ bool Transfer::continuesAfter(int code) {
 }
 
 void Transfer::goOnAsGET(std::string url) {
-  url_ = std::move(url);
+  redirectedTo_ = std::move(url);
   --redirectsLeft_;
   request_.httpMethod = "GET";
   request_.httpBody.reset();
@@ -335,7 +327,7 @@ std::string Transfer::currentURL() const {
   if (info(easy_, CURLINFO_REDIRECT_COUNT) > 0) {
     curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &text);
   }
-  return text != nullptr ? text : url_;
+  return text != nullptr ? text : url();
 }
 
 TransportFailure Transfer::failureOf(int code) const {

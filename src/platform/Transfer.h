@@ -12,6 +12,7 @@
 
 #include "platform/ConnectionSockets.h"
 #include "platform/ProgressWatch.h"
+#include "platform/TransferHeader.h"
 #include "platform/TransferOptions.h"
 #include "platform/TransportError.h"
 #include "platform/URLSession.h"
@@ -29,16 +30,17 @@ struct TransferOutcome {
   }
 };
 
-// What all transfers of the transfer thread have in common.
+// What all transfers of the transfer loop have in common.
 struct TransferSurroundings {
   ProgressWatch watch;
-  ConnectionSockets sockets;
+  SocketEvents events;
+  ConnectionSockets sockets{events};
 };
 
-// One request on its way, with its redirects. Used by the transfer thread alone once submitted.
+// One request on its way, with its redirects. Used by the transfer loop alone once submitted.
 class Transfer : public ProgressWatch::Watched {
  public:
-  // Called once, on the transfer thread, which it must not hold up.
+  // Called once, on the worker that runs the transfer loop, which it must not hold up.
   using Completion = std::function<void(TransferOutcome outcome)>;
 
   Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
@@ -46,7 +48,9 @@ class Transfer : public ProgressWatch::Watched {
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
-  const URLSessionConfiguration& configuration() const { return *configuration_; }
+  const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
+    return configuration_;
+  }
   void* easy() const { return easy_; }
   const std::shared_ptr<const TransferOptions>& options() const { return options_; }
 
@@ -64,11 +68,13 @@ class Transfer : public ProgressWatch::Watched {
   enum class Excess { none, header, body, memory };
 
   void setRequest();
-  void setHeaders();
   void setBody();
   void setCallbacks();
   void forgetReply();
   void goOnAsGET(std::string url);
+  const std::string& url() const {
+    return redirectedTo_ ? *redirectedTo_ : request_.url.absoluteString();
+  }
   bool isFollowedRedirect() const;
   TransportFailure failureOf(int code) const;
   std::shared_ptr<Error> errorOf(int code) const;
@@ -76,6 +82,8 @@ class Transfer : public ProgressWatch::Watched {
 
   static int aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
                          int localPort) noexcept;
+  static int goOn(void* self, std::int64_t bodySize, std::int64_t received, std::int64_t toSend,
+                  std::int64_t sent) noexcept;
   static std::size_t readBody(char* buffer, std::size_t size, std::size_t count,
                               void* self) noexcept;
   static int refuseToRewind(void* self, std::int64_t offset, int origin) noexcept;
@@ -98,10 +106,11 @@ class Transfer : public ProgressWatch::Watched {
   void* easy_ = nullptr;
   std::shared_ptr<const TransferOptions> options_;
   TransferSurroundings* surroundings_ = nullptr;
-  CurlList requestHeaders_;
+  TransferHeader header_;
   std::size_t bodySent_ = 0;
-  std::string url_;  // of the hop that this handle was last set up for
+  std::optional<std::string> redirectedTo_;  // the hop that this handle was last set up for
   long redirectsLeft_;
+  bool connectionIsNew_ = false;
   bool connectionWasDead_ = false;
 
   TransferStage stage_ = TransferStage::connecting;

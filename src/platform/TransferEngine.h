@@ -5,16 +5,17 @@
 #include <mutex>
 
 #include "platform/Transfer.h"
+#include "platform/WorkerPool.h"
 
 namespace orx {
 
-// The one thread that drives all transfers, started by the first one. Connections, TLS sessions and
-// the parsed certificate authorities are shared by all of them. Never destroyed.
-class TransferEngine {
+// Runs all transfers of the process on whichever worker attends to them, from the first one on.
+// Never destroyed.
+class TransferEngine final : private Duty {
  public:
   static TransferEngine& shared();
 
-  // Takes a transfer over; its completion is called later on the transfer thread, or here when no
+  // Takes a transfer over; its completion is called later on the attending worker, or here when no
   // thread can be had. Cheap: at most one wake-up for any number of transfers in a row.
   void submit(std::unique_ptr<Transfer> transfer);
 
@@ -24,13 +25,16 @@ class TransferEngine {
   TransferEngine();
   // Called with the inbox locked, so that a fork waits for its end.
   void initialiseLibcurl();
-  // True when the thread runs; called with the inbox locked.
+  // True when a worker attends; called with the inbox locked.
   bool ensureRunning();
-  void run(State& state);
-  void sleep(State& state);
-  // When the process ends: ends the transfers and waits, for a bounded time, until libcurl is left.
+  void wait() override;
+  void turn() override;
+  using InboxLock = std::lock_guard<std::mutex>;
+  // Around what calls libcurl. False when the process ends, and libcurl is to be left alone.
+  bool enterLibcurl(const InboxLock&);
+  void leaveLibcurl(const InboxLock&);
+  // When the process ends: waits, for a bounded time, until libcurl is left.
   void stop();
-  [[noreturn]] void park(std::unique_lock<std::mutex>& lock);
 
   // Held while libcurl works, so that a fork finds it, and OpenSSL, between two steps.
   std::mutex workMutex_;
@@ -39,8 +43,8 @@ class TransferEngine {
   State* state_;
   bool libcurlIsInitialised_ = false;
   bool stopping_ = false;
-  bool parked_ = false;
-  std::condition_variable parkedChanged_;
+  bool isInsideLibcurl_ = false;
+  std::condition_variable libcurlIsLeft_;
 };
 
 }  // namespace orx

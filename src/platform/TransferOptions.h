@@ -17,9 +17,12 @@ using CurlList = std::unique_ptr<curl_slist, FreeCurlList>;
 // What a configuration means for a libcurl handle: everything that does not depend on the request.
 class TransferOptions {
  public:
-  explicit TransferOptions(URLSessionConfiguration configuration);
+  explicit TransferOptions(std::shared_ptr<const URLSessionConfiguration> configuration);
 
-  const URLSessionConfiguration& configuration() const { return configuration_; }
+  const URLSessionConfiguration& configuration() const { return *configuration_; }
+  bool areOf(const std::shared_ptr<const URLSessionConfiguration>& configuration) const {
+    return configuration == configuration_ || *configuration == *configuration_;
+  }
   // The configured time-out; one that is not positive counts as the default.
   std::chrono::milliseconds timeout() const { return timeout_; }
 
@@ -27,7 +30,7 @@ class TransferOptions {
   void applyTo(void* easy) const;
 
  private:
-  URLSessionConfiguration configuration_;
+  std::shared_ptr<const URLSessionConfiguration> configuration_;
   std::chrono::milliseconds timeout_;
   CurlList connectTo_;
 };

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <utility>
 
+#include "platform/DefaultConfiguration.h"
 #include "platform/ForkSafety.h"
 #include "platform/Strand.h"
 #include "platform/TransferEngine.h"
@@ -73,8 +74,14 @@ URLSession::~URLSession() = default;
 
 std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(
     URLSessionConfiguration configuration) {
+  return sessionWithConfiguration(
+      std::make_shared<const URLSessionConfiguration>(std::move(configuration)));
+}
+
+std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(
+    std::shared_ptr<const URLSessionConfiguration> configuration) {
   auto state = std::make_shared<State>();
-  state->configuration = std::make_shared<const URLSessionConfiguration>(std::move(configuration));
+  state->configuration = std::move(configuration);
   state->delegateQueue.emplace();
   return std::shared_ptr<URLSession>(new URLSession(std::move(state)));
 }
@@ -90,10 +97,8 @@ std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithRequest_completionHa
     URLRequest request, CompletionHandler completionHandler) {
   auto task = std::make_shared<URLSessionDataTask::State>();
   task->request = std::move(request);
-  task->configuration = state_->configuration
-                            ? state_->configuration
-                            : std::make_shared<const URLSessionConfiguration>(
-                                  URLSessionConfiguration::defaultConfiguration());
+  task->configuration =
+      state_->configuration ? state_->configuration : sharedDefaultConfiguration();
   task->delegateQueue = state_->delegateQueue;
   task->handler = std::move(completionHandler);
   return std::shared_ptr<URLSessionDataTask>(new URLSessionDataTask(std::move(task)));

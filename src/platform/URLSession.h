@@ -73,6 +73,8 @@ class URLSession final : public Object {
 
   static std::shared_ptr<URLSession> sessionWithConfiguration(
       URLSessionConfiguration configuration);
+  static std::shared_ptr<URLSession> sessionWithConfiguration(
+      std::shared_ptr<const URLSessionConfiguration> configuration);
   // Never destroyed; its tasks take the default configuration of the moment they are made.
   static const std::shared_ptr<URLSession>& sharedSession();
 

@@ -1,9 +1,8 @@
-#include <ORXAccount/platform/URLSessionConfiguration.h>
-
 #include <atomic>
 #include <mutex>
 #include <utility>
 
+#include "platform/DefaultConfiguration.h"
 #include "platform/ForkSafeMutex.h"
 #include "platform/ForkSafety.h"
 
@@ -13,7 +12,8 @@ namespace {
 // Never destroyed: calls may be made while the process ends.
 struct Default {
   ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-  URLSessionConfiguration configuration;
+  std::shared_ptr<const URLSessionConfiguration> configuration =
+      std::make_shared<const URLSessionConfiguration>();
 };
 
 Default& inForce() {
@@ -23,14 +23,19 @@ Default& inForce() {
 
 }  // namespace
 
-URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
+std::shared_ptr<const URLSessionConfiguration> sharedDefaultConfiguration() {
   const std::lock_guard lock(inForce().mutex);
   return inForce().configuration;
 }
 
+URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
+  return *sharedDefaultConfiguration();
+}
+
 void URLSessionConfiguration::setDefaultConfiguration(URLSessionConfiguration configuration) {
+  auto next = std::make_shared<const URLSessionConfiguration>(std::move(configuration));
   const std::lock_guard lock(inForce().mutex);
-  std::swap(inForce().configuration, configuration);
+  std::swap(inForce().configuration, next);
 }
 
 }  // namespace orx

@@ -6,13 +6,6 @@
 
 namespace orx {
 
-namespace {
-
-constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
-
-}  // namespace
-
 std::optional<std::vector<std::uint16_t>> utf16FromUTF8(std::string_view text) {
   std::vector<std::uint16_t> units;
   units.reserve(text.size());
@@ -43,7 +36,7 @@ std::optional<std::string> utf8FromUTF16BigEndian(std::span<const std::uint8_t> 
     if (isHighSurrogate(character)) {
       position += 2;
       if (position == bytes.size() || !isLowSurrogate(unitAt(position))) return std::nullopt;
-      character = 0x10000 + ((character - 0xD800) << 10) + (unitAt(position) - 0xDC00);
+      character = characterOfPair(character, unitAt(position));
     }
     appendCharacter(character, text);
   }

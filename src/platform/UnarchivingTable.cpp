@@ -316,14 +316,15 @@ Value UnarchivingTable::array(const Frame& frame) const {
 }
 
 Value UnarchivingTable::dictionary(const Frame& frame) const {
-  Dictionary dictionary;
-  const std::size_t entries = frame.children / 2;
-  for (std::size_t index = 0; index < entries; ++index) {
+  const std::size_t count = frame.children / 2;
+  std::vector<DictionaryEntry> entries;
+  entries.reserve(count);
+  for (std::size_t index = 0; index < count; ++index) {
     const std::string* key = slots_[childOf(frame, index)].value.string();
     if (key == nullptr) refuse("a dictionary has a key that is no text");
-    dictionary.set(*key, slots_[childOf(frame, entries + index)].value);
+    entries.emplace_back(*key, slots_[childOf(frame, count + index)].value);
   }
-  return dictionary;
+  return Dictionary(std::move(entries));
 }
 
 Value UnarchivingTable::record(const Frame& frame) {

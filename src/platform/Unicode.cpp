@@ -12,50 +12,67 @@ namespace {
 
 using Byte = unsigned char;
 
-// The bytes of the character that `text` begins with; 0 when these bytes are none.
-std::size_t characterLength(const Byte* text, std::size_t size) {
-  const auto continues = [&](std::size_t position, Byte low = 0x80, Byte high = 0xBF) {
-    return position < size && text[position] >= low && text[position] <= high;
-  };
-  const Byte lead = text[0];
+std::size_t wantedLength(Byte lead) {
   if (lead < 0x80) return 1;
-  if (lead >= 0xC2 && lead <= 0xDF) return continues(1) ? 2 : 0;
-  if (lead >= 0xE0 && lead <= 0xEF) {
-    // The narrower ranges leave out overlong forms and surrogates.
-    const bool second = continues(1, lead == 0xE0 ? 0xA0 : 0x80, lead == 0xED ? 0x9F : 0xBF);
-    return second && continues(2) ? 3 : 0;
-  }
-  if (lead >= 0xF0 && lead <= 0xF4) {
-    const bool second = continues(1, lead == 0xF0 ? 0x90 : 0x80, lead == 0xF4 ? 0x8F : 0xBF);
-    return second && continues(2) && continues(3) ? 4 : 0;
-  }
+  if (lead >= 0xC2 && lead <= 0xDF) return 2;
+  if (lead >= 0xE0 && lead <= 0xEF) return 3;
+  if (lead >= 0xF0 && lead <= 0xF4) return 4;
   return 0;
+}
+
+// The bytes that may be the second of a character. The narrower ranges leave out overlong forms,
+// surrogates and what lies beyond U+10FFFF.
+bool isSecond(Byte lead, Byte byte) {
+  const Byte low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  const Byte high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  return byte >= low && byte <= high;
+}
+
+// The bytes of the character that `text` begins with; 0 when these bytes are none.
+std::size_t characterLength(std::string_view text) {
+  const UTF8Prefix prefix = utf8PrefixOf(text);
+  return prefix.isWhole() ? prefix.wanted : 0;
+}
+
+// The position of the next byte that may be no ASCII. Answers are ASCII nearly throughout.
+std::size_t skipASCII(std::string_view text, std::size_t position) {
+  std::array<std::uint64_t, 4> block{};
+  for (; text.size() - position >= sizeof block; position += sizeof block) {
+    std::memcpy(block.data(), text.data() + position, sizeof block);
+    if (((block[0] | block[1] | block[2] | block[3]) & 0x8080808080808080U) != 0) break;
+  }
+  while (position < text.size() && static_cast<Byte>(text[position]) < 0x80) ++position;
+  return position;
 }
 
 }  // namespace
 
+UTF8Prefix utf8PrefixOf(std::string_view text) noexcept {
+  const auto* const bytes = reinterpret_cast<const Byte*>(text.data());
+  const std::size_t wanted = wantedLength(bytes[0]);
+  if (wanted <= 1) return {wanted, wanted};
+  std::size_t fitting = 1;
+  while (fitting < wanted && fitting < text.size()) {
+    const Byte byte = bytes[fitting];
+    if (fitting == 1 ? !isSecond(bytes[0], byte) : (byte & 0xC0) != 0x80) break;
+    ++fitting;
+  }
+  return {wanted, fitting};
+}
+
 bool isValidUTF8(std::string_view text) {
-  const auto* bytes = reinterpret_cast<const Byte*>(text.data());
-  const Byte* const end = bytes + text.size();
-  while (bytes != end) {
-    // Answers are ASCII nearly throughout.
-    std::uint64_t block = 0;
-    while (end - bytes >= static_cast<std::ptrdiff_t>(sizeof block)) {
-      std::memcpy(&block, bytes, sizeof block);
-      if ((block & 0x8080808080808080U) != 0) break;
-      bytes += sizeof block;
-    }
-    if (bytes == end) break;
-    const std::size_t length = characterLength(bytes, static_cast<std::size_t>(end - bytes));
+  for (std::size_t position = skipASCII(text, 0); position < text.size();
+       position = skipASCII(text, position)) {
+    const std::size_t length = characterLength(text.substr(position));
     if (length == 0) return false;
-    bytes += length;
+    position += length;
   }
   return true;
 }
 
 std::optional<char32_t> nextCharacter(std::string_view text, std::size_t& position) {
   const auto* bytes = reinterpret_cast<const Byte*>(text.data()) + position;
-  const std::size_t length = characterLength(bytes, text.size() - position);
+  const std::size_t length = characterLength(text.substr(position));
   if (length == 0) return std::nullopt;
   // Of the first byte, what its length marker leaves.
   char32_t character = length == 1 ? bytes[0] : bytes[0] & (0x7FU >> length);

@@ -7,6 +7,17 @@
 
 namespace orx {
 
+// How far the bytes that a text begins with go along with being one character.
+struct UTF8Prefix {
+  std::size_t wanted;   // the bytes that this character would have; 0 when none begins like this
+  std::size_t fitting;  // how many of them are right
+
+  bool isWhole() const { return wanted != 0 && fitting == wanted; }
+};
+
+// The text must not be empty.
+UTF8Prefix utf8PrefixOf(std::string_view text) noexcept;
+
 bool isValidUTF8(std::string_view text);
 
 // The character at `position` of a text that goes on there; moves the position behind it. Absent,

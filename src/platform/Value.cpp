@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <memory>
 
 namespace orx {
 
@@ -52,7 +53,16 @@ std::string joined(const Dictionary& dictionary) {
 Value::Value(const Value& other) = default;
 Value::Value(Value&& other) noexcept = default;
 Value& Value::operator=(const Value& other) = default;
-Value& Value::operator=(Value&& other) noexcept = default;
+Value& Value::operator=(Value&& other) noexcept {
+  if (isNull() && this != &other) {
+    // Nothing stands here that would have to end, as in every place that is filled for the first
+    // time: cheaper than an assignment, which looks at both kinds at once.
+    std::construct_at(&content_, std::move(other.content_));
+  } else {
+    content_ = std::move(other.content_);
+  }
+  return *this;
+}
 Value::~Value() = default;
 
 Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}

@@ -1,6 +1,7 @@
 #include "platform/WorkerPool.h"
 
 #include <cstdlib>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -13,13 +14,18 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t coreWorkers = 2;
-// A job that waits longer than this for a free worker gets a new one.
+// A job that waits longer than this for a free worker gets a new one, and so does the duty.
 constexpr std::chrono::milliseconds patience{2};
 // A worker that took a job this short a time ago is expected back for the next one: short handlers
 // then cost no thread switch each. Should it block, the standby comes.
 constexpr std::chrono::microseconds expectedBack{200};
+// A job up to this long costs less than the thread switch that would let another worker run it.
+constexpr std::chrono::microseconds shortJob{100};
 // An idle worker beyond the core goes after this time.
 constexpr std::chrono::seconds idleTime{3};
+
+// The duty's own turn runs on this thread: what it submits, this thread runs next.
+thread_local bool isInTurn = false;
 
 // Where foreign code begins: what it throws ends the process here, as with std::thread.
 void call(const WorkerPool::Job& job) noexcept { job(); }
@@ -43,13 +49,33 @@ struct WorkerPool::State {
   // retire.
   std::vector<Worker*> idle;
   std::size_t workers = 0;
+  std::size_t running = 0;  // workers that are inside a job
   // A worker was woken or started and has not looked at the jobs yet; it wakes the next one.
   bool someoneIsComing = false;
   Clock::time_point lastTaken;
+  bool jobsAreShort = true;
+
+  Duty* duty = nullptr;
+  const Worker* attendant =
+      nullptr;              // whose the duty is; absent when the next free worker takes it
+  bool isAttended = false;  // the attendant is at it, not inside a job
+  Clock::time_point unattendedSince;
+
   // The one thread that takes no job before it has waited long enough: it measures the patience.
   bool hasStandby = false;
   bool standbyDozes = false;
+  bool standbyIsAlerted = false;
   std::condition_variable standbyWake;
+
+  // When somebody is to be relieved; absent when nobody waits.
+  std::optional<Clock::time_point> due() const {
+    std::optional<Clock::time_point> since;
+    if (!jobs.empty()) since = jobs.front().since;
+    if (duty != nullptr && !isAttended && (!since || unattendedSince < *since)) {
+      since = unattendedSince;
+    }
+    return since ? std::optional(*since + patience) : std::nullopt;
+  }
 };
 
 WorkerPool::WorkerPool() : state_(new State) {
@@ -61,7 +87,6 @@ WorkerPool::WorkerPool() : state_(new State) {
     State* inherited = std::exchange(state_, new State);
     state_->inherited = inherited;
   });
-  std::atexit([] { shared().stop(); });
 }
 
 WorkerPool& WorkerPool::shared() {
@@ -72,7 +97,21 @@ WorkerPool& WorkerPool::shared() {
 void WorkerPool::submit(Job job) {
   const std::lock_guard lock(mutex_);
   state_->jobs.push_back({std::move(job), Clock::now()});
-  wakeSomebody();
+  if (stopped_) return;
+  if (isInTurn && state_->jobsAreShort) {
+    alertStandby();
+  } else {
+    wakeSomebody();
+  }
+}
+
+bool WorkerPool::attendTo(Duty& duty) {
+  const std::lock_guard lock(mutex_);
+  state_->duty = &duty;
+  state_->unattendedSince = Clock::now();
+  if (stopped_ || wakeIdleOrStart()) return true;
+  state_->duty = nullptr;
+  return false;
 }
 
 void WorkerPool::stop() {
@@ -87,36 +126,30 @@ std::size_t WorkerPool::workerCount() const {
 
 void WorkerPool::wakeSomebody() {
   State& state = *state_;
-  if (stopped_ || state.someoneIsComing) return;
-  const bool someoneWorks = state.workers > state.idle.size();
-  if (someoneWorks && Clock::now() - state.lastTaken < expectedBack) {
+  if (state.someoneIsComing) return;
+  const bool someoneIsBack = state.running > 0 && Clock::now() - state.lastTaken < expectedBack;
+  const bool someoneIsFree = !state.idle.empty() || state.workers < coreWorkers;
+  if (someoneIsBack || !someoneIsFree) {
     alertStandby();
-  } else if (!state.idle.empty()) {
-    wakeIdle();
-  } else if (state.workers < coreWorkers) {
-    startWorker();
   } else {
-    alertStandby();
+    wakeIdleOrStart();
   }
 }
 
-void WorkerPool::wakeIdle() {
+// True when a worker comes.
+bool WorkerPool::wakeIdleOrStart() {
   State& state = *state_;
-  Worker* worker = state.idle.back();
-  state.idle.pop_back();
-  worker->isAwake = true;
+  if (state.idle.empty()) {
+    if (!startThread(&WorkerPool::work)) return false;
+    ++state.workers;
+  } else {
+    Worker* worker = state.idle.back();
+    state.idle.pop_back();
+    worker->isAwake = true;
+    worker->wake.notify_one();
+  }
   state.someoneIsComing = true;
-  worker->wake.notify_one();
-}
-
-void WorkerPool::alertStandby() {
-  State& state = *state_;
-  if (!state.hasStandby) {
-    startStandby();
-  } else if (state.standbyDozes) {
-    state.standbyDozes = false;
-    state.standbyWake.notify_one();
-  }
+  return true;
 }
 
 bool WorkerPool::startThread(void (WorkerPool::*body)()) {
@@ -129,54 +162,68 @@ bool WorkerPool::startThread(void (WorkerPool::*body)()) {
   }
 }
 
-void WorkerPool::startWorker() {
-  State& state = *state_;
-  ++state.workers;
-  state.someoneIsComing = true;
-  if (startThread(&WorkerPool::work)) return;
-  --state.workers;
-  state.someoneIsComing = false;
-}
-
-void WorkerPool::startStandby() {
-  state_->hasStandby = true;
-  if (!startThread(&WorkerPool::standBy)) state_->hasStandby = false;
-}
-
-void WorkerPool::runNext(std::unique_lock<std::mutex>& lock) {
-  Job job = std::move(state_->jobs.front().job);
-  state_->jobs.pop_front();
-  state_->lastTaken = Clock::now();
-  if (!state_->jobs.empty()) wakeSomebody();
-  lock.unlock();
-  call(job);
-  job = nullptr;
-  lock.lock();
-}
-
 void WorkerPool::work() {
   const std::uint64_t generation = generation_;
   Worker self;
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   state_->someoneIsComing = false;
   while (generation == generation_) {
+    State& state = *state_;
     if (stopped_) parkForever(lock);
-    if (!state_->jobs.empty()) {
-      runNext(lock);
+    const bool othersTakeJobs = state.attendant == &self && state.someoneIsComing;
+    if (!state.jobs.empty() && !othersTakeJobs) {
+      runNext(lock, self);
+      continue;
+    }
+    if (state.duty != nullptr && state.attendant == nullptr) state.attendant = &self;
+    if (state.attendant == &self) {
+      attend(lock);
       continue;
     }
     sleepIdle(lock, self);
-    if (self.isAwake) {
-      state_->someoneIsComing = false;
-      continue;
+    if (!self.isAwake) {
+      --state.workers;
+      return;
     }
-    --state_->workers;
-    return;
+    state.someoneIsComing = false;
   }
 }
 
+void WorkerPool::attend(Lock& lock) {
+  State& state = *state_;
+  state.isAttended = true;
+  lock.unlock();
+  state.duty->wait();
+  isInTurn = true;
+  state.duty->turn();
+  isInTurn = false;
+  lock.lock();
+}
+
+void WorkerPool::runNext(Lock& lock, const Worker& self) {
+  State& state = *state_;
+  Job job = std::move(state.jobs.front().job);
+  state.jobs.pop_front();
+  const auto begin = Clock::now();
+  state.lastTaken = begin;
+  ++state.running;
+  if (state.attendant == &self && std::exchange(state.isAttended, false)) {
+    state.unattendedSince = begin;
+  }
+  if (state.duty != nullptr && !state.isAttended) alertStandby();
+  if (!state.jobs.empty()) wakeSomebody();
+  lock.unlock();
+  call(job);
+  job = nullptr;
+  const bool wasShort = Clock::now() - begin <= shortJob;
+  lock.lock();
+  // Of the parent's in the child of a fork, where nobody looks at it.
+  --state.running;
+  state.jobsAreShort = wasShort;
+}
+
 // Returns with isAwake set, or unset when the time to retire has come.
-void WorkerPool::sleepIdle(std::unique_lock<std::mutex>& lock, Worker& self) {
+void WorkerPool::sleepIdle(Lock& lock, Worker& self) {
   self.isAwake = false;
   state_->idle.push_back(&self);
   const auto woken = [&self] { return self.isAwake; };
@@ -187,33 +234,49 @@ void WorkerPool::sleepIdle(std::unique_lock<std::mutex>& lock, Worker& self) {
   }
 }
 
+void WorkerPool::alertStandby() {
+  State& state = *state_;
+  state.standbyIsAlerted = true;
+  if (!state.hasStandby) {
+    state.hasStandby = startThread(&WorkerPool::standBy);
+  } else if (state.standbyDozes) {
+    state.standbyDozes = false;
+    state.standbyWake.notify_one();
+  }
+}
+
 void WorkerPool::standBy() {
-  std::unique_lock lock(mutex_);
-  auto& jobs = state_->jobs;
+  Lock lock(mutex_);
   for (;;) {
     if (stopped_) parkForever(lock);
-    if (jobs.empty()) {
-      state_->standbyDozes = true;
-      const bool woken =
-          state_->standbyWake.wait_for(lock, idleTime, [this] { return !state_->standbyDozes; });
-      if (woken) continue;
-      state_->standbyDozes = false;
-      state_->hasStandby = false;
+    State& state = *state_;
+    const auto due = state.due();
+    if (due && *due <= Clock::now()) {
+      relieve();
+      // That worker takes the job; only then is there something to look at again.
+      state.standbyWake.wait_for(lock, patience);
+    } else if (due) {
+      state.standbyWake.wait_until(lock, *due);
+    } else if (std::exchange(state.standbyIsAlerted, false)) {
+      // While there is always something new, dozing off would cost a thread switch each time.
+      state.standbyWake.wait_for(lock, patience);
+    } else {
+      state.standbyDozes = true;
+      const auto alerted = [&state] { return !state.standbyDozes; };
+      if (state.standbyWake.wait_for(lock, idleTime, alerted)) continue;
+      state.standbyDozes = false;
+      state.hasStandby = false;
       return;
     }
-    const auto due = jobs.front().since + patience;
-    if (Clock::now() < due) {
-      state_->standbyWake.wait_until(lock, due);
-    } else {
-      if (state_->idle.empty()) {
-        startWorker();
-      } else {
-        wakeIdle();
-      }
-      // That worker takes the job; only then is there something to look at again.
-      state_->standbyWake.wait_for(lock, patience);
-    }
   }
+}
+
+// Lets another worker take the job, or the duty, that has waited too long.
+void WorkerPool::relieve() {
+  State& state = *state_;
+  const bool isOverdue = state.unattendedSince + patience <= Clock::now();
+  if (state.duty != nullptr && !state.isAttended && isOverdue) state.attendant = nullptr;
+  wakeIdleOrStart();
 }
 
 }  // namespace orx

@@ -13,9 +13,26 @@
 
 namespace orx {
 
+// Work without an end, which one worker at a time attends to: it waits for something to happen, and
+// submits the jobs that come of it.
+class Duty {
+ public:
+  // Returns when there may be something to do.
+  virtual void wait() = 0;
+  // Does it. Both are called on one thread after the other, never on two at a time, and must not
+  // throw.
+  virtual void turn() = 0;
+
+ protected:
+  ~Duty() = default;
+};
+
 // The threads that run handlers and queued operations. A few stay; another comes when a job has
 // waited a moment without a free one, so that callbacks that block hold nobody up; those that find
 // nothing to do go again. There is no upper limit. The process has one pool, never destroyed.
+//
+// The worker that attends to the duty runs the short jobs that come of it by itself, which costs no
+// thread switch. When one of them keeps it too long, another worker takes the duty over.
 class WorkerPool {
  public:
   // Must not throw. Run and destroyed on a worker.
@@ -23,7 +40,11 @@ class WorkerPool {
 
   static WorkerPool& shared();
 
-  // Cheap enough for the transfer thread: at most one wake-up, no waiting. Once the process ends,
+  // From here on a worker attends to `duty`, for the rest of the process; a pool has one duty at
+  // most. False, and nothing has changed, when the system has no thread for it.
+  bool attendTo(Duty& duty);
+
+  // Cheap: at most one wake-up, no waiting. Once the process ends,
   // jobs are taken but never run.
   void submit(Job job);
 
@@ -40,18 +61,20 @@ class WorkerPool {
  private:
   struct Worker;
   struct State;
+  using Lock = std::unique_lock<std::mutex>;
 
   WorkerPool();
   void work();
-  void standBy();
-  void sleepIdle(std::unique_lock<std::mutex>& lock, Worker& self);
+  void attend(Lock& lock);
+  void runNext(Lock& lock, const Worker& self);
+  void sleepIdle(Lock& lock, Worker& self);
   void wakeSomebody();
-  void wakeIdle();
-  void alertStandby();
-  void startWorker();
-  void startStandby();
+  bool wakeIdleOrStart();
   bool startThread(void (WorkerPool::*body)());
-  void runNext(std::unique_lock<std::mutex>& lock);
+
+  void standBy();
+  void alertStandby();
+  void relieve();
 
   mutable std::mutex mutex_;
   State* state_;

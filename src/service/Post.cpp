@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/DefaultConfiguration.h"
+
 namespace orx {
 
 void startPost(URL url, std::string_view contentType, std::string body,
@@ -10,8 +12,7 @@ void startPost(URL url, std::string_view contentType, std::string body,
                      .httpMethod = "POST",
                      .headerFields = {{"Content-Type", std::string(contentType)}},
                      .httpBody = std::move(body)};
-  const auto session =
-      URLSession::sessionWithConfiguration(URLSessionConfiguration::defaultConfiguration());
+  const auto session = URLSession::sessionWithConfiguration(sharedDefaultConfiguration());
   session->dataTaskWithRequest_completionHandler(std::move(request), std::move(completionHandler))
       ->resume();
 }

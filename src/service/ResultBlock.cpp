@@ -9,14 +9,14 @@ namespace orx {
 
 namespace {
 
-// The runs of literal text between the patterns' groups, in lower case. Two occurrences of one of
-// them never overlap.
-constexpr std::string_view kStart = "<resultcode>";
-constexpr std::string_view kCodeToDescription = "</resultcode><resultdesc>";
-constexpr std::string_view kDescriptionToType = "</resultdesc><returndatatype>";
-constexpr std::string_view kTypeToData = "</returndatatype><returndata>";
-constexpr std::string_view kTypeToEmptyData = "</returndatatype><returndata />";
-constexpr std::string_view kEnd = "</returndata>";
+// The runs of literal text between the patterns' groups. Two occurrences of one of them never
+// overlap.
+constexpr std::string_view kStart = "<ResultCode>";
+constexpr std::string_view kCodeToDescription = "</ResultCode><ResultDesc>";
+constexpr std::string_view kDescriptionToType = "</ResultDesc><ReturnDataType>";
+constexpr std::string_view kTypeToData = "</ReturnDataType><ReturnData>";
+constexpr std::string_view kTypeToEmptyData = "</ReturnDataType><ReturnData />";
+constexpr std::string_view kEnd = "</ReturnData>";
 
 // Where a literal stands: [begin, end). The lengths differ, since "s" may be written with two
 // bytes.
@@ -36,9 +36,10 @@ std::optional<Place> literalAt(std::string_view text, std::size_t begin, std::st
   std::size_t position = begin;
   for (const char expected : literal) {
     if (position == text.size()) return std::nullopt;
-    if (lowercase(text[position]) == expected) {
+    const char character = text[position];
+    if (character == expected || lowercase(character) == lowercase(expected)) {
       ++position;
-    } else if (expected == 's' && text.substr(position, 2) == "\u017F") {
+    } else if (lowercase(expected) == 's' && text.substr(position, 2) == "\u017F") {
       position += 2;
     } else {
       return std::nullopt;
@@ -77,11 +78,13 @@ constexpr std::size_t kBlockSize = 32;
 
 // Whether a line terminator may begin in this block of bytes; looks at all of them at once.
 bool mayEndLine(const char* block) {
-  unsigned found = 0;
+  // Bytes throughout, so that the compiler need not widen them.
+  unsigned char found = 0;
   for (std::size_t position = 0; position < kBlockSize; ++position) {
     const auto byte = static_cast<unsigned char>(block[position]);
-    found |= static_cast<unsigned>(byte < 0x0E) | static_cast<unsigned>(byte == 0xC2) |
-             static_cast<unsigned>(byte == 0xE2);
+    found |= static_cast<unsigned char>(byte < 0x0E ? 1 : 0) |
+             static_cast<unsigned char>(byte == 0xC2 ? 1 : 0) |
+             static_cast<unsigned char>(byte == 0xE2 ? 1 : 0);
   }
   return found != 0;
 }

@@ -42,6 +42,36 @@ TEST(Dictionary, KeepsInsertionOrderAndTheFirstPlaceOfAKey) {
   EXPECT_EQ(dictionary[""], Value(4));
 }
 
+TEST(Dictionary, TakesAListOfEntriesAsIfTheyWereSetOneByOne) {
+  EXPECT_TRUE(Dictionary(std::vector<DictionaryEntry>{}).empty());
+  for (int count = 1; count < 120; ++count) {
+    std::vector<DictionaryEntry> entries;
+    for (int number = 0; number < count; ++number)
+      entries.emplace_back(std::to_string(number), number);
+    EXPECT_EQ(keysOf(Dictionary(entries)), keysOf(numbered(count)));
+    entries.emplace_back(std::to_string(count / 2), "again");
+    entries.emplace_back("last", Value());
+    Dictionary expected = numbered(count);
+    expected.set(std::to_string(count / 2), "again");
+    expected.set("last", Value());
+    const Dictionary dictionary(std::move(entries));
+    EXPECT_EQ(keysOf(dictionary), keysOf(expected));
+    EXPECT_EQ(dictionary, expected);
+  }
+}
+
+// Small dictionaries are searched by a mark of each key that many keys share.
+TEST(Dictionary, TellsApartKeysThatAreAlikeAtBothEnds) {
+  Dictionary dictionary;
+  for (int number = 10; number < 50; ++number)
+    dictionary.set("a" + std::to_string(number) + "bcdz", number);
+  EXPECT_EQ(dictionary.size(), 40U);
+  for (int number = 10; number < 50; ++number) {
+    EXPECT_EQ(dictionary["a" + std::to_string(number) + "bcdz"], Value(number));
+    EXPECT_EQ(dictionary.find("b" + std::to_string(number) + "bcdz"), nullptr);
+  }
+}
+
 TEST(Dictionary, RemovesEntries) {
   Dictionary dictionary{{"a", 1}, {"b", 2}, {"c", 3}};
   dictionary.remove("b");
@@ -54,7 +84,7 @@ TEST(Dictionary, RemovesEntries) {
 
 // An index takes over at some size; nothing may change there, growing or shrinking.
 TEST(Dictionary, FindsEveryKeyAtEverySize) {
-  for (int count = 0; count < 40; ++count) {
+  for (int count = 0; count < 60; ++count) {
     Dictionary dictionary = numbered(count);
     for (int removed = 0; removed < count; ++removed) {
       for (int number = 0; number < count; ++number) {

@@ -127,11 +127,34 @@ TEST(JSONReader, TakesTheLastValueOfADuplicateKeyInTheFirstPlace) {
 TEST(JSONReader, SaysWhereAndWhyItRefuses) {
   EXPECT_EQ(descriptionOfRefusal(""), "The text is not JSON: line 1, column 0: it is empty.");
   EXPECT_EQ(descriptionOfRefusal("{\n  \"a\": tru }"),
-            "The text is not JSON: line 2, column 11: syntax error while parsing value - invalid "
-            "literal.");
+            "The text is not JSON: line 2, column 11: a word is none of true, false and null.");
   EXPECT_EQ(descriptionOfRefusal("[1"),
-            "The text is not JSON: line 1, column 2: syntax error while parsing array - unexpected "
-            "end of input; expected ']'.");
+            "The text is not JSON: line 1, column 2: it ends too early.");
+  // A token in the wrong place is blamed at its end, anything else at the byte that is wrong.
+  EXPECT_EQ(descriptionOfRefusal("[1 22 ]"),
+            "The text is not JSON: line 1, column 5: a comma or the closing bracket is missing.");
+  EXPECT_EQ(descriptionOfRefusal("{\"a\"\n\"bc\"}"),
+            "The text is not JSON: line 2, column 4: a colon is missing.");
+  EXPECT_EQ(descriptionOfRefusal("{1:2}"),
+            "The text is not JSON: line 1, column 2: a key is missing.");
+  EXPECT_EQ(descriptionOfRefusal("[1,]"),
+            "The text is not JSON: line 1, column 4: a value is missing.");
+  EXPECT_EQ(descriptionOfRefusal("[] null"),
+            "The text is not JSON: line 1, column 7: more follows.");
+  EXPECT_EQ(descriptionOfRefusal("-x"),
+            "The text is not JSON: line 1, column 2: a digit is missing.");
+  EXPECT_EQ(descriptionOfRefusal("<html>"),
+            "The text is not JSON: line 1, column 1: no value begins like this.");
+  EXPECT_EQ(descriptionOfRefusal("\"\xEF\xBB\xBF\t\""),
+            "The text is not JSON: line 1, column 5: a string holds a control character.");
+  EXPECT_EQ(descriptionOfRefusal("\"\xE2\x82x\""),
+            "The text is not JSON: line 1, column 4: a string is not UTF-8.");
+  EXPECT_EQ(descriptionOfRefusal("\"\\x\""),
+            "The text is not JSON: line 1, column 3: an escape is unknown.");
+  EXPECT_EQ(descriptionOfRefusal("\"\\u12x4\""),
+            "The text is not JSON: line 1, column 6: an escape lacks a hexadecimal digit.");
+  EXPECT_EQ(descriptionOfRefusal("\"\\udc00\""),
+            "The text is not JSON: line 1, column 7: an escape is half a surrogate pair.");
   EXPECT_EQ(descriptionOfRefusal("\xEF\xBB\xBF{}"),
             "The text is not JSON: line 1, column 1: it begins with a byte order mark.");
   EXPECT_EQ(descriptionOfRefusal("{}\n\0"sv),

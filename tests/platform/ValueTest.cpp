@@ -3,7 +3,9 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <string>
+#include <utility>
 
 namespace orx {
 namespace {
@@ -48,6 +50,42 @@ TEST(Value, GivesItsContentOnlyAsTheKindItIs) {
   EXPECT_FALSE(Value(true).integer());
   EXPECT_FALSE(Value(1.0).integer());
   EXPECT_EQ(Value(1).number(), 1.0);
+}
+
+// A list whose nodes hold the next one.
+class Node final : public Object {
+ public:
+  Value next;
+};
+
+TEST(Value, TakesOverWhatIsMovedToIt) {
+  const std::string text(40, 'a');
+  for (const Value& before : {Value(), Value(1), Value("short"), Value(text), Value(Array{1})}) {
+    for (const Value& moved : {Value(), Value(2.5), Value(text), Value(Dictionary{{"a", 1}})}) {
+      Value value = before;
+      Value source = moved;
+      value = std::move(source);
+      EXPECT_EQ(value, moved);
+      source = before;
+      EXPECT_EQ(source, before);
+      Value& same = value;
+      value = std::move(same);
+      value = moved;
+      EXPECT_EQ(value, moved);
+    }
+  }
+}
+
+TEST(Value, MayBeReplacedByWhatItHolds) {
+  const auto last = std::make_shared<Node>();
+  auto first = std::make_shared<Node>();
+  Node& node = *first;
+  node.next = last;
+  const std::weak_ptr<Node> watched = first;
+  Value list(std::move(first));
+  list = std::move(node.next);
+  EXPECT_EQ(list.object(), last);
+  EXPECT_TRUE(watched.expired());
 }
 
 TEST(Value, HoldsTheWholeSignedAndUnsignedRange) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
+#include <set>
 #include <thread>
 
 #include "platform/WorkerPool.h"
@@ -67,6 +69,110 @@ TEST(WorkerPool, DestroysAJobOnTheWorkerThatRanIt) {
   const auto ranOn = threads.take();
   EXPECT_EQ(threads.take(), ranOn);
   EXPECT_NE(ranOn, std::this_thread::get_id());
+}
+
+// Brings a job into the pool each time it is told to.
+class JobsOnCommand final : public Duty {
+ public:
+  void bring(WorkerPool::Job job) { brought_.put(std::move(job)); }
+  // The threads that have attended, one after each job that was brought.
+  std::thread::id nextAttendant() { return attendants_.take(); }
+  bool wasSharedByTwo() const { return sharedByTwo_; }
+
+ private:
+  void wait() override {
+    if (isAttended_.exchange(true)) sharedByTwo_ = true;
+    next_ = brought_.take(std::chrono::hours(1));
+  }
+  void turn() override {
+    attendants_.put(std::this_thread::get_id());
+    WorkerPool::shared().submit(std::move(next_));
+    isAttended_ = false;
+  }
+
+  Mailbox<WorkerPool::Job> brought_;
+  Mailbox<std::thread::id> attendants_;
+  WorkerPool::Job next_;
+  std::atomic<bool> isAttended_ = false;
+  std::atomic<bool> sharedByTwo_ = false;
+};
+
+// Workers attend to it for the rest of the process.
+JobsOnCommand& startedDuty() {
+  static auto& duty = *new JobsOnCommand;
+  EXPECT_TRUE(WorkerPool::shared().attendTo(duty));
+  return duty;
+}
+
+TEST(WorkerPool, RunsTheShortJobsOfTheDutyOnTheWorkerThatAttendsToIt) {
+  JobsOnCommand& duty = startedDuty();
+  Mailbox<std::thread::id> ranOn;
+  int switches = 0;
+  constexpr int jobs = 1000;
+  for (int i = 0; i < jobs; ++i) {
+    duty.bring([&] { ranOn.put(std::this_thread::get_id()); });
+    if (duty.nextAttendant() != ranOn.take()) ++switches;
+  }
+  // The machine may stop a worker for a while, and then another one takes over.
+  EXPECT_LT(switches, jobs / 10);
+  EXPECT_FALSE(duty.wasSharedByTwo());
+}
+
+TEST(WorkerPool, LetsAnotherWorkerTakeTheDutyOverFromOneThatAJobKeeps) {
+  JobsOnCommand& duty = startedDuty();
+  Mailbox<std::thread::id> entered;
+  Mailbox<int> left;
+  Event gate;
+  constexpr int blocked = 20;
+  std::set<std::thread::id> kept;
+  for (int i = 0; i < blocked; ++i) {
+    duty.bring([&] {
+      entered.put(std::this_thread::get_id());
+      (void)gate.wait();
+      left.put(1);
+    });
+    duty.nextAttendant();
+    kept.insert(entered.take());
+  }
+  EXPECT_EQ(kept.size(), static_cast<std::size_t>(blocked));
+  duty.bring([&] { entered.put(std::this_thread::get_id()); });
+  EXPECT_FALSE(kept.contains(duty.nextAttendant()));
+  EXPECT_FALSE(kept.contains(entered.take()));
+  EXPECT_EQ(left.count(), 0U);
+  gate.set();
+  for (int i = 0; i < blocked; ++i) left.take();
+  EXPECT_FALSE(duty.wasSharedByTwo());
+}
+
+TEST(WorkerPool, LetsADutysJobWaitForTheNextOne) {
+  JobsOnCommand& duty = startedDuty();
+  Mailbox<int> done;
+  duty.bring([&] {
+    Event inner;
+    duty.bring([&inner] { inner.set(); });
+    done.put(inner.wait() ? 1 : 0);
+  });
+  EXPECT_EQ(done.take(), 1);
+}
+
+TEST(WorkerPool, AttendsToItsDutyWhileJobsOfOthersKeepComing) {
+  JobsOnCommand& duty = startedDuty();
+  std::atomic<bool> enough = false;
+  Mailbox<int> done;
+  std::function<void()> again = [&] {
+    if (enough) {
+      done.put(0);
+    } else {
+      WorkerPool::shared().submit(again);
+    }
+  };
+  for (int i = 0; i < 4; ++i) again();
+  for (int i = 0; i < 100; ++i) {
+    duty.bring([&] { done.put(1); });
+    EXPECT_EQ(done.take(), 1);
+  }
+  enough = true;
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(done.take(), 0);
 }
 
 }  // namespace

@@ -27,6 +27,7 @@ class ORX_EXPORT Dictionary {
   Dictionary() noexcept;
   // A key named twice keeps its first place and takes the last value.
   Dictionary(std::initializer_list<Entry> entries);
+  explicit Dictionary(std::vector<Entry> entries);
   Dictionary(const Dictionary& other) noexcept;
   Dictionary(Dictionary&& other) noexcept;
   Dictionary& operator=(const Dictionary& other) noexcept;

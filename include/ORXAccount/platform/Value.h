@@ -48,8 +48,8 @@ class ORX_EXPORT Value {
   Value(T integer) noexcept : content_(contentOf(integer)) {}
   Value(double number) noexcept : content_(number) {}
   Value(std::string text) noexcept : content_(std::move(text)) {}
-  Value(std::string_view text) : content_(std::string(text)) {}
-  Value(const char* text) : content_(std::string(text)) {}
+  Value(std::string_view text) : content_(std::in_place_type<std::string>, text) {}
+  Value(const char* text) : content_(std::in_place_type<std::string>, text) {}
   Value(orx::Data data) noexcept : content_(std::move(data)) {}
   Value(orx::Array array);
   Value(orx::Dictionary dictionary) noexcept : content_(std::move(dictionary)) {}
@@ -117,6 +117,9 @@ struct DictionaryEntry {
   // For keys that are constants.
   template <std::same_as<std::string_view> Key>
   DictionaryEntry(Key aKey, Value aValue) : key(aKey), value(std::move(aValue)) {}
+  // With the null value.
+  template <std::same_as<std::string_view> Key>
+  explicit DictionaryEntry(Key aKey) : key(aKey) {}
 
   std::string key;
   Value value;
