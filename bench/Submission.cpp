@@ -24,6 +24,7 @@ Burst burst(std::size_t threads, std::size_t calls) {
   const auto begin = Clock::now();
   {
     std::vector<std::jthread> starters;
+    starters.reserve(threads);
     for (std::size_t index = 0; index < threads; ++index) {
       starters.emplace_back([&] {
         std::vector<double> times;

@@ -46,6 +46,7 @@ std::vector<double> onKeptThreads(std::size_t inFlight, std::size_t calls,
   std::atomic<std::size_t> started{0};
   {
     std::vector<std::jthread> threads;
+    threads.reserve(inFlight);
     for (std::size_t index = 0; index < inFlight; ++index) {
       threads.emplace_back([&, index] {
         while (started++ < calls) collected.time([&] { call(index); });

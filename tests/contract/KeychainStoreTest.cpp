@@ -129,6 +129,7 @@ TEST_P(KeychainStoreContract, LetsOneOfManyAddAnItem) {
   std::atomic<int> added = 0;
   std::atomic<int> refused = 0;
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int number = 0; number < 8; ++number) {
     threads.emplace_back([&, number] {
       const auto status = add(item, std::to_string(number));

@@ -197,6 +197,7 @@ TEST_F(NotificationCenterTest, IsSafeFromManyThreads) {
   std::atomic<int> count = 0;
   const auto steady = observe("name", nullptr, [&](const Notification&) { ++count; });
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int number = 0; number < 4; ++number) {
     threads.emplace_back([&] {
       for (int round = 0; round < 200; ++round) {

@@ -61,6 +61,7 @@ INSTANTIATE_TEST_SUITE_P(All, BadAddress,
 
 TEST_F(Registration, MakesOneAccountOfALoginThatManyAskForAtOnce) {
   std::vector<std::future<std::string>> answers;
+  answers.reserve(8);
   for (int i = 0; i < 8; ++i) {
     answers.push_back(std::async(std::launch::async, [this] {
       return registerWith("same@orva.example", "correct horse").element("ResultDesc");

@@ -165,6 +165,7 @@ TEST(DevelopmentService, ServesManyAtOnce) {
   DevelopmentService service;
   service.start();
   std::vector<std::thread> clients;
+  clients.reserve(16);
   for (int i = 0; i < 16; ++i) {
     clients.emplace_back([&service, i] {
       const ServiceClient client(service);

@@ -143,6 +143,7 @@ class Manager : public SignInFixture {};
 
 TEST_F(Manager, SharedInstanceIsOneUnderConcurrentFirstUse) {
   std::vector<std::thread> threads;
+  threads.reserve(8);
   Mailbox<const ORVAAccountLoginManager*> seen;
   for (int thread = 0; thread < 8; ++thread) {
     threads.emplace_back([&] { seen.put(ORVAAccountLoginManager::sharedInstance().get()); });

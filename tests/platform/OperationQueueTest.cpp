@@ -102,12 +102,14 @@ TEST(OperationQueue, HoldsNoWorkerForOperationsThatAreYetToFinish) {
   const auto before = WorkerPool::shared().workerCount();
   Mailbox<OperationQueue::Finish> pending;
   std::vector<std::shared_ptr<OperationQueue>> queues;
+  queues.reserve(200);
   for (int i = 0; i < 200; ++i) {
     queues.push_back(OperationQueue::queueWithMaxConcurrentOperationCount(1));
     queues.back()->addOperationWithFinishingBlock(
         [&](auto finish) { pending.put(std::move(finish)); });
   }
   std::vector<OperationQueue::Finish> all;
+  all.reserve(200);
   for (int i = 0; i < 200; ++i) all.push_back(pending.take());
   EXPECT_LT(WorkerPool::shared().workerCount(), before + 20);
   for (const auto& finish : all) finish();

@@ -199,6 +199,7 @@ TEST_F(ProcessLife, WorksInChildrenForkedWhileBusy) {
   std::atomic<bool> enough{false};
   std::atomic<int> failures{0};
   std::vector<std::thread> busy;
+  busy.reserve(3);
   for (int i = 0; i < 3; ++i) {
     busy.emplace_back([&] {
       while (!enough) failures += get("/").text() == "fine" ? 0 : 1;

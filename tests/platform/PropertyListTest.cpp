@@ -245,6 +245,7 @@ TEST(PropertyListWriter, UsesWiderReferencesAndOffsetsAsTheListGrows) {
   for (const std::size_t count : {1U, 254U, 255U, 256U, 65534U, 65535U, 65536U}) {
     PropertyListWriter writer;
     std::vector<PropertyListWriter::Reference> elements;
+    elements.reserve(count);
     for (std::size_t i = 0; i < count; ++i) elements.push_back(writer.addInteger(std::uint64_t{i}));
     const Data data = writer.finish(writer.addArray(elements));
     const PropertyListReader reader(data.bytes());

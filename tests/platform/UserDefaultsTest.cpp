@@ -319,6 +319,7 @@ TEST_F(UserDefaultsTest, ReachADirectoryThroughALink) {
 
 TEST_F(UserDefaultsTest, LoseNoChangeWhenProcessesWriteAtOnce) {
   std::vector<std::unique_ptr<testing::ChildProcess>> children;
+  children.reserve(4);
   for (int number = 0; number < 4; ++number) {
     children.push_back(std::make_unique<testing::ChildProcess>([&, number] {
       for (int round = 0; round < 20; ++round) {

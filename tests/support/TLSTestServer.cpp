@@ -133,7 +133,8 @@ TLSTestServer::TLSTestServer(std::vector<std::string> hosts, Handler handler,
 }
 
 TLSTestServer::TLSTestServer(std::vector<std::string> hosts, Answer answer)
-    : TLSTestServer(std::move(hosts), [answer](const Request&) { return answer; }) {}
+    : TLSTestServer(std::move(hosts),
+                    [answer = std::move(answer)](const Request&) { return answer; }) {}
 
 TLSTestServer::~TLSTestServer() {
   stopping_ = true;

@@ -61,6 +61,7 @@ TEST(ManyProfileImages, OnTheirWayAtOnceHoldNoThreads) {
   URLSessionConfiguration::setDefaultConfiguration(server.configuration());
 
   std::vector<std::shared_ptr<ORVAAccountUser>> users;
+  users.reserve(kRecords);
   const auto threadCounts = std::make_shared<Mailbox<std::size_t>>();
   for (std::uint64_t record = 0; record < kRecords; ++record) {
     users.push_back(

@@ -139,6 +139,7 @@ TEST(ORVAAccountUser, CanBeReadAndRegisteredOnManyThreadsAtOnce) {
   const auto user = ORVAAccountUser::initWithUserInfo(profile());
   const Data archive = archivedDataWithRootObject(user);
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < 50; ++round) {

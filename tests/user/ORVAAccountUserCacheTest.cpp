@@ -196,6 +196,7 @@ TEST_F(UserCacheTest, IsSharedByTheProcessesOfOneApplication) {
 TEST_F(UserCacheTest, HoldsOneWholeUserAfterManyProcessesSignedInAndOut) {
   for (int round = 0; round < 5; ++round) {
     std::vector<std::unique_ptr<testing::ChildProcess>> children;
+    children.reserve(4);
     for (int number = 0; number < 4; ++number) {
       children.push_back(std::make_unique<testing::ChildProcess>([&, number] {
         for (int turn = 0; turn < 5; ++turn) {

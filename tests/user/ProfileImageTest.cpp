@@ -29,7 +29,7 @@ class ProfileImage : public AccountServiceFixture {
   static Loaded load(const std::shared_ptr<ORVAAccountUser>& user) {
     const auto mailbox = std::make_shared<Mailbox<Loaded>>();
     user->loadProfileImageDataWithCompletionBlock(into(mailbox));
-    const Loaded loaded = mailbox->take();
+    Loaded loaded = mailbox->take();
     EXPECT_NE(loaded.data.has_value(), loaded.error != nullptr);
     return loaded;
   }

@@ -156,7 +156,13 @@ orx::Dictionary ParameterOptions::parameters() const {
   for (const std::string& pair : jsonPairs_) {
     auto [key, text] = splitPair(pair, "--set-json");
     std::optional<orx::Value> value = valueFromJSON(text);
-    if (!value) throw usageFailure("--set-json " + key + ": '" + text + "' is not JSON");
+    if (!value) {
+      throw usageFailure(std::string("--set-json ")
+                             .append(key)
+                             .append(": '")
+                             .append(text)
+                             .append("' is not JSON"));
+    }
     parameters.set(std::move(key), std::move(*value));
   }
   return parameters;
