@@ -93,13 +93,13 @@ bool Keyring::isLocked(const Script& script) const {
 }
 
 std::string Keyring::insert(Item item) {
-  const auto path = std::string(collectionPath) + "/" + std::to_string(++number_);
+  auto path = std::string(collectionPath) + "/" + std::to_string(++number_);
   items_[path] = std::move(item);
   return path;
 }
 
 std::string Keyring::createPrompt(std::function<GVariant*()> action) {
-  const auto path = "/org/freedesktop/secrets/prompt/p" + std::to_string(++number_);
+  auto path = "/org/freedesktop/secrets/prompt/p" + std::to_string(++number_);
   prompts_[path] = std::move(action);
   return path;
 }
