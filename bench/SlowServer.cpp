@@ -41,7 +41,7 @@ std::size_t requestSize(const std::string& received) {
 
 class Loop {
  public:
-  Loop(SSL_CTX* context, int listener, std::string answer, std::chrono::milliseconds delay)
+  Loop(SSL_CTX* context, int listener, const std::string& answer, std::chrono::milliseconds delay)
       : context_(context), listener_(listener), delay_(delay), epoll_(epoll_create1(0)) {
     reply_ = "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
              std::to_string(answer.size()) + "\r\n\r\n" + answer;
@@ -145,7 +145,7 @@ class Loop {
 
 }  // namespace
 
-SlowServer::SlowServer(const std::string& host, std::string answer,
+SlowServer::SlowServer(const std::string& host, const std::string& answer,
                        std::chrono::milliseconds delay) {
   const auto authority = devserver::CertificateAuthority::generate();
   const auto certificate = authority.issue({host});
@@ -175,7 +175,7 @@ SlowServer::SlowServer(const std::string& host, std::string answer,
         SSL_CTX_use_PrivateKey_file(context, chain.c_str(), SSL_FILETYPE_PEM) != 1) {
       _exit(1);
     }
-    Loop(context, listener, std::move(answer), delay).run();
+    Loop(context, listener, answer, delay).run();
   }
   close(listener);
 }

@@ -14,7 +14,7 @@ namespace orx::bench {
 // after a fixed time. To be made before other threads run.
 class SlowServer {
  public:
-  SlowServer(const std::string& host, std::string answer, std::chrono::milliseconds delay);
+  SlowServer(const std::string& host, const std::string& answer, std::chrono::milliseconds delay);
   SlowServer(const SlowServer&) = delete;
   SlowServer& operator=(const SlowServer&) = delete;
   ~SlowServer();

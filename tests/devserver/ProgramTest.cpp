@@ -55,7 +55,7 @@ class Program {
     char* text = nullptr;
     std::size_t size = 0;
     const ssize_t length = getline(&text, &size, output_);
-    const std::string read(text == nullptr || length < 0 ? "" : text);
+    std::string read(text == nullptr || length < 0 ? "" : text);
     std::free(text);
     return read;
   }

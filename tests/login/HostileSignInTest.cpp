@@ -182,7 +182,7 @@ TEST_F(ForeignRecord, IsReadFieldByFieldWhateverTheTypes) {
     std::string record;
     for (const std::string name : {"login", "email", "country", "region", "cus_id", "ticket", "pic",
                                    "birthdate", "first_name", "last_name", "nick_name", "mobile"}) {
-      record += (record.empty() ? "{\"" : ",\"") + name + "\":" + value;
+      record.append(record.empty() ? "{\"" : ",\"").append(name).append("\":").append(value);
     }
     const auto user = userFrom(record + "}");
     EXPECT_EQ(user->login(), std::nullopt) << value;

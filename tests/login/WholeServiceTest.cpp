@@ -26,7 +26,7 @@ class WholeService : public SignInFixture, public ::testing::WithParamInterface<
     URLSessionConfiguration configuration;
     configuration.caFile = service_.caFile().string();
     configuration.proxy = "";
-    for (const std::string& host : service_.hosts()) {
+    for (const std::string& host : devserver::DevelopmentService::hosts()) {
       configuration.connectTo[host] = {"127.0.0.1", static_cast<std::uint16_t>(service_.port())};
     }
     URLSessionConfiguration::setDefaultConfiguration(configuration);

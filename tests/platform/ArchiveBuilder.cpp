@@ -55,6 +55,7 @@ ArchiveBuilder::UID ArchiveBuilder::classNamed(std::string_view name) {
 
 ArchiveBuilder::Reference ArchiveBuilder::list(const std::vector<UID>& uids) {
   std::vector<Reference> references;
+  references.reserve(uids.size());
   for (const UID uid : uids) references.push_back(writer_.addUID(uid));
   return writer_.addArray(references);
 }

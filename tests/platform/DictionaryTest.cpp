@@ -46,6 +46,7 @@ TEST(Dictionary, TakesAListOfEntriesAsIfTheyWereSetOneByOne) {
   EXPECT_TRUE(Dictionary(std::vector<DictionaryEntry>{}).empty());
   for (int count = 1; count < 120; ++count) {
     std::vector<DictionaryEntry> entries;
+    entries.reserve(static_cast<std::size_t>(count) + 2);
     for (int number = 0; number < count; ++number)
       entries.emplace_back(std::to_string(number), number);
     EXPECT_EQ(keysOf(Dictionary(entries)), keysOf(numbered(count)));
@@ -148,11 +149,13 @@ TEST(Dictionary, ComparesWithoutRegardToOrder) {
 TEST(Dictionary, MayBeChangedOnOneThreadWhileItsCopiesAreReadOnOthers) {
   Dictionary dictionary = numbered(50);
   std::vector<std::thread> readers;
+  readers.reserve(3);
   for (int reader = 0; reader < 3; ++reader) {
     readers.emplace_back([copy = dictionary] {
       for (int round = 0; round < 200; ++round) {
-        const Dictionary again = copy;
+        Dictionary again = copy;
         EXPECT_EQ(again["7"], Value(7));
+        again.set("8", round);
       }
     });
   }

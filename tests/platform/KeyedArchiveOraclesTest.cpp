@@ -39,7 +39,7 @@ class PlistNode {
     char* bytes = nullptr;
     std::uint32_t length = 0;
     plist_to_bin(get(), &bytes, &length);
-    const Data data(std::string_view(bytes, length));
+    Data data(std::string_view(bytes, length));
     plist_to_bin_free(bytes);
     return data;
   }

@@ -3,6 +3,8 @@
 #include <ORXAccount/platform/Object.h>
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace orx {
 namespace {
 
@@ -35,8 +37,8 @@ TEST(Data, IsEmptyAtFirst) {
 
 TEST(Data, SharesItsBytesAndComparesByContent) {
   const Data data("abc");
-  const Data copy = data;
-  EXPECT_EQ(copy.bytes().data(), data.bytes().data());
+  const std::vector<Data> copies(2, data);
+  for (const Data& copy : copies) EXPECT_EQ(copy.bytes().data(), data.bytes().data());
   EXPECT_EQ(data, Data(std::vector<std::uint8_t>{'a', 'b', 'c'}));
   EXPECT_FALSE(data == Data("abd"));
   EXPECT_FALSE(data == Data("ab"));

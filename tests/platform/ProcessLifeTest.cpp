@@ -16,7 +16,8 @@
 #include "support/Call.h"
 #include "support/ServerProcess.h"
 
-// Forking with threads about is what is tested here.
+// Forking with threads about is what is tested here. The sanitizer looks for this very name.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {
   return "die_after_fork=0";
 }

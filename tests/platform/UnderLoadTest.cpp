@@ -106,7 +106,7 @@ TEST(UnderLoad, PeersThatResetRaiseNoSIGPIPE) {
   struct sigaction standard {};
   standard.sa_handler = SIG_DFL;
   sigaction(SIGPIPE, &standard, nullptr);
-  const std::string body(4U * 1024 * 1024, 'x');
+  const std::string body(std::size_t{4} * 1024 * 1024, 'x');
   TLSTestServer server(
       hosts, [](const Request&) { return Answer::reply(200); }, CertificateFault::none,
       [](const Request&) { return TLSTestServer::HangUp{.bodyBytes = 1, .end = End::reset}; });

@@ -38,7 +38,7 @@ std::string refuses(const std::string& method, const std::string& error) {
 std::vector<Scenario> scenarios() {
   const auto io = all(errSecIO);
   const auto locked = all(errSecInteractionNotAllowed);
-  const auto dies = [](std::string method) { return method + " die"; };
+  const auto dies = [](const std::string& method) { return method + " die"; };
   return {
       {"Behaves", "", {done, done, done, done}, {"old", "new", "new", "-"}},
       {"DiesInSearch", dies("SearchItems"), io, nothingChanged},

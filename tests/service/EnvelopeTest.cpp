@@ -19,7 +19,7 @@ std::string between(const std::string& text, const std::string& from, const std:
   return text.substr(start, text.find(to, start) - start);
 }
 
-std::string filled(std::string_view envelope, std::string apiID, std::string parameters,
+std::string filled(std::string_view envelope, std::string_view apiID, std::string parameters,
                    const std::optional<std::string>& appID = kAppID,
                    const std::optional<std::string>& appKey = kAppKey) {
   return filledEnvelope({.envelope = envelope,

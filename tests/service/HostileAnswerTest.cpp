@@ -22,7 +22,7 @@ class HostileAnswerTest : public AccountServiceFixture {
     operation.start(*api(), Dictionary(), [reports](const auto& result, const auto& error) {
       reports->put({result, error});
     });
-    const Outcome outcome = reports->take();
+    Outcome outcome = reports->take();
     EXPECT_NE(outcome.result == nullptr, outcome.error == nullptr);
     answerWith("");
     outcomeOf([&](auto handler) { operation.start(*api(), Dictionary(), handler); });
@@ -116,7 +116,7 @@ TEST_F(HostileUserData, ReadsAnAnswerWithManyElements) {
   std::string elements;
   for (std::size_t number = 0; number < hostileCount; ++number) {
     const std::string name = "e" + std::to_string(number);
-    elements += "<" + name + ">t</" + name + ">";
+    elements.append("<").append(name).append(">t</").append(name).append(">");
   }
   const Outcome outcome =
       answered("<r>" + elements + resultBlock("0", "words", "String", "data") + "</r>");

@@ -111,7 +111,7 @@ TEST_F(Common, AnAnswerCutAtAnyByteIsReportedOnce) {
 }
 
 TEST_F(Common, ALargeAnswerIsRead) {
-  const std::string text(10U * 1024 * 1024, 'x');
+  const std::string text(std::size_t{10} * 1024 * 1024, 'x');
   answerWith(soapAnswer(resultBlock("1", "d", "t", "\"" + text + "\"")));
   const Outcome outcome = common();
   ASSERT_NE(outcome.result, nullptr);

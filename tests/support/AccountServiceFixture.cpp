@@ -86,7 +86,7 @@ Outcome AccountServiceFixture::outcomeOf(
                   const std::shared_ptr<Error>& error) {
     reports->put({result, error});
   });
-  const Outcome outcome = reports->take();
+  Outcome outcome = reports->take();
   EXPECT_NE(outcome.result == nullptr, outcome.error == nullptr);
   return outcome;
 }

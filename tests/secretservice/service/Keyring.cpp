@@ -143,7 +143,7 @@ std::string Keyring::insert(Item item) {
 }
 
 std::string Keyring::createPrompt(std::function<GVariant*()> action) {
-  const auto path = "/org/freedesktop/secrets/prompt/p" + std::to_string(++number_);
+  auto path = "/org/freedesktop/secrets/prompt/p" + std::to_string(++number_);
   prompts_[path] = std::move(action);
   return path;
 }
