@@ -19,6 +19,7 @@ class ConnectionSockets {
     std::string localAddress;
     int localPort = 0;
 
+    // No pointer is compared here. NOLINTNEXTLINE(modernize-use-nullptr)
     friend auto operator<=>(const Ends&, const Ends&) = default;
   };
 

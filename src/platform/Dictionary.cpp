@@ -162,8 +162,13 @@ void Dictionary::remove(std::string_view key) {
 }
 
 const std::vector<DictionaryEntry>& Dictionary::entries() const noexcept {
-  static const auto& kNone = *new std::vector<Entry>;
-  return content_ ? content_->entries : kNone;
+  // Never destroyed, and it takes no memory that could be missing.
+  union Kept {
+    std::vector<Entry> entries{};
+    ~Kept() {}
+  };
+  static const Kept none;
+  return content_ ? content_->entries : none.entries;
 }
 
 const DictionaryEntry* Dictionary::begin() const noexcept { return entries().data(); }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 
 #include "platform/HeaderFields.h"
 #include "platform/Limits.h"
@@ -16,13 +15,13 @@ namespace {
 static_assert(CURL_ERROR_SIZE <= 256);
 
 // Beyond this an announced length is not believed before the bytes come.
-constexpr std::size_t largestReservation = 1024U * 1024;
+constexpr std::size_t largestReservation = std::size_t{1024} * 1024;
 
 constexpr std::size_t usualFields = 8;
 
 // A body up to this size leaves together with the header, in one write; a longer one is read piece
 // by piece, which shows that it moves.
-constexpr std::size_t bodySentWithHeader = 16U * 1024;
+constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
 
 int openSocket(void* sockets, curlsocktype, curl_sockaddr* address) {
   return static_cast<ConnectionSockets*>(sockets)->open(address->family, address->socktype,
@@ -169,7 +168,7 @@ std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count
   if (!transfer.request_.httpBody) return 0;
   const std::string& body = *transfer.request_.httpBody;
   const std::size_t taken = std::min(size * count, body.size() - transfer.bodySent_);
-  std::memcpy(buffer, body.data() + transfer.bodySent_, taken);
+  std::copy_n(body.data() + transfer.bodySent_, taken, buffer);
   transfer.bodySent_ += taken;
   return taken;
 }

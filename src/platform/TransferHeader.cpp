@@ -17,7 +17,8 @@ curl_slist* TransferHeader::listFor(const URLRequest& request) {
   for (const auto& [name, value] : request.headerFields) {
     // A line break would smuggle in another field.
     if ((name + value).find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) continue;
-    lines_.push_back(value.empty() ? name + ';' : name + ": " + value);
+    std::string& line = lines_.emplace_back(name);
+    line.append(value.empty() ? ";" : ": ").append(value);
   }
   lines_.emplace_back("Accept:");
   if (request.httpMethod != "GET") {

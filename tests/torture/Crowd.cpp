@@ -59,6 +59,7 @@ class Crowd {
 
   Dictionary join() {
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(task_.threads));
     for (int thread = 0; thread < task_.threads; ++thread) {
       threads.emplace_back([this, thread] { run(static_cast<std::size_t>(thread)); });
     }

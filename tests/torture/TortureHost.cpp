@@ -221,7 +221,7 @@ std::string answerTo(const std::string& line) {
     beChild(ends[1], line);
   }
   ::close(ends[1]);
-  const auto text = readWhole(ends[0]);
+  auto text = readWhole(ends[0]);
   ::close(ends[0]);
   int status = 0;
   waitpid(child, &status, 0);
