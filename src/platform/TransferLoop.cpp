@@ -105,7 +105,9 @@ void TransferLoop::take(std::vector<std::unique_ptr<Transfer>>& transfers) {
 
 void TransferLoop::beginSome() {
   surroundings_.watch.beginTurn();
-  for (std::size_t count = 0; count < beginsAtOnce && !waiting_.empty(); ++count) {
+  for (std::size_t count = 0; count < beginsAtOnce && !waiting_.empty();) {
+    // Over HTTP/2 they share a connection.
+    if (!waiting_.front()->configuration()->usesHTTP2) ++count;
     begin(std::move(waiting_.front()));
     waiting_.pop_front();
   }
