@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -28,6 +29,8 @@ class ConnectionSockets {
   // Opens one that programs started by the host do not inherit; -1 when the system refuses.
   int open(int family, int type, int protocol);
   void close(int descriptor);
+  // How many are open.
+  std::size_t count() const { return unnamed_.size() + named_.size(); }
 
   // True when the peer has closed its side, so that what is sent now is lost. Looking at the next
   // byte would not tell: TLS's goodbye stands before the end. False for an unknown connection.

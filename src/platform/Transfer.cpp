@@ -62,26 +62,29 @@ void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
   easy_ = easy;
   options_ = std::move(options);
   surroundings_ = &surroundings;
-  setCallbacks();
+  receiveCallbacks();
   setRequest();
 }
 
-void Transfer::setCallbacks() {
+void Transfer::prepare(void* easy, TransferSurroundings& surroundings) {
+  // The connection keeps these two for its whole life.
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &surroundings.sockets);
+  curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, closeSocket);
+  curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, &surroundings.sockets);
+  curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Transfer::aboutToSend);
+  curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &Transfer::goOn);
+  curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::receiveHeader);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::receiveBody);
+}
+
+void Transfer::receiveCallbacks() {
   curl_easy_setopt(easy_, CURLOPT_PRIVATE, this);
   curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
-  // The connection keeps these two for its whole life.
-  curl_easy_setopt(easy_, CURLOPT_OPENSOCKETFUNCTION, openSocket);
-  curl_easy_setopt(easy_, CURLOPT_OPENSOCKETDATA, &surroundings_->sockets);
-  curl_easy_setopt(easy_, CURLOPT_CLOSESOCKETFUNCTION, closeSocket);
-  curl_easy_setopt(easy_, CURLOPT_CLOSESOCKETDATA, &surroundings_->sockets);
-  curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &Transfer::aboutToSend);
   curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
-  curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
-  curl_easy_setopt(easy_, CURLOPT_XFERINFOFUNCTION, &Transfer::goOn);
+  curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 1L);
   curl_easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
-  curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &Transfer::receiveHeader);
   curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &Transfer::receiveBody);
   curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
 }
 
@@ -140,8 +143,9 @@ bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
     // libcurl sends a request again when a kept connection dies without an answer. What has left
     // may have been acted upon.
     if (info(easy_, CURLINFO_REQUEST_SIZE) > 0) return false;
-    connectionIsNew_ = info(easy_, CURLINFO_NUM_CONNECTS) > 0;
-    if (!connectionIsNew_ && surroundings_->sockets.peerHasClosed(connection)) {
+    const bool isNew = info(easy_, CURLINFO_NUM_CONNECTS) > 0;
+    if (isNew) curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
+    if (!isNew && surroundings_->sockets.peerHasClosed(connection)) {
       connectionWasDead_ = true;
       return false;
     }
@@ -150,14 +154,12 @@ bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
   return true;
 }
 
-// Called after each step. The server's session tickets, which come over a new connection while the
+// Called after each step over a new connection. The server's session tickets, which come while the
 // request is under way, leave the TLS library with a buffer of 16 KiB for an answer to them that
 // there never is.
 int Transfer::goOn(void* self, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept {
   const auto& transfer = *static_cast<Transfer*>(self);
-  if (transfer.connectionIsNew_ && transfer.stage_ == TransferStage::waiting) {
-    releaseConnectionBuffers(transfer.easy_);
-  }
+  if (transfer.stage_ == TransferStage::waiting) releaseConnectionBuffers(transfer.easy_);
   return 0;
 }
 
@@ -253,7 +255,8 @@ bool Transfer::isFollowedRedirect() const {
 
 bool Transfer::takeBody(std::string_view piece) {
   const std::size_t taken = std::min(piece.size(), configuration_->maximumBodySize - body_.size());
-  body_.insert(body_.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(taken));
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(piece.data());
+  body_.insert(body_.end(), bytes, bytes + taken);
   if (taken == piece.size()) return true;
   excess_ = Excess::body;
   return false;

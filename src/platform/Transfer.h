@@ -54,8 +54,10 @@ class Transfer : public ProgressWatch::Watched {
   void* easy() const { return easy_; }
   const std::shared_ptr<const TransferOptions>& options() const { return options_; }
 
-  // Sets up a libcurl handle, which has the options set, for this request. Whatever another request
-  // may have left there is overwritten.
+  // Sets up a fresh or reset libcurl handle for any number of transfers.
+  static void prepare(void* easy, TransferSurroundings& surroundings);
+  // Sets up a libcurl handle, prepared and with the options set, for this request. Whatever another
+  // request may have left there is overwritten.
   void begin(void* easy, std::shared_ptr<const TransferOptions> options,
              TransferSurroundings& surroundings);
   // What follows when libcurl is done with the handle: true when it is to be run once more.
@@ -69,7 +71,7 @@ class Transfer : public ProgressWatch::Watched {
 
   void setRequest();
   void setBody();
-  void setCallbacks();
+  void receiveCallbacks();
   void forgetReply();
   void goOnAsGET(std::string url);
   const std::string& url() const {
@@ -110,7 +112,6 @@ class Transfer : public ProgressWatch::Watched {
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that this handle was last set up for
   long redirectsLeft_;
-  bool connectionIsNew_ = false;
   bool connectionWasDead_ = false;
 
   TransferStage stage_ = TransferStage::connecting;

@@ -32,6 +32,7 @@ void* TransferHandles::take(const std::shared_ptr<const TransferOptions>& option
     curl_easy_reset(easy);
   }
   options->applyTo(easy);
+  Transfer::prepare(easy, surroundings_);
   curl_easy_setopt(easy, CURLOPT_SHARE, share_);
   return easy;
 }

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "platform/Transfer.h"
 #include "platform/TransferOptions.h"
 
 namespace orx {
@@ -11,6 +12,8 @@ namespace orx {
 // Used by one thread at a time.
 class TransferHandles {
  public:
+  explicit TransferHandles(TransferSurroundings& surroundings) : surroundings_(surroundings) {}
+
   // What all transfers share (a CURLSH), set before the first handle is taken.
   void setShare(void* share) { share_ = share; }
 
@@ -18,7 +21,7 @@ class TransferHandles {
   std::shared_ptr<const TransferOptions> optionsFor(
       const std::shared_ptr<const URLSessionConfiguration>& configuration);
 
-  // With the options set; null when there is no memory.
+  // Prepared and with the options set; null when there is no memory.
   void* take(const std::shared_ptr<const TransferOptions>& options);
   void giveBack(void* easy, std::shared_ptr<const TransferOptions> options);
 
@@ -29,6 +32,7 @@ class TransferHandles {
     std::shared_ptr<const TransferOptions> options;
   };
 
+  TransferSurroundings& surroundings_;
   void* share_ = nullptr;
   std::vector<Handle> idle_;
   std::shared_ptr<const TransferOptions> lastOptions_;

@@ -106,8 +106,10 @@ void TransferLoop::take(std::vector<std::unique_ptr<Transfer>>& transfers) {
 void TransferLoop::beginSome() {
   surroundings_.watch.beginTurn();
   for (std::size_t count = 0; count < beginsAtOnce && !waiting_.empty();) {
-    // Over HTTP/2 they share a connection.
-    if (!waiting_.front()->configuration()->usesHTTP2) ++count;
+    // Over HTTP/2 they share a connection; over HTTP/1.1 they mostly find one that waits for them.
+    const bool needsConnection =
+        !waiting_.front()->configuration()->usesHTTP2 && running_ >= surroundings_.sockets.count();
+    if (needsConnection) ++count;
     begin(std::move(waiting_.front()));
     waiting_.pop_front();
   }
@@ -121,6 +123,7 @@ void TransferLoop::begin(std::unique_ptr<Transfer> transfer) {
     return;
   }
   surroundings_.watch.add(*transfer, options->timeout());
+  ++running_;
   if (options->configuration().usesHTTP2) ++runningOverHTTP2_;
   transfer->begin(easy, std::move(options), surroundings_);
   // The handle's private pointer owns it from here.
@@ -175,6 +178,7 @@ void TransferLoop::collectFinished(void* multi) {
 void TransferLoop::end(Transfer* transfer, int code) {
   const std::unique_ptr<Transfer> owner(transfer);
   surroundings_.watch.remove(*transfer);
+  --running_;
   if (transfer->options()->configuration().usesHTTP2) --runningOverHTTP2_;
   transfer->finish(code);
   curl_multi_remove_handle(multiOf(*transfer), transfer->easy());

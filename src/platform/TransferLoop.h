@@ -57,14 +57,15 @@ class TransferLoop {
   // Of HTTP/2: libcurl looks at them all itself. Told of single connections it leaves an answer
   // unread now and then that came before the request had left entirely.
   void* multiOfHTTP2_ = nullptr;
+  std::size_t running_ = 0;
   std::size_t runningOverHTTP2_ = 0;
   // When libcurl wants to be called though no connection is ready.
   std::optional<Clock::time_point> timer_;
   std::deque<std::unique_ptr<Transfer>> waiting_;
   std::span<const SocketEvents::Event> ready_;
 
-  TransferHandles handles_;
   TransferSurroundings surroundings_;
+  TransferHandles handles_{surroundings_};
 };
 
 }  // namespace orx

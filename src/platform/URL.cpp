@@ -43,23 +43,23 @@ std::optional<URL> URL::URLWithString(std::string_view text) {
   if (!namesSchemeAndHost(text) || !isPlainASCII(text)) return std::nullopt;
   const std::unique_ptr<CURLU, Cleanup> parsed(curl_url());
   if (!parsed) return std::nullopt;
-  URL url;
-  url.text_ = text;
+  Parts parts;
+  parts.text = text;
   // Any scheme is a URL; which of them is fetched is the session's matter.
-  if (curl_url_set(parsed.get(), CURLUPART_URL, url.text_.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
+  if (curl_url_set(parsed.get(), CURLUPART_URL, parts.text.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
       CURLUE_OK) {
     return std::nullopt;
   }
   auto scheme = part(parsed.get(), CURLUPART_SCHEME);
   auto host = part(parsed.get(), CURLUPART_HOST);
   if (!scheme || !host || host->empty()) return std::nullopt;
-  url.scheme_ = *std::move(scheme);
-  url.host_ = *std::move(host);
-  for (char& c : url.host_) {
+  parts.scheme = *std::move(scheme);
+  parts.host = *std::move(host);
+  for (char& c : parts.host) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
-  url.path_ = part(parsed.get(), CURLUPART_PATH).value_or("/");
-  return url;
+  parts.path = part(parsed.get(), CURLUPART_PATH).value_or("/");
+  return URL(std::move(parts));
 }
 
 }  // namespace orx
