@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <latch>
 #include <mutex>
 #include <thread>
 
@@ -21,7 +22,8 @@ Burst burst(std::size_t threads, std::size_t calls) {
   Outstanding outstanding;
   std::mutex mutex;
   Burst result;
-  const auto begin = Clock::now();
+  std::latch ready(static_cast<std::ptrdiff_t>(threads) + 1);
+  Clock::time_point begin;
   {
     std::vector<std::jthread> starters;
     starters.reserve(threads);
@@ -29,6 +31,7 @@ Burst burst(std::size_t threads, std::size_t calls) {
       starters.emplace_back([&] {
         std::vector<double> times;
         times.reserve(calls / threads);
+        ready.arrive_and_wait();
         for (std::size_t call = 0; call < calls / threads; ++call) {
           outstanding.add();
           const auto before = Clock::now();
@@ -39,6 +42,9 @@ Burst burst(std::size_t threads, std::size_t calls) {
         result.submit.insert(result.submit.end(), times.begin(), times.end());
       });
     }
+    // Making threads is not what is measured.
+    ready.arrive_and_wait();
+    begin = Clock::now();
   }
   result.wall = microsecondsSince(begin);
   outstanding.waitForAll();

@@ -60,9 +60,13 @@ void appendNumber(std::string& output, Number number) {
   output.append(digits.data(), end.ptr);
 }
 
+// What the parameters of a call mostly take.
+constexpr std::size_t kUsualSize = 128;
+
 class Writer {
  public:
   std::string write(const Value& value) {
+    output_.reserve(kUsualSize);
     append(value);
     return std::move(output_);
   }

@@ -7,6 +7,16 @@
 #include "platform/HeaderFields.h"
 
 namespace orx {
+namespace {
+
+constexpr std::size_t ownLines = 3;
+
+// It would smuggle in another field.
+bool hasLineBreak(const std::string& text) {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
+}
+
+}  // namespace
 
 TransferHeader::TransferHeader() = default;
 
@@ -14,11 +24,12 @@ TransferHeader::~TransferHeader() = default;
 
 curl_slist* TransferHeader::listFor(const URLRequest& request) {
   lines_.clear();
+  lines_.reserve(request.headerFields.size() + ownLines);
   for (const auto& [name, value] : request.headerFields) {
-    // A line break would smuggle in another field.
-    if ((name + value).find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) continue;
-    std::string& line = lines_.emplace_back(name);
-    line.append(value.empty() ? ";" : ": ").append(value);
+    if (hasLineBreak(name) || hasLineBreak(value)) continue;
+    std::string& line = lines_.emplace_back();
+    line.reserve(name.size() + 2 + value.size());
+    line.append(name).append(value.empty() ? ";" : ": ").append(value);
   }
   lines_.emplace_back("Accept:");
   if (request.httpMethod != "GET") {
