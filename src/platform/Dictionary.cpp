@@ -32,7 +32,8 @@ struct Dictionary::Content {
       return found == index->end() ? std::nullopt : std::optional(found->second);
     }
     if ((marks & markOf(key)) == 0) return std::nullopt;
-    return positionAmong(entries.size(), key);
+    const std::size_t position = positionAmong(entries.size(), key);
+    return position < entries.size() ? std::optional(position) : std::nullopt;
   }
 
   void set(std::string key, Value value) {
@@ -72,7 +73,7 @@ struct Dictionary::Content {
         continue;
       }
       const std::uint64_t mark = markOf(key);
-      areDistinct &= (marks & mark) == 0 || !positionAmong(position, key);
+      areDistinct &= (marks & mark) == 0 || positionAmong(position, key) == position;
       marks |= mark;
     }
     return areDistinct;
@@ -99,12 +100,11 @@ struct Dictionary::Content {
     return std::uint64_t{1} << (mixed * 0x9E3779B97F4A7C15U >> 58U);
   }
 
-  // The key's position among the first `count` entries.
-  std::optional<std::size_t> positionAmong(std::size_t count, std::string_view key) const {
-    for (std::size_t position = 0; position < count; ++position) {
-      if (entries[position].key == key) return position;
-    }
-    return std::nullopt;
+  // The key's position among the first `count` entries; `count` when it is not there.
+  std::size_t positionAmong(std::size_t count, std::string_view key) const {
+    std::size_t position = 0;
+    while (position < count && entries[position].key != key) ++position;
+    return position;
   }
 };
 

@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <openssl/ssl.h>
+#include <poll.h>
 #include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -41,6 +42,11 @@ struct TLSTestServer::Connection {
     std::string bytes = buffer.substr(0, count);
     buffer.erase(0, count);
     return bytes;
+  }
+
+  bool peerHasClosed() const {
+    pollfd state{descriptor, POLLRDHUP, 0};
+    return poll(&state, 1, 0) > 0;
   }
 
   const int descriptor;
@@ -311,7 +317,9 @@ bool TLSTestServer::serveRequest(Connection& connection) {
   const Answer answer = handler_(request);
   send(connection, answer);
   if (answer.stalls) {
-    while (!released_.wait(std::chrono::milliseconds(5)) && !connection.dropped) {
+    // Each with a thread of its own, so those whose client is gone must not pile up.
+    while (!released_.wait(std::chrono::milliseconds(20)) && !connection.dropped) {
+      if (connection.peerHasClosed()) return false;
     }
   }
   if (connection.dropped) return false;
