@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -58,7 +59,7 @@ std::size_t contextSwitchesOfOthers() {
 double percentile(std::vector<double> samples, double share) {
   if (samples.empty()) return 0;
   const auto last = static_cast<double>(samples.size() - 1);
-  const auto place = samples.begin() + static_cast<std::ptrdiff_t>(share * last + 0.5);
+  const auto place = samples.begin() + std::lround(share * last);
   std::nth_element(samples.begin(), place, samples.end());
   return *place;
 }

@@ -165,6 +165,7 @@ const std::vector<DictionaryEntry>& Dictionary::entries() const noexcept {
   // Never destroyed, and it takes no memory that could be missing.
   union Kept {
     std::vector<Entry> entries{};
+    // A default one would be deleted. NOLINTNEXTLINE(modernize-use-equals-default)
     ~Kept() {}
   };
   static const Kept none;

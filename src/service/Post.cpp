@@ -6,10 +6,10 @@
 
 namespace orx {
 
-void startPost(URL url, std::string_view contentType, std::string body,
+void startPost(const URL& url, std::string_view contentType, std::string body,
                URLSession::CompletionHandler completionHandler) {
   URLRequest request{
-      .url = std::move(url), .httpMethod = "POST", .headerFields = {}, .httpBody = std::move(body)};
+      .url = url, .httpMethod = "POST", .headerFields = {}, .httpBody = std::move(body)};
   request.headerFields.emplace_back("Content-Type", contentType);
   const auto session = URLSession::sessionWithConfiguration(sharedDefaultConfiguration());
   session->dataTaskWithRequest_completionHandler(std::move(request), std::move(completionHandler))
