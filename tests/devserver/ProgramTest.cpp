@@ -30,6 +30,7 @@ class Program {
     if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::abort();
     arguments.insert(arguments.begin(), ORX_DEVSERVER_PROGRAM);
     std::vector<char*> list;
+    list.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) list.push_back(argument.data());
     list.push_back(nullptr);
     process_ = fork();
