@@ -31,6 +31,7 @@ struct Pipe {
 
 Program::Program(const std::vector<std::string>& command, std::string_view input) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const auto& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
   Pipe standardInput;

@@ -8,8 +8,6 @@
 #include <cerrno>
 #include <stdexcept>
 
-extern char** environ;
-
 namespace orx::testing {
 
 namespace {
@@ -40,6 +38,7 @@ std::string runPython(const std::string& script, const std::vector<std::string>&
   std::vector<std::string> words{"python3", "-B", std::string(ORX_TESTS_DIR "/") + script};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
 
@@ -54,7 +53,7 @@ std::string runPython(const std::string& script, const std::vector<std::string>&
   const int failed = posix_spawnp(&child, "python3", &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   close(ends[1]);
-  const std::string text = failed == 0 ? readAll(ends[0]) : "";
+  std::string text = failed == 0 ? readAll(ends[0]) : "";
   close(ends[0]);
   if (failed != 0 || waitFor(child) != 0) throw std::runtime_error("python3 failed: " + words[2]);
   return text;
