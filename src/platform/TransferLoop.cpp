@@ -10,8 +10,8 @@ namespace {
 
 // Connections that are kept when idle.
 constexpr long keptConnections = 256;
-// So few begin in a turn that those before them come through their handshakes meanwhile:
-// connections that all shake hands at the same time take half as much memory again.
+// So few begin in a turn that those before them come through their handshakes meanwhile: the
+// buffers of all handshakes of a burst at the same moment would set the process's peak of memory.
 constexpr std::size_t beginsAtOnce = 8;
 // libcurl's connections are looked at again after this time at the latest.
 constexpr std::chrono::hours longestSleep{24};
