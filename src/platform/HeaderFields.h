@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,8 +20,12 @@ std::string_view trimmed(std::string_view text);
 // The first value under a name in any letter case; null when there is none.
 const std::string* fieldValue(const HeaderFields& fields, std::string_view name);
 
-// Adds one line of a head: a field, or the continuation of the last one. A line that is neither is
-// left out.
-void addFieldLine(HeaderFields& fields, std::string_view line);
+// The fields of a head's lines. A line that is neither a field nor the continuation of one is left
+// out.
+HeaderFields fieldsOfHead(std::string_view head);
+
+// The first value under a name in any letter case among a head's lines, without what continues it;
+// absent when there is none.
+std::optional<std::string_view> fieldOfHead(std::string_view head, std::string_view name);
 
 }  // namespace orx

@@ -47,6 +47,7 @@ class Reader {
   // usually takes.
   static constexpr std::size_t kMostRoom = 32;
   static constexpr std::size_t kMemberSize = 24;
+  static constexpr std::size_t kUsualDepth = 4;
 
   Level& level() { return levels_[depth_ - 1]; }
 
@@ -76,6 +77,7 @@ class Reader {
     }
     scanner_.advance();
     if (depth_ == levels_.size()) {
+      if (depth_ == 0) levels_.reserve(kUsualDepth);
       levels_.push_back({.expectedSize = std::min(scanner_.bytesLeft() / kMemberSize, kMostRoom)});
     }
     ++depth_;

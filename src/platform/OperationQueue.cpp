@@ -24,7 +24,7 @@ std::shared_ptr<OperationQueue> OperationQueue::queueWithMaxConcurrentOperationC
 std::size_t OperationQueue::maxConcurrentOperationCount() const { return state_->count; }
 
 void OperationQueue::addOperationWithBlock(std::function<void()> block) {
-  state_->strand.post(std::move(block));
+  state_->strand.post(makeJob(std::move(block)));
 }
 
 void OperationQueue::addOperationWithFinishingBlock(std::function<void(Finish)> block) {

@@ -6,8 +6,10 @@ namespace orx {
 
 void ProgressWatch::add(Watched& watched, std::chrono::milliseconds limit) {
   watched.queue_ = &queues_[limit];
-  watched.queue_->push_back(&watched);
-  watched.place_ = std::prev(watched.queue_->end());
+  if (free_.empty()) free_.emplace_back();
+  watched.place_ = free_.begin();
+  *watched.place_ = &watched;
+  watched.queue_->splice(watched.queue_->end(), free_, watched.place_);
   watched.lastProgress_ = now_;
 }
 
@@ -19,7 +21,7 @@ void ProgressWatch::noteProgress(Watched& watched) {
 
 void ProgressWatch::remove(Watched& watched) {
   if (watched.queue_ == nullptr) return;
-  watched.queue_->erase(watched.place_);
+  free_.splice(free_.begin(), *watched.queue_, watched.place_);
   watched.queue_ = nullptr;
 }
 

@@ -30,6 +30,7 @@ class ProgressWatch {
   // In the order of their last progress, for each limit.
   using Queue = std::list<Watched*>;
   std::map<std::chrono::milliseconds, Queue> queues_;
+  Queue free_;  // places without anybody, for the next ones
   Clock::time_point now_ = Clock::now();
 };
 

@@ -29,21 +29,21 @@ std::mutex& mutex() {
 
 struct Strand::State : std::enable_shared_from_this<State> {
   // One of the two is set.
-  struct Job {
-    std::function<void()> block;
+  struct Entry {
+    std::unique_ptr<Job> job;
     std::function<void(Finish)> finishing;
   };
 
   // Registers the mutex before anything is held.
   explicit State(std::size_t limit) : width(limit) { mutex(); }
 
-  void add(Job job) {
+  void add(Entry entry) {
     const std::lock_guard lock(mutex());
     forgetTheParentsJobs();
     if (waiting.empty() && hasRoom()) {
-      start(std::move(job));
+      start(std::move(entry));
     } else {
-      waiting.push_back(std::move(job));
+      waiting.push_back(std::move(entry));
     }
   }
 
@@ -59,8 +59,8 @@ struct Strand::State : std::enable_shared_from_this<State> {
   }
 
   const std::size_t width;
-  std::list<Job> waiting;
-  std::list<Job> inherited;  // the parent's
+  std::list<Entry> waiting;
+  std::list<Entry> inherited;  // the parent's
   std::size_t running = 0;
   std::uint64_t generation = WorkerPool::shared().generation();
 
@@ -77,27 +77,33 @@ struct Strand::State : std::enable_shared_from_this<State> {
 
   bool hasRoom() const { return width == 0 || running < width; }
 
-  void start(Job job) {
+  void start(Entry entry) {
     ++running;
-    if (job.block) {
-      WorkerPool::shared().submit(
-          [self = shared_from_this(), block = std::move(job.block), startedIn = generation] {
-            block();
+    WorkerPool::shared().submit(makeJob(
+        [self = shared_from_this(), entry = std::move(entry), startedIn = generation]() mutable {
+          if (entry.finishing) {
+            entry.finishing([self, startedIn] { self->finished(startedIn); });
+          } else {
+            entry.job->run();
+            entry.job.reset();
             self->finished(startedIn);
-          });
-    } else {
-      WorkerPool::shared().submit(
-          [self = shared_from_this(), block = std::move(job.finishing), startedIn = generation] {
-            block([self, startedIn] { self->finished(startedIn); });
-          });
-    }
+          }
+        }));
   }
 };
 
 Strand::Strand(std::size_t width) : state_(std::make_shared<State>(width)) {}
 
-void Strand::post(std::function<void()> job) const {
-  state_->add({.block = std::move(job), .finishing = {}});
+void Strand::post(std::unique_ptr<Job> job) const {
+  state_->add({.job = std::move(job), .finishing = {}});
+}
+
+void post(const std::optional<Strand>& queue, std::unique_ptr<Job> job) {
+  if (queue) {
+    queue->post(std::move(job));
+  } else {
+    WorkerPool::shared().submit(std::move(job));
+  }
 }
 
 void Strand::postFinishing(std::function<void(Finish)> job) const {
@@ -107,7 +113,7 @@ void Strand::postFinishing(std::function<void(Finish)> job) const {
       if (!called->exchange(true)) finish();
     });
   };
-  state_->add({.block = {}, .finishing = std::move(once)});
+  state_->add({.job = {}, .finishing = std::move(once)});
 }
 
 }  // namespace orx

@@ -3,6 +3,9 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
+
+#include "platform/Job.h"
 
 namespace orx {
 
@@ -16,7 +19,7 @@ class Strand {
   explicit Strand(std::size_t width = 1);
 
   // Neither job may throw.
-  void post(std::function<void()> job) const;
+  void post(std::unique_ptr<Job> job) const;
   // The job keeps its place until the function that it is handed has been called, once, from
   // any thread; calls after the first do nothing.
   void postFinishing(std::function<void(Finish)> job) const;
@@ -25,5 +28,8 @@ class Strand {
   struct State;
   std::shared_ptr<State> state_;
 };
+
+// On the queue, or, where there is none, in no order with others.
+void post(const std::optional<Strand>& queue, std::unique_ptr<Job> job);
 
 }  // namespace orx

@@ -3,7 +3,8 @@
 #include <curl/curl.h>
 
 #include <algorithm>
-#include <charconv>
+#include <tuple>
+#include <utility>
 
 #include "platform/HeaderFields.h"
 #include "platform/Limits.h"
@@ -12,12 +13,7 @@
 namespace orx {
 namespace {
 
-static_assert(CURL_ERROR_SIZE <= 256);
-
-// Beyond this an announced length is not believed before the bytes come.
-constexpr std::size_t largestReservation = std::size_t{1024} * 1024;
-
-constexpr std::size_t usualFields = 8;
+static_assert(CURL_ERROR_SIZE <= std::tuple_size<decltype(TransferHandle::errorText)>());
 
 // A body up to this size leaves together with the header, in one write; a longer one is read piece
 // by piece, which shows that it moves.
@@ -32,9 +28,6 @@ int closeSocket(void* sockets, curl_socket_t descriptor) {
   static_cast<ConnectionSockets*>(sockets)->close(descriptor);
   return 0;
 }
-
-// Statuses below 200 that stand for no interim reply that is known.
-bool isUnassignedInterim(long statusCode) { return statusCode > 103 && statusCode < 200; }
 
 bool isFailureToConnect(int code) {
   return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
@@ -51,100 +44,112 @@ long info(CURL* easy, CURLINFO which) {
 }  // namespace
 
 Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
-                   Completion completion)
+                   Receiver receiver)
     : request_(std::move(request)),
       configuration_(std::move(configuration)),
-      completion_(std::move(completion)),
+      receiver_(std::move(receiver)),
       redirectsLeft_(limits::redirects) {}
 
-void Transfer::begin(void* easy, std::shared_ptr<const TransferOptions> options,
-                     TransferSurroundings& surroundings) {
-  easy_ = easy;
-  options_ = std::move(options);
-  surroundings_ = &surroundings;
-  receiveCallbacks();
-  setRequest();
-}
+// ---- The handle, set up for any transfer and for this one. ----
 
-void Transfer::prepare(void* easy, TransferSurroundings& surroundings) {
+void Transfer::prepare(TransferHandle& handle, TransferSurroundings& surroundings) {
+  void* easy = handle.easy;
   // The connection keeps these two for its whole life.
   curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
   curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &surroundings.sockets);
   curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, closeSocket);
   curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, &surroundings.sockets);
+
+  curl_easy_setopt(easy, CURLOPT_PRIVATE, &handle);
+  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, handle.errorText.data());
   curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Transfer::aboutToSend);
+  curl_easy_setopt(easy, CURLOPT_PREREQDATA, &handle);
   curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &Transfer::goOn);
+  curl_easy_setopt(easy, CURLOPT_XFERINFODATA, &handle);
   curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::receiveHeader);
+  curl_easy_setopt(easy, CURLOPT_HEADERDATA, &handle);
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::receiveBody);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &handle);
+  curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, &Transfer::refuseToRewind);
 }
 
-void Transfer::receiveCallbacks() {
-  curl_easy_setopt(easy_, CURLOPT_PRIVATE, this);
-  curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_.data());
-  curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
-  curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 1L);
-  curl_easy_setopt(easy_, CURLOPT_XFERINFODATA, this);
-  curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
+void Transfer::begin(std::unique_ptr<TransferHandle> handle, TransferSurroundings& surroundings) {
+  handle_ = std::move(handle);
+  handle_->transfer = this;
+  handle_->errorText.front() = '\0';
+  surroundings_ = &surroundings;
+  curl_easy_setopt(easy(), CURLOPT_NOPROGRESS, 1L);
+  setRequest();
+}
+
+Transfer* Transfer::servedBy(void* easy) {
+  TransferHandle* handle = nullptr;
+  curl_easy_getinfo(easy, CURLINFO_PRIVATE, &handle);
+  return handle->transfer;
+}
+
+std::unique_ptr<TransferHandle> Transfer::giveHandleBack() {
+  handle_->transfer = nullptr;
+  return std::move(handle_);
 }
 
 void Transfer::setRequest() {
-  curl_easy_setopt(easy_, CURLOPT_URL, url().c_str());
-  curl_easy_setopt(easy_, CURLOPT_FRESH_CONNECT, 0L);
-  curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, nullptr);
-  curl_easy_setopt(easy_, CURLOPT_NOBODY, 0L);
+  curl_easy_setopt(easy(), CURLOPT_URL, url().c_str());
+  curl_easy_setopt(easy(), CURLOPT_FRESH_CONNECT, 0L);
+  curl_easy_setopt(easy(), CURLOPT_CUSTOMREQUEST, nullptr);
+  curl_easy_setopt(easy(), CURLOPT_NOBODY, 0L);
   const bool isGET = request_.httpMethod == "GET";
   const bool isHEAD = request_.httpMethod == "HEAD";
   if (isGET) {
-    curl_easy_setopt(easy_, CURLOPT_HTTPGET, 1L);
+    curl_easy_setopt(easy(), CURLOPT_HTTPGET, 1L);
   } else if (isHEAD) {
-    curl_easy_setopt(easy_, CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(easy(), CURLOPT_NOBODY, 1L);
   } else {
     setBody();
   }
   // What carries a body is redirected here, where it is seen whether the body would go twice.
-  curl_easy_setopt(easy_, CURLOPT_FOLLOWLOCATION, isGET || isHEAD ? 1L : 0L);
-  curl_easy_setopt(easy_, CURLOPT_MAXREDIRS, redirectsLeft_);
-  curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, header_.listFor(request_));
+  curl_easy_setopt(easy(), CURLOPT_FOLLOWLOCATION, isGET || isHEAD ? 1L : 0L);
+  curl_easy_setopt(easy(), CURLOPT_MAXREDIRS, redirectsLeft_);
+  curl_easy_setopt(easy(), CURLOPT_HTTPHEADER, handle_->header.listFor(request_));
 }
 
 void Transfer::setBody() {
   const std::size_t size = request_.httpBody ? request_.httpBody->size() : 0;
   bodySent_ = 0;
   if (request_.httpMethod != "POST") {
-    curl_easy_setopt(easy_, CURLOPT_CUSTOMREQUEST, request_.httpMethod.c_str());
+    curl_easy_setopt(easy(), CURLOPT_CUSTOMREQUEST, request_.httpMethod.c_str());
   }
-  curl_easy_setopt(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(size));
-  curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, nullptr);
+  curl_easy_setopt(easy(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(size));
+  curl_easy_setopt(easy(), CURLOPT_POSTFIELDS, nullptr);
   if (size <= bodySentWithHeader) {
-    curl_easy_setopt(easy_, CURLOPT_POSTFIELDS, request_.httpBody ? request_.httpBody->data() : "");
+    curl_easy_setopt(easy(), CURLOPT_POSTFIELDS,
+                     request_.httpBody ? request_.httpBody->data() : "");
     return;
   }
-  curl_easy_setopt(easy_, CURLOPT_POST, 1L);
-  curl_easy_setopt(easy_, CURLOPT_READFUNCTION, &Transfer::readBody);
-  curl_easy_setopt(easy_, CURLOPT_READDATA, this);
-  curl_easy_setopt(easy_, CURLOPT_SEEKFUNCTION, &Transfer::refuseToRewind);
-  curl_easy_setopt(easy_, CURLOPT_SEEKDATA, this);
+  curl_easy_setopt(easy(), CURLOPT_POST, 1L);
+  curl_easy_setopt(easy(), CURLOPT_READFUNCTION, &Transfer::readBody);
+  curl_easy_setopt(easy(), CURLOPT_READDATA, handle_.get());
 }
 
 // ---- libcurl calls back: no exception may pass through it. ----
 
-int Transfer::aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
+Transfer& Transfer::of(void* handle) { return *static_cast<TransferHandle*>(handle)->transfer; }
+
+int Transfer::aboutToSend(void* handle, char* peerAddress, char* localAddress, int peerPort,
                           int localPort) noexcept {
-  const bool allowed =
-      static_cast<Transfer*>(self)->mayBeSent({peerAddress, peerPort, localAddress, localPort});
+  const bool allowed = of(handle).mayBeSent({peerAddress, peerPort, localAddress, localPort});
   return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
 bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
   noteProgress();
   // Redirects that libcurl follows are GETs, which may be repeated.
-  if (info(easy_, CURLINFO_REDIRECT_COUNT) == 0) {
+  if (info(easy(), CURLINFO_REDIRECT_COUNT) == 0) {
     // libcurl sends a request again when a kept connection dies without an answer. What has left
     // may have been acted upon.
-    if (info(easy_, CURLINFO_REQUEST_SIZE) > 0) return false;
-    const bool isNew = info(easy_, CURLINFO_NUM_CONNECTS) > 0;
-    if (isNew) curl_easy_setopt(easy_, CURLOPT_NOPROGRESS, 0L);
+    if (info(easy(), CURLINFO_REQUEST_SIZE) > 0) return false;
+    const bool isNew = info(easy(), CURLINFO_NUM_CONNECTS) > 0;
+    if (isNew) curl_easy_setopt(easy(), CURLOPT_NOPROGRESS, 0L);
     if (!isNew && surroundings_->sockets.peerHasClosed(connection)) {
       connectionWasDead_ = true;
       return false;
@@ -157,15 +162,15 @@ bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
 // Called after each step over a new connection. The server's session tickets, which come while the
 // request is under way, leave the TLS library with a buffer of 16 KiB for an answer to them that
 // there never is.
-int Transfer::goOn(void* self, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept {
-  const auto& transfer = *static_cast<Transfer*>(self);
-  if (transfer.stage_ == TransferStage::waiting) releaseConnectionBuffers(transfer.easy_);
+int Transfer::goOn(void* handle, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept {
+  const Transfer& transfer = of(handle);
+  if (transfer.stage_ == TransferStage::waiting) releaseConnectionBuffers(transfer.easy());
   return 0;
 }
 
 std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count,
-                               void* self) noexcept {
-  auto& transfer = *static_cast<Transfer*>(self);
+                               void* handle) noexcept {
+  Transfer& transfer = of(handle);
   transfer.noteProgress();
   if (!transfer.request_.httpBody) return 0;
   const std::string& body = *transfer.request_.httpBody;
@@ -178,17 +183,19 @@ std::size_t Transfer::readBody(char* buffer, std::size_t size, std::size_t count
 int Transfer::refuseToRewind(void*, std::int64_t, int) noexcept { return CURL_SEEKFUNC_FAIL; }
 
 std::size_t Transfer::receiveHeader(char* bytes, std::size_t size, std::size_t count,
-                                    void* self) noexcept {
-  auto& transfer = *static_cast<Transfer*>(self);
+                                    void* handle) noexcept {
+  Transfer& transfer = of(handle);
   const std::string_view line(bytes, size * count);
   return transfer.receive([&] { return transfer.takeHeaderLine(line); }) ? line.size() : 0;
 }
 
 std::size_t Transfer::receiveBody(char* bytes, std::size_t size, std::size_t count,
-                                  void* self) noexcept {
-  auto& transfer = *static_cast<Transfer*>(self);
+                                  void* handle) noexcept {
+  Transfer& transfer = of(handle);
   const std::string_view piece(bytes, size * count);
-  return transfer.receive([&] { return transfer.takeBody(piece); }) ? piece.size() : 0;
+  return transfer.receive([&] { return transfer.reply_.takeBody(piece, *transfer.configuration_); })
+             ? piece.size()
+             : 0;
 }
 
 // What the answer needs of memory is the server's choice, so running out of it ends the transfer.
@@ -198,91 +205,42 @@ bool Transfer::receive(const Take& take) noexcept {
   try {
     return take();
   } catch (const std::exception&) {
-    excess_ = Excess::memory;
+    reply_.runOutOfMemory();
     return false;
   }
 }
 
 bool Transfer::takeHeaderLine(std::string_view line) {
-  headerSize_ += line.size();
-  if (headerSize_ > configuration_->maximumHeaderSize) {
-    excess_ = Excess::header;
-    return false;
+  // libcurl goes on to another place by itself.
+  const bool followsRedirects = request_.httpMethod == "GET" || request_.httpMethod == "HEAD";
+  switch (reply_.takeHeaderLine(line, *configuration_, followsRedirects)) {
+    case TransferReply::Next::head:
+      return true;
+    case TransferReply::Next::body:
+      stage_ = TransferStage::receiving;
+      return true;
+    case TransferReply::Next::redirectedReply:
+      stage_ = TransferStage::connecting;
+      return true;
+    case TransferReply::Next::nothing:
+      return false;
   }
-  // What comes after the body's begin are trailers.
-  if (stage_ == TransferStage::receiving) return true;
-  if (line.starts_with("HTTP/")) {
-    forgetReply();
-    headerFields_.reserve(usualFields);
-    const auto blank = line.find(' ');
-    if (blank != std::string_view::npos) {
-      std::from_chars(line.data() + blank + 1, line.data() + line.size(), statusCode_);
-    }
-  } else if (trimmed(line).empty()) {
-    return takeEndOfHead();
-  } else {
-    addFieldLine(headerFields_, line);
-  }
-  return true;
-}
-
-bool Transfer::takeEndOfHead() {
-  if (statusCode_ < 200) {
-    endsWithUnassignedInterim_ = isUnassignedInterim(statusCode_);
-    // An interim reply has no body: what announces one is the server's last word.
-    return !endsWithUnassignedInterim_ || fieldValue(headerFields_, "Content-Length") == nullptr;
-  }
-  if (isFollowedRedirect()) {
-    stage_ = TransferStage::connecting;
-    return true;
-  }
-  headIsComplete_ = true;
-  stage_ = TransferStage::receiving;
-  if (const std::string* text = fieldValue(headerFields_, "Content-Length")) {
-    std::size_t length = 0;
-    std::from_chars(text->data(), text->data() + text->size(), length);
-    body_.reserve(std::min({length, configuration_->maximumBodySize, largestReservation}));
-  }
-  return true;
-}
-
-// True when libcurl goes on to another place by itself.
-bool Transfer::isFollowedRedirect() const {
-  if (request_.httpMethod != "GET" && request_.httpMethod != "HEAD") return false;
-  const std::string* target = fieldValue(headerFields_, "Location");
-  return statusCode_ >= 300 && statusCode_ < 400 && target != nullptr && !target->empty();
-}
-
-bool Transfer::takeBody(std::string_view piece) {
-  const std::size_t taken = std::min(piece.size(), configuration_->maximumBodySize - body_.size());
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(piece.data());
-  body_.insert(body_.end(), bytes, bytes + taken);
-  if (taken == piece.size()) return true;
-  excess_ = Excess::body;
   return false;
 }
 
 // ---- The end of a run of the handle. ----
 
-void Transfer::forgetReply() {
-  statusCode_ = 0;
-  headIsComplete_ = false;
-  endsWithUnassignedInterim_ = false;
-  headerFields_.clear();
-  body_.clear();
-}
-
 bool Transfer::continuesAfter(int code) {
   if (code == CURLE_ABORTED_BY_CALLBACK && connectionWasDead_) {
     // Not a byte has left: the same request on a new connection.
     connectionWasDead_ = false;
-    curl_easy_setopt(easy_, CURLOPT_FRESH_CONNECT, 1L);
+    curl_easy_setopt(easy(), CURLOPT_FRESH_CONNECT, 1L);
     return true;
   }
-  const bool becomesGET = statusCode_ >= 301 && statusCode_ <= 303;
+  const bool becomesGET = reply_.statusCode() >= 301 && reply_.statusCode() <= 303;
   if (code != CURLE_OK || request_.httpMethod != "POST" || !becomesGET) return false;
   char* target = nullptr;
-  curl_easy_getinfo(easy_, CURLINFO_REDIRECT_URL, &target);
+  curl_easy_getinfo(easy(), CURLINFO_REDIRECT_URL, &target);
   if (target == nullptr) return false;
   goOnAsGET(target);
   return true;
@@ -297,7 +255,7 @@ void Transfer::goOnAsGET(std::string url) {
     return equalsIgnoringCase(field.first, "Content-Type") ||
            equalsIgnoringCase(field.first, "Content-Length");
   });
-  forgetReply();
+  reply_.forget();
   stage_ = TransferStage::connecting;
   setRequest();
 }
@@ -305,31 +263,40 @@ void Transfer::goOnAsGET(std::string url) {
 void Transfer::finish(int code) {
   // libcurl waits for the final reply after any status below 200. When none can come any more, the
   // server meant the one that it sent.
-  if (endsWithUnassignedInterim_ && excess_ == Excess::none && code != CURLE_OPERATION_TIMEDOUT) {
-    headIsComplete_ = true;
-    code = CURLE_OK;
+  const bool isComplete = reply_.isUnassignedInterim() &&
+                          reply_.excess() == TransferReply::Excess::none &&
+                          code != CURLE_OPERATION_TIMEDOUT;
+  if (isComplete) code = CURLE_OK;
+  if (code != CURLE_OK) outcome_.error = errorOf(code);
+  if (isComplete || reply_.headIsComplete()) {
+    outcome_.response = std::make_shared<HTTPURLResponse>(request_.url, landingPlace(),
+                                                          reply_.statusCode(), reply_.takeHead());
+    outcome_.data = Data(reply_.takeBody());
   }
-  TransferOutcome outcome;
-  if (code != CURLE_OK) outcome.error = errorOf(code);
-  if (headIsComplete_) {
-    outcome.response =
-        std::make_shared<HTTPURLResponse>(currentURL(), statusCode_, std::move(headerFields_));
-    outcome.data = Data(std::move(body_));
-  }
-  if (!outcome.response && !outcome.error) outcome.error = errorOf(CURLE_WEIRD_SERVER_REPLY);
-  completion_(std::move(outcome));
+  if (!outcome_.response && !outcome_.error) outcome_.error = errorOf(CURLE_WEIRD_SERVER_REPLY);
 }
 
-void Transfer::fail(std::shared_ptr<Error> error) {
-  completion_(TransferOutcome::failure(std::move(error)));
+void Transfer::report(std::unique_ptr<Transfer> transfer) {
+  const auto queue = transfer->receiver_.queue;
+  post(queue, std::move(transfer));
 }
 
-std::string Transfer::currentURL() const {
+void Transfer::fail(std::unique_ptr<Transfer> transfer, std::shared_ptr<Error> error) {
+  transfer->outcome_.error = std::move(error);
+  report(std::move(transfer));
+}
+
+void Transfer::run() {
+  const auto& [data, response, error] = outcome_;
+  if (receiver_.handler) receiver_.handler(data, response, error);
+}
+
+std::optional<std::string> Transfer::landingPlace() const {
   char* text = nullptr;
-  if (info(easy_, CURLINFO_REDIRECT_COUNT) > 0) {
-    curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &text);
+  if (info(easy(), CURLINFO_REDIRECT_COUNT) > 0) {
+    curl_easy_getinfo(easy(), CURLINFO_EFFECTIVE_URL, &text);
   }
-  return text != nullptr ? text : url();
+  return text != nullptr ? std::optional<std::string>(text) : redirectedTo_;
 }
 
 TransportFailure Transfer::failureOf(int code) const {
@@ -341,11 +308,11 @@ TransportFailure Transfer::failureOf(int code) const {
     failure.code = CURLE_SEND_FAIL_REWIND;
   }
   failure.stage = stage_;
-  failure.url = currentURL();
+  failure.url = landingPlace().value_or(request_.url.absoluteString());
   if (const auto url = URL::URLWithString(failure.url)) failure.host = url->host();
-  failure.detail = errorText_.data();
+  failure.detail = handle_->errorText.data();
   if (code == CURLE_COULDNT_CONNECT) {
-    failure.systemError = static_cast<int>(info(easy_, CURLINFO_OS_ERRNO));
+    failure.systemError = static_cast<int>(info(easy(), CURLINFO_OS_ERRNO));
   }
   return failure;
 }
@@ -359,17 +326,17 @@ std::shared_ptr<Error> Transfer::errorOf(int code) const {
                               " bytes",
                           failure.url);
   };
-  switch (excess_) {
-    case Excess::header:
+  switch (reply_.excess()) {
+    case TransferReply::Excess::header:
       return tooLong("header", configuration_->maximumHeaderSize);
-    case Excess::body:
+    case TransferReply::Excess::body:
       return tooLong("body", configuration_->maximumBodySize);
-    case Excess::memory:
+    case TransferReply::Excess::memory:
       return transportError(
           NSURLErrorDataLengthExceedsMaximum,
           "could not take the answer of " + failure.host + ": there is not enough memory for it",
           failure.url);
-    case Excess::none:
+    case TransferReply::Excess::none:
       break;
   }
   return transportError(failure);

@@ -1,19 +1,18 @@
 #pragma once
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "platform/ConnectionSockets.h"
+#include "platform/Job.h"
 #include "platform/ProgressWatch.h"
-#include "platform/TransferHeader.h"
-#include "platform/TransferOptions.h"
+#include "platform/Strand.h"
+#include "platform/TransferHandle.h"
+#include "platform/TransferReply.h"
 #include "platform/TransportError.h"
 #include "platform/URLSession.h"
 
@@ -24,10 +23,6 @@ struct TransferOutcome {
   std::optional<Data> data;
   std::shared_ptr<HTTPURLResponse> response;
   std::shared_ptr<Error> error;
-
-  static TransferOutcome failure(std::shared_ptr<Error> error) {
-    return {std::nullopt, nullptr, std::move(error)};
-  }
 };
 
 // What all transfers of the transfer loop have in common.
@@ -37,92 +32,87 @@ struct TransferSurroundings {
   ConnectionSockets sockets{events};
 };
 
-// One request on its way, with its redirects. Used by the transfer loop alone once submitted.
-class Transfer : public ProgressWatch::Watched {
+// One request on its way, with its redirects; at the end the job that reports. Used by the transfer
+// loop alone once submitted.
+class Transfer final : public ProgressWatch::Watched, public Job {
  public:
-  // Called once, on the worker that runs the transfer loop, which it must not hold up.
-  using Completion = std::function<void(TransferOutcome outcome)>;
+  // Whom it reports to.
+  struct Receiver {
+    URLSession::CompletionHandler handler;
+    std::optional<Strand> queue;  // absent: no order among the reports
+  };
 
   Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
-           Completion completion);
-  Transfer(const Transfer&) = delete;
-  Transfer& operator=(const Transfer&) = delete;
+           Receiver receiver);
 
   const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
     return configuration_;
   }
-  void* easy() const { return easy_; }
-  const std::shared_ptr<const TransferOptions>& options() const { return options_; }
+  void* easy() const { return handle_->easy; }
 
-  // Sets up a fresh or reset libcurl handle for any number of transfers.
-  static void prepare(void* easy, TransferSurroundings& surroundings);
-  // Sets up a libcurl handle, prepared and with the options set, for this request. Whatever another
+  // Sets up a fresh or reset handle for any number of transfers.
+  static void prepare(TransferHandle& handle, TransferSurroundings& surroundings);
+  // Takes a handle for the time of the transfer and sets it up for this request. Whatever another
   // request may have left there is overwritten.
-  void begin(void* easy, std::shared_ptr<const TransferOptions> options,
-             TransferSurroundings& surroundings);
+  void begin(std::unique_ptr<TransferHandle> handle, TransferSurroundings& surroundings);
+  // Whose a CURL* is at the moment.
+  static Transfer* servedBy(void* easy);
   // What follows when libcurl is done with the handle: true when it is to be run once more.
   bool continuesAfter(int code);
-  // Reports; `code` is libcurl's for the whole.
+  // Keeps the outcome; `code` is libcurl's for the whole.
   void finish(int code);
-  void fail(std::shared_ptr<Error> error);
+  std::unique_ptr<TransferHandle> giveHandleBack();
+
+  // Brings the outcome to its receiver, or this error.
+  static void report(std::unique_ptr<Transfer> transfer);
+  static void fail(std::unique_ptr<Transfer> transfer, std::shared_ptr<Error> error);
 
  private:
-  enum class Excess { none, header, body, memory };
-
+  void run() override;
   void setRequest();
   void setBody();
-  void receiveCallbacks();
-  void forgetReply();
   void goOnAsGET(std::string url);
   const std::string& url() const {
     return redirectedTo_ ? *redirectedTo_ : request_.url.absoluteString();
   }
-  bool isFollowedRedirect() const;
+  // Where redirects have led; absent when there were none.
+  std::optional<std::string> landingPlace() const;
   TransportFailure failureOf(int code) const;
   std::shared_ptr<Error> errorOf(int code) const;
-  std::string currentURL() const;
 
-  static int aboutToSend(void* self, char* peerAddress, char* localAddress, int peerPort,
+  // What libcurl calls, with a TransferHandle.
+  static Transfer& of(void* handle);
+  static int aboutToSend(void* handle, char* peerAddress, char* localAddress, int peerPort,
                          int localPort) noexcept;
-  static int goOn(void* self, std::int64_t bodySize, std::int64_t received, std::int64_t toSend,
+  static int goOn(void* handle, std::int64_t bodySize, std::int64_t received, std::int64_t toSend,
                   std::int64_t sent) noexcept;
   static std::size_t readBody(char* buffer, std::size_t size, std::size_t count,
-                              void* self) noexcept;
-  static int refuseToRewind(void* self, std::int64_t offset, int origin) noexcept;
+                              void* handle) noexcept;
+  static int refuseToRewind(void* handle, std::int64_t offset, int origin) noexcept;
   static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count,
-                                   void* self) noexcept;
+                                   void* handle) noexcept;
   static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count,
-                                 void* self) noexcept;
+                                 void* handle) noexcept;
   bool mayBeSent(const ConnectionSockets::Ends& connection);
   void noteProgress() { surroundings_->watch.noteProgress(*this); }
   template <typename Take>
   bool receive(const Take& take) noexcept;
-  bool takeBody(std::string_view piece);
   bool takeHeaderLine(std::string_view line);
-  bool takeEndOfHead();
 
   URLRequest request_;
   std::shared_ptr<const URLSessionConfiguration> configuration_;
-  Completion completion_;
+  Receiver receiver_;
 
-  void* easy_ = nullptr;
-  std::shared_ptr<const TransferOptions> options_;
+  std::unique_ptr<TransferHandle> handle_;
   TransferSurroundings* surroundings_ = nullptr;
-  TransferHeader header_;
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that this handle was last set up for
   long redirectsLeft_;
   bool connectionWasDead_ = false;
 
   TransferStage stage_ = TransferStage::connecting;
-  Excess excess_ = Excess::none;
-  std::size_t headerSize_ = 0;
-  long statusCode_ = 0;
-  bool headIsComplete_ = false;
-  bool endsWithUnassignedInterim_ = false;
-  std::vector<std::pair<std::string, std::string>> headerFields_;
-  std::vector<std::uint8_t> body_;
-  std::array<char, 256> errorText_{};
+  TransferReply reply_;
+  TransferOutcome outcome_;
 };
 
 }  // namespace orx

@@ -70,7 +70,8 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
       return;
     }
   }
-  transfer->fail(
+  Transfer::fail(
+      std::move(transfer),
       transportError(NSURLErrorUnknown, "the system has no thread, descriptor or memory left", {}));
 }
 

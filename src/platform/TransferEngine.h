@@ -15,8 +15,8 @@ class TransferEngine final : private Duty {
  public:
   static TransferEngine& shared();
 
-  // Takes a transfer over; its completion is called later on the attending worker, or here when no
-  // thread can be had. Cheap: at most one wake-up for any number of transfers in a row.
+  // Takes a transfer over; it reports later, also when no thread can be had for it. Cheap: at most
+  // one wake-up for any number of transfers in a row.
   void submit(std::unique_ptr<Transfer> transfer);
 
  private:

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "platform/Transfer.h"
+
 namespace orx {
 namespace {
 
@@ -11,6 +13,9 @@ constexpr std::size_t keptHandles = 256;
 
 }  // namespace
 
+TransferHandle::~TransferHandle() { curl_easy_cleanup(easy); }
+
+// The same as the last one's when the configuration is.
 std::shared_ptr<const TransferOptions> TransferHandles::optionsFor(
     const std::shared_ptr<const URLSessionConfiguration>& configuration) {
   if (!lastOptions_ || !lastOptions_->areOf(configuration)) {
@@ -19,30 +24,33 @@ std::shared_ptr<const TransferOptions> TransferHandles::optionsFor(
   return lastOptions_;
 }
 
-void* TransferHandles::take(const std::shared_ptr<const TransferOptions>& options) {
-  CURL* easy = nullptr;
+std::unique_ptr<TransferHandle> TransferHandles::take(
+    const std::shared_ptr<const URLSessionConfiguration>& configuration) {
+  auto options = optionsFor(configuration);
+  std::unique_ptr<TransferHandle> handle;
   if (idle_.empty()) {
-    easy = curl_easy_init();
+    CURL* easy = curl_easy_init();
     if (easy == nullptr) return nullptr;
+    handle = std::make_unique<TransferHandle>(easy);
   } else {
-    const Handle handle = std::move(idle_.back());
+    handle = std::move(idle_.back());
     idle_.pop_back();
-    if (handle.options == options) return handle.easy;
-    easy = handle.easy;
-    curl_easy_reset(easy);
   }
-  options->applyTo(easy);
-  Transfer::prepare(easy, surroundings_);
-  curl_easy_setopt(easy, CURLOPT_SHARE, share_);
-  return easy;
+  if (handle->options != options) setUp(*handle, std::move(options));
+  return handle;
 }
 
-void TransferHandles::giveBack(void* easy, std::shared_ptr<const TransferOptions> options) {
-  if (idle_.size() < keptHandles) {
-    idle_.push_back({easy, std::move(options)});
-  } else {
-    curl_easy_cleanup(easy);
-  }
+void TransferHandles::setUp(TransferHandle& handle,
+                            std::shared_ptr<const TransferOptions> options) {
+  curl_easy_reset(handle.easy);
+  options->applyTo(handle.easy);
+  Transfer::prepare(handle, surroundings_);
+  curl_easy_setopt(handle.easy, CURLOPT_SHARE, share_);
+  handle.options = std::move(options);
+}
+
+void TransferHandles::giveBack(std::unique_ptr<TransferHandle> handle) {
+  if (idle_.size() < keptHandles) idle_.push_back(std::move(handle));
 }
 
 }  // namespace orx

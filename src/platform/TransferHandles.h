@@ -3,10 +3,11 @@
 #include <memory>
 #include <vector>
 
-#include "platform/Transfer.h"
-#include "platform/TransferOptions.h"
+#include "platform/TransferHandle.h"
 
 namespace orx {
+
+struct TransferSurroundings;
 
 // libcurl's handles for single transfers, kept set up for the next one: that mostly wants the same.
 // Used by one thread at a time.
@@ -17,24 +18,19 @@ class TransferHandles {
   // What all transfers share (a CURLSH), set before the first handle is taken.
   void setShare(void* share) { share_ = share; }
 
-  // The same as the last one's when the configuration is.
-  std::shared_ptr<const TransferOptions> optionsFor(
+  // Set up for this configuration; null when there is no memory.
+  std::unique_ptr<TransferHandle> take(
       const std::shared_ptr<const URLSessionConfiguration>& configuration);
-
-  // Prepared and with the options set; null when there is no memory.
-  void* take(const std::shared_ptr<const TransferOptions>& options);
-  void giveBack(void* easy, std::shared_ptr<const TransferOptions> options);
+  void giveBack(std::unique_ptr<TransferHandle> handle);
 
  private:
-  // An idle handle and the options that stand in it.
-  struct Handle {
-    void* easy;
-    std::shared_ptr<const TransferOptions> options;
-  };
+  std::shared_ptr<const TransferOptions> optionsFor(
+      const std::shared_ptr<const URLSessionConfiguration>& configuration);
+  void setUp(TransferHandle& handle, std::shared_ptr<const TransferOptions> options);
 
   TransferSurroundings& surroundings_;
   void* share_ = nullptr;
-  std::vector<Handle> idle_;
+  std::vector<std::unique_ptr<TransferHandle>> idle_;
   std::shared_ptr<const TransferOptions> lastOptions_;
 };
 

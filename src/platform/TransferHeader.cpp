@@ -23,18 +23,27 @@ TransferHeader::TransferHeader() = default;
 TransferHeader::~TransferHeader() = default;
 
 curl_slist* TransferHeader::listFor(const URLRequest& request) {
+  if (list_.empty() || method_ != request.httpMethod || fields_ != request.headerFields) {
+    method_ = request.httpMethod;
+    fields_ = request.headerFields;
+    make();
+  }
+  return list_.data();
+}
+
+void TransferHeader::make() {
   lines_.clear();
-  lines_.reserve(request.headerFields.size() + ownLines);
-  for (const auto& [name, value] : request.headerFields) {
+  lines_.reserve(fields_.size() + ownLines);
+  for (const auto& [name, value] : fields_) {
     if (hasLineBreak(name) || hasLineBreak(value)) continue;
     std::string& line = lines_.emplace_back();
     line.reserve(name.size() + 2 + value.size());
     line.append(name).append(value.empty() ? ";" : ": ").append(value);
   }
   lines_.emplace_back("Accept:");
-  if (request.httpMethod != "GET") {
+  if (method_ != "GET") {
     lines_.emplace_back("Expect:");
-    if (fieldValue(request.headerFields, "Content-Type") == nullptr) {
+    if (fieldValue(fields_, "Content-Type") == nullptr) {
       lines_.emplace_back("Content-Type:");
     }
   }
@@ -43,7 +52,6 @@ curl_slist* TransferHeader::listFor(const URLRequest& request) {
     list_[index].data = lines_[index].data();
     if (index > 0) list_[index - 1].next = &list_[index];
   }
-  return list_.data();
 }
 
 }  // namespace orx

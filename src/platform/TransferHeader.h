@@ -3,13 +3,14 @@
 #include <string>
 #include <vector>
 
+#include "platform/HeaderFields.h"
 #include "platform/URLSession.h"
 
 struct curl_slist;
 
 namespace orx {
 
-// The header lines of one request in libcurl's form.
+// The header lines of a request in libcurl's form, kept for the next one: that mostly has the same.
 class TransferHeader {
  public:
   TransferHeader();
@@ -22,6 +23,12 @@ class TransferHeader {
   curl_slist* listFor(const URLRequest& request);
 
  private:
+  void make();
+
+  // What the lines say.
+  std::string method_;
+  HeaderFields fields_;
+
   std::vector<std::string> lines_;
   std::vector<curl_slist> list_;
 };

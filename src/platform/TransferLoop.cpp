@@ -116,16 +116,15 @@ void TransferLoop::beginSome() {
 }
 
 void TransferLoop::begin(std::unique_ptr<Transfer> transfer) {
-  auto options = handles_.optionsFor(transfer->configuration());
-  void* easy = handles_.take(options);
-  if (easy == nullptr) {
-    transfer->fail(transportError(NSURLErrorUnknown, "no memory for a transfer", {}));
-    return;
+  auto handle = handles_.take(transfer->configuration());
+  if (!handle) {
+    auto error = transportError(NSURLErrorUnknown, "no memory for a transfer", {});
+    return Transfer::fail(std::move(transfer), std::move(error));
   }
-  surroundings_.watch.add(*transfer, options->timeout());
+  surroundings_.watch.add(*transfer, handle->options->timeout());
   ++running_;
-  if (options->configuration().usesHTTP2) ++runningOverHTTP2_;
-  transfer->begin(easy, std::move(options), surroundings_);
+  if (transfer->configuration()->usesHTTP2) ++runningOverHTTP2_;
+  transfer->begin(std::move(handle), surroundings_);
   // The handle's private pointer owns it from here.
   run(*transfer.release());
 }
@@ -163,8 +162,7 @@ void TransferLoop::collectFinished(void* multi) {
   while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
     if (message->msg != CURLMSG_DONE) continue;
     const CURLcode code = message->data.result;
-    Transfer* transfer = nullptr;
-    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+    Transfer* transfer = Transfer::servedBy(message->easy_handle);
     if (transfer->continuesAfter(code)) {
       surroundings_.watch.noteProgress(*transfer);
       curl_multi_remove_handle(multi, transfer->easy());
@@ -176,17 +174,18 @@ void TransferLoop::collectFinished(void* multi) {
 }
 
 void TransferLoop::end(Transfer* transfer, int code) {
-  const std::unique_ptr<Transfer> owner(transfer);
+  std::unique_ptr<Transfer> owner(transfer);
   surroundings_.watch.remove(*transfer);
   --running_;
-  if (transfer->options()->configuration().usesHTTP2) --runningOverHTTP2_;
+  if (transfer->configuration()->usesHTTP2) --runningOverHTTP2_;
   transfer->finish(code);
   curl_multi_remove_handle(multiOf(*transfer), transfer->easy());
-  handles_.giveBack(transfer->easy(), transfer->options());
+  handles_.giveBack(transfer->giveHandleBack());
+  Transfer::report(std::move(owner));
 }
 
 void* TransferLoop::multiOf(const Transfer& transfer) const {
-  return transfer.options()->configuration().usesHTTP2 ? multiOfHTTP2_ : multi_;
+  return transfer.configuration()->usesHTTP2 ? multiOfHTTP2_ : multi_;
 }
 
 }  // namespace orx

@@ -5,19 +5,13 @@
 
 #include "platform/DefaultConfiguration.h"
 #include "platform/ForkSafety.h"
+#include "platform/HeaderFields.h"
 #include "platform/Strand.h"
 #include "platform/TransferEngine.h"
-#include "platform/WorkerPool.h"
 
 namespace orx {
-namespace {
 
-// Where foreign code begins: what a handler throws ends the process here, as with std::thread.
-void report(const URLSession::CompletionHandler& handler, const TransferOutcome& outcome) noexcept {
-  if (handler) handler(outcome.data, outcome.response, outcome.error);
-}
-
-}  // namespace
+HeaderFields HTTPURLResponse::headerFields() const { return fieldsOfHead(head_); }
 
 struct URLSession::State {
   // Absent for the shared session: the default of the moment, and a queue for each task.
@@ -28,35 +22,20 @@ struct URLSession::State {
 struct URLSessionDataTask::State {
   std::optional<URLRequest> request;  // absent when there is no URL
   std::shared_ptr<const URLSessionConfiguration> configuration;
-  std::optional<Strand> delegateQueue;
-  URLSession::CompletionHandler handler;
+  Transfer::Receiver receiver;
   std::atomic<bool> isStarted{false};
 
-  static void deliver(const std::optional<Strand>& queue, URLSession::CompletionHandler handler,
-                      TransferOutcome outcome) {
-    auto job = [handler = std::move(handler), outcome = std::move(outcome)] {
-      report(handler, outcome);
-    };
-    if (queue) {
-      queue->post(std::move(job));
-    } else {
-      WorkerPool::shared().submit(std::move(job));
-    }
-  }
-
   void start() {
-    if (!request) {
-      deliver(delegateQueue, std::move(handler),
-              TransferOutcome::failure(
-                  transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {})));
-      return;
+    if (request) {
+      TransferEngine::shared().submit(std::make_unique<Transfer>(
+          *std::move(request), std::move(configuration), std::move(receiver)));
+    } else {
+      post(receiver.queue, makeJob([handler = std::move(receiver.handler)] {
+             const auto error =
+                 transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {});
+             if (handler) handler(std::nullopt, nullptr, error);
+           }));
     }
-    auto completion = [queue = std::move(delegateQueue),
-                       callback = std::move(handler)](TransferOutcome outcome) mutable {
-      deliver(queue, std::move(callback), std::move(outcome));
-    };
-    TransferEngine::shared().submit(std::make_unique<Transfer>(
-        *std::move(request), std::move(configuration), std::move(completion)));
   }
 };
 
@@ -93,14 +72,21 @@ const std::shared_ptr<URLSession>& URLSession::sharedSession() {
   });
 }
 
+void URLSession::startOnlyTask(URLRequest request,
+                               std::shared_ptr<const URLSessionConfiguration> configuration,
+                               CompletionHandler completionHandler) {
+  TransferEngine::shared().submit(
+      std::make_unique<Transfer>(std::move(request), std::move(configuration),
+                                 Transfer::Receiver{std::move(completionHandler), std::nullopt}));
+}
+
 std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithRequest_completionHandler(
     URLRequest request, CompletionHandler completionHandler) {
   auto task = std::make_shared<URLSessionDataTask::State>();
   task->request = std::move(request);
   task->configuration =
       state_->configuration ? state_->configuration : sharedDefaultConfiguration();
-  task->delegateQueue = state_->delegateQueue;
-  task->handler = std::move(completionHandler);
+  task->receiver = {std::move(completionHandler), state_->delegateQueue};
   return std::shared_ptr<URLSessionDataTask>(new URLSessionDataTask(std::move(task)));
 }
 
@@ -111,8 +97,7 @@ std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithURL_completionHandle
                                                  std::move(completionHandler));
   }
   auto task = std::make_shared<URLSessionDataTask::State>();
-  task->delegateQueue = state_->delegateQueue;
-  task->handler = std::move(completionHandler);
+  task->receiver = {std::move(completionHandler), state_->delegateQueue};
   return std::shared_ptr<URLSessionDataTask>(new URLSessionDataTask(std::move(task)));
 }
 

@@ -26,21 +26,26 @@ struct URLRequest {
 // The head of a reply, of the last one when redirects were followed.
 class HTTPURLResponse final : public Object {
  public:
-  HTTPURLResponse(std::string url, long statusCode,
-                  std::vector<std::pair<std::string, std::string>> headerFields)
-      : url_(std::move(url)), statusCode_(statusCode), headerFields_(std::move(headerFields)) {}
+  // `landingPlace`: where redirects have led, if there were any. `head`: the lines of the fields.
+  HTTPURLResponse(URL requested, std::optional<std::string> landingPlace, long statusCode,
+                  std::string head)
+      : requested_(std::move(requested)),
+        landingPlace_(std::move(landingPlace)),
+        statusCode_(statusCode),
+        head_(std::move(head)) {}
 
-  const std::string& url() const { return url_; }
-  long statusCode() const { return statusCode_; }
-  // In the order received, names as received.
-  const std::vector<std::pair<std::string, std::string>>& headerFields() const {
-    return headerFields_;
+  const std::string& url() const {
+    return landingPlace_ ? *landingPlace_ : requested_.absoluteString();
   }
+  long statusCode() const { return statusCode_; }
+  // In the order received, names as received. Read from the head at each call.
+  std::vector<std::pair<std::string, std::string>> headerFields() const;
 
  private:
-  std::string url_;
+  URL requested_;
+  std::optional<std::string> landingPlace_;
   long statusCode_;
-  std::vector<std::pair<std::string, std::string>> headerFields_;
+  std::string head_;
 };
 
 // A transfer. It fails only when no complete reply came: an HTTP 500 is a reply.
@@ -83,6 +88,12 @@ class URLSession final : public Object {
   // A GET. An absent URL makes a task that reports NSURLErrorBadURL without any request.
   std::shared_ptr<URLSessionDataTask> dataTaskWithURL_completionHandler(
       const std::optional<URL>& url, CompletionHandler completionHandler);
+
+  // Starts a transfer as the only task of a session of its own. Nobody else can reach the two, so
+  // neither is made.
+  static void startOnlyTask(URLRequest request,
+                            std::shared_ptr<const URLSessionConfiguration> configuration,
+                            CompletionHandler completionHandler);
 
   ~URLSession() override;
 

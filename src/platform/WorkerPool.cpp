@@ -28,7 +28,7 @@ constexpr std::chrono::seconds idleTime{3};
 thread_local bool isInTurn = false;
 
 // Where foreign code begins: what it throws ends the process here, as with std::thread.
-void call(const WorkerPool::Job& job) noexcept { job(); }
+void call(Job& job) noexcept { job.run(); }
 
 }  // namespace
 
@@ -41,7 +41,7 @@ struct WorkerPool::State {
   State* inherited = nullptr;  // the parent's, in the child of a fork
 
   struct Waiting {
-    Job job;
+    std::unique_ptr<Job> job;
     Clock::time_point since;
   };
   std::deque<Waiting> jobs;
@@ -94,7 +94,7 @@ WorkerPool& WorkerPool::shared() {
   return processWide(slot, [] { return new WorkerPool; });
 }
 
-void WorkerPool::submit(Job job) {
+void WorkerPool::submit(std::unique_ptr<Job> job) {
   const std::lock_guard lock(mutex_);
   state_->jobs.push_back({std::move(job), Clock::now()});
   if (stopped_) return;
@@ -202,7 +202,7 @@ void WorkerPool::attend(Lock& lock) {
 
 void WorkerPool::runNext(Lock& lock, const Worker& self) {
   State& state = *state_;
-  Job job = std::move(state.jobs.front().job);
+  auto job = std::move(state.jobs.front().job);
   state.jobs.pop_front();
   const auto begin = Clock::now();
   state.lastTaken = begin;
@@ -213,8 +213,8 @@ void WorkerPool::runNext(Lock& lock, const Worker& self) {
   if (state.duty != nullptr && !state.isAttended) alertStandby();
   if (!state.jobs.empty()) wakeSomebody();
   lock.unlock();
-  call(job);
-  job = nullptr;
+  call(*job);
+  job.reset();
   const bool wasShort = Clock::now() - begin <= shortJob;
   lock.lock();
   // Of the parent's in the child of a fork, where nobody looks at it.

@@ -11,6 +11,8 @@
 #include <mutex>
 #include <vector>
 
+#include "platform/Job.h"
+
 namespace orx {
 
 // Work without an end, which one worker at a time attends to: it waits for something to happen, and
@@ -35,9 +37,6 @@ class Duty {
 // thread switch. When one of them keeps it too long, another worker takes the duty over.
 class WorkerPool {
  public:
-  // Must not throw. Run and destroyed on a worker.
-  using Job = std::function<void()>;
-
   static WorkerPool& shared();
 
   // From here on a worker attends to `duty`, for the rest of the process; a pool has one duty at
@@ -46,7 +45,8 @@ class WorkerPool {
 
   // Cheap: at most one wake-up, no waiting. Once the process ends,
   // jobs are taken but never run.
-  void submit(Job job);
+  void submit(std::unique_ptr<Job> job);
+  void submit(std::function<void()> block) { submit(makeJob(std::move(block))); }
 
   // From here on no job starts; those that run go on.
   void stop();

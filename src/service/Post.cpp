@@ -11,9 +11,8 @@ void startPost(const URL& url, std::string_view contentType, std::string body,
   URLRequest request{
       .url = url, .httpMethod = "POST", .headerFields = {}, .httpBody = std::move(body)};
   request.headerFields.emplace_back("Content-Type", contentType);
-  const auto session = URLSession::sessionWithConfiguration(sharedDefaultConfiguration());
-  session->dataTaskWithRequest_completionHandler(std::move(request), std::move(completionHandler))
-      ->resume();
+  URLSession::startOnlyTask(std::move(request), sharedDefaultConfiguration(),
+                            std::move(completionHandler));
 }
 
 }  // namespace orx

@@ -6,26 +6,18 @@ namespace orx {
 namespace {
 
 TEST(HeaderFields, KeepOrderAndNamesAndTrimValues) {
-  HeaderFields fields;
-  addFieldLine(fields, "x-Two: \t2 \r\n");
-  addFieldLine(fields, "X-One:1:1\r\n");
-  addFieldLine(fields, "X-Empty:\r\n");
-  EXPECT_EQ(fields, (HeaderFields{{"x-Two", "2"}, {"X-One", "1:1"}, {"X-Empty", ""}}));
+  EXPECT_EQ(fieldsOfHead("x-Two: \t2 \r\nX-One:1:1\r\nX-Empty:\r\n"),
+            (HeaderFields{{"x-Two", "2"}, {"X-One", "1:1"}, {"X-Empty", ""}}));
 }
 
 TEST(HeaderFields, GoOnOnTheNextLine) {
-  HeaderFields fields;
-  addFieldLine(fields, " nothing to go on from\r\n");
-  EXPECT_TRUE(fields.empty());
-  addFieldLine(fields, "X-Long: a,\r\n");
-  addFieldLine(fields, "\t b: c\r\n");
-  EXPECT_EQ(fields, (HeaderFields{{"X-Long", "a, b: c"}}));
+  EXPECT_EQ(fieldsOfHead("X-Long: a,\r\n\t b: c\r\n"), (HeaderFields{{"X-Long", "a, b: c"}}));
+  EXPECT_TRUE(fieldsOfHead(" nothing to: go on from\r\n").empty());
 }
 
 TEST(HeaderFields, LeaveOutWhatIsNoField) {
-  HeaderFields fields;
-  addFieldLine(fields, "no field\r\n");
-  EXPECT_TRUE(fields.empty());
+  EXPECT_TRUE(fieldsOfHead("").empty());
+  EXPECT_EQ(fieldsOfHead("no field\r\nX: 1\n\r\nnor this"), (HeaderFields{{"X", "1"}}));
 }
 
 TEST(HeaderFields, AreFoundByNamesInAnyLetterCase) {
@@ -33,6 +25,15 @@ TEST(HeaderFields, AreFoundByNamesInAnyLetterCase) {
   ASSERT_NE(fieldValue(fields, "CONTENT-LENGTH"), nullptr);
   EXPECT_EQ(*fieldValue(fields, "CONTENT-LENGTH"), "1");
   EXPECT_EQ(fieldValue(fields, "Content-Lengths"), nullptr);
+}
+
+TEST(HeaderFields, AreFoundAmongTheLinesOfAHead) {
+  const std::string_view head =
+      "Content-Lengths: 1\r\nCONTENT-length:\t2 \r\nContent-Length: 3\r\nX:";
+  EXPECT_EQ(fieldOfHead(head, "Content-Length"), "2");
+  EXPECT_EQ(fieldOfHead(head, "x"), "");
+  EXPECT_FALSE(fieldOfHead(head, "Content"));
+  EXPECT_FALSE(fieldOfHead("", "X"));
 }
 
 }  // namespace

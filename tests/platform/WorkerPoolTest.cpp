@@ -74,7 +74,7 @@ TEST(WorkerPool, DestroysAJobOnTheWorkerThatRanIt) {
 // Brings a job into the pool each time it is told to.
 class JobsOnCommand final : public Duty {
  public:
-  void bring(WorkerPool::Job job) { brought_.put(std::move(job)); }
+  void bring(std::function<void()> block) { brought_.put(makeJob(std::move(block))); }
   // The threads that have attended, one after each job that was brought.
   std::thread::id nextAttendant() { return attendants_.take(); }
   bool wasSharedByTwo() const { return sharedByTwo_; }
@@ -90,9 +90,9 @@ class JobsOnCommand final : public Duty {
     isAttended_ = false;
   }
 
-  Mailbox<WorkerPool::Job> brought_;
+  Mailbox<std::unique_ptr<Job>> brought_;
   Mailbox<std::thread::id> attendants_;
-  WorkerPool::Job next_;
+  std::unique_ptr<Job> next_;
   std::atomic<bool> isAttended_ = false;
   std::atomic<bool> sharedByTwo_ = false;
 };

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "platform/TransferHeader.h"
+#include "platform/TransferOptions.h"
+
+namespace orx {
+
+class Transfer;
+
+// A libcurl handle, and what libcurl was told of that must stay in its place meanwhile. It is set
+// up once and serves one transfer after the other.
+struct TransferHandle {
+  explicit TransferHandle(void* made) : easy(made) {}
+  TransferHandle(const TransferHandle&) = delete;
+  TransferHandle& operator=(const TransferHandle&) = delete;
+  ~TransferHandle();
+
+  void* const easy;                                // a CURL*
+  std::shared_ptr<const TransferOptions> options;  // those that stand in it
+  TransferHeader header;
+  std::array<char, 256> errorText{};
+  Transfer* transfer = nullptr;  // whom it serves
+};
+
+}  // namespace orx
