@@ -44,7 +44,7 @@ std::string soapAnswer() {
 }
 
 BenchServer::BenchServer(bool offersHTTP2)
-    : nginx_({.hosts = {ORX_BENCH_HOST, ORX_BENCH_OTHER_HOST},
+    : nginx_({.hosts = {ORX_BENCH_HOST},
               .answer = soapAnswer(),
               .offersHTTP2 = offersHTTP2,
               .extra = {}}) {

@@ -13,7 +13,13 @@ namespace orx {
 // What a web-service call handed back. A plain record: it belongs to whoever received it and is not
 // guarded against use from several threads at once.
 class ORX_EXPORT ORVAAccountAPIResult final : public Object {
+  // Held by init() alone.
+  struct Making {
+    explicit Making() = default;
+  };
+
  public:
+  explicit ORVAAccountAPIResult(Making) {}
   static std::shared_ptr<ORVAAccountAPIResult> init();
 
   // The service's own words. Empty when a SOAP answer held none; absent when a JSON answer had none
@@ -28,8 +34,6 @@ class ORX_EXPORT ORVAAccountAPIResult final : public Object {
   void setReturnData(Value returnData) { returnData_ = std::move(returnData); }
 
  private:
-  ORVAAccountAPIResult() = default;
-
   std::optional<std::string> resultDescription_;
   Value returnData_;
 };

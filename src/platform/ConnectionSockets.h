@@ -15,10 +15,11 @@ class ConnectionSockets {
  public:
   // The two ends of a connection, in libcurl's words.
   struct Ends {
-    std::string peerAddress;
+    // First what mostly differs.
+    int localPort = 0;
     int peerPort = 0;
     std::string localAddress;
-    int localPort = 0;
+    std::string peerAddress;
 
     // No pointer is compared here. NOLINTNEXTLINE(modernize-use-nullptr)
     friend auto operator<=>(const Ends&, const Ends&) = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,6 +11,11 @@
 namespace orx {
 
 using HeaderFields = std::vector<std::pair<std::string, std::string>>;
+
+// The same ones for any number of requests.
+inline std::shared_ptr<const HeaderFields> sharedFields(HeaderFields fields) {
+  return std::make_shared<const HeaderFields>(std::move(fields));
+}
 
 // ASCII letters alone differ without making a difference.
 bool equalsIgnoringCase(std::string_view left, std::string_view right);

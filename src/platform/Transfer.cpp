@@ -35,6 +35,17 @@ bool isFailureToConnect(int code) {
          code == CURLE_PEER_FAILED_VERIFICATION;
 }
 
+std::shared_ptr<const HeaderFields> withoutThoseOfABody(
+    const std::shared_ptr<const HeaderFields>& fields) {
+  if (!fields) return nullptr;
+  HeaderFields left = *fields;
+  std::erase_if(left, [](const auto& field) {
+    return equalsIgnoringCase(field.first, "Content-Type") ||
+           equalsIgnoringCase(field.first, "Content-Length");
+  });
+  return sharedFields(std::move(left));
+}
+
 long info(CURL* easy, CURLINFO which) {
   long value = 0;
   curl_easy_getinfo(easy, which, &value);
@@ -94,7 +105,7 @@ std::unique_ptr<TransferHandle> Transfer::giveHandleBack() {
 }
 
 void Transfer::setRequest() {
-  curl_easy_setopt(easy(), CURLOPT_URL, url().c_str());
+  handle_->setURL(redirectedTo_ ? *redirectedTo_ : request_.url.absoluteString());
   curl_easy_setopt(easy(), CURLOPT_FRESH_CONNECT, 0L);
   curl_easy_setopt(easy(), CURLOPT_CUSTOMREQUEST, nullptr);
   curl_easy_setopt(easy(), CURLOPT_NOBODY, 0L);
@@ -137,7 +148,7 @@ Transfer& Transfer::of(void* handle) { return *static_cast<TransferHandle*>(hand
 
 int Transfer::aboutToSend(void* handle, char* peerAddress, char* localAddress, int peerPort,
                           int localPort) noexcept {
-  const bool allowed = of(handle).mayBeSent({peerAddress, peerPort, localAddress, localPort});
+  const bool allowed = of(handle).mayBeSent({localPort, peerPort, localAddress, peerAddress});
   return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
@@ -193,9 +204,7 @@ std::size_t Transfer::receiveBody(char* bytes, std::size_t size, std::size_t cou
                                   void* handle) noexcept {
   Transfer& transfer = of(handle);
   const std::string_view piece(bytes, size * count);
-  return transfer.receive([&] { return transfer.reply_.takeBody(piece, *transfer.configuration_); })
-             ? piece.size()
-             : 0;
+  return transfer.receive([&] { return transfer.takeBody(piece); }) ? piece.size() : 0;
 }
 
 // What the answer needs of memory is the server's choice, so running out of it ends the transfer.
@@ -208,6 +217,15 @@ bool Transfer::receive(const Take& take) noexcept {
     reply_.runOutOfMemory();
     return false;
   }
+}
+
+bool Transfer::takeBody(std::string_view piece) {
+  if (!reply_.hasBody()) {
+    curl_off_t length = -1;
+    curl_easy_getinfo(easy(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    reply_.expectBody(length, *configuration_);
+  }
+  return reply_.takeBody(piece, *configuration_);
 }
 
 bool Transfer::takeHeaderLine(std::string_view line) {
@@ -251,10 +269,7 @@ void Transfer::goOnAsGET(std::string url) {
   --redirectsLeft_;
   request_.httpMethod = "GET";
   request_.httpBody.reset();
-  std::erase_if(request_.headerFields, [](const auto& field) {
-    return equalsIgnoringCase(field.first, "Content-Type") ||
-           equalsIgnoringCase(field.first, "Content-Length");
-  });
+  request_.headerFields = withoutThoseOfABody(request_.headerFields);
   reply_.forget();
   stage_ = TransferStage::connecting;
   setRequest();

@@ -72,9 +72,6 @@ class Transfer final : public ProgressWatch::Watched, public Job {
   void setRequest();
   void setBody();
   void goOnAsGET(std::string url);
-  const std::string& url() const {
-    return redirectedTo_ ? *redirectedTo_ : request_.url.absoluteString();
-  }
   // Where redirects have led; absent when there were none.
   std::optional<std::string> landingPlace() const;
   TransportFailure failureOf(int code) const;
@@ -98,6 +95,7 @@ class Transfer final : public ProgressWatch::Watched, public Job {
   template <typename Take>
   bool receive(const Take& take) noexcept;
   bool takeHeaderLine(std::string_view line);
+  bool takeBody(std::string_view piece);
 
   URLRequest request_;
   std::shared_ptr<const URLSessionConfiguration> configuration_;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <string>
 
 #include "platform/TransferHeader.h"
 #include "platform/TransferOptions.h"
@@ -18,11 +19,20 @@ struct TransferHandle {
   TransferHandle& operator=(const TransferHandle&) = delete;
   ~TransferHandle();
 
+  // Where the next request goes.
+  void setURL(const std::string& text);
+  // Lets libcurl forget all that it was told.
+  void reset();
+
   void* const easy;                                // a CURL*
   std::shared_ptr<const TransferOptions> options;  // those that stand in it
   TransferHeader header;
   std::array<char, 256> errorText{};
   Transfer* transfer = nullptr;  // whom it serves
+
+ private:
+  std::string url_;            // as it stands in the handle
+  void* parsedURL_ = nullptr;  // a CURLU*
 };
 
 }  // namespace orx

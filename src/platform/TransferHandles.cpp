@@ -13,8 +13,6 @@ constexpr std::size_t keptHandles = 256;
 
 }  // namespace
 
-TransferHandle::~TransferHandle() { curl_easy_cleanup(easy); }
-
 // The same as the last one's when the configuration is.
 std::shared_ptr<const TransferOptions> TransferHandles::optionsFor(
     const std::shared_ptr<const URLSessionConfiguration>& configuration) {
@@ -42,7 +40,7 @@ std::unique_ptr<TransferHandle> TransferHandles::take(
 
 void TransferHandles::setUp(TransferHandle& handle,
                             std::shared_ptr<const TransferOptions> options) {
-  curl_easy_reset(handle.easy);
+  handle.reset();
   options->applyTo(handle.easy);
   Transfer::prepare(handle, surroundings_);
   curl_easy_setopt(handle.easy, CURLOPT_SHARE, share_);

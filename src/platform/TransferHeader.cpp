@@ -33,8 +33,10 @@ curl_slist* TransferHeader::listFor(const URLRequest& request) {
 
 void TransferHeader::make() {
   lines_.clear();
-  lines_.reserve(fields_.size() + ownLines);
-  for (const auto& [name, value] : fields_) {
+  const HeaderFields none;
+  const HeaderFields& fields = fields_ ? *fields_ : none;
+  lines_.reserve(fields.size() + ownLines);
+  for (const auto& [name, value] : fields) {
     if (hasLineBreak(name) || hasLineBreak(value)) continue;
     std::string& line = lines_.emplace_back();
     line.reserve(name.size() + 2 + value.size());
@@ -43,7 +45,7 @@ void TransferHeader::make() {
   lines_.emplace_back("Accept:");
   if (method_ != "GET") {
     lines_.emplace_back("Expect:");
-    if (fieldValue(fields_, "Content-Type") == nullptr) {
+    if (fieldValue(fields, "Content-Type") == nullptr) {
       lines_.emplace_back("Content-Type:");
     }
   }

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "platform/HeaderFields.h"
 #include "platform/URLSession.h"
 
 struct curl_slist;
@@ -27,7 +27,7 @@ class TransferHeader {
 
   // What the lines say.
   std::string method_;
-  HeaderFields fields_;
+  std::shared_ptr<const HeaderFields> fields_;
 
   std::vector<std::string> lines_;
   std::vector<curl_slist> list_;

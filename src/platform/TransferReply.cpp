@@ -16,11 +16,6 @@ constexpr std::size_t usualHead = 512;
 constexpr long firstFinalStatus = 200;
 constexpr long lastKnownInterim = 103;
 
-template <typename Number>
-void readNumber(std::string_view text, Number& number) {
-  std::from_chars(text.data(), text.data() + text.size(), number);
-}
-
 }  // namespace
 
 TransferReply::Next TransferReply::takeHeaderLine(std::string_view line,
@@ -33,7 +28,7 @@ TransferReply::Next TransferReply::takeHeaderLine(std::string_view line,
   }
   // What comes after the body's begin are trailers.
   if (headIsComplete_) return Next::body;
-  if (trimmed(line).empty()) return endHead(limits, followsRedirects);
+  if (line.find_first_not_of(" \t\r\n") == std::string_view::npos) return endHead(followsRedirects);
   if (line.starts_with("HTTP/")) {
     begin(line);
   } else {
@@ -46,11 +41,12 @@ void TransferReply::begin(std::string_view statusLine) {
   forget();
   head_.reserve(usualHead);
   const auto blank = statusLine.find(' ');
-  if (blank != std::string_view::npos) readNumber(statusLine.substr(blank + 1), statusCode_);
+  if (blank == std::string_view::npos) return;
+  std::from_chars(statusLine.data() + blank + 1, statusLine.data() + statusLine.size(),
+                  statusCode_);
 }
 
-TransferReply::Next TransferReply::endHead(const URLSessionConfiguration& limits,
-                                           bool followsRedirects) {
+TransferReply::Next TransferReply::endHead(bool followsRedirects) {
   if (statusCode_ < firstFinalStatus) {
     isUnassignedInterim_ = statusCode_ > lastKnownInterim;
     // An interim reply has no body: what announces one is the server's last word.
@@ -59,7 +55,6 @@ TransferReply::Next TransferReply::endHead(const URLSessionConfiguration& limits
   }
   if (followsRedirects && isRedirect()) return Next::redirectedReply;
   headIsComplete_ = true;
-  reserveBody(limits);
   return Next::body;
 }
 
@@ -68,10 +63,10 @@ bool TransferReply::isRedirect() const {
          !fieldOfHead(head_, "Location").value_or("").empty();
 }
 
-void TransferReply::reserveBody(const URLSessionConfiguration& limits) {
-  std::size_t length = 0;
-  readNumber(fieldOfHead(head_, "Content-Length").value_or(""), length);
-  body_.reserve(std::min({length, limits.maximumBodySize, largestReservation}));
+void TransferReply::expectBody(std::int64_t length, const URLSessionConfiguration& limits) {
+  if (length < 0) return;
+  const auto announced = static_cast<std::size_t>(length);
+  body_.reserve(std::min({announced, limits.maximumBodySize, largestReservation}));
 }
 
 bool TransferReply::takeBody(std::string_view piece, const URLSessionConfiguration& limits) {

@@ -23,6 +23,9 @@ class TransferReply {
   // A line with its end. `followsRedirects`: a redirect is not the reply that is wanted.
   Next takeHeaderLine(std::string_view line, const URLSessionConfiguration& limits,
                       bool followsRedirects);
+  // Makes room for a body of this length; below 0 it is unknown.
+  void expectBody(std::int64_t length, const URLSessionConfiguration& limits);
+  bool hasBody() const { return !body_.empty(); }
   // False when nothing more is wanted.
   bool takeBody(std::string_view piece, const URLSessionConfiguration& limits);
   void runOutOfMemory() { excess_ = Excess::memory; }
@@ -40,9 +43,8 @@ class TransferReply {
 
  private:
   void begin(std::string_view statusLine);
-  Next endHead(const URLSessionConfiguration& limits, bool followsRedirects);
+  Next endHead(bool followsRedirects);
   bool isRedirect() const;
-  void reserveBody(const URLSessionConfiguration& limits);
 
   Excess excess_ = Excess::none;
   std::size_t headerSize_ = 0;

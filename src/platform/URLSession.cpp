@@ -5,7 +5,6 @@
 
 #include "platform/DefaultConfiguration.h"
 #include "platform/ForkSafety.h"
-#include "platform/HeaderFields.h"
 #include "platform/Strand.h"
 #include "platform/TransferEngine.h"
 

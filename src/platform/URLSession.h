@@ -11,7 +11,8 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
+
+#include "platform/HeaderFields.h"
 
 namespace orx {
 
@@ -19,7 +20,7 @@ namespace orx {
 struct URLRequest {
   URL url;
   std::string httpMethod = "GET";
-  std::vector<std::pair<std::string, std::string>> headerFields;
+  std::shared_ptr<const HeaderFields> headerFields;  // absent: none
   std::optional<std::string> httpBody;
 };
 
@@ -38,8 +39,8 @@ class HTTPURLResponse final : public Object {
     return landingPlace_ ? *landingPlace_ : requested_.absoluteString();
   }
   long statusCode() const { return statusCode_; }
-  // In the order received, names as received. Read from the head at each call.
-  std::vector<std::pair<std::string, std::string>> headerFields() const;
+  // Read from the head at each call.
+  HeaderFields headerFields() const;
 
  private:
   URL requested_;

@@ -22,7 +22,7 @@ std::optional<std::string> optionNamed(std::string_view key, const Dictionary& o
 }  // namespace
 
 std::shared_ptr<ORVAAccountAPIResult> ORVAAccountAPIResult::init() {
-  return std::shared_ptr<ORVAAccountAPIResult>(new ORVAAccountAPIResult);
+  return std::make_shared<ORVAAccountAPIResult>(Making());
 }
 
 ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler) {

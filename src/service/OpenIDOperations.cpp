@@ -66,7 +66,7 @@ URLSession::CompletionHandler jsonAnswerHandler(std::shared_ptr<const ORVAAccoun
 
 void startJSONCall(std::string_view path, std::string body,
                    URLSession::CompletionHandler completionHandler) {
-  startPost(serviceURL(ServerSet::Global, path), "application/json", std::move(body),
+  startPost(serviceURL(ServerSet::Global, path), PostContent::json, std::move(body),
             std::move(completionHandler));
 }
 

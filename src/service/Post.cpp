@@ -1,18 +1,33 @@
 #include "service/Post.h"
 
+#include <memory>
 #include <utility>
 
 #include "platform/DefaultConfiguration.h"
 
 namespace orx {
 
-void startPost(const URL& url, std::string_view contentType, std::string body,
+namespace {
+
+using SharedFields = std::shared_ptr<const HeaderFields>;
+
+// Never destroyed: calls may be made while the process ends.
+const SharedFields& fieldsFor(PostContent content) {
+  static const auto& xml =
+      *new SharedFields(sharedFields({{"Content-Type", "text/xml; charset=utf-8"}}));
+  static const auto& json = *new SharedFields(sharedFields({{"Content-Type", "application/json"}}));
+  return content == PostContent::xml ? xml : json;
+}
+
+}  // namespace
+
+void startPost(const URL& url, PostContent content, std::string body,
                URLSession::CompletionHandler completionHandler) {
-  URLRequest request{
-      .url = url, .httpMethod = "POST", .headerFields = {}, .httpBody = std::move(body)};
-  request.headerFields.emplace_back("Content-Type", contentType);
-  URLSession::startOnlyTask(std::move(request), sharedDefaultConfiguration(),
-                            std::move(completionHandler));
+  URLSession::startOnlyTask({.url = url,
+                             .httpMethod = "POST",
+                             .headerFields = fieldsFor(content),
+                             .httpBody = std::move(body)},
+                            sharedDefaultConfiguration(), std::move(completionHandler));
 }
 
 }  // namespace orx

@@ -53,8 +53,8 @@ void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
                    URLSession::CompletionHandler completionHandler) {
   const ServerSet servers =
       ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
-  startPost(serviceURL(servers, call.path), "text/xml; charset=utf-8",
-            filledEnvelope(call, credentials), std::move(completionHandler));
+  startPost(serviceURL(servers, call.path), PostContent::xml, filledEnvelope(call, credentials),
+            std::move(completionHandler));
 }
 
 }  // namespace orx

@@ -75,7 +75,8 @@ TEST_P(URLSessionContract, TakesAnyStatusForAReply) {
 TEST_P(URLSessionContract, SendsTheHeadersOfTheRequestAndWhatHTTPNeeds) {
   TLSTestServer server({host}, Answer::reply(200));
   URLRequest request = postRequest("https://one.example/x", "<a>&</a>");
-  request.headerFields = {{"Content-Type", "text/xml; charset=utf-8"}, {"X-Empty", ""}};
+  request.headerFields =
+      sharedFields({{"Content-Type", "text/xml; charset=utf-8"}, {"X-Empty", ""}});
   EXPECT_EQ(call(*session(server), request).status(), 200);
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), 1U);

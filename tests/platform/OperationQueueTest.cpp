@@ -27,6 +27,18 @@ TEST(OperationQueue, RunsOperationsOffTheCallersThreadInTheirOrder) {
   EXPECT_FALSE(sameThread);
 }
 
+TEST(OperationQueue, EndsAnOperationWithAllThatItHoldsBeforeTheNextBegins) {
+  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  auto held = std::make_shared<int>();
+  const std::weak_ptr<int> watched = held;
+  Mailbox<bool> isGone;
+  Event gate;
+  queue->addOperationWithBlock([&gate, held = std::move(held)] { (void)gate.wait(); });
+  queue->addOperationWithBlock([&] { isGone.put(watched.expired()); });
+  gate.set();
+  EXPECT_TRUE(isGone.take());
+}
+
 TEST(OperationQueue, NeverRunsMoreOperationsAtATimeThanItMay) {
   for (const std::size_t width : {1U, 3U}) {
     const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(width);

@@ -10,6 +10,7 @@ namespace {
 
 using Answer = TLSTestServer::Answer;
 using Request = TLSTestServer::Request;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 const std::vector<std::string> hosts{"one.example", "two.example"};
@@ -33,6 +34,24 @@ TEST(URLSession, FollowsTheRedirectsOfAGet) {
   EXPECT_EQ(outcome.response->url(), "https://two.example/c");
   EXPECT_EQ(outcome.response->headerFields().size(), 1U) << "only the last reply's head counts";
   EXPECT_EQ(server.requests().back().serverName, "two.example");
+}
+
+TEST(URLSession, AsksAtTheSamePlaceAgainWhereverARedirectHasLed) {
+  TLSTestServer server(hosts, [](const Request& request) {
+    return request.target == "/there" ? Answer::reply(200, request.method)
+                                      : redirect(303, "https://two.example/there");
+  });
+  for (int round = 0; round < 2; ++round) {
+    call(server.configuration(), getRequest("https://one.example/a"));
+    call(server.configuration(), postRequest("https://one.example/a", "b"));
+  }
+  std::vector<std::string> asked;
+  for (const Request& request : server.requests()) {
+    asked.push_back(request.method + ' ' + request.serverName + request.target);
+  }
+  const std::string there = "GET two.example/there";
+  EXPECT_THAT(asked, ElementsAre("GET one.example/a", there, "POST one.example/a", there,
+                                 "GET one.example/a", there, "POST one.example/a", there));
 }
 
 TEST(URLSession, GivesARedirectThatNamesNoPlaceAsTheReply) {

@@ -35,7 +35,8 @@ inline URLRequest getRequest(const std::string& url) {
 }
 
 inline URLRequest postRequest(const std::string& url, std::string body) {
-  return {*URL::URLWithString(url), "POST", {{"Content-Type", "text/plain"}}, std::move(body)};
+  return {*URL::URLWithString(url), "POST", sharedFields({{"Content-Type", "text/plain"}}),
+          std::move(body)};
 }
 
 // Starts one call on a session and waits for its outcome.
