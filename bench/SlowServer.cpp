@@ -1,7 +1,6 @@
 #include "SlowServer.h"
 
 #include <devserver/CertificateAuthority.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <openssl/ssl.h>
 #include <signal.h>
@@ -18,6 +17,7 @@
 #include <unordered_map>
 
 #include "Measure.h"
+#include "support/LoopbackListener.h"
 
 namespace orx::bench {
 namespace {
@@ -153,17 +153,8 @@ SlowServer::SlowServer(const std::string& host, const std::string& answer,
   const auto chain = (directory_ / "server.pem").string();
   std::ofstream(chain) << certificate.certificatePEM << certificate.privateKeyPEM;
 
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  if (bind(listener, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-      listen(listener, 16384) != 0 ||
-      getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    throw std::runtime_error("the slow server cannot listen");
-  }
-  port_ = ntohs(address.sin_port);
+  const testing::LoopbackListener listener(SOCK_NONBLOCK);
+  port_ = listener.port();
 
   process_ = fork();
   if (process_ == 0) {
@@ -175,9 +166,8 @@ SlowServer::SlowServer(const std::string& host, const std::string& answer,
         SSL_CTX_use_PrivateKey_file(context, chain.c_str(), SSL_FILETYPE_PEM) != 1) {
       _exit(1);
     }
-    Loop(context, listener, answer, delay).run();
+    Loop(context, listener.descriptor(), answer, delay).run();
   }
-  close(listener);
 }
 
 SlowServer::~SlowServer() {

@@ -5,7 +5,7 @@
 #include <set>
 
 #include "support/Call.h"
-#include "support/MuteListener.h"
+#include "support/LoopbackListener.h"
 #include "support/NginxServer.h"
 
 namespace orx::testing {
@@ -73,7 +73,7 @@ TEST(HTTP2, GivesAnswersThatComeBeforeTheBodyIsRead) {
 }
 
 TEST(HTTP2, AConnectionThatDiesFailsItsOwnCallsAloneAndEachOnce) {
-  const MuteListener mute;
+  const LoopbackListener mute;
   const std::string hold =
       "location /hold { proxy_pass http://127.0.0.1:" + std::to_string(mute.port()) + "; }";
   auto dying = std::make_optional<NginxServer>(setup("one.example", hold));

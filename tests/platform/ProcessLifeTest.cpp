@@ -1,7 +1,5 @@
 // What the library's threads mean for the process that hosts them: its end, its forks, its signals.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -14,6 +12,7 @@
 #include "platform/OperationQueue.h"
 #include "platform/WorkerPool.h"
 #include "support/Call.h"
+#include "support/LoopbackListener.h"
 #include "support/ServerProcess.h"
 
 // Forking with threads about is what is tested here. The sanitizer looks for this very name.
@@ -83,23 +82,14 @@ TEST_F(ProcessLife, EndsWhileCallsWaitForTheirAnswer) {
 
 TEST_F(ProcessLife, EndsWhileCallsConnect) {
   ChildProcess child([&] {
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* plain = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener, plain, size) != 0 || listen(listener, 64) != 0 ||
-        getsockname(listener, plain, &size) != 0) {
-      _exit(2);
-    }
+    const LoopbackListener listener;
     auto configuration = server_.configuration();
-    configuration.connectTo["one.example"].port = ntohs(address.sin_port);
+    configuration.connectTo["one.example"].port = listener.port();
     for (int i = 0; i < 20; ++i) {
       start(configuration, "/", [](const auto&, const auto&, const auto&) { _exit(1); });
     }
     // A connection is there, its handshake never goes on.
-    if (accept(listener, nullptr, nullptr) >= 0) exit(fine);
+    if (listener.accept() >= 0) exit(fine);
   });
   EXPECT_EQ(child.wait(), fine);
 }

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "platform/URLSession.h"
 #include "support/Call.h"
+#include "support/LoopbackListener.h"
 #include "support/TLSTestServer.h"
 
 namespace orx::testing {
@@ -109,16 +109,9 @@ TEST(URLSession, ChecksTheCertificateAgainstTheNameNotTheAddress) {
 
 TEST(URLSession, TellsTLSFaultsFromCertificateFaults) {
   // A server that speaks no TLS at all.
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
-  ASSERT_EQ(listen(listener, 1), 0);
-  getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-  std::thread plain([listener] {
-    const int connection = accept(listener, nullptr, nullptr);
+  const LoopbackListener listener;
+  std::thread plain([&listener] {
+    const int connection = listener.accept();
     char byte = 0;
     (void)!read(connection, &byte, 1);
     (void)!write(connection, "HTTP/1.1 400 No\r\n\r\n", 19);
@@ -129,10 +122,9 @@ TEST(URLSession, TellsTLSFaultsFromCertificateFaults) {
   });
   URLSessionConfiguration configuration;
   configuration.proxy = "";
-  configuration.connectTo["one.example"] = {"127.0.0.1", ntohs(address.sin_port)};
+  configuration.connectTo["one.example"] = {"127.0.0.1", listener.port()};
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   plain.join();
-  close(listener);
   EXPECT_EQ(outcome.errorCode(), NSURLErrorSecureConnectionFailed);
   EXPECT_THAT(description(outcome), HasSubstr("secure connection to one.example"));
 }
@@ -197,20 +189,12 @@ TEST(URLSession, TimesOutInTheBodyWithTheBytesSoFar) {
 
 TEST(URLSession, TimesOutWhenTheHandshakeGetsNoAnswer) {
   // Connections are queued by the system; nobody accepts them.
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
-  ASSERT_EQ(listen(listener, 8), 0);
-  getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+  const LoopbackListener listener;
   URLSessionConfiguration configuration;
   configuration.proxy = "";
-  configuration.connectTo["one.example"] = {"127.0.0.1", ntohs(address.sin_port)};
+  configuration.connectTo["one.example"] = {"127.0.0.1", listener.port()};
   configuration.timeoutIntervalForRequest = milliseconds(100);
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
-  close(listener);
   EXPECT_EQ(outcome.errorCode(), NSURLErrorTimedOut);
   EXPECT_EQ(description(outcome), "could not connect to one.example: timed out");
 }

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "support/Call.h"
-#include "support/MuteListener.h"
+#include "support/LoopbackListener.h"
 #include "support/TLSTestServer.h"
 
 namespace orx::testing {
@@ -67,7 +67,7 @@ TEST(UnderLoad, AThousandCallsPassSixtyFourBlockedHandlers) {
 
 TEST(UnderLoad, NoCallWaitsForTheHandshakeOfAnother) {
   TLSTestServer server(hosts, Answer::reply(200));
-  const MuteListener mute;
+  const LoopbackListener mute;
   auto configuration = server.configuration();
   configuration.connectTo["two.example"].port = mute.port();
   auto stuck = std::make_shared<Outcomes>();

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""The shared library shows its namespace and the two version symbols, and needs no desktop library.
+"""The shared library shows its namespace and the two version symbols, needs no desktop library, and
+stays loaded until the process ends.
 
 usage: check_exports.py LIBRARY
 """
@@ -40,6 +41,11 @@ def check_libraries(lines):
             yield f"missing: {line.strip()}"
 
 
+def check_flags(dynamic_section):
+    if "NODELETE" not in dynamic_section:
+        yield "dlclose() would take the code away from its threads: not linked with -z nodelete"
+
+
 def main():
     library = sys.argv[1]
     shown = subprocess.run(["nm", "-D", "-C", "--defined-only", "--format=posix", library],
@@ -47,7 +53,9 @@ def main():
     symbols = [re.sub(r" [A-Za-z] [0-9a-f ]*$", "", line) for line in shown]
     needed = subprocess.run(["ldd", library], check=True, capture_output=True,
                             text=True).stdout.splitlines()
-    complaints = list(check_symbols(symbols)) + list(check_libraries(needed))
+    dynamic = subprocess.run(["readelf", "-d", library], check=True, capture_output=True,
+                             text=True).stdout
+    complaints = [*check_symbols(symbols), *check_libraries(needed), *check_flags(dynamic)]
     return report(complaints, f"{len(symbols)} exported symbols")
 
 

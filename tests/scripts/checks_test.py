@@ -119,6 +119,10 @@ class Exports(unittest.TestCase):
         self.assertEqual(
             len(list(check_exports.check_libraries(["libglib-2.0.so.0 => /lib/x (0x1)"]))), 1)
 
+    def test_wants_a_library_that_stays(self):
+        self.assertEqual(list(check_exports.check_flags("(FLAGS_1) Flags: NODELETE")), [])
+        self.assertEqual(len(list(check_exports.check_flags("(FLAGS_1) Flags: NOW"))), 1)
+
 
 class Readme(unittest.TestCase):
     def test_compares_the_program_letter_by_letter(self):

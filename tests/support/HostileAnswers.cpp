@@ -95,30 +95,18 @@ ForbiddenPlaces::ForbiddenPlaces() {
   const auto file = directory_ / "secret";
   std::ofstream(file) << secret;
   watch_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  listener_ = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  auto* plain = reinterpret_cast<sockaddr*>(&address);
-  if (inotify_add_watch(watch_, file.c_str(), IN_OPEN | IN_ACCESS) < 0 ||
-      bind(listener_, plain, size) != 0 || listen(listener_, 16) != 0 ||
-      getsockname(listener_, plain, &size) != 0) {
-    throw std::runtime_error("cannot watch a file and a port");
+  if (inotify_add_watch(watch_, file.c_str(), IN_OPEN | IN_ACCESS) < 0) {
+    throw std::runtime_error("cannot watch a file");
   }
-  port_ = ntohs(address.sin_port);
 }
 
-ForbiddenPlaces::~ForbiddenPlaces() {
-  close(watch_);
-  close(listener_);
-}
+ForbiddenPlaces::~ForbiddenPlaces() { close(watch_); }
 
 std::vector<std::string> ForbiddenPlaces::documentTypes() const {
   std::vector<std::string> types;
   for (const std::string& place :
        {"file://" + (directory_ / "secret").string(), (directory_ / "secret").string(),
-        "http://127.0.0.1:" + std::to_string(port_) + "/e"}) {
+        "http://127.0.0.1:" + std::to_string(listener_.port()) + "/e"}) {
     types.push_back("<!DOCTYPE r [<!ENTITY e SYSTEM '" + place + "'>]>");
     types.push_back("<!DOCTYPE r [<!ENTITY e PUBLIC 'p' '" + place + "'>]>");
     types.push_back("<!DOCTYPE r [<!ENTITY % p SYSTEM '" + place + "'>%p;<!ENTITY e ''>]>");
@@ -133,7 +121,7 @@ bool ForbiddenPlaces::fileWasOpened() const {
 }
 
 bool ForbiddenPlaces::portWasReached() const {
-  const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+  const int connection = listener_.accept();
   if (connection >= 0) close(connection);
   return connection >= 0;
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/LoopbackListener.h"
 #include "support/TemporaryDirectory.h"
 
 // Answers that a broken or malicious server may send.
@@ -55,8 +56,7 @@ class ForbiddenPlaces {
  private:
   TemporaryDirectory directory_;
   int watch_ = -1;
-  int listener_ = -1;
-  std::uint16_t port_ = 0;
+  const LoopbackListener listener_{SOCK_NONBLOCK};
 };
 
 // The most memory that this process has had at one time, in bytes.

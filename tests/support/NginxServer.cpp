@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 #include "support/Await.h"
+#include "support/LoopbackListener.h"
 
 namespace orx::testing {
 namespace {
@@ -28,16 +29,7 @@ sockaddr_in loopback(std::uint16_t port) {
 }
 
 // Free at this moment; nginx cannot be told to take any.
-std::uint16_t freePort() {
-  const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = loopback(0);
-  socklen_t size = sizeof address;
-  const bool known = bind(probe, reinterpret_cast<sockaddr*>(&address), size) == 0 &&
-                     getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size) == 0;
-  close(probe);
-  if (!known) throw std::runtime_error("no port is free");
-  return ntohs(address.sin_port);
-}
+std::uint16_t freePort() { return LoopbackListener().port(); }
 
 bool isListening(std::uint16_t port) {
   const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -134,7 +134,6 @@ TLSTestServer::TLSTestServer(std::vector<std::string> hosts, Handler handler,
       context_(nullptr, &SSL_CTX_free) {
   std::ofstream(caFile()) << authority_.certificatePEM();
   makeContext(fault);
-  listenOnAnyPort();
   acceptor_ = std::thread([this] { acceptConnections(); });
 }
 
@@ -147,7 +146,6 @@ TLSTestServer::~TLSTestServer() {
   release();
   refuseConnections();
   acceptor_.join();
-  close(listener_);
   dropConnections(End::cut);
   for (const auto& connection : connections_) connection->thread.join();
 }
@@ -191,26 +189,12 @@ void TLSTestServer::makeContext(CertificateFault fault) {
       this);
 }
 
-void TLSTestServer::listenOnAnyPort() {
-  listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  auto* plain = reinterpret_cast<sockaddr*>(&address);
-  if (bind(listener_, plain, size) != 0 || listen(listener_, 4096) != 0 ||
-      getsockname(listener_, plain, &size) != 0) {
-    throw std::runtime_error("the test server cannot listen");
-  }
-  port_ = ntohs(address.sin_port);
-}
-
 URLSessionConfiguration TLSTestServer::configurationFor(
     const std::vector<std::string>& hosts) const {
   URLSessionConfiguration configuration;
   configuration.caFile = caFile();
   configuration.proxy = "";
-  for (const auto& host : hosts) configuration.connectTo[host] = {"127.0.0.1", port_};
+  for (const auto& host : hosts) configuration.connectTo[host] = {"127.0.0.1", port()};
   return configuration;
 }
 
@@ -251,13 +235,13 @@ void TLSTestServer::dropConnections(End end) {
 
 void TLSTestServer::refuseConnections() {
   refusing_ = true;
-  shutdown(listener_, SHUT_RDWR);
+  shutdown(listener_.descriptor(), SHUT_RDWR);
 }
 
 void TLSTestServer::acceptConnections() {
   blockAllSignals();
   while (!refusing_) {
-    const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const int descriptor = listener_.accept();
     if (descriptor < 0) continue;
     const int noDelay = 1;
     setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);

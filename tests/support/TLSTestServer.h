@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "support/Await.h"
+#include "support/LoopbackListener.h"
 #include "support/TemporaryDirectory.h"
 
 struct ssl_st;
@@ -91,7 +92,7 @@ class TLSTestServer {
   TLSTestServer(const TLSTestServer&) = delete;
   TLSTestServer& operator=(const TLSTestServer&) = delete;
 
-  std::uint16_t port() const { return port_; }
+  std::uint16_t port() const { return listener_.port(); }
   std::string caFile() const { return (directory_ / "ca.pem").string(); }
   // Trusts this server's authority and reaches the given hosts (without any: those of the
   // certificate) at this server's port.
@@ -120,7 +121,6 @@ class TLSTestServer {
  private:
   struct Connection;
 
-  void listenOnAnyPort();
   void makeContext(CertificateFault fault);
   void acceptConnections();
   void serve(Connection& connection);
@@ -134,9 +134,8 @@ class TLSTestServer {
   devserver::CertificateAuthority authority_ = devserver::CertificateAuthority::generate();
   TemporaryDirectory directory_;
   std::unique_ptr<ssl_ctx_st, void (*)(ssl_ctx_st*)> context_;
-  int listener_ = -1;
+  const LoopbackListener listener_;
   std::atomic<bool> refusing_{false};
-  std::uint16_t port_ = 0;
   Event released_;
   std::atomic<bool> stopping_{false};
   std::atomic<std::size_t> connectionCount_{0};
