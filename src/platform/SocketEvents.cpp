@@ -12,9 +12,6 @@
 namespace orx {
 namespace {
 
-// So few that what they lead to is soon followed by the handlers that wait for it.
-constexpr std::size_t eventsAtOnce = 32;
-
 std::uint32_t epollEvents(std::uint8_t interest) {
   std::uint32_t events = 0;
   if ((interest & SocketEvents::reading) != 0) events |= EPOLLIN;

@@ -29,9 +29,10 @@ using End = TLSTestServer::End;
 using Request = TLSTestServer::Request;
 
 constexpr int fine = 7;
+const std::string slowText(100, 's');
 
-// Requests to /stall are never answered, /late is answered slowly, and /stalled is answered as soon
-// as a stalling one has come.
+// Requests to /stall are never answered, /late is answered slowly and /slow for five seconds, and
+// /stalled is answered as soon as a stalling one has come.
 class ProcessLife : public ::testing::Test {
  protected:
   static TLSTestServer::Handler handler() {
@@ -44,6 +45,10 @@ class ProcessLife : public ::testing::Test {
       if (request.target == "/stalled") (void)stalled->wait();
       Answer answer = Answer::reply(200, "fine");
       if (request.target == "/late") answer.pace = std::chrono::milliseconds(5);
+      if (request.target == "/slow") {
+        answer = Answer::reply(200, slowText);
+        answer.pace = std::chrono::milliseconds(5'000 / answer.bytes.size());
+      }
       return answer;
     };
   }
@@ -91,6 +96,28 @@ TEST_F(ProcessLife, EndsWhileCallsConnect) {
     // A connection is there, its handshake never goes on.
     if (listener.accept() >= 0) exit(fine);
   });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+// Else a debugger or a suspended shell would cost calls that were answered long ago.
+TEST_F(ProcessLife, TakesTheAnswersThatCameWhileItStoodStill) {
+  constexpr std::chrono::milliseconds limit{2'000};
+  constexpr int calls = 40;  // more than are looked at in one turn
+  ChildProcess child([&] {
+    auto configuration = server_.configuration();
+    configuration.timeoutIntervalForRequest = limit;
+    const auto outcomes = std::make_shared<Outcomes>();
+    for (int i = 0; i < calls; ++i) start(configuration, "/slow", into(outcomes));
+    for (int i = 0; i < calls; ++i) {
+      if (outcomes->take().text() != slowText) return 1;
+    }
+    return fine;
+  });
+  // In the midst of the answers, and beyond the limit for a connection.
+  std::this_thread::sleep_for(limit * 3 / 2);
+  child.kill(SIGSTOP);
+  std::this_thread::sleep_for(limit * 3 / 2);
+  child.kill(SIGCONT);
   EXPECT_EQ(child.wait(), fine);
 }
 
