@@ -1,7 +1,10 @@
 // What the library's threads mean for the process that hosts them: its end, its forks, its signals.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -253,6 +256,36 @@ TEST_F(ProcessLife, StartsQueuesAnewInAChild) {
   EXPECT_EQ(child.wait(), fine);
   leave.set();
   EXPECT_TRUE(ran.wait());
+}
+
+// What an operation holds may lean on what the parent's threads were at.
+TEST_F(ProcessLife, DestroysNoOperationOfTheParentsInAChildThatOneOfThemForks) {
+  std::array<int, 2> destroyed{};
+  ASSERT_EQ(pipe(destroyed.data()), 0);
+  struct Noted {
+    int pipe;
+    ~Noted() {
+      const pid_t here = getpid();
+      (void)!write(pipe, &here, sizeof here);
+    }
+  };
+  auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  Event gate;
+  Mailbox<pid_t> children;
+  queue->addOperationWithBlock([&] {
+    (void)gate.wait();
+    if (const pid_t child = fork(); child != 0) children.put(child);
+  });
+  queue->addOperationWithBlock([noted = std::make_shared<Noted>(destroyed[1])] {});
+  queue = nullptr;
+  gate.set();
+  // The child ends with its one thread.
+  waitpid(children.take(), nullptr, 0);
+  pid_t where = 0;
+  EXPECT_EQ(read(destroyed[0], &where, sizeof where), sizeof where);
+  EXPECT_EQ(where, getpid());
+  fcntl(destroyed[0], F_SETFL, O_NONBLOCK);
+  EXPECT_LT(read(destroyed[0], &where, sizeof where), 0) << "destroyed a second time";
 }
 
 TEST_F(ProcessLife, BlocksEverySignalOnItsThreadsAndLeavesTheirHandlingAlone) {

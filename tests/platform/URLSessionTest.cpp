@@ -321,6 +321,48 @@ TEST(URLSession, LetsNoBlockedHandlerHoldUpOtherSessionsOrSharedTasks) {
   for (int i = 0; i < blocked; ++i) left.take();
 }
 
+TEST(URLSession, LetsGoOfAHandlerOnceItHasReported) {
+  TLSTestServer server(hosts, Answer::reply(200));
+  const auto unreachable = server.configurationFor({"elsewhere.example"});
+  const auto configuration = std::make_shared<URLSessionConfiguration>(server.configuration());
+  const auto session = URLSession::sessionWithConfiguration(server.configuration());
+  const auto nowhere = URLSession::sessionWithConfiguration(
+      {.caFile = "/nowhere.pem", .proxy = "", .connectTo = unreachable.connectTo});
+  const auto request = getRequest("https://one.example/");
+  std::vector<std::function<void(URLSession::CompletionHandler)>> ways{
+      [&](auto handler) {
+        session->dataTaskWithRequest_completionHandler(request, std::move(handler))->resume();
+      },
+      [&](auto handler) {
+        nowhere
+            ->dataTaskWithURL_completionHandler(URL::URLWithString("https://elsewhere.example/"),
+                                                std::move(handler))
+            ->resume();
+      },
+      [&](auto handler) {
+        session->dataTaskWithURL_completionHandler(std::nullopt, std::move(handler))->resume();
+      },
+      [&](auto handler) { URLSession::startOnlyTask(request, configuration, std::move(handler)); }};
+  for (const auto& start : ways) {
+    auto held = std::make_shared<Event>();
+    const std::weak_ptr<Event> watched = held;
+    const auto reported = std::make_shared<Event>();
+    start([held = std::move(held), reported](const auto&, const auto&, const auto&) {
+      reported->set();
+    });
+    EXPECT_TRUE(reported->wait());
+    EXPECT_TRUE(eventually([&] { return watched.expired(); }));
+  }
+}
+
+TEST(URLSession, TakesNoHandlerForAnOnlyTask) {
+  TLSTestServer server(hosts, Answer::reply(200));
+  URLSession::startOnlyTask(getRequest("https://one.example/"),
+                            std::make_shared<URLSessionConfiguration>(server.configuration()), {});
+  EXPECT_EQ(server.awaitRequests(1).size(), 1U);
+  EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).status(), 200);
+}
+
 TEST(URLSession, TakesTheDefaultConfigurationOfTheMomentATaskIsMade) {
   TLSTestServer first(hosts, Answer::reply(200, "first"));
   TLSTestServer second(hosts, Answer::reply(200, "second"));
