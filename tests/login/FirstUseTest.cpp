@@ -78,10 +78,10 @@ int forkAmidFirstUses(std::size_t start, int delay) {
 }
 
 TEST(FirstUse, OfEveryProcessWideObjectMayMeetAFork) {
-  constexpr int rounds = 260;
+  constexpr int rounds = 130;
   for (int round = 0; round < rounds; ++round) {
     const std::size_t start = static_cast<std::size_t>(round) % uses.size();
-    ChildProcess process(endedByItsAlarm([&] { return forkAmidFirstUses(start, round * 8); }));
+    ChildProcess process(endedByItsAlarm([&] { return forkAmidFirstUses(start, round * 16); }));
     ASSERT_EQ(process.wait(), fine) << "round " << round;
   }
 }
