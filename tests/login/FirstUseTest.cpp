@@ -59,11 +59,13 @@ std::function<int()> endedByItsAlarm(const std::function<int()>& work) {
 int forkAmidFirstUses(std::size_t start, int delay) {
   std::atomic<bool> isReady = false;
   std::atomic<bool> mayGo = false;
+  Event over;
   std::thread other([&] {
     isReady = true;
     while (!mayGo) {
     }
     useEverything(start);
+    (void)over.wait();
   });
   while (!isReady) std::this_thread::yield();
   mayGo = true;
@@ -73,6 +75,7 @@ int forkAmidFirstUses(std::size_t start, int delay) {
     return fine;
   }));
   const int status = child.wait();
+  over.set();
   other.join();
   return status;
 }
