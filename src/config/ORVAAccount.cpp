@@ -9,6 +9,7 @@
 
 #include "config/Servers.h"
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -40,9 +41,8 @@ ORVAAccount::ORVAAccount() : state_(std::make_unique<State>()) {}
 ORVAAccount::~ORVAAccount() = default;
 
 const std::shared_ptr<ORVAAccount>& ORVAAccount::sharedInstance() {
-  static const auto& instance =
-      *new std::shared_ptr<ORVAAccount>(std::shared_ptr<ORVAAccount>(new ORVAAccount));
-  return instance;
+  static constinit ProcessWide<std::shared_ptr<ORVAAccount>> instance;
+  return instance.get([] { return std::shared_ptr<ORVAAccount>(new ORVAAccount); });
 }
 
 void ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(

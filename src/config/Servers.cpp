@@ -3,6 +3,8 @@
 #include <array>
 #include <stdexcept>
 
+#include "platform/ForkSafety.h"
+
 namespace orx {
 
 std::string_view originOf(ServerSet servers) {
@@ -32,10 +34,12 @@ URL parsedURL(ServerSet servers, std::string_view path) {
 URL serviceURL(ServerSet servers, std::string_view path) {
   // Nearly every call goes here, so these are parsed once.
   if (path == kCustomerInfoPath) {
-    static const auto& endpoints = *new std::array<URL, 3>{parsedURL(ServerSet::Global, path),
-                                                           parsedURL(ServerSet::China, path),
-                                                           parsedURL(ServerSet::Development, path)};
-    return endpoints.at(static_cast<std::size_t>(servers));
+    static constinit ProcessWide<std::array<URL, 3>> endpoints;
+    const auto parsed = [path] {
+      return std::array{parsedURL(ServerSet::Global, path), parsedURL(ServerSet::China, path),
+                        parsedURL(ServerSet::Development, path)};
+    };
+    return endpoints.get(parsed).at(static_cast<std::size_t>(servers));
   }
   return parsedURL(servers, path);
 }

@@ -11,6 +11,7 @@
 
 #include "login/LoginState.h"
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 #include "platform/Unicode.h"
 
 namespace orx {
@@ -21,8 +22,8 @@ using UserInfo = std::optional<Dictionary>;
 
 // One for all managers: a mutex in each could not be kept whole across a fork.
 ForkSafeMutex& delegateMutex() {
-  static auto& shared = *new ForkSafeMutex(ForkSafeMutex::Section::Brief);
-  return shared;
+  static constinit ProcessWide<ForkSafeMutex> shared;
+  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
 }
 
 UserInfo userInfoAsItIs(const Value& returnData) {
@@ -80,12 +81,12 @@ ORVAAccountLoginManager::ORVAAccountLoginManager() : state_(std::make_unique<Sta
 ORVAAccountLoginManager::~ORVAAccountLoginManager() = default;
 
 const std::shared_ptr<ORVAAccountLoginManager>& ORVAAccountLoginManager::sharedInstance() {
-  static const auto& instance = *[] {
+  static constinit ProcessWide<std::shared_ptr<ORVAAccountLoginManager>> instance;
+  return instance.get([] {
     auto manager = init();
     manager->setLoginWithTicketTasks(std::vector<Dictionary>());
-    return new std::shared_ptr<ORVAAccountLoginManager>(std::move(manager));
-  }();
-  return instance;
+    return manager;
+  });
 }
 
 std::shared_ptr<ORVAAccountLoginManager> ORVAAccountLoginManager::init() {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -16,8 +17,8 @@ Bundle::Bundle() : state_(std::make_unique<State>()) {}
 Bundle::~Bundle() = default;
 
 const std::shared_ptr<Bundle>& Bundle::mainBundle() {
-  static const auto& bundle = *new std::shared_ptr<Bundle>(new Bundle);
-  return bundle;
+  static constinit ProcessWide<std::shared_ptr<Bundle>> bundle;
+  return bundle.get([] { return std::shared_ptr<Bundle>(new Bundle); });
 }
 
 std::optional<std::string> Bundle::bundleIdentifier() const {

@@ -19,6 +19,14 @@ constexpr std::size_t kFirstRoom = 8;
 // Never destroyed: callbacks may read a missing key while the process ends.
 const Value& kNull = *new Value;
 
+// Never destroyed, and it takes no memory that could be missing.
+union NoEntries {
+  std::vector<DictionaryEntry> entries{};
+  // A default one would be deleted. NOLINTNEXTLINE(modernize-use-equals-default)
+  ~NoEntries() {}
+};
+constinit const NoEntries kNone;
+
 }  // namespace
 
 struct Dictionary::Content {
@@ -162,14 +170,7 @@ void Dictionary::remove(std::string_view key) {
 }
 
 const std::vector<DictionaryEntry>& Dictionary::entries() const noexcept {
-  // Never destroyed, and it takes no memory that could be missing.
-  union Kept {
-    std::vector<Entry> entries{};
-    // A default one would be deleted. NOLINTNEXTLINE(modernize-use-equals-default)
-    ~Kept() {}
-  };
-  static const Kept none;
-  return content_ ? content_->entries : none.entries;
+  return content_ ? content_->entries : kNone.entries;
 }
 
 const DictionaryEntry* Dictionary::begin() const noexcept { return entries().data(); }

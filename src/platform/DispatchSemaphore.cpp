@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -12,8 +13,8 @@ namespace {
 
 // One for all semaphores: a mutex in each could not be kept whole across a fork.
 ForkSafeMutex& mutex() {
-  static auto& shared = *new ForkSafeMutex(ForkSafeMutex::Section::Brief);
-  return shared;
+  static constinit ProcessWide<ForkSafeMutex> shared;
+  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #pragma once
 
-#include <pthread.h>
+#include <mutex>
+
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -16,20 +18,22 @@ class ForkSafeMutex {
     Long,
   };
 
-  // Objects of this class are never destroyed: each registers itself with the fork handlers.
-  explicit ForkSafeMutex(Section section);
+  // Objects of this class are never destroyed: forks know each of them.
+  explicit ForkSafeMutex(Section section) {
+    if (section == Section::Brief) {
+      holdAcrossFork(ForkRank::brief, mutex_);
+    } else {
+      freeInChild(mutex_);
+    }
+  }
   ForkSafeMutex(const ForkSafeMutex&) = delete;
   ForkSafeMutex& operator=(const ForkSafeMutex&) = delete;
 
-  void lock() { pthread_mutex_lock(&mutex_); }
-  void unlock() { pthread_mutex_unlock(&mutex_); }
+  void lock() { mutex_.lock(); }
+  void unlock() { mutex_.unlock(); }
 
  private:
-  struct Handlers;
-
-  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
-  Section section_;
-  ForkSafeMutex* next_ = nullptr;
+  std::mutex mutex_;
 };
 
 }  // namespace orx

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <memory>
 #include <utility>
 
 namespace orx {
@@ -9,26 +10,46 @@ namespace {
 
 struct Held {
   ForkRank rank;
-  std::mutex* mutex;
+  std::mutex* mutex;  // absent when a fork does not wait for it
   std::function<void()> inChild;
   Held* next;
 };
 
 // All of this is ready before any constructor runs and stays until the process is gone.
-constinit std::mutex creation;
-constinit std::mutex listMutex;
-constinit Held* first = nullptr;  // in the order of their ranks
+constinit std::mutex creationMutex;
+// Not a recursive mutex: that belongs to a thread by its number, and the child's has another one.
+constinit thread_local int creations = 0;
+constinit Held* first = nullptr;  // in the order of their ranks; changed during a creation
+
+void beginCreation() {
+  if (creations == 0) creationMutex.lock();
+  ++creations;
+}
+
+void endCreation() {
+  --creations;
+  if (creations == 0) creationMutex.unlock();
+}
+
+void add(ForkRank rank, std::mutex* mutex, std::function<void()> inChild) {
+  const Creation creation;
+  Held** place = &first;
+  while (*place != nullptr && (*place)->rank <= rank) place = &(*place)->next;
+  *place = new Held{rank, mutex, std::move(inChild), *place};
+}
 
 void prepare() {
-  creation.lock();
-  listMutex.lock();
-  for (const Held* held = first; held != nullptr; held = held->next) held->mutex->lock();
+  beginCreation();
+  for (const Held* held = first; held != nullptr; held = held->next) {
+    if (held->mutex != nullptr) held->mutex->lock();
+  }
 }
 
 void release() {
-  for (const Held* held = first; held != nullptr; held = held->next) held->mutex->unlock();
-  listMutex.unlock();
-  creation.unlock();
+  for (const Held* held = first; held != nullptr; held = held->next) {
+    if (held->mutex != nullptr) held->mutex->unlock();
+  }
+  endCreation();
 }
 
 void releaseInChild() {
@@ -42,13 +63,16 @@ void releaseInChild() {
 
 }  // namespace
 
+Creation::Creation() { beginCreation(); }
+
+Creation::~Creation() { endCreation(); }
+
 void holdAcrossFork(ForkRank rank, std::mutex& mutex, std::function<void()> inChild) {
-  const std::lock_guard lock(listMutex);
-  Held** place = &first;
-  while (*place != nullptr && (*place)->rank <= rank) place = &(*place)->next;
-  *place = new Held{rank, &mutex, std::move(inChild), *place};
+  add(rank, &mutex, std::move(inChild));
 }
 
-std::mutex& creationMutex() { return creation; }
+void freeInChild(std::mutex& mutex) {
+  add(ForkRank::brief, nullptr, [&mutex] { std::construct_at(&mutex); });
+}
 
 }  // namespace orx

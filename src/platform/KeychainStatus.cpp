@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 #include "platform/UserDefaults.h"
 
 namespace orx {
@@ -16,8 +17,8 @@ struct Record {
 };
 
 Record& record() {
-  static auto& instance = *new Record;
-  return instance;
+  static constinit ProcessWide<Record> instance;
+  return instance.get();
 }
 
 bool isProblem(OSStatus status) {

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/UnarchivingTable.h"
 
@@ -14,10 +15,9 @@ struct Factories {
   std::map<std::string, KeyedUnarchiver::Factory, std::less<>> byClassName;
 };
 
-// Never destroyed: archives may be read while the process ends.
 Factories& factories() {
-  static auto* const instance = new Factories;
-  return *instance;
+  static constinit ProcessWide<Factories> instance;
+  return instance.get();
 }
 
 KeyedUnarchiver::Factory factoryForClassName(std::string_view className) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -58,8 +59,8 @@ NotificationCenter::NotificationCenter() : registry_(std::make_shared<Registry>(
 NotificationCenter::~NotificationCenter() = default;
 
 const std::shared_ptr<NotificationCenter>& NotificationCenter::defaultCenter() {
-  static const auto& center = *new std::shared_ptr<NotificationCenter>(new NotificationCenter);
-  return center;
+  static constinit ProcessWide<std::shared_ptr<NotificationCenter>> center;
+  return center.get([] { return std::shared_ptr<NotificationCenter>(new NotificationCenter); });
 }
 
 Observation NotificationCenter::addObserverForName_object_usingBlock(

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 #include "platform/KeychainStatus.h"
 #include "platform/Limits.h"
 #include "platform/PolicyKeychainStore.h"
@@ -22,8 +23,8 @@ struct StoreInForce {
 };
 
 StoreInForce& storeInForce() {
-  static auto& instance = *new StoreInForce;
-  return instance;
+  static constinit ProcessWide<StoreInForce> instance;
+  return instance.get();
 }
 
 std::optional<KeychainItem> itemOf(const Dictionary& query) {

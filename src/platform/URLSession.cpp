@@ -68,10 +68,9 @@ std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(
 }
 
 const std::shared_ptr<URLSession>& URLSession::sharedSession() {
-  static constinit std::atomic<std::shared_ptr<URLSession>*> slot = nullptr;
-  return processWide(slot, [] {
-    return new std::shared_ptr<URLSession>(new URLSession(std::make_shared<State>()));
-  });
+  static constinit ProcessWide<std::shared_ptr<URLSession>> session;
+  return session.get(
+      [] { return std::shared_ptr<URLSession>(new URLSession(std::make_shared<State>())); });
 }
 
 void URLSession::startOnlyTask(URLRequest request,

@@ -1,4 +1,3 @@
-#include <atomic>
 #include <mutex>
 #include <utility>
 
@@ -9,7 +8,6 @@
 namespace orx {
 namespace {
 
-// Never destroyed: calls may be made while the process ends.
 struct Default {
   ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   std::shared_ptr<const URLSessionConfiguration> configuration =
@@ -17,8 +15,8 @@ struct Default {
 };
 
 Default& inForce() {
-  static constinit std::atomic<Default*> slot = nullptr;
-  return processWide(slot, [] { return new Default; });
+  static constinit ProcessWide<Default> instance;
+  return instance.get();
 }
 
 }  // namespace

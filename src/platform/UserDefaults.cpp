@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "platform/DefaultsContent.h"
+#include "platform/ForkSafety.h"
 #include "platform/Limits.h"
 #include "platform/PropertyList.h"
 #include "platform/StandardPaths.h"
@@ -80,8 +81,8 @@ std::shared_ptr<Error> modify(Missing missing, UserDefaults::DamagedFile damaged
 }  // namespace
 
 const std::shared_ptr<UserDefaults>& UserDefaults::standardUserDefaults() {
-  static const auto& defaults = *new std::shared_ptr<UserDefaults>(new UserDefaults);
-  return defaults;
+  static constinit ProcessWide<std::shared_ptr<UserDefaults>> defaults;
+  return defaults.get([] { return std::shared_ptr<UserDefaults>(new UserDefaults); });
 }
 
 UserDefaults::StringReading UserDefaults::stringForKey(std::string_view key) const {

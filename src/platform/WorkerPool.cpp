@@ -90,8 +90,8 @@ WorkerPool::WorkerPool() : state_(new State) {
 }
 
 WorkerPool& WorkerPool::shared() {
-  static constinit std::atomic<WorkerPool*> slot = nullptr;
-  return processWide(slot, [] { return new WorkerPool; });
+  static constinit ProcessWide<WorkerPool> pool;
+  return pool.get([] { return WorkerPool(); });
 }
 
 void WorkerPool::submit(std::unique_ptr<Job> job) {

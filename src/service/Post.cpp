@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/DefaultConfiguration.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -11,12 +12,13 @@ namespace {
 
 using SharedFields = std::shared_ptr<const HeaderFields>;
 
-// Never destroyed: calls may be made while the process ends.
 const SharedFields& fieldsFor(PostContent content) {
-  static const auto& xml =
-      *new SharedFields(sharedFields({{"Content-Type", "text/xml; charset=utf-8"}}));
-  static const auto& json = *new SharedFields(sharedFields({{"Content-Type", "application/json"}}));
-  return content == PostContent::xml ? xml : json;
+  static constinit ProcessWide<SharedFields> xml;
+  static constinit ProcessWide<SharedFields> json;
+  if (content == PostContent::xml) {
+    return xml.get([] { return sharedFields({{"Content-Type", "text/xml; charset=utf-8"}}); });
+  }
+  return json.get([] { return sharedFields({{"Content-Type", "application/json"}}); });
 }
 
 }  // namespace

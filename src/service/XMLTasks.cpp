@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -22,8 +23,8 @@ class CompletionHandlerObject final : public Object {
 // One for all lists, held for the length of a look-up or an append: a mutex in every list could not
 // be kept whole across a fork.
 ForkSafeMutex& mutex() {
-  static auto& shared = *new ForkSafeMutex(ForkSafeMutex::Section::Brief);
-  return shared;
+  static constinit ProcessWide<ForkSafeMutex> shared;
+  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -32,8 +33,8 @@ struct CurrentUser {
 };
 
 CurrentUser& holder() {
-  static auto& instance = *new CurrentUser;
-  return instance;
+  static constinit ProcessWide<CurrentUser> instance;
+  return instance.get();
 }
 
 }  // namespace
@@ -58,8 +59,8 @@ void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& use
 }
 
 const std::shared_ptr<Object>& ORVAAccountUser::classObject() {
-  static const auto& object = *new std::shared_ptr<Object>(std::make_shared<Object>());
-  return object;
+  static constinit ProcessWide<std::shared_ptr<Object>> object;
+  return object.get([] { return std::make_shared<Object>(); });
 }
 
 }  // namespace orx

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/ForkSafeMutex.h"
+#include "platform/ForkSafety.h"
 #include "platform/KeychainStatus.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/Limits.h"
@@ -55,7 +56,8 @@ LastRestored exchangeLastRestored(LastRestored other) {
     ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
     LastRestored last;
   };
-  static auto& holder = *new Holder;
+  static constinit ProcessWide<Holder> shared;
+  Holder& holder = shared.get();
   const std::lock_guard guard(holder.mutex);
   return std::exchange(holder.last, std::move(other));
 }
@@ -157,8 +159,8 @@ ORVAAccountUserCache::ORVAAccountUserCache()
 ORVAAccountUserCache::~ORVAAccountUserCache() = default;
 
 const std::shared_ptr<ORVAAccountUserCache>& ORVAAccountUserCache::sharedInstance() {
-  static const auto& cache = *new std::shared_ptr<ORVAAccountUserCache>(new ORVAAccountUserCache);
-  return cache;
+  static constinit ProcessWide<std::shared_ptr<ORVAAccountUserCache>> cache;
+  return cache.get([] { return std::shared_ptr<ORVAAccountUserCache>(new ORVAAccountUserCache); });
 }
 
 // The transaction keeps out the application's other processes and threads: two first sign-ins at

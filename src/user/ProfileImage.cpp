@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/DispatchSemaphore.h"
+#include "platform/ForkSafety.h"
 #include "platform/OperationQueue.h"
 #include "platform/URLSession.h"
 #include "user/ImageState.h"
@@ -26,8 +27,8 @@ std::shared_ptr<Error> wrongResponseError(long statusCode) {
 }  // namespace
 
 ForkSafeMutex& ORVAAccountUser::ImageState::mutex() {
-  static auto& shared = *new ForkSafeMutex(ForkSafeMutex::Section::Brief);
-  return shared;
+  static constinit ProcessWide<ForkSafeMutex> shared;
+  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
 }
 
 void ORVAAccountUser::loadProfileImageDataWithCompletionBlock(

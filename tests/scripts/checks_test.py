@@ -6,6 +6,7 @@ import unittest
 
 import check_decisions
 import check_exports
+import check_first_uses
 import check_layering
 import check_naming
 import check_readme
@@ -122,6 +123,15 @@ class Exports(unittest.TestCase):
     def test_wants_a_library_that_stays(self):
         self.assertEqual(list(check_exports.check_flags("(FLAGS_1) Flags: NODELETE")), [])
         self.assertEqual(len(list(check_exports.check_flags("(FLAGS_1) Flags: NOW"))), 1)
+
+
+class FirstUses(unittest.TestCase):
+    def test_finds_what_the_compiler_guards(self):
+        symbols = ["0000 b guard variable for orx::Bundle::mainBundle()::bundle",
+                   "0000 b guard variable for std::locale::classic()::it",
+                   "0000 b orx::Bundle::mainBundle()::bundle"]
+        self.assertEqual(len(list(check_first_uses.check_symbols(symbols))), 1)
+        self.assertEqual(list(check_first_uses.check_symbols(symbols[1:])), [])
 
 
 class Readme(unittest.TestCase):

@@ -1,0 +1,93 @@
+// First uses of the library on one thread while another one forks.
+#include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountLoginManager.h>
+#include <ORXAccount/ORVAAccountUser.h>
+#include <ORXAccount/ORVAAccountUserCache.h>
+#include <ORXAccount/platform/Bundle.h>
+#include <ORXAccount/platform/Keychain.h>
+#include <ORXAccount/platform/NotificationCenter.h>
+#include <ORXAccount/platform/URLSessionConfiguration.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <thread>
+
+#include "config/Servers.h"
+#include "platform/DispatchSemaphore.h"
+#include "platform/TransferEngine.h"
+#include "platform/URLSession.h"
+#include "platform/UserDefaults.h"
+#include "support/Await.h"
+#include "support/ChildProcess.h"
+
+namespace orx::testing {
+namespace {
+
+constexpr int fine = 7;
+
+// Each makes an object of the whole process, or a few, and none stores anything.
+constexpr std::array<void (*)(), 13> uses{
+    [] { (void)URLSessionConfiguration::defaultConfiguration(); },
+    [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
+    [] { (void)UserDefaults::standardUserDefaults(); },
+    [] { (void)keychainStatus(); },
+    [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
+    [] { DispatchSemaphore::createWithCount(0)->signal(); },
+    [] { (void)URLSession::sharedSession(); },
+    [] { (void)TransferEngine::shared(); },
+    [] { (void)serviceURL(ServerSet::Global, kCustomerInfoPath); },
+    [] { (void)ORVAAccount::sharedInstance()->appID(); },
+    [] { (void)ORVAAccountUser::currentUser(); },
+    [] { (void)ORVAAccountUserCache::sharedInstance(); },
+    [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); }};
+
+// All of them, beginning anywhere.
+void useEverything(std::size_t start) {
+  for (std::size_t i = 0; i < uses.size(); ++i) uses.at((start + i) % uses.size())();
+}
+
+std::function<int()> endedByItsAlarm(const std::function<int()>& work) {
+  return [work] {
+    alarm(static_cast<unsigned>(patience.count() * 2 / 3));
+    return work();
+  };
+}
+
+// In a process that has not used the library yet.
+int forkAmidFirstUses(std::size_t start, int delay) {
+  std::atomic<bool> isReady = false;
+  std::atomic<bool> mayGo = false;
+  Event over;
+  std::thread other([&] {
+    isReady = true;
+    while (!mayGo) {
+    }
+    useEverything(start);
+    (void)over.wait();
+  });
+  while (!isReady) std::this_thread::yield();
+  mayGo = true;
+  for (std::atomic<int> passed = 0; passed < delay;) ++passed;
+  ChildProcess child(endedByItsAlarm([start] {
+    useEverything(start);
+    return fine;
+  }));
+  const int status = child.wait();
+  over.set();
+  other.join();
+  return status;
+}
+
+TEST(FirstUse, OfEveryProcessWideObjectMayMeetAFork) {
+  constexpr int rounds = 130;
+  for (int round = 0; round < rounds; ++round) {
+    const std::size_t start = static_cast<std::size_t>(round) % uses.size();
+    ChildProcess process(endedByItsAlarm([&] { return forkAmidFirstUses(start, round * 16); }));
+    ASSERT_EQ(process.wait(), fine) << "round " << round;
+  }
+}
+
+}  // namespace
+}  // namespace orx::testing
