@@ -10,6 +10,8 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
+#include <stdexcept>
 #include <thread>
 
 #include "platform/FileDescriptor.h"
@@ -58,16 +60,16 @@ void letThrough(const FileDescriptor& held, std::chrono::milliseconds delay) {
 }  // namespace
 
 void withSlowFiles(std::chrono::milliseconds delay, const std::function<void()>& work) {
-  Mailbox<FileDescriptor> made;
-  std::thread worker([&] {
-    made.put(holdSlowCalls());
+  const auto handover = std::make_shared<Mailbox<FileDescriptor>>();
+  // Before there is a slow call: one that is held may hold up the start of any thread. A thread
+  // that `work` starts, and with it this one, can outlive the test.
+  std::thread([handover, delay] { letThrough(handover->take(), delay); }).detach();
+  std::thread([&] {
+    auto held = holdSlowCalls();
+    if (!held) throw std::runtime_error("the kernel holds no system calls");
+    handover->put(std::move(held));
     work();
-  });
-  FileDescriptor held = made.take();
-  if (!held) throw std::runtime_error("the kernel holds no system calls");
-  // A thread that `work` started, and with it this one, can outlive the test.
-  std::thread([held = std::move(held), delay] { letThrough(held, delay); }).detach();
-  worker.join();
+  }).join();
 }
 
 }  // namespace orx::testing
