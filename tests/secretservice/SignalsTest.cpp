@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <thread>
@@ -70,7 +71,7 @@ class Signals : public testing::ServiceFixture {
     }
   }
   std::filesystem::path fakeBus() {
-    const auto path = home.path() / "fake";
+    auto path = home.path() / "fake";
     setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + path.string()).c_str(), 1);
     return path;
   }
@@ -105,6 +106,7 @@ TEST_F(Signals, AreWhatTheyWereWhenManyThreadsAreTheFirstToUseTheKeyring) {
   const auto before = stateOfSignals();
   testing::Event begin;
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&] {
       EXPECT_TRUE(begin.wait());
