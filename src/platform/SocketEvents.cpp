@@ -9,6 +9,8 @@
 #include <climits>
 #include <utility>
 
+#include "platform/Uninterrupted.h"
+
 namespace orx {
 namespace {
 
@@ -102,7 +104,8 @@ std::span<const SocketEvents::Event> SocketEvents::wait(std::chrono::millisecond
 
 void SocketEvents::wake() const {
   const std::uint64_t one = 1;
-  [[maybe_unused]] const auto size = write(wakeUp_, &one, sizeof one);
+  // On a host's thread.
+  uninterrupted([&] { return write(wakeUp_, &one, sizeof one); });
 }
 
 }  // namespace orx

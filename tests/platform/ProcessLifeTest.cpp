@@ -1,6 +1,7 @@
 // What the library's threads mean for the process that hosts them: its end, its forks, its signals.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -288,7 +289,7 @@ TEST_F(ProcessLife, DestroysNoOperationOfTheParentsInAChildThatOneOfThemForks) {
   EXPECT_LT(read(destroyed[0], &where, sizeof where), 0) << "destroyed a second time";
 }
 
-TEST_F(ProcessLife, BlocksEverySignalOnItsThreadsAndLeavesTheirHandlingAlone) {
+TEST_F(ProcessLife, BlocksSignalsFromOutsideOnItsThreadsAndLeavesTheirHandlingAlone) {
   struct sigaction before {};
   sigaction(SIGPIPE, nullptr, &before);
   auto masks = std::make_shared<Mailbox<sigset_t>>();
@@ -300,6 +301,9 @@ TEST_F(ProcessLife, BlocksEverySignalOnItsThreadsAndLeavesTheirHandlingAlone) {
   const sigset_t mask = masks->take();
   for (const int signal : {SIGPIPE, SIGINT, SIGTERM, SIGCHLD, SIGALRM, SIGUSR1}) {
     EXPECT_EQ(sigismember(&mask, signal), 1) << signal;
+  }
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+    EXPECT_EQ(sigismember(&mask, fault), 0) << fault;
   }
   struct sigaction after {};
   sigaction(SIGPIPE, nullptr, &after);
@@ -316,6 +320,50 @@ TEST_F(ProcessLife, BlocksEverySignalOnItsThreadsAndLeavesTheirHandlingAlone) {
       EXPECT_NE(blocked & (1ULL << (SIGTERM - 1)), 0U);
     }
   }
+}
+
+// Where a host writes its crash report; blocked, the signal would end the process past it.
+TEST_F(ProcessLife, LetsTheHostHandleAFaultInACallback) {
+  void* nowhere = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(nowhere, MAP_FAILED);
+  const auto access = [nowhere] { *static_cast<volatile char*>(nowhere) = 1; };
+  const auto handleFaults = [] {
+    struct sigaction action {};
+    action.sa_handler = [](int) { _exit(fine); };
+    sigaction(SIGSEGV, &action, nullptr);
+  };
+  ChildProcess onAQueue([&] {
+    handleFaults();
+    OperationQueue::queueWithMaxConcurrentOperationCount(1)->addOperationWithBlock(access);
+    return Event().wait() ? 0 : 1;
+  });
+  EXPECT_EQ(onAQueue.wait(), fine);
+  ChildProcess inAHandler([&] {
+    handleFaults();
+    start(server_.configuration(), "/", [&](const auto&, const auto&, const auto&) { access(); });
+    return Event().wait() ? 0 : 1;
+  });
+  EXPECT_EQ(inAHandler.wait(), fine);
+  munmap(nowhere, 1);
+}
+
+// A signal for the process that only the library's threads could take, while they all work.
+TEST_F(ProcessLife, LeavesSignalsForTheProcessToTheThreadsOfTheHost) {
+  static std::atomic<int> caught{0};
+  struct sigaction action {};
+  action.sa_handler = [](int) { ++caught; };
+  sigaction(SIGUSR1, &action, nullptr);
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  for (int i = 0; i < 100; ++i) {
+    kill(getpid(), SIGUSR1);
+    EXPECT_EQ(get("/").status(), 200);
+  }
+  EXPECT_EQ(caught, 0);
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+  EXPECT_EQ(caught, 1);
 }
 
 TEST_F(ProcessLife, StartsNoResolverThreadForAddresses) {
