@@ -28,9 +28,9 @@ struct URLRequest {
 class HTTPURLResponse final : public Object {
  public:
   // `landingPlace`: where redirects have led, if there were any. `head`: the lines of the fields.
-  HTTPURLResponse(URL requested, std::optional<std::string> landingPlace, long statusCode,
+  HTTPURLResponse(const URL& requested, std::optional<std::string> landingPlace, long statusCode,
                   std::string head)
-      : requested_(std::move(requested)),
+      : requested_(requested),
         landingPlace_(std::move(landingPlace)),
         statusCode_(statusCode),
         head_(std::move(head)) {}

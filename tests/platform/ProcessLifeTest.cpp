@@ -264,11 +264,14 @@ TEST_F(ProcessLife, DestroysNoOperationOfTheParentsInAChildThatOneOfThemForks) {
   std::array<int, 2> destroyed{};
   ASSERT_EQ(pipe(destroyed.data()), 0);
   struct Noted {
-    int pipe;
+    explicit Noted(int descriptor) : pipe(descriptor) {}
+    Noted(const Noted&) = delete;
+    Noted& operator=(const Noted&) = delete;
     ~Noted() {
       const pid_t here = getpid();
       (void)!write(pipe, &here, sizeof here);
     }
+    int pipe;
   };
   auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
   Event gate;
