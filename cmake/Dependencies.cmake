@@ -2,9 +2,13 @@
 # folder alone needs is found there.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
-find_package(nlohmann_json 3.11 REQUIRED)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
 find_package(OpenSSL REQUIRED)
 pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
 pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc)
 pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
+
+# Of what stands beside the library: that has a JSON reader of its own.
+if(ORX_BUILD_TOOLS OR ORX_BUILD_TESTS OR ORX_BUILD_FUZZERS OR ORX_BUILD_BENCHMARKS)
+  find_package(nlohmann_json 3.11 REQUIRED)
+endif()

@@ -19,7 +19,9 @@ namespace orx {
 // Receives the outcome of one call, exactly once: a result and a null error, or a null result and
 // an error. Runs on the background queue of that call's own session, never inside the call that
 // started it. It may block, start other calls and change the current user; it must not throw (the
-// process ends if it does).
+// process ends if it does). Like every callback of the library it may run on a thread on which all
+// signals but those that report a fault (SIGSEGV and the like) are blocked, and a program that it
+// starts inherits that mask.
 using ORVAAccountAPICompletionHandler = std::function<void(
     const std::shared_ptr<ORVAAccountAPIResult>& result, const std::shared_ptr<Error>& error)>;
 

@@ -5,8 +5,8 @@
 
 namespace orx {
 
-// Starts a detached thread that no signal is ever delivered to: signals are the host's. Throws
-// std::system_error when the system has no thread left.
+// Starts a detached thread to which no signal from outside is ever delivered: signals are the
+// host's. Throws std::system_error when the system has no thread left.
 void startBackgroundThread(std::function<void()> body);
 
 // The end of a background thread while the process ends. It must not return: thread-local

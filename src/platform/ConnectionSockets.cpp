@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <new>
 
 namespace orx {
 namespace {
@@ -40,9 +41,14 @@ bool readEnd(int descriptor, NameOf nameOf, std::string& address, int& port) {
 int ConnectionSockets::open(int family, int type, int protocol) {
   const int descriptor = socket(family, type | SOCK_CLOEXEC, protocol);
   if (descriptor < 0) return -1;
-  unnamed_.push_back(descriptor);
-  events_.willStay(descriptor);
-  return descriptor;
+  try {
+    events_.willStay(descriptor);
+    unnamed_.push_back(descriptor);
+    return descriptor;
+  } catch (const std::bad_alloc&) {
+    ::close(descriptor);
+    return -1;
+  }
 }
 
 void ConnectionSockets::close(int descriptor) {

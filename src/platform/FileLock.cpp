@@ -42,7 +42,7 @@ FileProblem lockedByAnother(const std::string& path) {
 // Unlocked by name, not only closed: a child that was forked meanwhile shares the lock and would
 // keep it.
 FileLock::~FileLock() {
-  if (descriptor_) flock(descriptor_.get(), LOCK_UN);
+  if (descriptor_) uninterrupted([&] { return flock(descriptor_.get(), LOCK_UN); });
 }
 
 FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
@@ -51,7 +51,8 @@ FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
       [&] { return openat(descriptor_.get(), name.c_str(), O_RDWR | O_CREAT | flags, 0600); }));
   const int number = errno;
   const auto again = [&](int access) {
-    file = FileDescriptor(openat(descriptor_.get(), name.c_str(), access | flags));
+    file = FileDescriptor(
+        uninterrupted([&] { return openat(descriptor_.get(), name.c_str(), access | flags); }));
   };
   const auto isOurs = [&] {
     const auto presence = presenceOf(name);

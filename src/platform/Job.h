@@ -5,7 +5,7 @@
 
 namespace orx {
 
-// Work for a worker, done once. It ends where it ran.
+// Work for a worker, done once and destroyed there. Once the process ends it is neither.
 class Job {
  public:
   Job() = default;

@@ -4,8 +4,8 @@
 #include <cstddef>
 
 // Every ceiling of what the library reads and of how long it waits for other processes, with its
-// unit and reason. What a host may choose (the
-// size of an answer and of its headers) is in URLSessionConfiguration.
+// unit and reason. What a host may choose (the size of an answer and of its headers) is in
+// URLSessionConfiguration.
 namespace orx::limits {
 
 // Nested arrays and dictionaries. Values are destroyed and written recursively; the service nests

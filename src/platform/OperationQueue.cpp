@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/Job.h"
 #include "platform/Strand.h"
 
 namespace orx {

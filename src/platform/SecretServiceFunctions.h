@@ -22,6 +22,8 @@
   X(g_main_context_push_thread_default) \
   X(g_main_context_unref) \
   X(g_object_unref) \
+  X(g_socket_get_type) \
+  X(g_type_class_ref) \
   X(g_variant_builder_add) \
   X(g_variant_builder_end) \
   X(g_variant_builder_init) \

@@ -1,10 +1,14 @@
 #include "platform/SecretServiceLibrary.h"
 
 #include <dlfcn.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+
+#include "platform/BlockedSignals.h"
+#include "platform/ForkSafety.h"
 
 namespace orx {
 
@@ -13,14 +17,26 @@ namespace {
 using Kind = SecretServiceFailure::Kind;
 using Library = SecretServiceLibrary;
 
-std::atomic<const Library*> loadedLibrary{nullptr};
+constinit std::atomic<const Library*> loadedLibrary{nullptr};
 // The library's own thread does not come along into a forked child.
 std::atomic<pid_t> loadingProcess{0};
 
-// Null when a function is missing. Loaded twice is loaded once; it stays until the process ends.
+// GIO sets SIGPIPE to be ignored when its sockets are first used, for the whole process and all
+// that it starts, although it sends so that the signal is never raised. They are set up here, and
+// what the host had chosen is put back.
+void setUpSockets(const Library& library) {
+  struct sigaction chosen {};
+  sigaction(SIGPIPE, nullptr, &chosen);
+  library.g_type_class_ref(library.g_socket_get_type());
+  sigaction(SIGPIPE, &chosen, nullptr);
+}
+
+// Throws a failure when it or one of the functions is missing. It stays until the process ends.
 const Library* load() {
+  // The dynamic linker takes a file whose reading a signal interrupts for one that is not there.
+  const BlockedSignals blocked;
   void* handle = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (handle == nullptr) return nullptr;
+  if (handle == nullptr) throw SecretServiceFailure{Kind::NoLibrary, {}};
   auto library = std::make_unique<Library>();
   bool complete = true;
   const auto find = [&](auto& function, const char* name) {
@@ -30,7 +46,10 @@ const Library* load() {
 #define ORX_FIND(name) find(library->name, #name);
   ORX_LIBRARY_FUNCTIONS(ORX_FIND)
 #undef ORX_FIND
-  return complete ? library.release() : nullptr;
+  if (!complete) throw SecretServiceFailure{Kind::NoLibrary, {}};
+  setUpSockets(*library);
+  loadingProcess = getpid();
+  return library.release();
 }
 
 bool isIOError(const GError& error, std::initializer_list<GIOErrorEnum> codes) {
@@ -44,13 +63,8 @@ bool isIOError(const GError& error, std::initializer_list<GIOErrorEnum> codes) {
 const Library& lib() { return *loadedLibrary.load(); }
 
 void requireSecretServiceLibrary() {
-  if (loadedLibrary.load() == nullptr) {
-    const Library* library = load();
-    if (library == nullptr) throw SecretServiceFailure{Kind::NoLibrary, {}};
-    const Library* none = nullptr;
-    loadingProcess = getpid();
-    if (!loadedLibrary.compare_exchange_strong(none, library)) delete library;
-  }
+  // By one thread alone: another would take for the host's choice what GIO has just set.
+  processWide(loadedLibrary, load);
   if (loadingProcess != getpid()) throw SecretServiceFailure{Kind::Forked, {}};
 }
 

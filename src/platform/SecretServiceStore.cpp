@@ -1,12 +1,9 @@
 #include "platform/SecretServiceStore.h"
 
-#include <pthread.h>
-#include <signal.h>
-
 #include <new>
 #include <system_error>
-#include <thread>
 
+#include "platform/BackgroundThread.h"
 #include "platform/Limits.h"
 #include "platform/SessionBus.h"
 
@@ -36,34 +33,21 @@ KeychainOutcome carryOut(const Work& work, const std::string& address,
   }
 }
 
-// A thread that leaves the process's signals to the host.
-void startThread(std::function<void()> body) {
-  sigset_t all;
-  sigset_t previous;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &previous);
-  try {
-    std::thread(std::move(body)).detach();
-  } catch (const std::system_error&) {
-    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    throw SecretServiceFailure{Kind::OutOfResources, {}};
-  }
-  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-}
-
 KeychainOutcome perform(Work work, Deadline deadline) {
   const auto address = sessionBusAddress();
   if (!address) return outcomeOf(SecretServiceFailure{Kind::NoBus, {}});
   try {
     SecretServiceConnection::requireLibrary();
     const auto call = std::make_shared<SecretServiceCall>(deadline);
-    startThread([work = std::move(work), address = *address, call] {
+    startBackgroundThread([work = std::move(work), address = *address, call] {
       call->finish(carryOut(work, address, call));
     });
     if (auto outcome = call->wait()) return *outcome;
     return outcomeOf(SecretServiceFailure{Kind::Silent, {}});
   } catch (const SecretServiceFailure& failure) {
     return outcomeOf(failure);
+  } catch (const std::system_error&) {
+    return outcomeOf(SecretServiceFailure{Kind::OutOfResources, {}});
   }
 }
 

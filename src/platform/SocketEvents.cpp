@@ -9,11 +9,10 @@
 #include <climits>
 #include <utility>
 
+#include "platform/Uninterrupted.h"
+
 namespace orx {
 namespace {
-
-// So few that what they lead to is soon followed by the handlers that wait for it.
-constexpr std::size_t eventsAtOnce = 32;
 
 std::uint32_t epollEvents(std::uint8_t interest) {
   std::uint32_t events = 0;
@@ -105,7 +104,8 @@ std::span<const SocketEvents::Event> SocketEvents::wait(std::chrono::millisecond
 
 void SocketEvents::wake() const {
   const std::uint64_t one = 1;
-  [[maybe_unused]] const auto size = write(wakeUp_, &one, sizeof one);
+  // On a host's thread.
+  uninterrupted([&] { return write(wakeUp_, &one, sizeof one); });
 }
 
 }  // namespace orx

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
 
@@ -21,6 +21,9 @@ class SocketEvents {
     // What it is ready for; nothing when the system reports only that something went wrong.
     std::uint8_t ready;
   };
+
+  // So few at a time that what they lead to is soon followed by the handlers that wait for it.
+  static constexpr std::size_t eventsAtOnce = 32;
 
   SocketEvents() = default;
   ~SocketEvents() { close(); }

@@ -50,8 +50,9 @@ bool aLinkLeadsNowhere(std::string path) {
 void synchronizeParentOf(const std::string& path) {
   const auto slash = path.find_last_of('/');
   const std::string parent = slash == 0 ? "/" : path.substr(0, slash);
-  const FileDescriptor directory(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (directory) fsync(directory.get());
+  constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  const FileDescriptor directory(uninterrupted([&] { return ::open(parent.c_str(), flags); }));
+  if (directory) uninterrupted([&] { return fsync(directory.get()); });
 }
 
 // A file-creation mask can leave a new directory that its own owner may not enter.

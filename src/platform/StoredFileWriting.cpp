@@ -82,7 +82,8 @@ FileOutcome StoredDirectory::writeTemporary(const std::string& temporary, const 
   if (const int number = synchronizeDescriptor(file.get())) {
     return systemProblem(number, "write", path);
   }
-  if (!file.close()) return systemProblem(errno, "write", path);
+  // What an interrupted closing leaves is closed, and the content was on the disk before.
+  if (!file.close() && errno != EINTR) return systemProblem(errno, "write", path);
   return std::nullopt;
 }
 

@@ -36,6 +36,13 @@ struct Strand::State : std::enable_shared_from_this<State> {
 
   // Registers the mutex before anything is held.
   explicit State(std::size_t limit) : width(limit) { mutex(); }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+
+  ~State() {
+    const std::lock_guard lock(mutex());
+    forgetTheParentsJobs();
+  }
 
   void add(Entry entry) {
     const std::lock_guard lock(mutex());
@@ -60,7 +67,6 @@ struct Strand::State : std::enable_shared_from_this<State> {
 
   const std::size_t width;
   std::list<Entry> waiting;
-  std::list<Entry> inherited;  // the parent's
   std::size_t running = 0;
   std::uint64_t generation = WorkerPool::shared().generation();
 
@@ -72,6 +78,7 @@ struct Strand::State : std::enable_shared_from_this<State> {
     generation = current;
     running = 0;
     // Not destroyed: their captures may lean on what the parent's threads held at the fork.
+    static auto& inherited = *new std::list<Entry>;
     inherited.splice(inherited.end(), waiting);
   }
 

@@ -3,7 +3,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
-#include <tuple>
+#include <exception>
 #include <utility>
 
 #include "platform/HeaderFields.h"
@@ -13,18 +13,16 @@
 namespace orx {
 namespace {
 
-static_assert(CURL_ERROR_SIZE <= std::tuple_size<decltype(TransferHandle::errorText)>());
-
 // A body up to this size leaves together with the header, in one write; a longer one is read piece
 // by piece, which shows that it moves.
 constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
 
-int openSocket(void* sockets, curlsocktype, curl_sockaddr* address) {
+int openSocket(void* sockets, curlsocktype, curl_sockaddr* address) noexcept {
   return static_cast<ConnectionSockets*>(sockets)->open(address->family, address->socktype,
                                                         address->protocol);
 }
 
-int closeSocket(void* sockets, curl_socket_t descriptor) {
+int closeSocket(void* sockets, curl_socket_t descriptor) noexcept {
   static_cast<ConnectionSockets*>(sockets)->close(descriptor);
   return 0;
 }
@@ -100,6 +98,8 @@ Transfer* Transfer::servedBy(void* easy) {
 }
 
 std::unique_ptr<TransferHandle> Transfer::giveHandleBack() {
+  // Not to lie in memory while the report waits.
+  request_.httpBody.reset();
   handle_->transfer = nullptr;
   return std::move(handle_);
 }
@@ -119,7 +119,8 @@ void Transfer::setRequest() {
     setBody();
   }
   // What carries a body is redirected here, where it is seen whether the body would go twice.
-  curl_easy_setopt(easy(), CURLOPT_FOLLOWLOCATION, isGET || isHEAD ? 1L : 0L);
+  libcurlFollows_ = isGET || isHEAD;
+  curl_easy_setopt(easy(), CURLOPT_FOLLOWLOCATION, libcurlFollows_ ? 1L : 0L);
   curl_easy_setopt(easy(), CURLOPT_MAXREDIRS, redirectsLeft_);
   curl_easy_setopt(easy(), CURLOPT_HTTPHEADER, handle_->header.listFor(request_));
 }
@@ -148,24 +149,35 @@ Transfer& Transfer::of(void* handle) { return *static_cast<TransferHandle*>(hand
 
 int Transfer::aboutToSend(void* handle, char* peerAddress, char* localAddress, int peerPort,
                           int localPort) noexcept {
-  const bool allowed = of(handle).mayBeSent({localPort, peerPort, localAddress, peerAddress});
-  return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+  try {
+    const bool allowed = of(handle).mayBeSent({.localPort = localPort,
+                                               .peerPort = peerPort,
+                                               .localAddress = localAddress,
+                                               .peerAddress = peerAddress});
+    return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+  } catch (const std::exception&) {
+    return CURL_PREREQFUNC_ABORT;
+  }
 }
 
 bool Transfer::mayBeSent(const ConnectionSockets::Ends& connection) {
   noteProgress();
-  // Redirects that libcurl follows are GETs, which may be repeated.
-  if (info(easy(), CURLINFO_REDIRECT_COUNT) == 0) {
-    // libcurl sends a request again when a kept connection dies without an answer. What has left
-    // may have been acted upon.
-    if (info(easy(), CURLINFO_REQUEST_SIZE) > 0) return false;
-    const bool isNew = info(easy(), CURLINFO_NUM_CONNECTS) > 0;
-    if (isNew) curl_easy_setopt(easy(), CURLOPT_NOPROGRESS, 0L);
-    if (!isNew && surroundings_->sockets.peerHasClosed(connection)) {
-      connectionWasDead_ = true;
-      return false;
-    }
+  const Sending now{.redirects = info(easy(), CURLINFO_REDIRECT_COUNT),
+                    .bytes = info(easy(), CURLINFO_REQUEST_SIZE),
+                    .connections = info(easy(), CURLINFO_NUM_CONNECTS)};
+  const auto before = sending_.value_or(Sending{});
+  // libcurl sends a request again when a kept connection dies without an answer. What has left may
+  // have been acted upon.
+  const bool isRepeated = sending_ && now.redirects == before.redirects;
+  if (isRepeated && now.bytes > before.bytes) return false;
+  const bool isNew = now.connections > before.connections;
+  if (isNew) curl_easy_setopt(easy(), CURLOPT_NOPROGRESS, 0L);
+  if (!isNew && surroundings_->sockets.peerHasClosed(connection)) {
+    connectionWasDead_ = true;
+    return false;
   }
+  sending_ = now;
+  reply_.forget();
   stage_ = TransferStage::waiting;
   return true;
 }
@@ -220,18 +232,16 @@ bool Transfer::receive(const Take& take) noexcept {
 }
 
 bool Transfer::takeBody(std::string_view piece) {
-  if (!reply_.hasBody()) {
+  if (!reply_.bodyHasBegun()) {
     curl_off_t length = -1;
     curl_easy_getinfo(easy(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    reply_.expectBody(length, *configuration_);
+    reply_.expectBody(length, configuration_->maximumBodySize);
   }
-  return reply_.takeBody(piece, *configuration_);
+  return reply_.takeBody(piece, configuration_->maximumBodySize);
 }
 
 bool Transfer::takeHeaderLine(std::string_view line) {
-  // libcurl goes on to another place by itself.
-  const bool followsRedirects = request_.httpMethod == "GET" || request_.httpMethod == "HEAD";
-  switch (reply_.takeHeaderLine(line, *configuration_, followsRedirects)) {
+  switch (reply_.takeHeaderLine(line, configuration_->maximumHeaderSize, libcurlFollows_)) {
     case TransferReply::Next::head:
       return true;
     case TransferReply::Next::body:
@@ -250,9 +260,7 @@ bool Transfer::takeHeaderLine(std::string_view line) {
 
 bool Transfer::continuesAfter(int code) {
   if (code == CURLE_ABORTED_BY_CALLBACK && connectionWasDead_) {
-    // Not a byte has left: the same request on a new connection.
-    connectionWasDead_ = false;
-    curl_easy_setopt(easy(), CURLOPT_FRESH_CONNECT, 1L);
+    goOnOverANewConnection();
     return true;
   }
   const bool becomesGET = reply_.statusCode() >= 301 && reply_.statusCode() <= 303;
@@ -264,9 +272,20 @@ bool Transfer::continuesAfter(int code) {
   return true;
 }
 
+// Not a byte has left for where the handle has come to.
+void Transfer::goOnOverANewConnection() {
+  connectionWasDead_ = false;
+  redirectedTo_ = landingPlace();
+  redirectsLeft_ -= info(easy(), CURLINFO_REDIRECT_COUNT);
+  sending_.reset();
+  setRequest();
+  curl_easy_setopt(easy(), CURLOPT_FRESH_CONNECT, 1L);
+}
+
 void Transfer::goOnAsGET(std::string url) {
   redirectedTo_ = std::move(url);
   --redirectsLeft_;
+  sending_.reset();
   request_.httpMethod = "GET";
   request_.httpBody.reset();
   request_.headerFields = withoutThoseOfABody(request_.headerFields);
@@ -292,7 +311,7 @@ void Transfer::finish(int code) {
 }
 
 void Transfer::report(std::unique_ptr<Transfer> transfer) {
-  const auto queue = transfer->receiver_.queue;
+  const auto queue = std::exchange(transfer->receiver_.queue, std::nullopt);
   post(queue, std::move(transfer));
 }
 

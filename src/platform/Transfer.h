@@ -32,8 +32,8 @@ struct TransferSurroundings {
   ConnectionSockets sockets{events};
 };
 
-// One request on its way, with its redirects; at the end the job that reports. Used by the transfer
-// loop alone once submitted.
+// One request on its way, with its redirects. Once submitted it is used by the transfer loop alone;
+// at the end it is the job that reports, and goes to a worker.
 class Transfer final : public ProgressWatch::Watched, public Job {
  public:
   // Whom it reports to.
@@ -69,9 +69,17 @@ class Transfer final : public ProgressWatch::Watched, public Job {
 
  private:
   void run() override;
+  // What libcurl had done when it was last allowed to send.
+  struct Sending {
+    long redirects = 0;
+    long bytes = 0;  // what proxies were told included
+    long connections = 0;
+  };
+
   void setRequest();
   void setBody();
   void goOnAsGET(std::string url);
+  void goOnOverANewConnection();
   // Where redirects have led; absent when there were none.
   std::optional<std::string> landingPlace() const;
   TransportFailure failureOf(int code) const;
@@ -106,6 +114,8 @@ class Transfer final : public ProgressWatch::Watched, public Job {
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that this handle was last set up for
   long redirectsLeft_;
+  bool libcurlFollows_ = false;  // redirects, by itself
+  std::optional<Sending> sending_;
   bool connectionWasDead_ = false;
 
   TransferStage stage_ = TransferStage::connecting;

@@ -15,7 +15,8 @@ class TransferEngine final : private Duty {
  public:
   static TransferEngine& shared();
 
-  // Takes a transfer over; it reports later, also when no thread can be had for it. Cheap: at most
+  // Takes a transfer over; it reports later. When the process can have no thread at all, that is
+  // when the next one can be had. Cheap: at most
   // one wake-up for any number of transfers in a row.
   void submit(std::unique_ptr<Transfer> transfer);
 

@@ -19,7 +19,7 @@ struct TransferHandle {
   TransferHandle& operator=(const TransferHandle&) = delete;
   ~TransferHandle();
 
-  // Where the next request goes.
+  // Where the next request goes: an absolute URL.
   void setURL(const std::string& text);
   // Lets libcurl forget all that it was told.
   void reset();

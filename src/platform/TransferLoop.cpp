@@ -125,7 +125,7 @@ void TransferLoop::begin(std::unique_ptr<Transfer> transfer) {
   ++running_;
   if (transfer->configuration()->usesHTTP2) ++runningOverHTTP2_;
   transfer->begin(std::move(handle), surroundings_);
-  // The handle's private pointer owns it from here.
+  // Its handle knows whom it serves; that stands for the ownership until end().
   run(*transfer.release());
 }
 
@@ -138,10 +138,19 @@ void TransferLoop::run(Transfer& transfer) {
 void TransferLoop::turn() {
   beginSome();
   moveOn();
-  collectFinished(multi_);
-  if (runningOverHTTP2_ > 0) collectFinished(multiOfHTTP2_);
+  if (surroundings_.watch.overdue() == nullptr) return;
+  catchUp();
   while (auto* overdue = surroundings_.watch.overdue()) {
     end(static_cast<Transfer*>(overdue), CURLE_OPERATION_TIMEDOUT);
+  }
+}
+
+// After the whole process has stood still everything looks overdue, while the answers wait to be
+// read. Each round takes up other connections.
+void TransferLoop::catchUp() {
+  for (std::size_t rounds = running_ / SocketEvents::eventsAtOnce + 1; rounds > 0; --rounds) {
+    ready_ = surroundings_.events.wait(std::chrono::milliseconds(0));
+    moveOn();
   }
 }
 
@@ -154,7 +163,10 @@ void TransferLoop::moveOn() {
     timer_.reset();
     curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
   }
-  if (runningOverHTTP2_ > 0) curl_multi_perform(multiOfHTTP2_, &running);
+  collectFinished(multi_);
+  if (runningOverHTTP2_ == 0) return;
+  curl_multi_perform(multiOfHTTP2_, &running);
+  collectFinished(multiOfHTTP2_);
 }
 
 void TransferLoop::collectFinished(void* multi) {

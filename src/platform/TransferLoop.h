@@ -46,6 +46,7 @@ class TransferLoop {
   void beginSome();
   void begin(std::unique_ptr<Transfer> transfer);
   void moveOn();
+  void catchUp();
   void collectFinished(void* multi);
   void run(Transfer& transfer);
   void end(Transfer* transfer, int code);

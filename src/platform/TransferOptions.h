@@ -19,7 +19,6 @@ class TransferOptions {
  public:
   explicit TransferOptions(std::shared_ptr<const URLSessionConfiguration> configuration);
 
-  const URLSessionConfiguration& configuration() const { return *configuration_; }
   bool areOf(const std::shared_ptr<const URLSessionConfiguration>& configuration) const {
     return configuration == configuration_ || *configuration == *configuration_;
   }

@@ -18,11 +18,10 @@ constexpr long lastKnownInterim = 103;
 
 }  // namespace
 
-TransferReply::Next TransferReply::takeHeaderLine(std::string_view line,
-                                                  const URLSessionConfiguration& limits,
+TransferReply::Next TransferReply::takeHeaderLine(std::string_view line, std::size_t longest,
                                                   bool followsRedirects) {
   headerSize_ += line.size();
-  if (headerSize_ > limits.maximumHeaderSize) {
+  if (headerSize_ > longest) {
     excess_ = Excess::header;
     return Next::nothing;
   }
@@ -63,14 +62,14 @@ bool TransferReply::isRedirect() const {
          !fieldOfHead(head_, "Location").value_or("").empty();
 }
 
-void TransferReply::expectBody(std::int64_t length, const URLSessionConfiguration& limits) {
+void TransferReply::expectBody(std::int64_t length, std::size_t longest) {
   if (length < 0) return;
   const auto announced = static_cast<std::size_t>(length);
-  body_.reserve(std::min({announced, limits.maximumBodySize, largestReservation}));
+  body_.reserve(std::min({announced, longest, largestReservation}));
 }
 
-bool TransferReply::takeBody(std::string_view piece, const URLSessionConfiguration& limits) {
-  const std::size_t taken = std::min(piece.size(), limits.maximumBodySize - body_.size());
+bool TransferReply::takeBody(std::string_view piece, std::size_t longest) {
+  const std::size_t taken = std::min(piece.size(), longest - body_.size());
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(piece.data());
   body_.insert(body_.end(), bytes, bytes + taken);
   if (taken == piece.size()) return true;

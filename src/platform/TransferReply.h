@@ -1,7 +1,5 @@
 #pragma once
 
-#include <ORXAccount/platform/URLSessionConfiguration.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,14 +18,14 @@ class TransferReply {
   // What comes after a line of the head; nothing at all once it was refused.
   enum class Next { head, body, redirectedReply, nothing };
 
-  // A line with its end. `followsRedirects`: a redirect is not the reply that is wanted.
-  Next takeHeaderLine(std::string_view line, const URLSessionConfiguration& limits,
-                      bool followsRedirects);
+  // A line with its end. `longest`: of all headers together, in bytes. `followsRedirects`: a
+  // redirect is not the reply that is wanted.
+  Next takeHeaderLine(std::string_view line, std::size_t longest, bool followsRedirects);
   // Makes room for a body of this length; below 0 it is unknown.
-  void expectBody(std::int64_t length, const URLSessionConfiguration& limits);
-  bool hasBody() const { return !body_.empty(); }
+  void expectBody(std::int64_t length, std::size_t longest);
+  bool bodyHasBegun() const { return !body_.empty(); }
   // False when nothing more is wanted.
-  bool takeBody(std::string_view piece, const URLSessionConfiguration& limits);
+  bool takeBody(std::string_view piece, std::size_t longest);
   void runOutOfMemory() { excess_ = Excess::memory; }
   // For another reply in its place. What was received all the same still counts.
   void forget();

@@ -2,6 +2,7 @@
 
 #include <ORXAccount/platform/Error.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 

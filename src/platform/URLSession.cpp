@@ -5,8 +5,11 @@
 
 #include "platform/DefaultConfiguration.h"
 #include "platform/ForkSafety.h"
+#include "platform/Job.h"
 #include "platform/Strand.h"
+#include "platform/Transfer.h"
 #include "platform/TransferEngine.h"
+#include "platform/TransportError.h"
 
 namespace orx {
 

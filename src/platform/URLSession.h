@@ -90,8 +90,9 @@ class URLSession final : public Object {
   std::shared_ptr<URLSessionDataTask> dataTaskWithURL_completionHandler(
       const std::optional<URL>& url, CompletionHandler completionHandler);
 
-  // Starts a transfer as the only task of a session of its own. Nobody else can reach the two, so
-  // neither is made.
+  // Starts a transfer as the only task of a session of its own; the configuration must not be null.
+  // Nobody else can reach the two, so neither is made, nor a queue: the handler is called on any
+  // worker.
   static void startOnlyTask(URLRequest request,
                             std::shared_ptr<const URLSessionConfiguration> configuration,
                             CompletionHandler completionHandler);

@@ -2,14 +2,20 @@
 
 #include <errno.h>
 
+#include "platform/BlockedSignals.h"
+
 namespace orx {
 
-// Makes a system call again when a signal interrupted it. Not for ever: a file system that answers
-// nothing else must not hold up its caller for good, so the last EINTR is handed on.
+// Makes a system call that gives -1 and EINTR when a signal interrupted it again, with the signals
+// blocked: a host's signals may come faster than the call can end, so that it never would. An EINTR
+// that comes then is the file system's own; one that answers nothing else must not hold up its
+// caller for good, so the last one is handed on.
 template <typename Call>
 auto uninterrupted(const Call& call) {
   auto result = call();
-  for (int attempt = 1; result < 0 && errno == EINTR && attempt < 100; ++attempt) result = call();
+  if (result >= 0 || errno != EINTR) return result;
+  const BlockedSignals blocked;
+  for (int attempt = 0; result < 0 && errno == EINTR && attempt < 100; ++attempt) result = call();
   return result;
 }
 

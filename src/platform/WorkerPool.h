@@ -43,8 +43,7 @@ class WorkerPool {
   // most. False, and nothing has changed, when the system has no thread for it.
   bool attendTo(Duty& duty);
 
-  // Cheap: at most one wake-up, no waiting. Once the process ends,
-  // jobs are taken but never run.
+  // Cheap: at most one wake-up, no waiting. Once the process ends, jobs are taken but never run.
   void submit(std::unique_ptr<Job> job);
   void submit(std::function<void()> block) { submit(makeJob(std::move(block))); }
 

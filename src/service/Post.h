@@ -6,6 +6,7 @@
 
 namespace orx {
 
+// What a body is, in UTF-8 either way.
 enum class PostContent { xml, json };
 
 // Sends a POST of `body` to `url` on a session of its own; the one header is the content type.

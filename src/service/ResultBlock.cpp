@@ -30,12 +30,20 @@ char lowercase(char character) {
                                               : character;
 }
 
+// Up to here every literal is as long in the text as it is here, for it holds no "s".
+constexpr std::size_t kTelling = 2;
+constexpr bool tellsEarly(std::string_view literal) {
+  return literal.substr(0, kTelling + 1).find_first_of("sS") == std::string_view::npos;
+}
+static_assert(tellsEarly(kStart) && tellsEarly(kCodeToDescription) &&
+              tellsEarly(kDescriptionToType) && tellsEarly(kTypeToData) &&
+              tellsEarly(kTypeToEmptyData) && tellsEarly(kEnd));
+
 // The literal at exactly this position of the text. Of all characters outside ASCII, only U+017F
 // (long s) folds to a letter that the literals hold.
 std::optional<Place> literalAt(std::string_view text, std::size_t begin, std::string_view literal) {
   // Most of what is looked at differs here already.
-  constexpr std::size_t kTelling = 2;
-  if (begin + kTelling < text.size() && text[begin + kTelling] != '\xC5' &&
+  if (begin + kTelling < text.size() &&
       lowercase(text[begin + kTelling]) != lowercase(literal[kTelling])) {
     return std::nullopt;
   }

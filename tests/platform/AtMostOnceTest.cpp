@@ -85,6 +85,15 @@ TEST_P(AtMostOnce, WhenTheServerReadsTheGetAndEnds) {
                           callOnKeptConnection(server, getRequest("https://one.example/x")));
 }
 
+TEST_P(AtMostOnce, WhenTheServerReadsTheGetThatARedirectLedTo) {
+  TLSTestServer server(hosts, [](const Request& request) {
+    return request.target == "/a" ? Answer::reply(302, "", {{"Location", "/b"}})
+                                  : Answer::hangUp(GetParam());
+  });
+  expectOneConnectionLost(server,
+                          call(server.configuration(), getRequest("https://one.example/a")));
+}
+
 TEST_P(AtMostOnce, OnAFreshConnection) {
   TLSTestServer server(hosts, Answer::hangUp(GetParam()));
   const Outcome outcome = call(server.configuration(), postRequest("https://one.example/x", "b"));

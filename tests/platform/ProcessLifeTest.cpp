@@ -1,7 +1,11 @@
 // What the library's threads mean for the process that hosts them: its end, its forks, its signals.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -29,9 +33,10 @@ using End = TLSTestServer::End;
 using Request = TLSTestServer::Request;
 
 constexpr int fine = 7;
+const std::string slowText(100, 's');
 
-// Requests to /stall are never answered, /late is answered slowly, and /stalled is answered as soon
-// as a stalling one has come.
+// Requests to /stall are never answered, /late is answered slowly and /slow for five seconds, and
+// /stalled is answered as soon as a stalling one has come.
 class ProcessLife : public ::testing::Test {
  protected:
   static TLSTestServer::Handler handler() {
@@ -44,6 +49,10 @@ class ProcessLife : public ::testing::Test {
       if (request.target == "/stalled") (void)stalled->wait();
       Answer answer = Answer::reply(200, "fine");
       if (request.target == "/late") answer.pace = std::chrono::milliseconds(5);
+      if (request.target == "/slow") {
+        answer = Answer::reply(200, slowText);
+        answer.pace = std::chrono::milliseconds(5'000 / answer.bytes.size());
+      }
       return answer;
     };
   }
@@ -91,6 +100,28 @@ TEST_F(ProcessLife, EndsWhileCallsConnect) {
     // A connection is there, its handshake never goes on.
     if (listener.accept() >= 0) exit(fine);
   });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+// Else a debugger or a suspended shell would cost calls that were answered long ago.
+TEST_F(ProcessLife, TakesTheAnswersThatCameWhileItStoodStill) {
+  constexpr std::chrono::milliseconds limit{2'000};
+  constexpr int calls = 40;  // more than are looked at in one turn
+  ChildProcess child([&] {
+    auto configuration = server_.configuration();
+    configuration.timeoutIntervalForRequest = limit;
+    const auto outcomes = std::make_shared<Outcomes>();
+    for (int i = 0; i < calls; ++i) start(configuration, "/slow", into(outcomes));
+    for (int i = 0; i < calls; ++i) {
+      if (outcomes->take().text() != slowText) return 1;
+    }
+    return fine;
+  });
+  // In the midst of the answers, and beyond the limit for a connection.
+  std::this_thread::sleep_for(limit * 3 / 2);
+  child.kill(SIGSTOP);
+  std::this_thread::sleep_for(limit * 3 / 2);
+  child.kill(SIGCONT);
   EXPECT_EQ(child.wait(), fine);
 }
 
@@ -228,7 +259,37 @@ TEST_F(ProcessLife, StartsQueuesAnewInAChild) {
   EXPECT_TRUE(ran.wait());
 }
 
-TEST_F(ProcessLife, BlocksEverySignalOnItsThreadsAndLeavesTheirHandlingAlone) {
+// What an operation holds may lean on what the parent's threads were at.
+TEST_F(ProcessLife, DestroysNoOperationOfTheParentsInAChildThatOneOfThemForks) {
+  std::array<int, 2> destroyed{};
+  ASSERT_EQ(pipe(destroyed.data()), 0);
+  struct Noted {
+    int pipe;
+    ~Noted() {
+      const pid_t here = getpid();
+      (void)!write(pipe, &here, sizeof here);
+    }
+  };
+  auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  Event gate;
+  Mailbox<pid_t> children;
+  queue->addOperationWithBlock([&] {
+    (void)gate.wait();
+    if (const pid_t child = fork(); child != 0) children.put(child);
+  });
+  queue->addOperationWithBlock([noted = std::make_shared<Noted>(destroyed[1])] {});
+  queue = nullptr;
+  gate.set();
+  // The child ends with its one thread.
+  waitpid(children.take(), nullptr, 0);
+  pid_t where = 0;
+  EXPECT_EQ(read(destroyed[0], &where, sizeof where), sizeof where);
+  EXPECT_EQ(where, getpid());
+  fcntl(destroyed[0], F_SETFL, O_NONBLOCK);
+  EXPECT_LT(read(destroyed[0], &where, sizeof where), 0) << "destroyed a second time";
+}
+
+TEST_F(ProcessLife, BlocksSignalsFromOutsideOnItsThreadsAndLeavesTheirHandlingAlone) {
   struct sigaction before {};
   sigaction(SIGPIPE, nullptr, &before);
   auto masks = std::make_shared<Mailbox<sigset_t>>();
@@ -240,6 +301,9 @@ TEST_F(ProcessLife, BlocksEverySignalOnItsThreadsAndLeavesTheirHandlingAlone) {
   const sigset_t mask = masks->take();
   for (const int signal : {SIGPIPE, SIGINT, SIGTERM, SIGCHLD, SIGALRM, SIGUSR1}) {
     EXPECT_EQ(sigismember(&mask, signal), 1) << signal;
+  }
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+    EXPECT_EQ(sigismember(&mask, fault), 0) << fault;
   }
   struct sigaction after {};
   sigaction(SIGPIPE, nullptr, &after);
@@ -256,6 +320,50 @@ TEST_F(ProcessLife, BlocksEverySignalOnItsThreadsAndLeavesTheirHandlingAlone) {
       EXPECT_NE(blocked & (1ULL << (SIGTERM - 1)), 0U);
     }
   }
+}
+
+// Where a host writes its crash report; blocked, the signal would end the process past it.
+TEST_F(ProcessLife, LetsTheHostHandleAFaultInACallback) {
+  void* nowhere = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(nowhere, MAP_FAILED);
+  const auto access = [nowhere] { *static_cast<volatile char*>(nowhere) = 1; };
+  const auto handleFaults = [] {
+    struct sigaction action {};
+    action.sa_handler = [](int) { _exit(fine); };
+    sigaction(SIGSEGV, &action, nullptr);
+  };
+  ChildProcess onAQueue([&] {
+    handleFaults();
+    OperationQueue::queueWithMaxConcurrentOperationCount(1)->addOperationWithBlock(access);
+    return Event().wait() ? 0 : 1;
+  });
+  EXPECT_EQ(onAQueue.wait(), fine);
+  ChildProcess inAHandler([&] {
+    handleFaults();
+    start(server_.configuration(), "/", [&](const auto&, const auto&, const auto&) { access(); });
+    return Event().wait() ? 0 : 1;
+  });
+  EXPECT_EQ(inAHandler.wait(), fine);
+  munmap(nowhere, 1);
+}
+
+// A signal for the process that only the library's threads could take, while they all work.
+TEST_F(ProcessLife, LeavesSignalsForTheProcessToTheThreadsOfTheHost) {
+  static std::atomic<int> caught{0};
+  struct sigaction action {};
+  action.sa_handler = [](int) { ++caught; };
+  sigaction(SIGUSR1, &action, nullptr);
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  for (int i = 0; i < 100; ++i) {
+    kill(getpid(), SIGUSR1);
+    EXPECT_EQ(get("/").status(), 200);
+  }
+  EXPECT_EQ(caught, 0);
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+  EXPECT_EQ(caught, 1);
 }
 
 TEST_F(ProcessLife, StartsNoResolverThreadForAddresses) {

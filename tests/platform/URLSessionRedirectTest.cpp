@@ -54,6 +54,57 @@ TEST(URLSession, AsksAtTheSamePlaceAgainWhereverARedirectHasLed) {
                                  "GET one.example/a", there, "POST one.example/a", there));
 }
 
+TEST(URLSession, TakesTheReplyOfThePlaceThatTheSecondLocationNames) {
+  TLSTestServer server(hosts, [](const Request& request) {
+    if (request.target == "/there") return Answer::reply(200, "there");
+    return Answer::reply(302, "moved", {{"Location", ""}, {"Location", "/there"}});
+  });
+  const Outcome outcome = call(server.configuration(), getRequest("https://one.example/"));
+  EXPECT_EQ(outcome.status(), 200);
+  EXPECT_EQ(outcome.text(), "there");
+  EXPECT_EQ(outcome.response->headerFields().size(), 1U);
+}
+
+TEST(URLSession, FollowsARedirectToAPlaceWithASpace) {
+  TLSTestServer server(hosts, [](const Request& request) {
+    return request.target == "/a%20b" ? Answer::reply(200, request.method)
+                                      : redirect(302, "https://two.example/a b");
+  });
+  EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).text(), "GET");
+  EXPECT_EQ(call(server.configuration(), postRequest("https://one.example/", "b")).text(), "GET");
+}
+
+TEST(URLSession, RefusesARedirectToWhatIsNoURLAndGoesWhereTheNextRequestSays) {
+  TLSTestServer server(hosts, [](const Request& request) {
+    return request.target == "/fine" ? Answer::reply(200) : redirect(302, "https://two.example:x/");
+  });
+  for (auto& request :
+       {postRequest("https://one.example/", "b"), getRequest("https://one.example/")}) {
+    const Outcome outcome = call(server.configuration(), request);
+    EXPECT_EQ(outcome.errorCode(), NSURLErrorBadURL) << description(outcome);
+    EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/fine")).status(), 200);
+  }
+}
+
+TEST(URLSession, GoesWhereEachRequestSaysWhateverWentBefore) {
+  TLSTestServer server(hosts, [](const Request& request) {
+    return Answer::reply(200, request.method + ' ' + request.serverName + request.target + ' ' +
+                                  request.header("Content-Type").value_or("-"));
+  });
+  auto configuration = server.configuration();
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(call(configuration, getRequest("https://one.example/?a")).text(),
+              "GET one.example/?a -");
+    EXPECT_EQ(call(configuration, postRequest("https://one.example/?b", "x")).text(),
+              "POST one.example/?b text/plain");
+    EXPECT_EQ(call(configuration, getRequest("https://two.example/?a")).text(),
+              "GET two.example/?a -");
+    configuration.maximumBodySize -= 1;
+    EXPECT_EQ(call(configuration, getRequest("https://two.example/?a")).text(),
+              "GET two.example/?a -");
+  }
+}
+
 TEST(URLSession, GivesARedirectThatNamesNoPlaceAsTheReply) {
   const TLSTestServer server({"one.example"}, Answer::reply(302, "here", {{"Location", ""}}));
   const auto outcome = call(server.configuration(), getRequest("https://one.example/"));

@@ -163,25 +163,35 @@ TEST(URLSession, OffersHTTP2OnlyWhenAsked) {
 
 // ---- Time-outs ----
 
-TEST(URLSession, TimesOutWhenNoAnswerComes) {
-  TLSTestServer server(hosts, Answer::silence());
+// Over a connection that is there already, so that a short limit is spent on the answer alone.
+Outcome callInAHurry(const TLSTestServer& server, URLRequest request) {
   auto configuration = server.configuration();
-  configuration.timeoutIntervalForRequest = milliseconds(100);
-  const Outcome outcome = call(configuration, postRequest("https://one.example/", "b"));
+  EXPECT_EQ(call(configuration, getRequest("https://one.example/fine")).status(), 200);
+  configuration.timeoutIntervalForRequest = milliseconds(300);
+  return call(configuration, std::move(request));
+}
+
+TLSTestServer::Handler fineOr(const Answer& answer) {
+  return [answer](const Request& request) {
+    return request.target == "/fine" ? Answer::reply(200) : answer;
+  };
+}
+
+TEST(URLSession, TimesOutWhenNoAnswerComes) {
+  TLSTestServer server(hosts, fineOr(Answer::silence()));
+  const Outcome outcome = callInAHurry(server, postRequest("https://one.example/", "b"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorTimedOut);
   EXPECT_EQ(outcome.response, nullptr);
   EXPECT_EQ(description(outcome), "got no answer from one.example: timed out");
-  EXPECT_EQ(server.requests().size(), 1U);
+  EXPECT_EQ(server.requests().size(), 2U);
 }
 
 TEST(URLSession, TimesOutInTheBodyWithTheBytesSoFar) {
   Answer answer = Answer::reply(200, "0123456789");
   answer.bytes.resize(answer.bytes.size() - 3);
   answer.stalls = true;
-  TLSTestServer server(hosts, answer);
-  auto configuration = server.configuration();
-  configuration.timeoutIntervalForRequest = milliseconds(200);
-  const Outcome outcome = call(configuration, getRequest("https://one.example/"));
+  TLSTestServer server(hosts, fineOr(answer));
+  const Outcome outcome = callInAHurry(server, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorTimedOut);
   EXPECT_EQ(outcome.text(), "0123456");
   EXPECT_EQ(outcome.status(), 200);
@@ -200,17 +210,16 @@ TEST(URLSession, TimesOutWhenTheHandshakeGetsNoAnswer) {
 }
 
 TEST(URLSession, NeverCutsABodyThatMovesSlowly) {
-  // Three times the limit in all, a third of it between two bytes.
-  Answer answer = Answer::reply(200, "012345678");
-  answer.pace = milliseconds(50);
-  answer.bytes = "HTTP/1.1 200 A\r\n\r\n0123";
-  answer.end = End::close;
+  constexpr milliseconds limit(2'000);
+  const std::string body(100, 'b');
+  Answer answer = Answer::reply(200, body);
+  answer.pace = limit * 3 / 2 / body.size();
   TLSTestServer server(hosts, answer);
   auto configuration = server.configuration();
-  configuration.timeoutIntervalForRequest = milliseconds(1'000);
+  configuration.timeoutIntervalForRequest = limit;
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.error, nullptr) << description(outcome);
-  EXPECT_EQ(outcome.text(), "0123");
+  EXPECT_EQ(outcome.text(), body);
 }
 
 TEST(URLSession, CountsEachTransfersSilenceByItself) {
@@ -310,6 +319,48 @@ TEST(URLSession, LetsNoBlockedHandlerHoldUpOtherSessionsOrSharedTasks) {
   EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).status(), 200);
   gate.set();
   for (int i = 0; i < blocked; ++i) left.take();
+}
+
+TEST(URLSession, LetsGoOfAHandlerOnceItHasReported) {
+  TLSTestServer server(hosts, Answer::reply(200));
+  const auto unreachable = server.configurationFor({"elsewhere.example"});
+  const auto configuration = std::make_shared<URLSessionConfiguration>(server.configuration());
+  const auto session = URLSession::sessionWithConfiguration(server.configuration());
+  const auto nowhere = URLSession::sessionWithConfiguration(
+      {.caFile = "/nowhere.pem", .proxy = "", .connectTo = unreachable.connectTo});
+  const auto request = getRequest("https://one.example/");
+  std::vector<std::function<void(URLSession::CompletionHandler)>> ways{
+      [&](auto handler) {
+        session->dataTaskWithRequest_completionHandler(request, std::move(handler))->resume();
+      },
+      [&](auto handler) {
+        nowhere
+            ->dataTaskWithURL_completionHandler(URL::URLWithString("https://elsewhere.example/"),
+                                                std::move(handler))
+            ->resume();
+      },
+      [&](auto handler) {
+        session->dataTaskWithURL_completionHandler(std::nullopt, std::move(handler))->resume();
+      },
+      [&](auto handler) { URLSession::startOnlyTask(request, configuration, std::move(handler)); }};
+  for (const auto& start : ways) {
+    auto held = std::make_shared<Event>();
+    const std::weak_ptr<Event> watched = held;
+    const auto reported = std::make_shared<Event>();
+    start([held = std::move(held), reported](const auto&, const auto&, const auto&) {
+      reported->set();
+    });
+    EXPECT_TRUE(reported->wait());
+    EXPECT_TRUE(eventually([&] { return watched.expired(); }));
+  }
+}
+
+TEST(URLSession, TakesNoHandlerForAnOnlyTask) {
+  TLSTestServer server(hosts, Answer::reply(200));
+  URLSession::startOnlyTask(getRequest("https://one.example/"),
+                            std::make_shared<URLSessionConfiguration>(server.configuration()), {});
+  EXPECT_EQ(server.awaitRequests(1).size(), 1U);
+  EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).status(), 200);
 }
 
 TEST(URLSession, TakesTheDefaultConfigurationOfTheMomentATaskIsMade) {

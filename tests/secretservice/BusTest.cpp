@@ -1,13 +1,11 @@
 // What stands between the library and a service: the bus, and what it starts.
 
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <thread>
 
-#include "platform/FileDescriptor.h"
+#include "secretservice/FakeBus.h"
 #include "secretservice/ServiceFixture.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
@@ -16,6 +14,7 @@ namespace orx {
 namespace {
 
 using std::chrono::milliseconds;
+using testing::FakeBus;
 using testing::Operation;
 
 constexpr auto operations = {Operation::Read, Operation::Add, Operation::Update, Operation::Delete};
@@ -40,39 +39,6 @@ class Bus : public testing::ServiceFixture {
   }
 };
 
-// A socket that accepts and then says `greeting`, or nothing.
-class FakeBus {
- public:
-  FakeBus(const std::filesystem::path& path, std::string greeting)
-      : listener_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    path.string().copy(address.sun_path, sizeof address.sun_path - 1);
-    const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-    if (bind(listener_.get(), generic, sizeof address) != 0 || listen(listener_.get(), 8) != 0) {
-      throw std::runtime_error("cannot listen");
-    }
-    thread_ = std::thread([this, greeting = std::move(greeting)] {
-      while (true) {
-        FileDescriptor client(accept(listener_.get(), nullptr, nullptr));
-        if (!client) return;
-        if (!greeting.empty()) send(client.get(), greeting.data(), greeting.size(), MSG_NOSIGNAL);
-        clients_.push_back(std::move(client));
-      }
-    });
-  }
-  FakeBus(const FakeBus&) = delete;
-  FakeBus& operator=(const FakeBus&) = delete;
-  ~FakeBus() {
-    shutdown(listener_.get(), SHUT_RDWR);
-    thread_.join();
-  }
-
- private:
-  FileDescriptor listener_;
-  std::vector<FileDescriptor> clients_;
-  std::thread thread_;
-};
-
 TEST_F(Bus, DoesNotExistWithoutAnAddress) {
   expectEach(errSecNotAvailable, true);
   setAddress("");
@@ -84,7 +50,7 @@ TEST_F(Bus, DoesNotExistWithoutAnAddress) {
 TEST_F(Bus, DoesNotExistWhereNobodyListens) {
   setAddress("unix:path=" + (home.path() / "nowhere").string());
   expectEach(errSecNotAvailable, true);
-  { const FakeBus gone(home.path() / "gone", ""); }
+  { const FakeBus gone(home.path() / "gone"); }
   setAddress("unix:path=" + (home.path() / "gone").string());
   expectEach(errSecNotAvailable, true);
 }
@@ -98,13 +64,14 @@ TEST_F(Bus, IsFoundInTheRuntimeDirectory) {
 }
 
 TEST_F(Bus, ThatAcceptsAndNeverAnswersIsSilentAndNoReasonToStandIn) {
-  const FakeBus silent(home.path() / "silent", "");
+  const FakeBus silent(home.path() / "silent");
   setAddress("unix:path=" + (home.path() / "silent").string());
   expectEach(errSecNotAvailable, false, milliseconds(200));
 }
 
 TEST_F(Bus, ThatRefusesTheUserIsAnError) {
-  const FakeBus refusing(home.path() / "refusing", "REJECTED\r\nREJECTED\r\nREJECTED\r\n");
+  const FakeBus refusing(home.path() / "refusing",
+                         {{.heard = "", .said = "REJECTED\r\nREJECTED\r\nREJECTED\r\n"}});
   setAddress("unix:path=" + (home.path() / "refusing").string());
   expectEach(errSecNotAvailable, false);
 }

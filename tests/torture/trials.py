@@ -11,6 +11,8 @@ from scenarios import SCENARIOS
 ERRORS = ("ENOSPC", "EDQUOT", "EIO", "EROFS", "EACCES", "EPERM", "EMFILE", "ENFILE", "EFBIG",
           "EINTR")
 SHORT, NOTHING = "short", "nothing"
+# An interruption is no fault of theirs.
+MADE_AGAIN = ("open", "openat", "read", "write", "fsync", "flock", "close")
 FAULTS = [(fault, for_ever) for fault in (*ERRORS, SHORT, NOTHING) for for_ever in (False, True)]
 
 
@@ -94,6 +96,8 @@ def fault(bench, scenario, call, name, request):
     else:
         cause = getattr(errno, name)
         request = {**request, "action": "fail", "errno": cause}
+        if name == "EINTR" and call in MADE_AGAIN and not request["forEver"]:
+            cause = None
     answer = bench.torment(scenario, **request)
     check_memory(scenario, answer, request)
     check_store(bench, scenario, answer, cause)

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "support/LoopbackListener.h"
+
+namespace orx::testing {
+
+// An HTTP proxy on loopback that makes tunnels, all of them to one port, whatever host is asked
+// for.
+class ConnectProxy {
+ public:
+  explicit ConnectProxy(std::uint16_t target);
+  // Cuts all tunnels.
+  ~ConnectProxy();
+  ConnectProxy(const ConnectProxy&) = delete;
+  ConnectProxy& operator=(const ConnectProxy&) = delete;
+
+  std::string url() const { return "http://127.0.0.1:" + std::to_string(listener_.port()); }
+  std::size_t tunnelCount() const { return tunnelCount_; }
+  // Those that have not ended yet.
+  std::size_t openTunnelCount() const { return openTunnelCount_; }
+
+ private:
+  void accept();
+  void serve(int client);
+  int connectToTarget() const;
+  // Keeps what must be shut down at the end; -1 stays -1.
+  int kept(int descriptor);
+
+  const LoopbackListener listener_;
+  const std::uint16_t target_;
+  std::atomic<std::size_t> tunnelCount_{0};
+  std::atomic<std::size_t> openTunnelCount_{0};
+  std::mutex mutex_;
+  std::list<int> descriptors_;
+  std::list<std::thread> tunnels_;
+  std::thread acceptor_;
+};
+
+}  // namespace orx::testing
