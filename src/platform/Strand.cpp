@@ -78,8 +78,9 @@ struct Strand::State : std::enable_shared_from_this<State> {
     generation = current;
     running = 0;
     // Not destroyed: their captures may lean on what the parent's threads held at the fork.
-    static auto& inherited = *new std::list<Entry>;
-    inherited.splice(inherited.end(), waiting);
+    static constinit std::list<Entry>* inherited = nullptr;
+    if (inherited == nullptr) inherited = new std::list<Entry>;
+    inherited->splice(inherited->end(), waiting);
   }
 
   bool hasRoom() const { return width == 0 || running < width; }
