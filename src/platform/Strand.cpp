@@ -22,7 +22,7 @@ std::mutex& mutex() {
   });
 }
 
-// Made before main: a child that is forked while another thread makes it would wait for ever.
+// Made before main, so that no first use of it comes while another mutex is held.
 [[maybe_unused]] const std::mutex& madeEarly = mutex();
 
 }  // namespace
