@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <latch>
 #include <mutex>
@@ -13,7 +15,7 @@ namespace {
 
 struct Burst {
   std::vector<double> submit;  // microseconds for each call
-  double wall = 0;             // until all were submitted
+  double wall = 0;             // from the first submission's begin to the last one's end
 };
 
 // So many calls started at once by so many threads, each as fast as it can.
@@ -23,7 +25,8 @@ Burst burst(std::size_t threads, std::size_t calls) {
   std::mutex mutex;
   Burst result;
   std::latch ready(static_cast<std::ptrdiff_t>(threads) + 1);
-  Clock::time_point begin;
+  auto begin = Clock::time_point::max();
+  auto end = Clock::time_point::min();
   {
     std::vector<std::jthread> starters;
     starters.reserve(threads);
@@ -31,22 +34,25 @@ Burst burst(std::size_t threads, std::size_t calls) {
       starters.emplace_back([&] {
         std::vector<double> times;
         times.reserve(calls / threads);
+        // Making threads is not what is measured.
         ready.arrive_and_wait();
+        const auto first = Clock::now();
         for (std::size_t call = 0; call < calls / threads; ++call) {
           outstanding.add();
           const auto before = Clock::now();
           start([&outstanding](const auto&, const auto&) { outstanding.remove(); });
           times.push_back(microsecondsSince(before));
         }
+        const auto last = Clock::now();
         const std::lock_guard lock(mutex);
+        begin = std::min(begin, first);
+        end = std::max(end, last);
         result.submit.insert(result.submit.end(), times.begin(), times.end());
       });
     }
-    // Making threads is not what is measured.
     ready.arrive_and_wait();
-    begin = Clock::now();
   }
-  result.wall = microsecondsSince(begin);
+  result.wall = std::chrono::duration<double, std::micro>(end - begin).count();
   outstanding.waitForAll();
   return result;
 }

@@ -79,10 +79,14 @@ def load_figures(results):
              "0 errors, ≤ 32 threads, ≤ 64 KiB a call, submit ≤ 20 µs",
              f"{hold['errors']} errors, {hold['threads']} threads, {hold['KiBPerCall']:.1f} KiB, "
              f"submit {hold['submitP50']:.1f} µs (p99 {hold['submitP99']:.0f})", good)]
-    one, eight = (statistics.median(row["perCall"] for row in results["submit"]
-                                    if row["threads"] == count) for count in (1, 8))
-    rows.append(("starting a call, wall time over all threads", "8 threads no slower than 1",
-                 f"1 thread {one:.1f} µs, 8 threads {eight:.1f} µs", eight <= one * 1.15))
+    one, eight = ({key: statistics.median(row[key] for row in results["submit"]
+                                          if row["threads"] == count)
+                   for key in ("p50", "p99", "perCall")} for count in (1, 8))
+    rows.append(("starting a call from 1 and from 8 threads at once, while others shake hands",
+                 "8 threads: p50 ≤ 2 times, p99 ≤ 100 µs (a handshake takes 1,500)",
+                 f"{one['p50']:.2f} µs (p99 {one['p99']:.1f}) and "
+                 f"{eight['p50']:.2f} µs (p99 {eight['p99']:.1f})",
+                 eight["p50"] <= 2 * one["p50"] and eight["p99"] <= 100))
     steps = results["endure"]
     first, last = steps[1], steps[-1]
     growth = last["residentKiB"] - first["residentKiB"]
