@@ -41,6 +41,7 @@ class Reader {
     std::vector<DictionaryEntry> entries{};
     // As many as the last container on this level had: the records of a list are alike.
     std::size_t expectedSize;
+    std::size_t bytesLeft = 0;  // when it was opened
   };
 
   // The most members that room is made for before any is read, and the bytes of text that one
@@ -48,14 +49,29 @@ class Reader {
   static constexpr std::size_t kMostRoom = 32;
   static constexpr std::size_t kMemberSize = 24;
   static constexpr std::size_t kUsualDepth = 4;
+  // A list with fewer elements grows as it likes, a longer one by this factor at most.
+  static constexpr std::size_t kFewElements = 16;
+  static constexpr std::size_t kMostGrowth = 8;
 
   Level& level() { return levels_[depth_ - 1]; }
 
-  // Where the next value goes.
+  // Where the next value goes: null stands there.
   Value& place() {
     if (depth_ == 0) return value_;
     Level& open = level();
-    return open.isArray ? open.array.emplace_back() : open.entries.back().value;
+    if (!open.isArray) return open.entries.back().value;
+    makeRoomIn(open);
+    return open.array.emplace_back();
+  }
+
+  // As much as the elements so far let expect, within bounds: the text is somebody else's.
+  void makeRoomIn(Level& list) const {
+    const std::size_t size = list.array.size();
+    if (size < kFewElements || size < list.array.capacity()) return;
+    const std::size_t bytesOfEach = (list.bytesLeft - scanner_.bytesLeft()) / size;
+    const std::size_t expected =
+        size + scanner_.bytesLeft() / std::max<std::size_t>(bytesOfEach, 1);
+    list.array.reserve(std::clamp(expected + 1, size + size / 2, size * kMostGrowth));
   }
 
   // Reads a value, or the begin of an array or dictionary up to its first value.
@@ -82,6 +98,7 @@ class Reader {
     }
     ++depth_;
     level().isArray = isArray;
+    level().bytesLeft = scanner_.bytesLeft();
     const char next = scanner_.next();
     if (next == (isArray ? ']' : '}')) return close();
     isComplete_ = false;
@@ -120,10 +137,10 @@ class Reader {
     Level& closed = level();
     --depth_;
     if (closed.isArray) {
-      place() = Value(std::exchange(closed.array, {}));
+      fillNull(place(), Value(std::exchange(closed.array, {})));
     } else {
       closed.expectedSize = std::min(closed.entries.size(), kMostRoom);
-      place() = Value(Dictionary(std::exchange(closed.entries, {})));
+      fillNull(place(), Dictionary(std::exchange(closed.entries, {})));
     }
     return count();
   }

@@ -85,7 +85,7 @@ bool JSONScanner::scalar(Value& value) {
   switch (peek()) {
     case '"':
       if (const auto text = string()) {
-        value = Value(*text);
+        fillNull(value, std::string(*text));
         return true;
       }
       return false;

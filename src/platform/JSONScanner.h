@@ -3,11 +3,19 @@
 #include <ORXAccount/platform/Value.h>
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace orx::JSONSerialization {
+
+// Puts content where the null value stands, which has no end that would be missed.
+template <typename Content>
+void fillNull(Value& null, Content content) noexcept {
+  std::construct_at(&null, std::move(content));
+}
 
 // Reads a JSON text token by token. What fails leaves a reason and the place; nothing may be read
 // after that. The text must outlive the scanner and hold no NUL.
@@ -27,7 +35,7 @@ class JSONScanner {
   // Each of these reads the token that begins at the next character.
   // Decoded text; valid until the next string is read.
   std::optional<std::string_view> string();
-  // A string, number, true, false or null.
+  // A string, number, true, false or null, put where null stands.
   bool scalar(Value& value);
 
   // Always false. `refuseNext` blames the character that comes next, `refuseRead` the one that was

@@ -33,6 +33,26 @@ std::string descriptionOfRefusal(std::string_view text) {
   return reading.error->localizedDescription();
 }
 
+TEST(JSONReader, ReadsLongListsWhoseElementsAreOfAnySize) {
+  const std::string word(300, 'w');
+  for (const bool beginsSmall : {true, false}) {
+    std::string text = "[";
+    for (int index = 0; index < 4000; ++index) {
+      if (index > 0) text += ',';
+      const bool isSmall = (index < 2000) == beginsSmall;
+      text += isSmall ? std::to_string(index) : '"' + word + std::to_string(index) + '"';
+    }
+    const Value value = JSONSerialization::JSONObjectWithText(text + ']').value;
+    ASSERT_NE(value.array(), nullptr);
+    ASSERT_EQ(value.array()->size(), 4000U);
+    for (std::size_t index = 0; index < 4000; ++index) {
+      const bool isSmall = (index < 2000) == beginsSmall;
+      const Value expected = isSmall ? Value(index) : Value(word + std::to_string(index));
+      ASSERT_EQ(value.array()->at(index), expected);
+    }
+  }
+}
+
 TEST(JSONReader, ReadsEveryKindOfTopLevelValue) {
   EXPECT_EQ(readGood("null"), Value());
   EXPECT_EQ(readGood("true"), Value(true));
