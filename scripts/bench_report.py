@@ -110,8 +110,10 @@ def local_figures(results):
     kib = results["size"] / 1024
     return [
         ("1 KB answer → result", "≤ 10 µs", f"{read['small']:.1f} µs", read["small"] <= 10),
-        ("10 MB on one line → result", "≤ 60 ms", f"{read['large'] / 1000:.0f} ms",
-         read["large"] <= 60e3),
+        ("10 MB on one line → result", "≤ 60 ms",
+         f"{read['largeFresh'] / 1000:.0f} ms, {read['largeKept'] / 1000:.0f} ms in memory that the "
+         "process has already",
+         read["largeFresh"] <= 60e3),
         ("hostile 100 KB → result", "≤ 2 ms", f"{read['hostile'] / 1000:.2f} ms",
          read["hostile"] <= 2000),
         ("process start → restored user", "≤ 10 ms, ≤ 2 ms over an empty program",
