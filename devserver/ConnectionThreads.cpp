@@ -1,5 +1,7 @@
 #include "devserver/ConnectionThreads.h"
 
+#include <openssl/crypto.h>
+
 #include <system_error>
 #include <thread>
 
@@ -12,6 +14,9 @@ void ConnectionThreads::run(std::function<void()> task) {
   }
   auto whole = [this, task = std::move(task)] {
     task();
+    // What OpenSSL keeps for this thread goes while the thread still counts: once it does not, the
+    // process may end, and OpenSSL with it.
+    OPENSSL_thread_stop();
     // Notified under the lock: finish may destroy this object as soon as it sees the last one gone.
     const std::lock_guard lock(mutex_);
     --running_;
