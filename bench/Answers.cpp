@@ -7,13 +7,15 @@
 #include "BenchServer.h"
 #include "Measure.h"
 #include "Scenarios.h"
-#include "platform/JSONSerialization.h"
-#include "platform/KeyedArchiver.h"
+#include "platform/formats/JSONSerialization.h"
+#include "platform/formats/KeyedArchiver.h"
 #include "service/Answer.h"
 #include "service/ResultBlock.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx::bench {
+
+using namespace platform;
 namespace {
 
 // Processor time, since nothing here waits: what else the machine does must not count.

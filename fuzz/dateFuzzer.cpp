@@ -2,12 +2,12 @@
 #include <string>
 
 #include "FuzzTarget.h"
-#include "platform/DateFormatter.h"
+#include "platform/base/DateFormatter.h"
 
 // What is read as a date is what the date is written as.
 ORX_FUZZ_TARGET(text) {
   using namespace std::chrono;
-  const auto date = orx::dateFromString(text);
+  const auto date = orx::platform::dateFromString(text);
   if (!date) return;
   const auto midnight = floor<days>(*date);
   const year_month_day day(midnight);

@@ -2,17 +2,17 @@
 
 #include "FuzzTarget.h"
 #include "oracles/JSONOracle.h"
-#include "platform/JSONSerialization.h"
-#include "platform/Limits.h"
-#include "platform/Unicode.h"
+#include "platform/base/Limits.h"
+#include "platform/base/Unicode.h"
+#include "platform/formats/JSONSerialization.h"
 
-namespace json = orx::JSONSerialization;
+namespace json = orx::platform::JSONSerialization;
 namespace testing = orx::testing;
 
 static bool nestsTooDeep(std::string_view text) {
   return std::ranges::count_if(text, [](char character) {
            return character == '[' || character == '{';
-         }) > static_cast<std::ptrdiff_t>(orx::limits::jsonDepth);
+         }) > static_cast<std::ptrdiff_t>(orx::platform::limits::jsonDepth);
 }
 
 // The library's reader refuses what the other one skips or does not bound; of all other texts both
@@ -40,7 +40,7 @@ ORX_FUZZ_TARGET(text) {
   compare(reading, text);
   if (reading.error) {
     ORX_FUZZ_CHECK(reading.value.isNull());
-    ORX_FUZZ_CHECK(orx::isValidUTF8(reading.error->localizedDescription()));
+    ORX_FUZZ_CHECK(orx::platform::isValidUTF8(reading.error->localizedDescription()));
     return;
   }
   const std::string written = json::textWithJSONObject(reading.value);

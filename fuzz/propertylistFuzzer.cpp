@@ -1,9 +1,9 @@
 #include "FuzzTarget.h"
-#include "platform/PropertyList.h"
+#include "platform/formats/PropertyList.h"
 
 namespace {
 
-using orx::PropertyListReader;
+using orx::platform::PropertyListReader;
 using Kind = PropertyListReader::Kind;
 
 // Each object is looked at once, so this takes no longer than the input is.
@@ -25,7 +25,7 @@ void readObject(const PropertyListReader& list, PropertyListReader::Reference ob
     case Kind::String: {
       // Whatever is read as text can be written, and reads back as the same.
       const std::string text = list.string(object);
-      orx::PropertyListWriter writer;
+      orx::platform::PropertyListWriter writer;
       const orx::Data written = writer.finish(writer.addString(text));
       ORX_FUZZ_CHECK(PropertyListReader(written.bytes()).string(0) == text);
       return;
@@ -53,11 +53,11 @@ ORX_FUZZ_TARGET(text) {
     for (PropertyListReader::Reference object = 0; object < list.size(); ++object) {
       try {
         readObject(list, object);
-      } catch (const orx::MalformedPropertyList&) {
+      } catch (const orx::platform::MalformedPropertyList&) {
         // This object is none; the others may be.
       }
     }
-  } catch (const orx::MalformedPropertyList&) {
+  } catch (const orx::platform::MalformedPropertyList&) {
     return;
   }
 }

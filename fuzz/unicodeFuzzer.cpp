@@ -1,17 +1,17 @@
 #include <string>
 
 #include "FuzzTarget.h"
-#include "platform/Unicode.h"
+#include "platform/base/Unicode.h"
 
 // Lower-casing touches the first character only, is done after one step, and keeps texts valid.
 ORX_FUZZ_TARGET(text) {
-  const std::string lower = orx::lowercasingFirstUTF16Unit(text);
-  if (!orx::isValidUTF8(text)) {
+  const std::string lower = orx::platform::lowercasingFirstUTF16Unit(text);
+  if (!orx::platform::isValidUTF8(text)) {
     ORX_FUZZ_CHECK(lower == text);
     return;
   }
-  ORX_FUZZ_CHECK(orx::isValidUTF8(lower));
-  ORX_FUZZ_CHECK(orx::lowercasingFirstUTF16Unit(lower) == lower);
+  ORX_FUZZ_CHECK(orx::platform::isValidUTF8(lower));
+  ORX_FUZZ_CHECK(orx::platform::lowercasingFirstUTF16Unit(lower) == lower);
   std::size_t rest = std::min<std::size_t>(text.size(), 1);
   while (rest < text.size() && (static_cast<unsigned char>(text[rest]) & 0xC0U) == 0x80U) ++rest;
   ORX_FUZZ_CHECK(lower.ends_with(text.substr(rest)));

@@ -1,19 +1,19 @@
 #include <ORXAccount/platform/XMLParser.h>
 
 #include "FuzzTarget.h"
-#include "platform/Unicode.h"
+#include "platform/base/Unicode.h"
 
 namespace {
 
 class Checker final : public orx::XMLParserDelegate {
  public:
   void parser_foundCharacters(orx::XMLParser&, std::string_view characters) override {
-    ORX_FUZZ_CHECK(errors == 0 && ends == 0 && orx::isValidUTF8(characters));
+    ORX_FUZZ_CHECK(errors == 0 && ends == 0 && orx::platform::isValidUTF8(characters));
   }
   void parser_didEndElement_namespaceURI_qualifiedName(orx::XMLParser&, std::string_view name,
                                                        std::optional<std::string_view>,
                                                        std::optional<std::string_view>) override {
-    ORX_FUZZ_CHECK(errors == 0 && ends == 0 && orx::isValidUTF8(name) && !name.empty());
+    ORX_FUZZ_CHECK(errors == 0 && ends == 0 && orx::platform::isValidUTF8(name) && !name.empty());
   }
   void parser_parseErrorOccurred(orx::XMLParser&,
                                  const std::shared_ptr<orx::Error>& error) override {

@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "config/Servers.h"
-#include "platform/ForkSafeMutex.h"
-#include "platform/ForkSafety.h"
+#include "platform/process/ForkSafeMutex.h"
+#include "platform/process/ForkSafety.h"
 
 namespace orx {
+
+using namespace platform;
 
 struct ORVAAccount::State {
   ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};

@@ -3,9 +3,11 @@
 #include <array>
 #include <stdexcept>
 
-#include "platform/ForkSafety.h"
+#include "platform/process/ForkSafety.h"
 
 namespace orx {
+
+using namespace platform;
 
 std::string_view originOf(ServerSet servers) {
   switch (servers) {

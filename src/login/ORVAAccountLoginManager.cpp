@@ -10,11 +10,13 @@
 #include <utility>
 
 #include "login/LoginState.h"
-#include "platform/ForkSafeMutex.h"
-#include "platform/ForkSafety.h"
-#include "platform/Unicode.h"
+#include "platform/base/Unicode.h"
+#include "platform/process/ForkSafeMutex.h"
+#include "platform/process/ForkSafety.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

@@ -10,10 +10,12 @@
 #include <utility>
 
 #include "login/LoginState.h"
-#include "platform/Log.h"
-#include "platform/OperationQueue.h"
+#include "platform/process/Log.h"
+#include "platform/queues/OperationQueue.h"
 
 namespace orx {
+
+using namespace platform;
 
 ORVAAccountLoginManager::State::State()
     : ticketTasks({.parser = kLoginWithTicketXMLParser,

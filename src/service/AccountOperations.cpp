@@ -6,13 +6,15 @@
 
 #include <utility>
 
-#include "platform/Integers.h"
+#include "platform/base/Integers.h"
 #include "service/Answer.h"
 #include "service/CompletionHandler.h"
 #include "service/SOAPCall.h"
 #include "service/ServiceError.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

@@ -2,9 +2,11 @@
 
 #include <utility>
 
-#include "platform/JSONSerialization.h"
+#include "platform/formats/JSONSerialization.h"
 
 namespace orx {
+
+using namespace platform;
 
 ResultBlock resultBlockIn(const std::optional<Data>& answer, ResultBlockPattern pattern) {
   const std::string_view text = answer ? answer->text() : std::string_view();

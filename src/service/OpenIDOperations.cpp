@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/Integers.h"
-#include "platform/JSONSerialization.h"
+#include "platform/base/Integers.h"
+#include "platform/formats/JSONSerialization.h"
 #include "service/Answer.h"
 #include "service/CompletionHandler.h"
 #include "service/Post.h"
@@ -15,6 +15,8 @@
 #include "service/ServiceError.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

@@ -21,7 +21,7 @@ void ORVAAccountAPI::parameterListWithName_completionHandler(
     std::string_view name, ORVAAccountAPICompletionHandler completionHandler) {
   auto answerHandler = [handler = required(std::move(completionHandler))](
                            const std::optional<Data>& data,
-                           const std::shared_ptr<HTTPURLResponse>& /*response*/,
+                           const std::shared_ptr<platform::HTTPURLResponse>& /*response*/,
                            const std::shared_ptr<Error>& /*error*/) {
     const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Strict);
     handler(

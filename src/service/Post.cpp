@@ -3,10 +3,12 @@
 #include <memory>
 #include <utility>
 
-#include "platform/DefaultConfiguration.h"
-#include "platform/ForkSafety.h"
+#include "platform/http/DefaultConfiguration.h"
+#include "platform/process/ForkSafety.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

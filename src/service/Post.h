@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/URLSession.h"
+#include "platform/http/URLSession.h"
 
 namespace orx {
 
@@ -11,6 +11,6 @@ enum class PostContent { xml, json };
 
 // Sends a POST of `body` to `url` on a session of its own; the one header is the content type.
 void startPost(const URL& url, PostContent content, std::string body,
-               URLSession::CompletionHandler completionHandler);
+               platform::URLSession::CompletionHandler completionHandler);
 
 }  // namespace orx

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/Unicode.h"
+#include "platform/base/Unicode.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

@@ -7,10 +7,12 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/JSONSerialization.h"
+#include "platform/formats/JSONSerialization.h"
 #include "service/Post.h"
 
 namespace orx {
+
+using namespace platform;
 
 constinit const std::string_view soap11_header_request_pattern =
     R"(<?xml version="1.0" encoding="utf-8"?>)"

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "config/Servers.h"
-#include "platform/URLSession.h"
+#include "platform/http/URLSession.h"
 
 namespace orx {
 
@@ -39,6 +39,6 @@ std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials)
 
 // Sends the call to the server set of this moment's target server flag, on a session of its own.
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
-                   URLSession::CompletionHandler completionHandler);
+                   platform::URLSession::CompletionHandler completionHandler);
 
 }  // namespace orx

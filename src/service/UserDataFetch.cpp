@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "platform/Integers.h"
+#include "platform/base/Integers.h"
 #include "service/Answer.h"
 #include "service/CompletionHandler.h"
 #include "service/ORVAAccountAPITasks.h"
@@ -14,6 +14,8 @@
 #include "service/ServiceError.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

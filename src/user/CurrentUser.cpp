@@ -6,10 +6,12 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/ForkSafeMutex.h"
-#include "platform/ForkSafety.h"
+#include "platform/process/ForkSafeMutex.h"
+#include "platform/process/ForkSafety.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

@@ -5,14 +5,14 @@
 #include <memory>
 #include <optional>
 
-#include "platform/ForkSafeMutex.h"
+#include "platform/process/ForkSafeMutex.h"
 
 namespace orx {
 
 // What a record knows about its picture.
 struct ORVAAccountUser::ImageState {
   // Guards the fields, of every record: a mutex in each could not be kept whole across a fork.
-  static ForkSafeMutex& mutex();
+  static platform::ForkSafeMutex& mutex();
 
   std::optional<Data> data;
   std::shared_ptr<URLSessionDataTask> task;

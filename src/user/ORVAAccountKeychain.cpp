@@ -1,8 +1,10 @@
 #include <ORXAccount/ORVAAccountKeychain.h>
 
-#include "platform/SecItemFunctions.h"
+#include "platform/keychain/SecItemFunctions.h"
 
 namespace orx {
+
+using namespace platform;
 
 std::shared_ptr<ORVAAccountKeychain> ORVAAccountKeychain::initWithServiceID(
     std::string_view serviceID) {

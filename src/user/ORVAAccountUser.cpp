@@ -4,12 +4,14 @@
 #include <utility>
 
 #include "config/Servers.h"
-#include "platform/DateFormatter.h"
-#include "platform/OperationQueue.h"
+#include "platform/base/DateFormatter.h"
+#include "platform/queues/OperationQueue.h"
 #include "user/ArchivedNames.h"
 #include "user/ImageState.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

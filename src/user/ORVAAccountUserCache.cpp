@@ -8,16 +8,18 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/ForkSafeMutex.h"
-#include "platform/ForkSafety.h"
-#include "platform/KeychainStatus.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/Limits.h"
-#include "platform/UUID.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/Limits.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/keychain/KeychainStatus.h"
+#include "platform/process/ForkSafeMutex.h"
+#include "platform/process/ForkSafety.h"
+#include "platform/process/UUID.h"
+#include "platform/storage/UserDefaults.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

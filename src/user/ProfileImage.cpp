@@ -4,13 +4,15 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/DispatchSemaphore.h"
-#include "platform/ForkSafety.h"
-#include "platform/OperationQueue.h"
-#include "platform/URLSession.h"
+#include "platform/http/URLSession.h"
+#include "platform/process/ForkSafety.h"
+#include "platform/queues/DispatchSemaphore.h"
+#include "platform/queues/OperationQueue.h"
 #include "user/ImageState.h"
 
 namespace orx {
+
+using namespace platform;
 
 namespace {
 

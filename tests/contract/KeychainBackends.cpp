@@ -3,13 +3,15 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/FileKeychainStore.h"
-#include "platform/KeychainSettings.h"
-#include "platform/PolicyKeychainStore.h"
-#include "platform/SecretServiceStore.h"
+#include "platform/keychain/KeychainSettings.h"
+#include "platform/keychain/PolicyKeychainStore.h"
+#include "platform/keychain/file/FileKeychainStore.h"
+#include "platform/keychain/secretservice/SecretServiceStore.h"
 #include "support/PrivateBus.h"
 
 namespace orx::testing {
+
+using namespace platform;
 
 namespace {
 

@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/KeychainStore.h"
+#include "platform/keychain/KeychainStore.h"
 #include "support/StorageHome.h"
 
 namespace orx::testing {
+
+using namespace platform;
 
 // One store that the contract holds for. `make` is called with the storage home set up, and gives a
 // store without items; a second one made in the same home sees the items of the first.

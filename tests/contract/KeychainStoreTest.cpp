@@ -7,6 +7,8 @@
 #include "support/ChildProcess.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 using testing::KeychainContract;

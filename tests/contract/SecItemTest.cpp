@@ -1,10 +1,12 @@
 #include <ORXAccount/ORVAAccountKeychain.h>
 
 #include "contract/KeychainBackends.h"
-#include "platform/KeychainStatus.h"
-#include "platform/SecItemFunctions.h"
+#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/SecItemFunctions.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 Data bytesOf(std::string_view text) { return Data(text); }

@@ -2,11 +2,13 @@
 // HTTP/2 asked for or not.
 #include <gmock/gmock.h>
 
-#include "platform/URLSession.h"
+#include "platform/http/URLSession.h"
 #include "support/Call.h"
 #include "support/TLSTestServer.h"
 
 namespace orx::testing {
+
+using namespace platform;
 namespace {
 
 using Answer = TLSTestServer::Answer;

@@ -15,10 +15,10 @@
 #include <thread>
 
 #include "config/Servers.h"
-#include "platform/DispatchSemaphore.h"
-#include "platform/TransferEngine.h"
-#include "platform/URLSession.h"
-#include "platform/UserDefaults.h"
+#include "platform/http/URLSession.h"
+#include "platform/http/curl/TransferEngine.h"
+#include "platform/queues/DispatchSemaphore.h"
+#include "platform/storage/UserDefaults.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -26,6 +26,8 @@
 #if !defined(__SANITIZE_ADDRESS__)
 
 namespace orx::testing {
+
+using namespace platform;
 namespace {
 
 constexpr int fine = 7;

@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <map>
 
-#include "platform/JSONSerialization.h"
+#include "platform/formats/JSONSerialization.h"
 #include "support/AccountServiceFixture.h"
 #include "support/Exchange.h"
 #include "support/Operations.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 using namespace orx::testing;

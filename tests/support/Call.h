@@ -3,10 +3,12 @@
 #include <memory>
 #include <string>
 
-#include "platform/URLSession.h"
+#include "platform/http/URLSession.h"
 #include "support/Await.h"
 
 namespace orx::testing {
+
+using namespace platform;
 
 // What a completion handler was given.
 struct Outcome {

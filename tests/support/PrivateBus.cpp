@@ -6,12 +6,14 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "platform/SecretServiceStore.h"
+#include "platform/keychain/secretservice/SecretServiceStore.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/StorageHome.h"
 
 namespace orx::testing {
+
+using namespace platform;
 
 namespace {
 

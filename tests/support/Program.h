@@ -6,9 +6,11 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/FileDescriptor.h"
+#include "platform/storage/FileDescriptor.h"
 
 namespace orx::testing {
+
+using namespace platform;
 
 // A program that runs beside the test, in a process group of its own, and is killed with all its
 // children when this object goes or the test dies.

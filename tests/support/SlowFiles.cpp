@@ -14,10 +14,12 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/FileDescriptor.h"
+#include "platform/storage/FileDescriptor.h"
 #include "support/Await.h"
 
 namespace orx::testing {
+
+using namespace platform;
 
 namespace {
 

@@ -22,12 +22,14 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "platform/JSONSerialization.h"
-#include "platform/KeychainStatus.h"
+#include "platform/formats/JSONSerialization.h"
+#include "platform/keychain/KeychainStatus.h"
 #include "torture/Crowd.h"
 #include "torture/FaultPlan.h"
 
 namespace orx::torture {
+
+using namespace platform;
 
 namespace {
 

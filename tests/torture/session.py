@@ -1,4 +1,4 @@
-"""A session bus with a scripted Secret Service (tests/secretservice/service) that keeps its items in
+"""A session bus with a scripted Secret Service (tests/platform/keychain/secretservice/service) that keeps its items in
 a file, so that they outlive it and can be read and planted without the library."""
 
 import base64

@@ -7,12 +7,14 @@
 #include <thread>
 #include <vector>
 
-#include "platform/KeychainStatus.h"
+#include "platform/keychain/KeychainStatus.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/StorageHome.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 namespace fs = std::filesystem;

@@ -5,13 +5,15 @@
 #include <thread>
 #include <vector>
 
-#include "platform/KeyedArchiver.h"
-#include "platform/OperationQueue.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/queues/OperationQueue.h"
 #include "support/Python.h"
 #include "support/TemporaryDirectory.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx::testing {
+
+using namespace platform;
 namespace {
 
 using KeyedArchiver::archivedDataWithRootObject;
@@ -130,9 +132,9 @@ TEST_F(ORVAAccountUserFile, HoldsOneFieldForOthersToRead) {
   write("empty.plist", archivedDataWithRootObject(ORVAAccountUser::initWithUserInfo(std::nullopt)));
   // Hexadecimal: "class ORVAAccountUser", "_userInfo", "login", "me".
   const std::string record = "{s636c617373204f5256414163636f756e7455736572={s5f75736572496e666f=";
-  EXPECT_EQ(
-      runPython("platform/archives/read_archive.py", {path("user.plist"), path("empty.plist")}),
-      record + "{s6c6f67696e=s6d65}}}\n" + record + "null}}\n");
+  EXPECT_EQ(runPython("platform/formats/archives/read_archive.py",
+                      {path("user.plist"), path("empty.plist")}),
+            record + "{s6c6f67696e=s6d65}}}\n" + record + "null}}\n");
 }
 
 TEST(ORVAAccountUser, CanBeReadAndRegisteredOnManyThreadsAtOnce) {

@@ -4,11 +4,13 @@
 #include <thread>
 #include <vector>
 
-#include "platform/SecItemFunctions.h"
+#include "platform/keychain/SecItemFunctions.h"
 #include "support/ChildProcess.h"
 #include "user/UserCacheTest.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 namespace fs = std::filesystem;

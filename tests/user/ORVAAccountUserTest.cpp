@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "platform/OperationQueue.h"
+#include "platform/queues/OperationQueue.h"
 
 namespace orx {
 namespace {

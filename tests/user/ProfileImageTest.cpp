@@ -1,12 +1,14 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
-#include "platform/DispatchSemaphore.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/OperationQueue.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/queues/DispatchSemaphore.h"
+#include "platform/queues/OperationQueue.h"
 #include "support/AccountServiceFixture.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 using namespace orx::testing;

@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "platform/KeychainStatus.h"
+#include "platform/keychain/KeychainStatus.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/SignalStorm.h"
@@ -13,6 +13,8 @@
 #include "user/UserCacheTest.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 using std::chrono::milliseconds;

@@ -1,9 +1,11 @@
 #include <sys/resource.h>
 
-#include "platform/KeychainStatus.h"
+#include "platform/keychain/KeychainStatus.h"
 #include "user/UserCacheTest.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 namespace fs = std::filesystem;

@@ -1,9 +1,11 @@
 #include <fstream>
 
-#include "platform/KeychainStatus.h"
+#include "platform/keychain/KeychainStatus.h"
 #include "user/UserCacheTest.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 namespace fs = std::filesystem;

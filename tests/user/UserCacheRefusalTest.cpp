@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-#include "platform/KeychainStatus.h"
+#include "platform/keychain/KeychainStatus.h"
 #include "user/UserCacheTest.h"
 
 namespace {
@@ -26,6 +26,8 @@ extern "C" int getpwuid_r(uid_t user, passwd* entry, char* buffer, size_t size, 
 }
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 namespace fs = std::filesystem;

@@ -11,11 +11,13 @@
 #include <string>
 #include <string_view>
 
-#include "platform/KeyedArchiver.h"
-#include "platform/UserDefaults.h"
+#include "platform/formats/KeyedArchiver.h"
+#include "platform/storage/UserDefaults.h"
 #include "support/StorageHome.h"
 
 namespace orx::testing {
+
+using namespace platform;
 
 inline std::shared_ptr<ORVAAccountUser> userNamed(std::string_view login) {
   return ORVAAccountUser::initWithUserInfo(Dictionary{{"login", login}, {"points", 12}});

@@ -1,10 +1,12 @@
 #include <ORXAccount/ORVAAccount.h>
 
-#include "platform/KeychainStatus.h"
+#include "platform/keychain/KeychainStatus.h"
 #include "support/Python.h"
 #include "user/UserCacheTest.h"
 
 namespace orx {
+
+using namespace platform;
 namespace {
 
 namespace fs = std::filesystem;

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string_view>
+
+namespace orx::platform {
+
+// The instant that a text of exactly the form yyyy-MM-dd'T'HH:mm:ss names in UTC; absent for every
+// other text, and for dates that no calendar has.
+std::optional<std::chrono::sys_seconds> dateFromString(std::string_view text);
+
+}  // namespace orx::platform

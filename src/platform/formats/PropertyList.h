@@ -1,0 +1,153 @@
+#pragma once
+
+#include <ORXAccount/platform/Data.h>
+#include <ORXAccount/platform/Value.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Binary property lists ("bplist00") over a flat table of objects. References between objects stay
+// indices on both sides: nothing recurses and nothing is expanded.
+namespace orx::platform {
+
+// The bytes are no binary property list, or one of another form than was asked for. what() says
+// why.
+class MalformedPropertyList final : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+class PropertyListReader {
+ public:
+  // The place of an object in the table.
+  using Reference = std::uint32_t;
+  enum class Kind : std::uint8_t {
+    Null,
+    Boolean,
+    Integer,
+    Real,
+    Date,
+    Data,
+    String,
+    UID,
+    Array,
+    Set,
+    Dictionary
+  };
+
+  // Reads the table; objects are decoded when they are asked for. `bytes` must outlive the reader.
+  // Every operation throws MalformedPropertyList for bytes that are none, for an object of another
+  // kind than the operation is for, and for a reference that leaves the table.
+  explicit PropertyListReader(std::span<const std::uint8_t> bytes);
+
+  // Objects of the table; every smaller number is a reference to one.
+  std::size_t size() const { return objects_.size(); }
+  Reference top() const { return top_; }
+  Kind kind(Reference object) const { return at(object).kind; }
+
+  // Of a Boolean, an Integer or a Real.
+  Value scalar(Reference object) const;
+  // Seconds since 2001-01-01T00:00:00 UTC.
+  double date(Reference object) const;
+  std::span<const std::uint8_t> data(Reference object) const;
+  std::uint64_t UID(Reference object) const;
+  // As UTF-8.
+  std::string string(Reference object) const;
+  // True for a String that is exactly this ASCII text; takes no longer than `ascii` is.
+  bool isString(Reference object, std::string_view ascii) const;
+
+  // Elements of an Array or Set, entries of a Dictionary.
+  std::size_t count(Reference container) const;
+  // The element, or the value of the entry, at `index` below count().
+  Reference element(Reference container, std::size_t index) const;
+  // The key of the entry at `index` below count().
+  Reference key(Reference dictionary, std::size_t index) const;
+  // The value of the first entry under this ASCII key.
+  std::optional<Reference> find(Reference dictionary, std::string_view ascii) const;
+
+ private:
+  struct Object {
+    Kind kind;
+    bool wide;          // of a String: UTF-16 instead of ASCII
+    std::size_t start;  // of the content, in bytes from the beginning
+    std::size_t count;  // bytes, UTF-16 units, elements or entries
+  };
+
+  void readTable(std::uint64_t count, std::size_t offsetWidth);
+  Object objectAt(std::size_t offset) const;
+  std::size_t longCount(std::size_t& start) const;
+  std::size_t contentSize(const Object& object) const;
+  const Object& at(Reference object) const;
+  const Object& at(Reference object, Kind kind) const;
+  Value integer(const Object& object) const;
+  Reference referenceAt(const Object& container, std::size_t index) const;
+  std::uint64_t unsignedAt(std::size_t offset, std::size_t width) const;
+
+  std::span<const std::uint8_t> bytes_;
+  std::size_t end_ = 0;  // of the objects, where the offset table begins
+  std::size_t referenceWidth_ = 0;
+  Reference top_ = 0;
+  std::vector<Object> objects_;
+};
+
+class PropertyListWriter {
+ public:
+  using Reference = std::uint32_t;
+
+  PropertyListWriter();
+
+  Reference addNull();
+  Reference addBoolean(bool boolean);
+  Reference addInteger(std::int64_t integer);
+  Reference addInteger(std::uint64_t integer);
+  Reference addReal(double number);
+  // Seconds since 2001-01-01T00:00:00 UTC.
+  Reference addDate(double date);
+  Reference addData(std::span<const std::uint8_t> bytes);
+  Reference addUID(std::uint32_t uid);
+  // Equal texts give the same object. `text` must live until finish(). Throws std::invalid_argument
+  // for text that is not UTF-8.
+  Reference addString(std::string_view text);
+  // References may name objects that are added later.
+  Reference addArray(std::span<const Reference> elements);
+  Reference addSet(std::span<const Reference> elements);
+  // As many keys, which are strings, as values.
+  Reference addDictionary(std::span<const Reference> keys, std::span<const Reference> values);
+
+  // The property list whose root is `top`. Called once, as the last operation.
+  Data finish(Reference top);
+
+ private:
+  struct Container {
+    Reference object;
+    std::uint8_t marker;
+    std::size_t count;
+    std::size_t firstReference;
+    std::size_t references;
+  };
+
+  Reference beginObject();
+  Reference addContainer(std::uint8_t marker, std::span<const Reference> first,
+                         std::span<const Reference> second);
+  void appendMarker(std::uint8_t marker, std::size_t count);
+  void appendUnsigned(std::uint64_t integer, std::size_t width);
+  void appendIntegerObject(std::uint64_t integer);
+  void appendContainers(std::size_t referenceWidth);
+
+  std::vector<std::uint8_t> bytes_;
+  std::vector<std::size_t> offsets_;
+  // Written last: only then is it known how wide a reference has to be.
+  std::vector<Container> containers_;
+  std::vector<Reference> references_;
+  // Ordered rather than hashed: texts come from outside, and no choice of them makes this slow.
+  std::map<std::string_view, Reference> strings_;
+};
+
+}  // namespace orx::platform

@@ -1,0 +1,95 @@
+#include "platform/keychain/secretservice/SecretServiceLibrary.h"
+
+#include <dlfcn.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "platform/process/BlockedSignals.h"
+#include "platform/process/ForkSafety.h"
+
+namespace orx::platform {
+
+namespace {
+
+using Kind = SecretServiceFailure::Kind;
+using Library = SecretServiceLibrary;
+
+constinit std::atomic<const Library*> loadedLibrary{nullptr};
+// The library's own thread does not come along into a forked child.
+std::atomic<pid_t> loadingProcess{0};
+
+// GIO sets SIGPIPE to be ignored when its sockets are first used, for the whole process and all
+// that it starts, although it sends so that the signal is never raised. They are set up here, and
+// what the host had chosen is put back.
+void setUpSockets(const Library& library) {
+  struct sigaction chosen {};
+  sigaction(SIGPIPE, nullptr, &chosen);
+  library.g_type_class_ref(library.g_socket_get_type());
+  sigaction(SIGPIPE, &chosen, nullptr);
+}
+
+// Throws a failure when it or one of the functions is missing. It stays until the process ends.
+const Library* load() {
+  // The dynamic linker takes a file whose reading a signal interrupts for one that is not there.
+  const BlockedSignals blocked;
+  void* handle = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  if (handle == nullptr) throw SecretServiceFailure{Kind::NoLibrary, {}};
+  auto library = std::make_unique<Library>();
+  bool complete = true;
+  const auto find = [&](auto& function, const char* name) {
+    function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(handle, name));
+    complete = complete && function != nullptr;
+  };
+#define ORX_FIND(name) find(library->name, #name);
+  ORX_LIBRARY_FUNCTIONS(ORX_FIND)
+#undef ORX_FIND
+  if (!complete) throw SecretServiceFailure{Kind::NoLibrary, {}};
+  setUpSockets(*library);
+  loadingProcess = getpid();
+  return library.release();
+}
+
+bool isIOError(const GError& error, std::initializer_list<GIOErrorEnum> codes) {
+  return std::any_of(codes.begin(), codes.end(), [&](GIOErrorEnum code) {
+    return lib().g_error_matches(&error, lib().g_io_error_quark(), code) != 0;
+  });
+}
+
+}  // namespace
+
+const Library& lib() { return *loadedLibrary.load(); }
+
+void requireSecretServiceLibrary() {
+  // By one thread alone: another would take for the host's choice what GIO has just set.
+  processWide(loadedLibrary, load);
+  if (loadingProcess != getpid()) throw SecretServiceFailure{Kind::Forked, {}};
+}
+
+SecretServiceFailure failureOf(const ErrorPointer& error) {
+  if (!error) return {Kind::Misunderstood, {}};
+  if (gchar* remote = lib().g_dbus_error_get_remote_error(error.get())) {
+    const std::string name = remote;
+    lib().g_free(remote);
+    lib().g_dbus_error_strip_remote_error(error.get());
+    return failureNamed(name, error->message);
+  }
+  if (isIOError(*error, {G_IO_ERROR_TIMED_OUT, G_IO_ERROR_CANCELLED})) return {Kind::Silent, {}};
+  if (isIOError(*error, {G_IO_ERROR_CLOSED, G_IO_ERROR_BROKEN_PIPE})) return {Kind::Died, {}};
+  if (isIOError(*error, {G_IO_ERROR_INVALID_ARGUMENT})) {
+    return {Kind::Misunderstood, error->message};
+  }
+  return {Kind::Refused, error->message};
+}
+
+SecretServiceFailure connectingFailureOf(const ErrorPointer& error) {
+  if (isIOError(*error, {G_IO_ERROR_NOT_FOUND, G_IO_ERROR_CONNECTION_REFUSED})) {
+    return {Kind::NoBus, error->message};
+  }
+  if (isIOError(*error, {G_IO_ERROR_TIMED_OUT, G_IO_ERROR_CANCELLED})) return {Kind::Silent, {}};
+  return {Kind::BusUnusable, error->message};
+}
+
+}  // namespace orx::platform

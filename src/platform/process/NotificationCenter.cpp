@@ -1,0 +1,98 @@
+#include <ORXAccount/platform/NotificationCenter.h>
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "platform/process/ForkSafeMutex.h"
+#include "platform/process/ForkSafety.h"
+
+namespace orx {
+
+using namespace platform;
+
+struct Observation::Entry {
+  std::optional<std::string> name;
+  const Object* sender = nullptr;
+  std::weak_ptr<Object> owner;
+  NotificationCenter::Block block;
+  std::atomic<bool> ended = false;
+
+  // The address alone could belong to a later object; while `owner` lives the ownership cannot. It
+  // is compared without being taken: giving it back might be what destroys the sender.
+  bool isFor(std::string_view postedName, const std::shared_ptr<Object>& object) const {
+    if (name && *name != postedName) return false;
+    if (sender == nullptr) return true;
+    return sender == object.get() && !owner.owner_before(object) && !object.owner_before(owner);
+  }
+
+  // The boundary to the host's code.
+  void deliver(const Notification& notification) const noexcept { block(notification); }
+};
+
+struct NotificationCenter::Registry {
+  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
+  std::vector<std::shared_ptr<Observation::Entry>> entries;
+};
+
+Observation::Observation() noexcept = default;
+Observation::Observation(Observation&& other) noexcept = default;
+Observation::Observation(std::shared_ptr<Entry> entry) noexcept : entry_(std::move(entry)) {}
+
+Observation& Observation::operator=(Observation&& other) noexcept {
+  Observation old(std::move(other));
+  std::swap(entry_, old.entry_);
+  return *this;
+}
+
+Observation::~Observation() {
+  if (!entry_) return;
+  entry_->ended = true;
+  auto& registry = *NotificationCenter::defaultCenter()->registry_;
+  // What the block holds is destroyed outside the lock, with entry_: it is the host's code.
+  const std::lock_guard guard(registry.mutex);
+  std::erase(registry.entries, entry_);
+}
+
+NotificationCenter::NotificationCenter() : registry_(std::make_shared<Registry>()) {}
+NotificationCenter::~NotificationCenter() = default;
+
+const std::shared_ptr<NotificationCenter>& NotificationCenter::defaultCenter() {
+  static constinit ProcessWide<std::shared_ptr<NotificationCenter>> center;
+  return center.get([] { return std::shared_ptr<NotificationCenter>(new NotificationCenter); });
+}
+
+Observation NotificationCenter::addObserverForName_object_usingBlock(
+    std::optional<std::string_view> name, const std::shared_ptr<Object>& object, Block block) {
+  if (!block) throw std::invalid_argument("An observer needs a block that can be called.");
+  auto entry = std::make_shared<Observation::Entry>();
+  if (name) entry->name = *name;
+  entry->sender = object.get();
+  entry->owner = object;
+  entry->block = std::move(block);
+  const std::lock_guard guard(registry_->mutex);
+  registry_->entries.push_back(entry);
+  return Observation(std::move(entry));
+}
+
+void NotificationCenter::postNotificationName_object_userInfo(std::string_view name,
+                                                              const std::shared_ptr<Object>& object,
+                                                              const Dictionary& userInfo) {
+  std::vector<std::shared_ptr<Observation::Entry>> matching;
+  {
+    const std::lock_guard guard(registry_->mutex);
+    for (const auto& entry : registry_->entries) {
+      if (entry->isFor(name, object)) matching.push_back(entry);
+    }
+  }
+  const Notification notification{
+      .name = std::string(name), .object = object, .userInfo = userInfo};
+  for (const auto& entry : matching) {
+    if (!entry->ended) entry->deliver(notification);
+  }
+}
+
+}  // namespace orx

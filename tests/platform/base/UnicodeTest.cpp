@@ -1,0 +1,114 @@
+#include <gtest/gtest.h>
+
+#include "platform/base/Unicode.h"
+
+namespace orx {
+
+using namespace platform;
+namespace {
+
+using namespace std::string_view_literals;
+
+TEST(Unicode, AcceptsEveryScalarValue) {
+  EXPECT_TRUE(isValidUTF8(""));
+  EXPECT_TRUE(isValidUTF8("plain ASCII, longer than one block of it"));
+  EXPECT_TRUE(isValidUTF8("\0"sv));
+  EXPECT_TRUE(isValidUTF8("\x7F\u0080\u07FF\u0800\uD7FF\uE000\uFFFD\uFFFF\U00010000\U0010FFFF"));
+}
+
+TEST(Unicode, RefusesWhatIsNotUTF8) {
+  for (const std::string_view text : {"\x80"sv,
+                                      "\xBF"sv,
+                                      "\xC0\xAF"sv,
+                                      "\xC1\xBF"sv,
+                                      "\xE0\x80\xAF"sv,
+                                      "\xE0\x9F\xBF"sv,
+                                      "\xF0\x80\x80\xAF"sv,
+                                      "\xF0\x8F\xBF\xBF"sv,
+                                      "\xED\xA0\x80"sv,
+                                      "\xED\xBF\xBF"sv,
+                                      "\xF4\x90\x80\x80"sv,
+                                      "\xF5\x80\x80\x80"sv,
+                                      "\xF8\x88\x80\x80\x80"sv,
+                                      "\xFE"sv,
+                                      "\xFF"sv,
+                                      "\xC3"sv,
+                                      "\xE2\x82"sv,
+                                      "\xF0\x9F\x98"sv,
+                                      "\xC3("sv,
+                                      "\xE2(\xA1"sv,
+                                      "\xE2\x82("sv}) {
+    EXPECT_FALSE(isValidUTF8(text)) << ::testing::PrintToString(text);
+  }
+}
+
+TEST(Unicode, FindsABadByteWhereverItStands) {
+  for (std::size_t position = 0; position < 40; ++position) {
+    std::string text(40, 'a');
+    text[position] = '\xFF';
+    EXPECT_FALSE(isValidUTF8(text)) << position;
+    EXPECT_TRUE(isValidUTF8(std::string(position, 'a') + "\u20AC" + std::string(9, 'b')));
+    EXPECT_FALSE(isValidUTF8(std::string(position, 'a') + "\xE2\x82")) << position;
+  }
+}
+
+TEST(Unicode, GivesOneCharacterAfterTheOther) {
+  const std::string_view text("a\u0080\u07ff\u0800\uffff\U00010000\U0010ffff\0", 20);
+  std::size_t position = 0;
+  std::string again;
+  for (const char32_t expected : {0x61, 0x80, 0x7FF, 0x800, 0xFFFF, 0x10000, 0x10FFFF, 0}) {
+    EXPECT_EQ(nextCharacter(text, position), expected);
+    appendCharacter(expected, again);
+  }
+  EXPECT_EQ(position, text.size());
+  EXPECT_EQ(again, text);
+}
+
+TEST(Unicode, StaysBeforeWhatIsNoCharacter) {
+  for (const std::string_view bad : {"\x80", "\xc2", "\xc1\xbf", "\xe0\xa0", "\xed\xa0\x80"}) {
+    std::size_t position = 1;
+    EXPECT_EQ(nextCharacter("a" + std::string(bad), position), std::nullopt);
+    EXPECT_EQ(position, 1U);
+  }
+}
+
+TEST(Unicode, LowersTheFirstLetterOnly) {
+  EXPECT_EQ(lowercasingFirstUTF16Unit("Login"), "login");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("Cus_id"), "cus_id");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("EMail"), "eMail");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("URL"), "uRL");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("ticket"), "ticket");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("_X"), "_X");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("1A"), "1A");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("A"), "a");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("A\0B"sv), "a\0B"sv);
+}
+
+TEST(Unicode, LowersLettersBeyondASCII) {
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u00C9lan"), "\u00E9lan");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u0416X"), "\u0436X");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u01C4x"), "\u01C6x");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u01C5x"), "\u01C6x");
+  // A single unit has no place at a word's end: no final sigma.
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u03A3"), "\u03C3");
+}
+
+TEST(Unicode, LowersLettersWhoseLengthChanges) {
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u0130stanbul"), "i\u0307stanbul");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u023AB"), "\u2C65B");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u1E9EB"), "\u00DFB");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u212AB"), "kB");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u2126B"), "\u03C9B");
+}
+
+TEST(Unicode, LeavesTextsWithoutALetterOfOneUnitAlone) {
+  EXPECT_EQ(lowercasingFirstUTF16Unit(""), "");
+  // DESERET CAPITAL LETTER LONG I has a lower-case form, but takes two units.
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\U00010400x"), "\U00010400x");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\u0301A"), "\u0301A");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("A\xFF"), "A\xFF");
+  EXPECT_EQ(lowercasingFirstUTF16Unit("\xC3"), "\xC3");
+}
+
+}  // namespace
+}  // namespace orx

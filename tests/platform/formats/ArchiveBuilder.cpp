@@ -1,0 +1,65 @@
+#include "platform/formats/ArchiveBuilder.h"
+
+#include <array>
+
+namespace orx::testing {
+
+using namespace platform;
+
+ArchiveBuilder::ArchiveBuilder() {
+  place(writer_.addString("$null"));
+  arrayClass_ = classNamed("NSArray");
+  dictionaryClass_ = classNamed("NSDictionary");
+}
+
+ArchiveBuilder::UID ArchiveBuilder::add(std::string_view text) {
+  return place(writer_.addString(texts_.emplace_back(text)));
+}
+
+ArchiveBuilder::UID ArchiveBuilder::addArray(const std::vector<UID>& elements) {
+  const std::array keys{writer_.addString("$class"), writer_.addString("NS.objects")};
+  const std::array values{writer_.addUID(arrayClass_), list(elements)};
+  return place(writer_.addDictionary(keys, values));
+}
+
+ArchiveBuilder::UID ArchiveBuilder::addDictionary(const std::vector<UID>& keys,
+                                                  const std::vector<UID>& values) {
+  const std::array names{writer_.addString("$class"), writer_.addString("NS.keys"),
+                         writer_.addString("NS.objects")};
+  const std::array contents{writer_.addUID(dictionaryClass_), list(keys), list(values)};
+  return place(writer_.addDictionary(names, contents));
+}
+
+ArchiveBuilder::UID ArchiveBuilder::addAgain(UID known) { return place(objects_.at(known)); }
+
+Data ArchiveBuilder::finish(UID root) {
+  const Reference rootKey = writer_.addString("root");
+  const Reference rootUID = writer_.addUID(root);
+  const std::array keys{writer_.addString("$version"), writer_.addString("$archiver"),
+                        writer_.addString("$top"), writer_.addString("$objects")};
+  const std::array values{
+      writer_.addInteger(std::int64_t{100000}), writer_.addString("NSKeyedArchiver"),
+      writer_.addDictionary({&rootKey, 1}, {&rootUID, 1}), writer_.addArray(objects_)};
+  return writer_.finish(writer_.addDictionary(keys, values));
+}
+
+ArchiveBuilder::UID ArchiveBuilder::place(Reference object) {
+  objects_.push_back(object);
+  return static_cast<UID>(objects_.size() - 1);
+}
+
+ArchiveBuilder::UID ArchiveBuilder::classNamed(std::string_view name) {
+  const std::array names{writer_.addString(name), writer_.addString("NSObject")};
+  const std::array keys{writer_.addString("$classname"), writer_.addString("$classes")};
+  const std::array values{names[0], writer_.addArray(names)};
+  return place(writer_.addDictionary(keys, values));
+}
+
+ArchiveBuilder::Reference ArchiveBuilder::list(const std::vector<UID>& uids) {
+  std::vector<Reference> references;
+  references.reserve(uids.size());
+  for (const UID uid : uids) references.push_back(writer_.addUID(uid));
+  return writer_.addArray(references);
+}
+
+}  // namespace orx::testing

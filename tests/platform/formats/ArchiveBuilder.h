@@ -1,0 +1,45 @@
+#pragma once
+
+#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/formats/PropertyList.h"
+
+namespace orx::testing {
+
+using namespace platform;
+
+// Writes an archive object by object, sound or not.
+class ArchiveBuilder {
+ public:
+  using UID = std::uint32_t;
+
+  ArchiveBuilder();
+
+  UID add(std::string_view text);
+  UID addArray(const std::vector<UID>& elements);
+  UID addDictionary(const std::vector<UID>& keys, const std::vector<UID>& values);
+  // What was added as `known` once more, in a place of its own.
+  UID addAgain(UID known);
+  // The UID that the next object will get.
+  UID next() const { return static_cast<UID>(objects_.size()); }
+
+  Data finish(UID root);
+
+ private:
+  using Reference = PropertyListWriter::Reference;
+
+  UID place(Reference object);
+  UID classNamed(std::string_view name);
+  Reference list(const std::vector<UID>& uids);
+
+  PropertyListWriter writer_;
+  std::deque<std::string> texts_;
+  std::vector<Reference> objects_;
+  UID arrayClass_ = 0;
+  UID dictionaryClass_ = 0;
+};
+
+}  // namespace orx::testing

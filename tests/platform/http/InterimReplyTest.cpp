@@ -1,0 +1,117 @@
+// What becomes of statuses below 200, which HTTP keeps for replies that come before the reply.
+#include <gtest/gtest.h>
+
+#include "platform/http/URLSession.h"
+#include "support/Call.h"
+#include "support/TLSTestServer.h"
+
+namespace orx::testing {
+
+using namespace platform;
+namespace {
+
+using Answer = TLSTestServer::Answer;
+using End = TLSTestServer::End;
+
+constexpr const char* host = "one.example";
+
+Answer interim(int status, std::string_view following = {}, End end = End::cut) {
+  return {.bytes = "HTTP/1.1 " + std::to_string(status) + " Odd\r\nX-One: 1\r\n\r\n" +
+                   std::string(following),
+          .end = end};
+}
+
+Outcome answered(const Answer& answer) {
+  const TLSTestServer server({host}, answer);
+  return call(server.configuration(), getRequest("https://one.example/"));
+}
+
+void expectReply(const Outcome& outcome, long status) {
+  EXPECT_EQ(outcome.error, nullptr);
+  EXPECT_EQ(outcome.status(), status);
+  EXPECT_EQ(outcome.text(), "");
+}
+
+TEST(InterimReply, ThatIsUnassignedIsTheReplyWhenTheConnectionEnds) {
+  for (const End end : {End::close, End::cut, End::reset}) {
+    for (const int status : {104, 150, 199})
+      expectReply(answered(interim(status, "", end)), status);
+  }
+}
+
+TEST(InterimReply, ThatIsUnassignedIsTheReplyWhenNoReplyFollows) {
+  for (const End end : {End::keepAlive, End::cut}) {
+    expectReply(answered(interim(199, "these bytes are a picture\r\n\r\n", end)), 199);
+  }
+}
+
+TEST(InterimReply, ThatIsUnassignedAndAnnouncesABodyIsTheReplyAtOnce) {
+  expectReply(answered(Answer::reply(199)), 199);
+  expectReply(answered(Answer::reply(199, "body")), 199);
+}
+
+TEST(InterimReply, ThatIsUnassignedAnswersAPostOnce) {
+  const TLSTestServer server({host}, interim(199));
+  const Outcome outcome = call(server.configuration(), postRequest("https://one.example/", "b"));
+  expectReply(outcome, 199);
+  EXPECT_EQ(outcome.response->headerFields().size(), 1U);
+  EXPECT_EQ(server.requests().size(), 1U);
+}
+
+TEST(InterimReply, ThatIsUnassignedLeavesTheNextCallAlone) {
+  const TLSTestServer server({host}, [](const auto& request) {
+    return request.target == "/odd" ? Answer::reply(199, "body") : Answer::reply(200, "fine");
+  });
+  const auto session = URLSession::sessionWithConfiguration(server.configuration());
+  expectReply(call(*session, getRequest("https://one.example/odd")), 199);
+  EXPECT_EQ(call(*session, getRequest("https://one.example/")).text(), "fine");
+}
+
+TEST(InterimReply, IsForgottenWhenTheReplyComes) {
+  const Outcome outcome = answered(interim(199, Answer::reply(404, "gone").bytes));
+  EXPECT_EQ(outcome.error, nullptr);
+  EXPECT_EQ(outcome.status(), 404);
+  EXPECT_EQ(outcome.text(), "gone");
+}
+
+TEST(InterimReply, DoesNotStandInForAReplyThatBreaksOff) {
+  const Outcome outcome = answered(interim(199, "HTTP/1.1 200 OK\r\nContent-Len"));
+  EXPECT_EQ(outcome.errorCode(), NSURLErrorBadServerResponse);
+  EXPECT_EQ(outcome.response, nullptr);
+}
+
+TEST(InterimReply, OfAKnownKindIsNeverTheReply) {
+  for (const int status : {100, 102, 103}) {
+    const Outcome outcome = answered(interim(status));
+    EXPECT_EQ(outcome.errorCode(), NSURLErrorNetworkConnectionLost) << status;
+    EXPECT_EQ(outcome.response, nullptr);
+  }
+  const Outcome switched = answered(interim(101));
+  EXPECT_NE(switched.error, nullptr);
+  EXPECT_EQ(switched.response, nullptr);
+}
+
+TEST(InterimReply, FollowedBySilenceIsATimeOut) {
+  Answer answer = interim(199);
+  answer.stalls = true;
+  const TLSTestServer server({host}, answer);
+  URLSessionConfiguration configuration = server.configuration();
+  configuration.timeoutIntervalForRequest = std::chrono::milliseconds(200);
+  const Outcome outcome = call(configuration, getRequest("https://one.example/"));
+  EXPECT_EQ(outcome.errorCode(), NSURLErrorTimedOut);
+  EXPECT_EQ(outcome.response, nullptr);
+}
+
+TEST(InterimReply, WithoutEndStopsAtTheHeadersCeiling) {
+  std::string heads;
+  while (heads.size() < 100'000) heads += interim(199).bytes;
+  const TLSTestServer server({host}, Answer{.bytes = heads, .end = End::cut});
+  URLSessionConfiguration configuration = server.configuration();
+  configuration.maximumHeaderSize = 10'000;
+  const Outcome outcome = call(configuration, getRequest("https://one.example/"));
+  EXPECT_EQ(outcome.errorCode(), NSURLErrorDataLengthExceedsMaximum);
+  EXPECT_EQ(outcome.response, nullptr);
+}
+
+}  // namespace
+}  // namespace orx::testing

@@ -1,0 +1,62 @@
+// What goes through a proxy's tunnel goes as without one.
+#include <gmock/gmock.h>
+
+#include "support/Call.h"
+#include "support/ConnectProxy.h"
+#include "support/TLSTestServer.h"
+
+namespace orx::testing {
+
+using namespace platform;
+namespace {
+
+using Answer = TLSTestServer::Answer;
+using End = TLSTestServer::End;
+using Request = TLSTestServer::Request;
+using ::testing::HasSubstr;
+
+class Proxy : public ::testing::Test {
+ protected:
+  static Answer answer(const Request& request) {
+    if (request.target == "/moved") return Answer::reply(302, "", {{"Location", "/"}});
+    if (request.target == "/lost") return Answer::hangUp(End::cut);
+    return Answer::reply(200, request.method + ' ' + request.body);
+  }
+
+  Outcome call(URLRequest request) {
+    auto configuration = server_.configurationFor({});
+    configuration.connectTo.clear();
+    configuration.proxy = proxy_.url();
+    return orx::testing::call(configuration, std::move(request));
+  }
+
+  TLSTestServer server_{{"one.example"}, answer};
+  ConnectProxy proxy_{server_.port()};
+};
+
+TEST_F(Proxy, CarriesCallsOverOneTunnelThatIsKept) {
+  EXPECT_EQ(call(postRequest("https://one.example/", "ann")).text(), "POST ann");
+  EXPECT_EQ(call(getRequest("https://one.example/")).text(), "GET ");
+  EXPECT_EQ(call(postRequest("https://one.example/moved", "ann")).text(), "GET ");
+  EXPECT_EQ(call(getRequest("https://one.example/moved")).text(), "GET ");
+  EXPECT_EQ(proxy_.tunnelCount(), 1U);
+}
+
+TEST_F(Proxy, TakesARequestOnceThoughItsConnectionIsLost) {
+  EXPECT_EQ(call(postRequest("https://one.example/", "ann")).text(), "POST ann");
+  for (auto& request :
+       {postRequest("https://one.example/lost", "ann"), getRequest("https://one.example/lost")}) {
+    EXPECT_EQ(call(request).errorCode(), NSURLErrorNetworkConnectionLost);
+  }
+  EXPECT_EQ(server_.requests().size(), 3U);
+}
+
+TEST_F(Proxy, GetsANewTunnelForOneThatDiedWhileIdle) {
+  EXPECT_EQ(call(postRequest("https://one.example/", "ann")).text(), "POST ann");
+  server_.dropConnections(End::cut);
+  ASSERT_TRUE(eventually([&] { return proxy_.openTunnelCount() == 0; }));
+  EXPECT_EQ(call(postRequest("https://one.example/", "bob")).text(), "POST bob");
+}
+
+}  // namespace
+}  // namespace orx::testing

@@ -1,0 +1,50 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "platform/keychain/KeychainItemFile.h"
+
+namespace orx {
+
+using namespace platform;
+namespace {
+
+const KeychainItem item{.service = "service", .account = "account"};
+const Data bytes(std::vector<std::uint8_t>{0, 255, 10});
+
+// Written down from the format's description with another program's CRC-32.
+const std::vector<std::uint8_t> file{'O', 'R', 'X', 'I', 'T',  'E',  'M',  '1', 7,   0,   0,
+                                     0,   7,   0,   0,   0,    3,    0,    0,   0,   's', 'e',
+                                     'r', 'v', 'i', 'c', 'e',  'a',  'c',  'c', 'o', 'u', 'n',
+                                     't', 0,   255, 10,  0xF4, 0xF3, 0x4C, 0xBC};
+
+TEST(KeychainItemFile, HasTheFormatThatNeverChanges) {
+  EXPECT_EQ(fileContentOf(item, bytes), Data(file));
+  EXPECT_EQ(dataInFile(item, Data(file)), bytes);
+}
+
+TEST(KeychainItemFile, IsDamagedAtEveryOtherLength) {
+  for (std::size_t length = 0; length < file.size(); ++length) {
+    EXPECT_FALSE(dataInFile(item, Data(std::vector(file.begin(), file.begin() + length))))
+        << length;
+  }
+  auto longer = file;
+  longer.push_back(0);
+  EXPECT_FALSE(dataInFile(item, Data(longer)));
+}
+
+TEST(KeychainItemFile, IsDamagedByTheChangeOfAnyBit) {
+  for (std::size_t bit = 0; bit < file.size() * 8; ++bit) {
+    auto changed = file;
+    changed[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
+    EXPECT_FALSE(dataInFile(item, Data(changed))) << bit;
+  }
+}
+
+TEST(KeychainItemFile, IsOnlyItsOwnItems) {
+  EXPECT_FALSE(dataInFile({.service = "service", .account = "accounT"}, Data(file)));
+  EXPECT_FALSE(dataInFile({.service = "servicea", .account = "ccount"}, Data(file)));
+}
+
+}  // namespace
+}  // namespace orx

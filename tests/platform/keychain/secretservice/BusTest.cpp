@@ -1,0 +1,139 @@
+// What stands between the library and a service: the bus, and what it starts.
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <thread>
+
+#include "platform/keychain/secretservice/FakeBus.h"
+#include "platform/keychain/secretservice/ServiceFixture.h"
+#include "support/Await.h"
+#include "support/ChildProcess.h"
+
+namespace orx {
+
+using namespace platform;
+namespace {
+
+using std::chrono::milliseconds;
+using testing::FakeBus;
+using testing::Operation;
+
+constexpr auto operations = {Operation::Read, Operation::Add, Operation::Update, Operation::Delete};
+
+class Bus : public testing::ServiceFixture {
+ protected:
+  Bus() { bus.reset(); }
+
+  void expectEach(OSStatus status, bool missing, milliseconds patience = std::chrono::seconds(20)) {
+    for (const auto operation : operations) {
+      const auto ending = run(operation, patience);
+      EXPECT_EQ(ending.status, status);
+      EXPECT_EQ(ending.storeMissing, missing);
+    }
+  }
+  void setAddress(const std::string& address) {
+    setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+  }
+  std::string command() const {
+    return std::string(ORX_SCRIPTED_SECRET_SERVICE) + " " + (home.path() / "script").string() +
+           " " + (home.path() / "items").string() + " " + (home.path() / "log").string();
+  }
+};
+
+TEST_F(Bus, DoesNotExistWithoutAnAddress) {
+  expectEach(errSecNotAvailable, true);
+  setAddress("");
+  expectEach(errSecNotAvailable, true);
+  setAddress("disabled:");
+  expectEach(errSecNotAvailable, true);
+}
+
+TEST_F(Bus, DoesNotExistWhereNobodyListens) {
+  setAddress("unix:path=" + (home.path() / "nowhere").string());
+  expectEach(errSecNotAvailable, true);
+  { const FakeBus gone(home.path() / "gone"); }
+  setAddress("unix:path=" + (home.path() / "gone").string());
+  expectEach(errSecNotAvailable, true);
+}
+
+TEST_F(Bus, IsFoundInTheRuntimeDirectory) {
+  bus.emplace(home.path());
+  startWithItem("");
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  setenv("XDG_RUNTIME_DIR", home.path().c_str(), 1);
+  EXPECT_EQ(read().bytes, "old");
+}
+
+TEST_F(Bus, ThatAcceptsAndNeverAnswersIsSilentAndNoReasonToStandIn) {
+  const FakeBus silent(home.path() / "silent");
+  setAddress("unix:path=" + (home.path() / "silent").string());
+  expectEach(errSecNotAvailable, false, milliseconds(200));
+}
+
+TEST_F(Bus, ThatRefusesTheUserIsAnError) {
+  const FakeBus refusing(home.path() / "refusing",
+                         {{.heard = "", .said = "REJECTED\r\nREJECTED\r\nREJECTED\r\n"}});
+  setAddress("unix:path=" + (home.path() / "refusing").string());
+  expectEach(errSecNotAvailable, false);
+}
+
+TEST_F(Bus, WithAnAddressThatIsNoneIsAnError) {
+  setAddress("nonsense");
+  expectEach(errSecNotAvailable, false);
+}
+
+TEST_F(Bus, WithoutAServiceHasNone) {
+  bus.emplace(home.path());
+  expectEach(errSecNotAvailable, true);
+}
+
+TEST_F(Bus, StartsTheServiceThatItKnows) {
+  bus.emplace(home.path(), command());
+  EXPECT_EQ(run(Operation::Add).status, errSecSuccess);
+  EXPECT_EQ(read().bytes, "new");
+}
+
+TEST_F(Bus, WhoseServiceHangsWhenStartedIsSilent) {
+  bus.emplace(home.path(), "/usr/bin/tail --pid=" + std::to_string(getpid()) + " -f /dev/null");
+  expectEach(errSecNotAvailable, false, milliseconds(200));
+}
+
+TEST_F(Bus, WhoseServiceCannotBeStartedIsAnError) {
+  bus.emplace(home.path(), "/bin/false");
+  expectEach(errSecNotAvailable, false);
+  bus.reset();
+  bus.emplace(home.path(), "/nonexistent/program");
+  expectEach(errSecNotAvailable, false);
+}
+
+TEST_F(Bus, ThatDiesInMidCallIsAnError) {
+  for (const auto operation : operations) {
+    bus.reset();
+    bus.emplace(home.path());
+    startWithItem("SearchItems silent");
+    std::thread killer([&] {
+      EXPECT_TRUE(testing::eventually([&] { return service.calls("SearchItems") > 0; }));
+      bus->kill();
+    });
+    EXPECT_EQ(run(operation).status, errSecIO);
+    killer.join();
+  }
+}
+
+// The library below keeps a thread that no child has.
+TEST_F(Bus, IsRefusedToAForkedChildOfAProcessThatHasUsedIt) {
+  bus.emplace(home.path());
+  startWithItem("");
+  testing::ChildProcess before([&] { return read().bytes == "old" ? 0 : 1; });
+  EXPECT_EQ(before.wait(), 0);
+  EXPECT_EQ(read().bytes, "old");
+  testing::ChildProcess after([&] {
+    const auto ending = read();
+    return ending.status == errSecNotAvailable && !ending.storeMissing ? 0 : 1;
+  });
+  EXPECT_EQ(after.wait(), 0);
+}
+
+}  // namespace
+}  // namespace orx

@@ -1,0 +1,115 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/process/Log.h"
+
+namespace orx {
+
+using namespace platform;
+namespace {
+
+// Sends the standard error of the process into a pipe while it lives.
+class StandardErrorPipe {
+ public:
+  // Packets keep every write(2) apart from the next.
+  explicit StandardErrorPipe(int flags) {
+    if (pipe2(ends_.data(), flags) != 0) throw std::runtime_error("pipe2");
+    before_ = dup(STDERR_FILENO);
+    dup2(ends_[1], STDERR_FILENO);
+  }
+  StandardErrorPipe(const StandardErrorPipe&) = delete;
+  StandardErrorPipe& operator=(const StandardErrorPipe&) = delete;
+  ~StandardErrorPipe() {
+    dup2(before_, STDERR_FILENO);
+    close(before_);
+    close(ends_[1]);
+    closeReader();
+  }
+
+  void closeReader() {
+    if (ends_[0] >= 0) close(ends_[0]);
+    ends_[0] = -1;
+  }
+
+  std::string readOnce() const {
+    std::array<char, 8192> bytes{};
+    const ssize_t size = read(ends_[0], bytes.data(), bytes.size());
+    return {bytes.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
+  }
+
+ private:
+  std::array<int, 2> ends_{-1, -1};
+  int before_ = -1;
+};
+
+TEST(Log, WritesTheLineUnchangedInOnePiece) {
+  const StandardErrorPipe standardError(O_DIRECT);
+  NSLog("[OrvaAccount] \u00E9 %@ 100% \t end");
+  NSLog("");
+  EXPECT_EQ(standardError.readOnce(), "[OrvaAccount] \u00E9 %@ 100% \t end\n");
+  EXPECT_EQ(standardError.readOnce(), "\n");
+}
+
+TEST(Log, WritesControlCharactersOutSoThatNoTextSteersATerminal) {
+  const StandardErrorPipe standardError(O_DIRECT);
+  NSLog("a\x1b[2Jb\rc\x7f");
+  EXPECT_EQ(standardError.readOnce(), "a\\x1b[2Jb\\x0dc\\x7f\n");
+}
+
+TEST(Log, KeepsLineFeedsFromForgingARecord) {
+  const StandardErrorPipe standardError(O_DIRECT);
+  NSLog("said: ok\n[OrvaAccount] forged\n");
+  EXPECT_EQ(standardError.readOnce(), "said: ok\\n[OrvaAccount] forged\\n\n");
+}
+
+TEST(Log, KeepsLinesOfSeveralThreadsWhole) {
+  const StandardErrorPipe standardError(O_DIRECT);
+  constexpr int count = 10;
+  std::vector<std::thread> threads;
+  for (const char letter : {'a', 'b', 'c', 'd'}) {
+    threads.emplace_back([letter] {
+      for (int line = 0; line < count; ++line) NSLog(std::string(100, letter));
+    });
+  }
+  for (int line = 0; line < 4 * count; ++line) {
+    const std::string written = standardError.readOnce();
+    EXPECT_EQ(written.size(), 101U);
+    EXPECT_EQ(written, std::string(100, written[0]) + "\n");
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(Log, OutlivesAStandardErrorThatNobodyReads) {
+  signal(SIGPIPE, SIG_DFL);
+  StandardErrorPipe standardError(0);
+  standardError.closeReader();
+  errno = 42;
+  NSLog("into the void");
+  EXPECT_EQ(errno, 42);
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0) << "the signal waits for whoever unblocks it next";
+}
+
+TEST(Log, OutlivesAFullOrClosedStandardError) {
+  {
+    const StandardErrorPipe standardError(O_NONBLOCK);
+    NSLog(std::string(8'000'000, 'x'));
+  }
+  const int before = dup(STDERR_FILENO);
+  close(STDERR_FILENO);
+  NSLog("nowhere to go");
+  dup2(before, STDERR_FILENO);
+  close(before);
+}
+
+}  // namespace
+}  // namespace orx

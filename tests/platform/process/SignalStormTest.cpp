@@ -1,0 +1,140 @@
+// Storage on a thread to which signals come faster than its system calls end.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "platform/base/Limits.h"
+#include "platform/keychain/file/FileKeychainStore.h"
+#include "platform/process/Uninterrupted.h"
+#include "platform/storage/UserDefaults.h"
+#include "support/Await.h"
+#include "support/ChildProcess.h"
+#include "support/SignalStorm.h"
+#include "support/SlowFiles.h"
+#include "support/StorageHome.h"
+#include "support/TemporaryDirectory.h"
+
+namespace orx {
+
+using namespace platform;
+namespace {
+
+using std::chrono::milliseconds;
+using testing::SignalStorm;
+using Clock = std::chrono::steady_clock;
+
+// On a thread of its own, with files that take longer than the next signal.
+void inAStorm(const std::function<void()>& work) {
+  testing::withSlowFiles(milliseconds(1), [&] {
+    const SignalStorm storm;
+    work();
+  });
+}
+
+Deadline late() { return Clock::now() + testing::patience; }
+
+std::optional<StoredDirectory> openDirectory(const std::filesystem::path& path) {
+  return std::move(
+      StoredDirectory::open(path, StoredDirectory::Kind::Private, StoredDirectory::Missing::Create)
+          .directory);
+}
+
+TEST(Uninterrupted, EndsACallThatSignalsNeverLetEnd) {
+  const testing::TemporaryDirectory directory;
+  const FileDescriptor file(open(directory.path().c_str(), O_RDONLY | O_DIRECTORY));
+  testing::withSlowFiles(milliseconds(200), [&] {
+    const SignalStorm storm;
+    for (int i = 0; i < 300; ++i) {
+      ASSERT_EQ(fsync(file.get()), -1);
+      ASSERT_EQ(errno, EINTR);
+    }
+    EXPECT_EQ(uninterrupted([&] { return fsync(file.get()); }), 0);
+  });
+}
+
+TEST(Uninterrupted, GivesUpAFileSystemThatIsInterruptedByItself) {
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, nullptr, &before);
+  const auto result = uninterrupted([] {
+    errno = EINTR;
+    return -1;
+  });
+  EXPECT_EQ(errno, EINTR);
+  EXPECT_EQ(result, -1);
+  sigset_t after;
+  pthread_sigmask(SIG_BLOCK, nullptr, &after);
+  EXPECT_EQ(sigismember(&after, SIGTERM), sigismember(&before, SIGTERM));
+}
+
+class SignalStormTest : public ::testing::Test {
+ protected:
+  testing::StorageHome home;
+};
+
+TEST_F(SignalStormTest, LosesNothingOfTheDefaults) {
+  auto& defaults = *UserDefaults::standardUserDefaults();
+  inAStorm([&] {
+    for (int i = 0; i < 8; ++i) {
+      const auto value = std::to_string(i);
+      ASSERT_FALSE(defaults.setString_forKey(value, "key"));
+      const auto reading = defaults.stringForKey("key");
+      ASSERT_FALSE(reading.error);
+      ASSERT_EQ(reading.value, value);
+      ASSERT_FALSE(defaults.synchronize());
+    }
+    ASSERT_FALSE(defaults.removeObjectForKey("key"));
+    EXPECT_FALSE(defaults.stringForKey("key").value);
+  });
+  EXPECT_GT(SignalStorm::caught(), 0);
+}
+
+TEST_F(SignalStormTest, LosesNothingOfTheFileStore) {
+  FileKeychainStore store;
+  const KeychainItem item{.service = "com.example.service", .account = "someone"};
+  inAStorm([&] {
+    for (int i = 0; i < 4; ++i) {
+      const Data bytes(std::to_string(i));
+      ASSERT_EQ(store.add(item, Data(), late()).status, errSecSuccess);
+      ASSERT_EQ(store.update(item, bytes, late()).status, errSecSuccess);
+      std::optional<Data> read;
+      ASSERT_EQ(store.copy(item, late(), read).status, errSecSuccess);
+      ASSERT_EQ(read, bytes);
+      ASSERT_EQ(store.remove(item, late()).status, errSecSuccess);
+    }
+  });
+  EXPECT_GT(SignalStorm::caught(), 0);
+}
+
+TEST_F(SignalStormTest, DoesNotEndTheWaitForALockThatAnotherProcessHolds) {
+  const auto directory = openDirectory(home.path() / "locked").value();
+  testing::ChildProcess holder([&] {
+    const auto taking = directory.lock("lock", late());
+    if (!taking.lock || directory.replace("held", Data(), StoredDirectory::Previous::Discard))
+      return 1;
+    std::this_thread::sleep_for(milliseconds(300));
+    return 0;
+  });
+  ASSERT_TRUE(testing::eventually([&] { return directory.presenceOf("held").present; }));
+  inAStorm([&] { EXPECT_TRUE(directory.lock("lock", late()).lock); });
+  EXPECT_EQ(holder.wait(), 0);
+}
+
+TEST_F(SignalStormTest, LeavesTheDeadlineOfALockWhereItIs) {
+  const auto directory = openDirectory(home.path() / "locked").value();
+  const auto held = directory.lock("lock", late());
+  ASSERT_TRUE(held.lock);
+  inAStorm([&] {
+    const auto deadline = Clock::now() + milliseconds(100);
+    const auto taking = directory.lock("lock", deadline);
+    EXPECT_GE(Clock::now(), deadline);
+    ASSERT_TRUE(taking.problem);
+    EXPECT_EQ(taking.problem->kind, FileProblem::Kind::LockedByAnother);
+  });
+}
+
+}  // namespace
+}  // namespace orx

@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <thread>
+
+#include "platform/storage/StoredFile.h"
+#include "support/Await.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
+
+namespace orx {
+
+using namespace platform;
+namespace {
+
+using testing::ChildProcess;
+using Clock = std::chrono::steady_clock;
+
+class FileLockTest : public ::testing::Test {
+ protected:
+  static Deadline soon() { return Clock::now() + std::chrono::milliseconds(50); }
+  static Deadline late() { return Clock::now() + testing::patience; }
+
+  // A child that holds the lock until it is killed, and has said so.
+  std::unique_ptr<ChildProcess> lockingChild() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe(ends.data()), 0);
+    auto child = std::make_unique<ChildProcess>([&] {
+      const auto taking = directory.lock("lock", late());
+      if (write(ends[1], "x", 1) != 1) return 1;
+      pause();
+      return 0;
+    });
+    close(ends[1]);
+    char said = 0;
+    EXPECT_EQ(read(ends[0], &said, 1), 1);
+    close(ends[0]);
+    return child;
+  }
+
+  testing::TemporaryDirectory temporary;
+  StoredDirectory directory =
+      std::move(StoredDirectory::open(temporary.path(), StoredDirectory::Kind::Private,
+                                      StoredDirectory::Missing::Create)
+                    .directory.value());
+};
+
+TEST_F(FileLockTest, KeepsOutAnotherThreadUntilItGoes) {
+  auto held = std::make_optional(directory.lock("lock", late()));
+  ASSERT_TRUE(held->lock);
+  EXPECT_EQ(directory.lock("lock", soon()).problem->kind, FileProblem::Kind::LockedByAnother);
+  testing::Event taken;
+  std::thread waiter([&] {
+    if (directory.lock("lock", late()).lock) taken.set();
+  });
+  held.reset();
+  EXPECT_TRUE(taken.wait());
+  waiter.join();
+}
+
+TEST_F(FileLockTest, WaitsNoLongerThanToTheDeadlineAndNamesTheFile) {
+  const auto child = lockingChild();
+  const auto taking = directory.lock("lock", soon());
+  EXPECT_FALSE(taking.lock);
+  ASSERT_TRUE(taking.problem);
+  EXPECT_NE(taking.problem->text.find("lock is locked by another process"), std::string::npos);
+  EXPECT_EQ(taking.problem->path, (temporary / "lock").string());
+}
+
+TEST_F(FileLockTest, EndsWithAProcessThatIsKilled) {
+  const auto child = lockingChild();
+  ASSERT_FALSE(directory.lock("lock", soon()).lock);
+  child->kill(SIGKILL);
+  EXPECT_TRUE(directory.lock("lock", late()).lock);
+}
+
+TEST_F(FileLockTest, IsNotKeptByAChildThatWasForkedMeanwhile) {
+  auto held = std::make_optional(directory.lock("lock", late()));
+  const ChildProcess child([] {
+    pause();
+    return 0;
+  });
+  held.reset();
+  EXPECT_TRUE(directory.lock("lock", soon()).lock);
+}
+
+TEST_F(FileLockTest, WorksWithAFileThatAFileCreationMaskHadShut) {
+  ASSERT_EQ(mknod((temporary / "lock").c_str(), S_IFREG, 0), 0);
+  ASSERT_EQ(chmod((temporary / "lock").c_str(), 0), 0);
+  EXPECT_TRUE(directory.lock("lock", late()).lock);
+}
+
+TEST_F(FileLockTest, MovesToTheNewFileWhenTheOldOneWasRemovedMeanwhile) {
+  auto old = std::make_optional(directory.lock("lock", late()));
+  testing::Event taken;
+  testing::Event checked;
+  std::thread waiter([&] {
+    const auto taking = directory.lock("lock", late());
+    if (taking.lock) taken.set();
+    EXPECT_TRUE(checked.wait());
+  });
+  std::filesystem::remove(temporary / "lock");
+  old.reset();
+  ASSERT_TRUE(taken.wait());
+  EXPECT_FALSE(directory.lock("lock", soon()).lock);
+  checked.set();
+  waiter.join();
+}
+
+TEST_F(FileLockTest, RefusesALinkAndAFIFO) {
+  std::filesystem::create_symlink(temporary / "elsewhere", temporary / "link");
+  ASSERT_EQ(mkfifo((temporary / "fifo").c_str(), 0600), 0);
+  for (const auto* name : {"link", "fifo"}) {
+    const auto taking = directory.lock(name, late());
+    ASSERT_TRUE(taking.problem) << name;
+    EXPECT_EQ(taking.problem->kind, FileProblem::Kind::Refused) << name;
+  }
+  EXPECT_FALSE(std::filesystem::exists(temporary / "elsewhere"));
+}
+
+}  // namespace
+}  // namespace orx

@@ -1,0 +1,374 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <tuple>
+
+#include "platform/base/Limits.h"
+#include "platform/storage/StoredFile.h"
+#include "support/ChildProcess.h"
+#include "support/StorageHome.h"
+#include "support/TemporaryDirectory.h"
+
+namespace orx {
+
+using namespace platform;
+namespace {
+
+namespace fs = std::filesystem;
+using testing::contentOf;
+using testing::TemporaryDirectory;
+using testing::writeContent;
+using Kind = StoredDirectory::Kind;
+using Missing = StoredDirectory::Missing;
+
+struct stat statusOf(const fs::path& path) {
+  struct stat status {};
+  EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
+  return status;
+}
+
+mode_t modeOf(const fs::path& path) { return statusOf(path).st_mode & 07777U; }
+
+class StoredFile : public ::testing::Test {
+ protected:
+  StoredDirectory open(Kind kind = Kind::Private) {
+    auto opening = StoredDirectory::open(path, kind, Missing::Create);
+    EXPECT_FALSE(opening.problem) << opening.problem->text;
+    return std::move(opening.directory.value());
+  }
+
+  TemporaryDirectory temporary;
+  fs::path path = temporary / "deep/er/store";
+  fs::path file = path / "file";
+};
+
+TEST_F(StoredFile, IsAbsentWhereThereIsNoDirectory) {
+  const auto opening = StoredDirectory::open(path, Kind::Private, Missing::Leave);
+  EXPECT_FALSE(opening.directory);
+  EXPECT_FALSE(opening.problem);
+  EXPECT_FALSE(fs::exists(path.parent_path()));
+}
+
+TEST_F(StoredFile, IsAbsentInADirectoryWithoutIt) {
+  const auto reading = open().read("file");
+  EXPECT_FALSE(reading.bytes);
+  EXPECT_FALSE(reading.problem);
+}
+
+TEST_F(StoredFile, HoldsTheBytesItWasGiven) {
+  const auto directory = open();
+  for (const std::string& bytes :
+       {std::string("first"), std::string(), std::string(300'000, 'x')}) {
+    ASSERT_FALSE(directory.replace("file", Data(bytes)));
+    EXPECT_EQ(directory.read("file").bytes->text(), bytes);
+    EXPECT_EQ(contentOf(file), bytes);
+  }
+}
+
+TEST_F(StoredFile, IsForItsOwnerAloneWhateverTheFileCreationMask) {
+  for (const mode_t mask : {0000, 0022, 0777}) {
+    fs::remove_all(temporary / "deep");
+    const mode_t before = umask(mask);
+    {
+      const auto directory = open();
+      EXPECT_FALSE(directory.replace("file", Data("secret")));
+      EXPECT_FALSE(directory.lock("lock", std::chrono::steady_clock::now()).problem);
+    }
+    umask(before);
+    EXPECT_EQ(modeOf(file), 0600U) << mask;
+    EXPECT_EQ(modeOf(path / "lock"), 0600U) << mask;
+    for (auto made = path; made != temporary.path(); made = made.parent_path()) {
+      EXPECT_EQ(modeOf(made), 0700U) << made;
+    }
+  }
+}
+
+TEST_F(StoredFile, IsNotTouchedByEqualBytes) {
+  const auto directory = open();
+  ASSERT_FALSE(directory.replace("file", Data("same")));
+  const auto before = statusOf(file);
+  const auto directoryBefore = statusOf(path);
+  ASSERT_FALSE(directory.replace("file", Data("same")));
+  const auto after = statusOf(file);
+  const auto nanoseconds = [](const timespec& time) {
+    return std::tuple(time.tv_sec, time.tv_nsec);
+  };
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  EXPECT_EQ(nanoseconds(after.st_mtim), nanoseconds(before.st_mtim));
+  EXPECT_EQ(nanoseconds(after.st_ctim), nanoseconds(before.st_ctim));
+  EXPECT_EQ(nanoseconds(statusOf(path).st_mtim), nanoseconds(directoryBefore.st_mtim));
+}
+
+TEST_F(StoredFile, IsClosedToOthersAgainByTheNextWriteEvenOfEqualBytes) {
+  const auto directory = open();
+  ASSERT_FALSE(directory.replace("file", Data("same")));
+  fs::permissions(file, fs::perms(0644));
+  ASSERT_FALSE(directory.replace("file", Data("same")));
+  EXPECT_EQ(modeOf(file), 0600U);
+}
+
+TEST_F(StoredFile, IsReplacedAsAWholeSoThatAReaderKeepsTheOldOne) {
+  const auto directory = open();
+  ASSERT_FALSE(directory.replace("file", Data("old")));
+  std::ifstream reader(file);
+  ASSERT_FALSE(directory.replace("file", Data("new content")));
+  std::string seen;
+  reader >> seen;
+  EXPECT_EQ(seen, "old");
+}
+
+TEST_F(StoredFile, KeepsItsBytesWhenTheFileSizeLimitIsReached) {
+  const auto directory = open();
+  ASSERT_FALSE(directory.replace("file", Data("old")));
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small{.rlim_cur = 1000, .rlim_max = before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  const auto problem = directory.replace("file", Data(std::string(5000, 'x')));
+  setrlimit(RLIMIT_FSIZE, &before);
+  ASSERT_TRUE(problem);
+  EXPECT_EQ(problem->number, EFBIG);
+  EXPECT_EQ(contentOf(file), "old");
+  EXPECT_EQ(std::distance(fs::directory_iterator(path), {}), 1);
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_EQ(sigismember(&pending, SIGXFSZ), 0);
+}
+
+TEST_F(StoredFile, RefusesWhatItCouldNotReadBack) {
+  const auto directory = open();
+  const Data large(std::vector<std::uint8_t>(limits::storedFileSize + 1));
+  EXPECT_TRUE(directory.replace("file", large));
+  EXPECT_FALSE(fs::exists(file));
+  writeContent(file, "");
+  fs::resize_file(file, limits::storedFileSize + 1);
+  fs::permissions(file, fs::perms(0600));
+  const auto reading = directory.read("file");
+  EXPECT_FALSE(reading.bytes);
+  ASSERT_TRUE(reading.problem);
+  EXPECT_NE(reading.problem->text.find("too large"), std::string::npos);
+}
+
+TEST_F(StoredFile, GoesWithoutATrace) {
+  const auto directory = open();
+  ASSERT_FALSE(directory.replace("file", Data("secret")));
+  ASSERT_FALSE(directory.remove("file"));
+  EXPECT_TRUE(fs::is_empty(path));
+}
+
+TEST_F(StoredFile, SweepsWhatDeadWritersLeftBehind) {
+  const auto directory = open();
+  writeContent(path / ".orx-tmp-123", "half a secr");
+  writeContent(path / "someone-elses", "kept");
+  ASSERT_FALSE(directory.replace("file", Data("new")));
+  EXPECT_FALSE(fs::exists(path / ".orx-tmp-123"));
+  EXPECT_TRUE(fs::exists(path / "someone-elses"));
+}
+
+TEST_F(StoredFile, KeepsTheReplacedFileBesideWhenAsked) {
+  const auto directory = open();
+  for (const auto* content : {"one", "two", "three"}) {
+    writeContent(file, content);
+    ASSERT_FALSE(directory.replace("file", Data("new"), StoredDirectory::Previous::KeepAside));
+    EXPECT_EQ(contentOf(file), "new");
+  }
+  EXPECT_EQ(contentOf(path / "file.damaged"), "one");
+  EXPECT_EQ(contentOf(path / "file.damaged-2"), "two");
+  EXPECT_EQ(contentOf(path / "file.damaged-3"), "three");
+}
+
+// What stands in the file's place, and what the refusal says of it.
+struct Obstacle {
+  const char* name;
+  void (*make)(const fs::path& file);
+  const char* reason;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Obstacle& obstacle) {
+  return stream << obstacle.name;
+}
+
+class StoredFileInTheWay : public StoredFile, public ::testing::WithParamInterface<Obstacle> {};
+
+TEST_P(StoredFileInTheWay, IsRefusedAndLeftAlone) {
+  const auto directory = open();
+  writeContent(temporary / "elsewhere", "untouched");
+  GetParam().make(file);
+  const auto before = statusOf(file);
+
+  const auto reading = directory.read("file");
+  EXPECT_FALSE(reading.bytes);
+  ASSERT_TRUE(reading.problem);
+  const auto replacing = directory.replace("file", Data("new"));
+  ASSERT_TRUE(replacing);
+  for (const auto& problem :
+       {*reading.problem, *replacing, *directory.presenceOf("file").problem}) {
+    EXPECT_EQ(problem.kind, FileProblem::Kind::Refused);
+    EXPECT_EQ(problem.path, file);
+    EXPECT_NE(problem.text.find(GetParam().reason), std::string::npos) << problem.text;
+    EXPECT_NE(problem.remedy.find(file.string()), std::string::npos) << problem.remedy;
+  }
+  EXPECT_EQ(statusOf(file).st_ino, before.st_ino);
+  EXPECT_EQ(contentOf(temporary / "elsewhere"), "untouched");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , StoredFileInTheWay,
+    ::testing::Values(
+        Obstacle{"Link",
+                 [](const fs::path& file) {
+                   fs::create_symlink(file.parent_path() / "../../../elsewhere", file);
+                 },
+                 "is a link"},
+        Obstacle{"DanglingLink",
+                 [](const fs::path& file) { fs::create_symlink("/nonexistent/file", file); },
+                 "is a link"},
+        Obstacle{"FIFO", [](const fs::path& file) { mkfifo(file.c_str(), 0600); },
+                 "is not a regular file"},
+        Obstacle{"Directory", [](const fs::path& file) { fs::create_directory(file); },
+                 "is not a regular file"},
+        Obstacle{"FileThatOthersWrite",
+                 [](const fs::path& file) {
+                   writeContent(file, "planted");
+                   fs::permissions(file, fs::perms(0620));
+                 },
+                 "can be written by others"}),
+    [](const auto& instance) { return instance.param.name; });
+
+TEST_F(StoredFile, IsRefusedInAPrivateDirectoryThatIsALink) {
+  fs::create_directories(temporary / "real");
+  fs::create_directories(path.parent_path());
+  fs::create_directory_symlink(temporary / "real", path);
+  for (const auto missing : {Missing::Leave, Missing::Create}) {
+    const auto opening = StoredDirectory::open(path, Kind::Private, missing);
+    ASSERT_TRUE(opening.problem);
+    EXPECT_EQ(opening.problem->kind, FileProblem::Kind::Refused);
+    EXPECT_NE(opening.problem->text.find(path.string() + " is not used because it is a link"),
+              std::string::npos);
+  }
+  EXPECT_TRUE(StoredDirectory::open(path, Kind::Settings, Missing::Leave).directory);
+}
+
+TEST_F(StoredFile, IsNotAbsentWhereALinkLeadsNowhere) {
+  fs::create_directory_symlink("/nonexistent/volume", temporary / "deep");
+  for (const auto kind : {Kind::Private, Kind::Settings}) {
+    for (const auto missing : {Missing::Leave, Missing::Create}) {
+      EXPECT_TRUE(StoredDirectory::open(path, kind, missing).problem);
+    }
+  }
+}
+
+TEST_F(StoredFile, IsRefusedInAPrivateDirectoryThatOthersMayWriteTo) {
+  open();
+  for (const unsigned mode : {0720U, 0702U, 0777U}) {
+    fs::permissions(path, fs::perms(mode));
+    const auto opening = StoredDirectory::open(path, Kind::Private, Missing::Create);
+    ASSERT_TRUE(opening.problem) << mode;
+    EXPECT_EQ(opening.problem->kind, FileProblem::Kind::Refused);
+    EXPECT_NE(opening.problem->remedy.find("chmod 700 " + path.string()), std::string::npos);
+    EXPECT_EQ(modeOf(path), mode);
+  }
+}
+
+TEST_F(StoredFile, ClosesAPrivateDirectoryThatOthersMayLookInto) {
+  open();
+  fs::permissions(path, fs::perms(0755));
+  open();
+  EXPECT_EQ(modeOf(path), 0700U);
+}
+
+TEST_F(StoredFile, IsRefusedInAPrivateDirectoryOfAnotherUser) {
+  // Only root can give a directory away; everybody else has those of root before them.
+  fs::path foreign = "/usr";
+  if (geteuid() == 0) {
+    fs::create_directories(path);
+    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+    foreign = path;
+  }
+  const auto opening = StoredDirectory::open(foreign, Kind::Private, Missing::Create);
+  ASSERT_TRUE(opening.problem);
+  EXPECT_EQ(opening.problem->kind, FileProblem::Kind::Refused);
+  EXPECT_NE(opening.problem->text.find("belongs to another user"), std::string::npos);
+}
+
+TEST_F(StoredFile, IsRefusedWhenItBelongsToAnotherUser) {
+  // Only root can give a file away; everybody else has files of root, in directories of root.
+  fs::path foreign = "/etc/passwd";
+  if (geteuid() == 0) {
+    ASSERT_FALSE(open().replace("file", Data("planted")));
+    ASSERT_EQ(chown(file.c_str(), 65534, 65534), 0);
+    foreign = file;
+  }
+  const auto opening = StoredDirectory::open(foreign.parent_path(), Kind::Private, Missing::Leave);
+  const auto problem =
+      opening.problem ? opening.problem : opening.directory->read(foreign.filename()).problem;
+  ASSERT_TRUE(problem);
+  EXPECT_EQ(problem->kind, FileProblem::Kind::Refused);
+  EXPECT_NE(problem->text.find("belongs to another user"), std::string::npos);
+  EXPECT_NE(problem->remedy.find(problem->path), std::string::npos);
+}
+
+// Permissions bind everybody but root.
+void beAnOrdinaryUser(const fs::path& directory) {
+  if (geteuid() != 0) return;
+  if (chown(directory.c_str(), 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) {
+    throw std::runtime_error("cannot become an ordinary user");
+  }
+}
+
+TEST_F(StoredFile, OpensUpWhatAProcessThatDiedHadMadeUnderAHarshMask) {
+  testing::ChildProcess child([&] {
+    beAnOrdinaryUser(temporary.path());
+    for (const auto& made : {temporary / "deep", temporary / "deep/er", path}) {
+      fs::create_directories(made);
+      fs::permissions(made, fs::perms::none);
+      if (StoredDirectory::open(path, Kind::Private, Missing::Leave).problem) return 1;
+      if (open().replace("file", Data("new")) || modeOf(path) != 0700U) return 2;
+      fs::remove_all(temporary / "deep");
+    }
+    return 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST_F(StoredFile, LeavesADirectoryShutThatHoldsSomething) {
+  testing::ChildProcess child([&] {
+    beAnOrdinaryUser(temporary.path());
+    if (open().replace("file", Data("old"))) return 1;
+    for (const unsigned mode : {0000U, 0200U}) {
+      fs::permissions(path, fs::perms(mode));
+      for (const auto missing : {Missing::Leave, Missing::Create}) {
+        const auto opening = StoredDirectory::open(path, Kind::Private, missing);
+        if (!opening.problem || opening.problem->number != EACCES) return 2;
+        if (modeOf(path) != mode) return 3;
+      }
+    }
+    fs::permissions(path, fs::perms(0700));
+    return 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST_F(StoredFile, SaysThatALockCannotBeMadeRatherThanThatThereIsNone) {
+  testing::ChildProcess child([&] {
+    beAnOrdinaryUser(temporary.path());
+    const auto directory = open();
+    fs::permissions(path, fs::perms(0500));
+    const auto problem = directory.lock("lock", std::chrono::steady_clock::now()).problem;
+    return problem && problem->number == EACCES ? 0 : 1;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST_F(StoredFile, ReportsAFileOnTheWay) {
+  writeContent(temporary / "deep", "in the way");
+  const auto opening = StoredDirectory::open(path, Kind::Private, Missing::Leave);
+  ASSERT_TRUE(opening.problem);
+  EXPECT_EQ(opening.problem->number, ENOTDIR);
+}
+
+}  // namespace
+}  // namespace orx
