@@ -17,7 +17,7 @@
 #include "config/Servers.h"
 #include "platform/http/URLSession.h"
 #include "platform/http/curl/TransferEngine.h"
-#include "platform/queues/DispatchSemaphore.h"
+#include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
@@ -39,7 +39,7 @@ constexpr std::array<void (*)(), 13> uses{
     [] { (void)UserDefaults::standardUserDefaults(); },
     [] { (void)keychainStatus(); },
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
-    [] { DispatchSemaphore::createWithCount(0)->signal(); },
+    [] { std::make_shared<OperationQueue>()->addOperationWithBlock([] {}); },
     [] { (void)URLSession::sharedSession(); },
     [] { (void)TransferEngine::shared(); },
     [] { (void)serviceURL(ServerSet::Global, kCustomerInfoPath); },
