@@ -36,10 +36,9 @@ void ORVAAccountUser::loadProfileImageDataWithCompletionBlock(
     queue = std::make_shared<OperationQueue>();
     setUserOperationQueue(queue);
   }
-  queue->addOperationWithBlock(
-      [self = std::move(self), queue, block = std::move(completionBlock)] {
-        self->loadProfileImage(block, queue);
-      });
+  queue->addOperationWithBlock([self = std::move(self), queue, block = std::move(completionBlock)] {
+    self->loadProfileImage(block, queue);
+  });
 }
 
 void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& completionBlock,

@@ -1,6 +1,5 @@
 #include "platform/keychain/KeychainStatus.h"
 
-
 #include "platform/process/ForkSafety.h"
 #include "platform/storage/UserDefaults.h"
 

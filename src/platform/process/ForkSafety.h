@@ -39,8 +39,8 @@ class BriefSection {
 // one process remembers the count under which it was made.
 std::uint64_t forkCount();
 
-// Makes `handler` run in the child of each fork(), before the child has a second thread and while it
-// holds all of forkLocks. Only as an object of namespace scope, which is made before main.
+// Makes `handler` run in the child of each fork(), before the child has a second thread and while
+// it holds all of forkLocks. Only as an object of namespace scope, which is made before main.
 struct ForkChildHandler {
   explicit ForkChildHandler(void (*handler)());
 

@@ -20,8 +20,8 @@ class Reactor {
 };
 
 // The threads that run completion handlers and queued operations. Two stay; a further one comes
-// when a job has waited 2 ms, so that callbacks that block hold nobody up, and goes when it has been
-// idle for 3 s. There is no upper limit. The process has one pool, and it is never destroyed.
+// when a job has waited 2 ms, so that callbacks that block hold nobody up, and goes when it has
+// been idle for 3 s. There is no upper limit. The process has one pool, and it is never destroyed.
 //
 // The pool follows the leader/followers pattern: the leader waits in the reactor and itself runs
 // the short jobs that come of it, which saves the two thread switches of handing each to another

@@ -68,8 +68,7 @@ TEST(WorkerPool, DestroysAJobOnTheWorkerThatRanIt) {
   };
   Mailbox<std::thread::id> threads;
   auto noted = std::make_shared<Noted>(threads);
-  submit(
-      [&threads, noted = std::move(noted)] { threads.put(std::this_thread::get_id()); });
+  submit([&threads, noted = std::move(noted)] { threads.put(std::this_thread::get_id()); });
   const auto ranOn = threads.take();
   EXPECT_EQ(threads.take(), ranOn);
   EXPECT_NE(ranOn, std::this_thread::get_id());
