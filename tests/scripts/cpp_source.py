@@ -43,6 +43,24 @@ def includes(text):
             yield number, found.group(2), found.group(1) == '"'
 
 
+def circles(graph):
+    """The sets of nodes of {node: its targets} that reach each other."""
+
+    def reached(start):
+        seen, ahead = set(), [start]
+        while ahead:
+            for target in graph.get(ahead.pop(), ()):
+                if target not in seen:
+                    seen.add(target)
+                    ahead.append(target)
+        return seen
+
+    reach = {node: reached(node) - {node} for node in graph}
+    found = {frozenset(other for other in reach[node] if node in reach[other]) | {node}
+             for node in graph}
+    return sorted((circle for circle in found if len(circle) > 1), key=sorted)
+
+
 def files(folders, *endings, root=ROOT):
     for folder in folders:
         for path in sorted((root / folder).rglob("*")):
