@@ -1,4 +1,4 @@
-"""Just enough reading of C++ for the checks: comments and literals taken out, braces matched."""
+"""Reads C++ as far as the checks need it: removes comments and literals, matches braces, finds includes."""
 
 import re
 from pathlib import Path
@@ -12,7 +12,8 @@ _TOKENS = re.compile(
 
 
 def bare(text):
-    """The text with comments gone and literals emptied; every line keeps its number."""
+    """The text without comments and preprocessor lines, and with empty literals; every line keeps its
+    number."""
 
     def replacement(match):
         lines = "\n" * match.group().count("\n")
@@ -44,7 +45,7 @@ def includes(text):
 
 
 def circles(graph):
-    """The sets of nodes of {node: its targets} that reach each other."""
+    """The circles of a graph {node: its targets}, each as the set of nodes that reach each other."""
 
     def reached(start):
         seen, ahead = set(), [start]
@@ -69,7 +70,7 @@ def files(folders, *endings, root=ROOT):
 
 
 def report(complaints, what):
-    """Prints the complaints and gives the exit code."""
+    """Prints the complaints; returns the exit code."""
     for complaint in complaints:
         print(complaint)
     print(f"{what}: {len(complaints)} complaints")
