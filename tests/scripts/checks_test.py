@@ -197,6 +197,12 @@ class Exports(unittest.TestCase):
         self.assertEqual(len(list(check_exports.check_symbols(more))), 1)
         self.assertEqual(len(list(check_exports.check_symbols(check_exports.MUST_SHOW[1:]))), 1)
 
+    def test_keeps_private_names_inside(self):
+        for private in ("orx::platform::Log::write()", "vtable for orx::platform::URLSession",
+                        "orx::(anonymous namespace)::f()"):
+            shown = [*check_exports.MUST_SHOW, private]
+            self.assertEqual(len(list(check_exports.check_symbols(shown))), 1, private)
+
     def test_refuses_desktop_libraries(self):
         self.assertEqual(
             len(list(check_exports.check_libraries(["libglib-2.0.so.0 => /lib/x (0x1)"]))), 1)
