@@ -73,6 +73,9 @@ class Layering(unittest.TestCase):
                       "include/ORXAccount/platform/URL.h"):
             self.assertRefused(place, curl)
         self.assertRefused("src/platform/formats/XMLParser.h", "#include <expat.h>")
+        expected = "#include <tl/expected.hpp>"
+        self.assertEqual(self.complaints("src/platform/base/Result.h", expected), [])
+        self.assertRefused("src/platform/base/Data.cpp", expected)
         self.assertRefused("src/platform/formats/XMLParser.cpp", "#include <unknown.h>",
                            "#include <platform/base/Unicode.h>")
 
