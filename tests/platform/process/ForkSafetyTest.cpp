@@ -199,48 +199,58 @@ TEST(ProcessWide, IsMadeByTheChildOfAForkAmidItsMaking) {
 TEST(ProcessWide, HoldsNobodyUpThatUsesAnotherOneWhileItIsMade) {
   static constinit ProcessWide<int> slow;
   static constinit ProcessWide<int> quick;
-  Event begun;
-  Event over;
-  std::thread other([&] {
-    slow.get([&] {
-      begun.set();
-      EXPECT_TRUE(over.wait());
-      return 1;
+  const auto status = statusOf([] {
+    Event begun;
+    Event over;
+    std::thread other([&] {
+      slow.get([&] {
+        begun.set();
+        EXPECT_TRUE(over.wait());
+        return 1;
+      });
     });
+    if (!begun.wait()) return 1;
+    const int used = quick.get([] { return fine; });
+    over.set();
+    other.join();
+    return used;
   });
-  ASSERT_TRUE(begun.wait());
-  EXPECT_EQ(quick.get([] { return 2; }), 2);
-  over.set();
-  other.join();
+  EXPECT_EQ(status, fine);
 }
 
 TEST(ProcessWide, IsOneForTwoThreadsThatMakeItAtTheSameTime) {
   static constinit ProcessWide<std::shared_ptr<int>> object;
-  // Each waits until the other one is making it too.
-  std::atomic<int> making = 0;
-  std::array<std::weak_ptr<int>, 2> made;
-  std::array<const std::shared_ptr<int>*, 2> seen{};
-  const auto use = [&](std::size_t self) {
-    seen.at(self) = &object.get([&] {
-      ++making;
-      EXPECT_TRUE(eventually([&] { return making == 2; }));
-      auto own = std::make_shared<int>();
-      made.at(self) = own;
-      return own;
-    });
-  };
-  std::thread other([&] { use(1); });
-  use(0);
-  other.join();
-  EXPECT_EQ(seen[0], seen[1]);
-  EXPECT_NE(made[0].expired(), made[1].expired()) << "the slower one's is destroyed";
+  const auto status = statusOf([] {
+    // Each waits until the other one is making it too.
+    std::atomic<int> making = 0;
+    std::array<std::weak_ptr<int>, 2> made;
+    std::array<const std::shared_ptr<int>*, 2> seen{};
+    const auto use = [&](std::size_t self) {
+      seen.at(self) = &object.get([&] {
+        ++making;
+        if (!eventually([&] { return making == 2; })) _exit(1);
+        auto own = std::make_shared<int>();
+        made.at(self) = own;
+        return own;
+      });
+    };
+    std::thread other([&] { use(1); });
+    use(0);
+    other.join();
+    const bool slowerOneIsDestroyed = made[0].expired() != made[1].expired();
+    return seen[0] == seen[1] && slowerOneIsDestroyed ? fine : 1;
+  });
+  EXPECT_EQ(status, fine);
 }
 
 TEST(ProcessWide, IsMadeByTheNextUseWhenItsMakingFails) {
   static constinit ProcessWide<int> object;
-  const auto fail = []() -> int { throw std::runtime_error("no memory"); };
-  EXPECT_THROW(object.get(fail), std::runtime_error);
-  EXPECT_EQ(object.get([] { return fine; }), fine);
+  const auto status = statusOf([] {
+    const auto fail = []() -> int { throw std::runtime_error("no memory"); };
+    EXPECT_THROW(object.get(fail), std::runtime_error);
+    return object.get([] { return fine; });
+  });
+  EXPECT_EQ(status, fine);
 }
 
 }  // namespace
