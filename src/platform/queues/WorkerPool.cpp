@@ -14,6 +14,20 @@
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Signals.h"
 
+// How the parts meet:
+//   - submit() adds the job to one list and makes sure that some thread will look at it: a worker
+//     that is about to look anyway, an idle one that is woken, a new one while there are fewer than
+//     two, or else the watchdog.
+//   - A worker takes jobs as long as there are any; without jobs it leads if nobody does, and
+//     otherwise sleeps.
+//   - The watchdog looks at the oldest job and at the reactor. What has waited for 2 ms gets a
+//     worker more. So a guess of submit() that turns out wrong costs 2 ms and never a hang.
+//   - Without a thread or memory for a further worker, jobs wait for one that returns. When the
+//     pool has no worker at all, the next submit() tries to start one.
+//   - At exit() all threads stop at the next job or pass; what runs goes on, and nobody waits for
+//     it. Jobs that are left are neither run nor destroyed.
+//   - The child of a fork has one thread, none of the pool's or the one worker whose job forked.
+//     It gets a new state with its first submit(), and that worker ends when its job returns.
 namespace orx::platform {
 namespace {
 
@@ -73,11 +87,14 @@ struct WorkerPool::State {
   Clock::time_point leaderLeft;    // the reactor
 
   bool hasWatchdog = false;
-  bool watchdogIsAsleep = false;
-  bool watchdogIsAlerted = false;
+  bool watchdogIsAsleep = false;   // until it is woken, or has slept long enough to end
+  bool watchdogIsAlerted = false;  // since it last looked
   std::condition_variable watchdogWake;
 
+  // Bodies of threads.
   void work();
+  void watch();
+
   void lead(Lock& lock);
   void runNext(Lock& lock, const Worker& self);
   bool sleepUntilWoken(Lock& lock, Worker& self);
@@ -85,7 +102,6 @@ struct WorkerPool::State {
   bool wakeOrStartWorker();
   bool startThread(void (State::*body)());
 
-  void watch();
   void alertWatchdog();
   void promoteFollower();
   std::optional<Clock::time_point> deadline() const;
