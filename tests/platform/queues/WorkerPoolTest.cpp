@@ -156,6 +156,7 @@ TEST(WorkerPool, LetsAJobOfTheReactorWaitForTheNextOne) {
     done.put(inner.wait() ? 1 : 0);
   });
   EXPECT_EQ(done.take(), 1);
+  for (int i = 0; i < 2; ++i) reactor.nextLeader();
 }
 
 TEST(WorkerPool, RunsTheReactorWhileOtherJobsKeepComing) {
@@ -172,6 +173,7 @@ TEST(WorkerPool, RunsTheReactorWhileOtherJobsKeepComing) {
   for (int i = 0; i < 4; ++i) again();
   for (int i = 0; i < 100; ++i) {
     reactor.submitNext([&] { done.put(1); });
+    reactor.nextLeader();
     EXPECT_EQ(done.take(), 1);
   }
   enough = true;
