@@ -8,6 +8,11 @@ unset(CMAKE_POSITION_INDEPENDENT_CODE)
 # settings: it is what the tests are about, and what is installed.
 if(ORX_QUICK_PROGRAMS)
   string(APPEND CMAKE_CXX_FLAGS_RELWITHDEBINFO " -O0 -g1")
+  # Halves the time of linking some twenty programs with the library's debug information.
+  find_program(ORX_GOLD ld.gold)
+  if(ORX_GOLD)
+    add_link_options(-fuse-ld=gold)
+  endif()
 endif()
 
 # Headers of others only: with one of the project's own, its every change would compile every
