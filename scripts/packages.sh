@@ -15,15 +15,7 @@ fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev)
 bench_packages=(nginx libboost1.81-dev ca-certificates binutils)
 lint_packages=(clang-tidy clang-format)
 
-<<<<<<< HEAD
-is_installed() {
-  [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
-}
-
 # Installs those of the packages that are missing. Calls neither apt-get nor sudo when none is.
-=======
-# Installs the ones of its arguments that are missing; without any missing it runs nothing.
->>>>>>> build
 require_packages() {
   local package installed missing=() as_root=()
   installed=$(dpkg-query -W -f '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
