@@ -116,9 +116,23 @@ TEST_F(Account, InitialisingAgainOverwritesAndReloads) {
   EXPECT_EQ(changes.count(), 1U);
 }
 
-TEST_F(Account, DidUserDoesNothing) {
-  ORVAAccount::sharedInstance()->didUser(Notification{});
+TEST_F(Account, DidUserChangesNothing) {
+  initialise(true);
+  const auto user = signIn("a");
+  changes.take();
+  const auto& account = ORVAAccount::sharedInstance();
+  const auto stageURL = account->orvaServiceURL()->absoluteString();
+  // As it is posted when somebody signs out.
+  account->didUser({ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(),
+                    Dictionary{{std::string(ORVAAccountUserChangeOldKey), user}}});
   EXPECT_EQ(changes.count(), 0U);
+  EXPECT_EQ(ORVAAccountUser::currentUser(), user);
+  EXPECT_TRUE(ORVAAccountUserCache::sharedInstance()->cachedUser()->isEqual(user.get()));
+  EXPECT_EQ(account->appID(), "i");
+  EXPECT_EQ(account->appKey(), "k");
+  EXPECT_TRUE(account->isStage());
+  EXPECT_EQ(account->orvaServiceURL()->absoluteString(), stageURL);
+  EXPECT_EQ(account->lumCusInfoURL()->host(), kDevelopmentHost);
 }
 
 TEST_F(Account, PropertiesReadBackWhatWasSet) {
