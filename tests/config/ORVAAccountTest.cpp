@@ -123,7 +123,8 @@ TEST_F(Account, DidUserChangesNothing) {
   const auto& account = ORVAAccount::sharedInstance();
   const auto stageURL = account->orvaServiceURL()->absoluteString();
   // As it is posted when somebody signs out.
-  account->didUser({ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(),
+  account->didUser({std::string(ORVAAccountUserDidChangeNotification),
+                    ORVAAccountUser::classObject(),
                     Dictionary{{std::string(ORVAAccountUserChangeOldKey), user}}});
   EXPECT_EQ(changes.count(), 0U);
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
