@@ -92,13 +92,13 @@ def try_out(build, path, mutant):
     """("killed" | "survived" | "invalid", the test that failed)."""
     file = build.source / path
     text = file.read_text(encoding="utf-8")
-    for program in programs_for(path):
+    for at, program in enumerate(programs_for(path)):
         build.learn(program)
         try:
             file.write_text(mutant.applied_to(text), encoding="utf-8")
             if not build.builds(program):
                 return "invalid", ""
-            failed = build.failing_test(program, Path(path).stem)
+            failed = build.failing_test(program, Path(path).stem, at > 0)
             if failed:
                 return "killed", failed
         finally:

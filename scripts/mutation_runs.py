@@ -16,6 +16,7 @@ from pathlib import Path
 JOBS = os.cpu_count() or 1
 # A fault may allocate, or write, without end.
 MEMORY, FILE_SIZE = 8 << 30, 1 << 30
+LONG = 2.0  # seconds
 
 
 def _limited(is_sanitized):
@@ -35,6 +36,7 @@ class Build:
         self._scratch = place / "scratch"
         self._is_sanitized = bool(sanitizer)
         self._tests = {}
+        self._filters = {}
         self._copy(root)
         flags = ["-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O0 -w", f"-DORX_SANITIZE={sanitizer}",
                  "-DORX_BUILD_FUZZERS=OFF", "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
@@ -75,9 +77,11 @@ class Build:
         digest = hashlib.sha256(path.read_bytes()).hexdigest()
         learnt = json.loads(known.read_text()) if known.exists() else {}
         if learnt.get("digest") != digest:
-            learnt = {"digest": digest, "tests": self._timed(program)}
+            tests = self._timed(program)
+            learnt = {"digest": digest, "tests": tests, "together": self._together(program, tests)}
             known.write_text(json.dumps(learnt))
         self._tests[program] = learnt["tests"]
+        self._filters[program] = learnt["together"]
 
     def _path_of(self, program):
         return self._build / "tests" / f"{program}_tests"
@@ -102,6 +106,12 @@ class Build:
             if seconds is None:
                 print(f"left aside, for it fails without a fault: {program}/{name}", flush=True)
         return [result for result in results if result[2] is not None]
+
+    def _together(self, program, tests):
+        """The filter that runs all quick tests in one process; None when they disturb each other."""
+        quick = ":".join(test[0] for test in tests if test[2] < LONG)
+        passes = all(self._passes(program, quick, 120, threading.Event()) for _ in range(2))
+        return quick if passes else None
 
     def _passes(self, program, name, limit, stop):
         scratch = self._scratch / f"{threading.get_ident()}"
@@ -135,10 +145,19 @@ class Build:
             process.wait()
             shutil.rmtree(scratch, ignore_errors=True)
 
-    def failing_test(self, program, stem):
+    def failing_test(self, program, stem, is_far):
         """The first test of the program that fails or hangs; None when all pass. Those in the file
-        that is named after the source go first, then the quick ones."""
+        that is named after the source go first, then the quick ones; of a program that is far from the
+        source, the long ones do not go at all."""
         tests = sorted(self._tests[program], key=lambda test: (not test[1].startswith(stem), test[2]))
+        if is_far:
+            tests = [test for test in tests if test[2] < LONG]
+        together = self._filters[program]
+        if together:
+            limit = 10 + 6 * sum(test[2] for test in tests if test[2] < LONG)
+            if not self._passes(program, together, limit, threading.Event()):
+                return f"{program}/*"
+            tests = [test for test in tests if test[2] >= LONG]
         stop = threading.Event()
         failed = []
 
