@@ -1,5 +1,6 @@
 // First uses of the library on one thread while another one forks.
 #include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/ORVAAccountUserCache.h>
@@ -15,10 +16,13 @@
 #include <thread>
 
 #include "config/Servers.h"
+#include "platform/formats/KeyedArchiver.h"
 #include "platform/http/URLSession.h"
 #include "platform/http/curl/TransferEngine.h"
+#include "platform/keychain/SecItemFunctions.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/storage/UserDefaults.h"
+#include "service/Post.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -33,20 +37,27 @@ namespace {
 constexpr int fine = 7;
 
 // Each makes an object of the whole process, or a few, and none stores anything.
-constexpr std::array<void (*)(), 13> uses{
+constexpr std::array<void (*)(), 18> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
-    [] { (void)UserDefaults::standardUserDefaults(); },
-    [] { (void)keychainStatus(); },
+    [] { (void)UserDefaults::standardUserDefaults(); }, [] { (void)keychainStatus(); },
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
     [] { DispatchSemaphore::createWithCount(0)->signal(); },
-    [] { (void)URLSession::sharedSession(); },
-    [] { (void)TransferEngine::shared(); },
+    [] { (void)URLSession::sharedSession(); }, [] { (void)TransferEngine::shared(); },
     [] { (void)serviceURL(ServerSet::Global, kCustomerInfoPath); },
     [] { (void)ORVAAccount::sharedInstance()->appID(); },
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
-    [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); }};
+    [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); },
+    [] { (void)KeyedUnarchiver::unarchiveObjectWithData(Data()); },           // KeyedUnarchiver
+    [] { (void)SecItemDelete({}); },                                          // SecItemFunctions
+    [] { (void)ORVAAccountUser::initWithUserInfo({})->profileImageData(); },  // ProfileImage
+    [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); },        // XMLTasks
+    // Post, and with it TransferOptions, WorkerPool and Strand.
+    [] {
+      startPost(*URL::URLWithString("https://127.0.0.1:1/"), PostContent::xml, "",
+                [](auto&&...) {});
+    }};
 
 // All of them, beginning anywhere.
 void useEverything(std::size_t start) {

@@ -213,6 +213,11 @@ class FirstUses(unittest.TestCase):
         self.assertEqual(len(list(check_first_uses.check_symbols(symbols))), 1)
         self.assertEqual(list(check_first_uses.check_symbols(symbols[1:])), [])
 
+    def test_wants_each_object_of_the_process_tested(self):
+        sources = [("Bundle", "static constinit ProcessWide<int> a;"), ("URL", "int b;")]
+        self.assertEqual(len(list(check_first_uses.check_tested(sources, "URL::x()"))), 1)
+        self.assertEqual(list(check_first_uses.check_tested(sources, "Bundle::x()")), [])
+
 
 class Readme(unittest.TestCase):
     def test_compares_the_program_letter_by_letter(self):
