@@ -117,7 +117,7 @@ class Build:
         scratch = self._scratch / f"{threading.get_ident()}"
         scratch.mkdir(parents=True, exist_ok=True)
         environment = dict(os.environ, DBUS_SESSION_BUS_ADDRESS="disabled:", TMPDIR=str(scratch),
-                           HOME=str(scratch), GTEST_CATCH_EXCEPTIONS="1")
+                           HOME=str(scratch), GTEST_FAIL_FAST="1")
         environment["TSAN_OPTIONS"] = \
             f"halt_on_error=1:suppressions='{self.source}/scripts/thread-sanitizer.supp'"
         command = [self._path_of(program), f"--gtest_filter={name}"]
