@@ -107,6 +107,11 @@ TEST(OperationQueue, CountsAFinishOnce) {
   first();
   first();
   auto next = pending.take();
+  // Another queue's operation comes and goes, so one that had got a place would be here by now.
+  Event other;
+  OperationQueue::queueWithMaxConcurrentOperationCount(1)->addOperationWithBlock(
+      [&] { other.set(); });
+  ASSERT_TRUE(other.wait());
   EXPECT_EQ(pending.count(), 0U) << "the second call must not free another place";
   next();
   pending.take()();
