@@ -1,7 +1,6 @@
 // What the library's threads mean for the process that hosts them: its end, its forks, its signals.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,13 +11,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <thread>
 
 #include "platform/queues/OperationQueue.h"
 #include "platform/queues/WorkerPool.h"
 #include "support/Call.h"
 #include "support/LoopbackListener.h"
+#include "support/PipeSignals.h"
 #include "support/ServerProcess.h"
 
 // Forking with threads about is what is tested here. The sanitizer looks for this very name.
@@ -39,28 +38,6 @@ using Request = TLSTestServer::Request;
 constexpr int fine = 7;
 const std::string slowText(100, 's');
 
-// What the server's process tells the test's and its children: bytes, each with a meaning.
-class Signals {
- public:
-  Signals() {
-    if (pipe(ends_.data()) != 0) throw std::runtime_error("cannot make a pipe");
-  }
-  void put(char signal) const { (void)!write(ends_[1], &signal, 1); }
-  // Waits until this signal has come so many times; others that come meanwhile are dropped.
-  [[nodiscard]] bool await(char signal, int count) const {
-    char next = 0;
-    pollfd waiting{.fd = ends_[0], .events = POLLIN, .revents = 0};
-    const auto limit = std::chrono::duration_cast<std::chrono::milliseconds>(patience);
-    while (count > 0 && poll(&waiting, 1, static_cast<int>(limit.count())) == 1) {
-      if (read(ends_[0], &next, 1) == 1 && next == signal) --count;
-    }
-    return count == 0;
-  }
-
- private:
-  std::array<int, 2> ends_{};
-};
-
 // Requests to /stall are never answered, /late is answered slowly and /slow for five seconds, and
 // /stalled is answered as soon as a stalling one has come.
 class ProcessLife : public ::testing::Test {
@@ -69,7 +46,7 @@ class ProcessLife : public ::testing::Test {
   static constexpr char allSent = 'a';
 
   // Signals how far the slow answers are.
-  static Answer paced(Answer answer, std::chrono::milliseconds pace, const Signals& progress) {
+  static Answer paced(Answer answer, std::chrono::milliseconds pace, const PipeSignals& progress) {
     answer.pace = pace;
     answer.onSent = [progress, size = answer.bytes.size()](std::size_t sent) {
       if (sent == size / 2) progress.put(halfSent);
@@ -78,7 +55,7 @@ class ProcessLife : public ::testing::Test {
     return answer;
   }
 
-  static TLSTestServer::Handler handler(const Signals& progress) {
+  static TLSTestServer::Handler handler(const PipeSignals& progress) {
     auto stalled = std::make_shared<Event>();
     return [stalled, progress](const Request& request) {
       if (request.target == "/stall") {
@@ -105,7 +82,7 @@ class ProcessLife : public ::testing::Test {
     return call(server_.configuration(), getRequest("https://one.example" + target));
   }
 
-  const Signals progress_;
+  const PipeSignals progress_;
   ServerProcess server_{{"one.example"}, handler(progress_)};
 };
 
@@ -198,7 +175,7 @@ TEST_F(ProcessLife, EndsRightAfterACallWasStarted) {
 
 TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
   static constexpr int lateCalls = 5;
-  static const Signals* progress = &progress_;
+  static const PipeSignals* progress = &progress_;
   static Event released;
   static std::atomic<bool> ends{false};
   static Event startedLate;
