@@ -1,5 +1,6 @@
 // First uses of the library on one thread while another one forks.
 #include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/ORVAAccountUserCache.h>
@@ -15,7 +16,9 @@
 #include <thread>
 
 #include "config/Servers.h"
+#include "platform/formats/KeyedArchiver.h"
 #include "platform/http/URLSession.h"
+#include "platform/keychain/SecItemFunctions.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
 #include "service/Post.h"
@@ -38,7 +41,7 @@ void postNowhere(PostContent content) {
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
-constexpr std::array<void (*)(), 14> uses{
+constexpr std::array<void (*)(), 16> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
@@ -46,13 +49,16 @@ constexpr std::array<void (*)(), 14> uses{
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
     [] { std::make_shared<OperationQueue>()->addOperationWithBlock([] {}); },
     [] { (void)URLSession::sharedSession(); },
-    [] { postNowhere(PostContent::xml); },
+    [] { postNowhere(PostContent::xml); },  // TransferOptions
     [] { postNowhere(PostContent::json); },
     [] { (void)serviceURL(ServerSet::Global, kCustomerInfoPath); },
     [] { (void)ORVAAccount::sharedInstance()->appID(); },
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
-    [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); }};
+    [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); },
+    [] { (void)KeyedUnarchiver::unarchiveObjectWithData(Data()); },      // KeyedUnarchiver
+    [] { (void)SecItemDelete({}); },                                     // SecItemFunctions
+    [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); }};  // XMLTasks
 
 // All of them, from any one on.
 void useEverything(std::size_t start) {

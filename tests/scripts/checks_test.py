@@ -3,14 +3,20 @@
 
 import sys
 import unittest
+from pathlib import Path
 
 import check_decisions
 import check_exports
 import check_first_uses
 import check_layering
 import check_naming
+import check_one_definition
 import check_readme
 import check_sizes
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
+import mutate
+import mutations
 
 
 class Layering(unittest.TestCase):
@@ -141,12 +147,86 @@ class Decisions(unittest.TestCase):
         self.assertEqual(self.known, {"service/A.B", "service/A.C"})
 
     def test_wants_a_test_on_every_line_that_decides(self):
-        self.assertEqual(self.complaints("words\n- this. — `service/A.B`, `service/One/A.*`"), [])
+        self.assertEqual(self.complaints("words\n- this. — `service/A.B`, `service/One/A.C`"), [])
         self.assertEqual(len(self.complaints("- this.")), 1)
         self.assertEqual(len(self.complaints("- `service/A.B` is no proof.")), 1)
 
     def test_refuses_tests_that_are_not_there(self):
         self.assertEqual(len(self.complaints("- this. — `service/A.X`, `user/A.B`")), 2)
+
+    def test_refuses_patterns(self):
+        self.assertEqual(len(self.complaints("- this. — `service/A.*`, `service/A.B*`")), 2)
+
+
+class OneDefinition(unittest.TestCase):
+    def complaints(self, *sources):
+        return list(check_one_definition.check_programs(sources))
+
+    def test_finds_two_types_of_one_name_in_a_program(self):
+        text = "namespace n {\nstruct A : B {\n  struct C {};\n};\n}\n"
+        self.assertEqual(len(self.complaints(("p", "1", text), ("p", "2", text))), 1)
+        self.assertEqual(len(self.complaints(("p", "1", text), ("support", "2", text))), 1)
+
+    def test_allows_them_in_two_programs_two_namespaces_or_none_that_has_a_name(self):
+        text = "namespace n {\nclass A {};\n}\n"
+        self.assertEqual(self.complaints(("p", "1", text), ("q", "2", text)), [])
+        self.assertEqual(
+            self.complaints(("p", "1", text), ("p", "2", text.replace("n {", "m {"))), [])
+        self.assertEqual(
+            self.complaints(("p", "1", text), ("p", "2", text.replace("n {", "{"))), [])
+
+    def test_tells_a_nested_type_from_the_one_around_it(self):
+        self.assertEqual(
+            self.complaints(("p", "1", "struct A { int x; };"), ("p", "2", "struct A::B {};")), [])
+        self.assertEqual(
+            self.complaints(("p", "1", "struct A {};"), ("p", "2", "void f() { struct A {}; }")), [])
+
+
+class Mutations(unittest.TestCase):
+    def lines(self, text):
+        return [mutant.new_line for mutant in mutations.mutants_of(text)]
+
+    def test_turns_comparisons_and_moves_constants(self):
+        self.assertEqual(
+            self.lines("bool b = a < 10;\n"),
+            ["bool b = a <= 10;", "bool b = a < 11;", "bool b = a < 9;"])
+
+    def test_drops_branches_calls_and_results(self):
+        self.assertEqual(
+            self.lines("int f() {\n  if (a(b)) c();\n  return d;\n}\n"),
+            ["if (false && (a(b))) c();", "if (true || (a(b))) c();", "if (a(b)) ;", "return {};"])
+
+    def test_leaves_locks_untaken(self):
+        self.assertEqual(self.lines("  const std::lock_guard lock(mutex);\n"), [";"])
+
+    def test_touches_neither_comments_nor_texts_nor_directives(self):
+        self.assertEqual(
+            self.lines("#define A 1\n// a < 1\nchar c[] = \"a < 1\"; /* 2 */\n"), [])
+
+    def test_puts_the_fault_where_it_says(self):
+        text = "void f() {\n  x = y;\n  x = y + 1;\n}\n"
+        faults = [mutant for mutant in mutations.mutants_of(text) if mutant.line == 3]
+        self.assertIn(text.replace("y + 1", "y - 1"), [fault.applied_to(text) for fault in faults])
+
+
+class Mutate(unittest.TestCase):
+    def test_chooses_the_same_faults_for_the_same_seed(self):
+        found = dict.fromkeys(("f", str(n), "") for n in range(50))
+        for number, key in enumerate(found):
+            found[key] = mutations.Mutant("", 1, number, number, "", "", "")
+        first = mutate.chosen(found, 1, 10)
+        self.assertEqual(first, mutate.chosen(found, 1, 10))
+        self.assertNotEqual(first, mutate.chosen(found, 2, 10))
+        fewer = {key: fault for key, fault in found.items() if key in first or fault.begin % 2}
+        self.assertEqual(mutate.chosen(fewer, 1, 10), first)
+
+    def test_knows_what_is_named_as_harmless(self):
+        self.assertEqual(mutate.named_harmless("- `a.cpp`: `x < 1;` → `x <= 1;` — equal.\n- `b`\n"),
+                         {("a.cpp", "x < 1;", "x <= 1;")})
+
+    def test_knows_the_tests_of_every_source(self):
+        for path in mutate.sources([]):
+            self.assertTrue(mutate.programs_for(path), path)
 
 
 class Naming(unittest.TestCase):
@@ -222,6 +302,11 @@ class FirstUses(unittest.TestCase):
                    "0000 b orx::Bundle::mainBundle()::bundle"]
         self.assertEqual(len(list(check_first_uses.check_symbols(symbols))), 1)
         self.assertEqual(list(check_first_uses.check_symbols(symbols[1:])), [])
+
+    def test_wants_each_object_of_the_process_tested(self):
+        sources = [("Bundle", "static constinit ProcessWide<int> a;"), ("URL", "int b;")]
+        self.assertEqual(len(list(check_first_uses.check_tested(sources, "URL::x()"))), 1)
+        self.assertEqual(list(check_first_uses.check_tested(sources, "Bundle::x()")), [])
 
 
 class Readme(unittest.TestCase):

@@ -13,7 +13,7 @@ std::ostream& operator<<(std::ostream& stream, const Ending& ending) {
 
 ServiceFixture::ServiceFixture() { bus.emplace(home.path()); }
 
-Ending ServiceFixture::run(Operation operation, std::chrono::milliseconds patience) {
+Ending ServiceFixture::run(KeychainOperation operation, std::chrono::milliseconds patience) {
   SecretServiceStore store({.mayPrompt = [this] { return prompts; },
                             .noteDismissed = [this] { ++dismissals; },
                             .patience = promptPatience,
@@ -22,20 +22,21 @@ Ending ServiceFixture::run(Operation operation, std::chrono::milliseconds patien
   std::optional<Data> bytes;
   KeychainOutcome outcome;
   switch (operation) {
-    case Operation::Read:
+    case KeychainOperation::Read:
       outcome = store.copy(item, deadline, bytes);
       break;
-    case Operation::Add:
+    case KeychainOperation::Add:
       outcome = store.add(item, Data(std::string_view("new")), deadline);
       break;
-    case Operation::Update:
+    case KeychainOperation::Update:
       outcome = store.update(item, Data(std::string_view("new")), deadline);
       break;
-    case Operation::Delete:
+    case KeychainOperation::Delete:
       outcome = store.remove(item, deadline);
       break;
   }
-  EXPECT_EQ(bytes.has_value(), outcome.status == errSecSuccess && operation == Operation::Read);
+  EXPECT_EQ(bytes.has_value(),
+            outcome.status == errSecSuccess && operation == KeychainOperation::Read);
   const bool plain = outcome.status == errSecSuccess || outcome.status == errSecItemNotFound ||
                      outcome.status == errSecDuplicateItem;
   EXPECT_EQ(outcome.text.empty(), plain) << outcome.text;
