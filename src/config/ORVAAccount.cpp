@@ -14,6 +14,7 @@
 namespace orx {
 
 using namespace platform;
+using namespace config;
 
 struct ORVAAccount::State {
   ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};

@@ -7,7 +7,7 @@
 #include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
-namespace orx {
+namespace orx::service {
 
 using namespace platform;
 
@@ -34,13 +34,13 @@ ForkSafeMutex& mutex() {
 Dictionary XMLTaskList::dictionaryOf(const XMLTask& task) const {
   Dictionary dictionary;
   if (keys_.completionHandler && task.completionHandler) {
-    dictionary.set(std::string(*keys_.completionHandler),
+    dictionary.set(*keys_.completionHandler,
                    std::make_shared<CompletionHandlerObject>(task.completionHandler));
   }
-  dictionary.set(std::string(keys_.parser), task.parser);
-  dictionary.set(std::string(keys_.elements), task.elements);
-  if (task.parsingString) dictionary.set(std::string(keys_.parsingString), *task.parsingString);
-  if (task.parsingError) dictionary.set(std::string(keys_.parsingError), task.parsingError);
+  dictionary.set(keys_.parser, task.parser);
+  dictionary.set(keys_.elements, task.elements);
+  if (task.parsingString) dictionary.set(keys_.parsingString, *task.parsingString);
+  if (task.parsingError) dictionary.set(keys_.parsingError, task.parsingError);
   return dictionary;
 }
 
@@ -125,7 +125,7 @@ void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elemen
   const std::lock_guard lock(mutex());
   XMLTask* task = locate(&parser);
   if (task == nullptr || !task->parsingString) return;
-  task->elements.set(std::string(elementName), *std::move(task->parsingString));
+  task->elements.set(elementName, *std::move(task->parsingString));
   task->parsingString.reset();
 }
 
@@ -145,4 +145,4 @@ const XMLTask* XMLTaskList::locate(const XMLParser* parser) const {
   return found == tasks_->end() ? nullptr : &*found;
 }
 
-}  // namespace orx
+}  // namespace orx::service

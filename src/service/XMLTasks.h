@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orx {
+namespace orx::service {
 
 // The keys under which a task shows itself as a dictionary.
 struct XMLTaskKeys {
@@ -68,4 +68,4 @@ class XMLTaskList {
   std::optional<std::vector<XMLTask>> tasks_;
 };
 
-}  // namespace orx
+}  // namespace orx::service

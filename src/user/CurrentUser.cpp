@@ -45,14 +45,15 @@ std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return holder(
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
   Dictionary information;
-  // The previous record goes when this function ends: its destruction must meet no lock of ours.
+  // Declared before the guard: if this is the previous record's last reference, its destructor runs
+  // after the lock has been released.
   std::shared_ptr<ORVAAccountUser> previous;
   {
     const std::lock_guard guard(holder().setting);
     previous = holder().get();
     if (user == previous) return;
-    if (user) information.set(std::string(ORVAAccountUserChangeNewKey), user);
-    if (previous) information.set(std::string(ORVAAccountUserChangeOldKey), previous);
+    if (user) information.set(ORVAAccountUserChangeNewKey, user);
+    if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
     holder().exchange(user);
     ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
   }

@@ -155,7 +155,7 @@ UserDefaults::Transaction beginTransaction(UserDefaults::MissingFolder missingFo
 
 ORVAAccountUserCache::ORVAAccountUserCache()
     : userKeychain_(ORVAAccountKeychain::initWithServiceID(keychainService())) {
-  registerArchivedClasses();
+  user::registerArchivedClasses();
 }
 
 ORVAAccountUserCache::~ORVAAccountUserCache() = default;

@@ -42,7 +42,7 @@ constexpr std::array<void (*)(), 13> uses{
     [] { DispatchSemaphore::createWithCount(0)->signal(); },
     [] { (void)URLSession::sharedSession(); },
     [] { (void)TransferEngine::shared(); },
-    [] { (void)serviceURL(ServerSet::Global, kCustomerInfoPath); },
+    [] { (void)config::serviceURL(config::ServerSet::Global, config::kCustomerInfoPath); },
     [] { (void)ORVAAccount::sharedInstance()->appID(); },
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
