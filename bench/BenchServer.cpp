@@ -17,7 +17,7 @@ using namespace service;
 
 namespace {
 
-// What one call of the library sends.
+// The request of one sign-in call.
 std::string soapRequest() {
   return filledEnvelope({.envelope = lumcusinfo_asmx_pattern,
                          .path = kCustomerInfoPath,

@@ -20,12 +20,12 @@ build() {
   cmake --build "build/$1"
 }
 
-# Most tests wait for sockets and timers rather than for a core, so two to a core run at a time.
+# Two tests per core at a time: most of them wait for sockets and timers.
 run_ctest() {
   local preset=$1 runner=()
   shift
-  # The thread sanitizer of this compiler cannot map its shadow where the kernel spreads addresses
-  # widely.
+  # The thread sanitizer of this compiler cannot reserve its memory where the kernel randomises
+  # addresses over a wide range, so the tests run without randomisation.
   if [[ $preset == thread ]] && setarch --addr-no-randomize true 2>/dev/null; then
     runner=(setarch --addr-no-randomize)
   fi

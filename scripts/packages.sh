@@ -19,7 +19,7 @@ is_installed() {
   [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
 }
 
-# Installs the ones of its arguments that are missing; without any missing it runs nothing.
+# Installs those of the packages that are missing. Calls neither apt-get nor sudo when none is.
 require_packages() {
   local package missing=() as_root=()
   for package in "$@"; do

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""No object of the library is made behind a guard of the compiler's: a child that is forked while
-another thread is making it would wait for ever. ProcessWide makes such objects.
+"""The library has no function-local static whose initialisation the compiler guards: when another
+thread is inside the initialiser during fork(), the child waits on the guard for ever. ProcessWide takes
+its place.
 
 usage: check_first_uses.py STATIC_LIBRARY
 """
@@ -12,7 +13,7 @@ import sys
 from cpp_source import report
 
 GUARD = re.compile(r"guard variable for (orx::.*)")
-# Read with the transfer engine's mutex held, which a fork waits for.
+# Called only with the mutex of the transfers held, and a fork waits for that one.
 ALLOWED = "systemBundleIsReadable()"
 
 

@@ -14,37 +14,121 @@ import check_sizes
 
 
 class Layering(unittest.TestCase):
-    def complaints(self, folder, text):
-        return list(check_layering.check_source(folder, "file", text))
+    def complaints(self, place, text):
+        return list(check_layering.check_file(place, text))
+
+    def assertRefused(self, place, *lines):
+        for line in lines:
+            self.assertEqual(len(self.complaints(place, line)), 1, line)
+
+    def test_knows_the_room_of_every_file(self):
+        for place, room in (("src/service/Post.cpp", "service"),
+                            ("src/platform/http/URL.cpp", "http"),
+                            ("src/platform/http/curl/Transfer.cpp", "http/curl"),
+                            ("src/platform/Backends.cpp", "backends"),
+                            ("src/config/ORVAAccount.cpp", "entry"),
+                            ("include/ORXAccount/platform/Coder.h", "formats"),
+                            ("src/platform/Log.cpp", None),
+                            ("src/http/URL.cpp", None),
+                            ("include/ORXAccount/New.h", None)):
+            self.assertEqual(check_layering.room_of(place), room, place)
+        self.assertRefused("src/platform/Log.cpp", "")
 
     def test_allows_what_lies_below(self):
-        self.assertEqual(self.complaints("login", '#include "service/X.h"\n#include "user/Y.h"'), [])
+        self.assertEqual(
+            self.complaints("src/login/X.cpp",
+                            "#include <ORXAccount/ORVAAccountUser.h>\n#include <string>\n"
+                            '#include "service/X.h"\n#include "platform/http/Y.h"'), [])
 
     def test_refuses_what_lies_above_or_beside(self):
-        self.assertEqual(len(self.complaints("service", '#include "login/X.h"')), 1)
-        self.assertEqual(len(self.complaints("service", '#include "user/X.h"')), 1)
-        self.assertEqual(len(self.complaints("platform", '#include "config/X.h"')), 1)
+        self.assertRefused("src/service/X.cpp", '#include "login/X.h"', '#include "user/X.h"')
+        self.assertRefused("src/platform/process/X.h", '#include "config/X.h"',
+                           '#include "platform/formats/X.h"')
 
-    def test_keeps_accounts_out_of_the_platform(self):
-        self.assertEqual(
-            len(self.complaints("platform", "#include <ORXAccount/ORVAAccountUser.h>")), 1)
-        self.assertEqual(
-            self.complaints("platform", "#include <ORXAccount/platform/Value.h>"), [])
+    def test_reads_public_headers_as_files_of_their_rooms(self):
+        self.assertRefused("src/platform/base/X.cpp", "#include <ORXAccount/ORVAAccountUser.h>",
+                           "#include <ORXAccount/platform/Coder.h>",
+                           "#include <ORXAccount/platform/Missing.h>")
+        self.assertRefused("include/ORXAccount/platform/Value.h",
+                           "#include <ORXAccount/platform/Coder.h>", '#include "config/X.h"')
 
-    def test_refuses_vendors_in_public_headers_and_in_two_files(self):
-        self.assertEqual(
-            len(list(check_layering.check_public("file", "#include <curl/curl.h>", False))), 1)
-        self.assertEqual(
-            len(list(check_layering.check_vendors({"expat.h": ["a.cpp", "b.cpp"]}))), 1)
-        self.assertEqual(list(check_layering.check_vendors({"expat.h": ["a.cpp"]})), [])
-        self.assertEqual(
-            len(list(check_layering.check_vendors(
-                {"curl/curl.h": ["src/platform/TransferEngine.cpp", "src/service/SOAPCall.cpp"]}))),
-            1)
+    def test_lets_the_entry_point_alone_reach_the_user(self):
+        user = "#include <ORXAccount/ORVAAccountUser.h>"
+        self.assertEqual(self.complaints("src/config/ORVAAccount.cpp", user), [])
+        self.assertRefused("src/config/Servers.cpp", user)
+        self.assertRefused("src/config/ORVAAccount.cpp", '#include "login/LoginState.h"')
+
+    def test_lets_only_the_list_of_backends_see_an_implementation(self):
+        transfer = '#include "platform/http/curl/Transfer.h"'
+        self.assertEqual(self.complaints("src/platform/Backends.cpp", transfer), [])
+        self.assertEqual(self.complaints("src/platform/http/curl/MultiHandle.h", transfer), [])
+        for place in ("src/platform/http/URLSession.cpp", "src/service/Post.cpp"):
+            self.assertRefused(place, transfer)
+        self.assertRefused("src/service/Post.cpp", '#include "platform/Backends.h"')
+
+    def test_knows_each_vendor_in_one_room(self):
+        curl = "#include <curl/curl.h>"
+        self.assertEqual(self.complaints("src/platform/http/curl/EasyHandle.h", curl), [])
+        for place in ("src/platform/http/URL.cpp", "src/service/Post.cpp",
+                      "include/ORXAccount/platform/URL.h"):
+            self.assertRefused(place, curl)
+        self.assertRefused("src/platform/formats/XMLParser.h", "#include <expat.h>")
+        expected = "#include <tl/expected.hpp>"
+        self.assertEqual(self.complaints("src/platform/base/Result.h", expected), [])
+        self.assertRefused("src/platform/base/Data.cpp", expected)
+        self.assertRefused("src/platform/formats/XMLParser.cpp", "#include <unknown.h>",
+                           "#include <platform/base/Unicode.h>")
+
+    def test_finds_a_circle_over_headers_and_their_sources(self):
+        texts = {"src/platform/base/A.h": '#include "platform/base/B.h"',
+                 "src/platform/base/B.h": "",
+                 "src/platform/base/B.cpp": '#include "platform/base/C.h"',
+                 "src/platform/base/C.h": '#include "platform/base/A.h"'}
+        self.assertEqual(list(check_layering.check_tree(texts)),
+                         ["a circle of files: base/A, base/B, base/C"])
+        texts["src/platform/base/B.cpp"] = ""
+        self.assertEqual(list(check_layering.check_tree(texts)), [])
+
+    def test_joins_a_public_header_with_its_source(self):
+        def circle(one, other):
+            return list(check_layering.check_circles({
+                f"include/ORXAccount/platform/{one}.h": "",
+                f"src/platform/base/{one}.cpp": f"#include <ORXAccount/platform/{other}.h>",
+                f"include/ORXAccount/platform/{other}.h":
+                    f"#include <ORXAccount/platform/{one}.h>"}))
+
+        self.assertEqual(circle("Dictionary", "Value"), [])
+        self.assertEqual(len(circle("Object", "Value")), 1)
+
+    def test_keeps_private_names_out_of_the_exported_namespace(self):
+        def complaints(text):
+            return list(check_layering.check_namespaces("file", text))
+
+        queue = "class OperationQueue final { void f() { g(); } };"
+        self.assertEqual(complaints("namespace orx {\nclass URLSessionDataTask;\n%s\n}" % queue), [])
+        self.assertEqual(complaints("namespace orx::platform {\nint x;\n}"), [])
+        self.assertEqual(len(complaints("namespace orx {\n%s\nvoid f();\n}" % queue)), 1)
+        self.assertEqual(len(complaints("namespace orx {\nclass Strand {};\n}")), 1)
+        self.assertEqual(len(complaints("namespace orx::archive {\n}")), 1)
+
+    def test_finds_an_upward_include_planted_in_the_tree(self):
+        texts = check_layering.read("src", "include")
+        before = set(check_layering.check_tree(texts))
+        texts["src/platform/base/Data.cpp"] += '#include "platform/http/URLSession.h"\n'
+        new = set(check_layering.check_tree(texts)) - before
+        self.assertTrue(any("base may not include http" in complaint for complaint in new), new)
+
+    def test_finds_a_circle_planted_in_the_tree(self):
+        texts = check_layering.read("src", "include")
+        texts["src/platform/base/One.h"] = '#include "platform/base/Other.h"\n'
+        texts["src/platform/base/Other.cpp"] = '#include "platform/base/One.h"\n'
+        texts["src/platform/base/Other.h"] = ""
+        self.assertIn("a circle of files: base/One, base/Other",
+                      list(check_layering.check_tree(texts)))
 
     def test_refuses_private_headers_in_a_host(self):
         self.assertEqual(
-            len(list(check_layering.check_host("file", '#include "platform/Log.h"'))), 1)
+            len(list(check_layering.check_host("file", '#include "platform/process/Log.h"'))), 1)
 
 
 class Decisions(unittest.TestCase):
@@ -115,6 +199,12 @@ class Exports(unittest.TestCase):
         more = [*check_exports.MUST_SHOW, "std::vector<int>::push_back(int&&)"]
         self.assertEqual(len(list(check_exports.check_symbols(more))), 1)
         self.assertEqual(len(list(check_exports.check_symbols(check_exports.MUST_SHOW[1:]))), 1)
+
+    def test_keeps_private_names_inside(self):
+        for private in ("orx::platform::Log::write()", "vtable for orx::platform::URLSession",
+                        "orx::(anonymous namespace)::f()"):
+            shown = [*check_exports.MUST_SHOW, private]
+            self.assertEqual(len(list(check_exports.check_symbols(shown))), 1, private)
 
     def test_refuses_desktop_libraries(self):
         self.assertEqual(

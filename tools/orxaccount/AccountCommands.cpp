@@ -68,7 +68,7 @@ void runWhoAmI(const GlobalOptions& options) {
                          {"mobile", orNull(user->mobile())},
                          {"birthdate", orNull(user->birthdateString())},
                          {"picture", picture ? orx::Value(picture->absoluteString()) : nullptr}};
-  // The ticket opens web sessions: it is shown only where a program asked for everything.
+  // Whoever has the ticket can open web sessions, so it is printed with --json only.
   if (options.json) {
     fields.set("ticket", orNull(user->ticket()));
     fields.set("userInfo", user->userInfo() ? orx::Value(*user->userInfo()) : nullptr);

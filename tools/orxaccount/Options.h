@@ -27,8 +27,7 @@ struct GlobalOptions {
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options);
 
-// How the library reaches its servers under these options; throws a Failure for a mapping that is
-// none.
+// The library's configuration for these options. Throws a Failure for a malformed --connect.
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options);
 
 // Where the parameters of one command come from: named options, --set, --set-json, and secrets that
@@ -51,8 +50,8 @@ class ParameterOptions {
   bool passwordFromInput() const { return passwordFromInput_; }
   bool ticketFromInput() const { return ticketFromInput_; }
 
-  // The parameters, secrets excepted, in the order: named options, --set, --set-json. Throws a
-  // Failure for a pair that is none, and for one that holds a secret.
+  // The parameters without secrets, in the order: named options, --set, --set-json. Throws a
+  // Failure for a pair without "=" or with malformed JSON, and for one that holds a secret.
   orx::Dictionary parameters() const;
 
  private:

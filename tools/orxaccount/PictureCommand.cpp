@@ -14,7 +14,7 @@
 namespace tool {
 namespace {
 
-// The customer's number is the service's text: only harmless characters get into a file name.
+// The customer number comes from the service: a "/" in it must not choose another folder.
 std::string fileNameFor(const orx::ORVAAccountUser& user, const PictureFormat& format) {
   std::string name = "picture";
   if (const auto cusID = user.cusID()) {
