@@ -7,7 +7,7 @@ fail() {
 }
 
 configure() {
-  local preset=$1 options=()
+  local preset=$1 options=("${@:2}")
   if command -v ccache >/dev/null; then
     options+=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
   fi
@@ -15,9 +15,11 @@ configure() {
   cmake --preset "$preset" "${options[@]}"
 }
 
+# Everything of a preset, or only the targets named after it.
 build() {
-  say "building build/$1"
-  cmake --build "build/$1"
+  local preset=$1 targets=("${@:2}")
+  say "building ${targets[*]:+${targets[*]} in }build/$preset"
+  cmake --build "build/$preset" ${targets[*]:+--target "${targets[@]}"}
 }
 
 # Two tests per core at a time: most of them wait for sockets and timers.

@@ -4,15 +4,13 @@
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
 #include "platform/base/Unicode.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Log.h"
-#include "platform/queues/OperationQueue.h"
+#include "platform/queues/WorkerPool.h"
 #include "service/XMLTasks.h"
 
 namespace orx {
@@ -29,12 +27,6 @@ struct ORVAAccountLoginManager::State {
 };
 
 namespace {
-
-// One for all managers: a mutex in each could not be kept whole across a fork.
-ForkSafeMutex& delegateMutex() {
-  static constinit ProcessWide<ForkSafeMutex> shared;
-  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
-}
 
 // A web-service client with the credentials of ORVAAccount, for one sign-in alone. Throws
 // std::invalid_argument when one of them is missing.
@@ -99,13 +91,13 @@ void ORVAAccountLoginManager::setLoginServerIsCN(bool isCN) {
 bool ORVAAccountLoginManager::loginServerIsCN() { return ORVAAccountAPI::targetServerIsCN(); }
 
 std::shared_ptr<ORVAAccountLoginManagerDelegate> ORVAAccountLoginManager::delegate() const {
-  const std::lock_guard lock(delegateMutex());
+  const BriefSection section;
   return state_->delegate.lock();
 }
 
 void ORVAAccountLoginManager::setDelegate(
     const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate) {
-  const std::lock_guard lock(delegateMutex());
+  const BriefSection section;
   state_->delegate = delegate;
 }
 
@@ -149,16 +141,15 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
     NSLog("[OrvaAccount] The return data is not XML format: " + result->returnData().description());
     return didLoginWithUser_error(ORVAAccountUser::currentUser(), nullptr);
   }
-  // On a queue of this sign-in's own, because this runs inside the parse of the service's answer.
-  OperationQueue::queueWithMaxConcurrentOperationCount(0)->addOperationWithBlock(
-      [this, self = shared_from_this(), parser, ticket] {
-        parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(self));
-        service::XMLTask task;
-        task.parser = parser;
-        task.elements.set(kORVAAccountTicket, ticket);
-        state_->ticketTasks.append(std::move(task));
-        parser->parse();
-      });
+  // Not here: this runs inside the parse of the service's answer.
+  WorkerPool::shared().submit(makeJob([this, self = shared_from_this(), parser, ticket] {
+    parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(self));
+    service::XMLTask task;
+    task.parser = parser;
+    task.elements.set(kORVAAccountTicket, ticket);
+    state_->ticketTasks.append(std::move(task));
+    parser->parse();
+  }));
 }
 
 // How every sign-in ends. The report carries the user who is current at this moment: after a

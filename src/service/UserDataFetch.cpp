@@ -49,7 +49,7 @@ void ORVAAccountAPI::getUserData_completionHandler(
     if (reply.error) return handler(nullptr, reply.error);
     XMLTask task;
     task.parser = XMLParser::initWithData(reply.data.value_or(Data()));
-    task.completionHandler = handler;
+    task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
     const auto parser = task.parser;
     parser->setDelegate(std::static_pointer_cast<ORVAAccountAPI>(self));
     // Should the host have taken the list away, the call must report all the same.
@@ -86,10 +86,11 @@ void ORVAAccountAPI::parser_parseErrorOccurred(XMLParser& parser,
 void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   const auto task = tasks_->find(parser);
   if (!task) return;
-  if (task->parsingError) {
-    task->completionHandler(nullptr, task->parsingError);
-  } else {
-    reportElements(task->elements, task->completionHandler);
+  // A task that a host put there may have no callback.
+  if (const auto& callback = task->completionHandler; callback && task->parsingError) {
+    callback->handler(nullptr, task->parsingError);
+  } else if (callback) {
+    reportElements(task->elements, callback->handler);
   }
   tasks_->remove(parser);
 }

@@ -4,14 +4,12 @@
 #include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/Bundle.h>
 
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
 #include "platform/base/Limits.h"
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/keychain/KeychainStatus.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/UUID.h"
 #include "platform/storage/UserDefaults.h"
@@ -54,14 +52,11 @@ struct LastRestored {
 };
 
 LastRestored exchangeLastRestored(LastRestored other) {
-  struct Holder {
-    ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-    LastRestored last;
-  };
-  static constinit ProcessWide<Holder> shared;
-  Holder& holder = shared.get();
-  const std::lock_guard guard(holder.mutex);
-  return std::exchange(holder.last, std::move(other));
+  static constinit ProcessWide<LastRestored> shared;
+  LastRestored& last = shared.get();
+  const BriefSection section;
+  std::swap(last, other);
+  return other;
 }
 
 UserDefaults::StringReading readInstallationUUID() {

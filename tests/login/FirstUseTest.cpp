@@ -16,9 +16,9 @@
 
 #include "config/Servers.h"
 #include "platform/http/URLSession.h"
-#include "platform/http/curl/TransferEngine.h"
-#include "platform/queues/DispatchSemaphore.h"
+#include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
+#include "service/Post.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -28,27 +28,34 @@
 namespace orx::testing {
 
 using namespace platform;
+using namespace service;
 namespace {
 
 constexpr int fine = 7;
 
-// Each makes an object of the whole process, or a few, and none stores anything.
-constexpr std::array<void (*)(), 13> uses{
+void postNowhere(PostContent content) {
+  startPost(*URL::URLWithString("https://127.0.0.1:1/"), content, "", [](auto&&...) {});
+}
+
+// Ways into the library whose first use makes what the process shares: objects, worker threads, the
+// transfer engine. None stores anything.
+constexpr std::array<void (*)(), 14> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
     [] { (void)keychainStatus(); },
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
-    [] { DispatchSemaphore::createWithCount(0)->signal(); },
+    [] { std::make_shared<OperationQueue>()->addOperationWithBlock([] {}); },
     [] { (void)URLSession::sharedSession(); },
-    [] { (void)TransferEngine::shared(); },
+    [] { postNowhere(PostContent::xml); },
+    [] { postNowhere(PostContent::json); },
     [] { (void)config::serviceURL(config::ServerSet::Global, config::kCustomerInfoPath); },
     [] { (void)ORVAAccount::sharedInstance()->appID(); },
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
     [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); }};
 
-// All of them, beginning anywhere.
+// All of them, from any one on.
 void useEverything(std::size_t start) {
   for (std::size_t i = 0; i < uses.size(); ++i) uses.at((start + i) % uses.size())();
 }
@@ -60,7 +67,7 @@ std::function<int()> endedByItsAlarm(const std::function<int()>& work) {
   };
 }
 
-// In a process that has not used the library yet.
+// To be called in a process that has not used the library yet.
 int forkAmidFirstUses(std::size_t start, int delay) {
   std::atomic<bool> isReady = false;
   std::atomic<bool> mayGo = false;
@@ -85,8 +92,8 @@ int forkAmidFirstUses(std::size_t start, int delay) {
   return status;
 }
 
-TEST(FirstUse, OfEveryProcessWideObjectMayMeetAFork) {
-  constexpr int rounds = 130;
+TEST(FirstUse, MayMeetAForkAtAnyMoment) {
+  constexpr int rounds = 140;
   for (int round = 0; round < rounds; ++round) {
     const std::size_t start = static_cast<std::size_t>(round) % uses.size();
     ChildProcess process(endedByItsAlarm([&] { return forkAmidFirstUses(start, round * 16); }));

@@ -194,7 +194,6 @@ TEST_F(ProfileImage, TheStateOfALoadShowsInTheProperties) {
   EXPECT_EQ(user->loadProfileImageTask(), nullptr);
   EXPECT_EQ(user->loadProfileImageSemaphore(), nullptr);
   ASSERT_NE(user->userOperationQueue(), nullptr);
-  EXPECT_EQ(user->userOperationQueue()->maxConcurrentOperationCount(), 1U);
   const auto mailbox = std::make_shared<Mailbox<Loaded>>();
   user->loadProfileImageDataWithCompletionBlock(into(mailbox));
   static_cast<void>(server().awaitRequests(1));

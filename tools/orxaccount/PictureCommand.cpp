@@ -65,10 +65,10 @@ void runPicture(const GlobalOptions& options, const std::string& output) {
 
 void addPictureCommand(CLI::App& app, const GlobalOptions& options) {
   auto output = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand("picture", "Save the signed-in user's picture");
-  command->add_option("-o,--output", *output,
-                      "The file to write; without it, one named after the customer");
-  command->callback([&options, output] { runPicture(options, *output); });
+  CLI::App& command = addCommand(app, "picture", "Save the signed-in user's picture",
+                                 [&options, output] { runPicture(options, *output); });
+  addText(command, "-o,--output", *output,
+          "The file to write; without it, one named after the customer");
 }
 
 }  // namespace tool

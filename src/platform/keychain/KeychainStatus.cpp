@@ -1,8 +1,5 @@
 #include "platform/keychain/KeychainStatus.h"
 
-#include <mutex>
-
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/storage/UserDefaults.h"
 
@@ -13,7 +10,6 @@ using namespace platform;
 namespace {
 
 struct Record {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   KeychainOutcome keychain;
   KeychainOutcome defaults;
 };
@@ -28,7 +24,7 @@ bool isProblem(OSStatus status) {
 }
 
 void exchange(KeychainOutcome& place, KeychainOutcome outcome) {
-  const std::lock_guard guard(record().mutex);
+  const BriefSection section;
   std::swap(place, outcome);
 }
 
@@ -37,10 +33,11 @@ void exchange(KeychainOutcome& place, KeychainOutcome outcome) {
 KeychainStatus keychainStatus() {
   KeychainStatus status;
   status.store = keychainStoreInForce()->name();
-  const std::lock_guard guard(record().mutex);
-  const auto& keychain = record().keychain;
+  const Record& noted = record();
+  const BriefSection section;
+  const auto& keychain = noted.keychain;
   if (!keychain.store.empty()) status.store = keychain.store;
-  const auto& outcome = keychain.status != errSecSuccess ? keychain : record().defaults;
+  const auto& outcome = keychain.status != errSecSuccess ? keychain : noted.defaults;
   status.locked =
       outcome.status == errSecInteractionNotAllowed || outcome.status == errSecAuthFailed;
   status.lastError = outcome.status;

@@ -1,13 +1,11 @@
 #include "platform/keychain/SecItemFunctions.h"
 
 #include <atomic>
-#include <mutex>
 #include <utility>
 
 #include "platform/base/Limits.h"
 #include "platform/keychain/KeychainStatus.h"
 #include "platform/keychain/PolicyKeychainStore.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
@@ -17,14 +15,9 @@ namespace {
 // How long one call waits for other processes and for the service.
 std::atomic<std::chrono::milliseconds> patience{limits::storeWait};
 
-struct StoreInForce {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-  std::shared_ptr<KeychainStore> store = PolicyKeychainStore::ofHost();
-};
-
-StoreInForce& storeInForce() {
-  static constinit ProcessWide<StoreInForce> instance;
-  return instance.get();
+std::shared_ptr<KeychainStore>& storeInForce() {
+  static constinit ProcessWide<std::shared_ptr<KeychainStore>> store;
+  return store.get([] { return PolicyKeychainStore::ofHost(); });
 }
 
 std::optional<KeychainItem> itemOf(const Dictionary& query) {
@@ -57,13 +50,15 @@ OSStatus perform(const Operation& operation) {
 }  // namespace
 
 std::shared_ptr<KeychainStore> keychainStoreInForce() {
-  const std::lock_guard guard(storeInForce().mutex);
-  return storeInForce().store;
+  const auto& store = storeInForce();
+  const BriefSection section;
+  return store;
 }
 
 void setKeychainStoreInForce(std::shared_ptr<KeychainStore> store) {
-  const std::lock_guard guard(storeInForce().mutex);
-  storeInForce().store.swap(store);
+  auto& inForce = storeInForce();
+  const BriefSection section;
+  inForce.swap(store);
 }
 
 void setKeychainPatience(std::chrono::milliseconds limit) { patience = limit; }

@@ -8,8 +8,7 @@
 #include <span>
 
 #include "platform/base/Limits.h"
-#include "platform/process/HeldSignal.h"
-#include "platform/process/Uninterrupted.h"
+#include "platform/process/Signals.h"
 #include "platform/storage/StoredFile.h"
 
 namespace orx::platform {
@@ -21,7 +20,7 @@ constexpr std::string_view asideSuffix = ".damaged";
 
 int writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
   // Beyond the process's file size limit a write also raises this, which would end the host.
-  const HeldSignal held(SIGXFSZ);
+  const SuppressedSignal suppressed(SIGXFSZ);
   while (!bytes.empty()) {
     const auto count =
         uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });

@@ -184,16 +184,14 @@ TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
             [](const auto&, const auto&, const auto&) { ++lateWitness.reports; });
     }
     if (get("/").status() != 200) _exit(2);
-    // Operations that run when the end begins, and others that wait behind them.
-    const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(2);
-    const auto entered = std::make_shared<std::atomic<int>>(0);
-    for (int i = 0; i < 2; ++i) {
-      queue->addOperationWithBlock([entered] {
-        ++*entered;
-        (void)lateWitness.released.wait();
-      });
-    }
-    if (!eventually([&] { return *entered == 2; })) _exit(3);
+    // An operation that runs when the end begins, and others that wait behind it.
+    const auto queue = std::make_shared<OperationQueue>();
+    const auto entered = std::make_shared<Event>();
+    queue->addOperationWithBlock([entered] {
+      entered->set();
+      (void)lateWitness.released.wait();
+    });
+    if (!entered->wait()) _exit(3);
     for (int i = 0; i < 10; ++i) queue->addOperationWithBlock([] { ++lateWitness.reports; });
     exit(0);
   });
@@ -241,7 +239,7 @@ TEST_F(ProcessLife, WorksInChildrenForkedWhileBusy) {
 #endif
 
 TEST_F(ProcessLife, StartsQueuesAnewInAChild) {
-  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  const auto queue = std::make_shared<OperationQueue>();
   Event entered;
   Event leave;
   Event ran;
@@ -275,7 +273,7 @@ TEST_F(ProcessLife, DestroysNoOperationOfTheParentsInAChildThatOneOfThemForks) {
     }
     int pipe;
   };
-  auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  auto queue = std::make_shared<OperationQueue>();
   Event gate;
   Mailbox<pid_t> children;
   queue->addOperationWithBlock([&] {
@@ -339,7 +337,7 @@ TEST_F(ProcessLife, LetsTheHostHandleAFaultInACallback) {
   };
   ChildProcess onAQueue([&] {
     handleFaults();
-    OperationQueue::queueWithMaxConcurrentOperationCount(1)->addOperationWithBlock(access);
+    std::make_shared<OperationQueue>()->addOperationWithBlock(access);
     return Event().wait() ? 0 : 1;
   });
   EXPECT_EQ(onAQueue.wait(), fine);

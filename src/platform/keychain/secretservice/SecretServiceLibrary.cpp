@@ -6,9 +6,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 
-#include "platform/process/BlockedSignals.h"
 #include "platform/process/ForkSafety.h"
+#include "platform/process/Signals.h"
 
 namespace orx::platform {
 
@@ -18,8 +19,13 @@ using Kind = SecretServiceFailure::Kind;
 using Library = SecretServiceLibrary;
 
 constinit std::atomic<const Library*> loadedLibrary{nullptr};
-// The library's own thread does not come along into a forked child.
-std::atomic<pid_t> loadingProcess{0};
+// The process that has loaded the library, or is loading it; 0 for none. In a forked child the
+// library's own thread is missing, and its locks may be held by threads that do not exist.
+constinit std::atomic<pid_t> loadingProcess{0};
+// Two loads at once would restore the wrong SIGPIPE handler: the second one would read as the
+// host's choice what GIO has just set. A load reads files, so a fork does not wait for it.
+constinit std::mutex loadingMutex;
+const ForkChildHandler unlockInChild([] { std::construct_at(&loadingMutex); });
 
 // GIO sets SIGPIPE to be ignored when its sockets are first used, for the whole process and all
 // that it starts, although it sends so that the signal is never raised. They are set up here, and
@@ -48,7 +54,6 @@ const Library* load() {
 #undef ORX_FIND
   if (!complete) throw SecretServiceFailure{Kind::NoLibrary, {}};
   setUpSockets(*library);
-  loadingProcess = getpid();
   return library.release();
 }
 
@@ -63,8 +68,16 @@ bool isIOError(const GError& error, std::initializer_list<GIOErrorEnum> codes) {
 const Library& lib() { return *loadedLibrary.load(); }
 
 void requireSecretServiceLibrary() {
-  // By one thread alone: another would take for the host's choice what GIO has just set.
-  processWide(loadedLibrary, load);
+  const std::lock_guard lock(loadingMutex);
+  if (loadingProcess == 0) {
+    loadingProcess = getpid();
+    try {
+      loadedLibrary = load();
+    } catch (...) {
+      loadingProcess = 0;  // the next use tries again
+      throw;
+    }
+  }
   if (loadingProcess != getpid()) throw SecretServiceFailure{Kind::Forked, {}};
 }
 
