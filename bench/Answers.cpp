@@ -16,6 +16,7 @@
 namespace orx::bench {
 
 using namespace platform;
+using namespace service;
 namespace {
 
 // Processor time: nothing here waits, and other programs on the machine must not count.
@@ -105,7 +106,7 @@ void archiveUsers(const Settings& settings) {
   const long rounds = settings.number("rounds", 15);
   const Value user = userOfTwentyFields();
   const Data archive = KeyedArchiver::archivedDataWithRootObject(user);
-  registerArchivedClasses();
+  user::registerArchivedClasses();
   if (KeyedUnarchiver::unarchiveObjectWithData(archive).error) {
     throw std::runtime_error("the archive cannot be read");
   }

@@ -11,6 +11,10 @@
 #include "service/SOAPCall.h"
 
 namespace orx::bench {
+
+using namespace config;
+using namespace service;
+
 namespace {
 
 // The request of one sign-in call.

@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
   const auto greeter = std::make_shared<Greeter>();
   const auto& manager = orx::ORVAAccountLoginManager::sharedInstance();
   manager->setDelegate(greeter);
-  manager->loginOpenIDWithParameters(orx::Dictionary{{orx::kORVAAccountOpenIDType, "example"},
-                                                     {orx::kORVAAccountOpenIDUID, "1234567"}});
+  manager->loginOpenIDWithParameters(
+      {{orx::kORVAAccountOpenIDType, "example"}, {orx::kORVAAccountOpenIDUID, "1234567"}});
   return greeter->signedIn.get_future().get() ? 0 : 1;
 }

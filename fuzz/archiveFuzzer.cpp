@@ -6,7 +6,7 @@
 
 // Whatever is read can be written, and what was written reads back the same.
 ORX_FUZZ_TARGET(text) {
-  static const bool registered = (orx::registerArchivedClasses(), true);
+  static const bool registered = (orx::user::registerArchivedClasses(), true);
   ORX_FUZZ_CHECK(registered);
   const auto reading = orx::platform::KeyedUnarchiver::unarchiveObjectWithData(orx::Data(text));
   if (reading.error) {

@@ -3,8 +3,10 @@
 #include "FuzzTarget.h"
 #include "oracles/ResultBlockOracle.h"
 
-static void compare(std::string_view text, orx::ResultBlockPattern pattern) {
-  const auto own = orx::testing::descriptionOf(orx::matchResultBlock(text, pattern));
+using orx::service::ResultBlockPattern;
+
+static void compare(std::string_view text, ResultBlockPattern pattern) {
+  const auto own = orx::testing::descriptionOf(orx::service::matchResultBlock(text, pattern));
   try {
     const auto expected =
         orx::testing::descriptionOf(orx::testing::matchResultBlockByPattern(text, pattern));
@@ -15,6 +17,6 @@ static void compare(std::string_view text, orx::ResultBlockPattern pattern) {
 }
 
 ORX_FUZZ_TARGET(text) {
-  compare(text, orx::ResultBlockPattern::Lenient);
-  compare(text, orx::ResultBlockPattern::Strict);
+  compare(text, ResultBlockPattern::Lenient);
+  compare(text, ResultBlockPattern::Strict);
 }

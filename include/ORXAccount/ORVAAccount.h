@@ -20,15 +20,18 @@ class ORX_EXPORT ORVAAccount final : public Object {
   // Made on first use and never destroyed.
   static const std::shared_ptr<ORVAAccount>& sharedInstance();
 
-  // Stores the credentials, sets the two URLs, and makes the stored user current, which posts
-  // ORVAAccountUserDidChangeNotification when there is one. `launchOptions` are ignored. Nothing is
-  // checked: the service says what it thinks of the credentials. May be called again.
+  // Keeps the credentials, sets the two URLs, and makes the stored user current, which posts
+  // ORVAAccountUserDidChangeNotification when there is one (its observers run inside this call).
+  // `launchOptions` are ignored. Nothing is checked: the service says what it thinks of the
+  // credentials; absent ones make sign-ins throw. May be called again.
+  //
+  // Reads and writes the stores, so it waits for the disk. Where another process holds a lock or
+  // the keyring is silent it waits up to 2 seconds for each call on a store, five times at most;
+  // for 120 seconds only where the host has allowed prompts and the keyring shows one. It never
+  // fails: a user who cannot be restored is not current, and keychainStatus() says why.
   void initializeWithLaunchOptions_appKey_appID_isStage(
       const std::optional<Dictionary>& launchOptions, std::optional<std::string> appKey,
       std::optional<std::string> appID, bool isStage);
-
-  // Observes the change of the current user; does nothing.
-  void didUser(const Notification& notification);
 
   bool isStage() const;
   void setIsStage(bool isStage);
@@ -45,6 +48,11 @@ class ORX_EXPORT ORVAAccount final : public Object {
   void setOrvaServiceURL(std::optional<URL> orvaServiceURL);
 
   ~ORVAAccount() override;
+
+  // From here on: what the library itself calls; not for hosts.
+
+  // Observes the change of the current user; does nothing.
+  void didUser(const Notification& notification);
 
  private:
   ORVAAccount();

@@ -17,11 +17,11 @@
 namespace orx {
 
 // Receives the outcome of one call, exactly once: a result and a null error, or a null result and
-// an error. Runs on the background queue of that call's own session, never inside the call that
-// started it. It may block, start other calls and change the current user; it must not throw (the
-// process ends if it does). Like every callback of the library it may run on a thread on which all
-// signals but those that report a fault (SIGSEGV and the like) are blocked, and a program that it
-// starts inherits that mask.
+// an error. It runs on a background worker of the library, never inside the call that started it;
+// the handlers of different calls may run at the same time. It may block, start other calls and
+// change the current user. It must not throw (the process ends if it does). Like every callback of
+// the library it may run on a thread on which all signals but those that report a fault (SIGSEGV
+// and the like) are blocked, and a program that it starts inherits that mask.
 using ORVAAccountAPICompletionHandler = std::function<void(
     const std::shared_ptr<ORVAAccountAPIResult>& result, const std::shared_ptr<Error>& error)>;
 
@@ -29,10 +29,10 @@ using ORVAAccountAPICompletionHandler = std::function<void(
 // calling thread, returns at once, and reports through its completion handler. There is no
 // cancellation and no retry.
 //
-// For all operations: an empty completion handler, or parameters that cannot be written as JSON
-// (absent where they are required, NaN, infinities, data, objects, text that is not UTF-8), throw
-// std::invalid_argument on the calling thread; nothing is sent. A transfer that fails gives an
-// error of NSURLErrorDomain. The target server flag is read when the call is made.
+// For all operations: `parameters` are sent as JSON and may be empty. Parameters that cannot be
+// written as JSON (NaN, infinities, data, objects, text that is not UTF-8) and an empty completion
+// handler throw std::invalid_argument on the calling thread; nothing is sent. A transfer that fails
+// gives an error of NSURLErrorDomain. The target server flag is read when the call is made.
 //
 // Thread safety: operations may be started from any thread. appID and appKey are plain fields, to
 // be set before calls are started. A pending call keeps what it needs alive; the caller need not.
@@ -47,70 +47,60 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   const std::optional<std::string>& appKey() const { return appKey_; }
   void setAppKey(std::optional<std::string> appKey) { appKey_ = std::move(appKey); }
 
-  // The user-data answers that are being parsed at this moment: a snapshot of their task
-  // dictionaries, absent when the list was set to absent. Safe from any thread.
-  std::optional<std::vector<Dictionary>> parsingTasks() const;
-  void setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks);
-
   // The target server flag of the process: true sends the SOAP calls made afterwards to the China
   // production server, false (at start) to the global one. Calls that have started keep theirs.
   static void setTargetServerWithIsCN(bool isCN);
   static bool targetServerIsCN();
 
   // The error for a text with which the service refused a call: domain kORVAAccountErrorDomain, the
-  // text as description, and its code (7 for a text that is not in the service's list). An absent
-  // description gives code 7 and an error without details.
+  // text as description, and the code of that domain that stands for the text. An absent
+  // description gives kORVAAccountErrorOther and an error without details.
   std::shared_ptr<Error> errorWithDescription(const std::optional<std::string>& description) const;
 
   // Sends one call to the customer-info endpoint under any operation identifier. Success is result
   // code 1; the payload is the ReturnData text parsed as JSON, an empty dictionary when there was
   // none, null when it is not JSON.
   void commonWithApiId_parameters_completionHandler(
-      std::string_view apiId, const std::optional<Dictionary>& parameters,
+      std::string_view apiId, const Dictionary& parameters,
       ORVAAccountAPICompletionHandler completionHandler);
 
   // Creates an account. Success is any result code but 0; the payload is a dictionary with the new
   // customer's number as text under kORVAAccountCusID.
-  void register_completeHandler(const std::optional<Dictionary>& parameters,
+  void register_completeHandler(const Dictionary& parameters,
                                 ORVAAccountAPICompletionHandler completeHandler);
 
   // Signs in with login name and password. Success is result code 1; the payload is the user's
   // record: the first element of the array in ReturnData, null when there is none.
-  void login_completionHandler(const std::optional<Dictionary>& parameters,
+  void login_completionHandler(const Dictionary& parameters,
                                ORVAAccountAPICompletionHandler completionHandler);
 
   // Signs in with an identity of another provider; result as login_completionHandler.
-  void loginOpenID_completionHandler(const std::optional<Dictionary>& parameters,
+  void loginOpenID_completionHandler(const Dictionary& parameters,
                                      ORVAAccountAPICompletionHandler completionHandler);
 
   // Opens a web session for a signed-in user. HTTP status 200 is success, whatever the result code:
   // the payload is the ReturnData text, empty when there was none. Another status gives an error of
-  // domain "ORVAAccountAPIErrorDomain" with the status as its code. This object may go while the
-  // request runs.
+  // kORVAAccountAPIErrorDomain with the status as its code. This object may go while the request
+  // runs.
   void apToWebSSOWithParameters_completionHandler(
-      const std::optional<Dictionary>& parameters,
-      ORVAAccountAPICompletionHandler completionHandler);
+      const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler);
 
   // Registers, or signs in, an account of another provider over the JSON interface; always at the
-  // global production server. `parameters` may be absent. An absent appID or appKey throws
-  // std::invalid_argument. HTTP status 200 and "Status" 0 (or none) are success; the payload is the
-  // value of "Result". Another HTTP status gives an error as apToWebSSOWithParameters does.
-  void registerV2WithParameters_completeHandler(const std::optional<Dictionary>& parameters,
+  // global production server. The credentials are sent with the parameters; an absent appID or
+  // appKey throws std::invalid_argument. HTTP status 200 and "Status" 0 (or none) are success; the
+  // payload is the value of "Result", null when there was none. Another HTTP status gives an error
+  // as apToWebSSOWithParameters does; an answer that is no JSON object one of NSCocoaErrorDomain.
+  void registerV2WithParameters_completeHandler(const Dictionary& parameters,
                                                 ORVAAccountAPICompletionHandler completeHandler);
   void loginOpenIDV2WithParameters_completionHandler(
-      const std::optional<Dictionary>& parameters,
-      ORVAAccountAPICompletionHandler completionHandler);
+      const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler);
 
   // Fetches the data of the user who holds a ticket (under kORVAAccounTicket). Success is result
   // code 0. The payload is an XMLParser that has not been run when the answer says that ReturnData
   // is XML; otherwise the ReturnData text, null when there was none. Other result codes give an
   // error of kORVAAccountErrorDomain with that very code.
-  void getUserData_completionHandler(const std::optional<Dictionary>& parameters,
+  void getUserData_completionHandler(const Dictionary& parameters,
                                      ORVAAccountAPICompletionHandler completionHandler);
-
-  // The task of the answer that this parser reads, found by the parser's identity; absent when
-  // there is none.
-  std::optional<Dictionary> taskDictionaryWithParser(const XMLParser* parser) const;
 
   // Fetches one of the service's lists of values. Every answer is a success, a failed transfer
   // included: the payload is the ReturnData text parsed as JSON, null when there is nothing to
@@ -122,8 +112,18 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   void educationListWithCompletionHandler(ORVAAccountAPICompletionHandler completionHandler);
   void professionalListWithCompletionHandler(ORVAAccountAPICompletionHandler completionHandler);
 
-  // Reports of the parser of a user-data answer; not for hosts to call. A parser without a task
-  // here changes nothing.
+  ~ORVAAccountAPI() override;
+
+  // From here on: what the library itself calls while it reads a user-data answer; not for hosts.
+
+  // The answers that are being parsed at this moment: a snapshot of their task dictionaries, absent
+  // when the list was set to absent. Safe from any thread.
+  std::optional<std::vector<Dictionary>> parsingTasks() const;
+  void setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks);
+  // The task of the answer that this parser reads, found by the parser's identity; absent when
+  // there is none.
+  std::optional<Dictionary> taskDictionaryWithParser(const XMLParser* parser) const;
+  // Reports of the parser of an answer. A parser without a task here changes nothing.
   void parser_foundCharacters(XMLParser& parser, std::string_view characters) override;
   void parser_didEndElement_namespaceURI_qualifiedName(
       XMLParser& parser, std::string_view elementName, std::optional<std::string_view> namespaceURI,
@@ -131,10 +131,12 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   void parser_parseErrorOccurred(XMLParser& parser, const std::shared_ptr<Error>& error) override;
   void parserDidEndDocument(XMLParser& parser) override;
 
-  ~ORVAAccountAPI() override;
-
  private:
   ORVAAccountAPI();
+  void startLogin(std::string_view apiID, const Dictionary& parameters,
+                  ORVAAccountAPICompletionHandler completionHandler);
+  void startJSONCall(std::string_view path, Dictionary parameters,
+                     ORVAAccountAPICompletionHandler completionHandler);
   struct Tasks;
 
   std::optional<std::string> appID_;

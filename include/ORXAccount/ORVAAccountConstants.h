@@ -3,6 +3,7 @@
 #include <ORXAccount/BuildOptions.h>
 #include <ORXAccount/platform/Export.h>
 
+#include <cstdint>
 #include <string_view>
 
 // The texts of the account service's interface. A host may spell any of them out instead: texts are
@@ -92,8 +93,25 @@ inline constexpr std::string_view ORVAAccountUserDidChangeNotification =
 inline constexpr std::string_view ORVAAccountUserChangeNewKey = "ORVAAccountUser";
 inline constexpr std::string_view ORVAAccountUserChangeOldKey = "ORVAAccountUserOld";
 
-// Domain of the errors that the account service itself reports.
+// Domain of the errors with which the account service itself refuses a call. The description is the
+// service's own text, and the code stands for it. There is no code for success: 0 is an error too.
+// A user-data fetch reports the service's ResultCode as it is instead.
 inline constexpr std::string_view kORVAAccountErrorDomain = "com.orva.account";
+inline constexpr std::int64_t kORVAAccountErrorAppID = 0;              // "AppID Error"
+inline constexpr std::int64_t kORVAAccountErrorAppKey = 1;             // "AppKey Error"
+inline constexpr std::int64_t kORVAAccountErrorAPIID = 2;              // "ApiID Error"
+inline constexpr std::int64_t kORVAAccountErrorAlreadyRegistered = 3;  // the login name is taken
+inline constexpr std::int64_t kORVAAccountErrorPassword = 4;           // "password error"
+inline constexpr std::int64_t kORVAAccountErrorPasswordLength = 5;     // not 8 to 25 long
+inline constexpr std::int64_t kORVAAccountErrorEmailFormat = 6;        // "Email Format Error"
+inline constexpr std::int64_t kORVAAccountErrorOther = 7;              // any other text, or none
+
+// Domain of the errors for an HTTP status other than 200, where an operation looks at the status;
+// the code is the status. They carry no details.
+inline constexpr std::string_view kORVAAccountAPIErrorDomain = "ORVAAccountAPIErrorDomain";
+
+// Domain of the errors for a picture whose HTTP status is not 200 to 299; the code is the status.
+inline constexpr std::string_view kORVAAccountUserErrorDomain = "ORVAAccountUserErrorDomain";
 
 // Operation identifiers.
 inline constexpr std::string_view registerAPIID = "w000000012";

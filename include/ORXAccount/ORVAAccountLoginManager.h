@@ -18,10 +18,11 @@ namespace orx {
 class ORVAAccountAPIResult;
 class ORVAAccountUser;
 
-// Signs users in and out. A sign-in returns at once; when it succeeds it makes the new user current
-// (which stores it and posts ORVAAccountUserDidChangeNotification), and then its outcome goes to
-// the delegate. Sign-ins are not queued: several may be under way, and each reports when its own
-// answer has come.
+// Signs users in and out. A sign-in returns at once. When it succeeds it makes the new user current
+// (see ORVAAccountUser::setCurrentUser: the user is stored and the change announced), and then its
+// outcome goes to the delegate; both happen on a background worker. Sign-ins are not queued:
+// several may be under way, and each reports when its own answer has come. They cannot be
+// cancelled.
 //
 // A sign-in throws std::invalid_argument on the calling thread, and sends nothing, when ORVAAccount
 // has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Safe
@@ -41,31 +42,35 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   std::shared_ptr<ORVAAccountLoginManagerDelegate> delegate() const;
   void setDelegate(const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate);
 
-  // The ticket sign-ins whose user data is being parsed at this moment: a snapshot of their task
-  // dictionaries, absent when the manager has no list.
-  std::optional<std::vector<Dictionary>> loginWithTicketTasks() const;
-  void setLoginWithTicketTasks(const std::optional<std::vector<Dictionary>>& loginWithTicketTasks);
-
-  void loginWithParameters(const std::optional<Dictionary>& parameters);
-  void loginOpenIDWithParameters(const std::optional<Dictionary>& parameters);
-  void loginOpenIDV2WithParameters(const std::optional<Dictionary>& parameters);
-  // An absent ticket throws std::invalid_argument.
-  void loginWithTicket(const std::optional<std::string>& ticket);
+  // With login name and password, under kORVAAccountLogin and kORVAAccountPassword.
+  void loginWithParameters(const Dictionary& parameters);
+  // With an identity of another provider, under kORVAAccountOpenIDType and kORVAAccountOpenIDUID.
+  void loginOpenIDWithParameters(const Dictionary& parameters);
+  // The same over the service's JSON interface, which always is the global server's.
+  void loginOpenIDV2WithParameters(const Dictionary& parameters);
+  // With a ticket issued elsewhere; it is sent as it stands, empty text too.
+  void loginWithTicket(std::string_view ticket);
 
   // Signs out on this machine: nobody is current and nothing is stored afterwards. Sends nothing
-  // and reports nothing to the delegate; changes nothing when nobody is signed in.
+  // and reports nothing to the delegate; changes nothing when nobody is signed in. It waits for the
+  // stores as ORVAAccountUser::setCurrentUser does, three times 2 seconds at most.
   void logout();
+
+  ~ORVAAccountLoginManager() override;
+
+  // From here on: what the library itself calls while a sign-in is under way; not for hosts.
 
   // Hands one outcome to the delegate; drops it when there is none.
   void didLoginWithUser_error(const std::shared_ptr<ORVAAccountUser>& user,
                               const std::shared_ptr<Error>& error);
-
+  // The ticket sign-ins whose user data is being parsed at this moment: a snapshot of their task
+  // dictionaries, absent when the manager has no list.
+  std::optional<std::vector<Dictionary>> loginWithTicketTasks() const;
+  void setLoginWithTicketTasks(const std::optional<std::vector<Dictionary>>& loginWithTicketTasks);
   // The task of the ticket sign-in that this parser reads, found by the parser's identity; absent
   // when there is none.
   std::optional<Dictionary> taskDictionaryWithXMLParser(const XMLParser* parser) const;
-
-  // Reports of the parser of a ticket sign-in; not for hosts to call. A parser without a task here
-  // changes nothing.
+  // Reports of the parser of a ticket sign-in. A parser without a task here changes nothing.
   void parser_foundCharacters(XMLParser& parser, std::string_view characters) override;
   void parser_didEndElement_namespaceURI_qualifiedName(
       XMLParser& parser, std::string_view elementName, std::optional<std::string_view> namespaceURI,
@@ -73,13 +78,12 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   void parser_parseErrorOccurred(XMLParser& parser, const std::shared_ptr<Error>& error) override;
   void parserDidEndDocument(XMLParser& parser) override;
 
-  ~ORVAAccountLoginManager() override;
-
  private:
   ORVAAccountLoginManager();
   void didFetchUserData(const std::string& ticket,
                         const std::shared_ptr<ORVAAccountAPIResult>& result,
                         const std::shared_ptr<Error>& error);
+  void finishLogin(std::optional<Dictionary> userInfo, const std::shared_ptr<Error>& error);
   struct State;
 
   // Part of the record's layout; no operation uses it.

@@ -65,35 +65,44 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // false.
   bool isEqualToUser(const ORVAAccountUser* user) const;
 
-  static bool supportsSecureCoding();
-  std::string_view archivedClassName() const override;
-  void encodeWithCoder(Coder& coder) const override;
-  // A record with the archived fields, and without a picture.
-  static std::shared_ptr<ORVAAccountUser> initWithCoder(const Coder& coder);
-
   // The user who is signed in, null when nobody is. Never waits for storage.
   static std::shared_ptr<ORVAAccountUser> currentUser();
   // Makes `user` current (null: signs out), stores the change, and posts
   // ORVAAccountUserDidChangeNotification; every observer has run, on the calling thread, when it
   // returns. The record that is current already, and null when nobody is, change nothing. What the
-  // store could not keep is kept for this process.
+  // store could not keep is kept for this process; keychainStatus() says why.
+  //
+  // It waits for the disk, and for a change that another thread is storing. Where another process
+  // holds a lock or the keyring is silent it waits up to 2 seconds for each call on a store, which
+  // are at most four for a user and three for null; for 120 seconds only where the host has allowed
+  // prompts and the keyring shows one.
   static void setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user);
   // What stands for the class itself as the sender of the notification.
   static const std::shared_ptr<Object>& classObject();
 
   // Loads the picture, or answers from memory once it has been loaded; returns at once. Loads of
-  // one record run one after the other. A status outside 200 to 299 gives an error of domain
-  // "ORVAAccountUserErrorDomain" with the status as its code; picture text that makes no URL gives
-  // NSURLErrorBadURL. An empty block loads all the same and reports to nobody.
+  // one record run one after the other, those of different records side by side. A status outside
+  // 200 to 299 gives an error of kORVAAccountUserErrorDomain with the status as its code; picture
+  // text that makes no URL gives NSURLErrorBadURL. An empty block loads all the same and reports to
+  // nobody.
   void loadProfileImageDataWithCompletionBlock(ORVAAccountProfileImageBlock completionBlock);
+  // The picture in memory; absent until one was loaded. From any thread.
+  std::optional<Data> profileImageData() const;
+
+  ~ORVAAccountUser() override;
+
+  // From here on: what the library itself calls to load and to store a record; not for hosts. The
+  // properties may be read and set from any thread.
+
+  static bool supportsSecureCoding();
+  std::string_view archivedClassName() const override;
+  void encodeWithCoder(Coder& coder) const override;
+  // A record with the archived fields, and without a picture.
+  static std::shared_ptr<ORVAAccountUser> initWithCoder(const Coder& coder);
   // Hands one outcome to the block; does nothing when there is none.
   void didLoadProfileImageData_error_completionBlock(
       const std::optional<Data>& imageData, const std::shared_ptr<Error>& error,
       const ORVAAccountProfileImageBlock& completionBlock) const;
-
-  // The state of picture loading. The library sets these; each is safe to read from any thread.
-  // The picture in memory; absent until one was loaded.
-  std::optional<Data> profileImageData() const;
   void setProfileImageData(std::optional<Data> profileImageData);
   // The request in flight; null when there is none.
   std::shared_ptr<URLSessionDataTask> loadProfileImageTask() const;
@@ -104,8 +113,6 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // The semaphore of the latest load; null before the first.
   std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore() const;
   void setLoadProfileImageSemaphore(std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore);
-
-  ~ORVAAccountUser() override;
 
  private:
   struct ImageState;

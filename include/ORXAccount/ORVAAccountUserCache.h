@@ -12,7 +12,8 @@ class ORVAAccountUser;
 
 // Keeps the signed-in user across launches: the record in the keychain, tied by an installation
 // UUID to the application's user defaults. Processes of one application share the stored user. Safe
-// to use from any thread; calls may wait for the disk or the keychain.
+// to use from any thread. Calls wait for the disk and, when another process or the keyring holds
+// them up, as long as ORVAAccountUser::setCurrentUser says.
 class ORX_EXPORT ORVAAccountUserCache final : public Object {
  public:
   // Made on first use, with the bundle identifier of that moment, and never destroyed.

@@ -1,6 +1,74 @@
 #pragma once
 
-// Everything that a host application uses.
+// ORXAccount: users of a Linux program who have an account at an account service.
+//
+// It registers accounts and signs users in over HTTPS (by login name and password, by an identity
+// of another provider, by a ticket), keeps the signed-in user across launches, announces every
+// change of the user, fetches lists and user data, opens web sessions and loads profile pictures.
+// This header includes everything that a host application uses; all of it is in namespace orx.
+//
+// The order of the start:
+//
+//  1. The bundle identifier: Bundle::mainBundle()->setBundleIdentifier(). It names the place where
+//     the signed-in user is stored.
+//  2. The configuration, where the defaults do not fit: URLSessionConfiguration (proxy, certificate
+//     authorities, time-outs), setKeychainPolicy() and setKeychainPromptsAllowed() (where the user
+//     is stored), ORVAAccountAPI::setTargetServerWithIsCN() (which servers are called).
+//  3. ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(): takes the application's
+//     credentials and restores the user of the last launch.
+//  4. The delegate of ORVAAccountLoginManager, which learns how each sign-in ends, and an observer
+//     of ORVAAccountUserDidChangeNotification, which learns of every change of the user. An
+//     observer that is to hear of the restored user is added before step 3.
+//  5. Sign in, unless ORVAAccountUser::currentUser() has been restored.
+//
+// A program that signs in with a password and waits for the outcome:
+//
+//   #include <ORXAccount/ORXAccount.h>
+//
+//   #include <future>
+//   #include <iostream>
+//
+//   class Delegate : public orx::ORVAAccountLoginManagerDelegate {
+//    public:
+//     void loginManager_didLoginWithUser_error(
+//         orx::ORVAAccountLoginManager&, const std::shared_ptr<orx::ORVAAccountUser>& user,
+//         const std::shared_ptr<orx::Error>& error) override {
+//       if (!error) {
+//         std::cout << "Hello " << user->firstName().value_or("you") << std::endl;
+//       } else if (error->domain() == orx::kORVAAccountErrorDomain &&
+//                  error->code() == orx::kORVAAccountErrorPassword) {
+//         std::cout << "That is not the password." << std::endl;
+//       } else {
+//         std::cout << error->localizedDescription() << std::endl;
+//       }
+//       ended.set_value();
+//     }
+//     std::promise<void> ended;
+//   };
+//
+//   int main() {
+//     orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
+//     orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
+//         std::nullopt, "the application's key", "the application's ID", false);
+//     const auto delegate = std::make_shared<Delegate>();  // the manager holds it weakly
+//     const auto& manager = orx::ORVAAccountLoginManager::sharedInstance();
+//     manager->setDelegate(delegate);
+//     manager->loginWithParameters({{orx::kORVAAccountLogin, "ada@example.com"},
+//                                   {orx::kORVAAccountPassword, "correct horse"}});
+//     delegate->ended.get_future().wait();
+//   }
+//
+// Threads. Everything may be called from any thread unless its header says otherwise. A call over
+// the network returns at once and reports later on a background thread of the library, never inside
+// the call and never on the main thread: completion handlers, the delegate, picture blocks. Reports
+// of different calls may run at the same time. Observers run on the thread that changes the user:
+// on such a background thread at a sign-in, inside initialize... and logout on the caller's. A
+// callback may block and may call the library; it must not throw.
+//
+// Errors. What a call over the network cannot do comes as an Error (see platform/Error.h).
+// std::invalid_argument is thrown on the calling thread, and only for a mistake of the caller's own
+// that the operation's header names.
+
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountAPIResult.h>

@@ -12,6 +12,7 @@
 namespace orx {
 
 using namespace platform;
+using namespace config;
 
 struct ORVAAccount::State {
   bool isStage = false;

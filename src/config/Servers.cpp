@@ -5,7 +5,7 @@
 
 #include "platform/process/ForkSafety.h"
 
-namespace orx {
+namespace orx::config {
 
 using namespace platform;
 
@@ -46,4 +46,4 @@ URL serviceURL(ServerSet servers, std::string_view path) {
   return parsedURL(servers, path);
 }
 
-}  // namespace orx
+}  // namespace orx::config

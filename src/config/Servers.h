@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace orx {
+namespace orx::config {
 
 enum class ServerSet { Global, China, Development };
 
@@ -20,4 +20,4 @@ std::string_view originOf(ServerSet servers);
 // makes no URL.
 URL serviceURL(ServerSet servers, std::string_view path);
 
-}  // namespace orx
+}  // namespace orx::config

@@ -4,54 +4,32 @@
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
-#include <functional>
 #include <stdexcept>
 #include <utility>
 
-#include "login/LoginState.h"
 #include "platform/base/Unicode.h"
 #include "platform/process/ForkSafety.h"
+#include "platform/process/Log.h"
+#include "platform/queues/WorkerPool.h"
+#include "service/XMLTasks.h"
 
 namespace orx {
 
 using namespace platform;
 
+struct ORVAAccountLoginManager::State {
+  std::weak_ptr<ORVAAccountLoginManagerDelegate> delegate;
+  service::XMLTaskList ticketTasks{{.parser = kLoginWithTicketXMLParser,
+                                    .elements = kLoginWithTicketReturnDataDictionary,
+                                    .parsingString = kLoginWithTicketParsingString,
+                                    .parsingError = kLoginWithTicketParsingError,
+                                    .completionHandler = std::nullopt}};
+};
+
 namespace {
 
-using UserInfo = std::optional<Dictionary>;
-
-UserInfo userInfoAsItIs(const Value& returnData) {
-  const Dictionary* record = returnData.dictionary();
-  return record != nullptr ? UserInfo(*record) : std::nullopt;
-}
-
-// The JSON interface writes field names with a capital; the user record knows them without.
-UserInfo userInfoWithLowerCaseFirstLetters(const Value& returnData) {
-  Dictionary normalised;
-  if (const Dictionary* record = returnData.dictionary()) {
-    for (const DictionaryEntry& field : *record) {
-      normalised.set(lowercasingFirstUTF16Unit(field.key), field.value);
-    }
-  }
-  return normalised;
-}
-
-// What every parameter-based sign-in does with its outcome.
-ORVAAccountAPICompletionHandler loginCompletion(std::shared_ptr<ORVAAccountLoginManager> manager,
-                                                UserInfo (*userInfo)(const Value&)) {
-  return
-      [manager = std::move(manager), userInfo](const std::shared_ptr<ORVAAccountAPIResult>& result,
-                                               const std::shared_ptr<Error>& error) {
-        if (!error) {
-          ORVAAccountUser::setCurrentUser(
-              ORVAAccountUser::initWithUserInfo(userInfo(result->returnData())));
-        }
-        manager->didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
-      };
-}
-
-}  // namespace
-
+// A web-service client with the credentials of ORVAAccount, for one sign-in alone. Throws
+// std::invalid_argument when one of them is missing.
 std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
   const auto& account = ORVAAccount::sharedInstance();
   const auto appID = account->appID();
@@ -61,8 +39,27 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
         "a sign-in needs the application ID and key that ORVAAccount is initialised with");
   }
   return ORVAAccountAPI::initWithOptions(
-      {{std::string(kORVAAccountAppID), *appID}, {std::string(kORVAAccountAppKey), *appKey}});
+      {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, *appKey}});
 }
+
+// The user's fields as the service sent them. Absent when the data is no dictionary, and when there
+// is no result.
+std::optional<Dictionary> fieldsIn(const std::shared_ptr<ORVAAccountAPIResult>& result) {
+  const Dictionary* fields = result ? result->returnData().dictionary() : nullptr;
+  return fields != nullptr ? std::optional(*fields) : std::nullopt;
+}
+
+// The JSON interface writes field names with a capital; the user record knows them without. Of two
+// names that become the same one, the later wins.
+Dictionary withLowerCaseFirstLetters(const std::optional<Dictionary>& fields) {
+  Dictionary normalised;
+  for (const DictionaryEntry& field : fields.value_or(Dictionary())) {
+    normalised.set(lowercasingFirstUTF16Unit(field.key), field.value);
+  }
+  return normalised;
+}
+
+}  // namespace
 
 ORVAAccountLoginManagerDelegate::~ORVAAccountLoginManagerDelegate() = default;
 
@@ -104,24 +101,65 @@ void ORVAAccountLoginManager::setDelegate(
   state_->delegate = delegate;
 }
 
-void ORVAAccountLoginManager::loginWithParameters(const std::optional<Dictionary>& parameters) {
-  auto self = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this());
-  clientForOneLogin()->login_completionHandler(parameters,
-                                               loginCompletion(std::move(self), userInfoAsItIs));
+// Each handler below keeps the manager alive until the sign-in has been reported.
+
+void ORVAAccountLoginManager::loginWithParameters(const Dictionary& parameters) {
+  clientForOneLogin()->login_completionHandler(
+      parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
+        finishLogin(fieldsIn(result), error);
+      });
 }
 
-void ORVAAccountLoginManager::loginOpenIDWithParameters(
-    const std::optional<Dictionary>& parameters) {
-  auto self = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this());
+void ORVAAccountLoginManager::loginOpenIDWithParameters(const Dictionary& parameters) {
   clientForOneLogin()->loginOpenID_completionHandler(
-      parameters, loginCompletion(std::move(self), userInfoAsItIs));
+      parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
+        finishLogin(fieldsIn(result), error);
+      });
 }
 
-void ORVAAccountLoginManager::loginOpenIDV2WithParameters(
-    const std::optional<Dictionary>& parameters) {
-  auto self = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this());
+void ORVAAccountLoginManager::loginOpenIDV2WithParameters(const Dictionary& parameters) {
   clientForOneLogin()->loginOpenIDV2WithParameters_completionHandler(
-      parameters, loginCompletion(std::move(self), userInfoWithLowerCaseFirstLetters));
+      parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
+        finishLogin(withLowerCaseFirstLetters(fieldsIn(result)), error);
+      });
+}
+
+void ORVAAccountLoginManager::loginWithTicket(std::string_view ticket) {
+  clientForOneLogin()->getUserData_completionHandler(
+      {{kORVAAccounTicket, ticket}},
+      [this, self = shared_from_this(), ticket = std::string(ticket)](
+          const auto& result, const auto& error) { didFetchUserData(ticket, result, error); });
+}
+
+// Data that is no XML is reported without an error and without a change of the user.
+void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
+                                               const std::shared_ptr<ORVAAccountAPIResult>& result,
+                                               const std::shared_ptr<Error>& error) {
+  if (error) return finishLogin(std::nullopt, error);
+  const auto parser = result->returnData().objectOf<XMLParser>();
+  if (!parser) {
+    NSLog("[OrvaAccount] The return data is not XML format: " + result->returnData().description());
+    return didLoginWithUser_error(ORVAAccountUser::currentUser(), nullptr);
+  }
+  // Not here: this runs inside the parse of the service's answer.
+  WorkerPool::shared().submit(makeJob([this, self = shared_from_this(), parser, ticket] {
+    parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(self));
+    service::XMLTask task;
+    task.parser = parser;
+    task.elements.set(kORVAAccountTicket, ticket);
+    state_->ticketTasks.append(std::move(task));
+    parser->parse();
+  }));
+}
+
+// How every sign-in ends. The report carries the user who is current at this moment: after a
+// failure the one from before, and with overlapping sign-ins perhaps the other one's.
+void ORVAAccountLoginManager::finishLogin(std::optional<Dictionary> userInfo,
+                                          const std::shared_ptr<Error>& error) {
+  if (!error) {
+    ORVAAccountUser::setCurrentUser(ORVAAccountUser::initWithUserInfo(std::move(userInfo)));
+  }
+  didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
 }
 
 void ORVAAccountLoginManager::logout() { ORVAAccountUser::setCurrentUser(nullptr); }
@@ -131,6 +169,45 @@ void ORVAAccountLoginManager::didLoginWithUser_error(const std::shared_ptr<ORVAA
   if (const auto receiver = delegate()) {
     receiver->loginManager_didLoginWithUser_error(*this, user, error);
   }
+}
+
+std::optional<std::vector<Dictionary>> ORVAAccountLoginManager::loginWithTicketTasks() const {
+  return state_->ticketTasks.dictionaries();
+}
+
+void ORVAAccountLoginManager::setLoginWithTicketTasks(
+    const std::optional<std::vector<Dictionary>>& loginWithTicketTasks) {
+  state_->ticketTasks.setDictionaries(loginWithTicketTasks);
+}
+
+std::optional<Dictionary> ORVAAccountLoginManager::taskDictionaryWithXMLParser(
+    const XMLParser* parser) const {
+  return state_->ticketTasks.dictionaryWithParser(parser);
+}
+
+void ORVAAccountLoginManager::parser_foundCharacters(XMLParser& parser,
+                                                     std::string_view characters) {
+  state_->ticketTasks.foundCharacters(parser, characters);
+}
+
+void ORVAAccountLoginManager::parser_didEndElement_namespaceURI_qualifiedName(
+    XMLParser& parser, std::string_view elementName,
+    std::optional<std::string_view> /*namespaceURI*/,
+    std::optional<std::string_view> /*qualifiedName*/) {
+  state_->ticketTasks.didEndElement(parser, elementName);
+}
+
+void ORVAAccountLoginManager::parser_parseErrorOccurred(XMLParser& parser,
+                                                        const std::shared_ptr<Error>& error) {
+  state_->ticketTasks.parseErrorOccurred(parser, error);
+}
+
+// The task goes first, so that a delegate finds the list without it.
+void ORVAAccountLoginManager::parserDidEndDocument(XMLParser& parser) {
+  const auto task = state_->ticketTasks.find(parser);
+  if (!task) return;
+  state_->ticketTasks.remove(parser);
+  finishLogin(task->elements, task->parsingError);
 }
 
 }  // namespace orx

@@ -1,5 +1,7 @@
 // The operations of the customer-info endpoint, and web single sign-on. What each tests first, what
 // it counts as success and what it hands back is its own; the differences are the service's.
+//
+// A handler that captures the client keeps it alive until the reply has been read.
 
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountConstants.h>
@@ -15,6 +17,8 @@
 namespace orx {
 
 using namespace platform;
+using namespace service;
+using namespace config;
 
 namespace {
 
@@ -26,98 +30,91 @@ Value firstElementOf(const Value& value) {
   return array != nullptr && !array->empty() ? array->front() : Value();
 }
 
-SOAPCall customerInfoCall(std::string_view apiID, const std::optional<Dictionary>& parameters) {
+SOAPCall customerInfoCall(std::string_view apiID, const Dictionary& parameters) {
   return {.envelope = lumcusinfo_asmx_pattern,
           .path = kCustomerInfoPath,
           .apiID = apiID,
           .parameterText = parameterText(parameters)};
 }
 
-// Password and OpenID sign-in differ in the operation identifier alone.
-URLSession::CompletionHandler loginAnswerHandler(std::shared_ptr<const ORVAAccountAPI> api,
-                                                 ORVAAccountAPICompletionHandler handler) {
-  return [api = std::move(api), handler = std::move(handler)](
-             const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-             const std::shared_ptr<Error>& error) {
-    if (!response) return handler(nullptr, error);
-    const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Lenient);
-    std::string description(block.resultDescription);
-    if (intValue(block.resultCode) != 1) {
-      return handler(nullptr, api->errorWithDescription(description));
-    }
-    const Value record = firstElementOf(parsedJSON(block.returnData.value_or("")));
-    handler(makeResult(std::move(description), record), nullptr);
-  };
-}
-
 }  // namespace
 
+// The error is not looked at when there is a response: what arrived of a broken body is read, and
+// so is the body of any status. This holds for registration and the two sign-ins below as well.
 void ORVAAccountAPI::commonWithApiId_parameters_completionHandler(
-    std::string_view apiId, const std::optional<Dictionary>& parameters,
+    std::string_view apiId, const Dictionary& parameters,
     ORVAAccountAPICompletionHandler completionHandler) {
-  auto answerHandler =
-      [api = shared_from_this(), this, handler = required(std::move(completionHandler))](
-          const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-          const std::shared_ptr<Error>& error) {
-        if (!response) return handler(nullptr, error);
-        const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Lenient);
-        std::string description(block.resultDescription);
-        if (longLongValue(block.resultCode) != 1) {
-          return handler(nullptr, errorWithDescription(description));
-        }
-        Value returnData = Dictionary();
-        if (!block.returnData.value_or("").empty()) returnData = parsedJSON(*block.returnData);
-        handler(makeResult(std::move(description), std::move(returnData)), nullptr);
-      };
-  startSOAPCall(customerInfoCall(apiId, parameters), {appID_, appKey_}, std::move(answerHandler));
+  auto replyHandler = [this, self = shared_from_this(),
+                       handler = required(std::move(completionHandler))](const Reply& reply) {
+    if (reply.statusCode == 0) return handler(nullptr, reply.error);
+    const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Lenient);
+    const std::string description(block.resultDescription);
+    if (longLongValue(block.resultCode) != 1) {
+      return handler(nullptr, errorWithDescription(description));
+    }
+    // An array is handed on whole, whatever it holds.
+    const std::string_view json = block.returnData.value_or("");
+    handler(makeResult(description, json.empty() ? Value(Dictionary()) : parsedJSON(json)),
+            nullptr);
+  };
+  startSOAPCall(customerInfoCall(apiId, parameters), {appID_, appKey_}, std::move(replyHandler));
 }
 
-void ORVAAccountAPI::register_completeHandler(const std::optional<Dictionary>& parameters,
+// Any code but 0 is success, a negative one too.
+void ORVAAccountAPI::register_completeHandler(const Dictionary& parameters,
                                               ORVAAccountAPICompletionHandler completeHandler) {
-  auto answerHandler =
-      [api = shared_from_this(), this, handler = required(std::move(completeHandler))](
-          const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-          const std::shared_ptr<Error>& error) {
-        if (!response) return handler(nullptr, error);
-        const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Lenient);
-        std::string description(block.resultDescription);
-        if (longLongValue(block.resultCode) == 0) {
-          return handler(nullptr, errorWithDescription(description));
-        }
-        const Dictionary customer{{std::string(kORVAAccountCusID), block.returnData.value_or("")}};
-        handler(makeResult(std::move(description), customer), nullptr);
-      };
+  auto replyHandler = [this, self = shared_from_this(),
+                       handler = required(std::move(completeHandler))](const Reply& reply) {
+    if (reply.statusCode == 0) return handler(nullptr, reply.error);
+    const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Lenient);
+    const std::string description(block.resultDescription);
+    if (longLongValue(block.resultCode) == 0) {
+      return handler(nullptr, errorWithDescription(description));
+    }
+    const Dictionary customer{{kORVAAccountCusID, block.returnData.value_or("")}};
+    handler(makeResult(description, customer), nullptr);
+  };
   startSOAPCall(customerInfoCall(registerAPIID, parameters), {appID_, appKey_},
-                std::move(answerHandler));
+                std::move(replyHandler));
 }
 
-void ORVAAccountAPI::login_completionHandler(const std::optional<Dictionary>& parameters,
+void ORVAAccountAPI::login_completionHandler(const Dictionary& parameters,
                                              ORVAAccountAPICompletionHandler completionHandler) {
-  auto self = std::static_pointer_cast<const ORVAAccountAPI>(shared_from_this());
-  startSOAPCall(customerInfoCall(loginAPIID, parameters), {appID_, appKey_},
-                loginAnswerHandler(std::move(self), required(std::move(completionHandler))));
+  startLogin(loginAPIID, parameters, std::move(completionHandler));
 }
 
 void ORVAAccountAPI::loginOpenID_completionHandler(
-    const std::optional<Dictionary>& parameters,
-    ORVAAccountAPICompletionHandler completionHandler) {
-  auto self = std::static_pointer_cast<const ORVAAccountAPI>(shared_from_this());
-  startSOAPCall(customerInfoCall(kLoginOpenIDAPIID, parameters), {appID_, appKey_},
-                loginAnswerHandler(std::move(self), required(std::move(completionHandler))));
+    const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
+  startLogin(kLoginOpenIDAPIID, parameters, std::move(completionHandler));
 }
 
-void ORVAAccountAPI::apToWebSSOWithParameters_completionHandler(
-    const std::optional<Dictionary>& parameters,
-    ORVAAccountAPICompletionHandler completionHandler) {
-  auto answerHandler = [handler = required(std::move(completionHandler))](
-                           const std::optional<Data>& data,
-                           const std::shared_ptr<HTTPURLResponse>& response,
-                           const std::shared_ptr<Error>& error) {
-    if (error) return handler(nullptr, error);
-    if (response->statusCode() != kStatusOK) {
-      return handler(nullptr, statusError(response->statusCode()));
+// Password and OpenID sign-in differ in the operation identifier alone.
+void ORVAAccountAPI::startLogin(std::string_view apiID, const Dictionary& parameters,
+                                ORVAAccountAPICompletionHandler completionHandler) {
+  auto replyHandler = [this, self = shared_from_this(),
+                       handler = required(std::move(completionHandler))](const Reply& reply) {
+    if (reply.statusCode == 0) return handler(nullptr, reply.error);
+    const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Lenient);
+    const std::string description(block.resultDescription);
+    if (intValue(block.resultCode) != 1) {
+      return handler(nullptr, errorWithDescription(description));
     }
-    const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Strict);
+    const Value record = firstElementOf(parsedJSON(block.returnData.value_or("")));
+    handler(makeResult(description, record), nullptr);
+  };
+  startSOAPCall(customerInfoCall(apiID, parameters), {appID_, appKey_}, std::move(replyHandler));
+}
+
+// The service's own result code is not looked at: a refusal with status 200 is a result that
+// carries the service's words.
+void ORVAAccountAPI::apToWebSSOWithParameters_completionHandler(
+    const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
+  auto replyHandler = [handler = required(std::move(completionHandler))](const Reply& reply) {
+    if (reply.error) return handler(nullptr, reply.error);
+    if (reply.statusCode != kStatusOK) {
+      return handler(nullptr, statusError(reply.statusCode));
+    }
+    const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Strict);
     handler(makeResult(std::string(block.resultDescription), block.returnData.value_or("")),
             nullptr);
   };
@@ -125,7 +122,7 @@ void ORVAAccountAPI::apToWebSSOWithParameters_completionHandler(
                  .path = kAccountServicePath,
                  .apiID = kWebSSOAPIID,
                  .parameterText = parameterText(parameters)},
-                {appID_, appKey_}, std::move(answerHandler));
+                {appID_, appKey_}, std::move(replyHandler));
 }
 
 }  // namespace orx

@@ -4,13 +4,16 @@
 
 #include "platform/formats/JSONSerialization.h"
 
-namespace orx {
+namespace orx::service {
 
 using namespace platform;
 
-ResultBlock resultBlockIn(const std::optional<Data>& answer, ResultBlockPattern pattern) {
-  const std::string_view text = answer ? answer->text() : std::string_view();
-  return matchResultBlock(text, pattern).value_or(ResultBlock{});
+std::string_view textOf(const Reply& reply) {
+  return reply.data ? reply.data->text() : std::string_view();
+}
+
+ResultBlock resultBlockIn(const Reply& reply, ResultBlockPattern pattern) {
+  return matchResultBlock(textOf(reply), pattern).value_or(ResultBlock{});
 }
 
 Value parsedJSON(std::string_view text) {
@@ -25,4 +28,4 @@ std::shared_ptr<ORVAAccountAPIResult> makeResult(std::optional<std::string> desc
   return result;
 }
 
-}  // namespace orx
+}  // namespace orx::service

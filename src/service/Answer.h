@@ -1,7 +1,6 @@
 #pragma once
 
-#include <ORXAccount/ORVAAccountAPI.h>
-#include <ORXAccount/platform/Data.h>
+#include <ORXAccount/ORVAAccountAPIResult.h>
 #include <ORXAccount/platform/Value.h>
 
 #include <memory>
@@ -9,16 +8,20 @@
 #include <string>
 #include <string_view>
 
+#include "service/Post.h"
 #include "service/ResultBlock.h"
 
-namespace orx {
+namespace orx::service {
 
 // The status that an operation wants when it looks at the status at all.
 inline constexpr long kStatusOK = 200;
 
-// What stands in the answer's block: views into the answer, empty text in every place when there is
-// none.
-ResultBlock resultBlockIn(const std::optional<Data>& answer, ResultBlockPattern pattern);
+// The body, empty when there is none. Ends with the reply.
+std::string_view textOf(const Reply& reply);
+
+// The result block of the reply's body. Without one, every place in it is empty text.
+// Its views end with the reply.
+ResultBlock resultBlockIn(const Reply& reply, ResultBlockPattern pattern);
 
 // The value that the text holds; null when the text is not JSON.
 Value parsedJSON(std::string_view text);
@@ -27,4 +30,4 @@ Value parsedJSON(std::string_view text);
 std::shared_ptr<ORVAAccountAPIResult> makeResult(std::optional<std::string> description,
                                                  Value returnData);
 
-}  // namespace orx
+}  // namespace orx::service

@@ -2,9 +2,14 @@
 
 #include <ORXAccount/ORVAAccountAPI.h>
 
-namespace orx {
+#include <stdexcept>
 
-// Throws std::invalid_argument for an empty handler, which would leave its call unanswered.
-ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler);
+namespace orx::service {
 
-}  // namespace orx
+// The handler as it is. Throws std::invalid_argument when it is empty: its call could never report.
+inline ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler) {
+  if (!completionHandler) throw std::invalid_argument("a call needs a completion handler");
+  return completionHandler;
+}
+
+}  // namespace orx::service

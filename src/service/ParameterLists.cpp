@@ -11,19 +11,21 @@
 
 namespace orx {
 
+using namespace service;
+using namespace config;
+
 namespace {
 
 constexpr std::string_view kParameterListAPIID = "secure0003";
 
 }  // namespace
 
+// Neither the error nor the status is looked at; no body reads as one without a block. The name
+// goes into the JSON as it stands, so one that holds a quote makes text that is no JSON.
 void ORVAAccountAPI::parameterListWithName_completionHandler(
     std::string_view name, ORVAAccountAPICompletionHandler completionHandler) {
-  auto answerHandler = [handler = required(std::move(completionHandler))](
-                           const std::optional<Data>& data,
-                           const std::shared_ptr<platform::HTTPURLResponse>& /*response*/,
-                           const std::shared_ptr<Error>& /*error*/) {
-    const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Strict);
+  auto replyHandler = [handler = required(std::move(completionHandler))](const Reply& reply) {
+    const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Strict);
     handler(
         makeResult(std::string(block.resultDescription), parsedJSON(block.returnData.value_or(""))),
         nullptr);
@@ -32,7 +34,7 @@ void ORVAAccountAPI::parameterListWithName_completionHandler(
                  .path = kAccountServicePath,
                  .apiID = kParameterListAPIID,
                  .parameterText = R"({"Para":")" + std::string(name) + R"("})"},
-                {appID_, appKey_}, std::move(answerHandler));
+                {appID_, appKey_}, std::move(replyHandler));
 }
 
 void ORVAAccountAPI::countryListWithCompletionHandler(
@@ -40,6 +42,7 @@ void ORVAAccountAPI::countryListWithCompletionHandler(
   parameterListWithName_completionHandler(kORVAAccountCountry, std::move(completionHandler));
 }
 
+// The service keeps this list under the name of the country list too.
 void ORVAAccountAPI::educationListWithCompletionHandler(
     ORVAAccountAPICompletionHandler completionHandler) {
   parameterListWithName_completionHandler(kORVAAccountCountry, std::move(completionHandler));

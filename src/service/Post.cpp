@@ -1,12 +1,12 @@
 #include "service/Post.h"
 
-#include <memory>
 #include <utility>
 
 #include "platform/http/DefaultConfiguration.h"
+#include "platform/http/URLSession.h"
 #include "platform/process/ForkSafety.h"
 
-namespace orx {
+namespace orx::service {
 
 using namespace platform;
 
@@ -14,7 +14,8 @@ namespace {
 
 using SharedFields = std::shared_ptr<const HeaderFields>;
 
-const SharedFields& fieldsFor(PostContent content) {
+// Made once and shared by all requests.
+const SharedFields& headerFieldsFor(PostContent content) {
   static constinit ProcessWide<SharedFields> xml;
   static constinit ProcessWide<SharedFields> json;
   if (content == PostContent::xml) {
@@ -25,13 +26,16 @@ const SharedFields& fieldsFor(PostContent content) {
 
 }  // namespace
 
-void startPost(const URL& url, PostContent content, std::string body,
-               URLSession::CompletionHandler completionHandler) {
+void startPost(const URL& url, PostContent content, std::string body, ReplyHandler replyHandler) {
   URLSession::startOnlyTask({.url = url,
                              .httpMethod = "POST",
-                             .headerFields = fieldsFor(content),
+                             .headerFields = headerFieldsFor(content),
                              .httpBody = std::move(body)},
-                            sharedDefaultConfiguration(), std::move(completionHandler));
+                            sharedDefaultConfiguration(),
+                            [handler = std::move(replyHandler)](
+                                const auto& data, const auto& response, const auto& error) {
+                              handler({data, response ? response->statusCode() : 0, error});
+                            });
 }
 
-}  // namespace orx
+}  // namespace orx::service

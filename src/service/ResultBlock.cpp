@@ -5,14 +5,14 @@
 
 #include "platform/base/Unicode.h"
 
-namespace orx {
+namespace orx::service {
 
 using namespace platform;
 
 namespace {
 
-// The runs of literal text between the patterns' groups. Two occurrences of one of them never
-// overlap.
+// The literal text between the patterns' groups. Each begins with "<" and holds no second "<" that
+// could begin it too, so two occurrences of one literal never overlap.
 constexpr std::string_view kStart = "<ResultCode>";
 constexpr std::string_view kCodeToDescription = "</ResultCode><ResultDesc>";
 constexpr std::string_view kDescriptionToType = "</ResultDesc><ReturnDataType>";
@@ -20,9 +20,9 @@ constexpr std::string_view kTypeToData = "</ReturnDataType><ReturnData>";
 constexpr std::string_view kTypeToEmptyData = "</ReturnDataType><ReturnData />";
 constexpr std::string_view kEnd = "</ReturnData>";
 
-// Where a literal stands: [begin, end). The lengths differ, since "s" may be written with two
-// bytes.
-struct Place {
+// Where a literal stands: [begin, end). In the text it can be longer than the literal itself, since
+// an "s" may be written with two bytes.
+struct Match {
   std::size_t begin;
   std::size_t end;
 };
@@ -32,29 +32,13 @@ char lowercase(char character) {
                                               : character;
 }
 
-// Up to here every literal is as long in the text as it is here, for it holds no "s".
-constexpr std::size_t kTelling = 2;
-constexpr bool tellsEarly(std::string_view literal) {
-  return literal.substr(0, kTelling + 1).find_first_of("sS") == std::string_view::npos;
-}
-static_assert(tellsEarly(kStart) && tellsEarly(kCodeToDescription) &&
-              tellsEarly(kDescriptionToType) && tellsEarly(kTypeToData) &&
-              tellsEarly(kTypeToEmptyData) && tellsEarly(kEnd));
-
-// The literal at exactly this position of the text. Of all characters outside ASCII, only U+017F
-// (long s) folds to a letter that the literals hold.
-std::optional<Place> literalAt(std::string_view text, std::size_t begin, std::string_view literal) {
-  // Most of what is looked at differs here already.
-  if (begin + kTelling < text.size() &&
-      lowercase(text[begin + kTelling]) != lowercase(literal[kTelling])) {
-    return std::nullopt;
-  }
-  if (text.substr(begin, literal.size()) == literal) return Place{begin, begin + literal.size()};
+// The literal at exactly this position of the text, without regard to case. Of all characters
+// outside ASCII, only U+017F (long s) folds to a letter that the literals hold.
+std::optional<Match> literalAt(std::string_view text, std::size_t begin, std::string_view literal) {
   std::size_t position = begin;
   for (const char expected : literal) {
     if (position == text.size()) return std::nullopt;
-    const char character = text[position];
-    if (character == expected || lowercase(character) == lowercase(expected)) {
+    if (lowercase(text[position]) == lowercase(expected)) {
       ++position;
     } else if (lowercase(expected) == 's' && text.substr(position, 2) == "\u017F") {
       position += 2;
@@ -62,40 +46,41 @@ std::optional<Place> literalAt(std::string_view text, std::size_t begin, std::st
       return std::nullopt;
     }
   }
-  return Place{begin, position};
+  return Match{begin, position};
 }
 
-std::optional<Place> firstLiteral(std::string_view text, std::size_t from,
+std::optional<Match> firstLiteral(std::string_view text, std::size_t from,
                                   std::string_view literal) {
   for (std::size_t begin = text.find('<', from); begin != std::string_view::npos;
        begin = text.find('<', begin + 1)) {
-    if (const auto place = literalAt(text, begin, literal)) return place;
+    if (const auto match = literalAt(text, begin, literal)) return match;
   }
   return std::nullopt;
 }
 
-// The last place in the text that `placeAt` (from a position of a "<" to a place) accepts.
-template <typename PlaceAt>
-std::optional<Place> lastPlace(std::string_view text, PlaceAt placeAt) {
+// The last match in the text; `matchAt` is asked at each "<", from the last one to the first.
+template <typename MatchAt>
+std::optional<Match> lastMatch(std::string_view text, MatchAt matchAt) {
   for (std::size_t end = text.size(); end > 0;) {
     const void* const found = memrchr(text.data(), '<', end);
     if (found == nullptr) return std::nullopt;
     const auto begin = static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
-    if (const auto place = placeAt(begin)) return place;
+    if (const auto match = matchAt(begin)) return match;
     end = begin;
   }
   return std::nullopt;
 }
 
-std::optional<Place> lastLiteral(std::string_view text, std::string_view literal) {
-  return lastPlace(text, [&](std::size_t begin) { return literalAt(text, begin, literal); });
+std::optional<Match> lastLiteral(std::string_view text, std::string_view literal) {
+  return lastMatch(text, [&](std::size_t begin) { return literalAt(text, begin, literal); });
 }
 
 constexpr std::size_t kBlockSize = 32;
 
-// Whether a line terminator may begin in this block of bytes; looks at all of them at once.
+// Whether a line terminator may begin in this block of bytes. Most of an answer is one long line,
+// so lineEnd() passes over it block by block. Without a branch and with bytes throughout, the
+// compiler compares a whole block in a few instructions.
 bool mayEndLine(const char* block) {
-  // Bytes throughout, so that the compiler need not widen them.
   unsigned char found = 0;
   for (std::size_t position = 0; position < kBlockSize; ++position) {
     const auto byte = static_cast<unsigned char>(block[position]);
@@ -116,7 +101,7 @@ bool isLineEnd(std::string_view text, std::size_t position) {
   return three == "\u2028" || three == "\u2029";
 }
 
-// The position of the next line terminator.
+// The position of the next line terminator, or the text's end.
 std::size_t lineEnd(std::string_view text, std::size_t from) {
   for (std::size_t position = from; position < text.size();) {
     const std::size_t left = text.size() - position;
@@ -136,13 +121,13 @@ std::string_view between(std::string_view text, std::size_t begin, std::size_t e
   return text.substr(begin, end - begin);
 }
 
-// The match on one line whose leftmost start literal ends at 0. Each group is as long as it can be,
-// so each literal stands as far right as the ones after it allow: they are placed from the last to
-// the first, each once, and the start needs no second try because a later one only leaves less
-// room.
+// The match on the rest of a line that follows a start literal. The groups are greedy: each literal
+// stands as far right as the ones after it allow. So they are looked for from the last to the
+// first, each once, which keeps the time linear. When this fails, a later start on the same line
+// fails too, because it leaves less room.
 std::optional<ResultBlock> matchAfterStart(std::string_view line, ResultBlockPattern pattern) {
   const auto end = lastLiteral(line, kEnd);
-  const auto tail = lastPlace(line, [&](std::size_t begin) -> std::optional<Place> {
+  const auto tail = lastMatch(line, [&](std::size_t begin) -> std::optional<Match> {
     const auto toData = literalAt(line, begin, kTypeToData);
     if (toData && end && toData->end <= end->begin) return toData;
     if (pattern == ResultBlockPattern::Strict) return std::nullopt;
@@ -157,6 +142,7 @@ std::optional<ResultBlock> matchAfterStart(std::string_view line, ResultBlockPat
   ResultBlock block{between(line, 0, toDescription->begin),
                     between(line, toDescription->end, toType->begin),
                     between(line, toType->end, tail->begin), std::nullopt};
+  // The empty element ends in "/>" and leaves the group absent.
   if (line[tail->end - 2] != '/') block.returnData = between(line, tail->end, end->begin);
   return block;
 }
@@ -173,4 +159,4 @@ std::optional<ResultBlock> matchResultBlock(std::string_view answer, ResultBlock
   return std::nullopt;
 }
 
-}  // namespace orx
+}  // namespace orx::service

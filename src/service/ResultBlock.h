@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-namespace orx {
+namespace orx::service {
 
 // The two patterns that answers are read with; matchResultBlock gives what they would, and they
 // remain the definition that it is tested against.
@@ -30,4 +30,4 @@ enum class ResultBlockPattern { Lenient, Strict };
 // answer's length.
 std::optional<ResultBlock> matchResultBlock(std::string_view answer, ResultBlockPattern pattern);
 
-}  // namespace orx
+}  // namespace orx::service

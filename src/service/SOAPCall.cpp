@@ -4,15 +4,14 @@
 #include <ORXAccount/ORVAAccountAPI.h>
 
 #include <array>
-#include <stdexcept>
 #include <utility>
 
 #include "platform/formats/JSONSerialization.h"
-#include "service/Post.h"
 
-namespace orx {
+namespace orx::service {
 
 using namespace platform;
+using namespace config;
 
 constinit const std::string_view soap11_header_request_pattern =
     R"(<?xml version="1.0" encoding="utf-8"?>)"
@@ -25,9 +24,8 @@ constinit const std::string_view soap11_header_request_pattern =
     R"(      <ApiID>%@</ApiID>      <Parameters>%@</Parameters>    </call>  </soap:Body>)"
     R"(</soap:Envelope>)";
 
-std::string parameterText(const std::optional<Dictionary>& parameters) {
-  if (!parameters) throw std::invalid_argument("the parameters of a call must not be absent");
-  return JSONSerialization::textWithJSONObject(*parameters);
+std::string parameterText(const Dictionary& parameters) {
+  return JSONSerialization::textWithJSONObject(parameters);
 }
 
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {
@@ -52,11 +50,11 @@ std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials)
 }
 
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
-                   URLSession::CompletionHandler completionHandler) {
+                   ReplyHandler replyHandler) {
   const ServerSet servers =
       ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
   startPost(serviceURL(servers, call.path), PostContent::xml, filledEnvelope(call, credentials),
-            std::move(completionHandler));
+            std::move(replyHandler));
 }
 
-}  // namespace orx
+}  // namespace orx::service

@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "config/Servers.h"
-#include "platform/http/URLSession.h"
+#include "service/Post.h"
 
-namespace orx {
+namespace orx::service {
 
 // The SOAP 1.1 template with the credentials in a header. Its runs of blanks are what the service
 // was built against.
@@ -30,15 +30,14 @@ struct Credentials {
 };
 
 // The parameters of a call as compact JSON text. Throws std::invalid_argument for parameters that
-// are absent or that JSON cannot hold.
-std::string parameterText(const std::optional<Dictionary>& parameters);
+// JSON cannot hold.
+std::string parameterText(const Dictionary& parameters);
 
 // The template with its four places filled in order; nothing is escaped, and a "%@" inside what was
 // put in is left alone.
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials);
 
 // Sends the call to the server set of this moment's target server flag, on a session of its own.
-void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
-                   platform::URLSession::CompletionHandler completionHandler);
+void startSOAPCall(const SOAPCall& call, const Credentials& credentials, ReplyHandler replyHandler);
 
-}  // namespace orx
+}  // namespace orx::service

@@ -7,22 +7,21 @@
 #include <string>
 #include <string_view>
 
-namespace orx {
-
-// Domain of the errors that carry an HTTP status as their code.
-inline constexpr std::string_view kORVAAccountAPIErrorDomain = "ORVAAccountAPIErrorDomain";
+namespace orx::service {
 
 // An error of kORVAAccountErrorDomain. Without a description it carries no details.
 std::shared_ptr<Error> serviceError(std::int64_t code,
                                     const std::optional<std::string>& description);
 
-// The code that stands for one of the service's own texts, 7 for any other.
+// The code of one of the service's known texts; kORVAAccountErrorOther for any other text, the
+// empty one included.
 std::int64_t codeOfDescription(std::string_view description);
 
-// The error of an answer whose HTTP status is not the one that the operation wants.
+// The error of an answer whose HTTP status is not the one that the operation wants: domain
+// kORVAAccountAPIErrorDomain, the status as code, no details.
 std::shared_ptr<Error> statusError(long statusCode);
 
 // The error of an answer that is JSON, but not of the form that the service promises.
 std::shared_ptr<Error> unexpectedJSONError(std::string_view description);
 
-}  // namespace orx
+}  // namespace orx::service

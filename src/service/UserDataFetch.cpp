@@ -16,26 +16,23 @@
 namespace orx {
 
 using namespace platform;
+using namespace service;
+using namespace config;
 
 namespace {
 
 constexpr std::string_view kXMLDataType = "XmlString";
 
-std::optional<std::string> textOf(const Dictionary& elements, std::string_view name) {
-  const std::string* text = elements[name].string();
-  return text != nullptr ? std::optional(*text) : std::nullopt;
-}
-
 // What the gathered elements of one answer amount to. Success is a result code that is there and 0.
 void reportElements(const Dictionary& elements, const ORVAAccountAPICompletionHandler& handler) {
-  const auto code = textOf(elements, kORVAAccountResultCode);
-  auto description = textOf(elements, kORVAAccountResultDescription);
+  const auto code = elements[kORVAAccountResultCode].text();
+  auto description = elements[kORVAAccountResultDescription].text();
   if (!code || longLongValue(*code) != 0) {
     return handler(nullptr, serviceError(longLongValue(code.value_or("")), description));
   }
   Value returnData = elements[kORVAAccountResultData];
-  if (textOf(elements, kORVAAccountResultDataType) == kXMLDataType) {
-    const auto xml = textOf(elements, kORVAAccountResultData).value_or("");
+  if (elements[kORVAAccountResultDataType].text() == kXMLDataType) {
+    const std::string xml = returnData.text().value_or("");
     returnData = XMLParser::initWithText(Data(std::string_view(xml)));
   }
   handler(makeResult(std::move(description), std::move(returnData)), nullptr);
@@ -43,53 +40,51 @@ void reportElements(const Dictionary& elements, const ORVAAccountAPICompletionHa
 
 }  // namespace
 
+// The error is tested first, the status never: any body that arrived whole is parsed. The parse,
+// and with it the report, runs inside this handler.
 void ORVAAccountAPI::getUserData_completionHandler(
-    const std::optional<Dictionary>& parameters,
-    ORVAAccountAPICompletionHandler completionHandler) {
-  auto self = std::static_pointer_cast<ORVAAccountAPI>(shared_from_this());
-  auto answerHandler = [self, handler = required(std::move(completionHandler))](
-                           const std::optional<Data>& data,
-                           const std::shared_ptr<HTTPURLResponse>& /*response*/,
-                           const std::shared_ptr<Error>& error) {
-    if (error) return handler(nullptr, error);
-    const auto parser = XMLParser::initWithData(data.value_or(Data()));
-    parser->setDelegate(self);
+    const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
+  auto replyHandler = [this, self = shared_from_this(),
+                       handler = required(std::move(completionHandler))](const Reply& reply) {
+    if (reply.error) return handler(nullptr, reply.error);
     XMLTask task;
-    task.parser = parser;
+    task.parser = XMLParser::initWithData(reply.data.value_or(Data()));
     task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
+    const auto parser = task.parser;
+    parser->setDelegate(std::static_pointer_cast<ORVAAccountAPI>(self));
     // Should the host have taken the list away, the call must report all the same.
-    self->tasks_->list.appendAnyway(std::move(task));
+    tasks_->appendAnyway(std::move(task));
     parser->parse();
   };
   startSOAPCall({.envelope = soap12_request_pattern,
                  .path = kAccountServicePath,
                  .apiID = getUserDataAPIID,
                  .parameterText = parameterText(parameters)},
-                {appID_, appKey_}, std::move(answerHandler));
+                {appID_, appKey_}, std::move(replyHandler));
 }
 
 std::optional<Dictionary> ORVAAccountAPI::taskDictionaryWithParser(const XMLParser* parser) const {
-  return tasks_->list.dictionaryWithParser(parser);
+  return tasks_->dictionaryWithParser(parser);
 }
 
 void ORVAAccountAPI::parser_foundCharacters(XMLParser& parser, std::string_view characters) {
-  tasks_->list.foundCharacters(parser, characters);
+  tasks_->foundCharacters(parser, characters);
 }
 
 void ORVAAccountAPI::parser_didEndElement_namespaceURI_qualifiedName(
     XMLParser& parser, std::string_view elementName,
     std::optional<std::string_view> /*namespaceURI*/,
     std::optional<std::string_view> /*qualifiedName*/) {
-  tasks_->list.didEndElement(parser, elementName);
+  tasks_->didEndElement(parser, elementName);
 }
 
 void ORVAAccountAPI::parser_parseErrorOccurred(XMLParser& parser,
                                                const std::shared_ptr<Error>& error) {
-  tasks_->list.parseErrorOccurred(parser, error);
+  tasks_->parseErrorOccurred(parser, error);
 }
 
 void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
-  const auto task = tasks_->list.find(parser);
+  const auto task = tasks_->find(parser);
   if (!task) return;
   // A task that a host put there may have no callback.
   if (const auto& callback = task->completionHandler; callback && task->parsingError) {
@@ -97,7 +92,7 @@ void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   } else if (callback) {
     reportElements(task->elements, callback->handler);
   }
-  tasks_->list.remove(parser);
+  tasks_->remove(parser);
 }
 
 }  // namespace orx

@@ -5,19 +5,19 @@
 
 #include "platform/process/ForkSafety.h"
 
-namespace orx {
+namespace orx::service {
 
 using namespace platform;
 
 Dictionary XMLTaskList::dictionaryOf(const XMLTask& task) const {
   Dictionary dictionary;
   if (keys_.completionHandler && task.completionHandler) {
-    dictionary.set(std::string(*keys_.completionHandler), task.completionHandler);
+    dictionary.set(*keys_.completionHandler, task.completionHandler);
   }
-  dictionary.set(std::string(keys_.parser), task.parser);
-  dictionary.set(std::string(keys_.elements), task.elements);
-  if (task.parsingString) dictionary.set(std::string(keys_.parsingString), *task.parsingString);
-  if (task.parsingError) dictionary.set(std::string(keys_.parsingError), task.parsingError);
+  dictionary.set(keys_.parser, task.parser);
+  dictionary.set(keys_.elements, task.elements);
+  if (task.parsingString) dictionary.set(keys_.parsingString, *task.parsingString);
+  if (task.parsingError) dictionary.set(keys_.parsingError, task.parsingError);
   return dictionary;
 }
 
@@ -102,7 +102,7 @@ void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elemen
   XMLTask* task = locate(&parser);
   if (task == nullptr || !task->parsingString) return;
   replaced = task->elements[elementName];
-  task->elements.set(std::string(elementName), *std::move(task->parsingString));
+  task->elements.set(elementName, *std::move(task->parsingString));
   task->parsingString.reset();
 }
 
@@ -123,4 +123,4 @@ const XMLTask* XMLTaskList::locate(const XMLParser* parser) const {
   return found == tasks_->end() ? nullptr : &*found;
 }
 
-}  // namespace orx
+}  // namespace orx::service

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace orx {
+namespace orx::service {
 
 // The keys under which a task shows itself as a dictionary.
 struct XMLTaskKeys {
@@ -78,4 +78,4 @@ class XMLTaskList {
   std::optional<std::vector<XMLTask>> tasks_;
 };
 
-}  // namespace orx
+}  // namespace orx::service

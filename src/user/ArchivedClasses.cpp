@@ -3,14 +3,11 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
 #include "platform/formats/KeyedArchiver.h"
-#include "user/ArchivedNames.h"
 
-namespace orx {
-
-using namespace platform;
+namespace orx::user {
 
 void registerArchivedClasses() {
-  KeyedUnarchiver::setClass_forClassName(&ORVAAccountUser::initWithCoder, kUserClassName);
+  platform::KeyedUnarchiver::setClass_forClassName(&ORVAAccountUser::initWithCoder, kUserClassName);
 }
 
-}  // namespace orx
+}  // namespace orx::user

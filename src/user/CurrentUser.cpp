@@ -51,8 +51,8 @@ void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& use
     const std::lock_guard guard(settingMutex);
     previous = currentUser();
     if (user == previous) return;
-    if (user) information.set(std::string(ORVAAccountUserChangeNewKey), user);
-    if (previous) information.set(std::string(ORVAAccountUserChangeOldKey), previous);
+    if (user) information.set(ORVAAccountUserChangeNewKey, user);
+    if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
     replaceCurrentRecord(user);
     ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
   }

@@ -6,14 +6,18 @@
 #include "config/Servers.h"
 #include "platform/base/DateFormatter.h"
 #include "platform/queues/OperationQueue.h"
-#include "user/ArchivedNames.h"
+#include "user/ArchivedClasses.h"
 #include "user/ImageState.h"
 
 namespace orx {
 
 using namespace platform;
+using namespace config;
 
 namespace {
+
+// The key of the fields within a stored record. It is a format and never changes.
+constexpr std::string_view kUserInfoKey = "_userInfo";
 
 constexpr std::string_view kRegion = "region";
 constexpr std::string_view kPicturePath = "/utilities/pic.ashx?s=large&f=";
@@ -60,6 +64,7 @@ std::optional<std::string> ORVAAccountUser::lastName() const { return field(kORV
 
 std::optional<std::string> ORVAAccountUser::nickName() const { return field(kORVAAccountNickName); }
 
+// The picture text goes in as it stands, unescaped; text that makes no URL gives none.
 std::optional<URL> ORVAAccountUser::pictureURL() const {
   std::string text(originOf(isCNServer() ? ServerSet::China : ServerSet::Global));
   text += kPicturePath;
@@ -91,7 +96,7 @@ bool ORVAAccountUser::isEqualToUser(const ORVAAccountUser* user) const {
 
 bool ORVAAccountUser::supportsSecureCoding() { return true; }
 
-std::string_view ORVAAccountUser::archivedClassName() const { return kUserClassName; }
+std::string_view ORVAAccountUser::archivedClassName() const { return user::kUserClassName; }
 
 void ORVAAccountUser::encodeWithCoder(Coder& coder) const {
   coder.encodeObject_forKey(userInfo_ ? Value(*userInfo_) : Value(), kUserInfoKey);

@@ -150,7 +150,7 @@ UserDefaults::Transaction beginTransaction(UserDefaults::MissingFolder missingFo
 
 ORVAAccountUserCache::ORVAAccountUserCache()
     : userKeychain_(ORVAAccountKeychain::initWithServiceID(keychainService())) {
-  registerArchivedClasses();
+  user::registerArchivedClasses();
 }
 
 ORVAAccountUserCache::~ORVAAccountUserCache() = default;

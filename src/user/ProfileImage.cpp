@@ -15,14 +15,12 @@ using namespace platform;
 
 namespace {
 
-constexpr std::string_view kErrorDomain = "ORVAAccountUserErrorDomain";
-
 bool isSuccess(long statusCode) { return statusCode >= 200 && statusCode < 300; }
 
 std::shared_ptr<Error> wrongResponseError(long statusCode) {
   return Error::errorWithDomain_code_userInfo(
-      kErrorDomain, statusCode,
-      {{std::string(NSLocalizedDescriptionKey), "The response is wrong"}});
+      kORVAAccountUserErrorDomain, statusCode,
+      {{NSLocalizedDescriptionKey, "The response is wrong"}});
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <ORXAccount/ORVAAccountConstants.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,6 +10,9 @@
 #include "service/SOAPCall.h"
 
 namespace orx {
+
+using service::soap11_header_request_pattern;
+
 namespace {
 
 // The service's own texts, written out a second time on purpose: they are a format.
@@ -83,6 +87,16 @@ TEST(Constants, HoldTheTextsThatTheServiceKnows) {
       {getUserDataAPIID, "sso0000004"},
   };
   for (const auto& [constant, text] : texts) EXPECT_EQ(constant, text);
+}
+
+TEST(Constants, NameTheErrorCodesAndDomains) {
+  EXPECT_EQ(kORVAAccountAPIErrorDomain, "ORVAAccountAPIErrorDomain");
+  EXPECT_EQ(kORVAAccountUserErrorDomain, "ORVAAccountUserErrorDomain");
+  EXPECT_THAT((std::vector{kORVAAccountErrorAppID, kORVAAccountErrorAppKey, kORVAAccountErrorAPIID,
+                           kORVAAccountErrorAlreadyRegistered, kORVAAccountErrorPassword,
+                           kORVAAccountErrorPasswordLength, kORVAAccountErrorEmailFormat,
+                           kORVAAccountErrorOther}),
+              ::testing::ElementsAre(0, 1, 2, 3, 4, 5, 6, 7));
 }
 
 TEST(Constants, TheTwoTicketKeysDifferInTheCaseOfTheFirstLetterAlone) {

@@ -9,6 +9,7 @@ namespace orx {
 namespace {
 
 using namespace orx::testing;
+using namespace config;
 
 class Account : public SignInFixture {
  protected:

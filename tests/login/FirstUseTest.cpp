@@ -31,6 +31,7 @@
 namespace orx::testing {
 
 using namespace platform;
+using namespace service;
 namespace {
 
 constexpr int fine = 7;
@@ -51,7 +52,7 @@ constexpr std::array<void (*)(), 16> uses{
     [] { (void)URLSession::sharedSession(); },
     [] { postNowhere(PostContent::xml); },  // TransferOptions
     [] { postNowhere(PostContent::json); },
-    [] { (void)serviceURL(ServerSet::Global, kCustomerInfoPath); },
+    [] { (void)config::serviceURL(config::ServerSet::Global, config::kCustomerInfoPath); },
     [] { (void)ORVAAccount::sharedInstance()->appID(); },
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },

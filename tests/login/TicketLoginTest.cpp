@@ -125,9 +125,11 @@ TEST_F(TicketLogin, AnInnerDocumentThatIsBrokenReportsTheParsersErrorOnce) {
   EXPECT_EQ(delegate().reports.count(), 0U);
 }
 
-TEST_F(TicketLogin, AnAbsentTicketThrowsAndSendsNothing) {
-  EXPECT_THROW(manager()->loginWithTicket(std::nullopt), std::invalid_argument);
-  EXPECT_EQ(server().connectionCount(), 0U);
+TEST_F(TicketLogin, AnEmptyTicketIsSentAsItIs) {
+  answerWith(Answer::hangUp(TLSTestServer::End::cut));
+  manager()->loginWithTicket("");
+  EXPECT_NE(report().error, nullptr);
+  EXPECT_EQ(between(onlyRequest().body, "<Parameters>", "</Parameters>"), R"({"Ticket":""})");
 }
 
 TEST_F(TicketLogin, MissingCredentialsThrowAndSendNothing) {

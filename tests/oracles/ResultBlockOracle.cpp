@@ -9,6 +9,8 @@
 
 namespace orx::testing {
 
+using namespace service;
+
 namespace {
 
 struct Free {

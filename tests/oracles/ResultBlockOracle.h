@@ -8,6 +8,9 @@
 
 namespace orx::testing {
 
+using service::ResultBlock;
+using service::ResultBlockPattern;
+
 // What the pattern texts themselves give, as a general regular expression engine reads them:
 // case-insensitive over Unicode, "." stopping at every line terminator. It backtracks, so hostile
 // texts take it long; throws std::runtime_error when it gives up.

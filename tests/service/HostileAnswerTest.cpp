@@ -15,7 +15,7 @@ constexpr std::size_t kMemoryBound = std::size_t{512} * 1024 * 1024;
 
 class HostileAnswerTest : public AccountServiceFixture {
  protected:
-  // The only report, though others have had time to come: the next call's has come by then.
+  // Fails when the first call reports twice: its second report would come before the next call's.
   Report answered(const Operation& operation, const std::string& body) {
     answerWith(body);
     const auto reports = std::make_shared<Mailbox<Report>>();
@@ -170,7 +170,7 @@ class HostileReturnData : public HostileAnswerTest,
 
 TEST_P(HostileReturnData, ThatIsNoJSONIsNull) {
   for (const HostileAnswer& hostile : hostileJSON()) {
-    // Text that is no UTF-8 takes the whole block with it.
+    // One byte that is not UTF-8 anywhere in the answer, and no block is found.
     if (hostile.name == "InvalidUTF8InJSON") continue;
     const Report outcome =
         answered(GetParam(), soapAnswer(resultBlock("1", "words", "Json", hostile.text)));

@@ -12,7 +12,7 @@ using namespace orx::testing;
 // Both operations are one but for the path, so each test runs over both.
 class OpenIDV2 : public AccountServiceFixture, public ::testing::WithParamInterface<bool> {
  protected:
-  void start(ORVAAccountAPI& client, const std::optional<Dictionary>& parameters,
+  void start(ORVAAccountAPI& client, const Dictionary& parameters,
              ORVAAccountAPICompletionHandler handler) {
     if (GetParam()) {
       client.loginOpenIDV2WithParameters_completionHandler(parameters, std::move(handler));
@@ -20,7 +20,7 @@ class OpenIDV2 : public AccountServiceFixture, public ::testing::WithParamInterf
       client.registerV2WithParameters_completeHandler(parameters, std::move(handler));
     }
   }
-  Report run(const std::optional<Dictionary>& parameters = Dictionary()) {
+  Report run(const Dictionary& parameters = {}) {
     return outcomeOf([&](auto handler) { start(*api(), parameters, handler); });
   }
   Report answered(const std::string& body, int status = 200) {
@@ -48,9 +48,9 @@ TEST_P(OpenIDV2, TheClientsCredentialsReplaceTheCallersAndLeaveItsDictionaryAlon
   EXPECT_EQ(parameters, (Dictionary{{"AppKey", "theirs"}, {"a", "b"}, {"AppID", "theirs"}}));
 }
 
-TEST_P(OpenIDV2, AbsentParametersSendTheCredentialsAlone) {
+TEST_P(OpenIDV2, EmptyParametersSendTheCredentialsAlone) {
   answerWith(R"({"Status":0})");
-  run(std::nullopt);
+  run({});
   EXPECT_EQ(onlyRequest().body, R"({"AppID":"my-app","AppKey":"my-key"})");
 }
 

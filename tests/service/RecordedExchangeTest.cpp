@@ -127,7 +127,7 @@ TEST_P(RecordedExchangeMeaning, IsReported) {
     EXPECT_EQ(between(request.body, "<AppID>", "</AppID>"), exchange.appID);
     EXPECT_EQ(between(request.body, "<AppKey>", "</AppKey>"), exchange.appKey);
   }
-  // Some were recorded from a client that sent what this one cannot.
+  // Some were recorded from a client that sent requests that this library never sends.
   const bool canBeSent = !recorded.error && exchange.name != "openid-v2-without-app-id";
   if (operationOf(exchange).name == "List") {
     EXPECT_EQ(sentParameters(request.body), exchange.request);

@@ -13,6 +13,7 @@
 namespace orx {
 namespace {
 
+using namespace service;
 using testing::descriptionOf;
 using testing::matchResultBlockByPattern;
 
@@ -61,7 +62,7 @@ TEST(ResultBlock, IgnoresTheCaseOfNamesAlsoOfTheLongS) {
   EXPECT_EQ(lenient("<Re\u017FultCode>A</Re\u017FultCode><Re\u017FultDe\u017Fc>B</ResultDesc>"
                     "<ReturnDataType>C</ReturnDataType><ReturnData>D</ReturnData>"),
             "code 'A', description 'B', type 'C', data 'D'");
-  // Other bytes of the long s's kind, and other look-alikes, are no s.
+  // Characters beside U+017F, and others that look like an s, do not match one.
   EXPECT_EQ(lenient("<Re\u017EultCode>" + block("", "", kData).substr(12)), "no match");
   EXPECT_EQ(lenient("<Re\u00DFultCode>" + block("", "", kData).substr(12)), "no match");
 }
@@ -73,7 +74,7 @@ TEST(ResultBlock, StandsOnOneLine) {
     EXPECT_EQ(lenient(std::string("<ResultCode>0") + terminator + block("1", "b", kData)),
               "code '1', description 'b', type 'Json', data '[]'");
   }
-  // Neighbours of the terminators are ordinary text.
+  // The characters before and after each terminator do not end a line.
   for (const char* character : {"\t", "\x0E", "\x1C", "\u0084", "\u0086", "\u2027", "\u202A"}) {
     EXPECT_NE(lenient(block("1", character, kData)), "no match");
   }
@@ -134,7 +135,7 @@ class Generator {
       const std::size_t pieces = below(14);
       for (std::size_t piece = 0; piece < pieces; ++piece) text += anyPiece();
     } else {
-      // In order, so that there is mostly something to match.
+      // The literals in their order, so that most texts match.
       for (const char* literal : {kLiterals[0], kLiterals[1], kLiterals[2]}) {
         text += noise() + changed(literal) + noise();
       }
@@ -204,12 +205,12 @@ TEST(ResultBlock, GivesWhatThePatternsGive) {
       matches += own ? 1 : 0;
     }
   }
-  // A generator whose texts hardly ever match, or always do, would show little.
+  // If hardly any text matched, or all did, the comparison would test little.
   EXPECT_GT(matches, cases / 10);
   EXPECT_LT(matches, 2 * cases * 9 / 10);
 }
 
-// These sanitizers have memrchr look at all of its text, and would measure themselves.
+// These sanitizers check all of the text at each memrchr, and the time would be theirs.
 #if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 std::string repeated(const std::string& text, std::size_t size) {
   std::string all;
@@ -232,8 +233,8 @@ TEST(ResultBlock, TakesTimeInProportionToAHostileAnswer) {
         std::string("</ResultDesc><ReturnDataType>"), std::string("<Re\u017FultCod"),
         head + "</ReturnDataType><ReturnData>", head + "\u2028"}) {
     for (const std::string& start : {std::string(), head}) {
-      // Sixteen times the text: linear time is 16, quadratic 256. The room between leaves the
-      // caches and the sanitizers theirs.
+      // Sixteen times the text takes 16 times as long in linear time, 256 times in quadratic time.
+      // The bound lies between, because caches slow the longer text down.
       const auto small = timeFor(start + repeated(piece, 12'500));
       const auto large = timeFor(start + repeated(piece, 200'000));
       EXPECT_LT(large, 100 * small) << start << piece;

@@ -162,7 +162,7 @@ TEST_F(UserData, MalformedXMLIsTheParsersErrorReportedOnce) {
     ASSERT_NE(outcome.error, nullptr) << length;
     EXPECT_EQ(outcome.error->domain(), NSXMLParserErrorDomain);
   }
-  // A task goes when its report has returned, a moment after the test has it.
+  // The task is removed after the report has returned, so the test waits for it.
   EXPECT_TRUE(eventually([&] { return api()->parsingTasks()->empty(); }));
 }
 

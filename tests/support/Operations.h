@@ -12,9 +12,7 @@ namespace orx::testing {
 
 struct Operation {
   std::string name;
-  std::function<void(ORVAAccountAPI&, const std::optional<Dictionary>&,
-                     ORVAAccountAPICompletionHandler)>
-      start;
+  std::function<void(ORVAAccountAPI&, const Dictionary&, ORVAAccountAPICompletionHandler)> start;
 };
 
 inline void PrintTo(const Operation& operation, std::ostream* stream) { *stream << operation.name; }

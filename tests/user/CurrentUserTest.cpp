@@ -176,7 +176,7 @@ TEST_F(CurrentUserTest, CanBeSetByAnotherThreadWhileAnObserverRuns) {
 TEST_F(CurrentUserTest, IsReadWithoutWaitingForTheStore) {
   ORVAAccountUser::setCurrentUser(userNamed("first"));
   const auto second = userNamed("second");
-  // Whoever sets now waits for this lock, with the new user in force already.
+  // While this lock is held a set waits for storage, but the new user is current already.
   auto lock = StoredDirectory::open(home.keychainDirectory(), StoredDirectory::Kind::Private,
                                     StoredDirectory::Missing::Leave)
                   .directory->lock("lock", Deadline::max());

@@ -31,7 +31,7 @@ void allowManyDescriptors() {
   ASSERT_GT(limit.rlim_cur, 2 * kRecords);
 }
 
-// Counts across processes; taking waits until there is one.
+// A semaphore between processes: take() waits until there is one.
 class Tickets {
  public:
   Tickets() : descriptor_(eventfd(0, EFD_SEMAPHORE)) {}

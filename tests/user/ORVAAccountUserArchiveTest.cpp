@@ -19,7 +19,7 @@ namespace {
 using KeyedArchiver::archivedDataWithRootObject;
 
 std::shared_ptr<ORVAAccountUser> restored(const Data& archive) {
-  registerArchivedClasses();
+  user::registerArchivedClasses();
   const auto reading = KeyedUnarchiver::unarchiveObjectWithData(archive);
   EXPECT_EQ(reading.error, nullptr) << reading.error->localizedDescription();
   return reading.root.objectOf<ORVAAccountUser>();
@@ -80,7 +80,7 @@ TEST(ORVAAccountUser, TellsAnEmptyDictionaryFromAnAbsentOneInAnArchive) {
 }
 
 TEST(ORVAAccountUser, IsReadInsideAnotherValue) {
-  registerArchivedClasses();
+  user::registerArchivedClasses();
   const auto user = ORVAAccountUser::initWithUserInfo(profile());
   const auto reading =
       KeyedUnarchiver::unarchiveObjectWithData(archivedDataWithRootObject(Array{user, "text"}));

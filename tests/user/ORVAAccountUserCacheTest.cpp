@@ -156,7 +156,7 @@ TEST_F(UserCacheTest, LeavesNoTraceOfAUserWhoSignedOut) {
   }
 }
 
-// Made by ctest's process for this test alone, so the instance is not made yet.
+// ctest runs this test in a process of its own, so the instance does not exist yet.
 TEST(UserCacheServiceName, HoldsTheBundleIdentifierOfTheFirstUse) {
   const testing::StorageHome home;
   Bundle::mainBundle()->setBundleIdentifier("org.example.another");
@@ -205,14 +205,14 @@ TEST_F(UserCacheTest, HoldsOneWholeUserAfterManyProcessesSignedInAndOut) {
           if (number == 0 && turn % 2 == 0) signOut();
           signIn(std::to_string(number));
           const auto seen = restored();
-          // Somebody else's sign-out may have come between, but never a mix.
+          // Another thread may have signed out meanwhile, but the two stores never disagree.
           if (seen != "(nobody)" && seen.size() != 1) return 1;
         }
         return 0;
       }));
     }
     for (const auto& child : children) EXPECT_EQ(child->wait(), 0);
-    // Everybody's last act was a sign-in.
+    // The last call of every process was a sign-in.
     EXPECT_EQ(restored().size(), 1U);
   }
 }

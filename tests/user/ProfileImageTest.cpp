@@ -217,7 +217,7 @@ TEST_F(ProfileImage, ARestoredRecordHasNoPicture) {
   answerWith("picture");
   const auto user = userFrom();
   load(user);
-  registerArchivedClasses();
+  user::registerArchivedClasses();
   const auto restored =
       KeyedUnarchiver::unarchiveObjectWithData(KeyedArchiver::archivedDataWithRootObject(user))
           .root.objectOf<ORVAAccountUser>();

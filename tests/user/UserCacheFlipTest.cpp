@@ -45,7 +45,7 @@ class UserCacheFlipTest : public testing::UserCacheTest {
     fs::remove(asideOf(file));
   }
 
-  // In its place, which spares the disk the making of a whole file.
+  // Writes the byte in place, which is cheaper than a new file for each.
   static void flip(const fs::path& file, std::size_t bit) {
     std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
     const auto place = static_cast<std::streamoff>(bit / 8);

@@ -11,7 +11,7 @@ namespace {
 bool theUserDatabaseKnowsNobody = false;
 }
 
-// In place of the C library's in this program: a user without an entry cannot be made without being
+// Replaces the C library's function in this program: making a user without an entry would take
 // root.
 extern "C" int getpwuid_r(uid_t user, passwd* entry, char* buffer, size_t size, passwd** result) {
   *result = nullptr;
@@ -98,7 +98,7 @@ TEST_P(UserCacheRefusal, IsNamedNothingIsTouchedAndTheUserIsBackAfterwards) {
   EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
 }
 
-// To what was there before: it would be read if the link were followed.
+// The link leads to the good item: it would be read if the link were followed.
 void makeLink(const fs::path& place) {
   auto home = place;
   while (!fs::exists(home / "kept")) home = home.parent_path();

@@ -13,8 +13,8 @@ using testing::ChildProcess;
 using testing::snapshotOf;
 using testing::userNamed;
 
-// What a start-up does, which sets the user that it has just restored, with other processes in
-// between.
+// A start-up restores the user and then sets it. Here other processes sign in or out between the
+// two.
 class UserCacheStartTest : public testing::UserCacheTest {
  protected:
   void inAnotherProcess(const std::function<void()>& work) {
@@ -78,12 +78,12 @@ TEST_F(UserCacheStartTest, StoresARestoredUserAgainAfterAnother) {
   EXPECT_EQ(restored(), "someone");
 }
 
-// Another process that does not come to an end of its own sign-in.
+// Another process holds the lock of a sign-in and does not release it.
 
 class UserCacheHeldUp : public testing::UserCacheTest {
  protected:
   UserCacheHeldUp() { signIn("someone"); }
-  // The waits are the product's own bound, and cannot be shorter here.
+  // The waits are the library's own limit of 2 seconds each; a test cannot shorten them.
   UserDefaults::Transaction held() {
     return defaults.beginTransaction(std::chrono::steady_clock::now() + std::chrono::seconds(20));
   }

@@ -37,8 +37,8 @@ TEST_F(UserStoreInterop, HoldsExactlyWhatTheFormatHas) {
   EXPECT_EQ(readByOthers(), std::string("defaults besides: {}\n") + storedUser);
 }
 
-// Each as a whole: defaults and item by another hand, the start-up over them, and what it writes
-// back.
+// Whole rounds: another program writes defaults and item, a start-up reads them, and the other
+// program reads what the start-up wrote back.
 class UserStoreByOthers : public UserStoreInterop,
                           public ::testing::WithParamInterface<const char*> {};
 

@@ -21,7 +21,8 @@ class ORX_EXPORT Coder {
 };
 
 // An object that can be archived under its class name, which is part of the stored format. Its
-// encodeWithCoder runs while the current user is being stored: it must not change the current user.
+// encodeWithCoder runs while the current user is being stored: changing the current user in there
+// would wait for itself.
 class ORX_EXPORT SecureCoding : public Object {
  public:
   virtual std::string_view archivedClassName() const = 0;

@@ -19,7 +19,8 @@ struct DictionaryEntry;
 // content, and changing one handle never changes another (it takes a copy of the content first), so
 // a dictionary that was handed over stays as it was. Default-constructed it is empty, not absent:
 // where absence means something the type is std::optional<Dictionary>. Different handles may be
-// used on different threads; one handle follows the rules of any value.
+// used on different threads, also when they share their content; one handle must not be changed on
+// one thread while another uses it.
 class ORX_EXPORT Dictionary {
  public:
   using Entry = DictionaryEntry;
@@ -45,7 +46,7 @@ class ORX_EXPORT Dictionary {
 
   // Replaces the value of a known key in its place, or adds a new entry at the end.
   void set(std::string key, Value value);
-  // For keys that are constants.
+  // For keys that are std::string_view constants, such as kORVAAccountLogin.
   template <std::same_as<std::string_view> Key>
   void set(Key key, Value value);
   // Removes the entry; an unknown key changes nothing.

@@ -11,6 +11,26 @@
 
 namespace orx {
 
+// What the library delivers, by domain:
+//
+// - NSURLErrorDomain, with one of the codes below: the reply did not come or broke off. From every
+//   call over the network except the lists.
+// - kORVAAccountErrorDomain, with one of its codes kORVAAccountError...: the service refused. From
+//   registration and the sign-ins of either interface, and commonWithApiId...
+// - kORVAAccountErrorDomain, with the service's ResultCode (0 when there was none): the service
+//   refused the data of a ticket's user. From getUserData... and the ticket sign-in.
+// - kORVAAccountAPIErrorDomain, with the HTTP status: it is not 200. From apToWebSSO...,
+//   registerV2... and the OpenID V2 sign-in.
+// - kORVAAccountUserErrorDomain, with the HTTP status: it is not 200 to 299. From picture loads.
+// - NSCocoaErrorDomain, with NSPropertyListReadCorruptError: the answer is not the JSON object that
+//   the service promises. From registerV2... and the OpenID V2 sign-in.
+// - NSXMLParserErrorDomain, with the parser's own code: the text is not well-formed. From
+//   getUserData..., the ticket sign-in and XMLParser::parserError().
+//
+// Lists deliver no errors. The user information holds NSLocalizedDescriptionKey, except for
+// kORVAAccountAPIErrorDomain and where the service gave no text; for NSURLErrorDomain it holds
+// NSURLErrorFailingURLStringErrorKey as well.
+
 // Key of the text for people in an error's user information.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
 // Key of the URL text that a transport error concerns.
@@ -23,25 +43,32 @@ inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
 // Domain of the XML parser's errors; the code is the parser's own.
 inline constexpr std::string_view NSXMLParserErrorDomain = "NSXMLParserErrorDomain";
 
-// Codes of NSURLErrorDomain that this library delivers.
+// Codes of NSURLErrorDomain.
+// Nothing more is known; memory, threads or descriptors have run out, for instance.
 inline constexpr std::int64_t NSURLErrorUnknown = -1;
-inline constexpr std::int64_t NSURLErrorCancelled = -999;
 inline constexpr std::int64_t NSURLErrorBadURL = -1000;
+// No connection, or no progress, within the configured time.
 inline constexpr std::int64_t NSURLErrorTimedOut = -1001;
+// The URL is not an HTTPS one.
 inline constexpr std::int64_t NSURLErrorUnsupportedURL = -1002;
 inline constexpr std::int64_t NSURLErrorCannotFindHost = -1003;
 inline constexpr std::int64_t NSURLErrorCannotConnectToHost = -1004;
+// The connection ended before the whole reply had come. The service may have carried the call out.
 inline constexpr std::int64_t NSURLErrorNetworkConnectionLost = -1005;
 inline constexpr std::int64_t NSURLErrorHTTPTooManyRedirects = -1007;
+// What came is no HTTP.
 inline constexpr std::int64_t NSURLErrorBadServerResponse = -1011;
 inline constexpr std::int64_t NSURLErrorCannotDecodeRawData = -1015;
+// The reply is longer than URLSessionConfiguration allows.
 inline constexpr std::int64_t NSURLErrorDataLengthExceedsMaximum = -1103;
 inline constexpr std::int64_t NSURLErrorSecureConnectionFailed = -1200;
+// The certificate is not trusted, is for another host name, or has expired.
 inline constexpr std::int64_t NSURLErrorServerCertificateUntrusted = -1202;
 
 // Code of NSCocoaErrorDomain for text that a reader refuses (JSON that is none).
 inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
-// Code of NSCocoaErrorDomain for an archive that cannot be read.
+// Code of NSCocoaErrorDomain for an archive that cannot be read. No call delivers it: a stored user
+// that cannot be read is nobody.
 inline constexpr std::int64_t NSCoderReadCorruptError = 4864;
 
 // An error record: a domain, a code that means something within that domain only, and a dictionary

@@ -16,7 +16,7 @@ class ORX_EXPORT URL {
   // Absent when the text is not a URL (nothing is escaped or mended to make it one).
   static std::optional<URL> URLWithString(std::string_view text);
 
-  // Moving copies, so that no URL is ever without its text.
+  // Moving copies: a URL that was moved from would have no text.
   URL(const URL& other) = default;
   URL& operator=(const URL& other) = default;
 

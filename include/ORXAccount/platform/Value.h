@@ -35,7 +35,7 @@ class ORX_EXPORT Value {
   enum class Kind { Null, Boolean, Integer, Double, String, Data, Array, Dictionary, Object };
 
   Value() noexcept = default;
-  // Not inline: this compiler warns of uninitialised content wherever it moves a variant inline.
+  // Not inline: g++ 12 warns of uninitialised content wherever it moves the variant inline.
   Value(const Value& other);
   Value(Value&& other) noexcept;
   Value& operator=(const Value& other);
@@ -97,7 +97,8 @@ class ORX_EXPORT Value {
                                std::string, orx::Data, std::shared_ptr<const orx::Array>,
                                orx::Dictionary, std::shared_ptr<orx::Object>>;
 
-  // One representation for each integer, so that kinds of storage need not be compared.
+  // Each integer is stored in one way only (unsigned when it is beyond the signed range), so equal
+  // integers are equal contents.
   template <ValueInteger T>
   static Content contentOf(T integer) noexcept {
     if (std::in_range<std::int64_t>(integer)) return static_cast<std::int64_t>(integer);
@@ -114,10 +115,10 @@ struct Array : std::vector<Value> {
 struct DictionaryEntry {
   DictionaryEntry(std::string aKey, Value aValue)
       : key(std::move(aKey)), value(std::move(aValue)) {}
-  // For keys that are constants.
+  // For keys that are std::string_view constants, such as kORVAAccountLogin.
   template <std::same_as<std::string_view> Key>
   DictionaryEntry(Key aKey, Value aValue) : key(aKey), value(std::move(aValue)) {}
-  // With the null value.
+  // Such a key with the null value.
   template <std::same_as<std::string_view> Key>
   explicit DictionaryEntry(Key aKey) : key(aKey) {}
 
