@@ -34,13 +34,11 @@ SOAPCall customerInfoCall(std::string_view apiID, const std::optional<Dictionary
 }
 
 // Password and OpenID sign-in differ in the operation identifier alone.
-URLSession::CompletionHandler loginAnswerHandler(std::shared_ptr<const ORVAAccountAPI> api,
-                                                 ORVAAccountAPICompletionHandler handler) {
-  return [api = std::move(api), handler = std::move(handler)](
-             const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-             const std::shared_ptr<Error>& error) {
-    if (!response) return handler(nullptr, error);
-    const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Lenient);
+TransferHandler loginAnswerHandler(std::shared_ptr<const ORVAAccountAPI> api,
+                                   ORVAAccountAPICompletionHandler handler) {
+  return [api = std::move(api), handler = std::move(handler)](const TransferOutcome& outcome) {
+    if (outcome.statusCode == 0) return handler(nullptr, outcome.error);
+    const ResultBlock block = resultBlockIn(outcome.data, ResultBlockPattern::Lenient);
     std::string description(block.resultDescription);
     if (intValue(block.resultCode) != 1) {
       return handler(nullptr, api->errorWithDescription(description));
@@ -56,11 +54,10 @@ void ORVAAccountAPI::commonWithApiId_parameters_completionHandler(
     std::string_view apiId, const std::optional<Dictionary>& parameters,
     ORVAAccountAPICompletionHandler completionHandler) {
   auto answerHandler =
-      [api = shared_from_this(), this, handler = required(std::move(completionHandler))](
-          const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-          const std::shared_ptr<Error>& error) {
-        if (!response) return handler(nullptr, error);
-        const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Lenient);
+      [api = shared_from_this(), this,
+       handler = required(std::move(completionHandler))](const TransferOutcome& outcome) {
+        if (outcome.statusCode == 0) return handler(nullptr, outcome.error);
+        const ResultBlock block = resultBlockIn(outcome.data, ResultBlockPattern::Lenient);
         std::string description(block.resultDescription);
         if (longLongValue(block.resultCode) != 1) {
           return handler(nullptr, errorWithDescription(description));
@@ -74,19 +71,18 @@ void ORVAAccountAPI::commonWithApiId_parameters_completionHandler(
 
 void ORVAAccountAPI::register_completeHandler(const std::optional<Dictionary>& parameters,
                                               ORVAAccountAPICompletionHandler completeHandler) {
-  auto answerHandler =
-      [api = shared_from_this(), this, handler = required(std::move(completeHandler))](
-          const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-          const std::shared_ptr<Error>& error) {
-        if (!response) return handler(nullptr, error);
-        const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Lenient);
-        std::string description(block.resultDescription);
-        if (longLongValue(block.resultCode) == 0) {
-          return handler(nullptr, errorWithDescription(description));
-        }
-        const Dictionary customer{{std::string(kORVAAccountCusID), block.returnData.value_or("")}};
-        handler(makeResult(std::move(description), customer), nullptr);
-      };
+  auto answerHandler = [api = shared_from_this(), this,
+                        handler =
+                            required(std::move(completeHandler))](const TransferOutcome& outcome) {
+    if (outcome.statusCode == 0) return handler(nullptr, outcome.error);
+    const ResultBlock block = resultBlockIn(outcome.data, ResultBlockPattern::Lenient);
+    std::string description(block.resultDescription);
+    if (longLongValue(block.resultCode) == 0) {
+      return handler(nullptr, errorWithDescription(description));
+    }
+    const Dictionary customer{{std::string(kORVAAccountCusID), block.returnData.value_or("")}};
+    handler(makeResult(std::move(description), customer), nullptr);
+  };
   startSOAPCall(customerInfoCall(registerAPIID, parameters), {appID_, appKey_},
                 std::move(answerHandler));
 }
@@ -109,18 +105,16 @@ void ORVAAccountAPI::loginOpenID_completionHandler(
 void ORVAAccountAPI::apToWebSSOWithParameters_completionHandler(
     const std::optional<Dictionary>& parameters,
     ORVAAccountAPICompletionHandler completionHandler) {
-  auto answerHandler = [handler = required(std::move(completionHandler))](
-                           const std::optional<Data>& data,
-                           const std::shared_ptr<HTTPURLResponse>& response,
-                           const std::shared_ptr<Error>& error) {
-    if (error) return handler(nullptr, error);
-    if (response->statusCode() != kStatusOK) {
-      return handler(nullptr, statusError(response->statusCode()));
-    }
-    const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Strict);
-    handler(makeResult(std::string(block.resultDescription), block.returnData.value_or("")),
-            nullptr);
-  };
+  auto answerHandler =
+      [handler = required(std::move(completionHandler))](const TransferOutcome& outcome) {
+        if (outcome.error) return handler(nullptr, outcome.error);
+        if (outcome.statusCode != kStatusOK) {
+          return handler(nullptr, statusError(outcome.statusCode));
+        }
+        const ResultBlock block = resultBlockIn(outcome.data, ResultBlockPattern::Strict);
+        handler(makeResult(std::string(block.resultDescription), block.returnData.value_or("")),
+                nullptr);
+      };
   startSOAPCall({.envelope = soap11_header_request_pattern,
                  .path = kAccountServicePath,
                  .apiID = kWebSSOAPIID,

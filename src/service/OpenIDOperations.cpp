@@ -8,9 +8,9 @@
 
 #include "platform/base/Integers.h"
 #include "platform/formats/JSONSerialization.h"
+#include "platform/http/URLSessionConfiguration.h"
 #include "service/Answer.h"
 #include "service/CompletionHandler.h"
-#include "service/Post.h"
 #include "service/SOAPCall.h"
 #include "service/ServiceError.h"
 
@@ -47,16 +47,15 @@ void reportAnswer(const Dictionary& answer, const ORVAAccountAPI& api,
   handler(makeResult(std::move(message), answer["Result"]), nullptr);
 }
 
-URLSession::CompletionHandler jsonAnswerHandler(std::shared_ptr<const ORVAAccountAPI> api,
-                                                ORVAAccountAPICompletionHandler handler) {
-  return [api = std::move(api), handler = std::move(handler)](
-             const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-             const std::shared_ptr<Error>& error) {
-    if (error) return handler(nullptr, error);
-    if (response->statusCode() != kStatusOK) {
-      return handler(nullptr, statusError(response->statusCode()));
+TransferHandler jsonAnswerHandler(std::shared_ptr<const ORVAAccountAPI> api,
+                                  ORVAAccountAPICompletionHandler handler) {
+  return [api = std::move(api), handler = std::move(handler)](const TransferOutcome& outcome) {
+    if (outcome.error) return handler(nullptr, outcome.error);
+    if (outcome.statusCode != kStatusOK) {
+      return handler(nullptr, statusError(outcome.statusCode));
     }
-    const auto reading = JSONSerialization::JSONObjectWithText(data ? data->text() : "");
+    const auto reading =
+        JSONSerialization::JSONObjectWithText(outcome.data ? outcome.data->text() : "");
     if (reading.error) return handler(nullptr, reading.error);
     const Dictionary* answer = reading.value.dictionary();
     if (answer == nullptr) {
@@ -66,10 +65,11 @@ URLSession::CompletionHandler jsonAnswerHandler(std::shared_ptr<const ORVAAccoun
   };
 }
 
-void startJSONCall(std::string_view path, std::string body,
-                   URLSession::CompletionHandler completionHandler) {
-  startPost(serviceURL(ServerSet::Global, path), PostContent::json, std::move(body),
-            std::move(completionHandler));
+void startJSONCall(std::string_view path, std::string body, TransferHandler completionHandler) {
+  startTransfer({.url = serviceURL(ServerSet::Global, path),
+                 .httpBody = std::move(body),
+                 .contentType = "application/json"},
+                sharedDefaultConfiguration(), std::move(completionHandler));
 }
 
 }  // namespace

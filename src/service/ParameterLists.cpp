@@ -20,10 +20,8 @@ constexpr std::string_view kParameterListAPIID = "secure0003";
 void ORVAAccountAPI::parameterListWithName_completionHandler(
     std::string_view name, ORVAAccountAPICompletionHandler completionHandler) {
   auto answerHandler = [handler = required(std::move(completionHandler))](
-                           const std::optional<Data>& data,
-                           const std::shared_ptr<platform::HTTPURLResponse>& /*response*/,
-                           const std::shared_ptr<Error>& /*error*/) {
-    const ResultBlock block = resultBlockIn(data, ResultBlockPattern::Strict);
+                           const platform::TransferOutcome& outcome) {
+    const ResultBlock block = resultBlockIn(outcome.data, ResultBlockPattern::Strict);
     handler(
         makeResult(std::string(block.resultDescription), parsedJSON(block.returnData.value_or(""))),
         nullptr);

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/formats/JSONSerialization.h"
-#include "service/Post.h"
+#include "platform/http/URLSessionConfiguration.h"
 
 namespace orx {
 
@@ -52,11 +52,13 @@ std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials)
 }
 
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
-                   URLSession::CompletionHandler completionHandler) {
+                   TransferHandler completionHandler) {
   const ServerSet servers =
       ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
-  startPost(serviceURL(servers, call.path), PostContent::xml, filledEnvelope(call, credentials),
-            std::move(completionHandler));
+  startTransfer({.url = serviceURL(servers, call.path),
+                 .httpBody = filledEnvelope(call, credentials),
+                 .contentType = "text/xml; charset=utf-8"},
+                sharedDefaultConfiguration(), std::move(completionHandler));
 }
 
 }  // namespace orx

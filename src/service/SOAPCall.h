@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "config/Servers.h"
-#include "platform/http/URLSession.h"
+#include "platform/http/Transport.h"
 
 namespace orx {
 
@@ -37,8 +37,8 @@ std::string parameterText(const std::optional<Dictionary>& parameters);
 // put in is left alone.
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials);
 
-// Sends the call to the server set of this moment's target server flag, on a session of its own.
+// Sends the call to the server set of this moment's target server flag.
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
-                   platform::URLSession::CompletionHandler completionHandler);
+                   platform::TransferHandler completionHandler);
 
 }  // namespace orx

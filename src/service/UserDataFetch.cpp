@@ -47,20 +47,18 @@ void ORVAAccountAPI::getUserData_completionHandler(
     const std::optional<Dictionary>& parameters,
     ORVAAccountAPICompletionHandler completionHandler) {
   auto self = std::static_pointer_cast<ORVAAccountAPI>(shared_from_this());
-  auto answerHandler = [self, handler = required(std::move(completionHandler))](
-                           const std::optional<Data>& data,
-                           const std::shared_ptr<HTTPURLResponse>& /*response*/,
-                           const std::shared_ptr<Error>& error) {
-    if (error) return handler(nullptr, error);
-    const auto parser = XMLParser::initWithData(data.value_or(Data()));
-    parser->setDelegate(self);
-    XMLTask task;
-    task.parser = parser;
-    task.completionHandler = handler;
-    // Should the host have taken the list away, the call must report all the same.
-    self->tasks_->list.appendAnyway(std::move(task));
-    parser->parse();
-  };
+  auto answerHandler =
+      [self, handler = required(std::move(completionHandler))](const TransferOutcome& outcome) {
+        if (outcome.error) return handler(nullptr, outcome.error);
+        const auto parser = XMLParser::initWithData(outcome.data.value_or(Data()));
+        parser->setDelegate(self);
+        XMLTask task;
+        task.parser = parser;
+        task.completionHandler = handler;
+        // Should the host have taken the list away, the call must report all the same.
+        self->tasks_->list.appendAnyway(std::move(task));
+        parser->parse();
+      };
   startSOAPCall({.envelope = soap12_request_pattern,
                  .path = kAccountServicePath,
                  .apiID = getUserDataAPIID,

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/http/URLSession.h"
+#include "platform/http/URLSessionDataTask.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
@@ -57,13 +57,11 @@ void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& compl
   const auto semaphore = DispatchSemaphore::createWithCount(0);
   setLoadProfileImageSemaphore(semaphore);
   auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
-  const auto task = URLSession::sharedSession()->dataTaskWithURL_completionHandler(
+  const auto task = URLSessionDataTask::dataTaskWithURL_completionHandler(
       pictureURL(),
-      [self = std::move(self), completionBlock, semaphore](
-          const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-          const std::shared_ptr<Error>& error) {
+      [self = std::move(self), completionBlock, semaphore](const TransferOutcome& outcome) {
         // A transfer that broke off is an error even when its status has arrived.
-        self->didReceiveProfileImage(data, error ? 0 : response->statusCode(), error,
+        self->didReceiveProfileImage(outcome.data, outcome.statusCode, outcome.error,
                                      completionBlock);
         semaphore->signal();
       });

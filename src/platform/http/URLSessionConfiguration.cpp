@@ -1,7 +1,8 @@
+#include "platform/http/URLSessionConfiguration.h"
+
 #include <mutex>
 #include <utility>
 
-#include "platform/http/DefaultConfiguration.h"
 #include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 

@@ -8,7 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/http/curl/TransferLoop.h"
+#include "platform/http/TransportError.h"
+#include "platform/http/curl/MultiHandle.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
@@ -29,7 +30,7 @@ struct TransferEngine::State {
   bool sleeps = false;
 
   // The attending worker's own.
-  TransferLoop loop;
+  MultiHandle multi;
   std::vector<std::unique_ptr<Transfer>> arrived;
   bool connectionsWait = false;  // the last turn was for what had arrived alone
 };
@@ -39,7 +40,7 @@ TransferEngine::TransferEngine() : state_(new State) {
   holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
     // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
     // on the parent's connections.
-    state_->loop.abandon();
+    state_->multi.abandon();
     State* inherited = std::exchange(state_, new State);
     state_->inherited = inherited;
     isInsideLibcurl_ = false;
@@ -66,12 +67,11 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
     // While the process ends nothing is started and nothing reports.
     if (stopping_ || ensureRunning()) {
       state_->inbox.push_back(std::move(transfer));
-      if (std::exchange(state_->sleeps, false)) state_->loop.wake();
+      if (std::exchange(state_->sleeps, false)) state_->multi.wake();
       return;
     }
   }
-  Transfer::fail(
-      std::move(transfer),
+  transfer->fail(
       transportError(NSURLErrorUnknown, "the system has no thread, descriptor or memory left", {}));
 }
 
@@ -79,7 +79,7 @@ bool TransferEngine::ensureRunning() {
   State& state = *state_;
   if (state.isAttended) return true;
   initialiseLibcurl();
-  state.isAttended = state.loop.open() && WorkerPool::shared().attendTo(*this);
+  state.isAttended = state.multi.open() && WorkerPool::shared().attendTo(*this);
   return state.isAttended;
 }
 
@@ -88,12 +88,13 @@ void TransferEngine::wait() {
   {
     const InboxLock lock(inboxMutex_);
     state.arrived.swap(state.inbox);
-    // What has arrived is begun at once; every other time, the connections come with it.
+    // Start new transfers first, but poll the sockets at least every second pass; else a stream of
+    // submissions starves the transfers that run.
     state.connectionsWait = !state.arrived.empty() && !state.connectionsWait;
     if (state.connectionsWait || !enterLibcurl(lock)) return;
     state.sleeps = state.arrived.empty();
   }
-  state.loop.wait(!state.arrived.empty());
+  state.multi.wait(!state.arrived.empty());
   const InboxLock lock(inboxMutex_);
   leaveLibcurl(lock);
   state.sleeps = false;
@@ -106,8 +107,8 @@ void TransferEngine::turn() {
     const InboxLock lock(inboxMutex_);
     if (!enterLibcurl(lock)) return;
   }
-  state_->loop.take(state_->arrived);
-  state_->loop.turn();
+  state_->multi.take(state_->arrived);
+  state_->multi.turn();
   const InboxLock lock(inboxMutex_);
   leaveLibcurl(lock);
 }
@@ -128,8 +129,14 @@ void TransferEngine::stop() {
   std::unique_lock lock(inboxMutex_);
   stopping_ = true;
   if (!state_->isAttended) return;
-  state_->loop.wake();
+  state_->multi.wake();
   libcurlIsLeft_.wait_for(lock, longestStop, [this] { return !isInsideLibcurl_; });
+}
+
+void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+                   TransferHandler handler) {
+  TransferEngine::shared().submit(
+      std::make_unique<Transfer>(std::move(request), std::move(configuration), std::move(handler)));
 }
 
 }  // namespace orx::platform

@@ -1,21 +1,18 @@
-#include "platform/http/curl/TransportError.h"
+#include "platform/http/curl/TransferFailure.h"
 
-#include <curl/curl.h>
-
+#include <cstdint>
 #include <cstring>
-#include <utility>
+
+#include "platform/http/TransportError.h"
 
 namespace orx::platform {
 namespace {
 
-std::int64_t platformCode(const TransportFailure& failure) {
-  switch (failure.code) {
+// Failures that mean the same at every stage.
+std::int64_t platformCode(CURLcode code) {
+  switch (code) {
     case CURLE_URL_MALFORMAT:
       return NSURLErrorBadURL;
-    case CURLE_UNSUPPORTED_PROTOCOL:
-      // Once connected it says that the answer is no HTTP.
-      return failure.stage == TransferStage::connecting ? NSURLErrorUnsupportedURL
-                                                        : NSURLErrorBadServerResponse;
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
       return NSURLErrorCannotFindHost;
@@ -25,17 +22,10 @@ std::int64_t platformCode(const TransportFailure& failure) {
       return NSURLErrorCannotConnectToHost;
     case CURLE_OPERATION_TIMEDOUT:
       return NSURLErrorTimedOut;
-    case CURLE_SEND_ERROR:
-    case CURLE_RECV_ERROR:
-      // Before the first request it is the proxy's refusal or the end of a handshake.
-      return failure.stage == TransferStage::connecting ? NSURLErrorCannotConnectToHost
-                                                        : NSURLErrorNetworkConnectionLost;
     case CURLE_GOT_NOTHING:
     case CURLE_PARTIAL_FILE:
     case CURLE_SEND_FAIL_REWIND:
     case CURLE_ABORTED_BY_CALLBACK:
-    case CURLE_HTTP2:
-    case CURLE_HTTP2_STREAM:
     case CURLE_SSL_SHUTDOWN_FAILED:
       return NSURLErrorNetworkConnectionLost;
     case CURLE_PEER_FAILED_VERIFICATION:
@@ -57,16 +47,31 @@ std::int64_t platformCode(const TransportFailure& failure) {
       return NSURLErrorBadServerResponse;
     case CURLE_BAD_CONTENT_ENCODING:
       return NSURLErrorCannotDecodeRawData;
-    case CURLE_OUT_OF_MEMORY:
-      // libcurl's own ceiling for one header line reports itself this way.
-      return failure.stage == TransferStage::waiting ? NSURLErrorDataLengthExceedsMaximum
-                                                     : NSURLErrorUnknown;
     default:
       return NSURLErrorUnknown;
   }
 }
 
-std::string whatWasTried(const TransportFailure& failure, std::int64_t code) {
+std::int64_t platformCode(const TransferFailure& failure) {
+  const bool isConnecting = failure.stage == TransferStage::connecting;
+  switch (failure.code) {
+    case CURLE_UNSUPPORTED_PROTOCOL:
+      // Once connected it says that the answer is no HTTP.
+      return isConnecting ? NSURLErrorUnsupportedURL : NSURLErrorBadServerResponse;
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+      // Before the first request it is the proxy's refusal or the end of a handshake.
+      return isConnecting ? NSURLErrorCannotConnectToHost : NSURLErrorNetworkConnectionLost;
+    case CURLE_OUT_OF_MEMORY:
+      // libcurl's own ceiling for one header line reports itself this way.
+      return failure.stage == TransferStage::waiting ? NSURLErrorDataLengthExceedsMaximum
+                                                     : NSURLErrorUnknown;
+    default:
+      return platformCode(failure.code);
+  }
+}
+
+std::string whatWasTried(const TransferFailure& failure, std::int64_t code) {
   const std::string& host = failure.host.empty() ? failure.url : failure.host;
   switch (code) {
     case NSURLErrorBadURL:
@@ -94,7 +99,7 @@ std::string whatWasTried(const TransportFailure& failure, std::int64_t code) {
   return "could not read the whole answer of " + host;
 }
 
-std::string cause(const TransportFailure& failure) {
+std::string cause(const TransferFailure& failure) {
   switch (failure.code) {
     case CURLE_OPERATION_TIMEDOUT:
       return "timed out";
@@ -106,22 +111,14 @@ std::string cause(const TransportFailure& failure) {
   }
   if (failure.systemError != 0) return strerrordesc_np(failure.systemError);
   if (!failure.detail.empty()) return failure.detail;
-  return curl_easy_strerror(static_cast<CURLcode>(failure.code));
+  return curl_easy_strerror(failure.code);
 }
 
 }  // namespace
 
-std::shared_ptr<Error> transportError(const TransportFailure& failure) {
+std::shared_ptr<Error> transportError(const TransferFailure& failure) {
   const std::int64_t code = platformCode(failure);
   return transportError(code, whatWasTried(failure, code) + ": " + cause(failure), failure.url);
-}
-
-std::shared_ptr<Error> transportError(std::int64_t code, std::string description,
-                                      const std::string& url) {
-  Dictionary userInfo;
-  userInfo.set(std::string(NSLocalizedDescriptionKey), std::move(description));
-  userInfo.set(std::string(NSURLErrorFailingURLStringErrorKey), url);
-  return Error::errorWithDomain_code_userInfo(NSURLErrorDomain, code, std::move(userInfo));
 }
 
 }  // namespace orx::platform
