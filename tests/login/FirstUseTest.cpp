@@ -15,7 +15,6 @@
 #include <thread>
 
 #include "config/Servers.h"
-#include "platform/http/URLSession.h"
 #include "platform/http/curl/TransferEngine.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/storage/UserDefaults.h"
@@ -33,14 +32,14 @@ namespace {
 constexpr int fine = 7;
 
 // Each makes an object of the whole process, or a few, and none stores anything.
-constexpr std::array<void (*)(), 13> uses{
+constexpr std::array<void (*)(), 12> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
     [] { (void)keychainStatus(); },
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
     [] { DispatchSemaphore::createWithCount(0)->signal(); },
-    [] { (void)URLSession::sharedSession(); },
+
     [] { (void)TransferEngine::shared(); },
     [] { (void)serviceURL(ServerSet::Global, kCustomerInfoPath); },
     [] { (void)ORVAAccount::sharedInstance()->appID(); },
