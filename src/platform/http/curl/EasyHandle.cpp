@@ -1,7 +1,9 @@
 #include "platform/http/curl/EasyHandle.h"
 
 #include <openssl/ssl.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -11,6 +13,39 @@ namespace {
 // A body up to this size leaves together with the header, in one write; a longer one is read piece
 // by piece, so that the time-out sees it move.
 constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
+// Many calls may be in flight, and what they carry is small: most answers fit in one read. libcurl
+// takes no smaller buffer for sending.
+constexpr long receiveBufferSize = 2L * 1024;
+constexpr long sendBufferSize = 16L * 1024;
+// Seconds. A renewed CA file is taken up after this time at the latest; parsing the distribution's
+// bundle for each connection would cost 34 ms of processor time.
+constexpr long caStoreLifetime = 600;
+// Beyond this libcurl's own arithmetic with times overflows.
+constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
+
+// The list with a copy of the line at its end.
+CurlList appended(CurlList list, const std::string& line) {
+  return CurlList(curl_slist_append(list.release(), line.c_str()));
+}
+
+// libcurl wants numeric IPv6 addresses in brackets, to tell their colons from a port's.
+std::string bracketed(const std::string& host) {
+  return host.find(':') == std::string::npos ? host : '[' + host + ']';
+}
+
+CurlList connectToList(const URLSessionConfiguration& configuration) {
+  CurlList list;
+  for (const auto& [host, address] : configuration.connectTo) {
+    list = appended(std::move(list), bracketed(host) + "::" + bracketed(address.host) + ':' +
+                                         (address.port == 0 ? "" : std::to_string(address.port)));
+  }
+  return list;
+}
+
+bool systemBundleIsReadable() {
+  const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
+  return bundle != nullptr && access(bundle, R_OK) == 0;
+}
 
 // ---- The functions that libcurl calls. Those of a transfer get its EasyHandle. ----
 
@@ -95,13 +130,61 @@ void EasyHandle::setClient(Client* client) {
   errorText_.front() = '\0';
 }
 
-void EasyHandle::setUp(std::shared_ptr<const EasyOptions> options, SocketRegistry& sockets,
-                       CURLSH* share) {
+// ---- Once for a configuration. ----
+
+void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
+                           SocketRegistry& sockets, CURLSH* share) {
+  if (configuration_ == configuration || (configuration_ && *configuration_ == *configuration)) {
+    return;
+  }
   curl_easy_reset(curl_);
   url_.clear();
-  options->applyTo(curl_);
-  options_ = std::move(options);
+  configuration_ = configuration;
+  connectTo_ = connectToList(*configuration);
   curl_easy_setopt(curl_, CURLOPT_SHARE, share);
+  setOptions();
+  setCallbacks(sockets);
+}
+
+std::chrono::milliseconds EasyHandle::timeout() const {
+  const auto wanted = configuration_->timeoutIntervalForRequest;
+  if (wanted.count() <= 0) return URLSessionConfiguration{}.timeoutIntervalForRequest;
+  return std::min(wanted, longestTimeout);
+}
+
+void EasyHandle::setOptions() {
+  // Signals belong to the host; libcurl would use SIGALRM and touch SIGPIPE.
+  curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
+  // Else a time-out waits for a resolver thread that hangs.
+  curl_easy_setopt(curl_, CURLOPT_QUICK_EXIT, 1L);
+  curl_easy_setopt(curl_, CURLOPT_BUFFERSIZE, receiveBufferSize);
+  curl_easy_setopt(curl_, CURLOPT_UPLOAD_BUFFERSIZE, sendBufferSize);
+
+  // HTTPS only, redirects included, and certificates are verified always.
+  curl_easy_setopt(curl_, CURLOPT_PROTOCOLS_STR, "https");
+  curl_easy_setopt(curl_, CURLOPT_REDIR_PROTOCOLS_STR, "https");
+  curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, 2L);
+  curl_easy_setopt(curl_, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
+  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
+  const auto& caFile = configuration_->caFile;
+  if (caFile) curl_easy_setopt(curl_, CURLOPT_CAINFO, caFile->c_str());
+  // The distribution's libcurl names a bundle and a directory with the same authorities, and keeps
+  // the parsed store only when there is no directory. A configured file replaces both.
+  if (caFile || systemBundleIsReadable()) curl_easy_setopt(curl_, CURLOPT_CAPATH, nullptr);
+
+  // Offers "http/1.1" alone to the server: over HTTP/2 this libcurl loses answers.
+  curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+  curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout().count()));
+  // The lines of a proxy's answer to CONNECT are no part of the reply.
+  curl_easy_setopt(curl_, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  // Unset, libcurl looks into the environment; empty text means no proxy.
+  const auto& proxy = configuration_->proxy;
+  if (proxy) curl_easy_setopt(curl_, CURLOPT_PROXY, proxy->c_str());
+  curl_easy_setopt(curl_, CURLOPT_CONNECT_TO, connectTo_.get());
+}
+
+void EasyHandle::setCallbacks(SocketRegistry& sockets) {
   // A connection keeps these for its whole life, beyond this transfer's.
   curl_easy_setopt(curl_, CURLOPT_OPENSOCKETFUNCTION, openSocket);
   curl_easy_setopt(curl_, CURLOPT_OPENSOCKETDATA, &sockets);
@@ -122,6 +205,8 @@ void EasyHandle::setUp(std::shared_ptr<const EasyOptions> options, SocketRegistr
   curl_easy_setopt(curl_, CURLOPT_WRITEFUNCTION, takeBody);
   curl_easy_setopt(curl_, CURLOPT_WRITEDATA, this);
 }
+
+// ---- Once for a request. ----
 
 void EasyHandle::setRequest(const URLRequest& request, const std::string& url, long redirectsLeft,
                             bool needsFreshConnection) {

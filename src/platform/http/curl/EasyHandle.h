@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -11,10 +12,14 @@
 #include <string_view>
 
 #include "platform/http/Transport.h"
-#include "platform/http/curl/EasyOptions.h"
 #include "platform/http/curl/SocketRegistry.h"
 
 namespace orx::platform {
+
+struct FreeCurlList {
+  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+using CurlList = std::unique_ptr<curl_slist, FreeCurlList>;
 
 // One of libcurl's easy handles, with everything that libcurl keeps pointers to meanwhile. It is
 // set up once and serves one transfer after the other: a fresh handle for each call costs about
@@ -55,9 +60,11 @@ class EasyHandle {
   // Starts or ends (null) the service for a client, and forgets the last one's error text.
   void setClient(Client* client);
 
-  const std::shared_ptr<const EasyOptions>& options() const { return options_; }
-  // Makes it ready for any number of transfers with these options: the one costly step.
-  void setUp(std::shared_ptr<const EasyOptions> options, SocketRegistry& sockets, CURLSH* share);
+  // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
+  void configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
+                 SocketRegistry& sockets, CURLSH* share);
+  // The configured time-out; one that is not positive counts as the default.
+  std::chrono::milliseconds timeout() const;
 
   // What is asked next, in place of what was asked before. The request must stay in its place
   // until the transfer has ended. `url`: an absolute URL.
@@ -77,14 +84,19 @@ class EasyHandle {
   void releaseTLSBuffers();
 
  private:
+  void setOptions();
+  void setCallbacks(SocketRegistry& sockets);
   void setURL(const std::string& text);
   void setBody(const std::string& body);
   void setHeaderLines(const URLRequest& request);
 
   CURL* const curl_;
   Client* client_ = nullptr;
-  std::shared_ptr<const EasyOptions> options_;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
+
+  // What it is set up for, and a list that libcurl does not copy.
+  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  CurlList connectTo_;
 
   // Kept from request to request, because the next one mostly asks for the same.
   std::string url_;             // as it stands in the handle

@@ -10,6 +10,9 @@ namespace {
 
 // Connections that are kept when idle.
 constexpr long keptConnections = 256;
+// Easy handles that are kept when idle. Each takes some 10 KB, so a burst of more calls than this
+// frees the others again.
+constexpr std::size_t keptHandles = 256;
 // So few start in a turn that those before them come through their handshakes meanwhile: the
 // buffers of all handshakes of a burst at the same moment would set the process's peak of memory.
 constexpr std::size_t startsAtOnce = 8;
@@ -30,7 +33,6 @@ bool MultiHandle::open() {
     // One thread at a time uses the share, so it needs no locks.
     share_ = curl_share_init();
     curl_share_setopt(share_, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
-    easyHandles_.setShare(share_);
   }
   if (multi_ == nullptr) multi_ = curl_multi_init();
   if (share_ == nullptr || multi_ == nullptr) return false;
@@ -60,11 +62,8 @@ int MultiHandle::watchSocket(CURL*, curl_socket_t descriptor, int what, void* se
 
 int MultiHandle::setTimer(CURLM*, long milliseconds, void* self) noexcept {
   auto& timer = static_cast<MultiHandle*>(self)->timer_;
-  if (milliseconds < 0) {
-    timer.reset();
-  } else {
-    timer = Clock::now() + std::chrono::milliseconds(milliseconds);
-  }
+  timer = Clock::now() + std::chrono::milliseconds(milliseconds);
+  if (milliseconds < 0) timer.reset();
   return 0;
 }
 
@@ -109,11 +108,23 @@ void MultiHandle::startSome() {
   }
 }
 
+// Null when there is no memory.
+std::unique_ptr<EasyHandle> MultiHandle::takeEasyHandle() {
+  if (idleHandles_.empty()) {
+    CURL* curl = curl_easy_init();
+    return curl != nullptr ? std::make_unique<EasyHandle>(curl) : nullptr;
+  }
+  auto easy = std::move(idleHandles_.back());
+  idleHandles_.pop_back();
+  return easy;
+}
+
 void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
-  auto easy = easyHandles_.take(transfer->configuration());
+  auto easy = takeEasyHandle();
   if (!easy) {
     return transfer->fail(transportError(NSURLErrorUnknown, "no memory for a transfer", {}));
   }
+  easy->configure(transfer->configuration(), context_.sockets, share_);
   ++running_;
   transfer->start(std::move(easy), context_);
   // From here the easy handle's private pointer stands for the ownership; end() takes it back.
@@ -168,7 +179,8 @@ void MultiHandle::end(Transfer& transfer, CURLcode code) {
   --running_;
   TransferOutcome outcome = transfer.finish(code);
   curl_multi_remove_handle(multi_, transfer.curl());
-  easyHandles_.giveBack(transfer.takeEasyHandle());
+  auto easy = transfer.takeEasyHandle();
+  if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));
   transfer.report(std::move(outcome));
 }
 

@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/http/curl/EasyHandlePool.h"
+#include "platform/http/curl/EasyHandle.h"
 #include "platform/http/curl/Transfer.h"
 
 namespace orx::platform {
@@ -47,6 +47,7 @@ class MultiHandle {
   static int setTimer(CURLM* multi, long milliseconds, void* self) noexcept;
   std::chrono::milliseconds longestWait() const;
   void startSome();
+  std::unique_ptr<EasyHandle> takeEasyHandle();
   void start(std::unique_ptr<Transfer> transfer);
   void run(Transfer& transfer);
   void moveOn();
@@ -63,7 +64,8 @@ class MultiHandle {
   std::span<const epoll_event> ready_;
 
   TransferContext context_;
-  EasyHandlePool easyHandles_{context_.sockets};
+  // Kept set up for the next transfers, which mostly have the same configuration.
+  std::vector<std::unique_ptr<EasyHandle>> idleHandles_;
 };
 
 }  // namespace orx::platform

@@ -1,12 +1,13 @@
 #include "platform/http/curl/SocketRegistry.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <new>
 
 namespace orx::platform {
@@ -17,22 +18,19 @@ using AddressOf = int (*)(int, sockaddr*, socklen_t*);
 // False while the socket is not connected.
 bool readEndpoint(int descriptor, AddressOf addressOf, std::string& address, int& port) {
   sockaddr_storage storage{};
+  auto* plain = reinterpret_cast<sockaddr*>(&storage);
   socklen_t size = sizeof storage;
-  if (addressOf(descriptor, reinterpret_cast<sockaddr*>(&storage), &size) != 0) return false;
-  const void* bytes = nullptr;
-  if (storage.ss_family == AF_INET) {
-    const auto& v4 = reinterpret_cast<const sockaddr_in&>(storage);
-    bytes = &v4.sin_addr;
-    port = ntohs(v4.sin_port);
-  } else if (storage.ss_family == AF_INET6) {
-    const auto& v6 = reinterpret_cast<const sockaddr_in6&>(storage);
-    bytes = &v6.sin6_addr;
-    port = ntohs(v6.sin6_port);
-  } else {
+  std::array<char, NI_MAXHOST> host{};
+  std::array<char, NI_MAXSERV> service{};
+  if (addressOf(descriptor, plain, &size) != 0 ||
+      getnameinfo(plain, size, host.data(), host.size(), service.data(), service.size(),
+                  NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
     return false;
   }
-  std::array<char, INET6_ADDRSTRLEN> text{};
-  address = inet_ntop(storage.ss_family, bytes, text.data(), text.size());
+  address = host.data();
+  // libcurl names an IPv6 address without its zone.
+  address.resize(std::min(address.find('%'), address.size()));
+  port = std::atoi(service.data());
   return true;
 }
 

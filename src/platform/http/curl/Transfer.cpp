@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "platform/base/Limits.h"
-#include "platform/http/TransportError.h"
 #include "platform/queues/WorkerPool.h"
 
 namespace orx::platform {
@@ -32,7 +31,7 @@ void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context)
   easy_->setClient(this);
   easy_->reportProgress(false);
   context_ = &context;
-  context.timeouts.add(*this, place_, easy_->options()->timeout());
+  context.timeouts.add(*this, place_, easy_->timeout());
   setRequest(false);
 }
 
@@ -95,19 +94,10 @@ std::size_t Transfer::onReadBody(std::span<char> buffer) noexcept {
 
 bool Transfer::onHeaderLine(std::string_view line) noexcept {
   noteProgress();
-  switch (reply_.takeHeaderLine(line, !request_.httpBody)) {
-    case ReplyParser::Next::head:
-      return true;
-    case ReplyParser::Next::body:
-      stage_ = TransferStage::receiving;
-      return true;
-    case ReplyParser::Next::redirectedReply:
-      stage_ = TransferStage::connecting;
-      return true;
-    case ReplyParser::Next::nothing:
-      break;
-  }
-  return false;
+  const ReplyParser::Next next = reply_.takeHeaderLine(line, !request_.httpBody);
+  if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
+  if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
+  return next != ReplyParser::Next::nothing;
 }
 
 // How long the body gets is the server's choice, so running out of memory for it ends this transfer
@@ -173,9 +163,9 @@ TransferOutcome Transfer::finish(CURLcode code) {
     outcome.data = Data(reply_.takeBody());
   }
   if (code != CURLE_OK && !isUnknown1xx) {
-    outcome.error = errorOf(code);
+    outcome.error = transportError(failureOf(code));
   } else if (!hasReply) {
-    outcome.error = errorOf(CURLE_WEIRD_SERVER_REPLY);
+    outcome.error = transportError(failureOf(CURLE_WEIRD_SERVER_REPLY));
   }
   return outcome;
 }
@@ -202,42 +192,30 @@ std::optional<std::string> Transfer::effectiveURL() const {
 TransferFailure Transfer::failureOf(CURLcode code) const {
   TransferFailure failure;
   failure.code = code;
-  // Once the request has left, the connection that cannot be made is one that libcurl wanted in
-  // order to send it again. To the caller the first connection was lost.
-  if (stage_ == TransferStage::waiting && isFailureToConnect(code)) {
-    failure.code = CURLE_SEND_FAIL_REWIND;
-  }
   failure.stage = stage_;
   failure.url = effectiveURL().value_or(request_.url.absoluteString());
-  if (const auto url = URL::URLWithString(failure.url)) failure.host = url->host();
   failure.detail = easy_->errorText();
   if (code == CURLE_COULDNT_CONNECT) {
     failure.systemError = static_cast<int>(easy_->number(CURLINFO_OS_ERRNO));
   }
-  return failure;
-}
-
-std::shared_ptr<Error> Transfer::errorOf(CURLcode code) const {
-  const TransferFailure failure = failureOf(code);
-  const auto tooLong = [](const char* part, std::size_t limit) {
-    return "its " + std::string(part) + " is longer than " + std::to_string(limit) + " bytes";
+  const auto tooLong = [&failure](const char* part, std::size_t limit) {
+    failure.code = CURLE_FILESIZE_EXCEEDED;
+    failure.detail =
+        "its " + std::string(part) + " is longer than " + std::to_string(limit) + " bytes";
   };
-  std::string cause;
-  switch (reply_.excess()) {
-    case ReplyParser::Excess::none:
-      return transportError(failure);
-    case ReplyParser::Excess::header:
-      cause = tooLong("header", configuration_->maximumHeaderSize);
-      break;
-    case ReplyParser::Excess::body:
-      cause = tooLong("body", configuration_->maximumBodySize);
-      break;
-    case ReplyParser::Excess::memory:
-      cause = "there is not enough memory for it";
-      break;
+  if (reply_.excess() == ReplyParser::Excess::header) {
+    tooLong("header", configuration_->maximumHeaderSize);
+  } else if (reply_.excess() == ReplyParser::Excess::body) {
+    tooLong("body", configuration_->maximumBodySize);
+  } else if (reply_.excess() == ReplyParser::Excess::memory) {
+    failure.code = CURLE_FILESIZE_EXCEEDED;
+    failure.detail = "there is not enough memory for it";
+  } else if (stage_ == TransferStage::waiting && isFailureToConnect(code)) {
+    // The request has left, so the connection that cannot be made is one that libcurl wanted in
+    // order to send it again. To the caller the first connection was lost.
+    failure.code = CURLE_SEND_FAIL_REWIND;
   }
-  return transportError(NSURLErrorDataLengthExceedsMaximum,
-                        "could not take the answer of " + failure.host + ": " + cause, failure.url);
+  return failure;
 }
 
 }  // namespace orx::platform

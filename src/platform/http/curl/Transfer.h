@@ -63,7 +63,6 @@ class Transfer final : private EasyHandle::Client {
   // Where redirects have led; absent when there were none.
   std::optional<std::string> effectiveURL() const;
   TransferFailure failureOf(CURLcode code) const;
-  std::shared_ptr<Error> errorOf(CURLcode code) const;
 
   bool onPrerequest(const Endpoints& connection) override;
   void onProgress() noexcept override;

@@ -18,7 +18,6 @@ struct TransferFailure {
   int systemError = 0;  // errno of a failed connect, else 0
   std::string detail;   // libcurl's own words, may be empty
   std::string url;
-  std::string host;  // empty when the URL names none
 };
 
 // The record of NSURLErrorDomain that stands for it; its description names the stage, the host and
