@@ -27,7 +27,7 @@ inline TransferHandler into(const std::shared_ptr<Outcomes>& outcomes) {
 }
 
 inline URLRequest getRequest(const std::string& url) {
-  return {*URL::URLWithString(url), std::nullopt, {}};
+  return {.url = *URL::URLWithString(url)};
 }
 
 inline URLRequest postRequest(const std::string& url, std::string body) {

@@ -20,16 +20,16 @@ namespace orx::platform {
 struct URLRequest {
   URL url;
   // Present, even when empty: the request is a POST. Absent: it is a GET.
-  std::optional<std::string> httpBody;
+  std::optional<std::string> httpBody{};
   // The body's media type; empty: no such header is sent. A string literal, for it is not copied.
-  std::string_view contentType;
+  std::string_view contentType{};
 };
 
 // What came of a request. A complete reply, of any status, gives data and status. A transfer that
 // broke off in the body gives all three, `data` holding the bytes so far. Any other failure gives
 // the error alone.
 struct TransferOutcome {
-  std::optional<Data> data;
+  std::optional<Data> data{};
   // Of the last reply, when redirects were followed; 0 when there is none.
   long statusCode = 0;
   // NSURLErrorDomain, with a description that names the stage, the host and the cause.

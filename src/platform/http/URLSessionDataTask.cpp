@@ -26,12 +26,12 @@ void URLSessionDataTask::resume() {
   if (isStarted_.exchange(true)) return;
   // The handler moves out, so that what it holds goes when it has reported, though the task stays.
   if (url_) {
-    return startTransfer({*url_, {}, {}}, std::move(configuration_), std::move(completionHandler_));
+    return startTransfer({.url = *url_}, std::move(configuration_), std::move(completionHandler_));
   }
   WorkerPool::shared().submit([handler = std::move(completionHandler_)] {
-    TransferOutcome outcome;
-    outcome.error = transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {});
-    if (handler) handler(outcome);
+    const auto error =
+        transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {});
+    if (handler) handler({.error = error});
   });
 }
 

@@ -242,18 +242,15 @@ void EasyHandle::setBody(const std::string& body) {
 
 // A line without a value keeps libcurl from adding that header of its own.
 void EasyHandle::setHeaderLines(const URLRequest& request) {
-  const bool hasBody = request.httpBody.has_value();
-  const bool areMade =
-      headerLines_ && headerLinesHaveBody_ == hasBody && headerLinesType_ == request.contentType;
-  if (!areMade) {
+  const auto type = request.httpBody ? std::optional(request.contentType) : std::nullopt;
+  if (!headerLines_ || headerLinesType_ != type) {
     CurlList lines = appended(nullptr, "Accept:");
-    if (hasBody) {
+    if (type) {
       lines = appended(std::move(lines), "Expect:");
-      lines = appended(std::move(lines), "Content-Type: " + std::string(request.contentType));
+      lines = appended(std::move(lines), "Content-Type: " + std::string(*type));
     }
     headerLines_ = std::move(lines);
-    headerLinesHaveBody_ = hasBody;
-    headerLinesType_ = request.contentType;
+    headerLinesType_ = type;
   }
   curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, headerLines_.get());
 }

@@ -102,9 +102,7 @@ class EasyHandle {
   std::string url_;             // as it stands in the handle
   CURLU* parsedURL_ = nullptr;  // the same, parsed
   CurlList headerLines_;
-  // What the header lines were made for.
-  bool headerLinesHaveBody_ = false;
-  std::string_view headerLinesType_;
+  std::optional<std::string_view> headerLinesType_;  // of the body they were made for
 };
 
 }  // namespace orx::platform

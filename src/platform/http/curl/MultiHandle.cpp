@@ -122,7 +122,8 @@ std::unique_ptr<EasyHandle> MultiHandle::takeEasyHandle() {
 void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   auto easy = takeEasyHandle();
   if (!easy) {
-    return transfer->fail(transportError(NSURLErrorUnknown, "no memory for a transfer", {}));
+    return transfer->report(
+        {.error = transportError(NSURLErrorUnknown, "no memory for a transfer", {})});
   }
   easy->configure(transfer->configuration(), context_.sockets, share_);
   ++running_;

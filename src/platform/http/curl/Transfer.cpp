@@ -176,12 +176,6 @@ void Transfer::report(TransferOutcome outcome) {
       makeJob([handler = std::move(handler_), outcome = std::move(outcome)] { handler(outcome); }));
 }
 
-void Transfer::fail(std::shared_ptr<Error> error) {
-  TransferOutcome outcome;
-  outcome.error = std::move(error);
-  report(std::move(outcome));
-}
-
 // ---- What went wrong. ----
 
 std::optional<std::string> Transfer::effectiveURL() const {

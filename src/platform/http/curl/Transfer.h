@@ -47,7 +47,6 @@ class Transfer final : private EasyHandle::Client {
 
   // Brings the outcome to the handler, on a worker.
   void report(TransferOutcome outcome);
-  void fail(std::shared_ptr<Error> error);
 
  private:
   // What libcurl had done when it was last allowed to send.

@@ -71,8 +71,9 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
       return;
     }
   }
-  transfer->fail(
-      transportError(NSURLErrorUnknown, "the system has no thread, descriptor or memory left", {}));
+  transfer->report(
+      {.error = transportError(NSURLErrorUnknown,
+                               "the system has no thread, descriptor or memory left", {})});
 }
 
 bool TransferEngine::ensureRunning() {
