@@ -26,9 +26,7 @@ inline TransferHandler into(const std::shared_ptr<Outcomes>& outcomes) {
   return [outcomes](const TransferOutcome& outcome) { outcomes->put({outcome}); };
 }
 
-inline URLRequest getRequest(const std::string& url) {
-  return {.url = *URL::URLWithString(url)};
-}
+inline URLRequest getRequest(const std::string& url) { return {.url = *URL::URLWithString(url)}; }
 
 inline URLRequest postRequest(const std::string& url, std::string body) {
   return {*URL::URLWithString(url), std::move(body), "text/plain"};

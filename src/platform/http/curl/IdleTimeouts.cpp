@@ -9,6 +9,7 @@ void IdleTimeouts::add(Transfer& transfer, Place& place, std::chrono::millisecon
   if (free_.empty()) free_.emplace_back();
   place.node = free_.begin();
   *place.node = {.transfer = &transfer, .lastProgress = now_};
+  // The end is the right place: nobody's progress is later than now.
   place.queue->splice(place.queue->end(), free_, place.node);
 }
 

@@ -49,7 +49,8 @@ void MultiHandle::abandon() {
   context_.poller.close();
 }
 
-// ---- libcurl calls back. ----
+// ---- libcurl calls back, from within curl_multi_socket_action() and curl_multi_add_handle(): it
+// says which sockets it waits for, and when it wants to be called though none is ready. ----
 
 int MultiHandle::watchSocket(CURL*, curl_socket_t descriptor, int what, void* self,
                              void*) noexcept {
@@ -80,6 +81,7 @@ std::chrono::milliseconds MultiHandle::longestWait() const {
 
 void MultiHandle::wait(bool isUrgent) {
   context_.timeouts.updateNow();
+  // Transfers that wait for their start would wait for some socket's event.
   const bool mustNotWait = isUrgent || !waiting_.empty();
   ready_ = context_.poller.wait(mustNotWait ? std::chrono::milliseconds(0) : longestWait());
   context_.timeouts.updateNow();
@@ -101,7 +103,8 @@ void MultiHandle::turn() {
 void MultiHandle::startSome() {
   context_.timeouts.updateNow();
   for (std::size_t handshakes = 0; handshakes < startsAtOnce && !waiting_.empty();) {
-    // A transfer mostly finds a connection that waits for it, and then costs no handshake.
+    // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
+    // none to find when each that is open has a transfer already.
     if (running_ >= context_.sockets.count()) ++handshakes;
     start(std::move(waiting_.front()));
     waiting_.pop_front();
@@ -132,14 +135,19 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   run(*transfer.release());
 }
 
+// libcurl only sets its timer to this moment; the next moveOn() begins the work.
 void MultiHandle::run(Transfer& transfer) {
   if (curl_multi_add_handle(multi_, transfer.curl()) != CURLM_OK) {
     end(transfer, CURLE_FAILED_INIT);
   }
 }
 
+// libcurl is told which connections are ready and looks at no other, so a turn costs the same
+// however many transfers only wait.
 void MultiHandle::moveOn() {
   int running = 0;
+  // libcurl may close a socket meanwhile; for the rest of the events it does not know the number
+  // then, and does nothing.
   for (const auto& event : std::exchange(ready_, {})) {
     curl_multi_socket_action(multi_, event.data.fd, selectBits(event.events), &running);
   }
@@ -178,6 +186,7 @@ void MultiHandle::collectFinished() {
 void MultiHandle::end(Transfer& transfer, CURLcode code) {
   const std::unique_ptr<Transfer> owner(&transfer);
   --running_;
+  // First of all, because what libcurl knows of the transfer goes with the removal.
   TransferOutcome outcome = transfer.finish(code);
   curl_multi_remove_handle(multi_, transfer.curl());
   auto easy = transfer.takeEasyHandle();

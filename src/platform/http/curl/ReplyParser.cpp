@@ -37,6 +37,7 @@ std::optional<std::string_view> valueOf(std::string_view line, std::string_view 
 }  // namespace
 
 ReplyParser::Next ReplyParser::takeHeaderLine(std::string_view line, bool followsRedirects) {
+  // Counted before anything else: interim replies, redirects and trailers have no other ceiling.
   headerSize_ += line.size();
   if (headerSize_ > longestHeader_) {
     excess_ = Excess::header;
@@ -81,6 +82,7 @@ bool ReplyParser::takeBody(std::string_view piece) {
   if (body.empty()) {
     body.reserve(std::min({reply_.announcedSize, longestBody_, largestReservation}));
   }
+  // What fits is kept, since a caller that gets an error and a status gets the bytes so far, too.
   const std::size_t taken = std::min(piece.size(), longestBody_ - body.size());
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(piece.data());
   body.insert(body.end(), bytes, bytes + taken);

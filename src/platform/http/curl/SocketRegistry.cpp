@@ -70,6 +70,8 @@ void SocketRegistry::resolveEndpoints() {
 
 bool SocketRegistry::peerHasClosed(const Endpoints& endpoints) {
   auto found = resolved_.find(endpoints);
+  // Sockets are resolved when one is asked for that is not there yet: at its second transfer, since
+  // nobody asks before the first.
   if (found == resolved_.end()) {
     resolveEndpoints();
     found = resolved_.find(endpoints);

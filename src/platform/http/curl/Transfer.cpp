@@ -172,6 +172,8 @@ TransferOutcome Transfer::finish(CURLcode code) {
 
 void Transfer::report(TransferOutcome outcome) {
   if (!handler_) return;
+  // The handler moves into the job, so that what it holds is destroyed on a worker too: a
+  // destructor of the host's must not run in the midst of libcurl's work.
   WorkerPool::shared().submit(
       makeJob([handler = std::move(handler_), outcome = std::move(outcome)] { handler(outcome); }));
 }

@@ -32,7 +32,7 @@ std::optional<URLParts> parsedURL(const std::string& text) {
                  .host = part(url.get(), CURLUPART_HOST),
                  .path = part(url.get(), CURLUPART_PATH)};
   if (parts.scheme.empty() || parts.host.empty()) return std::nullopt;
-  if (parts.path.empty()) parts.path = "/";
+  if (parts.path.empty()) parts.path.push_back('/');
   return parts;
 }
 
