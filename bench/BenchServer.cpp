@@ -47,14 +47,10 @@ std::string soapAnswer() {
          R"(</soap:Body></soap:Envelope>)";
 }
 
-BenchServer::BenchServer(bool offersHTTP2)
-    : nginx_({.hosts = {ORX_BENCH_HOST},
-              .answer = soapAnswer(),
-              .offersHTTP2 = offersHTTP2,
-              .extra = {}}) {
-  URLSessionConfiguration configuration = nginx_.configuration();
-  configuration.usesHTTP2 = offersHTTP2;
-  URLSessionConfiguration::setDefaultConfiguration(configuration);
+BenchServer::BenchServer()
+    : nginx_(
+          {.hosts = {ORX_BENCH_HOST}, .answer = soapAnswer(), .offersHTTP2 = false, .extra = {}}) {
+  URLSessionConfiguration::setDefaultConfiguration(nginx_.configuration());
   curl_global_init(CURL_GLOBAL_DEFAULT);
 
   work_ = {.host = ORX_BENCH_HOST,

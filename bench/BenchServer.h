@@ -11,7 +11,7 @@ namespace orx::bench {
 // the library's default configuration at it.
 class BenchServer {
  public:
-  explicit BenchServer(bool offersHTTP2 = false);
+  BenchServer();
 
   const Work& work() const { return work_; }
 

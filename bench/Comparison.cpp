@@ -60,7 +60,7 @@ void compareContestants(const Settings& settings) {
   const auto calls = static_cast<std::size_t>(settings.number("calls", 4000));
   const long onlyInFlight = settings.number("inflight", 0);
   const std::string only = settings.text("only");
-  const BenchServer server(settings.number("http2", 0) != 0);
+  const BenchServer server;
   auto entries = entriesFor(server.work());
   std::erase_if(entries, [&](const Entry& entry) { return !isWanted(entry, only); });
 

@@ -45,7 +45,8 @@ void ORVAAccountAPI::commonWithApiId_parameters_completionHandler(
     std::string_view apiId, const Dictionary& parameters,
     ORVAAccountAPICompletionHandler completionHandler) {
   auto replyHandler = [this, self = shared_from_this(),
-                       handler = required(std::move(completionHandler))](const Reply& reply) {
+                       handler =
+                           required(std::move(completionHandler))](const TransferOutcome& reply) {
     if (reply.statusCode == 0) return handler(nullptr, reply.error);
     const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Lenient);
     const std::string description(block.resultDescription);
@@ -64,7 +65,8 @@ void ORVAAccountAPI::commonWithApiId_parameters_completionHandler(
 void ORVAAccountAPI::register_completeHandler(const Dictionary& parameters,
                                               ORVAAccountAPICompletionHandler completeHandler) {
   auto replyHandler = [this, self = shared_from_this(),
-                       handler = required(std::move(completeHandler))](const Reply& reply) {
+                       handler =
+                           required(std::move(completeHandler))](const TransferOutcome& reply) {
     if (reply.statusCode == 0) return handler(nullptr, reply.error);
     const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Lenient);
     const std::string description(block.resultDescription);
@@ -92,7 +94,8 @@ void ORVAAccountAPI::loginOpenID_completionHandler(
 void ORVAAccountAPI::startLogin(std::string_view apiID, const Dictionary& parameters,
                                 ORVAAccountAPICompletionHandler completionHandler) {
   auto replyHandler = [this, self = shared_from_this(),
-                       handler = required(std::move(completionHandler))](const Reply& reply) {
+                       handler =
+                           required(std::move(completionHandler))](const TransferOutcome& reply) {
     if (reply.statusCode == 0) return handler(nullptr, reply.error);
     const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Lenient);
     const std::string description(block.resultDescription);
@@ -109,7 +112,8 @@ void ORVAAccountAPI::startLogin(std::string_view apiID, const Dictionary& parame
 // carries the service's words.
 void ORVAAccountAPI::apToWebSSOWithParameters_completionHandler(
     const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
-  auto replyHandler = [handler = required(std::move(completionHandler))](const Reply& reply) {
+  auto replyHandler = [handler =
+                           required(std::move(completionHandler))](const TransferOutcome& reply) {
     if (reply.error) return handler(nullptr, reply.error);
     if (reply.statusCode != kStatusOK) {
       return handler(nullptr, statusError(reply.statusCode));

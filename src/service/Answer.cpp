@@ -8,11 +8,11 @@ namespace orx::service {
 
 using namespace platform;
 
-std::string_view textOf(const Reply& reply) {
+std::string_view textOf(const TransferOutcome& reply) {
   return reply.data ? reply.data->text() : std::string_view();
 }
 
-ResultBlock resultBlockIn(const Reply& reply, ResultBlockPattern pattern) {
+ResultBlock resultBlockIn(const TransferOutcome& reply, ResultBlockPattern pattern) {
   return matchResultBlock(textOf(reply), pattern).value_or(ResultBlock{});
 }
 

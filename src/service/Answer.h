@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "service/Post.h"
+#include "platform/http/Transport.h"
 #include "service/ResultBlock.h"
 
 namespace orx::service {
@@ -17,11 +17,11 @@ namespace orx::service {
 inline constexpr long kStatusOK = 200;
 
 // The body, empty when there is none. Ends with the reply.
-std::string_view textOf(const Reply& reply);
+std::string_view textOf(const platform::TransferOutcome& reply);
 
 // The result block of the reply's body. Without one, every place in it is empty text.
 // Its views end with the reply.
-ResultBlock resultBlockIn(const Reply& reply, ResultBlockPattern pattern);
+ResultBlock resultBlockIn(const platform::TransferOutcome& reply, ResultBlockPattern pattern);
 
 // The value that the text holds; null when the text is not JSON.
 Value parsedJSON(std::string_view text);

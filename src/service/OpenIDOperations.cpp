@@ -9,6 +9,8 @@
 #include "config/Servers.h"
 #include "platform/base/Integers.h"
 #include "platform/formats/JSONSerialization.h"
+#include "platform/http/Transport.h"
+#include "platform/http/URLSessionConfiguration.h"
 #include "service/Answer.h"
 #include "service/CompletionHandler.h"
 #include "service/ServiceError.h"
@@ -46,7 +48,8 @@ void ORVAAccountAPI::startJSONCall(std::string_view path, Dictionary parameters,
   parameters.set(kORVAAccountAppID, *appID_);
   parameters.set(kORVAAccountAppKey, *appKey_);
   auto replyHandler = [this, self = shared_from_this(),
-                       handler = required(std::move(completionHandler))](const Reply& reply) {
+                       handler =
+                           required(std::move(completionHandler))](const TransferOutcome& reply) {
     if (reply.error) return handler(nullptr, reply.error);
     if (reply.statusCode != kStatusOK) {
       return handler(nullptr, statusError(reply.statusCode));
@@ -65,8 +68,10 @@ void ORVAAccountAPI::startJSONCall(std::string_view path, Dictionary parameters,
     if (intValue(status) != 0) return handler(nullptr, errorWithDescription(message.value_or("")));
     handler(makeResult(message, (*answer)["Result"]), nullptr);
   };
-  startPost(serviceURL(ServerSet::Global, path), PostContent::json,
-            JSONSerialization::textWithJSONObject(parameters), std::move(replyHandler));
+  startTransfer({.url = serviceURL(ServerSet::Global, path),
+                 .httpBody = JSONSerialization::textWithJSONObject(parameters),
+                 .contentType = "application/json"},
+                sharedDefaultConfiguration(), std::move(replyHandler));
 }
 
 }  // namespace orx

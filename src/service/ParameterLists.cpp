@@ -11,6 +11,7 @@
 
 namespace orx {
 
+using namespace platform;
 using namespace service;
 using namespace config;
 
@@ -24,7 +25,8 @@ constexpr std::string_view kParameterListAPIID = "secure0003";
 // goes into the JSON as it stands, so one that holds a quote makes text that is no JSON.
 void ORVAAccountAPI::parameterListWithName_completionHandler(
     std::string_view name, ORVAAccountAPICompletionHandler completionHandler) {
-  auto replyHandler = [handler = required(std::move(completionHandler))](const Reply& reply) {
+  auto replyHandler = [handler =
+                           required(std::move(completionHandler))](const TransferOutcome& reply) {
     const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Strict);
     handler(
         makeResult(std::string(block.resultDescription), parsedJSON(block.returnData.value_or(""))),

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/formats/JSONSerialization.h"
+#include "platform/http/URLSessionConfiguration.h"
 
 namespace orx::service {
 
@@ -50,11 +51,13 @@ std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials)
 }
 
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
-                   ReplyHandler replyHandler) {
+                   TransferHandler replyHandler) {
   const ServerSet servers =
       ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
-  startPost(serviceURL(servers, call.path), PostContent::xml, filledEnvelope(call, credentials),
-            std::move(replyHandler));
+  startTransfer({.url = serviceURL(servers, call.path),
+                 .httpBody = filledEnvelope(call, credentials),
+                 .contentType = "text/xml; charset=utf-8"},
+                sharedDefaultConfiguration(), std::move(replyHandler));
 }
 
 }  // namespace orx::service

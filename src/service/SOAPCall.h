@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "config/Servers.h"
-#include "service/Post.h"
+#include "platform/http/Transport.h"
 
 namespace orx::service {
 
@@ -37,7 +37,8 @@ std::string parameterText(const Dictionary& parameters);
 // put in is left alone.
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials);
 
-// Sends the call to the server set of this moment's target server flag, on a session of its own.
-void startSOAPCall(const SOAPCall& call, const Credentials& credentials, ReplyHandler replyHandler);
+// Sends the call to the server set of this moment's target server flag.
+void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
+                   platform::TransferHandler replyHandler);
 
 }  // namespace orx::service

@@ -45,7 +45,8 @@ void reportElements(const Dictionary& elements, const ORVAAccountAPICompletionHa
 void ORVAAccountAPI::getUserData_completionHandler(
     const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
   auto replyHandler = [this, self = shared_from_this(),
-                       handler = required(std::move(completionHandler))](const Reply& reply) {
+                       handler =
+                           required(std::move(completionHandler))](const TransferOutcome& reply) {
     if (reply.error) return handler(nullptr, reply.error);
     XMLTask task;
     task.parser = XMLParser::initWithData(reply.data.value_or(Data()));

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "platform/http/URLSession.h"
+#include "platform/http/URLSessionDataTask.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
@@ -47,13 +47,11 @@ void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& compl
   const auto semaphore = std::make_shared<DispatchSemaphore>(0);
   setLoadProfileImageSemaphore(semaphore);
   auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
-  const auto task = URLSession::sharedSession()->dataTaskWithURL_completionHandler(
+  const auto task = URLSessionDataTask::dataTaskWithURL_completionHandler(
       pictureURL(),
-      [self = std::move(self), completionBlock, semaphore](
-          const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
-          const std::shared_ptr<Error>& error) {
-        // A transfer that breaks off may have a response too; it fails all the same.
-        self->didReceiveProfileImage(data, error ? 0 : response->statusCode(), error,
+      [self = std::move(self), completionBlock, semaphore](const TransferOutcome& outcome) {
+        // A transfer that breaks off may have a status too; it fails all the same.
+        self->didReceiveProfileImage(outcome.data, outcome.statusCode, outcome.error,
                                      completionBlock);
         semaphore->signal();
       });

@@ -17,11 +17,11 @@
 
 #include "config/Servers.h"
 #include "platform/formats/KeyedArchiver.h"
-#include "platform/http/URLSession.h"
+#include "platform/http/Transport.h"
+#include "platform/http/URLSessionConfiguration.h"
 #include "platform/keychain/SecItemFunctions.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
-#include "service/Post.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -31,27 +31,26 @@
 namespace orx::testing {
 
 using namespace platform;
-using namespace service;
+
 namespace {
 
 constexpr int fine = 7;
 
-void postNowhere(PostContent content) {
-  startPost(*URL::URLWithString("https://127.0.0.1:1/"), content, "", [](auto&&...) {});
+void startNowhere() {
+  startTransfer({.url = *URL::URLWithString("https://127.0.0.1:1/")}, sharedDefaultConfiguration(),
+                {});
 }
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
-constexpr std::array<void (*)(), 16> uses{
+constexpr std::array<void (*)(), 15> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
     [] { (void)keychainStatus(); },
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
     [] { std::make_shared<OperationQueue>()->addOperationWithBlock([] {}); },
-    [] { (void)URLSession::sharedSession(); },
-    [] { postNowhere(PostContent::xml); },  // TransferOptions
-    [] { postNowhere(PostContent::json); },
+    [] { startNowhere(); },
     [] { (void)config::serviceURL(config::ServerSet::Global, config::kCustomerInfoPath); },
     [] { (void)ORVAAccount::sharedInstance()->appID(); },
     [] { (void)ORVAAccountUser::currentUser(); },

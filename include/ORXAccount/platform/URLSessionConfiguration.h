@@ -37,10 +37,6 @@ struct ORX_EXPORT URLSessionConfiguration {
   std::size_t maximumBodySize = std::size_t{64} * 1024 * 1024;
   // Largest answer header block in bytes, redirects included.
   std::size_t maximumHeaderSize = std::size_t{256} * 1024;
-  // Speak HTTP/2 where the server offers it. Off by default: it costs more here and gains nothing,
-  // and an answer that comes before the request's body has left is lost now and then, which that
-  // call reports as a lost connection.
-  bool usesHTTP2 = false;
 
   // The configuration in force; the built-in defaults above until a host sets another. Both are
   // safe to call from any thread.

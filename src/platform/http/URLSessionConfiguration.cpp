@@ -1,11 +1,13 @@
+#include "platform/http/URLSessionConfiguration.h"
+
 #include <utility>
 
-#include "platform/http/DefaultConfiguration.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
 
 using namespace platform;
+
 namespace {
 
 using SharedConfiguration = std::shared_ptr<const URLSessionConfiguration>;

@@ -1,7 +1,6 @@
 // What becomes of statuses below 200, which HTTP keeps for replies that come before the reply.
 #include <gtest/gtest.h>
 
-#include "platform/http/URLSession.h"
 #include "support/Call.h"
 #include "support/TLSTestServer.h"
 
@@ -28,7 +27,7 @@ Outcome answered(const Answer& answer) {
 
 void expectReply(const Outcome& outcome, long status) {
   EXPECT_EQ(outcome.error, nullptr);
-  EXPECT_EQ(outcome.status(), status);
+  EXPECT_EQ(outcome.statusCode, status);
   EXPECT_EQ(outcome.text(), "");
 }
 
@@ -54,7 +53,6 @@ TEST(InterimReply, ThatIsUnassignedAnswersAPostOnce) {
   const TLSTestServer server({host}, interim(199));
   const Outcome outcome = call(server.configuration(), postRequest("https://one.example/", "b"));
   expectReply(outcome, 199);
-  EXPECT_EQ(outcome.response->headerFields().size(), 1U);
   EXPECT_EQ(server.requests().size(), 1U);
 }
 
@@ -62,33 +60,32 @@ TEST(InterimReply, ThatIsUnassignedLeavesTheNextCallAlone) {
   const TLSTestServer server({host}, [](const auto& request) {
     return request.target == "/odd" ? Answer::reply(199, "body") : Answer::reply(200, "fine");
   });
-  const auto session = URLSession::sessionWithConfiguration(server.configuration());
-  expectReply(call(*session, getRequest("https://one.example/odd")), 199);
-  EXPECT_EQ(call(*session, getRequest("https://one.example/")).text(), "fine");
+  expectReply(call(server.configuration(), getRequest("https://one.example/odd")), 199);
+  EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).text(), "fine");
 }
 
 TEST(InterimReply, IsForgottenWhenTheReplyComes) {
   const Outcome outcome = answered(interim(199, Answer::reply(404, "gone").bytes));
   EXPECT_EQ(outcome.error, nullptr);
-  EXPECT_EQ(outcome.status(), 404);
+  EXPECT_EQ(outcome.statusCode, 404);
   EXPECT_EQ(outcome.text(), "gone");
 }
 
 TEST(InterimReply, DoesNotStandInForAReplyThatBreaksOff) {
   const Outcome outcome = answered(interim(199, "HTTP/1.1 200 OK\r\nContent-Len"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorBadServerResponse);
-  EXPECT_EQ(outcome.response, nullptr);
+  EXPECT_EQ(outcome.statusCode, 0);
 }
 
 TEST(InterimReply, OfAKnownKindIsNeverTheReply) {
   for (const int status : {100, 102, 103}) {
     const Outcome outcome = answered(interim(status));
     EXPECT_EQ(outcome.errorCode(), NSURLErrorNetworkConnectionLost) << status;
-    EXPECT_EQ(outcome.response, nullptr);
+    EXPECT_EQ(outcome.statusCode, 0);
   }
   const Outcome switched = answered(interim(101));
   EXPECT_NE(switched.error, nullptr);
-  EXPECT_EQ(switched.response, nullptr);
+  EXPECT_EQ(switched.statusCode, 0);
 }
 
 TEST(InterimReply, FollowedBySilenceIsATimeOut) {
@@ -99,7 +96,7 @@ TEST(InterimReply, FollowedBySilenceIsATimeOut) {
   configuration.timeoutIntervalForRequest = std::chrono::milliseconds(200);
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorTimedOut);
-  EXPECT_EQ(outcome.response, nullptr);
+  EXPECT_EQ(outcome.statusCode, 0);
 }
 
 TEST(InterimReply, WithoutEndStopsAtTheHeadersCeiling) {
@@ -110,7 +107,7 @@ TEST(InterimReply, WithoutEndStopsAtTheHeadersCeiling) {
   configuration.maximumHeaderSize = 10'000;
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorDataLengthExceedsMaximum);
-  EXPECT_EQ(outcome.response, nullptr);
+  EXPECT_EQ(outcome.statusCode, 0);
 }
 
 }  // namespace

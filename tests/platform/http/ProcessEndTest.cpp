@@ -29,13 +29,9 @@ class ProcessEnd : public ::testing::TestWithParam<Case> {
   // Half of them are answered while the process ends; their handlers do some work.
   void startCalls(int count) {
     for (int i = 0; i < count; ++i) {
-      URLSession::sessionWithConfiguration(server_.configuration())
-          ->dataTaskWithRequest_completionHandler(
-              getRequest(i % 2 == 0 ? "https://one.example/" : "https://one.example/stall"),
-              [](const auto&, const auto&, const auto&) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-              })
-          ->resume();
+      start(server_.configuration(),
+            getRequest(i % 2 == 0 ? "https://one.example/" : "https://one.example/stall"),
+            [](const auto&) { std::this_thread::sleep_for(std::chrono::milliseconds(1)); });
     }
   }
 
@@ -49,11 +45,8 @@ class ProcessEnd : public ::testing::TestWithParam<Case> {
         std::thread([] { exit(fine); }).detach();
         break;
       case From::handler:
-        URLSession::sessionWithConfiguration(server_.configuration())
-            ->dataTaskWithRequest_completionHandler(
-                getRequest("https://one.example/"),
-                [](const auto&, const auto&, const auto&) { exit(fine); })
-            ->resume();
+        start(server_.configuration(), getRequest("https://one.example/"),
+              [](const auto&) { exit(fine); });
         break;
     }
     for (;;) pause();

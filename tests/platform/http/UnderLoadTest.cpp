@@ -30,18 +30,15 @@ int successesOf(const URLSessionConfiguration& configuration, int calls, int wid
   auto outcomes = std::make_shared<Outcomes>();
   std::function<void()> next = [&] {
     if (toStart-- <= 0) return;
-    URLSession::sessionWithConfiguration(configuration)
-        ->dataTaskWithRequest_completionHandler(
-            getRequest("https://one.example/"),
-            [&next, outcomes](const auto& data, const auto& response, const auto& error) {
-              next();
-              outcomes->put({data, response, error});
-            })
-        ->resume();
+    start(configuration, getRequest("https://one.example/"),
+          [&next, outcomes](const auto& outcome) {
+            next();
+            outcomes->put({outcome});
+          });
   };
   for (int i = 0; i < width; ++i) next();
   int successes = 0;
-  for (int i = 0; i < calls; ++i) successes += outcomes->take().status() == 200 ? 1 : 0;
+  for (int i = 0; i < calls; ++i) successes += outcomes->take().statusCode == 200 ? 1 : 0;
   return successes;
 }
 
@@ -52,14 +49,11 @@ TEST(UnderLoad, AThousandCallsPassSixtyFourBlockedHandlers) {
   Mailbox<int> left;
   constexpr int blocked = 64;
   for (int i = 0; i < blocked; ++i) {
-    URLSession::sessionWithConfiguration(server.configuration())
-        ->dataTaskWithRequest_completionHandler(getRequest("https://one.example/"),
-                                                [&](const auto&, const auto&, const auto&) {
-                                                  entered.put(1);
-                                                  (void)gate.wait(4 * patience);
-                                                  left.put(1);
-                                                })
-        ->resume();
+    start(server.configuration(), getRequest("https://one.example/"), [&](const auto&) {
+      entered.put(1);
+      (void)gate.wait(4 * patience);
+      left.put(1);
+    });
   }
   for (int i = 0; i < blocked; ++i) entered.take();
   EXPECT_EQ(successesOf(server.configuration(), 1000, 16), 1000);
@@ -76,9 +70,7 @@ TEST(UnderLoad, NoCallWaitsForTheHandshakeOfAnother) {
   configuration.connectTo["two.example"].port = mute.port();
   auto stuck = std::make_shared<Outcomes>();
   for (int i = 0; i < 50; ++i) {
-    URLSession::sessionWithConfiguration(configuration)
-        ->dataTaskWithRequest_completionHandler(getRequest("https://two.example/"), into(stuck))
-        ->resume();
+    start(configuration, getRequest("https://two.example/"), into(stuck));
   }
   ASSERT_TRUE(mute.awaitConnection());
   EXPECT_EQ(successesOf(configuration, 50, 8), 50);
@@ -91,7 +83,7 @@ TEST(UnderLoad, SignalsThatInterruptTheCallerChangeNothing) {
   withSlowFiles(std::chrono::milliseconds(1), [&] {
     const SignalStorm storm;
     for (int i = 0; i < 30; ++i) {
-      EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).status(), 200);
+      EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).statusCode, 200);
     }
   });
   EXPECT_GT(SignalStorm::caught(), 0);
@@ -133,14 +125,11 @@ TEST(UnderLoad, WaitingCallsAndBlockedHandlersUseNoProcessorTime) {
   Mailbox<int> left;
   for (int i = 0; i < 40; ++i) {
     const std::string target = i % 2 == 0 ? "/stall" : "/";
-    URLSession::sessionWithConfiguration(server.configuration())
-        ->dataTaskWithRequest_completionHandler(getRequest("https://one.example" + target),
-                                                [&](const auto&, const auto&, const auto&) {
-                                                  entered.put(1);
-                                                  (void)gate.wait();
-                                                  left.put(1);
-                                                })
-        ->resume();
+    start(server.configuration(), getRequest("https://one.example" + target), [&](const auto&) {
+      entered.put(1);
+      (void)gate.wait();
+      left.put(1);
+    });
   }
   for (int i = 0; i < 20; ++i) entered.take();
   server.awaitRequests(40);

@@ -1,126 +1,90 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
-#include "platform/http/URLSession.h"
-#include "platform/http/curl/ConnectionSockets.h"
-#include "platform/http/curl/ProgressWatch.h"
-#include "platform/http/curl/TransferHandle.h"
-#include "platform/http/curl/TransferReply.h"
-#include "platform/http/curl/TransportError.h"
-#include "platform/queues/Job.h"
-#include "platform/queues/OperationQueue.h"
+#include "platform/http/Transport.h"
+#include "platform/http/curl/EasyHandle.h"
+#include "platform/http/curl/IdleTimeouts.h"
+#include "platform/http/curl/ReplyParser.h"
+#include "platform/http/curl/TransferFailure.h"
 
 namespace orx::platform {
 
-// The arguments of a completion handler.
-struct TransferOutcome {
-  std::optional<Data> data;
-  std::shared_ptr<HTTPURLResponse> response;
-  std::shared_ptr<Error> error;
+// What all transfers of a multi handle use together.
+struct TransferContext {
+  IdleTimeouts timeouts;
+  EpollPoller poller;
+  SocketRegistry sockets{poller};
 };
 
-// What all transfers of the transfer loop have in common.
-struct TransferSurroundings {
-  ProgressWatch watch;
-  SocketEvents events;
-  ConnectionSockets sockets{events};
-};
-
-// One request on its way, with its redirects. Once submitted it is used by the transfer loop alone;
-// at the end it is the job that reports, and goes to a worker.
-class Transfer final : public ProgressWatch::Watched, public Job {
+// One request on its way over an easy handle, with its redirects. Once submitted it is used by the
+// multi handle alone.
+//
+//   start() → [ libcurl works, and calls the Client's functions ] → continuesAfter()
+//                 ↑                                       true ──────┘   └── false → finish()
+class Transfer final : private EasyHandle::Client {
  public:
-  // Whom it reports to.
-  struct Receiver {
-    URLSession::CompletionHandler handler;
-    std::shared_ptr<OperationQueue> queue;  // absent: no order among the reports
-  };
-
   Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
-           Receiver receiver);
+           TransferHandler handler);
 
   const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
     return configuration_;
   }
-  void* easy() const { return handle_->easy; }
+  CURL* curl() const { return easy_->curl(); }
+  static Transfer& of(CURL* curl) { return static_cast<Transfer&>(EasyHandle::clientOf(curl)); }
 
-  // Sets up a fresh or reset handle for any number of transfers.
-  static void prepare(TransferHandle& handle, TransferSurroundings& surroundings);
-  // Takes a handle for the time of the transfer and sets it up for this request. Whatever another
-  // request may have left there is overwritten.
-  void begin(std::unique_ptr<TransferHandle> handle, TransferSurroundings& surroundings);
-  // Whose a CURL* is at the moment.
-  static Transfer* servedBy(void* easy);
-  // What follows when libcurl is done with the handle: true when it is to be run once more.
-  bool continuesAfter(int code);
-  // Keeps the outcome; `code` is libcurl's for the whole.
-  void finish(int code);
-  std::unique_ptr<TransferHandle> giveHandleBack();
+  // Takes an easy handle until finish(), and sets it up for this request. The time-out counts from
+  // here.
+  void start(std::unique_ptr<EasyHandle> easy, TransferContext& context);
+  // Asked when libcurl is done with the handle: true when it is to be run once more.
+  bool continuesAfter(CURLcode code);
+  // Ends the transfer; `code` is libcurl's for the whole. The handle is free for another one once
+  // the multi handle no longer has it.
+  TransferOutcome finish(CURLcode code);
+  std::unique_ptr<EasyHandle> takeEasyHandle();
 
-  // Brings the outcome to its receiver, or this error.
-  static void report(std::unique_ptr<Transfer> transfer);
-  static void fail(std::unique_ptr<Transfer> transfer, std::shared_ptr<Error> error);
+  // Brings the outcome to the handler, on a worker.
+  void report(TransferOutcome outcome);
 
  private:
-  void run() override;
   // What libcurl had done when it was last allowed to send.
   struct Sending {
     long redirects = 0;
-    long bytes = 0;  // what proxies were told included
+    long bytes = 0;  // those of CONNECT to a proxy included
     long connections = 0;
   };
 
-  void setRequest();
-  void setBody();
-  void goOnAsGET(std::string url);
-  void goOnOverANewConnection();
+  void setRequest(bool needsFreshConnection);
+  void continueOverAFreshConnection();
+  void continueAsGET(std::string url);
   // Where redirects have led; absent when there were none.
-  std::optional<std::string> landingPlace() const;
-  TransportFailure failureOf(int code) const;
-  std::shared_ptr<Error> errorOf(int code) const;
+  std::optional<std::string> effectiveURL() const;
+  TransferFailure failureOf(CURLcode code) const;
 
-  // What libcurl calls, with a TransferHandle.
-  static Transfer& of(void* handle);
-  static int aboutToSend(void* handle, char* peerAddress, char* localAddress, int peerPort,
-                         int localPort) noexcept;
-  static int goOn(void* handle, std::int64_t bodySize, std::int64_t received, std::int64_t toSend,
-                  std::int64_t sent) noexcept;
-  static std::size_t readBody(char* buffer, std::size_t size, std::size_t count,
-                              void* handle) noexcept;
-  static int refuseToRewind(void* handle, std::int64_t offset, int origin) noexcept;
-  static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count,
-                                   void* handle) noexcept;
-  static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count,
-                                 void* handle) noexcept;
-  bool mayBeSent(const ConnectionSockets::Ends& connection);
-  void noteProgress() { surroundings_->watch.noteProgress(*this); }
-  template <typename Take>
-  bool receive(const Take& take) noexcept;
-  bool takeHeaderLine(std::string_view line);
-  bool takeBody(std::string_view piece);
+  bool onPrerequest(const Endpoints& connection) override;
+  void onProgress() noexcept override;
+  std::size_t onReadBody(std::span<char> buffer) noexcept override;
+  bool onHeaderLine(std::string_view line) noexcept override;
+  bool onBody(std::string_view bytes) noexcept override;
+  void noteProgress() { context_->timeouts.noteProgress(place_); }
 
   URLRequest request_;
   std::shared_ptr<const URLSessionConfiguration> configuration_;
-  Receiver receiver_;
+  TransferHandler handler_;
 
-  std::unique_ptr<TransferHandle> handle_;
-  TransferSurroundings* surroundings_ = nullptr;
+  std::unique_ptr<EasyHandle> easy_;
+  TransferContext* context_ = nullptr;
+  IdleTimeouts::Place place_;
   std::size_t bodySent_ = 0;
-  std::optional<std::string> redirectedTo_;  // the hop that this handle was last set up for
+  std::optional<std::string> redirectedTo_;  // the hop that the handle was last set up for
   long redirectsLeft_;
-  bool libcurlFollows_ = false;  // redirects, by itself
   std::optional<Sending> sending_;
   bool connectionWasDead_ = false;
 
   TransferStage stage_ = TransferStage::connecting;
-  TransferReply reply_;
-  TransferOutcome outcome_;
+  ReplyParser reply_;
 };
 
 }  // namespace orx::platform

@@ -8,7 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/http/curl/TransferLoop.h"
+#include "platform/http/TransportError.h"
+#include "platform/http/curl/MultiHandle.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
@@ -37,7 +38,7 @@ struct TransferEngine::State {
   std::condition_variable libcurlIsLeft;
 
   // The leader's own.
-  TransferLoop loop;
+  MultiHandle multi;
   std::vector<std::unique_ptr<Transfer>> arrived;
   bool skippedSockets = false;  // in the last pass
 };
@@ -50,7 +51,7 @@ TransferEngine& TransferEngine::shared() {
 void TransferEngine::leaveParentsConnections() {
   State*& state = shared().state_;
   if (state == nullptr) return;
-  state->loop.abandon();
+  state->multi.abandon();
   state = new State(state);
 }
 
@@ -61,19 +62,19 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
     // After exit() has begun it is kept in the inbox: nothing starts and nothing reports.
     if (isStopping_ || ensureRunning()) {
       state_->inbox.push_back(std::move(transfer));
-      if (std::exchange(state_->sleeps, false)) state_->loop.wake();
+      if (std::exchange(state_->sleeps, false)) state_->multi.wake();
       return;
     }
   }
-  Transfer::fail(
-      std::move(transfer),
-      transportError(NSURLErrorUnknown, "the system has no thread, descriptor or memory left", {}));
+  transfer->report(
+      {.error = transportError(NSURLErrorUnknown,
+                               "the system has no thread, descriptor or memory left", {})});
 }
 
 bool TransferEngine::ensureRunning() {
   if (state_->isRunning) return true;
   initialiseLibcurl();
-  state_->isRunning = state_->loop.open() && WorkerPool::shared().setReactor(*this);
+  state_->isRunning = state_->multi.open() && WorkerPool::shared().setReactor(*this);
   return state_->isRunning;
 }
 
@@ -98,7 +99,7 @@ void TransferEngine::wait() {
     if (state.skippedSockets || !enterLibcurl(lock)) return;
     state.sleeps = state.arrived.empty();
   }
-  state.loop.wait(!state.arrived.empty());
+  state.multi.wait(!state.arrived.empty());
   const InboxLock lock(forkLocks.transferInbox);
   leaveLibcurl(lock);
   state.sleeps = false;
@@ -112,8 +113,8 @@ void TransferEngine::dispatch() {
     const InboxLock lock(forkLocks.transferInbox);
     if (!enterLibcurl(lock)) return;
   }
-  state_->loop.take(state_->arrived);
-  state_->loop.turn();
+  state_->multi.take(state_->arrived);
+  state_->multi.turn();
   const InboxLock lock(forkLocks.transferInbox);
   leaveLibcurl(lock);
 }
@@ -134,8 +135,14 @@ void TransferEngine::stop() {
   InboxLock lock(forkLocks.transferInbox);
   isStopping_ = true;
   if (state_ == nullptr || !state_->isRunning) return;
-  state_->loop.wake();
+  state_->multi.wake();
   state_->libcurlIsLeft.wait_for(lock, longestStop, [this] { return !state_->isInsideLibcurl; });
+}
+
+void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+                   TransferHandler handler) {
+  TransferEngine::shared().submit(
+      std::make_unique<Transfer>(std::move(request), std::move(configuration), std::move(handler)));
 }
 
 }  // namespace orx::platform

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include "platform/base/Limits.h"
-#include "platform/http/URLSession.h"
 #include "support/Call.h"
 #include "support/TLSTestServer.h"
 
@@ -25,7 +24,7 @@ Answer redirect(int status, const std::string& location) {
   return Answer::reply(status, "moved", {{"Location", location}});
 }
 
-TEST(URLSession, FollowsTheRedirectsOfAGet) {
+TEST(Redirect, FollowsTheRedirectsOfAGet) {
   TLSTestServer server(hosts, [](const Request& request) {
     if (request.target == "/a") return redirect(302, "/b");
     if (request.target == "/b") return redirect(308, "https://two.example/c");
@@ -33,12 +32,10 @@ TEST(URLSession, FollowsTheRedirectsOfAGet) {
   });
   const Outcome outcome = call(server.configuration(), getRequest("https://one.example/a"));
   EXPECT_EQ(outcome.text(), "there");
-  EXPECT_EQ(outcome.response->url(), "https://two.example/c");
-  EXPECT_EQ(outcome.response->headerFields().size(), 1U) << "only the last reply's head counts";
   EXPECT_EQ(server.requests().back().serverName, "two.example");
 }
 
-TEST(URLSession, AsksAtTheSamePlaceAgainWhereverARedirectHasLed) {
+TEST(Redirect, AsksAtTheSamePlaceAgainWhereverARedirectHasLed) {
   TLSTestServer server(hosts, [](const Request& request) {
     return request.target == "/there" ? Answer::reply(200, request.method)
                                       : redirect(303, "https://two.example/there");
@@ -56,18 +53,17 @@ TEST(URLSession, AsksAtTheSamePlaceAgainWhereverARedirectHasLed) {
                                  "GET one.example/a", there, "POST one.example/a", there));
 }
 
-TEST(URLSession, TakesTheReplyOfThePlaceThatTheSecondLocationNames) {
+TEST(Redirect, TakesTheReplyOfThePlaceThatTheSecondLocationNames) {
   TLSTestServer server(hosts, [](const Request& request) {
     if (request.target == "/there") return Answer::reply(200, "there");
     return Answer::reply(302, "moved", {{"Location", ""}, {"Location", "/there"}});
   });
   const Outcome outcome = call(server.configuration(), getRequest("https://one.example/"));
-  EXPECT_EQ(outcome.status(), 200);
+  EXPECT_EQ(outcome.statusCode, 200);
   EXPECT_EQ(outcome.text(), "there");
-  EXPECT_EQ(outcome.response->headerFields().size(), 1U);
 }
 
-TEST(URLSession, FollowsARedirectToAPlaceWithASpace) {
+TEST(Redirect, FollowsARedirectToAPlaceWithASpace) {
   TLSTestServer server(hosts, [](const Request& request) {
     return request.target == "/a%20b" ? Answer::reply(200, request.method)
                                       : redirect(302, "https://two.example/a b");
@@ -76,7 +72,7 @@ TEST(URLSession, FollowsARedirectToAPlaceWithASpace) {
   EXPECT_EQ(call(server.configuration(), postRequest("https://one.example/", "b")).text(), "GET");
 }
 
-TEST(URLSession, RefusesARedirectToWhatIsNoURLAndGoesWhereTheNextRequestSays) {
+TEST(Redirect, RefusesARedirectToWhatIsNoURLAndGoesWhereTheNextRequestSays) {
   TLSTestServer server(hosts, [](const Request& request) {
     return request.target == "/fine" ? Answer::reply(200) : redirect(302, "https://two.example:x/");
   });
@@ -84,11 +80,11 @@ TEST(URLSession, RefusesARedirectToWhatIsNoURLAndGoesWhereTheNextRequestSays) {
        {postRequest("https://one.example/", "b"), getRequest("https://one.example/")}) {
     const Outcome outcome = call(server.configuration(), request);
     EXPECT_EQ(outcome.errorCode(), NSURLErrorBadURL) << description(outcome);
-    EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/fine")).status(), 200);
+    EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/fine")).statusCode, 200);
   }
 }
 
-TEST(URLSession, GoesWhereEachRequestSaysWhateverWentBefore) {
+TEST(Redirect, GoesWhereEachRequestSaysWhateverWentBefore) {
   TLSTestServer server(hosts, [](const Request& request) {
     return Answer::reply(200, request.method + ' ' + request.serverName + request.target + ' ' +
                                   request.header("Content-Type").value_or("-"));
@@ -107,15 +103,15 @@ TEST(URLSession, GoesWhereEachRequestSaysWhateverWentBefore) {
   }
 }
 
-TEST(URLSession, GivesARedirectThatNamesNoPlaceAsTheReply) {
+TEST(Redirect, GivesARedirectThatNamesNoPlaceAsTheReply) {
   const TLSTestServer server({"one.example"}, Answer::reply(302, "here", {{"Location", ""}}));
   const auto outcome = call(server.configuration(), getRequest("https://one.example/"));
   EXPECT_EQ(outcome.error, nullptr);
-  EXPECT_EQ(outcome.status(), 302);
+  EXPECT_EQ(outcome.statusCode, 302);
   EXPECT_EQ(outcome.text(), "here");
 }
 
-TEST(URLSession, FollowsTwentyRedirectsAndNoMore) {
+TEST(Redirect, FollowsTwentyRedirectsAndNoMore) {
   TLSTestServer server(hosts, [](const Request& request) {
     const int left = std::stoi(request.target.substr(1));
     if (left == 0) return Answer::reply(200, "there");
@@ -124,14 +120,14 @@ TEST(URLSession, FollowsTwentyRedirectsAndNoMore) {
   EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/20")).text(), "there");
   const Outcome outcome = call(server.configuration(), getRequest("https://one.example/21"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorHTTPTooManyRedirects);
-  EXPECT_EQ(outcome.response, nullptr);
+  EXPECT_EQ(outcome.statusCode, 0);
   EXPECT_EQ(call(server.configuration(), postRequest("https://one.example/20", "b")).text(),
             "there");
   EXPECT_EQ(call(server.configuration(), postRequest("https://one.example/21", "b")).errorCode(),
             NSURLErrorHTTPTooManyRedirects);
 }
 
-TEST(URLSession, GoesOnAsAGetWithoutBodyWhenAPostIsMoved) {
+TEST(Redirect, GoesOnAsAGetWithoutBodyWhenAPostIsMoved) {
   for (const int status : {301, 302, 303}) {
     TLSTestServer server(hosts, [status](const Request& request) {
       return request.target == "/a" ? redirect(status, "https://two.example/b?c")
@@ -140,7 +136,6 @@ TEST(URLSession, GoesOnAsAGetWithoutBodyWhenAPostIsMoved) {
     const Outcome outcome =
         call(server.configuration(), postRequest("https://one.example/a", "body"));
     EXPECT_EQ(outcome.text(), "there") << status;
-    EXPECT_EQ(outcome.response->url(), "https://two.example/b?c");
     const Request last = server.requests().back();
     EXPECT_EQ(last.method + last.target, "GET/b?c");
     EXPECT_FALSE(last.header("Content-Type").has_value());
@@ -149,34 +144,34 @@ TEST(URLSession, GoesOnAsAGetWithoutBodyWhenAPostIsMoved) {
   }
 }
 
-TEST(URLSession, GivesTheRedirectItselfWhereAPostWouldBeSentAgain) {
+TEST(Redirect, GivesTheRedirectItselfWhereAPostWouldBeSentAgain) {
   for (const int status : {300, 304, 307, 308}) {
     TLSTestServer server(hosts, redirect(status, "/b"));
     const Outcome outcome =
         call(server.configuration(), postRequest("https://one.example/a", "body"));
-    EXPECT_EQ(outcome.status(), status);
+    EXPECT_EQ(outcome.statusCode, status);
     EXPECT_EQ(outcome.error, nullptr);
     EXPECT_EQ(server.requests().size(), 1U);
   }
 }
 
-TEST(URLSession, FollowsNoRedirectAwayFromHTTPS) {
+TEST(Redirect, FollowsNoRedirectAwayFromHTTPS) {
   TLSTestServer server(hosts, redirect(302, "http://one.example/b"));
   for (const auto& request :
        {getRequest("https://one.example/a"), postRequest("https://one.example/a", "b")}) {
     const Outcome outcome = call(server.configuration(), request);
     EXPECT_NE(outcome.errorCode(), 0);
-    EXPECT_EQ(outcome.response, nullptr);
+    EXPECT_EQ(outcome.statusCode, 0);
   }
 }
 
-TEST(URLSession, ReportsTheErrorAloneWhenARedirectLeadsNowhere) {
+TEST(Redirect, ReportsTheErrorAloneWhenARedirectLeadsNowhere) {
   TLSTestServer server({"one.example"}, redirect(302, "https://gone.example/"));
   auto configuration = server.configuration();
   configuration.connectTo["gone.example"] = {"127.0.0.1", 1};
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorCannotConnectToHost);
-  EXPECT_EQ(outcome.response, nullptr);
+  EXPECT_EQ(outcome.statusCode, 0);
   EXPECT_THAT(description(outcome), HasSubstr("gone.example"));
 }
 

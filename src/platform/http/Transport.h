@@ -1,0 +1,53 @@
+#pragma once
+
+#include <ORXAccount/platform/Data.h>
+#include <ORXAccount/platform/Error.h>
+#include <ORXAccount/platform/URL.h>
+#include <ORXAccount/platform/URLSessionConfiguration.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// The seam to whatever moves the bytes. Everything above it starts its requests here and nowhere
+// else. Another transport defines startTransfer(), and parsedURL() of URLParser.h, in a room of its
+// own; the linker picks it.
+namespace orx::platform {
+
+// One request as it is to be sent. Only the headers that HTTP itself needs are added.
+struct URLRequest {
+  URL url;
+  // Present, even when empty: the request is a POST. Absent: it is a GET.
+  std::optional<std::string> httpBody{};
+  // The body's media type; empty: no such header is sent. A string literal, for it is not copied.
+  std::string_view contentType{};
+};
+
+// What came of a request. A complete reply, of any status, gives data and status. A transfer that
+// broke off in the body gives all three, `data` holding the bytes so far. Any other failure gives
+// the error alone.
+struct TransferOutcome {
+  std::optional<Data> data{};
+  // Of the last reply, when redirects were followed; 0 when there is none.
+  long statusCode = 0;
+  // NSURLErrorDomain, with a description that names the stage, the host and the cause.
+  std::shared_ptr<Error> error;
+};
+
+// Must not throw.
+using TransferHandler = std::function<void(const TransferOutcome& outcome)>;
+
+// Starts a transfer and returns at once; from any thread. The handler may be empty; else it is
+// called once, on a background worker, never inside this call and in no order with other handlers.
+// It may block, for other transfers go on meanwhile. Only when the process ends first is it neither
+// called nor destroyed. `configuration` must not be null.
+//
+// A request is sent at most once: when its connection is lost after a byte has left, that is the
+// outcome. A GET follows redirects. A POST that is answered by 301, 302 or 303 goes on as a GET
+// without a body; any other redirect of a POST is the reply.
+void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+                   TransferHandler handler);
+
+}  // namespace orx::platform

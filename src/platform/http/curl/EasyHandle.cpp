@@ -1,0 +1,281 @@
+#include "platform/http/curl/EasyHandle.h"
+
+#include <openssl/ssl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace orx::platform {
+namespace {
+
+// A body up to this size leaves together with the header, in one write; a longer one is read piece
+// by piece, so that the time-out sees it move.
+constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
+// Many calls may be in flight, and what they carry is small: most answers fit in one read. libcurl
+// takes no smaller buffer for sending.
+constexpr long receiveBufferSize = 2L * 1024;
+constexpr long sendBufferSize = 16L * 1024;
+// Seconds. A renewed CA file is taken up after this time at the latest; parsing the distribution's
+// bundle for each connection would cost 34 ms of processor time.
+constexpr long caStoreLifetime = 600;
+// Beyond this libcurl's own arithmetic with times overflows.
+constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
+
+// The list with a copy of the line at its end.
+CurlList appended(CurlList list, const std::string& line) {
+  return CurlList(curl_slist_append(list.release(), line.c_str()));
+}
+
+// libcurl wants numeric IPv6 addresses in brackets, to tell their colons from a port's.
+std::string bracketed(const std::string& host) {
+  return host.find(':') == std::string::npos ? host : '[' + host + ']';
+}
+
+CurlList connectToList(const URLSessionConfiguration& configuration) {
+  CurlList list;
+  for (const auto& [host, address] : configuration.connectTo) {
+    list = appended(std::move(list), bracketed(host) + "::" + bracketed(address.host) + ':' +
+                                         (address.port == 0 ? "" : std::to_string(address.port)));
+  }
+  return list;
+}
+
+bool systemBundleIsReadable() {
+  const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
+  return bundle != nullptr && access(bundle, R_OK) == 0;
+}
+
+// ---- The functions that libcurl calls. Those of a transfer get its EasyHandle. ----
+
+EasyHandle::Client& clientOf(void* handle) { return static_cast<EasyHandle*>(handle)->client(); }
+
+int openSocket(void* sockets, curlsocktype, curl_sockaddr* address) noexcept {
+  return static_cast<SocketRegistry*>(sockets)->open(address->family, address->socktype,
+                                                     address->protocol);
+}
+
+int closeSocket(void* sockets, curl_socket_t descriptor) noexcept {
+  static_cast<SocketRegistry*>(sockets)->close(descriptor);
+  return 0;
+}
+
+int prerequest(void* handle, char* peerAddress, char* localAddress, int peerPort,
+               int localPort) noexcept {
+  try {
+    const bool allowed = clientOf(handle).onPrerequest({.localPort = localPort,
+                                                        .peerPort = peerPort,
+                                                        .localAddress = localAddress,
+                                                        .peerAddress = peerAddress});
+    return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+  } catch (const std::exception&) {
+    return CURL_PREREQFUNC_ABORT;
+  }
+}
+
+int progress(void* handle, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
+  clientOf(handle).onProgress();
+  return 0;
+}
+
+std::size_t readBody(char* buffer, std::size_t size, std::size_t count, void* handle) noexcept {
+  return clientOf(handle).onReadBody({buffer, size * count});
+}
+
+// A body that has begun to leave cannot be sent again: libcurl then reports
+// CURLE_SEND_FAIL_REWIND where it would silently repeat a POST.
+int refuseToSeek(void*, curl_off_t, int) noexcept { return CURL_SEEKFUNC_FAIL; }
+
+std::size_t takeHeaderLine(char* bytes, std::size_t size, std::size_t count,
+                           void* handle) noexcept {
+  const std::string_view line(bytes, size * count);
+  return clientOf(handle).onHeaderLine(line) ? line.size() : 0;
+}
+
+std::size_t takeBody(char* bytes, std::size_t size, std::size_t count, void* handle) noexcept {
+  const std::string_view piece(bytes, size * count);
+  return clientOf(handle).onBody(piece) ? piece.size() : 0;
+}
+
+// False when the URL must be handed over as text instead.
+bool parse(const std::string& text, CURLU* parsed) {
+  // Emptied first; else the text is taken for relative to the URL that stood there.
+  curl_url_set(parsed, CURLUPART_URL, nullptr, 0);
+  // As libcurl itself reads the place that a redirect names.
+  constexpr unsigned flags = CURLU_NON_SUPPORT_SCHEME | CURLU_ALLOW_SPACE | CURLU_URLENCODE;
+  if (curl_url_set(parsed, CURLUPART_URL, text.c_str(), flags) != CURLUE_OK) return false;
+  // libcurl loses an IPv6 address's zone when it copies a parsed URL.
+  char* zone = nullptr;
+  const bool hasZone = curl_url_get(parsed, CURLUPART_ZONEID, &zone, 0) == CURLUE_OK;
+  curl_free(zone);
+  return !hasZone;
+}
+
+}  // namespace
+
+EasyHandle::~EasyHandle() {
+  curl_easy_cleanup(curl_);
+  curl_url_cleanup(parsedURL_);
+}
+
+EasyHandle::Client& EasyHandle::clientOf(CURL* curl) {
+  EasyHandle* handle = nullptr;
+  curl_easy_getinfo(curl, CURLINFO_PRIVATE, &handle);
+  return handle->client();
+}
+
+void EasyHandle::setClient(Client* client) {
+  client_ = client;
+  errorText_.front() = '\0';
+}
+
+// ---- Once for a configuration. ----
+
+void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
+                           SocketRegistry& sockets, CURLSH* share) {
+  if (configuration_ == configuration || (configuration_ && *configuration_ == *configuration)) {
+    return;
+  }
+  curl_easy_reset(curl_);
+  url_.clear();
+  configuration_ = configuration;
+  connectTo_ = connectToList(*configuration);
+  curl_easy_setopt(curl_, CURLOPT_SHARE, share);
+  setOptions();
+  setCallbacks(sockets);
+}
+
+std::chrono::milliseconds EasyHandle::timeout() const {
+  const auto wanted = configuration_->timeoutIntervalForRequest;
+  if (wanted.count() <= 0) return URLSessionConfiguration{}.timeoutIntervalForRequest;
+  return std::min(wanted, longestTimeout);
+}
+
+void EasyHandle::setOptions() {
+  // Signals belong to the host; libcurl would use SIGALRM and touch SIGPIPE.
+  curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
+  // Else a time-out waits for a resolver thread that hangs.
+  curl_easy_setopt(curl_, CURLOPT_QUICK_EXIT, 1L);
+  curl_easy_setopt(curl_, CURLOPT_BUFFERSIZE, receiveBufferSize);
+  curl_easy_setopt(curl_, CURLOPT_UPLOAD_BUFFERSIZE, sendBufferSize);
+
+  // HTTPS only, redirects included, and certificates are verified always.
+  curl_easy_setopt(curl_, CURLOPT_PROTOCOLS_STR, "https");
+  curl_easy_setopt(curl_, CURLOPT_REDIR_PROTOCOLS_STR, "https");
+  curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, 2L);
+  curl_easy_setopt(curl_, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
+  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
+  const auto& caFile = configuration_->caFile;
+  if (caFile) curl_easy_setopt(curl_, CURLOPT_CAINFO, caFile->c_str());
+  // The distribution's libcurl names a bundle and a directory with the same authorities, and keeps
+  // the parsed store only when there is no directory. A configured file replaces both.
+  if (caFile || systemBundleIsReadable()) curl_easy_setopt(curl_, CURLOPT_CAPATH, nullptr);
+
+  // Offers "http/1.1" alone to the server: over HTTP/2 this libcurl loses answers.
+  curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+  curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout().count()));
+  // The lines of a proxy's answer to CONNECT are no part of the reply.
+  curl_easy_setopt(curl_, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  // Unset, libcurl looks into the environment; empty text means no proxy.
+  const auto& proxy = configuration_->proxy;
+  if (proxy) curl_easy_setopt(curl_, CURLOPT_PROXY, proxy->c_str());
+  curl_easy_setopt(curl_, CURLOPT_CONNECT_TO, connectTo_.get());
+}
+
+void EasyHandle::setCallbacks(SocketRegistry& sockets) {
+  // A connection keeps these for its whole life, beyond this transfer's.
+  curl_easy_setopt(curl_, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  curl_easy_setopt(curl_, CURLOPT_OPENSOCKETDATA, &sockets);
+  curl_easy_setopt(curl_, CURLOPT_CLOSESOCKETFUNCTION, closeSocket);
+  curl_easy_setopt(curl_, CURLOPT_CLOSESOCKETDATA, &sockets);
+
+  curl_easy_setopt(curl_, CURLOPT_PRIVATE, this);
+  curl_easy_setopt(curl_, CURLOPT_ERRORBUFFER, errorText_.data());
+  curl_easy_setopt(curl_, CURLOPT_PREREQFUNCTION, prerequest);
+  curl_easy_setopt(curl_, CURLOPT_PREREQDATA, this);
+  curl_easy_setopt(curl_, CURLOPT_XFERINFOFUNCTION, progress);
+  curl_easy_setopt(curl_, CURLOPT_XFERINFODATA, this);
+  curl_easy_setopt(curl_, CURLOPT_READFUNCTION, readBody);
+  curl_easy_setopt(curl_, CURLOPT_READDATA, this);
+  curl_easy_setopt(curl_, CURLOPT_SEEKFUNCTION, refuseToSeek);
+  curl_easy_setopt(curl_, CURLOPT_HEADERFUNCTION, takeHeaderLine);
+  curl_easy_setopt(curl_, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(curl_, CURLOPT_WRITEFUNCTION, takeBody);
+  curl_easy_setopt(curl_, CURLOPT_WRITEDATA, this);
+}
+
+// ---- Once for a request. ----
+
+void EasyHandle::setRequest(const URLRequest& request, const std::string& url, long redirectsLeft,
+                            bool needsFreshConnection) {
+  setURL(url);
+  setHeaderLines(request);
+  if (request.httpBody) {
+    setBody(*request.httpBody);
+  } else {
+    curl_easy_setopt(curl_, CURLOPT_HTTPGET, 1L);
+  }
+  // A POST's redirects are not libcurl's: it would send some of them a second time.
+  curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, request.httpBody ? 0L : 1L);
+  curl_easy_setopt(curl_, CURLOPT_MAXREDIRS, redirectsLeft);
+  curl_easy_setopt(curl_, CURLOPT_FRESH_CONNECT, needsFreshConnection ? 1L : 0L);
+}
+
+// A parsed URL spares libcurl the parsing at each request, which is a tenth of what it does then.
+// What cannot be parsed stays text, which libcurl refuses in its own words.
+void EasyHandle::setURL(const std::string& text) {
+  if (url_ == text) return;
+  url_.clear();
+  if (parsedURL_ == nullptr) parsedURL_ = curl_url();
+  curl_easy_setopt(curl_, CURLOPT_CURLU, parse(text, parsedURL_) ? parsedURL_ : nullptr);
+  if (curl_easy_setopt(curl_, CURLOPT_URL, text.c_str()) == CURLE_OK) url_ = text;
+}
+
+void EasyHandle::setBody(const std::string& body) {
+  const bool isShort = body.size() <= bodySentWithHeader;
+  curl_easy_setopt(curl_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+  curl_easy_setopt(curl_, CURLOPT_POSTFIELDS, isShort ? body.data() : nullptr);
+  curl_easy_setopt(curl_, CURLOPT_POST, 1L);
+}
+
+// A line without a value keeps libcurl from adding that header of its own.
+void EasyHandle::setHeaderLines(const URLRequest& request) {
+  const auto type = request.httpBody ? std::optional(request.contentType) : std::nullopt;
+  if (!headerLines_ || headerLinesType_ != type) {
+    CurlList lines = appended(nullptr, "Accept:");
+    if (type) {
+      lines = appended(std::move(lines), "Expect:");
+      lines = appended(std::move(lines), "Content-Type: " + std::string(*type));
+    }
+    headerLines_ = std::move(lines);
+    headerLinesType_ = type;
+  }
+  curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, headerLines_.get());
+}
+
+void EasyHandle::reportProgress(bool wanted) {
+  curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, wanted ? 0L : 1L);
+}
+
+long EasyHandle::number(CURLINFO which) const {
+  long value = 0;
+  curl_easy_getinfo(curl_, which, &value);
+  return value;
+}
+
+std::optional<std::string> EasyHandle::text(CURLINFO which) const {
+  char* text = nullptr;
+  curl_easy_getinfo(curl_, which, &text);
+  return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
+void EasyHandle::releaseTLSBuffers() {
+  const curl_tlssessioninfo* session = nullptr;
+  const CURLcode code = curl_easy_getinfo(curl_, CURLINFO_TLS_SSL_PTR, &session);
+  if (code != CURLE_OK || session == nullptr || session->backend != CURLSSLBACKEND_OPENSSL) return;
+  if (session->internals != nullptr) SSL_free_buffers(static_cast<SSL*>(session->internals));
+}
+
+}  // namespace orx::platform

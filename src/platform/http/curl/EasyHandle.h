@@ -1,0 +1,108 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/http/Transport.h"
+#include "platform/http/curl/SocketRegistry.h"
+
+namespace orx::platform {
+
+struct FreeCurlList {
+  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+using CurlList = std::unique_ptr<curl_slist, FreeCurlList>;
+
+// One of libcurl's easy handles, with everything that libcurl keeps pointers to meanwhile. It is
+// set up once and serves one transfer after the other: a fresh handle for each call costs about
+// twenty times the processor time. Used by one thread at a time.
+class EasyHandle {
+ public:
+  // What libcurl calls while a transfer runs. libcurl is C code, so nothing may be thrown but where
+  // it says so.
+  class Client {
+   public:
+    // The connection is there and the request is about to leave over it. False, or an exception,
+    // ends the transfer with CURLE_ABORTED_BY_CALLBACK.
+    virtual bool onPrerequest(const Endpoints& connection) = 0;
+    // After each step of the transfer, while reportProgress() is on.
+    virtual void onProgress() noexcept = 0;
+    // Fills the buffer with the next bytes of a body that does not leave in one piece; returns how
+    // many. 0: there are no more.
+    virtual std::size_t onReadBody(std::span<char> buffer) noexcept = 0;
+    // A line of a reply's head with its end, or bytes of the body. False ends the transfer with
+    // CURLE_WRITE_ERROR.
+    virtual bool onHeaderLine(std::string_view line) noexcept = 0;
+    virtual bool onBody(std::string_view bytes) noexcept = 0;
+
+   protected:
+    ~Client() = default;
+  };
+
+  // Takes the handle over.
+  explicit EasyHandle(CURL* curl) : curl_(curl) {}
+  EasyHandle(const EasyHandle&) = delete;
+  EasyHandle& operator=(const EasyHandle&) = delete;
+  ~EasyHandle();
+
+  CURL* curl() const { return curl_; }
+  // Whom a handle serves at the moment.
+  static Client& clientOf(CURL* curl);
+  Client& client() const { return *client_; }
+  // Starts or ends (null) the service for a client, and forgets the last one's error text.
+  void setClient(Client* client);
+
+  // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
+  void configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
+                 SocketRegistry& sockets, CURLSH* share);
+  // The configured time-out; one that is not positive counts as the default.
+  std::chrono::milliseconds timeout() const;
+
+  // What is asked next, in place of what was asked before. The request must stay in its place
+  // until the transfer has ended. `url`: an absolute URL.
+  void setRequest(const URLRequest& request, const std::string& url, long redirectsLeft,
+                  bool needsFreshConnection);
+  void reportProgress(bool wanted);
+
+  // What libcurl knows of the transfer so far.
+  long number(CURLINFO which) const;
+  std::optional<std::string> text(CURLINFO which) const;
+  // libcurl's own words on the last failure; may be empty.
+  std::string errorText() const { return errorText_.data(); }
+
+  // Gives back the memory in which the TLS connection of the running transfer would read and write
+  // its next records; it takes it anew when they come. Does nothing while some are on their way, or
+  // when the TLS library is another one than expected.
+  void releaseTLSBuffers();
+
+ private:
+  void setOptions();
+  void setCallbacks(SocketRegistry& sockets);
+  void setURL(const std::string& text);
+  void setBody(const std::string& body);
+  void setHeaderLines(const URLRequest& request);
+
+  CURL* const curl_;
+  Client* client_ = nullptr;
+  std::array<char, CURL_ERROR_SIZE> errorText_{};
+
+  // What it is set up for, and a list that libcurl does not copy.
+  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  CurlList connectTo_;
+
+  // Kept from request to request, because the next one mostly asks for the same.
+  std::string url_;             // as it stands in the handle
+  CURLU* parsedURL_ = nullptr;  // the same, parsed
+  CurlList headerLines_;
+  std::optional<std::string_view> headerLinesType_;  // of the body they were made for
+};
+
+}  // namespace orx::platform

@@ -1,0 +1,96 @@
+#include "platform/http/curl/EpollPoller.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <utility>
+
+#include "platform/process/Signals.h"
+
+namespace orx::platform {
+
+void EpollPoller::close() {
+  for (int* descriptor : {&epoll_, &wakeUp_}) {
+    if (*descriptor >= 0) ::close(std::exchange(*descriptor, -1));
+  }
+}
+
+bool EpollPoller::open() {
+  if (epoll_ < 0) epoll_ = epoll_create1(EPOLL_CLOEXEC);
+  if (epoll_ < 0 || wakeUp_ >= 0) return epoll_ >= 0;
+  const int made = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  epoll_event event{.events = EPOLLIN, .data = {.fd = made}};
+  if (made < 0 || epoll_ctl(epoll_, EPOLL_CTL_ADD, made, &event) != 0) {
+    if (made >= 0) ::close(made);
+    return false;
+  }
+  wakeUp_ = made;
+  return true;
+}
+
+EpollPoller::Watched& EpollPoller::watched(int descriptor) {
+  const auto index = static_cast<std::size_t>(descriptor);
+  if (index >= watched_.size()) watched_.resize(index + 1);
+  return watched_[index];
+}
+
+void EpollPoller::tell(int descriptor, Watched& watched, std::uint32_t events) const {
+  if (watched.told == events) return;
+  epoll_event event{.events = events, .data = {.fd = descriptor}};
+  int operation = EPOLL_CTL_MOD;
+  if (watched.told == 0) operation = EPOLL_CTL_ADD;
+  if (events == 0) operation = EPOLL_CTL_DEL;
+  const bool isTold = epoll_ctl(epoll_, operation, descriptor, &event) == 0;
+  watched.told = isTold ? events : 0;
+}
+
+void EpollPoller::willStay(int descriptor) { watched(descriptor) = {.stays = true}; }
+
+void EpollPoller::willClose(int descriptor) {
+  Watched& closing = watched(descriptor);
+  // Closing alone does not end the watch when a child that was just forked holds the same socket.
+  tell(descriptor, closing, 0);
+  closing = {};
+}
+
+void EpollPoller::want(int descriptor, std::uint32_t events) {
+  Watched& wanting = watched(descriptor);
+  wanting.wanted = events;
+  if (events != 0 || !wanting.stays) tell(descriptor, wanting, events);
+}
+
+bool EpollPoller::isWanted(const epoll_event& event) {
+  const int descriptor = event.data.fd;
+  if (descriptor == wakeUp_) {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const auto size = read(wakeUp_, &count, sizeof count);
+    return false;
+  }
+  Watched& source = watched(descriptor);
+  // The one wake-up for a socket that nobody wants at the moment; without this it would come again
+  // and again.
+  if (source.wanted == 0) tell(descriptor, source, 0);
+  return source.wanted != 0;
+}
+
+std::span<const epoll_event> EpollPoller::wait(std::chrono::milliseconds longest) {
+  const auto timeout = std::clamp<std::int64_t>(longest.count(), 0, INT_MAX);
+  const int count = epoll_wait(epoll_, events_.data(), static_cast<int>(events_.size()),
+                               static_cast<int>(timeout));
+  std::size_t kept = 0;
+  for (int index = 0; index < count; ++index) {
+    const epoll_event event = events_[static_cast<std::size_t>(index)];
+    if (isWanted(event)) events_[kept++] = event;
+  }
+  return {events_.data(), kept};
+}
+
+void EpollPoller::wake() const {
+  const std::uint64_t one = 1;
+  // Runs on a host's thread, where a signal may interrupt it.
+  uninterrupted([&] { return write(wakeUp_, &one, sizeof one); });
+}
+
+}  // namespace orx::platform

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <sys/epoll.h>
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace orx::platform {
+
+// Waits until sockets can be read or written, or until it is woken. All but wake() is used by one
+// thread at a time.
+class EpollPoller {
+ public:
+  // Few at a time, because the handlers that wait for what these events lead to run after them.
+  static constexpr std::size_t eventsAtOnce = 32;
+
+  EpollPoller() = default;
+  ~EpollPoller() { close(); }
+  EpollPoller(const EpollPoller&) = delete;
+  EpollPoller& operator=(const EpollPoller&) = delete;
+
+  // False when the system has no descriptors for it. To be called before anything else, and again
+  // after it has failed.
+  bool open();
+  // Nothing may be called afterwards.
+  void close();
+
+  // Registers a socket that will be announced by willClose() before it is closed. When nothing is
+  // wanted of it for the moment the system is not told, because it mostly is wanted again soon:
+  // that saves two system calls for each transfer.
+  void willStay(int descriptor);
+  void willClose(int descriptor);
+  // `events`: EPOLLIN, EPOLLOUT, both or none, from now on. A socket that the system refuses to
+  // watch stays silent.
+  void want(int descriptor, std::uint32_t events);
+
+  // Returns when something has happened or when the time is over, rounded up to milliseconds; the
+  // descriptor is each event's data.fd. Valid until the next call.
+  std::span<const epoll_event> wait(std::chrono::milliseconds longest);
+  // From any thread: lets wait(), this one or the next, return at once.
+  void wake() const;
+
+ private:
+  struct Watched {
+    std::uint32_t wanted = 0;
+    std::uint32_t told = 0;  // what the system watches for
+    bool stays = false;
+  };
+
+  Watched& watched(int descriptor);
+  void tell(int descriptor, Watched& watched, std::uint32_t events) const;
+  bool isWanted(const epoll_event& event);
+
+  int epoll_ = -1;
+  int wakeUp_ = -1;
+  std::vector<Watched> watched_;  // by descriptor
+  std::array<epoll_event, eventsAtOnce> events_{};
+};
+
+}  // namespace orx::platform

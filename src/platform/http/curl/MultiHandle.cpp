@@ -1,0 +1,197 @@
+#include "platform/http/curl/MultiHandle.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/http/TransportError.h"
+
+namespace orx::platform {
+namespace {
+
+// Connections that are kept when idle.
+constexpr long keptConnections = 256;
+// Easy handles that are kept when idle. Each takes some 10 KB, so a burst of more calls than this
+// frees the others again.
+constexpr std::size_t keptHandles = 256;
+// So few start in a turn that those before them come through their handshakes meanwhile: the
+// buffers of all handshakes of a burst at the same moment would set the process's peak of memory.
+constexpr std::size_t startsAtOnce = 8;
+// libcurl's connections are looked at again after this time at the latest.
+constexpr std::chrono::hours longestSleep{24};
+
+// 0 when epoll reports only an error: libcurl then finds out itself.
+int selectBits(std::uint32_t events) {
+  return ((events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
+         ((events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0);
+}
+
+}  // namespace
+
+bool MultiHandle::open() {
+  if (!context_.poller.open()) return false;
+  if (share_ == nullptr) {
+    // One thread at a time uses the share, so it needs no locks.
+    share_ = curl_share_init();
+    curl_share_setopt(share_, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  }
+  if (multi_ == nullptr) multi_ = curl_multi_init();
+  if (share_ == nullptr || multi_ == nullptr) return false;
+  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, keptConnections);
+  curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &MultiHandle::watchSocket);
+  curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
+  curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &MultiHandle::setTimer);
+  curl_multi_setopt(multi_, CURLMOPT_TIMERDATA, this);
+  return true;
+}
+
+void MultiHandle::abandon() {
+  context_.sockets.closeAll();
+  context_.poller.close();
+}
+
+// ---- libcurl calls back, from within curl_multi_socket_action() and curl_multi_add_handle(): it
+// says which sockets it waits for, and when it wants to be called though none is ready. ----
+
+int MultiHandle::watchSocket(CURL*, curl_socket_t descriptor, int what, void* self,
+                             void*) noexcept {
+  std::uint32_t events = 0;
+  if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= EPOLLIN;
+  if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= EPOLLOUT;
+  static_cast<MultiHandle*>(self)->context_.poller.want(descriptor, events);
+  return 0;
+}
+
+int MultiHandle::setTimer(CURLM*, long milliseconds, void* self) noexcept {
+  auto& timer = static_cast<MultiHandle*>(self)->timer_;
+  timer = Clock::now() + std::chrono::milliseconds(milliseconds);
+  if (milliseconds < 0) timer.reset();
+  return 0;
+}
+
+// ---- One round: wait, start some, move the others on. ----
+
+std::chrono::milliseconds MultiHandle::longestWait() const {
+  std::chrono::milliseconds longest = context_.timeouts.timeUntilNext().value_or(longestSleep);
+  if (timer_) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*timer_ - Clock::now());
+    longest = std::clamp(left, std::chrono::milliseconds(0), longest);
+  }
+  return longest;
+}
+
+void MultiHandle::wait(bool isUrgent) {
+  context_.timeouts.updateNow();
+  // Transfers that wait for their start would wait for some socket's event.
+  const bool mustNotWait = isUrgent || !waiting_.empty();
+  ready_ = context_.poller.wait(mustNotWait ? std::chrono::milliseconds(0) : longestWait());
+  context_.timeouts.updateNow();
+}
+
+void MultiHandle::take(std::vector<std::unique_ptr<Transfer>>& transfers) {
+  for (auto& transfer : transfers) waiting_.push_back(std::move(transfer));
+  transfers.clear();
+}
+
+void MultiHandle::turn() {
+  startSome();
+  moveOn();
+  if (context_.timeouts.overdue() == nullptr) return;
+  catchUp();
+  while (Transfer* overdue = context_.timeouts.overdue()) end(*overdue, CURLE_OPERATION_TIMEDOUT);
+}
+
+void MultiHandle::startSome() {
+  context_.timeouts.updateNow();
+  for (std::size_t handshakes = 0; handshakes < startsAtOnce && !waiting_.empty();) {
+    // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
+    // none to find when each that is open has a transfer already.
+    if (running_ >= context_.sockets.count()) ++handshakes;
+    start(std::move(waiting_.front()));
+    waiting_.pop_front();
+  }
+}
+
+// Null when there is no memory.
+std::unique_ptr<EasyHandle> MultiHandle::takeEasyHandle() {
+  if (idleHandles_.empty()) {
+    CURL* curl = curl_easy_init();
+    return curl != nullptr ? std::make_unique<EasyHandle>(curl) : nullptr;
+  }
+  auto easy = std::move(idleHandles_.back());
+  idleHandles_.pop_back();
+  return easy;
+}
+
+void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
+  auto easy = takeEasyHandle();
+  if (!easy) {
+    return transfer->report(
+        {.error = transportError(NSURLErrorUnknown, "no memory for a transfer", {})});
+  }
+  easy->configure(transfer->configuration(), context_.sockets, share_);
+  ++running_;
+  transfer->start(std::move(easy), context_);
+  // From here the easy handle's private pointer stands for the ownership; end() takes it back.
+  run(*transfer.release());
+}
+
+// libcurl only sets its timer to this moment; the next moveOn() begins the work.
+void MultiHandle::run(Transfer& transfer) {
+  if (curl_multi_add_handle(multi_, transfer.curl()) != CURLM_OK) {
+    end(transfer, CURLE_FAILED_INIT);
+  }
+}
+
+// libcurl is told which connections are ready and looks at no other, so a turn costs the same
+// however many transfers only wait.
+void MultiHandle::moveOn() {
+  int running = 0;
+  // libcurl may close a socket meanwhile; for the rest of the events it does not know the number
+  // then, and does nothing.
+  for (const auto& event : std::exchange(ready_, {})) {
+    curl_multi_socket_action(multi_, event.data.fd, selectBits(event.events), &running);
+  }
+  if (timer_ && *timer_ <= Clock::now()) {
+    timer_.reset();
+    curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
+  }
+  collectFinished();
+}
+
+// After the whole process has stood still (a debugger, a suspended shell) everything looks overdue,
+// while the answers wait to be read. Each round takes up other connections.
+void MultiHandle::catchUp() {
+  for (std::size_t rounds = running_ / EpollPoller::eventsAtOnce + 1; rounds > 0; --rounds) {
+    ready_ = context_.poller.wait(std::chrono::milliseconds(0));
+    moveOn();
+  }
+}
+
+void MultiHandle::collectFinished() {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    // The message is gone as soon as its handle leaves the multi handle.
+    const CURLcode code = message->data.result;
+    Transfer& transfer = Transfer::of(message->easy_handle);
+    if (transfer.continuesAfter(code)) {
+      curl_multi_remove_handle(multi_, transfer.curl());
+      run(transfer);
+    } else {
+      end(transfer, code);
+    }
+  }
+}
+
+void MultiHandle::end(Transfer& transfer, CURLcode code) {
+  const std::unique_ptr<Transfer> owner(&transfer);
+  --running_;
+  // First of all, because what libcurl knows of the transfer goes with the removal.
+  TransferOutcome outcome = transfer.finish(code);
+  curl_multi_remove_handle(multi_, transfer.curl());
+  auto easy = transfer.takeEasyHandle();
+  if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));
+  transfer.report(std::move(outcome));
+}
+
+}  // namespace orx::platform

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "platform/http/curl/EasyHandle.h"
+#include "platform/http/curl/Transfer.h"
+
+namespace orx::platform {
+
+// libcurl's multi handle at work on all transfers. Connections, TLS sessions and the parsed
+// certificate authorities are shared by all of them. Used by one thread at a time, wake() apart.
+class MultiHandle {
+ public:
+  MultiHandle() = default;
+  MultiHandle(const MultiHandle&) = delete;
+  MultiHandle& operator=(const MultiHandle&) = delete;
+
+  // False when the system has no memory or descriptors for it. To be called before anything else,
+  // and again after it has failed.
+  bool open();
+  // In the child of a fork: closes the parent's connections without a word to the peers. Nothing
+  // may be called afterwards.
+  void abandon();
+
+  // Takes new transfers out of the list, to start a few of them in each turn.
+  void take(std::vector<std::unique_ptr<Transfer>>& transfers);
+  // Waits until a connection is ready, a time is over, or somebody wakes it up; not at all when
+  // `isUrgent`.
+  void wait(bool isUrgent);
+  // Moves everything on for which wait() has found something, and reports what has ended.
+  void turn();
+  // From any thread.
+  void wake() const { context_.poller.wake(); }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  static int watchSocket(CURL* curl, curl_socket_t descriptor, int what, void* self,
+                         void* unused) noexcept;
+  static int setTimer(CURLM* multi, long milliseconds, void* self) noexcept;
+  std::chrono::milliseconds longestWait() const;
+  void startSome();
+  std::unique_ptr<EasyHandle> takeEasyHandle();
+  void start(std::unique_ptr<Transfer> transfer);
+  void run(Transfer& transfer);
+  void moveOn();
+  void catchUp();
+  void collectFinished();
+  void end(Transfer& transfer, CURLcode code);
+
+  CURLSH* share_ = nullptr;
+  CURLM* multi_ = nullptr;
+  std::size_t running_ = 0;
+  // When libcurl wants to be called though no connection is ready.
+  std::optional<Clock::time_point> timer_;
+  std::deque<std::unique_ptr<Transfer>> waiting_;
+  std::span<const epoll_event> ready_;
+
+  TransferContext context_;
+  // Kept set up for the next transfers, which mostly have the same configuration.
+  std::vector<std::unique_ptr<EasyHandle>> idleHandles_;
+};
+
+}  // namespace orx::platform

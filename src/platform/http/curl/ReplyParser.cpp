@@ -1,0 +1,94 @@
+#include "platform/http/curl/ReplyParser.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+
+namespace orx::platform {
+namespace {
+
+// Memory that is set aside for a body at its first byte; the rest when the bytes come, because the
+// length that a server announces is not to be believed.
+constexpr std::size_t largestReservation = std::size_t{1024} * 1024;
+
+constexpr long firstFinalStatus = 200;
+constexpr long lastKnownInterim = 103;
+
+constexpr std::string_view blanks = " \t\r\n";
+
+template <typename Number>
+void readNumber(std::string_view text, Number& number) {
+  std::from_chars(text.data(), text.data() + text.size(), number);
+}
+
+// What follows the field's name and the blanks after it; absent when it is another field's line.
+// `name` holds the colon.
+std::optional<std::string_view> valueOf(std::string_view line, std::string_view name) {
+  if (line.size() < name.size() || strncasecmp(line.data(), name.data(), name.size()) != 0) {
+    return std::nullopt;
+  }
+  line.remove_prefix(name.size());
+  line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+  return line;
+}
+
+}  // namespace
+
+ReplyParser::Next ReplyParser::takeHeaderLine(std::string_view line, bool followsRedirects) {
+  // Counted before anything else: interim replies, redirects and trailers have no other ceiling.
+  headerSize_ += line.size();
+  if (headerSize_ > longestHeader_) {
+    excess_ = Excess::header;
+    return Next::nothing;
+  }
+  // Lines after the head are the trailers of a chunked body. Nobody asks for them.
+  if (reply_.headIsComplete) return Next::body;
+  if (line.find_first_not_of(blanks) == std::string_view::npos) return endHead(followsRedirects);
+  takeField(line);
+  return Next::head;
+}
+
+void ReplyParser::takeField(std::string_view line) {
+  if (line.starts_with("HTTP/")) {
+    // A status line: whatever came before was an interim reply, or one that libcurl redirected.
+    reset();
+    readNumber(line.substr(std::min(line.find(' '), line.size() - 1) + 1), reply_.statusCode);
+  } else if (const auto length = valueOf(line, "Content-Length:")) {
+    reply_.announcesBody = true;
+    readNumber(*length, reply_.announcedSize);
+  } else if (const auto location = valueOf(line, "Location:")) {
+    // libcurl passes over an empty one and goes where the next one says.
+    if (!location->empty()) reply_.namesLocation = true;
+  }
+}
+
+ReplyParser::Next ReplyParser::endHead(bool followsRedirects) {
+  if (reply_.statusCode < firstFinalStatus) {
+    // libcurl waits for the final reply after any status below 200. An interim reply has no body,
+    // so what announces one is the server's last word, and waiting on would end in a time-out.
+    reply_.isUnknown1xx = reply_.statusCode > lastKnownInterim;
+    return reply_.isUnknown1xx && reply_.announcesBody ? Next::nothing : Next::head;
+  }
+  const bool isRedirect = reply_.statusCode >= 300 && reply_.statusCode < 400;
+  if (followsRedirects && isRedirect && reply_.namesLocation) return Next::redirectedReply;
+  reply_.headIsComplete = true;
+  return Next::body;
+}
+
+bool ReplyParser::takeBody(std::string_view piece) {
+  std::vector<std::uint8_t>& body = reply_.body;
+  if (body.empty()) {
+    body.reserve(std::min({reply_.announcedSize, longestBody_, largestReservation}));
+  }
+  // What fits is kept, since a caller that gets an error and a status gets the bytes so far, too.
+  const std::size_t taken = std::min(piece.size(), longestBody_ - body.size());
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(piece.data());
+  body.insert(body.end(), bytes, bytes + taken);
+  if (taken == piece.size()) return true;
+  excess_ = Excess::body;
+  return false;
+}
+
+}  // namespace orx::platform

@@ -1,0 +1,90 @@
+#include "platform/http/curl/SocketRegistry.h"
+
+#include <netdb.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <new>
+
+namespace orx::platform {
+namespace {
+
+using AddressOf = int (*)(int, sockaddr*, socklen_t*);
+
+// False while the socket is not connected.
+bool readEndpoint(int descriptor, AddressOf addressOf, std::string& address, int& port) {
+  sockaddr_storage storage{};
+  auto* plain = reinterpret_cast<sockaddr*>(&storage);
+  socklen_t size = sizeof storage;
+  std::array<char, NI_MAXHOST> host{};
+  std::array<char, NI_MAXSERV> service{};
+  if (addressOf(descriptor, plain, &size) != 0 ||
+      getnameinfo(plain, size, host.data(), host.size(), service.data(), service.size(),
+                  NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
+    return false;
+  }
+  address = host.data();
+  // libcurl names an IPv6 address without its zone.
+  address.resize(std::min(address.find('%'), address.size()));
+  port = std::atoi(service.data());
+  return true;
+}
+
+}  // namespace
+
+int SocketRegistry::open(int family, int type, int protocol) {
+  const int descriptor = socket(family, type | SOCK_CLOEXEC, protocol);
+  if (descriptor < 0) return -1;
+  try {
+    poller_.willStay(descriptor);
+    unresolved_.push_back(descriptor);
+    return descriptor;
+  } catch (const std::bad_alloc&) {
+    ::close(descriptor);
+    return -1;
+  }
+}
+
+void SocketRegistry::close(int descriptor) {
+  std::erase(unresolved_, descriptor);
+  std::erase_if(resolved_, [descriptor](const auto& entry) { return entry.second == descriptor; });
+  poller_.willClose(descriptor);
+  ::close(descriptor);
+}
+
+void SocketRegistry::resolveEndpoints() {
+  std::erase_if(unresolved_, [this](int descriptor) {
+    Endpoints endpoints;
+    if (!readEndpoint(descriptor, getpeername, endpoints.peerAddress, endpoints.peerPort) ||
+        !readEndpoint(descriptor, getsockname, endpoints.localAddress, endpoints.localPort)) {
+      return false;
+    }
+    resolved_[endpoints] = descriptor;
+    return true;
+  });
+}
+
+bool SocketRegistry::peerHasClosed(const Endpoints& endpoints) {
+  auto found = resolved_.find(endpoints);
+  // Sockets are resolved when one is asked for that is not there yet: at its second transfer, since
+  // nobody asks before the first.
+  if (found == resolved_.end()) {
+    resolveEndpoints();
+    found = resolved_.find(endpoints);
+    if (found == resolved_.end()) return false;
+  }
+  // Peeking at the next byte would not tell: TLS's own goodbye, unread, comes before the end.
+  pollfd state{found->second, POLLIN | POLLRDHUP, 0};
+  return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+}
+
+void SocketRegistry::closeAll() {
+  for (const int descriptor : unresolved_) ::close(descriptor);
+  for (const auto& [endpoints, descriptor] : resolved_) ::close(descriptor);
+}
+
+}  // namespace orx::platform

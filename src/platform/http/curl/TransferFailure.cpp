@@ -1,0 +1,106 @@
+#include "platform/http/curl/TransferFailure.h"
+
+#include <ORXAccount/platform/URL.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+
+#include "platform/http/TransportError.h"
+
+namespace orx::platform {
+namespace {
+
+struct Meaning {
+  CURLcode code;
+  std::int64_t whileConnecting;
+  std::int64_t afterwards = whileConnecting;
+};
+
+constexpr Meaning meanings[] = {
+    {CURLE_URL_MALFORMAT, NSURLErrorBadURL},
+    // Once connected it says that the answer is no HTTP.
+    {CURLE_UNSUPPORTED_PROTOCOL, NSURLErrorUnsupportedURL, NSURLErrorBadServerResponse},
+    {CURLE_COULDNT_RESOLVE_HOST, NSURLErrorCannotFindHost},
+    {CURLE_COULDNT_RESOLVE_PROXY, NSURLErrorCannotFindHost},
+    {CURLE_COULDNT_CONNECT, NSURLErrorCannotConnectToHost},
+    {CURLE_PROXY, NSURLErrorCannotConnectToHost},
+    {CURLE_INTERFACE_FAILED, NSURLErrorCannotConnectToHost},
+    {CURLE_OPERATION_TIMEDOUT, NSURLErrorTimedOut},
+    // Before the first request it is the proxy's refusal or the end of a handshake.
+    {CURLE_SEND_ERROR, NSURLErrorCannotConnectToHost, NSURLErrorNetworkConnectionLost},
+    {CURLE_RECV_ERROR, NSURLErrorCannotConnectToHost, NSURLErrorNetworkConnectionLost},
+    {CURLE_GOT_NOTHING, NSURLErrorNetworkConnectionLost},
+    {CURLE_PARTIAL_FILE, NSURLErrorNetworkConnectionLost},
+    {CURLE_SEND_FAIL_REWIND, NSURLErrorNetworkConnectionLost},
+    {CURLE_ABORTED_BY_CALLBACK, NSURLErrorNetworkConnectionLost},
+    {CURLE_SSL_SHUTDOWN_FAILED, NSURLErrorNetworkConnectionLost},
+    {CURLE_PEER_FAILED_VERIFICATION, NSURLErrorServerCertificateUntrusted},
+    {CURLE_SSL_CACERT_BADFILE, NSURLErrorServerCertificateUntrusted},
+    {CURLE_SSL_ISSUER_ERROR, NSURLErrorServerCertificateUntrusted},
+    {CURLE_SSL_CRL_BADFILE, NSURLErrorServerCertificateUntrusted},
+    {CURLE_SSL_INVALIDCERTSTATUS, NSURLErrorServerCertificateUntrusted},
+    {CURLE_SSL_CONNECT_ERROR, NSURLErrorSecureConnectionFailed},
+    {CURLE_SSL_CIPHER, NSURLErrorSecureConnectionFailed},
+    {CURLE_SSL_CERTPROBLEM, NSURLErrorSecureConnectionFailed},
+    {CURLE_SSL_ENGINE_INITFAILED, NSURLErrorSecureConnectionFailed},
+    {CURLE_USE_SSL_FAILED, NSURLErrorSecureConnectionFailed},
+    {CURLE_TOO_MANY_REDIRECTS, NSURLErrorHTTPTooManyRedirects},
+    {CURLE_WEIRD_SERVER_REPLY, NSURLErrorBadServerResponse},
+    {CURLE_HTTP_RETURNED_ERROR, NSURLErrorBadServerResponse},
+    {CURLE_BAD_CONTENT_ENCODING, NSURLErrorCannotDecodeRawData},
+    {CURLE_FILESIZE_EXCEEDED, NSURLErrorDataLengthExceedsMaximum},
+    // libcurl's own ceiling for one header line reports itself this way.
+    {CURLE_OUT_OF_MEMORY, NSURLErrorUnknown, NSURLErrorDataLengthExceedsMaximum},
+};
+
+std::int64_t platformCode(const TransferFailure& failure) {
+  const auto* found = std::ranges::find(meanings, failure.code, &Meaning::code);
+  if (found == std::end(meanings)) return NSURLErrorUnknown;
+  const bool isConnecting = failure.stage == TransferStage::connecting;
+  return isConnecting ? found->whileConnecting : found->afterwards;
+}
+
+std::string whatWasTried(const TransferFailure& failure, std::int64_t code) {
+  const auto url = URL::URLWithString(failure.url);
+  const std::string host = url ? url->host() : failure.url;
+  switch (code) {
+    case NSURLErrorBadURL:
+    case NSURLErrorUnsupportedURL:
+      return "could not use the URL " + failure.url;
+    case NSURLErrorCannotFindHost:
+      return "could not find the host " + host;
+    case NSURLErrorSecureConnectionFailed:
+      return "could not make a secure connection to " + host;
+    case NSURLErrorServerCertificateUntrusted:
+      return "could not trust the certificate of " + host;
+    case NSURLErrorHTTPTooManyRedirects:
+      return "was redirected too often by " + host;
+    case NSURLErrorDataLengthExceedsMaximum:
+      return "could not take the answer of " + host;
+    default:
+      break;
+  }
+  if (failure.stage == TransferStage::connecting) return "could not connect to " + host;
+  if (failure.stage == TransferStage::waiting) return "got no answer from " + host;
+  return "could not read the whole answer of " + host;
+}
+
+std::string cause(const TransferFailure& failure) {
+  if (failure.code == CURLE_OPERATION_TIMEDOUT) return "timed out";
+  if (failure.code == CURLE_ABORTED_BY_CALLBACK || failure.code == CURLE_SEND_FAIL_REWIND) {
+    return "the connection was lost after the request had left; it is not sent a second time";
+  }
+  if (failure.systemError != 0) return strerrordesc_np(failure.systemError);
+  return failure.detail.empty() ? curl_easy_strerror(failure.code) : failure.detail;
+}
+
+}  // namespace
+
+std::shared_ptr<Error> transportError(const TransferFailure& failure) {
+  const std::int64_t code = platformCode(failure);
+  return transportError(code, whatWasTried(failure, code) + ": " + cause(failure), failure.url);
+}
+
+}  // namespace orx::platform
