@@ -31,7 +31,7 @@ std::string bodyText(const std::optional<Dictionary>& parameters, const Credenti
   Dictionary body = parameters.value_or(Dictionary());
   body.set(std::string(kORVAAccountAppID), *credentials.appID);
   body.set(std::string(kORVAAccountAppKey), *credentials.appKey);
-  return JSONSerialization::textWithJSONObject(body);
+  return textWithJSONObject(body);
 }
 
 void reportAnswer(const Dictionary& answer, const ORVAAccountAPI& api,
@@ -56,9 +56,9 @@ URLSession::CompletionHandler jsonAnswerHandler(std::shared_ptr<const ORVAAccoun
     if (response->statusCode() != kStatusOK) {
       return handler(nullptr, statusError(response->statusCode()));
     }
-    const auto reading = JSONSerialization::JSONObjectWithText(data ? data->text() : "");
-    if (reading.error) return handler(nullptr, reading.error);
-    const Dictionary* answer = reading.value.dictionary();
+    const auto root = JSONObjectWithText(data ? data->text() : "");
+    if (!root) return handler(nullptr, root.error());
+    const Dictionary* answer = root->dictionary();
     if (answer == nullptr) {
       return handler(nullptr, unexpectedJSONError("the answer is not a JSON object"));
     }

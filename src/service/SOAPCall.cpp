@@ -27,7 +27,7 @@ constinit const std::string_view soap11_header_request_pattern =
 
 std::string parameterText(const std::optional<Dictionary>& parameters) {
   if (!parameters) throw std::invalid_argument("the parameters of a call must not be absent");
-  return JSONSerialization::textWithJSONObject(*parameters);
+  return textWithJSONObject(*parameters);
 }
 
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {

@@ -2,7 +2,7 @@
 
 #include <ORXAccount/ORVAAccountUser.h>
 
-#include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "user/ArchivedNames.h"
 
 namespace orx {
@@ -10,7 +10,7 @@ namespace orx {
 using namespace platform;
 
 void registerArchivedClasses() {
-  KeyedUnarchiver::setClass_forClassName(&ORVAAccountUser::initWithCoder, kUserClassName);
+  setClass_forClassName(&ORVAAccountUser::initWithCoder, kUserClassName);
 }
 
 }  // namespace orx

@@ -117,8 +117,8 @@ TEST_P(RecordedExchangeMeaning, IsReported) {
   ASSERT_NE(found, kMeanings.end()) << "say above what this exchange means";
   const Meaning& meaning = found->second;
   answerWith(answerOf(exchange), exchange.status);
-  const auto recorded = JSONSerialization::JSONObjectWithText(exchange.request);
-  const Outcome outcome = run(exchange, recorded.value);
+  const Value recorded = JSONObjectWithText(exchange.request).value();
+  const Outcome outcome = run(exchange, recorded);
 
   const Request request = onlyRequest();
   EXPECT_EQ(request.target, exchange.path);
@@ -132,8 +132,7 @@ TEST_P(RecordedExchangeMeaning, IsReported) {
   if (operationOf(exchange).name == "List") {
     EXPECT_EQ(sentParameters(request.body), exchange.request);
   } else if (canBeSent) {
-    EXPECT_EQ(JSONSerialization::JSONObjectWithText(sentParameters(request.body)).value,
-              recorded.value);
+    EXPECT_EQ(JSONObjectWithText(sentParameters(request.body)).value(), recorded);
   }
 
   if (!meaning.code) {

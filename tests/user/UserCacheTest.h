@@ -41,8 +41,8 @@ class UserCacheTest : public ::testing::Test {
   }
   std::optional<Data> blob() { return keychain->dataForKey(ORVAAccountUserKeychainKey); }
   void putBlob(const Value& root) {
-    ASSERT_TRUE(keychain->setData_forKey(KeyedArchiver::archivedDataWithRootObject(root),
-                                         ORVAAccountUserKeychainKey));
+    ASSERT_TRUE(
+        keychain->setData_forKey(archivedDataWithRootObject(root), ORVAAccountUserKeychainKey));
   }
   void putUUID(std::string_view value) {
     ASSERT_FALSE(defaults.setString_forKey(value, ORVAAccountUserUserDefaultKey));

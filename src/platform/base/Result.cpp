@@ -6,11 +6,9 @@ namespace orx::platform {
 
 Failure makeFailure(std::string_view domain, std::int64_t code, std::string text, std::string path,
                     std::string remedy) {
-  Dictionary details{{std::string(NSLocalizedDescriptionKey), std::move(text)}};
-  if (!path.empty()) details.set(std::string(NSFilePathErrorKey), std::move(path));
-  if (!remedy.empty()) {
-    details.set(std::string(NSLocalizedRecoverySuggestionErrorKey), std::move(remedy));
-  }
+  Dictionary details{{NSLocalizedDescriptionKey, std::move(text)}};
+  if (!path.empty()) details.set(NSFilePathErrorKey, std::move(path));
+  if (!remedy.empty()) details.set(NSLocalizedRecoverySuggestionErrorKey, std::move(remedy));
   return Failure(Error::errorWithDomain_code_userInfo(domain, code, std::move(details)));
 }
 

@@ -1,8 +1,10 @@
+#include "platform/formats/KeyedUnarchiver.h"
+
+#include <map>
 #include <mutex>
 #include <utility>
 
-#include "platform/formats/KeyedArchiver.h"
-#include "platform/formats/UnarchivingTable.h"
+#include "platform/formats/ArchiveReader.h"
 #include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
@@ -12,7 +14,7 @@ namespace {
 
 struct Factories {
   ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-  std::map<std::string, KeyedUnarchiver::Factory, std::less<>> byClassName;
+  std::map<std::string, ArchiveFactory, std::less<>> byClassName;
 };
 
 Factories& factories() {
@@ -20,7 +22,7 @@ Factories& factories() {
   return instance.get();
 }
 
-KeyedUnarchiver::Factory factoryForClassName(std::string_view className) {
+ArchiveFactory factoryForClassName(std::string_view className) {
   Factories& known = factories();
   const std::lock_guard lock(known.mutex);
   const auto found = known.byClassName.find(className);
@@ -29,21 +31,18 @@ KeyedUnarchiver::Factory factoryForClassName(std::string_view className) {
 
 }  // namespace
 
-void KeyedUnarchiver::setClass_forClassName(Factory factory, std::string_view className) {
+void setClass_forClassName(ArchiveFactory factory, std::string_view className) {
   Factories& known = factories();
   const std::lock_guard lock(known.mutex);
   known.byClassName.insert_or_assign(std::string(className), std::move(factory));
 }
 
-KeyedUnarchiver::Reading KeyedUnarchiver::unarchiveObjectWithData(const Data& data) {
+Result<Value> unarchiveObjectWithData(const Data& data) {
   try {
-    return {UnarchivingTable(data.bytes(), factoryForClassName).restoreRoot(), nullptr};
+    return readArchive(data.bytes(), factoryForClassName);
   } catch (const std::exception& failure) {
-    const std::string description =
-        std::string("The archive cannot be read: ") + failure.what() + ".";
-    return {Value(), Error::errorWithDomain_code_userInfo(
-                         NSCocoaErrorDomain, NSCoderReadCorruptError,
-                         {{std::string(NSLocalizedDescriptionKey), description}})};
+    return makeFailure(NSCocoaErrorDomain, NSCoderReadCorruptError,
+                       std::string("The archive cannot be read: ") + failure.what() + ".");
   }
 }
 

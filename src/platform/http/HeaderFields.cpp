@@ -1,7 +1,5 @@
 #include "platform/http/HeaderFields.h"
 
-#include <strings.h>
-
 #include <algorithm>
 
 namespace orx::platform {
@@ -15,17 +13,6 @@ std::string_view takeLine(std::string_view& text) {
 }
 
 }  // namespace
-
-bool equalsIgnoringCase(std::string_view left, std::string_view right) {
-  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
-}
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r\n";
-  const auto first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 const std::string* fieldValue(const HeaderFields& fields, std::string_view name) {
   for (const auto& [key, value] : fields) {

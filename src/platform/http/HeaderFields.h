@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Text.h"
+
 // The fields of an HTTP head, in the order received and with their names as received.
 namespace orx::platform {
 
@@ -16,12 +18,6 @@ using HeaderFields = std::vector<std::pair<std::string, std::string>>;
 inline std::shared_ptr<const HeaderFields> sharedFields(HeaderFields fields) {
   return std::make_shared<const HeaderFields>(std::move(fields));
 }
-
-// ASCII letters alone differ without making a difference.
-bool equalsIgnoringCase(std::string_view left, std::string_view right);
-
-// Without blanks and line ends at both ends.
-std::string_view trimmed(std::string_view text);
 
 // The first value under a name in any letter case; null when there is none.
 const std::string* fieldValue(const HeaderFields& fields, std::string_view name);
