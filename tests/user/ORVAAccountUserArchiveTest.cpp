@@ -17,8 +17,6 @@ namespace orx::testing {
 using namespace platform;
 namespace {
 
-using archivedDataWithRootObject;
-
 std::shared_ptr<ORVAAccountUser> restored(const Data& archive) {
   registerArchivedClasses();
   const auto reading = unarchiveObjectWithData(archive);

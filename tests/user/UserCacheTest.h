@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "platform/storage/UserDefaults.h"
 #include "support/StorageHome.h"
 

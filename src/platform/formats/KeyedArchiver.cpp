@@ -112,9 +112,10 @@ class ArchiveWriter {
 
   // Equal texts are one object of the property list and so one of the archive.
   UID addString(std::string_view text) {
-    UID& uid = stringUIDs_[writer_.addString(text)];
-    if (uid == 0) uid = addLeaf(writer_.addString(text));
-    return uid;
+    const Reference object = writer_.addString(text);
+    if (object >= stringUIDs_.size()) stringUIDs_.resize(object + std::size_t{32});
+    if (stringUIDs_[object] == 0) stringUIDs_[object] = addLeaf(object);
+    return stringUIDs_[object];
   }
 
   UID addBoolean(bool boolean) {
@@ -208,9 +209,9 @@ class ArchiveWriter {
   }
 
   Reference referenceTo(UID uid) {
-    const auto [known, isNew] = references_.try_emplace(uid);
-    if (isNew) known->second = writer_.addUID(uid);
-    return known->second;
+    if (uid >= references_.size()) references_.resize(objects_.size());
+    if (references_[uid] == 0) references_[uid] = writer_.addUID(uid);
+    return references_[uid];
   }
 
   std::vector<Reference> strings(std::initializer_list<std::string_view> texts) {
@@ -221,10 +222,10 @@ class ArchiveWriter {
 
   PropertyListWriter writer_;
   std::vector<Reference> objects_;
-  // What was written already, by its UID or, for what has none, with 0.
-  std::map<UID, Reference> references_;
-  std::map<Reference, UID> stringUIDs_;
-  std::map<Reference, UID> classUIDs_;
+  // What is written already; 0 stands for what is not.
+  std::vector<Reference> references_;   // by UID
+  std::vector<UID> stringUIDs_;         // by the text
+  std::map<Reference, UID> classUIDs_;  // by the text of the name
   std::array<UID, 2> booleanUIDs_{};
   UID nullObjectUID_ = kNullUID;
   std::map<const void*, UID> uidsByIdentity_;

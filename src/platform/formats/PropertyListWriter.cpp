@@ -103,7 +103,8 @@ PropertyListWriter::Reference PropertyListWriter::addUID(std::uint32_t uid) {
 }
 
 PropertyListWriter::Reference PropertyListWriter::addString(std::string_view text) {
-  if (const auto known = strings_.find(text); known != strings_.end()) return known->second;
+  const auto place = strings_.lower_bound(text);
+  if (place != strings_.end() && place->first == text) return place->second;
   const Reference object = static_cast<Reference>(offsets_.size());
   if (isASCII(text)) {
     beginObject();
@@ -116,7 +117,7 @@ PropertyListWriter::Reference PropertyListWriter::addString(std::string_view tex
     appendMarker(kUTF16String, units->size());
     for (const std::uint16_t unit : *units) appendUnsigned(unit, 2);
   }
-  strings_.emplace(text, object);
+  strings_.emplace_hint(place, text, object);
   return object;
 }
 
