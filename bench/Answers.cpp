@@ -9,6 +9,7 @@
 #include "Scenarios.h"
 #include "platform/formats/JSONSerialization.h"
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "service/Answer.h"
 #include "service/ResultBlock.h"
 #include "user/ArchivedClasses.h"
@@ -35,7 +36,7 @@ double medianTime(long rounds, long repetitions, Action action) {
 bool read(const std::string& body) {
   const auto block = matchResultBlock(body, ResultBlockPattern::Lenient);
   if (!block) return false;
-  Value data = JSONSerialization::JSONObjectWithText(block->returnData.value_or("")).value;
+  Value data = JSONObjectWithText(block->returnData.value_or("")).value_or(Value());
   const auto result = makeResult(std::string(block->resultDescription), std::move(data));
   return result != nullptr;
 }
@@ -105,14 +106,12 @@ void readAnswers(const Settings& settings) {
 void archiveUsers(const Settings& settings) {
   const long rounds = settings.number("rounds", 15);
   const Value user = userOfTwentyFields();
-  const Data archive = KeyedArchiver::archivedDataWithRootObject(user);
+  const Data archive = archivedDataWithRootObject(user);
   user::registerArchivedClasses();
-  if (KeyedUnarchiver::unarchiveObjectWithData(archive).error) {
-    throw std::runtime_error("the archive cannot be read");
-  }
+  if (!unarchiveObjectWithData(archive)) throw std::runtime_error("the archive cannot be read");
   std::printf("{\"archive\":%.2f,\"unarchive\":%.2f}\n",
-              medianTime(rounds, 1000, [&] { KeyedArchiver::archivedDataWithRootObject(user); }),
-              medianTime(rounds, 1000, [&] { KeyedUnarchiver::unarchiveObjectWithData(archive); }));
+              medianTime(rounds, 1000, [&] { archivedDataWithRootObject(user); }),
+              medianTime(rounds, 1000, [&] { unarchiveObjectWithData(archive); }));
 }
 
 }  // namespace orx::bench

@@ -2,23 +2,23 @@
 
 #include "FuzzTarget.h"
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "user/ArchivedClasses.h"
 
 // Whatever is read can be written, and what was written reads back the same.
 ORX_FUZZ_TARGET(text) {
   static const bool registered = (orx::user::registerArchivedClasses(), true);
   ORX_FUZZ_CHECK(registered);
-  const auto reading = orx::platform::KeyedUnarchiver::unarchiveObjectWithData(orx::Data(text));
-  if (reading.error) {
-    ORX_FUZZ_CHECK(reading.root.isNull());
-    ORX_FUZZ_CHECK(reading.error->code() == orx::NSCoderReadCorruptError);
+  const auto reading = orx::platform::unarchiveObjectWithData(orx::Data(text));
+  if (!reading) {
+    ORX_FUZZ_CHECK(reading.error()->code() == orx::NSCoderReadCorruptError);
     return;
   }
-  const orx::Data written = orx::platform::KeyedArchiver::archivedDataWithRootObject(reading.root);
-  const auto again = orx::platform::KeyedUnarchiver::unarchiveObjectWithData(written);
+  const orx::Data written = orx::platform::archivedDataWithRootObject(*reading);
+  const auto again = orx::platform::unarchiveObjectWithData(written);
   // What may fan out grows with the length, and bytes that meant nothing are gone now.
-  if (again.error && written.size() < text.size()) return;
+  if (!again && written.size() < text.size()) return;
   // Bytes instead of values: a record without fields and a number that is none equal nothing.
-  ORX_FUZZ_CHECK(!again.error);
-  ORX_FUZZ_CHECK(orx::platform::KeyedArchiver::archivedDataWithRootObject(again.root) == written);
+  ORX_FUZZ_CHECK(again);
+  ORX_FUZZ_CHECK(orx::platform::archivedDataWithRootObject(*again) == written);
 }

@@ -3,6 +3,7 @@
 build_packages=(
   g++ cmake ninja-build pkg-config
   libcurl4-openssl-dev libglib2.0-dev libexpat1-dev libutf8proc-dev uuid-dev nlohmann-json3-dev
+  libexpected-dev
   libcli11-dev libcpp-httplib-dev libssl-dev libsqlite3-dev
   libpng-dev libjpeg62-turbo-dev libwebp-dev
 )

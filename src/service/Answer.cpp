@@ -16,9 +16,7 @@ ResultBlock resultBlockIn(const TransferOutcome& reply, ResultBlockPattern patte
   return matchResultBlock(textOf(reply), pattern).value_or(ResultBlock{});
 }
 
-Value parsedJSON(std::string_view text) {
-  return JSONSerialization::JSONObjectWithText(text).value;
-}
+Value parsedJSON(std::string_view text) { return JSONObjectWithText(text).value_or(Value()); }
 
 std::shared_ptr<ORVAAccountAPIResult> makeResult(std::optional<std::string> description,
                                                  Value returnData) {

@@ -54,9 +54,9 @@ void ORVAAccountAPI::startJSONCall(std::string_view path, Dictionary parameters,
     if (reply.statusCode != kStatusOK) {
       return handler(nullptr, statusError(reply.statusCode));
     }
-    const auto reading = JSONSerialization::JSONObjectWithText(textOf(reply));
-    if (reading.error) return handler(nullptr, reading.error);
-    const Dictionary* answer = reading.value.dictionary();
+    const auto root = JSONObjectWithText(textOf(reply));
+    if (!root) return handler(nullptr, root.error());
+    const Dictionary* answer = root->dictionary();
     if (answer == nullptr) {
       return handler(nullptr, unexpectedJSONError("the answer is not a JSON object"));
     }
@@ -69,7 +69,7 @@ void ORVAAccountAPI::startJSONCall(std::string_view path, Dictionary parameters,
     handler(makeResult(message, (*answer)["Result"]), nullptr);
   };
   startTransfer({.url = serviceURL(ServerSet::Global, path),
-                 .httpBody = JSONSerialization::textWithJSONObject(parameters),
+                 .httpBody = textWithJSONObject(parameters),
                  .contentType = "application/json"},
                 sharedDefaultConfiguration(), std::move(replyHandler));
 }

@@ -26,7 +26,7 @@ constinit const std::string_view soap11_header_request_pattern =
     R"(</soap:Envelope>)";
 
 std::string parameterText(const Dictionary& parameters) {
-  return JSONSerialization::textWithJSONObject(parameters);
+  return textWithJSONObject(parameters);
 }
 
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {

@@ -2,12 +2,12 @@
 
 #include <ORXAccount/ORVAAccountUser.h>
 
-#include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 
 namespace orx::user {
 
 void registerArchivedClasses() {
-  platform::KeyedUnarchiver::setClass_forClassName(&ORVAAccountUser::initWithCoder, kUserClassName);
+  platform::setClass_forClassName(&ORVAAccountUser::initWithCoder, kUserClassName);
 }
 
 }  // namespace orx::user

@@ -9,6 +9,7 @@
 
 #include "platform/base/Limits.h"
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "platform/keychain/KeychainStatus.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/UUID.h"
@@ -67,7 +68,7 @@ UserDefaults::StringReading readInstallationUUID() {
 
 std::shared_ptr<ORVAAccountUser> restoreRecord(const Value& bytes) {
   if (bytes.data() == nullptr) return nullptr;
-  return KeyedUnarchiver::unarchiveObjectWithData(*bytes.data()).root.objectOf<ORVAAccountUser>();
+  return unarchiveObjectWithData(*bytes.data()).value_or(Value()).objectOf<ORVAAccountUser>();
 }
 
 StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
@@ -78,8 +79,8 @@ StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
   StoredUser foreign{.state = State::Foreign, .user = {}, .uuid = {}, .blob = {}};
   if (!uuid.value) return foreign;
 
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(*blob);
-  const auto* entries = reading.root.dictionary();
+  const auto item = unarchiveObjectWithData(*blob);
+  const auto* entries = item ? item->dictionary() : nullptr;
   // Damage says nothing about whose item it is: it stays until a sign-in replaces it.
   if (entries == nullptr) return {};
   const auto* blobUUID = (*entries)[ORVAAccountUserUUIDKey].string();
@@ -129,7 +130,7 @@ void removeStoredUser(ORVAAccountKeychain& keychain) {
 // A record that a host made can hold what no archive takes; that is then a problem of storing it.
 std::optional<Data> archived(const std::shared_ptr<ORVAAccountUser>& user) {
   try {
-    return KeyedArchiver::archivedDataWithRootObject(user);
+    return archivedDataWithRootObject(user);
   } catch (const std::exception& reason) {
     noteKeychainOutcome({.status = errSecParam,
                          .text = std::string("The user cannot be stored: ") + reason.what(),
@@ -182,8 +183,7 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
   if (!uuid) return;
   const Dictionary blob{{std::string(ORVAAccountUserUUIDKey), *uuid},
                         {std::string(ORVAAccountUserDataKey), *userBytes}};
-  userKeychain_->setData_forKey(KeyedArchiver::archivedDataWithRootObject(blob),
-                                ORVAAccountUserKeychainKey);
+  userKeychain_->setData_forKey(archivedDataWithRootObject(blob), ORVAAccountUserKeychainKey);
 }
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {

@@ -192,10 +192,10 @@ Dictionary carryOut(const Dictionary& request) {
 [[noreturn]] void beChild(int descriptor, const std::string& line) {
   int status = 0;
   try {
-    const auto request = JSONSerialization::JSONObjectWithText(line);
-    if (request.value.dictionary() == nullptr) throw std::invalid_argument("no request: " + line);
-    writeWhole(descriptor,
-               JSONSerialization::textWithJSONObject(carryOut(*request.value.dictionary())));
+    const auto request = JSONObjectWithText(line);
+    if (!request || request->dictionary() == nullptr)
+      throw std::invalid_argument("no request: " + line);
+    writeWhole(descriptor, textWithJSONObject(carryOut(*request->dictionary())));
   } catch (const std::exception& reason) {
     std::cerr << "torture_host: " << reason.what() << '\n';
     status = 3;
@@ -229,7 +229,7 @@ std::string answerTo(const std::string& line) {
   waitpid(child, &status, 0);
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return text;
   const bool killed = WIFSIGNALED(status);
-  return JSONSerialization::textWithJSONObject(
+  return textWithJSONObject(
       Dictionary{{killed ? "signal" : "exit", killed ? WTERMSIG(status) : WEXITSTATUS(status)}});
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "platform/queues/OperationQueue.h"
 #include "support/Python.h"
 #include "support/TemporaryDirectory.h"
@@ -16,13 +17,11 @@ namespace orx::testing {
 using namespace platform;
 namespace {
 
-using KeyedArchiver::archivedDataWithRootObject;
-
 std::shared_ptr<ORVAAccountUser> restored(const Data& archive) {
   user::registerArchivedClasses();
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(archive);
-  EXPECT_EQ(reading.error, nullptr) << reading.error->localizedDescription();
-  return reading.root.objectOf<ORVAAccountUser>();
+  const auto reading = unarchiveObjectWithData(archive);
+  EXPECT_TRUE(reading) << reading.error()->localizedDescription();
+  return reading.value_or(Value()).objectOf<ORVAAccountUser>();
 }
 
 Dictionary profile() {
@@ -82,10 +81,10 @@ TEST(ORVAAccountUser, TellsAnEmptyDictionaryFromAnAbsentOneInAnArchive) {
 TEST(ORVAAccountUser, IsReadInsideAnotherValue) {
   user::registerArchivedClasses();
   const auto user = ORVAAccountUser::initWithUserInfo(profile());
-  const auto reading =
-      KeyedUnarchiver::unarchiveObjectWithData(archivedDataWithRootObject(Array{user, "text"}));
-  ASSERT_NE(reading.root.array(), nullptr);
-  EXPECT_TRUE(user->isEqual(reading.root.array()->at(0).object().get()));
+  const auto reading = unarchiveObjectWithData(archivedDataWithRootObject(Array{user, "text"}));
+  ASSERT_TRUE(reading);
+  ASSERT_NE(reading->array(), nullptr);
+  EXPECT_TRUE(user->isEqual(reading->array()->at(0).object().get()));
 }
 
 class ORVAAccountUserFile : public ::testing::Test {

@@ -74,7 +74,7 @@ TEST_F(UserCacheTest, RemovesBothWhenTheItemIsOfAnotherInstallation) {
 
 TEST_F(UserCacheTest, ComparesTheUUIDAsText) {
   putUUID("abcdef");
-  const auto bytes = KeyedArchiver::archivedDataWithRootObject(userNamed("someone"));
+  const auto bytes = archivedDataWithRootObject(userNamed("someone"));
   putBlob(Dictionary{{"uuid", "ABCDEF"}, {"data", bytes}});
   EXPECT_EQ(restored(), "(nobody)");
   EXPECT_FALSE(blob());
@@ -108,14 +108,14 @@ TEST_F(UserCacheTest, MakesANewUUIDAfterASignOut) {
 
 TEST_F(UserCacheTest, StoresAnArchiveOfTheUUIDAndTheArchivedRecord) {
   signIn("someone");
-  const auto root = KeyedUnarchiver::unarchiveObjectWithData(blob().value()).root;
+  const auto root = unarchiveObjectWithData(blob().value()).value();
   ASSERT_NE(root.dictionary(), nullptr);
   const auto& entries = *root.dictionary();
   EXPECT_EQ(entries.size(), 2U);
   EXPECT_EQ(entries["uuid"], Value(uuid()));
   ASSERT_NE(entries["data"].data(), nullptr);
-  const auto user = KeyedUnarchiver::unarchiveObjectWithData(*entries["data"].data())
-                        .root.objectOf<ORVAAccountUser>();
+  const auto user =
+      unarchiveObjectWithData(*entries["data"].data()).value().objectOf<ORVAAccountUser>();
   ASSERT_TRUE(user);
   EXPECT_TRUE(user->isEqualToUser(userNamed("someone").get()));
 }

@@ -1,6 +1,7 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "support/AccountServiceFixture.h"
@@ -219,8 +220,7 @@ TEST_F(ProfileImage, ARestoredRecordHasNoPicture) {
   load(user);
   user::registerArchivedClasses();
   const auto restored =
-      KeyedUnarchiver::unarchiveObjectWithData(KeyedArchiver::archivedDataWithRootObject(user))
-          .root.objectOf<ORVAAccountUser>();
+      unarchiveObjectWithData(archivedDataWithRootObject(user)).value().objectOf<ORVAAccountUser>();
   ASSERT_NE(restored, nullptr);
   EXPECT_TRUE(restored->isEqual(user.get()));
   EXPECT_EQ(restored->profileImageData(), std::nullopt);

@@ -113,7 +113,7 @@ TEST_F(UserCacheTest, KeepsABlobThatCannotBeUnarchivedUntilTheNextSignIn) {
   const auto archive = blob().value();
   for (const auto& bytes :
        {Data("no archive"), Data(), Data(archive.text().substr(0, archive.size() / 2)),
-        KeyedArchiver::archivedDataWithRootObject("text in place of a dictionary")}) {
+        archivedDataWithRootObject("text in place of a dictionary")}) {
     ASSERT_TRUE(keychain->setData_forKey(bytes, ORVAAccountUserKeychainKey));
     EXPECT_EQ(restored(), "(nobody)");
     EXPECT_EQ(blob(), bytes);
@@ -125,9 +125,8 @@ TEST_F(UserCacheTest, KeepsABlobThatCannotBeUnarchivedUntilTheNextSignIn) {
 
 TEST_F(UserCacheTest, KeepsABlobWhoseRecordCannotBeUnarchived) {
   putUUID("U");
-  for (const Value& data :
-       {Value(Data("no archive")), Value("text"), Value(),
-        Value(KeyedArchiver::archivedDataWithRootObject("text in place of a record"))}) {
+  for (const Value& data : {Value(Data("no archive")), Value("text"), Value(),
+                            Value(archivedDataWithRootObject("text in place of a record"))}) {
     putBlob(Dictionary{{"uuid", "U"}, {"data", data}});
     EXPECT_EQ(restored(), "(nobody)");
     EXPECT_TRUE(blob());

@@ -57,10 +57,10 @@ TEST_F(UserCacheStartTest, DoesNotUndoASignOutFollowedByASignIn) {
 
 TEST_F(UserCacheStartTest, WritesBackAFreshBlobOfWhatIsStillStored) {
   putUUID("U");
-  const auto bytes = KeyedArchiver::archivedDataWithRootObject(userNamed("someone"));
+  const auto bytes = archivedDataWithRootObject(userNamed("someone"));
   putBlob(Dictionary{{"data", bytes}, {"uuid", "U"}, {"more", "of another version"}});
   ORVAAccountUser::setCurrentUser(cache().cachedUser());
-  const auto root = KeyedUnarchiver::unarchiveObjectWithData(blob().value()).root;
+  const auto root = unarchiveObjectWithData(blob().value()).value();
   EXPECT_EQ(root.dictionary()->size(), 2U);
   EXPECT_EQ((*root.dictionary())["uuid"], Value("U"));
   EXPECT_EQ(restored(), "someone");

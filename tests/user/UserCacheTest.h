@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "platform/storage/UserDefaults.h"
 #include "support/StorageHome.h"
 
@@ -41,8 +42,8 @@ class UserCacheTest : public ::testing::Test {
   }
   std::optional<Data> blob() { return keychain->dataForKey(ORVAAccountUserKeychainKey); }
   void putBlob(const Value& root) {
-    ASSERT_TRUE(keychain->setData_forKey(KeyedArchiver::archivedDataWithRootObject(root),
-                                         ORVAAccountUserKeychainKey));
+    ASSERT_TRUE(
+        keychain->setData_forKey(archivedDataWithRootObject(root), ORVAAccountUserKeychainKey));
   }
   void putUUID(std::string_view value) {
     ASSERT_FALSE(defaults.setString_forKey(value, ORVAAccountUserUserDefaultKey));

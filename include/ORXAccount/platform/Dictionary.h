@@ -2,7 +2,6 @@
 
 #include <ORXAccount/platform/Export.h>
 
-#include <concepts>
 #include <cstddef>
 #include <initializer_list>
 #include <memory>
@@ -45,14 +44,11 @@ class ORX_EXPORT Dictionary {
   const Value& operator[](std::string_view key) const noexcept;
 
   // Replaces the value of a known key in its place, or adds a new entry at the end.
-  void set(std::string key, Value value);
-  // For keys that are std::string_view constants, such as kORVAAccountLogin.
-  template <std::same_as<std::string_view> Key>
-  void set(Key key, Value value);
+  void set(std::string_view key, Value value);
   // Removes the entry; an unknown key changes nothing.
   void remove(std::string_view key);
 
-  // Entries in insertion order; valid until this handle is changed or gone.
+  // Entries in insertion order, none when it is empty; valid until this handle is changed or gone.
   const std::vector<Entry>& entries() const noexcept;
   const Entry* begin() const noexcept;
   const Entry* end() const noexcept;

@@ -108,27 +108,17 @@ class ORX_EXPORT Value {
   Content content_;
 };
 
+// Values in order; an element may be of any kind.
 struct Array : std::vector<Value> {
   using std::vector<Value>::vector;
 };
 
+// One entry of a dictionary; the key is UTF-8 text.
 struct DictionaryEntry {
-  DictionaryEntry(std::string aKey, Value aValue)
-      : key(std::move(aKey)), value(std::move(aValue)) {}
-  // For keys that are std::string_view constants, such as kORVAAccountLogin.
-  template <std::same_as<std::string_view> Key>
-  DictionaryEntry(Key aKey, Value aValue) : key(aKey), value(std::move(aValue)) {}
-  // Such a key with the null value.
-  template <std::same_as<std::string_view> Key>
-  explicit DictionaryEntry(Key aKey) : key(aKey) {}
+  DictionaryEntry(std::string_view aKey, Value aValue) : key(aKey), value(std::move(aValue)) {}
 
   std::string key;
   Value value;
 };
-
-template <std::same_as<std::string_view> Key>
-void Dictionary::set(Key key, Value value) {
-  set(std::string(key), std::move(value));
-}
 
 }  // namespace orx

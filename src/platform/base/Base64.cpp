@@ -47,11 +47,11 @@ std::optional<Data> dataFromBase64(std::string_view text) {
     const auto value = valueOf(text[index]);
     if (!value) return std::nullopt;
     group = (group << 6U | *value) & 0xFFFFFFU;
-    // Each digit after a group's first completes one byte.
+    // Each digit after the first of a group completes one byte.
     const unsigned place = index % 4;
     if (place != 0) bytes.push_back(static_cast<std::uint8_t>(group >> (6U - 2U * place)));
   }
-  // What stands in the bits that the padding leaves over must be nothing.
+  // The bits that padding leaves over must be zero: base64Of leaves nothing there.
   const std::uint32_t rest = padding == 2 ? 15U : padding == 1 ? 3U : 0U;
   if ((group & rest) != 0) return std::nullopt;
   return Data(std::move(bytes));

@@ -1,5 +1,10 @@
 #include "platform/base/DateFormatter.h"
 
+#include <array>
+#include <cstdio>
+
+#include "platform/base/Text.h"
+
 namespace orx::platform {
 
 namespace {
@@ -11,8 +16,7 @@ bool hasForm(std::string_view text) {
   if (text.size() != kForm.size()) return false;
   for (std::size_t position = 0; position < text.size(); ++position) {
     const char character = text[position];
-    const bool digit = character >= '0' && character <= '9';
-    if (kForm[position] == 'd' ? !digit : character != kForm[position]) return false;
+    if (kForm[position] == 'd' ? !isDigit(character) : character != kForm[position]) return false;
   }
   return true;
 }
@@ -38,6 +42,19 @@ std::optional<std::chrono::sys_seconds> dateFromString(std::string_view text) {
   if (!date.ok() || date.year() == year(0)) return std::nullopt;
   if (hour >= hours(24) || minute >= minutes(60) || second >= seconds(60)) return std::nullopt;
   return sys_days(date) + hour + minute + second;
+}
+
+std::string stringFromDate(std::chrono::sys_seconds date) {
+  using namespace std::chrono;
+  const auto midnight = floor<days>(date);
+  const year_month_day day(midnight);
+  const hh_mm_ss time(date - midnight);
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d",
+                static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
+                static_cast<unsigned>(day.day()), static_cast<int>(time.hours().count()),
+                static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
+  return text.data();
 }
 
 }  // namespace orx::platform

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/base/Text.h"
+
 namespace orx::platform {
 
 namespace {
@@ -10,8 +12,6 @@ namespace {
 bool isWhiteSpace(char character) {
   return character == ' ' || (character >= '\t' && character <= '\r');
 }
-
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 template <typename Integer>
 Integer leadingInteger(std::string_view text) {

@@ -1,20 +1,15 @@
 #include <ORXAccount/platform/Value.h>
 
 #include <array>
-#include <charconv>
 #include <cmath>
-#include <memory>
+
+#include "platform/base/Text.h"
 
 namespace orx {
 
-namespace {
+using namespace platform;
 
-template <typename Number>
-std::string numberText(Number number) {
-  std::array<char, 32> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-  return {digits.data(), end.ptr};
-}
+namespace {
 
 constexpr double kTwoTo63 = 9223372036854775808.0;
 constexpr double kTwoTo64 = 18446744073709551616.0;
@@ -52,15 +47,12 @@ std::string joined(const Dictionary& dictionary) {
 
 Value::Value(const Value& other) = default;
 Value::Value(Value&& other) noexcept = default;
-Value& Value::operator=(const Value& other) = default;
+Value& Value::operator=(const Value& other) { return *this = Value(other); }
+// What is assigned may lie inside what is replaced, as in `value = (*value.array())[0]`: it is
+// taken out before that ends.
 Value& Value::operator=(Value&& other) noexcept {
-  if (isNull() && this != &other) {
-    // Nothing stands here that would have to end, as in every place that is filled for the first
-    // time: cheaper than an assignment, which looks at both kinds at once.
-    std::construct_at(&content_, std::move(other.content_));
-  } else {
-    content_ = std::move(other.content_);
-  }
+  Content content(std::move(other.content_));
+  content_ = std::move(content);
   return *this;
 }
 Value::~Value() = default;

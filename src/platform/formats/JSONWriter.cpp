@@ -1,16 +1,15 @@
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <stdexcept>
 #include <variant>
 #include <vector>
 
 #include "platform/base/Limits.h"
+#include "platform/base/Text.h"
 #include "platform/base/Unicode.h"
 #include "platform/formats/JSONSerialization.h"
 
-namespace orx::platform::JSONSerialization {
+namespace orx::platform {
 
 namespace {
 
@@ -44,126 +43,107 @@ void appendQuoted(std::string& output, std::string_view text) {
   output += '"';
 }
 
-template <typename Number>
-void appendNumber(std::string& output, Number number) {
-  std::array<char, 32> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-  output.append(digits.data(), end.ptr);
-}
-
-// What the parameters of a call mostly take.
-constexpr std::size_t kUsualSize = 128;
-
-class Writer {
+class JSONWriter {
  public:
   std::string write(const Value& value) {
     output_.reserve(kUsualSize);
-    append(value, nullptr);
+    append(value);
     return std::move(output_);
   }
 
  private:
-  // A step from a container to what it holds. All steps to a value stand on the stack.
-  struct Step {
-    const Step* before;
-    std::size_t depth;
-    std::variant<std::size_t, std::string_view> place;
-  };
+  // The bytes that the parameters of a call mostly take.
+  static constexpr std::size_t kUsualSize = 128;
 
-  static std::size_t depthOf(const Step* last) { return last != nullptr ? last->depth : 0; }
-
-  void append(const Value& value, const Step* last) {
+  void append(const Value& value) {
     switch (value.kind()) {
       case Value::Kind::Null:
         output_ += "null";
         return;
       case Value::Kind::Boolean:
-        output_ += *value.boolean() ? "true" : "false";
-        return;
       case Value::Kind::Integer:
-        if (const auto integer = value.integer()) return appendNumber(output_, *integer);
-        return appendNumber(output_, *value.unsignedInteger());
+        output_ += *value.text();
+        return;
       case Value::Kind::Double:
-        return appendDouble(*value.number(), last);
+        if (std::isnan(*value.number())) refuse("is NaN");
+        if (std::isinf(*value.number())) refuse("is infinite");
+        output_ += *value.text();
+        return;
       case Value::Kind::String:
-        if (!isValidUTF8(*value.string())) refuse(last, "is not UTF-8");
+        if (!isValidUTF8(*value.string())) refuse("is not UTF-8");
         return appendQuoted(output_, *value.string());
       case Value::Kind::Data:
-        refuse(last, "is data");
+        refuse("is data");
       case Value::Kind::Array:
-        return appendArray(*value.array(), last);
+        return appendArray(*value.array());
       case Value::Kind::Dictionary:
-        return appendDictionary(*value.dictionary(), last);
+        return appendDictionary(*value.dictionary());
       case Value::Kind::Object:
-        refuse(last, "is an object that JSON cannot hold");
+        refuse("is an object that JSON cannot hold");
     }
   }
 
-  void appendDouble(double number, const Step* last) {
-    if (std::isnan(number)) refuse(last, "is NaN");
-    if (std::isinf(number)) refuse(last, "is infinite");
-    appendNumber(output_, number);
-  }
-
-  void appendArray(const Array& array, const Step* last) {
-    checkDepth(last);
+  void appendArray(const Array& array) {
+    checkDepth();
     output_ += '[';
     for (std::size_t index = 0; index < array.size(); ++index) {
       if (index > 0) output_ += ',';
-      const Step step{last, depthOf(last) + 1, index};
-      append(array[index], &step);
+      path_.emplace_back(index);
+      append(array[index]);
+      path_.pop_back();
     }
     output_ += ']';
   }
 
-  void appendDictionary(const Dictionary& dictionary, const Step* last) {
-    checkDepth(last);
+  void appendDictionary(const Dictionary& dictionary) {
+    checkDepth();
     output_ += '{';
     for (const DictionaryEntry& entry : dictionary) {
       if (&entry != dictionary.begin()) output_ += ',';
-      if (!isValidUTF8(entry.key)) refuse(last, "has a key that is not UTF-8");
+      if (!isValidUTF8(entry.key)) refuse("has a key that is not UTF-8");
       appendQuoted(output_, entry.key);
       output_ += ':';
-      const Step step{last, depthOf(last) + 1, std::string_view(entry.key)};
-      append(entry.value, &step);
+      path_.emplace_back(entry.key);
+      append(entry.value);
+      path_.pop_back();
     }
     output_ += '}';
   }
 
-  static void checkDepth(const Step* last) {
-    if (depthOf(last) >= limits::jsonDepth) {
-      refuse(last, "is nested more than " + std::to_string(limits::jsonDepth) + " deep");
+  void checkDepth() const {
+    if (path_.size() >= limits::jsonDepth) {
+      refuse("is nested more than " + std::to_string(limits::jsonDepth) + " deep");
     }
   }
 
-  [[noreturn]] static void refuse(const Step* last, const std::string& reason) {
-    throw std::invalid_argument("cannot write JSON: " + placeAt(last) + " " + reason);
+  [[noreturn]] void refuse(const std::string& reason) const {
+    throw std::invalid_argument("cannot write JSON: " + place() + " " + reason);
   }
 
-  // As the caller would write it down: parameters["a"][3].
-  static std::string placeAt(const Step* last) {
+  // The place of the value that is being written, as its caller would write it down:
+  // parameters["a"][3].
+  std::string place() const {
     constexpr std::size_t shownSteps = 16;
-    std::vector<const Step*> path(depthOf(last));
-    for (const Step* step = last; step != nullptr; step = step->before)
-      path[step->depth - 1] = step;
     std::string place = "parameters";
-    for (std::size_t index = 0; index < path.size() && index < shownSteps; ++index) {
+    for (std::size_t step = 0; step < std::min(path_.size(), shownSteps); ++step) {
       place += '[';
-      if (const auto* key = std::get_if<std::string_view>(&path[index]->place)) {
+      if (const auto* key = std::get_if<std::string_view>(&path_[step])) {
         appendQuoted(place, *key);
       } else {
-        appendNumber(place, std::get<std::size_t>(path[index]->place));
+        place += numberText(std::get<std::size_t>(path_[step]));
       }
       place += ']';
     }
-    return path.size() > shownSteps ? place + "..." : place;
+    return path_.size() > shownSteps ? place + "..." : place;
   }
 
   std::string output_;
+  // The index or key of each container that is open.
+  std::vector<std::variant<std::size_t, std::string_view>> path_;
 };
 
 }  // namespace
 
-std::string textWithJSONObject(const Value& value) { return Writer().write(value); }
+std::string textWithJSONObject(const Value& value) { return JSONWriter().write(value); }
 
-}  // namespace orx::platform::JSONSerialization
+}  // namespace orx::platform

@@ -1,42 +1,41 @@
 #pragma once
 
-#include <ORXAccount/platform/Coder.h>
 #include <ORXAccount/platform/Data.h>
-#include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Value.h>
 
-#include <functional>
-#include <memory>
 #include <string_view>
 
 // Keyed archives in the platform's binary property-list form.
 namespace orx::platform {
 
-namespace KeyedArchiver {
-
 // Archives a value of any kind; an object must be SecureCoding. Throws std::invalid_argument for
-// other objects and for text that is not UTF-8.
+// other objects, for text that is not UTF-8, for an object that contains itself, and for more
+// objects or deeper nesting than can be read back.
 Data archivedDataWithRootObject(const Value& root);
 
-}  // namespace KeyedArchiver
+// The names that make a property list a keyed archive. They are a format and never change.
+namespace archive {
 
-namespace KeyedUnarchiver {
+inline constexpr std::string_view kArchiver = "$archiver";
+inline constexpr std::string_view kArchiverName = "NSKeyedArchiver";
+inline constexpr std::string_view kVersion = "$version";
+inline constexpr int kVersionNumber = 100000;
+inline constexpr std::string_view kTop = "$top";
+inline constexpr std::string_view kRoot = "root";
+inline constexpr std::string_view kObjects = "$objects";
+inline constexpr std::string_view kNull = "$null";
 
-using Factory = std::function<std::shared_ptr<Object>(const Coder&)>;
+inline constexpr std::string_view kClass = "$class";
+inline constexpr std::string_view kClassName = "$classname";
+inline constexpr std::string_view kClasses = "$classes";
+inline constexpr std::string_view kRootClass = "NSObject";
 
-// Makes objects archived under this class name readable. Called once for each class, before the
-// first archive that holds it is read; calling it again replaces the factory.
-void setClass_forClassName(Factory factory, std::string_view className);
+inline constexpr std::string_view kElements = "NS.objects";
+inline constexpr std::string_view kKeys = "NS.keys";
+inline constexpr std::string_view kString = "NS.string";
+inline constexpr std::string_view kData = "NS.data";
+inline constexpr std::string_view kTime = "NS.time";
 
-struct Reading {
-  Value root;                    // null when `error` is set
-  std::shared_ptr<Error> error;  // null when the archive was read (NSCocoaErrorDomain, 4864)
-};
-
-// Reads an archive that this or any other conforming archiver wrote. Whatever the bytes are, it
-// gives a value or an error, in time and memory bounded by their length.
-Reading unarchiveObjectWithData(const Data& data);
-
-}  // namespace KeyedUnarchiver
+}  // namespace archive
 
 }  // namespace orx::platform

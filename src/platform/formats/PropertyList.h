@@ -52,7 +52,7 @@ class PropertyListReader {
   Reference top() const { return top_; }
   Kind kind(Reference object) const { return at(object).kind; }
 
-  // Of a Boolean, an Integer or a Real.
+  // Of a Null, Boolean, Integer, Real, String or Data.
   Value scalar(Reference object) const;
   // Seconds since 2001-01-01T00:00:00 UTC.
   double date(Reference object) const;
@@ -103,17 +103,13 @@ class PropertyListWriter {
 
   PropertyListWriter();
 
-  Reference addNull();
-  Reference addBoolean(bool boolean);
-  Reference addInteger(std::int64_t integer);
-  Reference addInteger(std::uint64_t integer);
-  Reference addReal(double number);
+  // A null, boolean, integer, double, string or data. Throws std::invalid_argument for every other
+  // kind, and for text that is not UTF-8.
+  Reference addScalar(const Value& value);
   // Seconds since 2001-01-01T00:00:00 UTC.
   Reference addDate(double date);
-  Reference addData(std::span<const std::uint8_t> bytes);
   Reference addUID(std::uint32_t uid);
-  // Equal texts give the same object. `text` must live until finish(). Throws std::invalid_argument
-  // for text that is not UTF-8.
+  // Equal texts give the same object. Throws std::invalid_argument for text that is not UTF-8.
   Reference addString(std::string_view text);
   // References may name objects that are added later.
   Reference addArray(std::span<const Reference> elements);
@@ -134,6 +130,7 @@ class PropertyListWriter {
   };
 
   Reference beginObject();
+  Reference addInteger(const Value& integer);
   Reference addContainer(std::uint8_t marker, std::span<const Reference> first,
                          std::span<const Reference> second);
   void appendMarker(std::uint8_t marker, std::size_t count);
@@ -147,7 +144,7 @@ class PropertyListWriter {
   std::vector<Container> containers_;
   std::vector<Reference> references_;
   // Ordered rather than hashed: texts come from outside, and no choice of them makes this slow.
-  std::map<std::string_view, Reference> strings_;
+  std::map<std::string, Reference, std::less<>> strings_;
 };
 
 }  // namespace orx::platform

@@ -2,7 +2,7 @@
 #include <bit>
 
 #include "platform/base/Limits.h"
-#include "platform/base/UTF16.h"
+#include "platform/base/Unicode.h"
 #include "platform/formats/PropertyList.h"
 
 namespace orx::platform {
@@ -137,6 +137,14 @@ std::size_t PropertyListReader::contentSize(const Object& object) const {
 Value PropertyListReader::scalar(Reference reference) const {
   const Object& object = at(reference);
   switch (object.kind) {
+    case Kind::Null:
+      return {};
+    case Kind::Data: {
+      const auto bytes = data(reference);
+      return Data(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+    }
+    case Kind::String:
+      return string(reference);
     case Kind::Boolean:
       return (bytes_[object.start - 1] & 1U) != 0;
     case Kind::Integer:

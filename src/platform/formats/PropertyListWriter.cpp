@@ -2,7 +2,7 @@
 #include <bit>
 #include <limits>
 
-#include "platform/base/UTF16.h"
+#include "platform/base/Unicode.h"
 #include "platform/formats/PropertyList.h"
 
 namespace orx::platform {
@@ -10,6 +10,9 @@ namespace orx::platform {
 namespace {
 
 constexpr std::string_view kMagic = "bplist00";
+constexpr std::uint8_t kNull = 0x00;
+constexpr std::uint8_t kFalse = 0x08;
+constexpr std::uint8_t kTrue = 0x09;
 constexpr std::uint8_t kInteger = 0x10;
 constexpr std::uint8_t kReal = 0x23;
 constexpr std::uint8_t kDate = 0x33;
@@ -40,43 +43,47 @@ PropertyListWriter::PropertyListWriter() {
   bytes_.assign(kMagic.begin(), kMagic.end());
 }
 
-PropertyListWriter::Reference PropertyListWriter::addNull() {
+PropertyListWriter::Reference PropertyListWriter::addScalar(const Value& value) {
+  if (value.kind() == Value::Kind::Integer) return addInteger(value);
+  if (value.kind() == Value::Kind::String) return addString(*value.string());
   const Reference object = beginObject();
-  bytes_.push_back(0x00);
-  return object;
-}
-
-PropertyListWriter::Reference PropertyListWriter::addBoolean(bool boolean) {
-  const Reference object = beginObject();
-  bytes_.push_back(boolean ? 0x09 : 0x08);
-  return object;
-}
-
-PropertyListWriter::Reference PropertyListWriter::addInteger(std::int64_t integer) {
-  if (integer >= 0) return addInteger(static_cast<std::uint64_t>(integer));
-  const Reference object = beginObject();
-  bytes_.push_back(kInteger | 3);
-  appendUnsigned(static_cast<std::uint64_t>(integer), 8);
-  return object;
-}
-
-PropertyListWriter::Reference PropertyListWriter::addInteger(std::uint64_t integer) {
-  const Reference object = beginObject();
-  if (integer <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-    appendIntegerObject(integer);
-  } else {
-    // Eight bytes are read as signed, so the upper half of the range takes sixteen.
-    bytes_.push_back(kInteger | 4);
-    appendUnsigned(0, 8);
-    appendUnsigned(integer, 8);
+  switch (value.kind()) {
+    case Value::Kind::Null:
+      bytes_.push_back(kNull);
+      break;
+    case Value::Kind::Boolean:
+      bytes_.push_back(*value.boolean() ? kTrue : kFalse);
+      break;
+    case Value::Kind::Double:
+      bytes_.push_back(kReal);
+      appendUnsigned(std::bit_cast<std::uint64_t>(*value.number()), 8);
+      break;
+    case Value::Kind::Data: {
+      const auto bytes = value.data()->bytes();
+      appendMarker(kData, bytes.size());
+      bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+      break;
+    }
+    default:
+      throw std::invalid_argument("a container or an object is no scalar");
   }
   return object;
 }
 
-PropertyListWriter::Reference PropertyListWriter::addReal(double number) {
+PropertyListWriter::Reference PropertyListWriter::addInteger(const Value& value) {
   const Reference object = beginObject();
-  bytes_.push_back(kReal);
-  appendUnsigned(std::bit_cast<std::uint64_t>(number), 8);
+  const auto integer = value.integer();
+  if (!integer) {
+    // Eight bytes are read as signed, so the upper half of the unsigned range takes sixteen.
+    bytes_.push_back(kInteger | 4);
+    appendUnsigned(0, 8);
+    appendUnsigned(*value.unsignedInteger(), 8);
+  } else if (*integer < 0) {
+    bytes_.push_back(kInteger | 3);
+    appendUnsigned(static_cast<std::uint64_t>(*integer), 8);
+  } else {
+    appendIntegerObject(static_cast<std::uint64_t>(*integer));
+  }
   return object;
 }
 
@@ -84,13 +91,6 @@ PropertyListWriter::Reference PropertyListWriter::addDate(double date) {
   const Reference object = beginObject();
   bytes_.push_back(kDate);
   appendUnsigned(std::bit_cast<std::uint64_t>(date), 8);
-  return object;
-}
-
-PropertyListWriter::Reference PropertyListWriter::addData(std::span<const std::uint8_t> bytes) {
-  const Reference object = beginObject();
-  appendMarker(kData, bytes.size());
-  bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
   return object;
 }
 
@@ -105,18 +105,20 @@ PropertyListWriter::Reference PropertyListWriter::addUID(std::uint32_t uid) {
 PropertyListWriter::Reference PropertyListWriter::addString(std::string_view text) {
   const auto place = strings_.lower_bound(text);
   if (place != strings_.end() && place->first == text) return place->second;
+  const Reference object = static_cast<Reference>(offsets_.size());
   if (isASCII(text)) {
-    const Reference object = beginObject();
+    beginObject();
     appendMarker(kASCIIString, text.size());
     bytes_.insert(bytes_.end(), text.begin(), text.end());
-    return strings_.emplace_hint(place, text, object)->second;
+  } else {
+    const auto units = utf16FromUTF8(text);
+    if (!units) throw std::invalid_argument("text that is not UTF-8 cannot be archived");
+    beginObject();
+    appendMarker(kUTF16String, units->size());
+    for (const std::uint16_t unit : *units) appendUnsigned(unit, 2);
   }
-  const auto units = utf16FromUTF8(text);
-  if (!units) throw std::invalid_argument("text that is not UTF-8 cannot be archived");
-  const Reference object = beginObject();
-  appendMarker(kUTF16String, units->size());
-  for (const std::uint16_t unit : *units) appendUnsigned(unit, 2);
-  return strings_.emplace_hint(place, text, object)->second;
+  strings_.emplace_hint(place, text, object);
+  return object;
 }
 
 PropertyListWriter::Reference PropertyListWriter::addArray(std::span<const Reference> elements) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/base/Limits.h"
+#include "platform/base/Result.h"
 
 namespace orx {
 
@@ -30,53 +31,51 @@ std::shared_ptr<Error> parseError(XML_Error code, XML_Size line, XML_Size column
                                   const std::string& reason) {
   std::string description = "The text is not well-formed XML: line " + std::to_string(line) +
                             ", column " + std::to_string(column) + ": " + reason + ".";
-  return Error::errorWithDomain_code_userInfo(
-      NSXMLParserErrorDomain, code,
-      {{std::string(NSLocalizedDescriptionKey), std::move(description)}});
+  return makeFailure(NSXMLParserErrorDomain, code, std::move(description)).value();
 }
 
-// Bytes that make the vendor's parser change to UTF-16 even when it was told UTF-8. None of them
-// can begin a document in UTF-8.
+// Bytes that make expat change to UTF-16 even when it was told UTF-8. None of them can begin a
+// document in UTF-8.
 bool looksLikeUTF16(std::string_view text) {
   return text.starts_with('\xFE') || text.starts_with('\xFF') ||
          text.substr(0, 2).find('\0') != std::string_view::npos;
 }
 
-// One run of the vendor's parser over one document. Its handlers are C callbacks, which no
-// exception may cross: they are noexcept, so a delegate that throws ends the process.
-class Run {
+// One run of expat over one document. Its handlers are C callbacks, which no exception may cross:
+// they are noexcept, so a delegate that throws ends the process.
+class ExpatRun {
  public:
-  explicit Run(XMLParser& parser, bool isUTF8)
-      : parser_(parser), vendor_(XML_ParserCreate(isUTF8 ? "UTF-8" : nullptr)) {
-    if (vendor_ == nullptr) return;
-    XML_SetUserData(vendor_, this);
-    XML_SetElementHandler(vendor_, didStartElement, didEndElement);
-    XML_SetCharacterDataHandler(vendor_, foundCharacters);
-    XML_SetCdataSectionHandler(vendor_, didStartCDATA, didEndCDATA);
-    XML_SetEntityDeclHandler(vendor_, didDeclareEntity);
-    XML_SetBillionLaughsAttackProtectionMaximumAmplification(vendor_, limits::xmlAmplification);
-    XML_SetBillionLaughsAttackProtectionActivationThreshold(vendor_,
+  explicit ExpatRun(XMLParser& parser, bool isUTF8)
+      : parser_(parser), expat_(XML_ParserCreate(isUTF8 ? "UTF-8" : nullptr)) {
+    if (expat_ == nullptr) return;
+    XML_SetUserData(expat_, this);
+    XML_SetElementHandler(expat_, didStartElement, didEndElement);
+    XML_SetCharacterDataHandler(expat_, foundCharacters);
+    XML_SetCdataSectionHandler(expat_, didStartCDATA, didEndCDATA);
+    XML_SetEntityDeclHandler(expat_, didDeclareEntity);
+    XML_SetBillionLaughsAttackProtectionMaximumAmplification(expat_, limits::xmlAmplification);
+    XML_SetBillionLaughsAttackProtectionActivationThreshold(expat_,
                                                             limits::xmlAmplificationThreshold);
   }
-  Run(const Run&) = delete;
-  Run& operator=(const Run&) = delete;
-  ~Run() {
-    if (vendor_ != nullptr) XML_ParserFree(vendor_);
+  ExpatRun(const ExpatRun&) = delete;
+  ExpatRun& operator=(const ExpatRun&) = delete;
+  ~ExpatRun() {
+    if (expat_ != nullptr) XML_ParserFree(expat_);
   }
 
   // Null when the document was well-formed.
   std::shared_ptr<Error> parse(std::string_view document) {
-    if (vendor_ == nullptr) {
+    if (expat_ == nullptr) {
       return parseError(XML_ERROR_NO_MEMORY, 1, 1, XML_ErrorString(XML_ERROR_NO_MEMORY));
     }
-    // The vendor counts the bytes of one piece in an int.
+    // Expat counts the bytes of one piece in an int.
     constexpr std::size_t largestPiece = std::size_t{1} << 30U;
     bool isLast = false;
     do {
       const std::string_view piece = document.substr(0, largestPiece);
       document.remove_prefix(piece.size());
       isLast = document.empty();
-      if (XML_Parse(vendor_, piece.data(), static_cast<int>(piece.size()), isLast) !=
+      if (XML_Parse(expat_, piece.data(), static_cast<int>(piece.size()), isLast) !=
           XML_STATUS_OK) {
         return currentError();
       }
@@ -85,10 +84,10 @@ class Run {
   }
 
  private:
-  static Run& runOf(void* userData) { return *static_cast<Run*>(userData); }
+  static ExpatRun& runOf(void* userData) { return *static_cast<ExpatRun*>(userData); }
 
   static void didStartElement(void* userData, const XML_Char*, const XML_Char**) noexcept {
-    Run& run = runOf(userData);
+    ExpatRun& run = runOf(userData);
     if (run.depth_++ == limits::xmlDepth) {
       run.stop("elements are nested more than " + std::to_string(limits::xmlDepth) + " deep");
     } else if (run.elements_++ == limits::xmlElements) {
@@ -97,7 +96,7 @@ class Run {
   }
 
   static void didEndElement(void* userData, const XML_Char* name) noexcept {
-    Run& run = runOf(userData);
+    ExpatRun& run = runOf(userData);
     --run.depth_;
     const auto delegate = run.delegate();
     if (!delegate) return;
@@ -106,7 +105,7 @@ class Run {
   }
 
   static void foundCharacters(void* userData, const XML_Char* characters, int size) noexcept {
-    Run& run = runOf(userData);
+    ExpatRun& run = runOf(userData);
     if (run.isInCDATA_) return;
     const auto delegate = run.delegate();
     if (!delegate) return;
@@ -120,17 +119,18 @@ class Run {
   static void didDeclareEntity(void* userData, const XML_Char*, int, const XML_Char*, int,
                                const XML_Char*, const XML_Char*, const XML_Char*,
                                const XML_Char*) noexcept {
-    Run& run = runOf(userData);
+    ExpatRun& run = runOf(userData);
     if (run.entities_++ == limits::xmlEntities) {
       run.stop("more than " + std::to_string(limits::xmlEntities) + " entities are declared");
     }
   }
 
-  // Events may still follow until the vendor's parser has come to its end; they are not reported.
+  // Ends the parse with an error. Expat may still report events that it has read already; they are
+  // not passed on, since nothing but the document's end may follow an error.
   void stop(const std::string& reason) {
     if (stopError_) return;
     stopError_ = errorHere(XML_ERROR_ABORTED, reason);
-    XML_StopParser(vendor_, XML_FALSE);
+    XML_StopParser(expat_, XML_FALSE);
   }
 
   std::shared_ptr<XMLParserDelegate> delegate() const {
@@ -139,18 +139,18 @@ class Run {
 
   std::shared_ptr<Error> currentError() const {
     if (stopError_) return stopError_;
-    const XML_Error code = XML_GetErrorCode(vendor_);
+    const XML_Error code = XML_GetErrorCode(expat_);
     const XML_LChar* reason = XML_ErrorString(code);
     return errorHere(code, reason != nullptr ? reason : "unknown");
   }
 
   std::shared_ptr<Error> errorHere(XML_Error code, const std::string& reason) const {
-    return parseError(code, XML_GetCurrentLineNumber(vendor_),
-                      XML_GetCurrentColumnNumber(vendor_) + 1, reason);
+    return parseError(code, XML_GetCurrentLineNumber(expat_),
+                      XML_GetCurrentColumnNumber(expat_) + 1, reason);
   }
 
   XMLParser& parser_;
-  XML_Parser vendor_;
+  XML_Parser expat_;
   std::size_t depth_ = 0;
   std::size_t elements_ = 0;
   std::size_t entities_ = 0;
@@ -172,7 +172,7 @@ struct XMLParser::State {
     if (isUTF8 && looksLikeUTF16(text)) {
       return parseError(XML_ERROR_INVALID_TOKEN, 1, 1, XML_ErrorString(XML_ERROR_INVALID_TOKEN));
     }
-    return Run(parser, isUTF8).parse(text);
+    return ExpatRun(parser, isUTF8).parse(text);
   }
 };
 
@@ -201,7 +201,7 @@ void XMLParser::setDelegate(const std::weak_ptr<XMLParserDelegate>& delegate) {
 bool XMLParser::parse() {
   if (state_->hasRun) return false;
   state_->hasRun = true;
-  // What is reported may make its receiver let go of this parser.
+  // The delegate may drop the last reference to this parser while it is told something.
   const auto self = shared_from_this();
   state_->error = state_->run(*this);
   if (state_->error) {

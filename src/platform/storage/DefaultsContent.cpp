@@ -1,7 +1,6 @@
 #include "platform/storage/DefaultsContent.h"
 
 #include <algorithm>
-#include <deque>
 #include <limits>
 #include <unordered_map>
 #include <utility>
@@ -142,22 +141,12 @@ class Copier {
 
   Reference addLeaf(Reference object) {
     switch (source_.kind(object)) {
-      case Kind::Boolean:
-        return target_.addBoolean(source_.scalar(object).boolean().value());
-      case Kind::Integer:
-        return addInteger(source_.scalar(object));
-      case Kind::Real:
-        return target_.addReal(source_.scalar(object).number().value());
       case Kind::Date:
         return target_.addDate(source_.date(object));
-      case Kind::Data:
-        return target_.addData(source_.data(object));
-      case Kind::String:
-        return target_.addString(texts_.emplace_back(source_.string(object)));
       case Kind::UID:
         return target_.addUID(narrow(source_.UID(object)));
       default:
-        return target_.addNull();
+        return target_.addScalar(source_.scalar(object));
     }
   }
 
@@ -168,18 +157,11 @@ class Copier {
     return static_cast<std::uint32_t>(uid);
   }
 
-  Reference addInteger(const Value& value) {
-    if (const auto integer = value.integer()) return target_.addInteger(*integer);
-    return target_.addInteger(value.unsignedInteger().value());
-  }
-
   const PropertyListReader& source_;
   PropertyListWriter& target_;
   std::vector<Frame> open_;
   // An empty copy marks a container that is being copied.
   std::unordered_map<Reference, std::optional<Reference>> copies_;
-  // The writer wants its texts to live on.
-  std::deque<std::string> texts_;
 };
 
 // The list without `key`, or with another value under it.

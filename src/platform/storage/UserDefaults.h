@@ -8,14 +8,10 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Result.h"
 #include "platform/storage/StoredFile.h"
 
 namespace orx::platform {
-
-// Keys of the path that an error of the defaults concerns, and of what to do about it.
-inline constexpr std::string_view NSFilePathErrorKey = "NSFilePath";
-inline constexpr std::string_view NSLocalizedRecoverySuggestionErrorKey =
-    "NSLocalizedRecoverySuggestion";
 
 // Codes of NSCocoaErrorDomain for files; a damaged file has NSPropertyListReadCorruptError.
 inline constexpr std::int64_t NSFileLockingError = 255;

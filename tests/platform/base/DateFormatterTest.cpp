@@ -79,5 +79,12 @@ TEST(DateFormatter, RefusesADateCutAnywhere) {
   }
 }
 
+TEST(DateFormatter, WritesWhatItReads) {
+  for (const char* text : {"0001-01-01T00:00:00", "1969-12-31T23:59:59", "2024-02-29T12:00:00",
+                           "9999-12-31T23:59:59"}) {
+    EXPECT_EQ(stringFromDate(dateFromString(text).value()), text);
+  }
+}
+
 }  // namespace
 }  // namespace orx

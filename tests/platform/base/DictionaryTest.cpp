@@ -61,7 +61,6 @@ TEST(Dictionary, TakesAListOfEntriesAsIfTheyWereSetOneByOne) {
   }
 }
 
-// Small dictionaries are searched by a mark of each key that many keys share.
 TEST(Dictionary, TellsApartKeysThatAreAlikeAtBothEnds) {
   Dictionary dictionary;
   for (int number = 10; number < 50; ++number)

@@ -86,6 +86,11 @@ TEST(Value, MayBeReplacedByWhatItHolds) {
   list = std::move(node.next);
   EXPECT_EQ(list.object(), last);
   EXPECT_TRUE(watched.expired());
+  Value value(Dictionary{{"inner", Array{Data("bytes"), 2}}});
+  value = (*value.dictionary())["inner"];
+  EXPECT_EQ(value, Value(Array{Data("bytes"), 2}));
+  value = value.array()->front();
+  EXPECT_EQ(value, Value(Data("bytes")));
 }
 
 TEST(Value, HoldsTheWholeSignedAndUnsignedRange) {

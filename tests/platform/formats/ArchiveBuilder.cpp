@@ -13,7 +13,7 @@ ArchiveBuilder::ArchiveBuilder() {
 }
 
 ArchiveBuilder::UID ArchiveBuilder::add(std::string_view text) {
-  return place(writer_.addString(texts_.emplace_back(text)));
+  return place(writer_.addString(text));
 }
 
 ArchiveBuilder::UID ArchiveBuilder::addArray(const std::vector<UID>& elements) {
@@ -37,9 +37,9 @@ Data ArchiveBuilder::finish(UID root) {
   const Reference rootUID = writer_.addUID(root);
   const std::array keys{writer_.addString("$version"), writer_.addString("$archiver"),
                         writer_.addString("$top"), writer_.addString("$objects")};
-  const std::array values{
-      writer_.addInteger(std::int64_t{100000}), writer_.addString("NSKeyedArchiver"),
-      writer_.addDictionary({&rootKey, 1}, {&rootUID, 1}), writer_.addArray(objects_)};
+  const std::array values{writer_.addScalar(100000), writer_.addString("NSKeyedArchiver"),
+                          writer_.addDictionary({&rootKey, 1}, {&rootUID, 1}),
+                          writer_.addArray(objects_)};
   return writer_.finish(writer_.addDictionary(keys, values));
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <deque>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -36,7 +34,6 @@ class ArchiveBuilder {
   Reference list(const std::vector<UID>& uids);
 
   PropertyListWriter writer_;
-  std::deque<std::string> texts_;
   std::vector<Reference> objects_;
   UID arrayClass_ = 0;
   UID dictionaryClass_ = 0;

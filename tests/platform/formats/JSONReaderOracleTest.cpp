@@ -9,7 +9,7 @@
 #include "oracles/JSONOracle.h"
 #include "platform/formats/JSONSerialization.h"
 
-namespace orx::platform::JSONSerialization {
+namespace orx::platform {
 namespace {
 
 using namespace std::string_view_literals;
@@ -18,16 +18,16 @@ using namespace std::string_view_literals;
 // places.
 void expectSameAsOracle(std::string_view text) {
   const auto expected = testing::readJSONByOracle(text);
-  const Reading reading = JSONObjectWithText(text);
-  ASSERT_EQ(reading.error == nullptr, expected.value.has_value()) << text;
-  if (reading.error) {
-    EXPECT_TRUE(reading.error->localizedDescription().starts_with(
+  const auto reading = JSONObjectWithText(text);
+  ASSERT_EQ(reading.has_value(), expected.value.has_value()) << text;
+  if (!reading) {
+    EXPECT_TRUE(reading.error()->localizedDescription().starts_with(
         "The text is not JSON: " + expected.place + ": "))
         << text << "\n"
-        << reading.error->localizedDescription() << "\n"
+        << reading.error()->localizedDescription() << "\n"
         << expected.place;
   } else {
-    EXPECT_EQ(testing::exactDescription(reading.value), testing::exactDescription(*expected.value))
+    EXPECT_EQ(testing::exactDescription(*reading), testing::exactDescription(*expected.value))
         << text;
   }
 }
@@ -200,4 +200,4 @@ TEST(JSONReaderOracle, AgreesOnNumbersAtTheEndsOfTheirRanges) {
 }
 
 }  // namespace
-}  // namespace orx::platform::JSONSerialization
+}  // namespace orx::platform

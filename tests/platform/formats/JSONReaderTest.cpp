@@ -9,28 +9,27 @@
 #include "platform/formats/JSONSerialization.h"
 #include "support/ProcessorTime.h"
 
-namespace orx::platform::JSONSerialization {
+namespace orx::platform {
 namespace {
 
 using namespace std::string_view_literals;
 
 Value readGood(std::string_view text) {
-  const Reading reading = JSONObjectWithText(text);
-  EXPECT_EQ(reading.error, nullptr) << reading.error->localizedDescription();
-  return reading.value;
+  const auto reading = JSONObjectWithText(text);
+  EXPECT_TRUE(reading) << reading.error()->localizedDescription();
+  return reading.value_or(Value());
 }
 
 std::string descriptionOfRefusal(std::string_view text) {
-  const Reading reading = JSONObjectWithText(text);
-  EXPECT_TRUE(reading.value.isNull());
-  if (reading.error == nullptr) {
+  const auto reading = JSONObjectWithText(text);
+  if (reading) {
     ADD_FAILURE() << "accepted: " << text;
     return "";
   }
-  EXPECT_EQ(reading.error->domain(), NSCocoaErrorDomain);
-  EXPECT_EQ(reading.error->code(), 3840);
-  EXPECT_TRUE(isValidUTF8(reading.error->localizedDescription()));
-  return reading.error->localizedDescription();
+  EXPECT_EQ(reading.error()->domain(), NSCocoaErrorDomain);
+  EXPECT_EQ(reading.error()->code(), 3840);
+  EXPECT_TRUE(isValidUTF8(reading.error()->localizedDescription()));
+  return reading.error()->localizedDescription();
 }
 
 TEST(JSONReader, ReadsLongListsWhoseElementsAreOfAnySize) {
@@ -42,7 +41,7 @@ TEST(JSONReader, ReadsLongListsWhoseElementsAreOfAnySize) {
       const bool isSmall = (index < 2000) == beginsSmall;
       text += isSmall ? std::to_string(index) : '"' + word + std::to_string(index) + '"';
     }
-    const Value value = JSONSerialization::JSONObjectWithText(text + ']').value;
+    const Value value = JSONObjectWithText(text + ']').value();
     ASSERT_NE(value.array(), nullptr);
     ASSERT_EQ(value.array()->size(), 4000U);
     for (std::size_t index = 0; index < 4000; ++index) {
@@ -125,7 +124,7 @@ TEST(JSONReader, RefusesANumberBeyondEveryDouble) {
 TEST(JSONReader, RefusesMoreValuesThanItsLimit) {
   std::string text = "[0";
   for (std::size_t value = 2; value < limits::jsonValues; ++value) text += ",0";
-  EXPECT_EQ(JSONSerialization::JSONObjectWithText(text + "]").error, nullptr);
+  EXPECT_TRUE(JSONObjectWithText(text + "]"));
   EXPECT_NE(descriptionOfRefusal(text + ",0]").find("more than 4000000 values"), std::string::npos);
 }
 
@@ -285,4 +284,4 @@ TEST(JSONReader, ReadsAHundredThousandDuplicatesOfOneKey) {
 }
 
 }  // namespace
-}  // namespace orx::platform::JSONSerialization
+}  // namespace orx::platform

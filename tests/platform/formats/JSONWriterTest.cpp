@@ -8,7 +8,7 @@
 #include "platform/base/Limits.h"
 #include "platform/formats/JSONSerialization.h"
 
-namespace orx::platform::JSONSerialization {
+namespace orx::platform {
 namespace {
 
 using namespace std::string_view_literals;
@@ -58,9 +58,9 @@ TEST(JSONWriter, WritesDoublesInTheFewestDigitsThatReadBackEqual) {
   for (const double number :
        {0.1, 1.0, -0.0, 1e22, 1e21, 5e-324, 1.7976931348623157e308, 9007199254740993.0, 1.0 / 3,
         9223372036854775808.0, 18446744073709551616.0, 123456789012345680000.0}) {
-    const Reading reading = JSONObjectWithText(textWithJSONObject(number));
-    ASSERT_EQ(reading.error, nullptr) << textWithJSONObject(number);
-    EXPECT_EQ(reading.value, Value(number)) << textWithJSONObject(number);
+    const auto reading = JSONObjectWithText(textWithJSONObject(number));
+    ASSERT_TRUE(reading) << textWithJSONObject(number);
+    EXPECT_EQ(*reading, Value(number)) << textWithJSONObject(number);
   }
 }
 
@@ -94,11 +94,11 @@ Value nested(std::size_t depth) {
 
 TEST(JSONWriter, NestsAsDeepAsTheReader) {
   const std::string text = textWithJSONObject(nested(limits::jsonDepth));
-  EXPECT_EQ(JSONObjectWithText(text).error, nullptr);
+  EXPECT_TRUE(JSONObjectWithText(text));
   EXPECT_EQ(refusalOf(nested(limits::jsonDepth + 1)),
             "cannot write JSON: parameters[0][0][0][0][0][0][0][0][0][0][0][0][0][0][0][0]... is "
             "nested more than 512 deep");
 }
 
 }  // namespace
-}  // namespace orx::platform::JSONSerialization
+}  // namespace orx::platform

@@ -5,6 +5,7 @@
 #include "platform/formats/ArchiveValues.h"
 #include "platform/formats/Canonical.h"
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 
 namespace orx::testing {
 
@@ -14,28 +15,26 @@ namespace {
 using UID = ArchiveBuilder::UID;
 
 void expectRefusal(const Data& data, std::string_view reason) {
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(data);
-  ASSERT_NE(reading.error, nullptr);
-  EXPECT_TRUE(reading.root.isNull());
-  EXPECT_EQ(reading.error->code(), NSCoderReadCorruptError);
-  EXPECT_NE(reading.error->localizedDescription().find(reason), std::string::npos)
-      << reading.error->localizedDescription();
+  const auto reading = unarchiveObjectWithData(data);
+  ASSERT_FALSE(reading);
+  EXPECT_EQ(reading.error()->code(), NSCoderReadCorruptError);
+  EXPECT_NE(reading.error()->localizedDescription().find(reason), std::string::npos)
+      << reading.error()->localizedDescription();
 }
 
 // Either a value that can be walked and archived again, or an error.
 void expectValueOrError(const Data& data) {
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(data);
-  if (reading.error) {
-    EXPECT_TRUE(reading.root.isNull());
-    EXPECT_EQ(reading.error->domain(), NSCocoaErrorDomain);
-    EXPECT_EQ(reading.error->code(), NSCoderReadCorruptError);
+  const auto reading = unarchiveObjectWithData(data);
+  if (!reading) {
+    EXPECT_EQ(reading.error()->domain(), NSCocoaErrorDomain);
+    EXPECT_EQ(reading.error()->code(), NSCoderReadCorruptError);
   } else {
-    EXPECT_NO_THROW(KeyedArchiver::archivedDataWithRootObject(reading.root));
+    EXPECT_NO_THROW(archivedDataWithRootObject(*reading));
   }
 }
 
 Data profileArchive() {
-  return KeyedArchiver::archivedDataWithRootObject(
+  return archivedDataWithRootObject(
       Dictionary{{"login", "someone@example.com"},
                  {"nick_name", "\u738b \U0001f600"},
                  {"cus_id", 12345678901},
@@ -103,9 +102,8 @@ TEST(KeyedUnarchiver, RefusesObjectsThatContainThemselves) {
 TEST(KeyedUnarchiver, IgnoresACycleThatTheRootDoesNotReach) {
   ArchiveBuilder builder;
   builder.addArray({builder.next()});
-  const auto reading =
-      KeyedUnarchiver::unarchiveObjectWithData(builder.finish(builder.add("text")));
-  EXPECT_EQ(reading.root, Value("text"));
+  const auto reading = unarchiveObjectWithData(builder.finish(builder.add("text")));
+  EXPECT_EQ(reading.value(), Value("text"));
 }
 
 TEST(KeyedUnarchiver, RefusesReferencesThatFanOutTooFar) {
@@ -142,9 +140,9 @@ TEST(KeyedUnarchiver, TakesReferencesThatFanOutModestly) {
   ArchiveBuilder builder;
   UID uid = builder.add("text");
   for (int level = 0; level < 16; ++level) uid = builder.addArray({uid, uid});
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(builder.finish(uid));
-  ASSERT_EQ(reading.error, nullptr);
-  const Value* value = &reading.root;
+  const auto reading = unarchiveObjectWithData(builder.finish(uid));
+  ASSERT_TRUE(reading);
+  const Value* value = &*reading;
   for (int level = 0; level < 16; ++level) {
     ASSERT_NE(value->array(), nullptr);
     ASSERT_EQ(value->array()->size(), 2U);
@@ -163,7 +161,7 @@ Data archiveWithTwoWays(std::size_t depth) {
 
 TEST(KeyedUnarchiver, CountsDepthAlongTheLongestWay) {
   const Data deepest = archiveWithTwoWays(limits::archiveDepth);
-  EXPECT_EQ(KeyedUnarchiver::unarchiveObjectWithData(deepest).error, nullptr);
+  EXPECT_TRUE(unarchiveObjectWithData(deepest));
   expectRefusal(archiveWithTwoWays(limits::archiveDepth + 1), "nested too deeply");
 }
 
@@ -180,8 +178,8 @@ TEST(KeyedUnarchiver, TakesTheLastValueOfAKeyThatStandsTwice) {
   const UID first = builder.add("first");
   const UID second = builder.add("second");
   const UID root = builder.addDictionary({key, key}, {first, second});
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(builder.finish(root));
-  EXPECT_EQ(reading.root, Value(Dictionary{{"key", "second"}}));
+  const auto reading = unarchiveObjectWithData(builder.finish(root));
+  EXPECT_EQ(reading.value(), Value(Dictionary{{"key", "second"}}));
 }
 
 TEST(KeyedUnarchiver, RefusesNullAsAKey) {
@@ -206,7 +204,7 @@ TEST(KeyedUnarchiver, RefusesMoreObjectsThanItsLimit) {
 TEST(KeyedArchiver, RefusesToWriteMoreObjectsThanCanBeReadBack) {
   Array numbers;
   for (std::size_t i = 0; i <= limits::archiveObjects; ++i) numbers.emplace_back(i);
-  EXPECT_THROW(KeyedArchiver::archivedDataWithRootObject(numbers), std::invalid_argument);
+  EXPECT_THROW(archivedDataWithRootObject(numbers), std::invalid_argument);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "platform/formats/ArchiveValues.h"
 #include "platform/formats/Canonical.h"
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "support/Python.h"
 #include "support/TemporaryDirectory.h"
 
@@ -135,7 +136,7 @@ TEST(KeyedArchiver, WritesWhatPlistlibReads) {
   std::vector<std::string> paths;
   for (const auto& [name, value] : values) {
     paths.push_back(directory / (name + ".plist"));
-    writeFile(paths.back(), KeyedArchiver::archivedDataWithRootObject(value));
+    writeFile(paths.back(), archivedDataWithRootObject(value));
   }
   std::istringstream lines(runPython("platform/formats/archives/read_archive.py", paths));
   for (const auto& [name, value] : values) {
@@ -150,7 +151,7 @@ TEST(KeyedArchiver, WritesWhatLibplistReads) {
     // libplist gives the bits of an integer without its sign.
     if (name == kBeyondSignedIntegers) continue;
     SCOPED_TRACE(name);
-    const auto archive = PlistNode::read(KeyedArchiver::archivedDataWithRootObject(value));
+    const auto archive = PlistNode::read(archivedDataWithRootObject(value));
     ASSERT_NE(archive.get(), nullptr);
     EXPECT_EQ(canonical(PlistArchive(archive.get()).root()), canonical(value));
   }
@@ -159,10 +160,10 @@ TEST(KeyedArchiver, WritesWhatLibplistReads) {
 TEST(KeyedUnarchiver, ReadsWhatLibplistWrites) {
   for (const auto& [name, value] : archiveValues(false)) {
     SCOPED_TRACE(name);
-    const auto archive = PlistNode::read(KeyedArchiver::archivedDataWithRootObject(value));
-    const auto reading = KeyedUnarchiver::unarchiveObjectWithData(archive.written());
-    ASSERT_EQ(reading.error, nullptr) << reading.error->localizedDescription();
-    EXPECT_EQ(canonical(reading.root), canonical(value));
+    const auto archive = PlistNode::read(archivedDataWithRootObject(value));
+    const auto reading = unarchiveObjectWithData(archive.written());
+    ASSERT_TRUE(reading) << reading.error()->localizedDescription();
+    EXPECT_EQ(canonical(*reading), canonical(value));
   }
 }
 
@@ -176,17 +177,16 @@ TEST(KeyedUnarchiver, ReadsWhatOtherArchiversWroteAndRefusesWhatIsNoArchive) {
     SCOPED_TRACE(file.path().stem().string());
     auto expected = file.path();
     expected.replace_extension(".expected");
-    const auto reading = KeyedUnarchiver::unarchiveObjectWithData(Data(readFile(file.path())));
+    const auto reading = unarchiveObjectWithData(Data(readFile(file.path())));
     if (std::filesystem::exists(expected)) {
       ++accepted;
-      ASSERT_EQ(reading.error, nullptr) << reading.error->localizedDescription();
-      EXPECT_EQ(canonical(reading.root), readFile(expected));
+      ASSERT_TRUE(reading) << reading.error()->localizedDescription();
+      EXPECT_EQ(canonical(*reading), readFile(expected));
     } else {
       ++refused;
-      ASSERT_NE(reading.error, nullptr);
-      EXPECT_EQ(reading.error->domain(), NSCocoaErrorDomain);
-      EXPECT_EQ(reading.error->code(), 4864);
-      EXPECT_TRUE(reading.root.isNull());
+      ASSERT_FALSE(reading);
+      EXPECT_EQ(reading.error()->domain(), NSCocoaErrorDomain);
+      EXPECT_EQ(reading.error()->code(), 4864);
     }
   }
   EXPECT_GE(accepted, 14U);

@@ -6,6 +6,7 @@
 #include "platform/formats/ArchiveValues.h"
 #include "platform/formats/Canonical.h"
 #include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "platform/formats/PropertyList.h"
 
 namespace orx::testing {
@@ -13,12 +14,10 @@ namespace orx::testing {
 using namespace platform;
 namespace {
 
-using KeyedArchiver::archivedDataWithRootObject;
-
 Value roundTrip(const Value& value) {
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(archivedDataWithRootObject(value));
-  EXPECT_EQ(reading.error, nullptr) << reading.error->localizedDescription();
-  return reading.root;
+  const auto reading = unarchiveObjectWithData(archivedDataWithRootObject(value));
+  EXPECT_TRUE(reading) << reading.error()->localizedDescription();
+  return reading.value_or(Value());
 }
 
 // An object with two fields, which may be null, and may refer to another.
@@ -69,7 +68,7 @@ class Unregistered final : public SecureCoding {
   void encodeWithCoder(Coder&) const override {}
 };
 
-void registerPair() { KeyedUnarchiver::setClass_forClassName(&Pair::initWithCoder, Pair::kName); }
+void registerPair() { setClass_forClassName(&Pair::initWithCoder, Pair::kName); }
 
 TEST(KeyedArchiver, GivesBackEveryKindOfValue) {
   for (const auto& [name, value] : archiveValues(true)) {
@@ -149,8 +148,9 @@ TEST(KeyedArchiver, WritesANullFieldAsTheArchivesNull) {
   registerPair();
   const Data data = archivedDataWithRootObject(std::make_shared<Pair>(nullptr, 2));
   EXPECT_EQ(data.text().find("NSNull"), std::string_view::npos);
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(data);
-  const auto pair = reading.root.objectOf<Pair>();
+  const auto reading = unarchiveObjectWithData(data);
+  ASSERT_TRUE(reading);
+  const auto pair = reading->objectOf<Pair>();
   ASSERT_NE(pair, nullptr);
   EXPECT_TRUE(pair->first().isNull());
   EXPECT_EQ(pair->second(), Value(2));
@@ -173,7 +173,7 @@ TEST(KeyedArchiver, GivesTheSharedContentOfADictionaryOnceWhenRestored) {
 }
 
 TEST(Coder, GivesAFieldOnlyAsTheKindThatItIs) {
-  KeyedUnarchiver::setClass_forClassName(
+  setClass_forClassName(
       [](const Coder& coder) {
         EXPECT_EQ(coder.decodeObjectOfClass_forKey(Value::Kind::Integer, "first"), Value(7));
         EXPECT_TRUE(coder.decodeObjectOfClass_forKey(Value::Kind::String, "first").isNull());
@@ -188,19 +188,17 @@ TEST(Coder, GivesAFieldOnlyAsTheKindThatItIs) {
 
 TEST(KeyedUnarchiver, ReplacesAFactoryThatIsSetAgain) {
   registerPair();
-  KeyedUnarchiver::setClass_forClassName([](const Coder&) { return std::make_shared<Opaque>(); },
-                                         Pair::kName);
+  setClass_forClassName([](const Coder&) { return std::make_shared<Opaque>(); }, Pair::kName);
   EXPECT_NE(roundTrip(std::make_shared<Pair>(1, 2)).objectOf<Opaque>(), nullptr);
 }
 
 void expectRefusal(const Data& data, std::string_view reason) {
-  const auto reading = KeyedUnarchiver::unarchiveObjectWithData(data);
-  ASSERT_NE(reading.error, nullptr);
-  EXPECT_TRUE(reading.root.isNull());
-  EXPECT_EQ(reading.error->domain(), NSCocoaErrorDomain);
-  EXPECT_EQ(reading.error->code(), NSCoderReadCorruptError);
-  EXPECT_NE(reading.error->localizedDescription().find(reason), std::string::npos)
-      << reading.error->localizedDescription();
+  const auto reading = unarchiveObjectWithData(data);
+  ASSERT_FALSE(reading);
+  EXPECT_EQ(reading.error()->domain(), NSCocoaErrorDomain);
+  EXPECT_EQ(reading.error()->code(), NSCoderReadCorruptError);
+  EXPECT_NE(reading.error()->localizedDescription().find(reason), std::string::npos)
+      << reading.error()->localizedDescription();
 }
 
 TEST(KeyedUnarchiver, RefusesAClassThatNobodyRegistered) {
@@ -209,12 +207,11 @@ TEST(KeyedUnarchiver, RefusesAClassThatNobodyRegistered) {
 
 TEST(KeyedUnarchiver, TurnsAFailingFactoryIntoAnError) {
   const Data data = archivedDataWithRootObject(std::make_shared<Pair>(1, 2));
-  KeyedUnarchiver::setClass_forClassName(
+  setClass_forClassName(
       [](const Coder&) -> std::shared_ptr<Object> { throw std::runtime_error("not today"); },
       Pair::kName);
   expectRefusal(data, "not today");
-  KeyedUnarchiver::setClass_forClassName([](const Coder&) { return std::shared_ptr<Object>(); },
-                                         Pair::kName);
+  setClass_forClassName([](const Coder&) { return std::shared_ptr<Object>(); }, Pair::kName);
   expectRefusal(data, "fields");
 }
 

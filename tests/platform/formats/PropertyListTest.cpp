@@ -150,6 +150,20 @@ TEST(PropertyListReader, ReadsReferencesAndOffsetsOfEveryWidth) {
   }
 }
 
+TEST(PropertyListReader, ReadsEveryScalar) {
+  EXPECT_EQ(scalarOf({0x00}), Value());
+  EXPECT_EQ(scalarOf({0x09}), Value(true));
+  EXPECT_EQ(scalarOf({0x51, 'k'}), Value("k"));
+  EXPECT_EQ(scalarOf({0x42, 1, 0xFF}), Value(Data(Bytes{1, 0xFF})));
+}
+
+TEST(PropertyListWriter, RefusesWhatIsNoScalar) {
+  PropertyListWriter writer;
+  EXPECT_THROW(writer.addScalar(Array{}), std::invalid_argument);
+  EXPECT_THROW(writer.addScalar(std::make_shared<Object>()), std::invalid_argument);
+  EXPECT_THROW(writer.addScalar("\xFF"), std::invalid_argument);
+}
+
 TEST(PropertyListReader, FindsAKeyInEitherEncoding) {
   const Bytes bytes = listOf({{0xD1, 1, 0}, {0x61, 0, 'k'}});
   EXPECT_EQ(PropertyListReader(bytes).find(0, "k"), 0U);
@@ -162,7 +176,7 @@ TEST(PropertyListReader, RefusesAnObjectOfAnotherKindThanAskedFor) {
   EXPECT_THROW(reader.UID(0), MalformedPropertyList);
   EXPECT_THROW(reader.data(1), MalformedPropertyList);
   EXPECT_THROW(reader.date(1), MalformedPropertyList);
-  EXPECT_THROW(reader.scalar(1), MalformedPropertyList);
+  EXPECT_THROW(reader.scalar(2), MalformedPropertyList);
   EXPECT_THROW(reader.count(1), MalformedPropertyList);
   EXPECT_THROW(reader.key(2, 0), MalformedPropertyList);
   EXPECT_THROW(reader.find(2, "k"), MalformedPropertyList);
@@ -248,7 +262,7 @@ TEST(PropertyListWriter, UsesWiderReferencesAndOffsetsAsTheListGrows) {
     PropertyListWriter writer;
     std::vector<PropertyListWriter::Reference> elements;
     elements.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) elements.push_back(writer.addInteger(std::uint64_t{i}));
+    for (std::size_t i = 0; i < count; ++i) elements.push_back(writer.addScalar(i));
     const Data data = writer.finish(writer.addArray(elements));
     const PropertyListReader reader(data.bytes());
     ASSERT_EQ(reader.count(reader.top()), count);
@@ -260,7 +274,7 @@ TEST(PropertyListWriter, TakesReferencesToObjectsThatComeLater) {
   PropertyListWriter writer;
   const PropertyListWriter::Reference later = 1;
   const auto array = writer.addArray({&later, 1});
-  writer.addReal(2.5);
+  writer.addScalar(2.5);
   const Data data = writer.finish(array);
   const PropertyListReader reader(data.bytes());
   EXPECT_EQ(reader.scalar(reader.element(reader.top(), 0)), Value(2.5));

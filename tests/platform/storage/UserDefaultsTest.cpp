@@ -152,7 +152,7 @@ Data listOfEveryKind() {
   PropertyListWriter writer;
   const auto text = writer.addString("text");
   const auto shared = writer.addArray(std::array{text, text});
-  auto deep = writer.addInteger(std::int64_t{1});
+  auto deep = writer.addScalar(1);
   for (int depth = 0; depth < 50'000; ++depth) deep = writer.addArray(std::array{deep});
   const std::array keys{
       writer.addString("null"),        writer.addString("true"), writer.addString("negative"),
@@ -160,13 +160,13 @@ Data listOfEveryKind() {
       writer.addString("data"),        writer.addString("uid"),  writer.addString("set"),
       writer.addString("array"),       writer.addString("map"),  writer.addString("deep"),
       writer.addString("\xE2\x82\xAC")};
-  const std::array values{writer.addNull(),
-                          writer.addBoolean(true),
-                          writer.addInteger(std::numeric_limits<std::int64_t>::min()),
-                          writer.addInteger(std::numeric_limits<std::uint64_t>::max()),
-                          writer.addReal(0.1),
+  const std::array values{writer.addScalar(nullptr),
+                          writer.addScalar(true),
+                          writer.addScalar(std::numeric_limits<std::int64_t>::min()),
+                          writer.addScalar(std::numeric_limits<std::uint64_t>::max()),
+                          writer.addScalar(0.1),
                           writer.addDate(490'000'000.25),
-                          writer.addData(std::array<std::uint8_t, 3>{0, 255, 7}),
+                          writer.addScalar(Data(std::vector<std::uint8_t>{0, 255, 7})),
                           writer.addUID(70'000),
                           writer.addSet(std::array{text, shared}),
                           shared,

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <ORXAccount/platform/Coder.h>
+#include <ORXAccount/platform/Value.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace orx::platform {
+
+// Makes an object from the fields that were archived.
+using ArchiveFactory = std::function<std::shared_ptr<Object>(const Coder&)>;
+
+// The root object of a keyed archive. Classes that the format itself does not know are looked up in
+// `factoryForClassName`, which gives null for an unknown one. Throws MalformedPropertyList for
+// bytes that are no keyed archive, and what a factory throws.
+Value readArchive(
+    std::span<const std::uint8_t> bytes,
+    const std::function<ArchiveFactory(std::string_view className)>& factoryForClassName);
+
+}  // namespace orx::platform
