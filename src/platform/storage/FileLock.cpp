@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "platform/process/Uninterrupted.h"
-#include "platform/storage/StoredFile.h"
+#include "platform/storage/StoredDirectory.h"
 
 namespace orx::platform {
 
@@ -15,8 +15,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Waits by asking again and again: a lock call that blocks could only be ended by a signal, and
-// signals are the host's. 0 when locked, EWOULDBLOCK when the time is up.
+// Tries again after a pause, at most 20 ms, until the deadline: a blocking flock() could only be
+// ended by a signal, and signals are the host's. 0 when locked, EWOULDBLOCK when the time is up.
 int lockUntil(int descriptor, Deadline deadline) {
   auto pause = std::chrono::milliseconds(1);
   while (uninterrupted([&] { return flock(descriptor, LOCK_EX | LOCK_NB); }) != 0) {
@@ -31,40 +31,24 @@ int lockUntil(int descriptor, Deadline deadline) {
 
 }  // namespace
 
-FileProblem lockedByAnother(const std::string& path) {
-  return {.kind = FileProblem::Kind::LockedByAnother,
-          .number = 0,
-          .path = path,
-          .text = path + " is locked by another process.",
-          .remedy = "End or resume the process that holds it (see: fuser " + path + ")."};
-}
-
-// Unlocked by name, not only closed: a child that was forked meanwhile shares the lock and would
-// keep it.
+// Unlocks before it closes: a child that was forked meanwhile shares the open file, and closing
+// alone would leave the lock with the child.
 FileLock::~FileLock() {
   if (descriptor_) uninterrupted([&] { return flock(descriptor_.get(), LOCK_UN); });
 }
 
+// Empty, with errno set, when it cannot be opened.
 FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
-  const int flags = O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-  FileDescriptor file(uninterrupted(
-      [&] { return openat(descriptor_.get(), name.c_str(), O_RDWR | O_CREAT | flags, 0600); }));
+  auto file = openFile(name, O_RDWR | O_CREAT);
   const int number = errno;
-  const auto again = [&](int access) {
-    file = FileDescriptor(
-        uninterrupted([&] { return openat(descriptor_.get(), name.c_str(), access | flags); }));
-  };
-  const auto isOurs = [&] {
-    const auto presence = presenceOf(name);
-    return presence.present && !presence.problem;
-  };
-  if (!file && number == EACCES && isOurs()) {
-    // Made under a file-creation mask that shut out its own owner, by a process that did not live
-    // to correct it. The file is empty: opening it up gives nothing away.
+  if (!file && number == EACCES && exists(name).value_or(false)) {
+    // A process under a harsh umask made it and died before it could correct the permissions. The
+    // file is empty, so opening it up gives nothing away.
     fchmodat(descriptor_.get(), name.c_str(), 0600, 0);
-    again(O_RDWR);
+    file = openFile(name, O_RDWR);
   }
-  if (!file && (number == EROFS || number == EACCES)) again(O_RDONLY);
+  // Where nothing can be written, a lock that is there can still be taken.
+  if (!file && (number == EROFS || number == EACCES)) file = openFile(name, O_RDONLY);
   if (!file) {
     errno = number;  // why it could not be made says more than that it is not there
     return file;
@@ -76,30 +60,25 @@ FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
   return file;
 }
 
-FileLock::Taking StoredDirectory::lock(const std::string& name, Deadline deadline) const {
+Result<FileLock> StoredDirectory::lock(const std::string& name, Deadline deadline) const {
   const auto path = pathOf(name);
   while (true) {
     auto file = openLockFile(name);
     if (!file) {
       const int number = errno;
-      if (auto presence = presenceOf(name); presence.problem) {
-        return {.lock = {}, .problem = std::move(presence.problem)};
-      }
-      return {.lock = {}, .problem = systemProblem(number, "lock", path)};
+      if (auto found = exists(name); !found) return Failure(found.error());
+      return systemFailure(number, "lock", path);
     }
     struct stat state {};
-    if (fstat(file.get(), &state) != 0) {
-      return {.lock = {}, .problem = systemProblem(errno, "lock", path)};
-    }
-    if (auto problem = checkFile(name, state)) return {.lock = {}, .problem = std::move(problem)};
-    if (const int number = lockUntil(file.get(), deadline)) {
-      if (number == EWOULDBLOCK) return {.lock = {}, .problem = lockedByAnother(path)};
-      return {.lock = {}, .problem = systemProblem(number, "lock", path)};
-    }
-    // Someone cleared the directory while we waited: others would lock the new file.
-    const bool stillThere = fstat(file.get(), &state) == 0 && state.st_nlink > 0;
-    if (stillThere) return {.lock = FileLock(std::move(file)), .problem = {}};
-    if (Clock::now() >= deadline) return {.lock = {}, .problem = lockedByAnother(path)};
+    if (fstat(file.get(), &state) != 0) return systemFailure(errno, "lock", path);
+    if (auto trusted = checkFile(name, state); !trusted) return Failure(trusted.error());
+    const int number = lockUntil(file.get(), deadline);
+    if (number == EWOULDBLOCK) return lockedByAnother(path);
+    if (number != 0) return systemFailure(number, "lock", path);
+    // If somebody removed the file while this waited, others lock a new one of the same name: a
+    // lock on the removed one would keep out nobody.
+    if (fstat(file.get(), &state) == 0 && state.st_nlink > 0) return FileLock(std::move(file));
+    if (Clock::now() >= deadline) return lockedByAnother(path);
   }
 }
 

@@ -4,7 +4,7 @@
 
 #include "platform/base/Base64.h"
 #include "platform/base/Unicode.h"
-#include "platform/keychain/KeychainItemFile.h"
+#include "platform/keychain/KeychainItemFormat.h"
 #include "platform/storage/StandardPaths.h"
 
 namespace orx::platform {
@@ -127,7 +127,7 @@ std::optional<Data> SecretServiceItems::contentOf(const Path& path) {
   const auto secret = connection_.secretOf(path);
   if (secret.size() > limits::keyringSecretSize) return std::nullopt;
   const auto content = dataFromBase64(secret);
-  return content ? dataInFile(item_, *content) : std::nullopt;
+  return content ? decodedItem(item_, *content) : std::nullopt;
 }
 
 std::optional<Data> SecretServiceItems::read() {
@@ -157,7 +157,7 @@ SecretServiceItems::Path SecretServiceItems::collection() {
 bool SecretServiceItems::create(const Data& bytes) {
   if (!find().empty()) return false;
   const auto reply = connection_.createItem(collection(), attributes_["service"], attributes_,
-                                            base64Of(fileContentOf(item_, bytes)));
+                                            base64Of(encodedItem(item_, bytes)));
   const auto path = reply.prompt.empty() ? reply.done.front() : prompt(reply.prompt);
   if (path.empty()) throw failure(Kind::NotKept);
   requireKept(path, bytes);
@@ -168,7 +168,7 @@ bool SecretServiceItems::replace(const Data& bytes) {
   return withoutVanishing([&] {
     const auto paths = find();
     if (paths.empty()) return false;
-    connection_.setSecret(paths.front(), base64Of(fileContentOf(item_, bytes)));
+    connection_.setSecret(paths.front(), base64Of(encodedItem(item_, bytes)));
     requireKept(paths.front(), bytes);
     for (std::size_t index = 1; index < paths.size(); ++index) erase(paths[index]);
     return true;

@@ -1,21 +1,9 @@
 #pragma once
 
-#include "platform/base/Limits.h"
+#include "platform/keychain/PromptRules.h"
 #include "platform/keychain/secretservice/SecretServiceConnection.h"
 
 namespace orx::platform {
-
-// Whether somebody may be asked, and how long that may take.
-struct PromptRules {
-  enum class Answer { Allowed, Forbidden, DismissedBefore };
-  std::function<Answer()> mayPrompt;
-  // Called when somebody did not want to answer.
-  std::function<void()> noteDismissed;
-  // How long the prompts of an operation may stay open, all in all, and what the rest of it may
-  // take once they were answered.
-  std::chrono::milliseconds patience = limits::storeWaitWithPrompt - limits::storeWait;
-  std::chrono::milliseconds patienceAfterwards = limits::storeWait;
-};
 
 // The item that a store means, among all that the service keeps: the ones with its two attributes,
 // except those that another program gave a type of its own. Throws SecretServiceFailures.
