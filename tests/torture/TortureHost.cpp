@@ -23,7 +23,7 @@
 #include <stdexcept>
 
 #include "platform/formats/JSONSerialization.h"
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
 #include "torture/Crowd.h"
 #include "torture/FaultPlan.h"
 

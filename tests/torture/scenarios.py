@@ -46,7 +46,7 @@ def make_states(host, home):
     signed_in = after(("sign-in", OLD))
     other = after(("sign-in", OLD))
     content = signed_in[stores.DEFAULTS][1]
-    assert stores.seal_of(content) == stores.expected_seal(content), content
+    assert stores.checksum_field_of(content) == stores.expected_checksum_field(content), content
     return {
         "nothing yet": {},
         "signed out": after(("sign-in", OLD), ("sign-out", "")),

@@ -1,5 +1,5 @@
 """The two stored files, read without the library: property lists by plistlib, the item's file by its
-format. And the states that a test begins with, as trees of files."""
+format. And the states that a test starts with, as trees of files."""
 
 import io
 import plistlib
@@ -69,11 +69,11 @@ def plist(data):
     return plistlib.load(io.BytesIO(data), fmt=plistlib.FMT_BINARY)
 
 
-def seal_of(data):
+def checksum_field_of(data):
     return data[-32:-27]
 
 
-def expected_seal(data):
+def expected_checksum_field(data):
     return struct.pack("<IB", zlib.crc32(data[:-32] + bytes(5) + data[-27:]), 0xA5)
 
 
@@ -82,7 +82,7 @@ def read_uuid(data):
         content = plist(data)
     except (plistlib.InvalidFileException, ValueError, IndexError, OverflowError):
         return DAMAGED
-    assert seal_of(data) in (bytes(5), expected_seal(data)), "the seal is broken"
+    assert checksum_field_of(data) in (bytes(5), expected_checksum_field(data)), "wrong checksum"
     assert set(content) <= {UUID_KEY}, content
     return content.get(UUID_KEY)
 
@@ -105,8 +105,19 @@ def as_another_writes(files):
     return {**files, DEFAULTS: (defaults_mode, again(defaults)), ITEM: (item_mode, item)}
 
 
+def split_note(data):
+    """(newest, stale, the item) as an item's file says, DAMAGED when its note is. A file without a
+    note is the item."""
+    if not data.startswith(b"newest: "):
+        return "file", (), data
+    *lines, item = data.split(b"\n", 3)
+    if len(lines) < 3 or lines[2] != b"checksum: %08x" % zlib.crc32(b"\n".join(lines[:2]) + b"\n"):
+        return DAMAGED
+    return lines[0].decode().split()[1], tuple(lines[1].decode().split()[1:]), item
+
+
 def blob_in(data):
-    """The keychain blob in an item's file, None when the file is damaged."""
+    """The keychain blob in an item's bytes, None when they are damaged."""
     if len(data) < 24 or data[:8] != b"ORXITEM1":
         return None
     lengths = struct.unpack("<III", data[8:20])
@@ -122,9 +133,10 @@ def read(home):
     """Raises AssertionError for a whole file that holds anything but what it should."""
     defaults, item = home / DEFAULTS, home / ITEM
     uuid = read_uuid(defaults.read_bytes()) if defaults.exists() else None
-    if not item.exists():
+    note = split_note(item.read_bytes()) if item.exists() else ("nowhere", (), b"")
+    if note[0] == "nowhere":
         return Stored(uuid, None, None)
-    blob = blob_in(item.read_bytes())
+    blob = blob_in(note[2]) if note != DAMAGED else None
     if blob is None:
         return Stored(uuid, DAMAGED, None)
     return Stored(uuid, *owner_of(blob))

@@ -226,6 +226,8 @@ class SecretServiceConnection::PromptWatch {
   guint ownership_;
 };
 
+void SecretServiceConnection::requireLibrary() { requireSecretServiceLibrary(); }
+
 SecretServiceConnection::SecretServiceConnection(const std::string& address,
                                                  std::shared_ptr<SecretServiceCall> call)
     : state_(std::make_unique<State>()) {

@@ -20,8 +20,11 @@ class SecretServiceConnection {
   using Path = std::string;
   using Attributes = std::map<std::string, std::string>;
 
-  // Connects, and starts the service where it does not run yet. requireSecretServiceLibrary() comes
-  // before.
+  // Loads the library below, unless it is loaded. Throws a failure when it cannot be used in this
+  // process. Comes before anything else.
+  static void requireLibrary();
+
+  // Connects, and starts the service where it does not run yet.
   SecretServiceConnection(const std::string& address, std::shared_ptr<SecretServiceCall> call);
   SecretServiceConnection(const SecretServiceConnection&) = delete;
   SecretServiceConnection& operator=(const SecretServiceConnection&) = delete;

@@ -6,7 +6,6 @@
 
 #include "platform/base/Limits.h"
 #include "platform/keychain/secretservice/SecretServiceItems.h"
-#include "platform/keychain/secretservice/SecretServiceLibrary.h"
 #include "platform/keychain/secretservice/SessionBus.h"
 #include "platform/process/BackgroundThread.h"
 
@@ -42,7 +41,7 @@ Result<Data> perform(const Rules& rules, const KeychainItem& item, Deadline dead
   const auto address = sessionBusAddress();
   if (!address) return failureOf(Kind::NoBus);
   try {
-    requireSecretServiceLibrary();
+    SecretServiceConnection::requireLibrary();
     const auto call = std::make_shared<SecretServiceCall>(deadline);
     startBackgroundThread([work, address = *address, call, rules, item] {
       call->finish(carryOut(work, address, call, *rules, item));
