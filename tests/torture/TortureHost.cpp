@@ -185,6 +185,7 @@ Dictionary carryOut(const Dictionary& request) {
     writeFile(file, std::to_string(getpid()));
   }
   Bundle::mainBundle()->setBundleIdentifier("com.example.host");
+  if (request["fileOnly"].boolean() == true) setKeychainPolicy(KeychainPolicy::FileOnly);
   umask(static_cast<mode_t>(numberIn(request, "umask")));
   return textIn(request, "operation") == "crowd" ? crowd(request) : torment(request);
 }

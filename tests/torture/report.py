@@ -12,9 +12,9 @@ what it stores (`tests/torture/`). After each incident the two files are read wi
 must be a state of the table that the user cache defines; a new process must restore exactly whom
 they name: the old user, the new one, or nobody where someone was signing out; the next sign-in and
 the sign-out after it must work, with nothing deleted by hand and no trace left. Under way between the
-keyring and the file store, with and without a service, the same holds for the keyring's items, the
-file and the record of where the newest is, whatever session comes next; the messages to the service
-fail there too. The report is written only when nothing has failed. `./dev test` runs a short form of
+keyring and the file, with and without a service, the same holds for the keyring's items and for the
+file, which holds the item or the note where it is, whatever session comes next; the messages to the
+service fail there too. Some of the states that it starts from were left by an earlier version. The report is written only when nothing has failed. `./dev test` runs a short form of
 the same.
 
 | part | what | how many | seconds |

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -18,8 +19,9 @@ struct ItemState {
   // Who holds the newest version: `here`, the name of a store, or `nowhere` once it was removed.
   // Empty where there is no file: then any store may hold the item.
   std::string newest;
-  // The stores in which an older version may be left, which must not be read.
-  std::set<std::string> stale = {};
+  // The stores in which an older version may be left, which must not be read. In this order an
+  // earlier version of the library wrote them ("secret-service file").
+  std::set<std::string, std::greater<>> stale = {};
   // The newest version, when it is here and whole.
   std::optional<Data> bytes = {};
   // Why the file cannot be understood; null when it can. Every store may hold a stale version then.

@@ -112,7 +112,9 @@ Result<Data> PolicyKeychainStore::copy(const KeychainItem& item, Deadline deadli
 Result<Data> PolicyKeychainStore::copyFrom(const ItemState& state, const KeychainItem& item,
                                            Deadline deadline) const {
   if (state.problem) return Failure(state.problem);
-  if (state.newest.empty()) return copyUnrecorded(item, deadline);
+  if (state.newest.empty()) {
+    return onUnrecorded<Data>([&](KeychainStore& store) { return store.copy(item, deadline); });
+  }
   noteKeychainStore(state.newest == nowhere ? "" : state.newest);
   if (state.newest == nowhere) return statusOnly(errSecItemNotFound);
   if (isExcluded(state.newest)) return excludedByPolicy(state.newest);
@@ -120,20 +122,22 @@ Result<Data> PolicyKeychainStore::copyFrom(const ItemState& state, const Keychai
   return storeNamed(state.newest)->copy(item, deadline);
 }
 
-// There is no file. A store can still hold the item, from the time of another data directory.
-Result<Data> PolicyKeychainStore::copyUnrecorded(const KeychainItem& item,
-                                                 Deadline deadline) const {
-  Result<Data> found = statusOnly(errSecItemNotFound);
-  if (policy_() == KeychainPolicy::FileOnly) return found;
+// For an item without a file. A store can still hold it, from the time of another data directory:
+// the operation is carried out on each, up to the first error, and succeeds if it did on one.
+template <typename T>
+Result<T> PolicyKeychainStore::onUnrecorded(
+    const std::function<Result<T>(KeychainStore&)>& operation) const {
+  Result<T> result = statusOnly(errSecItemNotFound);
+  if (policy_() == KeychainPolicy::FileOnly) return result;
   for (const auto& store : stores_) {
-    auto bytes = store->copy(item, deadline);
-    const bool passOver = isStoreMissing(bytes) && !isExcluded(here);
+    auto done = operation(*store);
+    const bool passOver = isStoreMissing(done) && !isExcluded(here);
     if (passOver) continue;
     noteKeychainStore(store->name());
-    found = std::move(bytes);
-    if (statusOf(found) != errSecItemNotFound) break;
+    if (!done && statusOf(done) != errSecItemNotFound) return done;
+    if (done && !result) result = std::move(done);
   }
-  return found;
+  return result;
 }
 
 // Writing.
@@ -224,7 +228,9 @@ Result<void> PolicyKeychainStore::remove(const KeychainItem& item, Deadline dead
   // Wherever the item is: a writer that died may have left its bytes here.
   const auto traces = file.removeTraces();
   const auto before = stateOf(file);
-  if (before.newest.empty()) return removeUnrecorded(item, deadline);
+  if (before.newest.empty()) {
+    return onUnrecorded<void>([&](KeychainStore& store) { return store.remove(item, deadline); });
+  }
 
   ItemState after{.newest = nowhere, .stale = before.stale};
   Result<void> removed;
@@ -256,21 +262,6 @@ Result<void> PolicyKeychainStore::removeFromStore(ItemState& after, const std::s
   // Out of reach: from here on the item is stale, and removed when the store can be reached.
   after.stale.insert(store);
   return {};
-}
-
-Result<void> PolicyKeychainStore::removeUnrecorded(const KeychainItem& item,
-                                                   Deadline deadline) const {
-  Result<void> result = statusOnly(errSecItemNotFound);
-  if (policy_() == KeychainPolicy::FileOnly) return result;
-  for (const auto& store : stores_) {
-    auto removed = store->remove(item, deadline);
-    const bool passOver = isStoreMissing(removed) && !isExcluded(here);
-    if (passOver) continue;
-    noteKeychainStore(store->name());
-    if (!isGone(removed)) return removed;
-    if (removed) result = removed;
-  }
-  return result;
 }
 
 // Removes the stale versions that can be reached now. Best effort: what could not be removed, or

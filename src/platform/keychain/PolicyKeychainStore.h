@@ -40,11 +40,11 @@ class PolicyKeychainStore final : public KeychainStore {
   Result<KeychainStore*> chooseTarget(Deadline deadline) const;
 
   Result<Data> copyFrom(const ItemState& state, const KeychainItem& item, Deadline deadline) const;
-  Result<Data> copyUnrecorded(const KeychainItem& item, Deadline deadline) const;
+  template <typename T>
+  Result<T> onUnrecorded(const std::function<Result<T>(KeychainStore&)>& operation) const;
   Result<void> write(const Change& change) const;
   Result<void> writeInPlace(KeychainStore& store, ItemFile& file, const Change& change) const;
   Result<void> move(KeychainStore* target, ItemFile& file, const Change& change) const;
-  Result<void> removeUnrecorded(const KeychainItem& item, Deadline deadline) const;
   Result<void> removeFromStore(ItemState& after, const std::string& store, const KeychainItem& item,
                                Deadline deadline) const;
   void removeStale(ItemFile& file, const KeychainItem& item, Deadline deadline) const;

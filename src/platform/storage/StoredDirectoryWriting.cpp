@@ -2,8 +2,8 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
-#include <sys/random.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <span>
 
@@ -37,17 +37,8 @@ int synchronizeDescriptor(int descriptor) {
   return uninterrupted([&] { return fsync(descriptor); }) == 0 ? 0 : errno;
 }
 
-std::string temporaryName() {
-  std::uint64_t number = 0;
-  if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
-    // Early at boot there is no entropy yet. A name that is taken makes the creation fail (O_EXCL),
-    // so it only has to be unlikely.
-    number =
-        static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
-        (static_cast<std::uint64_t>(getpid()) << 40U);
-  }
-  return std::string(temporaryPrefix) + std::to_string(number);
-}
+// Unique by the directory's lock: its holder has swept what others left.
+std::string temporaryName() { return std::string(temporaryPrefix) + std::to_string(getpid()); }
 
 }  // namespace
 

@@ -39,7 +39,7 @@ SecretServiceItems::SecretServiceItems(SecretServiceConnection& connection, Secr
   attributes_["account"] = attributeText(item.account);
 }
 
-// Runs the step again when an item that it had found is gone when it comes to it.
+// Runs the step again when somebody else removed an item between its being found and being used.
 template <typename Step>
 auto SecretServiceItems::withoutVanishing(const Step& step) -> decltype(step()) {
   for (int search = 1;; ++search) {
@@ -78,7 +78,8 @@ void SecretServiceItems::unlock(const std::vector<Path>& objects) {
   if (!reply.prompt.empty()) prompt(reply.prompt);
 }
 
-// A locked keyring may keep to itself what it holds, so that nothing found means nothing.
+// A locked keyring may hide its items, so that an empty answer does not mean that there are none:
+// it is unlocked and searched again.
 SecretServiceConnection::Found SecretServiceItems::searchIncludingLockedKeyring() {
   auto found = connection_.search(attributes_);
   if (!found.unlocked.empty() || !found.locked.empty()) return found;
@@ -99,7 +100,7 @@ std::vector<SecretServiceItems::Path> SecretServiceItems::findUnlocked() {
   return std::move(found.unlocked);
 }
 
-// Absent for an item of another program's.
+// When the item was last changed; absent for an item of another program.
 std::optional<std::uint64_t> SecretServiceItems::ageOf(const Path& path) {
   const auto attributes = connection_.attributesOf(path);
   const auto schema = attributes.find(schemaAttribute);
@@ -195,14 +196,14 @@ void SecretServiceItems::erase(const Path& path) {
     const auto reply = connection_.deleteItem(path);
     if (!reply.prompt.empty()) prompt(reply.prompt);
   } catch (const SecretServiceFailure& failure) {
-    // Gone is what it was to be.
+    // Somebody else removed it at the same time.
     if (failure.kind != Kind::Vanished) throw;
   }
 }
 
 bool SecretServiceItems::remove() {
   auto paths = find();
-  // The newest last: what an older one says must not count again in between.
+  // The newest last: if the process dies in between, an older one must not become the newest.
   std::reverse(paths.begin(), paths.end());
   for (const auto& path : paths) erase(path);
   if (!paths.empty()) requireGone(paths);

@@ -44,12 +44,12 @@ class SecretServiceItems {
   const PromptRules& rules_;
   const KeychainItem& item_;
   SecretServiceConnection::Attributes attributes_;
-  // When the last prompt goes; absent before the first.
+  // When the last of the operation's prompts is taken back; absent before the first.
   std::optional<Deadline> promptsEnd_;
 };
 
-// A text as an attribute: as it is, unless the bus could not carry it. Different texts give
-// different attributes.
+// A text as an attribute: unchanged, or escaped where the bus could not carry it (a zero byte,
+// bytes that are not UTF-8). Different texts give different attributes.
 std::string attributeText(std::string_view text);
 
 }  // namespace orx::platform

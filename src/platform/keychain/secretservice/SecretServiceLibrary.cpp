@@ -18,7 +18,8 @@ using Kind = SecretServiceFailure::Kind;
 using Library = SecretServiceLibrary;
 
 constinit std::atomic<const Library*> loadedLibrary{nullptr};
-// The library's own thread does not come along into a forked child.
+// GIO starts a thread of its own, which a forked child does not have: a call there would wait for
+// it for ever. So the child of a process that has loaded GIO must not use it.
 std::atomic<pid_t> loadingProcess{0};
 
 // GIO sets SIGPIPE to be ignored when its sockets are first used, for the whole process and all
@@ -33,7 +34,8 @@ void setUpSockets(const Library& library) {
 
 // Throws a failure when it or one of the functions is missing. It stays until the process ends.
 const Library* load() {
-  // The dynamic linker takes a file whose reading a signal interrupts for one that is not there.
+  // With signals blocked: if one interrupts the reading of a file, the dynamic linker reports that
+  // the file does not exist.
   const BlockedSignals blocked;
   void* handle = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (handle == nullptr) throw SecretServiceFailure{Kind::NoLibrary, {}};
@@ -63,7 +65,8 @@ bool isIOError(const GError& error, std::initializer_list<GIOErrorEnum> codes) {
 const Library& lib() { return *loadedLibrary.load(); }
 
 void requireSecretServiceLibrary() {
-  // By one thread alone: another would take for the host's choice what GIO has just set.
+  // By one thread alone: a second one would save, as the host's choice for SIGPIPE, what GIO has
+  // just set for the first.
   processWide(loadedLibrary, load);
   if (loadingProcess != getpid()) throw SecretServiceFailure{Kind::Forked, {}};
 }
