@@ -18,7 +18,7 @@ namespace orx::bench {
 using namespace platform;
 namespace {
 
-// Processor time, since nothing here waits: what else the machine does must not count.
+// Processor time: nothing here waits, and other programs on the machine must not count.
 template <typename Action>
 double medianTime(long rounds, long repetitions, Action action) {
   std::vector<double> times;
@@ -30,7 +30,7 @@ double medianTime(long rounds, long repetitions, Action action) {
   return median(times);
 }
 
-// What an answer's body goes through on its way to the callback.
+// The steps from an answer's body to the result that the callback receives.
 bool read(const std::string& body) {
   const auto block = matchResultBlock(body, ResultBlockPattern::Lenient);
   if (!block) return false;
@@ -45,7 +45,7 @@ std::string wrapped(const std::string& data) {
          data + "</ReturnData>";
 }
 
-// One line of so many bytes that is a JSON array of records.
+// A JSON array of records, on one line of about `size` bytes.
 std::string longLine(std::size_t size) {
   std::string data = "[";
   while (data.size() < size) {
@@ -55,7 +55,7 @@ std::string longLine(std::size_t size) {
   return wrapped(data);
 }
 
-// Starts and ends of blocks that never make one.
+// Hostile text: openings and closings of result blocks that never form a whole block.
 std::string hostile(std::size_t size) {
   std::string text;
   while (text.size() < size) {
@@ -73,8 +73,8 @@ std::shared_ptr<ORVAAccountUser> userOfTwentyFields() {
   return ORVAAccountUser::initWithUserInfo(fields);
 }
 
-// Whether memory that was given back stays with the process. Else each large answer is read into
-// pages that the system has to make.
+// Whether freed memory stays with the process. Otherwise the system maps and clears new pages for
+// each large answer.
 void keepMemory(bool keep) {
   constexpr int least = 128 * 1024;  // what is in force before a process has shown its needs
   mallopt(M_MMAP_THRESHOLD, keep ? 1 << 30 : least);

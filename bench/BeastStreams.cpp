@@ -18,13 +18,13 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 using asio::ip::tcp;
 
-// The calls of one run.
+// How many calls of one run are still to be started, and the times of those that have ended.
 struct Run {
   std::size_t toStart;
   std::vector<double> times;
 };
 
-// A connection that is kept, with one call at a time on it.
+// A connection that stays open and carries one call at a time.
 class Stream {
  public:
   Stream(asio::io_context& loop, asio::ssl::context& tls, const Work& work)

@@ -13,7 +13,7 @@
 namespace orx::bench {
 namespace {
 
-// What one call of the library sends.
+// The request of one sign-in call.
 std::string soapRequest() {
   return filledEnvelope({.envelope = lumcusinfo_asmx_pattern,
                          .path = kCustomerInfoPath,

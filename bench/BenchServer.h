@@ -7,8 +7,8 @@
 
 namespace orx::bench {
 
-// The nginx that all calls go to, and the work that is made of it. The library's default
-// configuration leads to it afterwards.
+// The nginx that all calls go to, and the call that the contestants make. The constructor points
+// the library's default configuration at it.
 class BenchServer {
  public:
   explicit BenchServer(bool offersHTTP2 = false);

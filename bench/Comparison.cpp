@@ -11,7 +11,7 @@ namespace {
 struct Entry {
   std::string name;
   std::unique_ptr<Contestant> contestant;
-  // How many calls make up a round, for a contestant that costs so many times the floor.
+  // Its cost as a multiple of the floor's, roughly: a round makes so many times fewer calls.
   std::size_t cost;
 };
 
@@ -29,7 +29,7 @@ std::vector<Entry> entriesFor(const Work& work) {
   return entries;
 }
 
-// Enough for a steady state, and for the costly ones not to take the whole day.
+// Enough calls for a steady state; few for costly contestants, whose rounds would take hours.
 std::size_t callsOf(const Entry& entry, std::size_t inFlight, std::size_t calls) {
   return std::max({calls / entry.cost, inFlight, std::size_t{8}});
 }
@@ -68,10 +68,11 @@ void compareContestants(const Settings& settings) {
     if (onlyInFlight != 0 && inFlight != static_cast<std::size_t>(onlyInFlight)) continue;
     for (auto& entry : entries) entry.contestant->run(inFlight, std::max<std::size_t>(inFlight, 8));
     for (long round = 0; round < rounds; ++round) {
-      // Starting with another one each time, so that nobody has a place of his own.
+      // Each round starts with another contestant, so that the order favours none.
       std::rotate(entries.begin(), entries.begin() + 1, entries.end());
       for (auto& entry : entries) {
-        // Parsing the bundle 256 times a round says nothing that one round does not.
+        // Parsing the bundle costs the same in every call: more calls in flight would show nothing
+        // new.
         if (entry.cost > 100 && inFlight > 16 && round > 0) continue;
         measure(entry, inFlight, callsOf(entry, inFlight, calls), round);
       }

@@ -8,8 +8,8 @@
 
 namespace orx::bench {
 
-// The call that every contestant makes: a POST of the same body to the same place, with the
-// server's certificate and name verified.
+// The call that every contestant makes: a POST of the same body to the same URL, with certificate
+// and host name verified.
 struct Work {
   std::string host;
   std::uint16_t port = 0;  // on 127.0.0.1
@@ -26,7 +26,7 @@ class Contestant {
  public:
   virtual ~Contestant() = default;
 
-  // Makes so many calls, `inFlight` at a time, and returns the time that each took in microseconds.
+  // Makes `calls` calls, `inFlight` at a time, and returns the time of each in microseconds.
   // Throws std::runtime_error for a call that does not give the answer.
   virtual std::vector<double> run(std::size_t inFlight, std::size_t calls) = 0;
 };

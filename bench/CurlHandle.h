@@ -8,7 +8,7 @@
 
 namespace orx::bench {
 
-// A libcurl handle set up for the work, as a careful host would: nothing that is not needed.
+// A libcurl handle with the options that the call needs and no others.
 class CurlHandle {
  public:
   CurlHandle(const Work& work, const std::string& caFile);

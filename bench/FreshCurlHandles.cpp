@@ -1,5 +1,5 @@
-// What a session per call costs when it is taken at its word: a libcurl handle and a thread for
-// each call.
+// The cost of a session per call without anything shared: a libcurl handle and a thread for each
+// call.
 
 #include "CurlHandle.h"
 #include "Threads.h"

@@ -13,7 +13,7 @@ std::unique_ptr<httplib::SSLClient> clientFor(const Work& work) {
   client->set_hostname_addr_map({{work.host, "127.0.0.1"}});
   client->set_ca_cert_path(work.caFile);
   client->enable_server_certificate_verification(true);
-  // Head and body leave in two writes.
+  // Head and body are sent in two writes, so Nagle's algorithm would delay the body.
   client->set_tcp_nodelay(true);
   return client;
 }

@@ -1,5 +1,5 @@
-// The best use of libcurl that one can make by hand: handles that were set up once, run by one
-// thread over connections that are kept.
+// libcurl used as well as a careful host could: handles that are set up once, and one thread that
+// runs them over kept connections.
 
 #include <algorithm>
 #include <deque>
@@ -51,7 +51,7 @@ class KeptCurlHandles final : public Contestant {
     curl_multi_add_handle(multi_, slot.handle.easy());
   }
 
-  // True when a call ended.
+  // True when it ended at least one call.
   bool collect() {
     bool any = false;
     int left = 0;

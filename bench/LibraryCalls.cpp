@@ -12,8 +12,8 @@
 namespace orx::bench {
 namespace {
 
-// A chain of calls: each one's callback starts the next, so that what belongs to the chain is
-// touched by one thread at a time.
+// A chain of calls: the callback of one starts the next, so one thread at a time uses the chain's
+// members and they need no lock.
 class Chain {
  public:
   Chain(const StartCall& start, std::atomic<std::size_t>& started, std::size_t calls,

@@ -42,7 +42,7 @@ std::size_t residentKiB() { return statusField("/proc/self/status", "VmRSS"); }
 
 std::size_t threadCount() { return entriesOf("/proc/self/task"); }
 
-// Not counting the one that reads the directory.
+// Without the descriptor that reads the directory.
 std::size_t descriptorCount() { return entriesOf("/proc/self/fd") - 1; }
 
 std::size_t contextSwitchesOfOthers() {

@@ -5,7 +5,7 @@
 
 namespace orx::bench {
 
-// What stands on the command line as name=value.
+// The arguments name=value of the command line.
 class Settings {
  public:
   Settings(int count, char** texts);
@@ -17,13 +17,13 @@ class Settings {
   std::map<std::string, std::string> values_;
 };
 
-// Each prints JSON on standard output: one object, or one a line.
+// Each scenario prints JSON on standard output, one object a line.
 
 // Every contestant on the same work in interleaved rounds.
 void compareContestants(const Settings& settings);
-// Many calls at once against a server that takes its time.
+// Memory and threads while many calls wait for a slow server.
 void holdCalls(const Settings& settings);
-// What starting a call costs its caller, from one and from several threads.
+// The time that starting a call takes on the caller's thread, with one and with several callers.
 void submitCalls(const Settings& settings);
 // From an answer's body to the result.
 void readAnswers(const Settings& settings);
@@ -31,7 +31,7 @@ void readAnswers(const Settings& settings);
 void archiveUsers(const Settings& settings);
 // Memory, descriptors and threads over very many calls.
 void endure(const Settings& settings);
-// What the library does while there is nothing to do.
+// Wake-ups and processor time of an idle library.
 void idle(const Settings& settings);
 // Start of a process to its restored user.
 void restoreUsers(const Settings& settings);

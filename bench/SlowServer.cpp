@@ -29,7 +29,7 @@ struct Connection {
   std::string received;
 };
 
-// The whole request, by its head's announcement; its size, or 0 while bytes are missing.
+// The size of the first request, from its Content-Length; 0 while bytes of it are missing.
 std::size_t requestSize(const std::string& received) {
   const auto head = received.find("\r\n\r\n");
   if (head == std::string::npos) return 0;
@@ -96,7 +96,7 @@ class Loop {
     }
   }
 
-  // What arrives is small, so a write never has to wait for room.
+  // Answers are small: they fit into the socket's buffer, so a write never waits.
   void advance(int socket) {
     Connection& connection = connections_.at(socket);
     if (!connection.established) {

@@ -18,7 +18,7 @@ struct Burst {
   double wall = 0;             // from the first submission's begin to the last one's end
 };
 
-// So many calls started at once by so many threads, each as fast as it can.
+// `threads` threads start calls together, each as fast as it can.
 Burst burst(std::size_t threads, std::size_t calls) {
   const auto start = commonCall();
   Outstanding outstanding;
@@ -34,7 +34,7 @@ Burst burst(std::size_t threads, std::size_t calls) {
       starters.emplace_back([&] {
         std::vector<double> times;
         times.reserve(calls / threads);
-        // Making threads is not what is measured.
+        // Every thread waits here until all exist: creating them is not measured.
         ready.arrive_and_wait();
         const auto first = Clock::now();
         for (std::size_t call = 0; call < calls / threads; ++call) {

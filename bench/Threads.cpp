@@ -11,7 +11,7 @@
 namespace orx::bench {
 namespace {
 
-// What the calls of one run give, from any thread.
+// Collects times and the first failure of a run. Any thread may call.
 class Collected {
  public:
   void time(const std::function<void()>& call) {

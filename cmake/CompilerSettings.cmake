@@ -18,6 +18,13 @@ if(ORX_LIBFUZZER)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address)
 endif()
+# ccache passes over whatever includes a precompiled header, unless it is told that these may differ
+# in their times and in macros that they do not use.
+if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "(^|/)ccache$")
+  list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros)
+endif()
 if(ORX_CLANG_TIDY)
+  # It cannot read what another compiler has precompiled.
+  set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
   set(CMAKE_CXX_CLANG_TIDY clang-tidy --quiet)
 endif()

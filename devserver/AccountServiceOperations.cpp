@@ -32,7 +32,7 @@ ResultFields webSSO(Environment& environment, const Parameters& parameters,
                     const std::string& host) {
   const auto account = environment.accounts.findByTicket(parameters.get("ticket"));
   if (!account) return failure(kUnknownTicket, text::kTicketError);
-  // Read as it stands, so it holds nothing that XML would write differently.
+  // Clients do not unescape this text, so it holds no character that XML escapes.
   return success("https://" + host + kWebSSOPath + environment.tokens.issue(account->number),
                  "String");
 }

@@ -70,7 +70,7 @@ class AccountStore::Database {
 
   [[noreturn]] void fail() {
     const std::string reason = sqlite3_errmsg(handle_);
-    // A constructor that throws runs no destructor; without a handle nothing else is done.
+    // Close here: the destructor does not run when the constructor throws.
     if (!ready_) sqlite3_close(handle_);
     throw std::runtime_error("account database: " + reason);
   }
@@ -144,7 +144,7 @@ class AccountStore::Database::Statement {
 
 namespace {
 
-// Everything or nothing: rolls back unless it was committed.
+// A transaction that is rolled back unless it was committed.
 template <typename Database>
 class Transaction {
  public:

@@ -14,7 +14,7 @@ using Profile = std::map<std::string, std::string>;
 struct Account {
   std::int64_t number = 0;
   std::string login;
-  // As hashPassword gives it; empty for an account that is reached through an OpenID identity only.
+  // A result of hashPassword; empty for an account that only an OpenID identity opens.
   std::string passwordHash;
   Profile profile;
 

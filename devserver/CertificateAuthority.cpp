@@ -69,7 +69,7 @@ void setRandomSerialNumber(X509* certificate) {
   BN_free(number);
 }
 
-// A certificate that is complete but for its issuer, its extensions and its signature.
+// A certificate that still lacks its issuer, its extensions and its signature.
 Certificate draft(EVP_PKEY* key, const std::string& commonName,
                   CertificateAuthority::Validity validity) {
   Certificate certificate(X509_new());
@@ -82,7 +82,7 @@ Certificate draft(EVP_PKEY* key, const std::string& commonName,
                    const_cast<std::time_t*>(&now));
   X509_time_adj_ex(X509_getm_notAfter(certificate.get()), 0, seconds(validity.until).count(),
                    const_cast<std::time_t*>(&now));
-  // A common name holds at most 64 characters; the alternative names are what counts.
+  // A common name holds at most 64 characters. Clients check the alternative names only.
   const std::string name = commonName.substr(0, 64);
   X509_NAME_add_entry_by_NID(X509_get_subject_name(certificate.get()), NID_commonName,
                              MBSTRING_UTF8, reinterpret_cast<const unsigned char*>(name.data()),

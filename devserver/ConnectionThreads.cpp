@@ -14,10 +14,10 @@ void ConnectionThreads::run(std::function<void()> task) {
   }
   auto whole = [this, task = std::move(task)] {
     task();
-    // What OpenSSL keeps for this thread goes while the thread still counts: once it does not, the
-    // process may end, and OpenSSL with it.
+    // Free OpenSSL's data of this thread while the thread still counts. After that the process may
+    // exit, and OpenSSL's own clean-up would run at the same time.
     OPENSSL_thread_stop();
-    // Notified under the lock: finish may destroy this object as soon as it sees the last one gone.
+    // Notify under the lock: finish may destroy this object as soon as the count is 0.
     const std::lock_guard lock(mutex_);
     --running_;
     changed_.notify_all();

@@ -10,7 +10,7 @@
 
 namespace orx::devserver {
 
-// The open connections and the count of their threads; what is needed to end them all.
+// The open connections and the number of their threads, so that finish can end them all.
 class ConnectionThreads {
  public:
   // Runs the task on a thread of its own; a task that finds no thread is run by the caller.
@@ -43,7 +43,7 @@ class ConnectionThreads {
   bool finishing_ = false;
 };
 
-// Lends the threads to the HTTP library, which owns the queue and not the threads.
+// The task queue that the HTTP library wants to own. The threads outlive it.
 class ConnectionQueue : public httplib::TaskQueue {
  public:
   explicit ConnectionQueue(ConnectionThreads& threads) : threads_(threads) {}

@@ -11,7 +11,7 @@
 namespace orx::devserver {
 namespace {
 
-// A directory that only this user can enter, with its content as long as this object lives.
+// A directory that only this user can enter, removed with its content by the destructor.
 class PrivateDirectory {
  public:
   PrivateDirectory() {

@@ -18,7 +18,8 @@ struct DevelopmentServiceOptions {
   int port = 0;
   // An SQLite file that keeps the accounts; empty for memory.
   std::filesystem::path database;
-  // Where the CA's certificate goes; empty for a private directory that goes with the service.
+  // The file for the CA's certificate; empty for one in a private directory that goes with this
+  // object.
   std::filesystem::path caOut;
   // Signs the server's certificate; absent for a fresh one.
   std::optional<CertificateAuthority> certificateAuthority;
@@ -26,9 +27,9 @@ struct DevelopmentServiceOptions {
   std::map<std::string, std::string> applications{{"demo-app", "demo-key"}};
 };
 
-// The account service, played on loopback for development and tests: it answers for the global and
-// the China host, which share their accounts, and for localhost as for the global host. Requests
-// for other hosts are refused with status 421. Any thread may call.
+// A stand-in for the account service on loopback, for development and tests: it answers for the
+// global and the China host, which share their accounts, and for localhost as for the global host.
+// Requests for other hosts are refused with status 421. Any thread may call.
 class DevelopmentService {
  public:
   DevelopmentService();
@@ -49,7 +50,7 @@ class DevelopmentService {
   // The certificate of the CA, as PEM text.
   const std::string& caCertificate() const;
 
-  // The two server sets' host names, the global one first.
+  // The host names of the two server sets, the global one first.
   static std::vector<std::string> hosts();
 
   // Rules may be added and removed while the service runs, and before it starts.

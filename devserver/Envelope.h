@@ -10,8 +10,8 @@ namespace orx::devserver {
 
 enum class SOAPVersion { V11, V12 };
 
-// What a call envelope says. Elements are found by their local names wherever they stand; one that
-// is missing reads as empty.
+// The fields of a call envelope. Elements are found by their local names at any depth; a missing
+// one reads as empty.
 struct CallEnvelope {
   SOAPVersion version = SOAPVersion::V11;
   std::string appID;
@@ -23,14 +23,14 @@ struct CallEnvelope {
   std::string serviceNamespace;
 };
 
-// Absent when the text is no well-formed XML or holds no element `call`.
+// Absent when the text is not well-formed XML or has no element `call`.
 std::optional<CallEnvelope> parseCallEnvelope(const std::string& body);
 
-// The version that a text which cannot be parsed seems to be written for.
+// A guess at the SOAP version of a text that cannot be parsed.
 SOAPVersion guessVersion(std::string_view body);
 
-// One result block. Its texts are written as they are but for what XML forces; without data the
-// empty element is written.
+// One result block. Only characters that XML cannot hold are escaped in its texts; absent data
+// gives an empty element.
 struct ResultFields {
   std::string code;
   std::string description;
@@ -40,8 +40,8 @@ struct ResultFields {
 
 HTTPResponse soapAnswer(const CallEnvelope& call, const ResultFields& result);
 
-// A SOAP fault with the status that its version asks for. `ours` says whether the service is to
-// blame rather than the sender.
+// A SOAP fault with the status that its version prescribes. `ours` is true when the fault is the
+// service's, false when it is the sender's.
 HTTPResponse soapFault(SOAPVersion version, bool ours, std::string_view reason);
 
 // Text for XML or HTML: markup is escaped, and what XML 1.0 has no way to write becomes U+FFFD.

@@ -20,8 +20,8 @@ struct FaultMatch {
   std::string apiID;
   // Without port, in lower case.
   std::string host;
-  // Only the so-manieth request that matches the rest, counted from 1 since the rule was added; 0
-  // for every one.
+  // Only the n-th request that matches the rest, counted from 1 since the rule was added; 0 for
+  // every one.
   std::size_t nth = 0;
 };
 
@@ -32,11 +32,11 @@ struct Fault {
   std::optional<int> status;
   std::vector<std::pair<std::string, std::string>> headers;
   std::optional<std::string> body;
-  // The body is replaced by so many bytes of white space in an XML element.
+  // The body is replaced by an XML element with this many bytes of white space.
   std::optional<std::size_t> huge;
-  // The last end tag is lost.
+  // The last end tag is left out.
   bool malformedXML = false;
-  // A well-formed answer that says nothing.
+  // An empty envelope: well-formed, without a result block.
   bool noResultBlock = false;
 
   // See Delivery.

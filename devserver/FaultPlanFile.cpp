@@ -95,7 +95,7 @@ std::pair<FaultMatch, Fault> readRule(const JSON& rule) {
     if (name == "match" && value.is_object()) {
       for (const auto& [key, wanted] : value.items()) readMatch(match, key, wanted);
     } else if (name == "do" && value.is_string()) {
-      // A word alone, for what takes no number.
+      // A fault without a value can stand as a plain string.
       readFault(fault, value.get<std::string>(), JSON(true));
     } else if (name == "do" && value.is_object()) {
       for (const auto& [key, what] : value.items()) readFault(fault, key, what);

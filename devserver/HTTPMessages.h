@@ -11,7 +11,7 @@
 
 namespace orx::devserver {
 
-// A request as the service's parts see it. The path is decoded and without the query; a query name
+// A request as the operations see it. The path is decoded and without the query; a query name
 // that occurs twice keeps its first value. The host is lower case, with the port the client wrote.
 struct HTTPRequest {
   std::string method;
@@ -28,22 +28,22 @@ struct HTTPResponse {
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
-// A stall or delay without end: until the client goes away or the server stops.
+// A stall or delay that lasts until the client disconnects or the server stops.
 inline constexpr std::chrono::milliseconds kForever = std::chrono::milliseconds::max();
 
-// An answer and the way it takes over the wire. Without any of the optional parts it is sent as
-// HTTP asks for, and the connection is kept.
+// An answer and the faults of its delivery. Without any of the optional parts it is sent as HTTP
+// prescribes, and the connection is kept.
 struct Delivery {
   HTTPResponse response;
   // Silence before the first byte.
   std::chrono::milliseconds delay{0};
   // Silence in the body: after `cutAfter` bytes, or after half of the body when nothing is cut.
   std::optional<std::chrono::milliseconds> stall;
-  // The connection ends after so many bytes of the body; Content-Length promises all of them.
+  // The connection ends after this many bytes of the body; Content-Length states the whole body.
   std::optional<std::size_t> cutAfter;
   // The connection ends before the first byte.
   bool close = false;
-  // An end by cut or close is a TCP reset instead of an end of stream.
+  // `cutAfter` and `close` end the connection with a TCP reset instead of an end of stream.
   bool reset = false;
 };
 

@@ -61,7 +61,7 @@ void fill(httplib::Response& to, const HTTPResponse& response) {
   to.set_content(response.body, response.contentType);
 }
 
-// The whole head as it stands on the wire, for answers that the HTTP library would not send.
+// The whole head of an answer, for answers that the HTTP library refuses to send.
 std::string headOf(const HTTPResponse& response) {
   std::string head = "HTTP/1.1 " + std::to_string(response.status) + " -\r\n";
   for (const auto& [name, value] : response.headers) {
@@ -71,7 +71,8 @@ std::string headOf(const HTTPResponse& response) {
          "\r\nContent-Length: " + std::to_string(response.body.size()) + "\r\n\r\n";
 }
 
-// Sends the answer itself and ends the connection: afterwards the HTTP library finds it closed.
+// Writes the answer past the HTTP library and ends the connection, which the library then finds
+// closed.
 void sendWithFault(TLSConnection& connection, const Delivery& delivery) {
   const std::string_view body = delivery.response.body;
   if (!delivery.close) {
@@ -92,13 +93,13 @@ class HTTPSServer::Implementation : public httplib::Server {
       : context_(makeContext(certificate)), handler_(std::move(handler)) {
     new_task_queue = [this] { return new ConnectionQueue(threads_); };
     set_payload_max_length(kLargestRequestBody);
-    // What the answers' Keep-Alive header says.
+    // The library announces these in the Keep-Alive header of each answer.
     set_keep_alive_timeout(kIdleConnection.count());
     set_keep_alive_max_count(kRequestsOfAConnection);
     set_read_timeout(kSocketTimeout);
     set_write_timeout(kSocketTimeout);
     set_tcp_nodelay(true);
-    // The library's own choice would let two servers share a port.
+    // The library sets SO_REUSEPORT by default, which lets two servers share a port.
     set_socket_options([](socket_t listening) {
       const int on = 1;
       setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -114,7 +115,8 @@ class HTTPSServer::Implementation : public httplib::Server {
     const bool bound = port != 0 && bind_to_port("127.0.0.1", port);
     const int chosen = port != 0 ? (bound ? port : -1) : bind_to_any_port("127.0.0.1");
     if (chosen <= 0) throw std::runtime_error("cannot listen on port " + std::to_string(port));
-    // The library's own queue holds five; a burst of connections would wait for retransmissions.
+    // The library listens with a backlog of five; in a burst, further connections would wait for
+    // retransmissions.
     ::listen(svr_sock_, SOMAXCONN);
     listener_ = std::thread([this] { listen_after_bind(); });
     while (!is_running()) std::this_thread::yield();
@@ -154,7 +156,7 @@ class HTTPSServer::Implementation : public httplib::Server {
     return served;
   }
 
-  // The connection whose request runs on this thread; the library's handlers do not get to see it.
+  // The connection whose request runs on this thread; the library does not pass it to handlers.
   static thread_local TLSConnection* current_;
 
   TLSContext context_;

@@ -11,7 +11,7 @@ namespace orx::devserver {
 // threads, several at once; an exception out of it is answered with status 500.
 class HTTPSServer {
  public:
-  // Throws std::runtime_error when the certificate and its key do not serve TLS.
+  // Throws std::runtime_error when TLS cannot use the certificate and its key.
   HTTPSServer(const ServerCertificate& certificate, HTTPHandler handler);
   HTTPSServer(const HTTPSServer&) = delete;
   HTTPSServer& operator=(const HTTPSServer&) = delete;
@@ -19,10 +19,10 @@ class HTTPSServer {
   ~HTTPSServer();
 
   // Port 0 lets the system choose; gives the port that is listened on. Throws std::runtime_error
-  // when it cannot be had.
+  // when the port is not free.
   int start(int port);
-  // No new requests; answers under way get a second, then their connections end. Returns when every
-  // thread has gone. Not from within the handler.
+  // Takes no new requests, gives running answers a second, then ends all connections. Returns when
+  // every thread has ended. Must not be called by the handler, whose thread it would wait for.
   void stop();
 
  private:

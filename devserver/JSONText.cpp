@@ -6,7 +6,7 @@
 namespace orx::devserver {
 namespace {
 
-// What the JSON writer leaves as it is though XML or a line-wise reader would trip over it.
+// Characters that are plain in JSON but markup in XML or a line end to a reader of lines.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 9> kEscapes = {{
     {"&", "\\u0026"},
     {"<", "\\u003c"},

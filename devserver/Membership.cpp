@@ -18,7 +18,7 @@ bool isLetterOrDigit(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-// Letters beyond ASCII are welcome on both sides of the "@".
+// Letters beyond ASCII are allowed on both sides of the "@".
 bool isAddressCharacter(char c) {
   constexpr std::string_view others = "!#$%&'*+-/=?^_`{|}~";
   return isLetterOrDigit(c) || static_cast<unsigned char>(c) >= 0x80 ||
@@ -49,7 +49,7 @@ bool isEMailAddress(std::string_view text) {
          countParts(text.substr(at + 1), isDomainCharacter) > 1;
 }
 
-// The colon is what the logins of linked identities have.
+// A login has no colon: "type:uid" is the login of a linked identity.
 bool isLogin(std::string_view text) {
   return !text.empty() && std::none_of(text.begin(), text.end(), [](unsigned char c) {
     return c <= ' ' || c == ':' || c == 0x7F;
@@ -105,7 +105,7 @@ MembershipOutcome Membership::signInWithOpenID(const Parameters& parameters, Unk
   if (unknown == Unknown::Refuse) return refuse(text::kNotRegistered);
   MembershipOutcome created = registerOpenID(parameters);
   if (created.account || created.refusal != text::kAlreadyRegistered) return created;
-  // Another call with the same identity was faster.
+  // Another call has linked the same identity meanwhile.
   return orRefuse(accounts_.findByIdentity(identity), text::kOpenIDError);
 }
 

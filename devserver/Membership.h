@@ -20,8 +20,8 @@ class Membership {
  public:
   explicit Membership(AccountStore& accounts) : accounts_(accounts) {}
 
-  // Wants "passwd" and "login" or "email"; one stands in for the other. Logins without "@" are
-  // accepted beside a good e-mail address.
+  // Needs "passwd", and "login" or "email": a missing one takes the other's value. A login without
+  // "@" is accepted together with a valid e-mail address.
   MembershipOutcome registerAccount(const Parameters& parameters);
   MembershipOutcome signIn(const Parameters& parameters);
 

@@ -11,7 +11,7 @@
 
 namespace orx::devserver {
 
-// What the operations work on. One for each service; any thread may use it.
+// The state that all operations share. One per service; any thread may use it.
 struct Environment {
   Environment(const std::string& databasePath, std::map<std::string, std::string> applicationKeys)
       : accounts(databasePath), membership(accounts), applications(std::move(applicationKeys)) {}

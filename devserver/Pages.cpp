@@ -19,7 +19,7 @@ code { overflow-wrap: anywhere; }
 footer { margin-top: 2rem; font-size: .875rem; opacity: .75; }
 )css";
 
-// On every page, so that nobody takes one for the real service's.
+// Stands on every page, so that nobody mistakes it for one of the real service.
 constexpr const char* kFooter =
     "<footer>This is the account service for development, on this machine.</footer>\n";
 

@@ -1,4 +1,4 @@
-// jpeglib.h needs what comes before it.
+// jpeglib.h uses FILE and size_t without including their headers.
 // clang-format off
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kJPEGQuality = 90;
 
-// What libjpeg holds and hands out, released whether or not it threw.
+// Owns libjpeg's state and its output buffer, which are released also when an error is thrown.
 struct JPEGCompressor {
   jpeg_error_mgr errors{};
   jpeg_compress_struct state{};
@@ -28,7 +28,7 @@ struct JPEGCompressor {
 
   JPEGCompressor() {
     state.err = jpeg_std_error(&errors);
-    // libjpeg's own handler ends the process.
+    // libjpeg's default handler calls exit().
     errors.error_exit = [](j_common_ptr) { throw std::runtime_error("JPEG encoder failed"); };
     jpeg_create_compress(&state);
     jpeg_mem_dest(&state, &output, &size);
@@ -49,8 +49,8 @@ void append16(std::string& bytes, std::size_t value) {
   bytes += static_cast<char>(value >> 8 & 0xFF);
 }
 
-// GIF wants LZW. Codes keep their width of eight bits as long as the dictionary is cleared before
-// it doubles, so every code is a byte and nothing needs packing.
+// GIF requires LZW. The dictionary is cleared before codes need a ninth bit, so every code is one
+// byte and no bits need packing.
 std::string uncompressedCodes(const std::vector<std::uint8_t>& pixels) {
   constexpr char clear = '\x80';
   constexpr char end = '\x81';

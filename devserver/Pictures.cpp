@@ -27,7 +27,7 @@ Drawing drawPattern(std::string_view seed, std::size_t side) {
   Drawing drawing;
   drawing.side = side;
   drawing.palette[0] = {240, 240, 240};
-  // Dark enough to stand out from the ground.
+  // Dark enough to contrast with the background.
   std::transform(hash.begin(), hash.begin() + 3, drawing.palette[kInk].begin(),
                  [](std::uint8_t byte) { return static_cast<std::uint8_t>(32 + byte % 144); });
   drawing.pixels.assign(side * side, 0);

@@ -131,7 +131,7 @@ HTTPResponse Router::picture(const HTTPRequest& request) {
 }
 
 HTTPResponse Router::webSSO(const HTTPRequest& request) {
-  // Looking is not using: what checks a link before a user follows it sends HEAD.
+  // HEAD must not use up the link: programs send it to check a link before a user follows it.
   if (request.method == "HEAD") return {200, "text/html; charset=utf-8", "", {}};
   const auto number =
       environment_.tokens.redeem(request.path.substr(std::string_view(kWebSSOPath).size()));

@@ -9,8 +9,8 @@
 
 namespace orx::devserver {
 
-// Tokens of web single sign-on: each is good once, for a short time. Any thread may call. They are
-// not kept over a restart.
+// Tokens of web single sign-on. Each can be used once and expires soon; a restart loses them. Any
+// thread may call.
 class SSOTokens {
  public:
   explicit SSOTokens(std::chrono::seconds lifetime = std::chrono::minutes(5))

@@ -12,8 +12,8 @@ namespace orx::devserver {
 namespace {
 
 constexpr std::string_view kScheme = "pbkdf2-sha256$";
-// Few for a public service: this one runs on loopback, and load tests sign in by the thousand. The
-// count is stored with each hash, so it can be raised.
+// Too few for a public service, but this one runs on loopback and load tests sign in thousands of
+// times. The count is stored with each hash, so it can be raised later.
 constexpr int kIterations = 10'000;
 constexpr std::size_t kSaltBytes = 16;
 constexpr std::size_t kHashBytes = 32;
@@ -57,7 +57,7 @@ std::string hashPassword(const std::string& password) {
 }
 
 bool matchesPassword(const std::string& password, const std::string& stored) {
-  // An account without a password is worked on as long as one with it.
+  // Hash even without a stored password, so that the time does not tell which accounts have one.
   static const std::string nobody = hashPassword(randomToken(kSaltBytes));
   const bool known = stored.starts_with(kScheme);
   const std::string_view parts = std::string_view(known ? stored : nobody).substr(kScheme.size());

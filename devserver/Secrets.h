@@ -9,7 +9,7 @@ namespace orx::devserver {
 // gives no random bytes.
 std::string hashPassword(const std::string& password);
 
-// Takes the same time whatever differs; false for a stored text that is no hash.
+// Compares in constant time; false for a stored text that is not a hash.
 bool matchesPassword(const std::string& password, const std::string& stored);
 
 // So many random bytes, in hexadecimal digits.

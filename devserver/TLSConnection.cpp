@@ -76,7 +76,7 @@ bool TLSConnection::awaitRequest(std::chrono::milliseconds timeout) {
   if (ended_) return false;
   if (SSL_pending(ssl_.get()) > 0) return true;
   if (!pollUntil(socket_, POLLIN, timeout)) return false;
-  // What is readable may be the peer's farewell or a session ticket's acknowledgement only.
+  // Readable bytes can be a close_notify or another TLS record without any data.
   char first = 0;
   ERR_clear_error();
   return SSL_peek(ssl_.get(), &first, 1) == 1;

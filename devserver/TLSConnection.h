@@ -9,8 +9,9 @@
 
 namespace orx::devserver {
 
-// One accepted connection: the byte stream that the HTTP library reads and writes, with the means
-// to misbehave. Owned and used by one thread; only stopReading and abort may come from another.
+// One accepted connection: the byte stream that the HTTP library reads and writes, and the faults
+// that a plan asks for. Owned and used by one thread; only stopReading and abort may come from
+// another.
 class TLSConnection : public httplib::Stream {
  public:
   // Takes over the socket, which closes with this object.
@@ -26,7 +27,7 @@ class TLSConnection : public httplib::Stream {
   bool pause(std::chrono::milliseconds duration);
   // False once the peer takes no more.
   bool send(std::string_view bytes);
-  // Nothing more is sent and the stream ends without TLS's farewell; as a TCP reset when asked.
+  // Ends the stream without sending close_notify; with a TCP reset when asked.
   void cut(bool reset);
 
   void stopReading();

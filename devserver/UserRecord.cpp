@@ -72,7 +72,7 @@ std::string asCapitalisedJSON(const UserRecord& record) {
 }
 
 std::string asXML(const UserRecord& record) {
-  // The declaration names the encoding of the service's strings, not that of these bytes.
+  // Declared as utf-16 like the real service's document, although the text is sent as UTF-8.
   std::string document = R"(<?xml version="1.0" encoding="utf-16"?><UserData>)";
   for (const auto& [name, value] : record) {
     if (value.empty()) continue;

@@ -157,7 +157,7 @@ void announce(const DevelopmentService& service) {
   std::cout << line.dump() << std::endl;
 }
 
-// Whether the standard input is at its end; what it holds is of no interest.
+// Whether the standard input has reached its end. Reads and drops what it holds.
 bool standardInputEnded() {
   char ignored[4096];
   const ssize_t count = read(STDIN_FILENO, ignored, sizeof ignored);
@@ -177,14 +177,15 @@ void waitForTheEnd(int signals, bool exitWithStandardInput) {
 }
 
 int serve(CommandLine line) {
-  // Before the first thread: threads inherit the mask, so the signals reach nobody but signalfd.
+  // Block them before the first thread starts: threads inherit the mask, and a signal delivered to
+  // one would end the process instead of reaching signalfd.
   sigset_t ending;
   sigemptyset(&ending);
   sigaddset(&ending, SIGTERM);
   sigaddset(&ending, SIGINT);
   sigprocmask(SIG_BLOCK, &ending, nullptr);
   const int signals = signalfd(-1, &ending, SFD_CLOEXEC);
-  // What is written here holds passwords' hashes and keys.
+  // The database and the key file hold password hashes and private keys.
   umask(077);
   DevelopmentService service;
   if (!line.faultPlan.empty()) service.faults().load(contentOf(line.faultPlan));

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the benchmarks and writes docs/benchmarks.md with its plots.
 
-What stands below the heading "Where the time goes" of an existing file is kept: people write it.
+The text below the heading "Where the time goes" is written by hand and kept.
 """
 
 import argparse
@@ -31,7 +31,7 @@ RUNS = {
 
 
 def smoke_settings(scenario):
-    """Just enough to see that a scenario works."""
+    """The smallest run of a scenario, which shows only that it works."""
     return {
         "compare": ["rounds=1", "calls=16"],
         "hold": ["calls=20", "delay=100"],

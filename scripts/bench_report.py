@@ -12,7 +12,7 @@ BUNDLE = "curl handle a call, CA bundle"
 
 
 def medians(rows):
-    """(contestant, in flight) -> the medians of its rounds."""
+    """{(contestant, calls in flight): the medians of its rounds}."""
     rounds = collections.defaultdict(list)
     for row in rows:
         rounds[row["contestant"], row["inFlight"]].append(row)
@@ -51,7 +51,7 @@ def verdict(reached):
 
 
 def ratio_figures(table):
-    """The rows that compare us with others, each with what was measured and whether it will do."""
+    """The rows of the table of goals: what is compared, the goal, the figure, whether it is reached."""
     rows = []
     worst = {n: max(table[name, n]["cpu"] for name in OURS) / table[FLOOR, n]["cpu"]
              for n in (1, 16, 256)}

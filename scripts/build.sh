@@ -7,7 +7,7 @@ fail() {
 }
 
 configure() {
-  local preset=$1 options=()
+  local preset=$1 options=("${@:2}")
   if command -v ccache >/dev/null; then
     options+=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
   fi
@@ -15,17 +15,19 @@ configure() {
   cmake --preset "$preset" "${options[@]}"
 }
 
+# Everything of a preset, or only the targets named after it.
 build() {
-  say "building build/$1"
-  cmake --build "build/$1"
+  local preset=$1 targets=("${@:2}")
+  say "building ${targets[*]:+${targets[*]} in }build/$preset"
+  cmake --build "build/$preset" ${targets[*]:+--target "${targets[@]}"}
 }
 
-# Most tests wait for sockets and timers rather than for a core, so two to a core run at a time.
+# Two tests per core at a time: most of them wait for sockets and timers.
 run_ctest() {
   local preset=$1 runner=()
   shift
-  # The thread sanitizer of this compiler cannot map its shadow where the kernel spreads addresses
-  # widely.
+  # The thread sanitizer of this compiler cannot reserve its memory where the kernel randomises
+  # addresses over a wide range, so the tests run without randomisation.
   if [[ $preset == thread ]] && setarch --addr-no-randomize true 2>/dev/null; then
     runner=(setarch --addr-no-randomize)
   fi

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Walks through an account's life with the command line, against the development service.
 
-Every step is a process of its own, as it would be on a desk. A step that does not hold ends the walk
-with its name and exit code 1. Everything that is made lives in one temporary folder, which goes at
-the end together with the service.
+Every step is a process of its own, as for a user at a terminal. The first step whose outcome is wrong
+ends the walk, which names it and exits with 1. All files lie in one temporary folder, which is removed
+at the end.
 """
 
 import argparse
@@ -63,7 +63,7 @@ class DevelopmentService:
         return ",".join(f"{host}=127.0.0.1:{self.port}" for host in self.hosts)
 
     def get(self, url):
-        """A page, over TLS that is verified, as a browser would get it."""
+        """Gets a page over HTTPS and verifies the certificate, as a browser would."""
         parts = urllib.parse.urlsplit(url)
         context = ssl.create_default_context(cafile=self.ca_file)
         connection = http.client.HTTPSConnection(parts.hostname, timeout=WAIT)
@@ -96,7 +96,7 @@ class Walk:
             "HOME": str(folder),
             "XDG_CONFIG_HOME": str(folder / "config"),
             "XDG_DATA_HOME": str(folder / "data"),
-            # The demo's users do not go into the keyring of whoever runs it.
+            # Without this, the demo's users would be stored in the keyring of whoever runs it.
             "DBUS_SESSION_BUS_ADDRESS": "disabled:",
             "XDG_STATE_HOME": str(folder / "state"),
             "ORXACCOUNT_APP_ID": "demo-app",
@@ -281,7 +281,7 @@ def main():
     parser.add_argument("--orxaccount", required=True, type=Path)
     parser.add_argument("--devserver", required=True, type=Path)
     options = parser.parse_args()
-    # An interrupt ends the walk through the same door as a failure.
+    # An exit runs the clean-up below; the default action of SIGTERM would leave folder and service.
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     with tempfile.TemporaryDirectory(prefix="orxaccount-demo.") as name:
         service = DevelopmentService(options.devserver.resolve(), name)

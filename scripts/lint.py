@@ -1,6 +1,6 @@
-"""Runs clang-tidy over the project's sources, all of them or the named ones, as a build folder says
-that they are compiled. What passed is remembered by its content: a later run reads what has changed,
-or includes what has changed. Ends with 1 when there is a finding."""
+"""Runs clang-tidy over the project's sources, all or the named ones, with the commands of a build folder.
+A source that has passed is read again only when it, or a project file that it includes, has changed.
+Exits with 1 when there is a finding."""
 
 import argparse
 import concurrent.futures
@@ -19,7 +19,7 @@ INCLUDE = re.compile(rb'^[ \t]*#[ \t]*include[ \t]*[<"]([^>"]+)[>"]', re.MULTILI
 
 
 class Inclusions:
-    """Which of the project's files a source is made of."""
+    """Finds the project's files that a source includes, directly and through others."""
 
     def __init__(self):
         self._contents = {}
@@ -36,7 +36,7 @@ class Inclusions:
             found = []
             for name in INCLUDE.findall(self.content(path)):
                 places = [folder / os.fsdecode(name) for folder in (path.parent, *folders)]
-                # A system header that is not found in the project is not the project's.
+                # A name that no project folder holds is a system header and left out.
                 found += [place.resolve() for place in places if place.is_file()][:1]
             self._included[key] = found
         return self._included[key]

@@ -16,15 +16,12 @@ fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev)
 bench_packages=(nginx libboost1.81-dev ca-certificates binutils)
 lint_packages=(clang-tidy clang-format)
 
-is_installed() {
-  [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
-}
-
-# Installs the ones of its arguments that are missing; without any missing it runs nothing.
+# Installs those of the packages that are missing. Calls neither apt-get nor sudo when none is.
 require_packages() {
-  local package missing=() as_root=()
+  local package installed missing=() as_root=()
+  installed=$(dpkg-query -W -f '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
   for package in "$@"; do
-    is_installed "$package" || missing+=("$package")
+    [[ $'\n'$installed$'\n' == *$'\n'"$package installed"$'\n'* ]] || missing+=("$package")
   done
   ((${#missing[@]})) || return 0
   say "installing Debian packages: ${missing[*]}"

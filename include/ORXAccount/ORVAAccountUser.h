@@ -112,7 +112,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   explicit ORVAAccountUser(std::optional<Dictionary> userInfo);
   std::optional<std::string> field(std::string_view key) const;
   void loadProfileImage(const ORVAAccountProfileImageBlock& completionBlock,
-                        std::function<void()> finish);
+                        const std::shared_ptr<OperationQueue>& queue);
   void didReceiveProfileImage(const std::optional<Data>& data, long statusCode,
                               const std::shared_ptr<Error>& error,
                               const ORVAAccountProfileImageBlock& completionBlock);

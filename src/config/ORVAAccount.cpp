@@ -3,12 +3,10 @@
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/ORVAAccountUserCache.h>
 
-#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "config/Servers.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
@@ -16,7 +14,6 @@ namespace orx {
 using namespace platform;
 
 struct ORVAAccount::State {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   bool isStage = false;
   std::optional<std::string> appID;
   std::optional<std::string> appKey;
@@ -27,13 +24,13 @@ struct ORVAAccount::State {
 
   template <typename Property>
   Property get(Property State::*property) {
-    const std::lock_guard lock(mutex);
+    const BriefSection section;
     return this->*property;
   }
 
   template <typename Property>
   void set(Property State::*property, Property value) {
-    const std::lock_guard lock(mutex);
+    const BriefSection section;
     std::swap(this->*property, value);
   }
 };
@@ -61,7 +58,7 @@ void ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(
           ORVAAccountUserDidChangeNotification, nullptr,
           [this](const Notification& notification) { didUser(notification); });
   {
-    const std::lock_guard lock(state_->mutex);
+    const BriefSection section;
     state_->observations.push_back(std::move(observation));
   }
   ORVAAccountUser::setCurrentUser(ORVAAccountUserCache::sharedInstance()->cachedUser());

@@ -5,13 +5,11 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
 #include <functional>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
 #include "login/LoginState.h"
 #include "platform/base/Unicode.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
@@ -21,12 +19,6 @@ using namespace platform;
 namespace {
 
 using UserInfo = std::optional<Dictionary>;
-
-// One for all managers: a mutex in each could not be kept whole across a fork.
-ForkSafeMutex& delegateMutex() {
-  static constinit ProcessWide<ForkSafeMutex> shared;
-  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
-}
 
 UserInfo userInfoAsItIs(const Value& returnData) {
   const Dictionary* record = returnData.dictionary();
@@ -102,13 +94,13 @@ void ORVAAccountLoginManager::setLoginServerIsCN(bool isCN) {
 bool ORVAAccountLoginManager::loginServerIsCN() { return ORVAAccountAPI::targetServerIsCN(); }
 
 std::shared_ptr<ORVAAccountLoginManagerDelegate> ORVAAccountLoginManager::delegate() const {
-  const std::lock_guard lock(delegateMutex());
+  const BriefSection section;
   return state_->delegate.lock();
 }
 
 void ORVAAccountLoginManager::setDelegate(
     const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate) {
-  const std::lock_guard lock(delegateMutex());
+  const BriefSection section;
   state_->delegate = delegate;
 }
 

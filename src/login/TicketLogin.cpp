@@ -1,5 +1,5 @@
 // Sign-in with a ticket: the service's answer holds the user's fields as an XML document, which the
-// manager reads on a queue of this sign-in's own.
+// manager parses in a job of its own.
 
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountConstants.h>
@@ -11,7 +11,7 @@
 
 #include "login/LoginState.h"
 #include "platform/process/Log.h"
-#include "platform/queues/OperationQueue.h"
+#include "platform/queues/WorkerPool.h"
 
 namespace orx {
 
@@ -59,15 +59,15 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
     return didLoginWithUser_error(ORVAAccountUser::currentUser(), nullptr);
   }
   auto self = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this());
-  OperationQueue::queueWithMaxConcurrentOperationCount(0)->addOperationWithBlock(
-      [self = std::move(self), parser, ticket] {
-        parser->setDelegate(self);
-        XMLTask task;
-        task.parser = parser;
-        task.elements.set(std::string(kORVAAccountTicket), ticket);
-        self->state_->ticketTasks.append(std::move(task));
-        parser->parse();
-      });
+  // Not here: this runs inside the parse of the service's answer.
+  WorkerPool::shared().submit(makeJob([self = std::move(self), parser, ticket] {
+    parser->setDelegate(self);
+    XMLTask task;
+    task.parser = parser;
+    task.elements.set(std::string(kORVAAccountTicket), ticket);
+    self->state_->ticketTasks.append(std::move(task));
+    parser->parse();
+  }));
 }
 
 void ORVAAccountLoginManager::parser_foundCharacters(XMLParser& parser,

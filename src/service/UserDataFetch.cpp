@@ -56,7 +56,7 @@ void ORVAAccountAPI::getUserData_completionHandler(
     parser->setDelegate(self);
     XMLTask task;
     task.parser = parser;
-    task.completionHandler = handler;
+    task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
     // Should the host have taken the list away, the call must report all the same.
     self->tasks_->list.appendAnyway(std::move(task));
     parser->parse();
@@ -91,10 +91,11 @@ void ORVAAccountAPI::parser_parseErrorOccurred(XMLParser& parser,
 void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   const auto task = tasks_->list.find(parser);
   if (!task) return;
-  if (task->parsingError) {
-    task->completionHandler(nullptr, task->parsingError);
-  } else {
-    reportElements(task->elements, task->completionHandler);
+  // A task that a host put there may have no callback.
+  if (const auto& callback = task->completionHandler; callback && task->parsingError) {
+    callback->handler(nullptr, task->parsingError);
+  } else if (callback) {
+    reportElements(task->elements, callback->handler);
   }
   tasks_->list.remove(parser);
 }

@@ -1,41 +1,18 @@
 #include "service/XMLTasks.h"
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
 
 using namespace platform;
 
-namespace {
-
-// Lets a callback stand in a task dictionary.
-class CompletionHandlerObject final : public Object {
- public:
-  explicit CompletionHandlerObject(ORVAAccountAPICompletionHandler callback)
-      : handler(std::move(callback)) {}
-
-  const ORVAAccountAPICompletionHandler handler;
-};
-
-// One for all lists, held for the length of a look-up or an append: a mutex in every list could not
-// be kept whole across a fork.
-ForkSafeMutex& mutex() {
-  static constinit ProcessWide<ForkSafeMutex> shared;
-  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
-}
-
-}  // namespace
-
 Dictionary XMLTaskList::dictionaryOf(const XMLTask& task) const {
   Dictionary dictionary;
   if (keys_.completionHandler && task.completionHandler) {
-    dictionary.set(std::string(*keys_.completionHandler),
-                   std::make_shared<CompletionHandlerObject>(task.completionHandler));
+    dictionary.set(std::string(*keys_.completionHandler), task.completionHandler);
   }
   dictionary.set(std::string(keys_.parser), task.parser);
   dictionary.set(std::string(keys_.elements), task.elements);
@@ -51,16 +28,14 @@ XMLTask XMLTaskList::taskOf(const Dictionary& dictionary) const {
   if (const auto* text = dictionary[keys_.parsingString].string()) task.parsingString = *text;
   task.parsingError = dictionary[keys_.parsingError].objectOf<Error>();
   if (keys_.completionHandler) {
-    if (const auto callback =
-            dictionary[*keys_.completionHandler].objectOf<CompletionHandlerObject>()) {
-      task.completionHandler = callback->handler;
-    }
+    task.completionHandler =
+        dictionary[*keys_.completionHandler].objectOf<CompletionHandlerObject>();
   }
   return task;
 }
 
 std::optional<std::vector<Dictionary>> XMLTaskList::dictionaries() const {
-  const std::lock_guard lock(mutex());
+  const BriefSection section;
   if (!tasks_) return std::nullopt;
   std::vector<Dictionary> all;
   all.reserve(tasks_->size());
@@ -74,39 +49,39 @@ void XMLTaskList::setDictionaries(const std::optional<std::vector<Dictionary>>& 
     tasks.emplace();
     for (const Dictionary& dictionary : *dictionaries) tasks->push_back(taskOf(dictionary));
   }
-  const std::lock_guard lock(mutex());
+  const BriefSection section;
   tasks_.swap(tasks);
 }
 
 std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* parser) const {
-  const std::lock_guard lock(mutex());
+  const BriefSection section;
   const XMLTask* task = locate(parser);
   if (task == nullptr) return std::nullopt;
   return dictionaryOf(*task);
 }
 
 void XMLTaskList::append(XMLTask task) {
-  const std::lock_guard lock(mutex());
+  const BriefSection section;
   if (tasks_) tasks_->push_back(std::move(task));
 }
 
 void XMLTaskList::appendAnyway(XMLTask task) {
-  const std::lock_guard lock(mutex());
+  const BriefSection section;
   if (!tasks_) tasks_.emplace();
   tasks_->push_back(std::move(task));
 }
 
 std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) const {
-  const std::lock_guard lock(mutex());
+  const BriefSection section;
   const XMLTask* task = locate(&parser);
   if (task == nullptr) return std::nullopt;
   return *task;
 }
 
 void XMLTaskList::remove(const XMLParser& parser) {
-  // The task's end may run foreign code (what a callback captured), so it waits for the lock's end.
+  // Destroyed after the section: what its callback holds is the host's.
   std::optional<XMLTask> removed;
-  const std::lock_guard lock(mutex());
+  const BriefSection section;
   if (XMLTask* task = locate(&parser)) {
     removed = std::move(*task);
     tasks_->erase(tasks_->begin() + (task - tasks_->data()));
@@ -114,7 +89,7 @@ void XMLTaskList::remove(const XMLParser& parser) {
 }
 
 void XMLTaskList::foundCharacters(const XMLParser& parser, std::string_view characters) {
-  const std::lock_guard lock(mutex());
+  const BriefSection section;
   XMLTask* task = locate(&parser);
   if (task == nullptr) return;
   if (!task->parsingString) task->parsingString.emplace();
@@ -122,16 +97,19 @@ void XMLTaskList::foundCharacters(const XMLParser& parser, std::string_view char
 }
 
 void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elementName) {
-  const std::lock_guard lock(mutex());
+  Value replaced;  // destroyed after the section: a host may have put an object there
+  const BriefSection section;
   XMLTask* task = locate(&parser);
   if (task == nullptr || !task->parsingString) return;
+  replaced = task->elements[elementName];
   task->elements.set(std::string(elementName), *std::move(task->parsingString));
   task->parsingString.reset();
 }
 
 void XMLTaskList::parseErrorOccurred(const XMLParser& parser, const std::shared_ptr<Error>& error) {
-  const std::lock_guard lock(mutex());
-  if (XMLTask* task = locate(&parser)) task->parsingError = error;
+  std::shared_ptr<Error> replaced = error;  // destroyed after the section
+  const BriefSection section;
+  if (XMLTask* task = locate(&parser)) task->parsingError.swap(replaced);
 }
 
 XMLTask* XMLTaskList::locate(const XMLParser* parser) {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace orx {
@@ -22,6 +23,14 @@ struct XMLTaskKeys {
   std::optional<std::string_view> completionHandler;
 };
 
+// Lets a callback stand in a task dictionary.
+struct CompletionHandlerObject final : Object {
+  explicit CompletionHandlerObject(ORVAAccountAPICompletionHandler callback)
+      : handler(std::move(callback)) {}
+
+  const ORVAAccountAPICompletionHandler handler;
+};
+
 // One XML document that is being read into a flat dictionary of element texts.
 struct XMLTask {
   std::shared_ptr<XMLParser> parser;
@@ -29,7 +38,8 @@ struct XMLTask {
   // Character data since the last recorded element end; absent while there is none.
   std::optional<std::string> parsingString;
   std::shared_ptr<Error> parsingError;
-  ORVAAccountAPICompletionHandler completionHandler;
+  // Shared: copying or destroying the callback itself would run host code under a lock.
+  std::shared_ptr<CompletionHandlerObject> completionHandler;
 };
 
 // The documents that one object reads, found by their parser's identity. Safe to use from any
@@ -60,7 +70,7 @@ class XMLTaskList {
  private:
   Dictionary dictionaryOf(const XMLTask& task) const;
   XMLTask taskOf(const Dictionary& dictionary) const;
-  // Null when there is none; to be called with the mutex held.
+  // Null when there is none; called inside a brief section.
   XMLTask* locate(const XMLParser* parser);
   const XMLTask* locate(const XMLParser* parser) const;
 

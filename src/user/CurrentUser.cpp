@@ -6,7 +6,6 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
@@ -15,45 +14,46 @@ using namespace platform;
 
 namespace {
 
-struct CurrentUser {
-  // Held from the identity check until the change is stored, so that memory and store agree however
-  // many threads set the user.
-  ForkSafeMutex setting{ForkSafeMutex::Section::Long};
-  // Guards `user` alone; reading never waits for storage.
-  ForkSafeMutex reading{ForkSafeMutex::Section::Brief};
-  std::shared_ptr<ORVAAccountUser> user;
+using SharedUser = std::shared_ptr<ORVAAccountUser>;
 
-  std::shared_ptr<ORVAAccountUser> get() {
-    const std::lock_guard guard(reading);
-    return user;
-  }
+// Locked from the identity check until the change is stored, so that memory and store agree however
+// many threads set the user.
+constinit std::mutex settingMutex;
+// That takes as long as the storage does, so a fork does not wait for it: the child starts with an
+// unlocked one.
+const ForkChildHandler unlockInChild([] { std::construct_at(&settingMutex); });
 
-  std::shared_ptr<ORVAAccountUser> exchange(std::shared_ptr<ORVAAccountUser> newUser) {
-    const std::lock_guard guard(reading);
-    return std::exchange(user, std::move(newUser));
-  }
-};
+// Read and changed in a brief section: reading never waits for storage.
+SharedUser& currentRecord() {
+  static constinit ProcessWide<SharedUser> current;
+  return current.get();
+}
 
-CurrentUser& holder() {
-  static constinit ProcessWide<CurrentUser> instance;
-  return instance.get();
+void replaceCurrentRecord(SharedUser record) {
+  SharedUser& current = currentRecord();
+  const BriefSection section;
+  current.swap(record);
 }
 
 }  // namespace
 
-std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return holder().get(); }
+std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() {
+  const SharedUser& current = currentRecord();
+  const BriefSection section;
+  return current;
+}
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
   Dictionary information;
-  // The previous record goes when this function ends: its destruction must meet no lock of ours.
+  // Released at the end of this function, when no lock is held: its destructor may be host code.
   std::shared_ptr<ORVAAccountUser> previous;
   {
-    const std::lock_guard guard(holder().setting);
-    previous = holder().get();
+    const std::lock_guard guard(settingMutex);
+    previous = currentUser();
     if (user == previous) return;
     if (user) information.set(std::string(ORVAAccountUserChangeNewKey), user);
     if (previous) information.set(std::string(ORVAAccountUserChangeOldKey), previous);
-    holder().exchange(user);
+    replaceCurrentRecord(user);
     ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
   }
   NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(

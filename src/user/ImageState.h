@@ -5,15 +5,10 @@
 #include <memory>
 #include <optional>
 
-#include "platform/process/ForkSafeMutex.h"
-
 namespace orx {
 
-// What a record knows about its picture.
+// What a record knows about its picture; read and changed in brief sections.
 struct ORVAAccountUser::ImageState {
-  // Guards the fields, of every record: a mutex in each could not be kept whole across a fork.
-  static platform::ForkSafeMutex& mutex();
-
   std::optional<Data> data;
   std::shared_ptr<URLSessionDataTask> task;
   std::shared_ptr<OperationQueue> queue;

@@ -23,7 +23,7 @@ constexpr std::string_view kChina = "CHN";
 
 ORVAAccountUser::ORVAAccountUser(std::optional<Dictionary> userInfo)
     : userInfo_(std::move(userInfo)), imageState_(std::make_unique<ImageState>()) {
-  imageState_->queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  imageState_->queue = std::make_shared<OperationQueue>();
 }
 
 ORVAAccountUser::~ORVAAccountUser() = default;

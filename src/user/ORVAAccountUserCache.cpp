@@ -4,7 +4,6 @@
 #include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/Bundle.h>
 
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -12,7 +11,6 @@
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/keychain/KeychainStore.h"
 #include "platform/keychain/StoreStatus.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/UUID.h"
 #include "platform/storage/UserDefaults.h"
@@ -55,14 +53,11 @@ struct LastRestored {
 };
 
 LastRestored exchangeLastRestored(LastRestored other) {
-  struct Holder {
-    ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-    LastRestored last;
-  };
-  static constinit ProcessWide<Holder> shared;
-  Holder& holder = shared.get();
-  const std::lock_guard guard(holder.mutex);
-  return std::exchange(holder.last, std::move(other));
+  static constinit ProcessWide<LastRestored> shared;
+  LastRestored& last = shared.get();
+  const BriefSection section;
+  std::swap(last, other);
+  return other;
 }
 
 // Absent where there is none yet; an error when nothing is known about it.

@@ -1,7 +1,6 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
-#include <mutex>
 #include <utility>
 
 #include "platform/http/URLSession.h"
@@ -28,33 +27,26 @@ std::shared_ptr<Error> wrongResponseError(long statusCode) {
 
 }  // namespace
 
-ForkSafeMutex& ORVAAccountUser::ImageState::mutex() {
-  static constinit ProcessWide<ForkSafeMutex> shared;
-  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
-}
-
 void ORVAAccountUser::loadProfileImageDataWithCompletionBlock(
     ORVAAccountProfileImageBlock completionBlock) {
   auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
   auto queue = userOperationQueue();
   if (!queue) {
-    // Somebody took the queue away; the load is to be reported all the same.
-    queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+    // The host has set the property to null; the load must report all the same.
+    queue = std::make_shared<OperationQueue>();
     setUserOperationQueue(queue);
   }
-  queue->addOperationWithFinishingBlock(
-      [self = std::move(self), block = std::move(completionBlock)](OperationQueue::Finish finish) {
-        self->loadProfileImage(block, std::move(finish));
-      });
+  queue->addOperationWithBlock([self = std::move(self), queue, block = std::move(completionBlock)] {
+    self->loadProfileImage(block, queue);
+  });
 }
 
 void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& completionBlock,
-                                       std::function<void()> finish) {
+                                       const std::shared_ptr<OperationQueue>& queue) {
   if (const auto imageData = profileImageData()) {
-    didLoadProfileImageData_error_completionBlock(imageData, nullptr, completionBlock);
-    return finish();
+    return didLoadProfileImageData_error_completionBlock(imageData, nullptr, completionBlock);
   }
-  const auto semaphore = DispatchSemaphore::createWithCount(0);
+  const auto semaphore = std::make_shared<DispatchSemaphore>(0);
   setLoadProfileImageSemaphore(semaphore);
   auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
   const auto task = URLSession::sharedSession()->dataTaskWithURL_completionHandler(
@@ -62,16 +54,15 @@ void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& compl
       [self = std::move(self), completionBlock, semaphore](
           const std::optional<Data>& data, const std::shared_ptr<HTTPURLResponse>& response,
           const std::shared_ptr<Error>& error) {
-        // A transfer that broke off is an error even when its status has arrived.
+        // A transfer that breaks off may have a response too; it fails all the same.
         self->didReceiveProfileImage(data, error ? 0 : response->statusCode(), error,
                                      completionBlock);
         semaphore->signal();
       });
   setLoadProfileImageTask(task);
   task->resume();
-  // The record's queue waits here, without a thread: the next load of this record begins when the
-  // report of this one has returned.
-  semaphore->wait_then(std::move(finish));
+  // The record's next load starts when the signal has come, that is after the report of this one.
+  semaphore->wait(queue);
 }
 
 void ORVAAccountUser::didReceiveProfileImage(const std::optional<Data>& data, long statusCode,
@@ -96,44 +87,44 @@ void ORVAAccountUser::didLoadProfileImageData_error_completionBlock(
 }
 
 std::optional<Data> ORVAAccountUser::profileImageData() const {
-  const std::lock_guard lock(ImageState::mutex());
+  const BriefSection section;
   return imageState_->data;
 }
 
 void ORVAAccountUser::setProfileImageData(std::optional<Data> profileImageData) {
-  const std::lock_guard lock(ImageState::mutex());
+  const BriefSection section;
   imageState_->data.swap(profileImageData);
 }
 
 std::shared_ptr<URLSessionDataTask> ORVAAccountUser::loadProfileImageTask() const {
-  const std::lock_guard lock(ImageState::mutex());
+  const BriefSection section;
   return imageState_->task;
 }
 
 void ORVAAccountUser::setLoadProfileImageTask(
     std::shared_ptr<URLSessionDataTask> loadProfileImageTask) {
-  const std::lock_guard lock(ImageState::mutex());
+  const BriefSection section;
   imageState_->task.swap(loadProfileImageTask);
 }
 
 std::shared_ptr<OperationQueue> ORVAAccountUser::userOperationQueue() const {
-  const std::lock_guard lock(ImageState::mutex());
+  const BriefSection section;
   return imageState_->queue;
 }
 
 void ORVAAccountUser::setUserOperationQueue(std::shared_ptr<OperationQueue> userOperationQueue) {
-  const std::lock_guard lock(ImageState::mutex());
+  const BriefSection section;
   imageState_->queue.swap(userOperationQueue);
 }
 
 std::shared_ptr<DispatchSemaphore> ORVAAccountUser::loadProfileImageSemaphore() const {
-  const std::lock_guard lock(ImageState::mutex());
+  const BriefSection section;
   return imageState_->semaphore;
 }
 
 void ORVAAccountUser::setLoadProfileImageSemaphore(
     std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore) {
-  const std::lock_guard lock(ImageState::mutex());
+  const BriefSection section;
   imageState_->semaphore.swap(loadProfileImageSemaphore);
 }
 

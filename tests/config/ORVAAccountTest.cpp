@@ -116,9 +116,25 @@ TEST_F(Account, InitialisingAgainOverwritesAndReloads) {
   EXPECT_EQ(changes.count(), 1U);
 }
 
-TEST_F(Account, DidUserDoesNothing) {
-  ORVAAccount::sharedInstance()->didUser(Notification{});
+TEST_F(Account, DidUserChangesNothing) {
+  initialise(true);
+  const auto user = signIn("a");
+  changes.take();
+  const auto& account = ORVAAccount::sharedInstance();
+  // As it is posted when somebody signs out.
+  account->didUser({std::string(ORVAAccountUserDidChangeNotification),
+                    ORVAAccountUser::classObject(),
+                    Dictionary{{std::string(ORVAAccountUserChangeOldKey), user}}});
   EXPECT_EQ(changes.count(), 0U);
+  EXPECT_EQ(ORVAAccountUser::currentUser(), user);
+  EXPECT_TRUE(ORVAAccountUserCache::sharedInstance()->cachedUser()->isEqual(user.get()));
+  EXPECT_EQ(account->appID(), "i");
+  EXPECT_EQ(account->appKey(), "k");
+  EXPECT_TRUE(account->isStage());
+  ASSERT_TRUE(account->orvaServiceURL());
+  EXPECT_EQ(account->orvaServiceURL()->host(), kDevelopmentHost);
+  ASSERT_TRUE(account->lumCusInfoURL());
+  EXPECT_EQ(account->lumCusInfoURL()->host(), kDevelopmentHost);
 }
 
 TEST_F(Account, PropertiesReadBackWhatWasSet) {

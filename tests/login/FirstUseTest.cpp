@@ -1,5 +1,6 @@
 // First uses of the library on one thread while another one forks.
 #include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/ORVAAccountUserCache.h>
@@ -15,10 +16,12 @@
 #include <thread>
 
 #include "config/Servers.h"
+#include "platform/formats/KeyedArchiver.h"
 #include "platform/http/URLSession.h"
-#include "platform/http/curl/TransferEngine.h"
-#include "platform/queues/DispatchSemaphore.h"
+#include "platform/keychain/SecItemFunctions.h"
+#include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
+#include "service/Post.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -32,23 +35,32 @@ namespace {
 
 constexpr int fine = 7;
 
-// Each makes an object of the whole process, or a few, and none stores anything.
-constexpr std::array<void (*)(), 13> uses{
+void postNowhere(PostContent content) {
+  startPost(*URL::URLWithString("https://127.0.0.1:1/"), content, "", [](auto&&...) {});
+}
+
+// Ways into the library whose first use makes what the process shares: objects, worker threads, the
+// transfer engine. None stores anything.
+constexpr std::array<void (*)(), 16> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
     [] { (void)keychainStatus(); },
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
-    [] { DispatchSemaphore::createWithCount(0)->signal(); },
+    [] { std::make_shared<OperationQueue>()->addOperationWithBlock([] {}); },
     [] { (void)URLSession::sharedSession(); },
-    [] { (void)TransferEngine::shared(); },
+    [] { postNowhere(PostContent::xml); },  // TransferOptions
+    [] { postNowhere(PostContent::json); },
     [] { (void)serviceURL(ServerSet::Global, kCustomerInfoPath); },
     [] { (void)ORVAAccount::sharedInstance()->appID(); },
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
-    [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); }};
+    [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); },
+    [] { (void)KeyedUnarchiver::unarchiveObjectWithData(Data()); },      // KeyedUnarchiver
+    [] { (void)SecItemDelete({}); },                                     // SecItemFunctions
+    [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); }};  // XMLTasks
 
-// All of them, beginning anywhere.
+// All of them, from any one on.
 void useEverything(std::size_t start) {
   for (std::size_t i = 0; i < uses.size(); ++i) uses.at((start + i) % uses.size())();
 }
@@ -60,7 +72,7 @@ std::function<int()> endedByItsAlarm(const std::function<int()>& work) {
   };
 }
 
-// In a process that has not used the library yet.
+// To be called in a process that has not used the library yet.
 int forkAmidFirstUses(std::size_t start, int delay) {
   std::atomic<bool> isReady = false;
   std::atomic<bool> mayGo = false;
@@ -85,8 +97,8 @@ int forkAmidFirstUses(std::size_t start, int delay) {
   return status;
 }
 
-TEST(FirstUse, OfEveryProcessWideObjectMayMeetAFork) {
-  constexpr int rounds = 130;
+TEST(FirstUse, MayMeetAForkAtAnyMoment) {
+  constexpr int rounds = 140;
   for (int round = 0; round < rounds; ++round) {
     const std::size_t start = static_cast<std::size_t>(round) % uses.size();
     ChildProcess process(endedByItsAlarm([&] { return forkAmidFirstUses(start, round * 16); }));

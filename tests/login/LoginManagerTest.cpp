@@ -1,9 +1,13 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/platform/NotificationCenter.h>
 
+#include <algorithm>
+#include <array>
+#include <latch>
 #include <stdexcept>
 #include <thread>
 
+#include "support/ChildProcess.h"
 #include "support/SignInFixture.h"
 
 namespace orx {
@@ -141,15 +145,27 @@ INSTANTIATE_TEST_SUITE_P(, LoginManager, ::testing::Values(Kind::Password, Kind:
 
 class Manager : public SignInFixture {};
 
-TEST_F(Manager, SharedInstanceIsOneUnderConcurrentFirstUse) {
-  std::vector<std::thread> threads;
-  threads.reserve(8);
-  Mailbox<const ORVAAccountLoginManager*> seen;
-  for (int thread = 0; thread < 8; ++thread) {
-    threads.emplace_back([&] { seen.put(ORVAAccountLoginManager::sharedInstance().get()); });
+// Without the fixture, which uses the instance first. A child of its own for each round, so that
+// every round is a first use.
+TEST(ManagerBeforeItsFirstUse, SharedInstanceIsOneForThreadsThatMeetInTheFirstUse) {
+  constexpr std::ptrdiff_t count = 8;
+  for (int round = 0; round < 40; ++round) {
+    ChildProcess child([] {
+      std::latch start{count};
+      std::array<const ORVAAccountLoginManager*, count> seen{};
+      std::vector<std::thread> threads;
+      for (auto& own : seen) {
+        threads.emplace_back([&] {
+          start.arrive_and_wait();
+          own = ORVAAccountLoginManager::sharedInstance().get();
+        });
+      }
+      for (std::thread& thread : threads) thread.join();
+      const auto* one = ORVAAccountLoginManager::sharedInstance().get();
+      return std::ranges::count(seen, one) == count ? 0 : 1;
+    });
+    ASSERT_EQ(child.wait(), 0) << "round " << round;
   }
-  for (std::thread& thread : threads) thread.join();
-  for (int thread = 0; thread < 8; ++thread) EXPECT_EQ(seen.take(), manager().get());
 }
 
 TEST_F(Manager, TheServerFlagIsTheClients) {
@@ -183,10 +199,28 @@ TEST_F(Manager, ADelegateWithoutTheOperationIsHarmless) {
 }
 
 TEST_F(Manager, ADelegateThatIsGoneIsNotCalled) {
-  EXPECT_NE(manager()->delegate(), nullptr);
-  dropDelegate();
-  EXPECT_EQ(manager()->delegate(), nullptr);
+  // Counts outside itself, so that a call is seen even after the host has let go of it.
+  class Counting : public ORVAAccountLoginManagerDelegate {
+   public:
+    explicit Counting(int& calls) : calls_(calls) {}
+    void loginManager_didLoginWithUser_error(ORVAAccountLoginManager&,
+                                             const std::shared_ptr<ORVAAccountUser>&,
+                                             const std::shared_ptr<Error>&) override {
+      ++calls_;
+    }
+
+   private:
+    int& calls_;
+  };
+  int calls = 0;
+  auto counting = std::make_shared<Counting>(calls);
+  manager()->setDelegate(counting);
   manager()->didLoginWithUser_error(nullptr, nullptr);
+  EXPECT_EQ(calls, 1);
+  counting.reset();
+  manager()->didLoginWithUser_error(nullptr, nullptr);
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(manager()->delegate(), nullptr);
 }
 
 TEST_F(Manager, DidLoginHandsBothOnToTheDelegate) {

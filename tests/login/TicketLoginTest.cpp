@@ -184,8 +184,7 @@ TEST_F(TicketLogin, ATaskIsFoundByItsParsersIdentity) {
   EXPECT_EQ(manager()->taskDictionaryWithXMLParser(nullptr), std::nullopt);
 }
 
-TEST_F(TicketLogin, TheSecondParseRunsOffTheFetchsQueue) {
-  // A delegate that blocks the second parse's report must not hold up the fetch of another sign-in.
+TEST_F(TicketLogin, AReportThatBlocksHoldsUpNoOtherSignIn) {
   class Blocking : public RecordingDelegate {
    public:
     void loginManager_didLoginWithUser_error(ORVAAccountLoginManager& manager,

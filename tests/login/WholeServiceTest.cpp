@@ -41,7 +41,7 @@ class WholeService : public SignInFixture, public ::testing::WithParamInterface<
     return ORVAAccountAPI::initWithOptions({{"AppID", "demo-app"}, {"AppKey", "demo-key"}});
   }
   Value dataOf(const std::function<void(ORVAAccountAPICompletionHandler)>& start) {
-    const Outcome outcome = outcomeOf(start);
+    const Report outcome = outcomeOf(start);
     if (!outcome.result) {
       ADD_FAILURE() << outcome.error->localizedDescription();
       return {};

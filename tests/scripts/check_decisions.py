@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Every line of docs/decisions.md names a test, and every test that it names is there.
+"""Every line of docs/decisions.md names a test, and every test that it names is there. A pattern
+names none: any test of the suite would do, whatever it shows.
 
 usage: check_decisions.py
 """
 
-import fnmatch
 import re
 import sys
 
@@ -12,17 +12,17 @@ from cpp_source import ROOT, files, report
 
 _TEST = re.compile(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)", re.MULTILINE)
 _COMMAND = re.compile(r"add_test\(\s*NAME ([\w/-]+)")
-# With the instance that a suite of parameters is run under, or without it.
+# A parameterised test may be named with or without its instance: `service/One/A.B`, `service/A.B`.
 _NAMED = re.compile(r"`([a-z]+/)(?:\w+/)?([\w.*-]+)`")
 
 
 def tests_in(folder, text):
-    """Names as "platform/XMLParser.RunsOnce", of one source file below tests/`folder`."""
+    """The names of the tests in one source file, as "formats/XMLParser.RunsOnce"."""
     return {f"{folder}/{suite}.{name}" for suite, name in _TEST.findall(text)}
 
 
 def program_of(parts):
-    """The first word of a test's name: its folder, below platform/ its room."""
+    """The part of a test's name before the slash: its folder, or its room below platform/."""
     if "secretservice" in parts:
         return "secretservice"
     return parts[1] if parts[0] == "platform" else parts[0]
@@ -45,7 +45,9 @@ def check_text(text, known):
         if not named:
             yield f"docs/decisions.md:{number}: names no test"
         for name in named:
-            if not fnmatch.filter(known, name):
+            if "*" in name:
+                yield f"docs/decisions.md:{number}: {name} is a pattern, not a test"
+            elif name not in known:
                 yield f"docs/decisions.md:{number}: there is no test {name}"
 
 

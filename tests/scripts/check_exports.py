@@ -12,8 +12,8 @@ import sys
 from cpp_source import report
 
 ALLOWED = re.compile(
-    r"^(ORXAccountVersion(Number|String)$|orx::(?!\(anonymous)|"
-    r"(typeinfo|typeinfo name|vtable|VTT) for orx::|(non-)?virtual thunk to orx::)")
+    r"^(ORXAccountVersion(Number|String)$|orx::(?!\(anonymous|platform::)|"
+    r"(typeinfo|typeinfo name|vtable|VTT) for orx::(?!platform::)|(non-)?virtual thunk to orx::)")
 UNWANTED_LIBRARIES = re.compile(r"lib(glib|gio|gobject|secret|dbus|sqlite|httplib|gtest)")
 MUST_SHOW = (
     "ORXAccountVersionNumber",

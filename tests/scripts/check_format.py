@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every source is laid out as clang-format lays it out; ./dev format does it."""
+"""Every source has clang-format's layout; ./dev format gives it that."""
 
 import subprocess
 import sys

@@ -1,51 +1,197 @@
 #!/usr/bin/env python3
-"""Private includes point one way, and a vendor's header is known in one place only."""
+"""Every file stands in a room; includes point one way; a vendor's header is known in one room only."""
 
 import re
 import sys
-from collections import defaultdict
 
-from cpp_source import ROOT, files, includes, report
+from cpp_source import ROOT, bare, circles, files, includes, matching, report
 
+# The rooms of the account code, and those of src/platform that it may use.
+ACCOUNT = {"config", "service", "user", "login"}
+PLATFORM = {"base", "process", "formats", "queues", "storage", "http", "keychain"}
+
+# Implementations: nobody includes their headers but the file that names the classes in use.
+SEALED = {"http/curl", "keychain/file", "keychain/secretservice"}
+
+# room → the rooms that its files may include beside their own.
 MAY_INCLUDE = {
-    "platform": {"platform"},
-    "config": {"config", "platform"},
-    "user": {"user", "config", "platform"},
-    "service": {"service", "config", "platform"},
-    "login": {"login", "service", "user", "config", "platform"},
+    "base": set(),
+    "process": {"base"},
+    "formats": {"base", "process"},
+    "queues": {"base", "process"},
+    "storage": {"base", "process", "formats"},
+    "http": {"base", "process", "queues"},
+    "http/curl": {"base", "process", "queues", "http"},
+    "keychain": {"base", "process", "storage"},
+    "keychain/file": {"base", "storage", "keychain"},
+    "keychain/secretservice": {"base", "process", "storage", "keychain"},
+    "backends": PLATFORM | SEALED,
+    "config": PLATFORM,
+    "service": {"config"} | PLATFORM,
+    "user": {"config"} | PLATFORM,
+    "login": {"service", "user", "config"} | PLATFORM,
+    "entry": {"user", "config"} | PLATFORM,
+    "umbrella": ACCOUNT | PLATFORM,
 }
-VENDOR = re.compile(
-    r"^(curl/|expat|nlohmann/|utf8proc|uuid/|sqlite3|openssl/|httplib|CLI/|libsecret/|gio/|glib|"
-    r"plist/|pcre2|dlfcn\.h)")
-# The transfer library is the one whose use does not fit into a file: the files of the transfers, and
-# the reader of URLs. None of their headers shows it.
-SPREAD = {"curl/curl.h": re.compile(r"/(Transfer\w*|TransportError|URL)\.cpp$")}
-PROJECT_FOLDERS = ("src", "devserver", "tools", "tests", "examples", "fuzz")
+
+# Files whose folder does not say their room. The entry point starts everything, so it is the one
+# file of src/config that reaches the current user.
+ROOM_OF_FILE = {
+    "src/config/ORVAAccount.cpp": "entry",
+    "src/platform/Backends.cpp": "backends",
+    "src/platform/Backends.h": "backends",
+}
+
+# The public headers lie flat, because a path that changes breaks hosts: header → room.
+ROOM_OF_HEADER = {
+    "BuildOptions.h": "config",
+    "ORVAAccount.h": "config",
+    "ORVAAccountAPI.h": "service",
+    "ORVAAccountAPIResult.h": "service",
+    "ORVAAccountConstants.h": "config",
+    "ORVAAccountKeychain.h": "user",
+    "ORVAAccountLoginManager.h": "login",
+    "ORVAAccountLoginManagerDelegate.h": "login",
+    "ORVAAccountUser.h": "user",
+    "ORVAAccountUserCache.h": "user",
+    "ORXAccount.h": "umbrella",
+    "platform/Bundle.h": "process",
+    "platform/Coder.h": "formats",
+    "platform/Data.h": "base",
+    "platform/Dictionary.h": "base",
+    "platform/Error.h": "base",
+    "platform/Export.h": "base",
+    "platform/Keychain.h": "keychain",
+    "platform/NotificationCenter.h": "process",
+    "platform/Object.h": "base",
+    "platform/SecItem.h": "keychain",
+    "platform/URL.h": "http",
+    "platform/URLSessionConfiguration.h": "http",
+    "platform/Value.h": "base",
+    "platform/XMLParser.h": "formats",
+}
+
+# How a vendor's header begins → the room that may include it, or the one file when its types are
+# shared by all rooms under a name of this project's own.
+VENDORS = {
+    "curl/": "http/curl",
+    "openssl/": "http/curl",
+    "dlfcn.h": "keychain/secretservice",
+    "gio/": "keychain/secretservice",
+    "expat.h": "formats",
+    "tl/expected.hpp": "src/platform/base/Result.h",
+    "utf8proc.h": "base",
+    "uuid/": "process",
+}
+# C++ headers have neither a folder nor an ending; of POSIX and Linux, these are in use.
+SYSTEM = re.compile(
+    r"\w+$|(arpa|netinet|sys)/\w+\.h$|(dirent|errno|fcntl|poll|pthread|pwd|signal|stdio|stdlib|"
+    r"strings|time|unistd)\.h$")
+
+# Files that include each other because they are one idea: a value can be a dictionary of values.
+ONE_IDEA = [{"base/Value", "base/Dictionary"}]
+
+# Private classes that public headers name, so that they cannot stand in orx::platform.
+NAMED_IN_PUBLIC = {"DispatchSemaphore", "OperationQueue", "URLSessionDataTask"}
 
 
-def check_source(folder, place, text):
-    """What one file of src/<folder>/ includes against the rule."""
+def room_of(place):
+    """The room of a file of src/ or include/; None when it stands in none."""
+    if place.startswith("include/ORXAccount/"):
+        return ROOM_OF_HEADER.get(place.removeprefix("include/ORXAccount/"))
+    if place in ROOM_OF_FILE:
+        return ROOM_OF_FILE[place]
+    folder = place.rpartition("/")[0].removeprefix("src/")
+    room = folder.removeprefix("platform/")
+    return room if room in (ACCOUNT if room == folder else PLATFORM | SEALED) else None
+
+
+def place_of(name, quoted):
+    """Where the included file lies; None when it is not one of this project's."""
+    if quoted:
+        return f"src/{name}"
+    return f"include/{name}" if name.startswith("ORXAccount/") else None
+
+
+def check_vendor(place, name):
+    """An include of something that is not the project's."""
+    room = room_of(place)
+    owner = next((VENDORS[start] for start in VENDORS if name.startswith(start)), None)
+    if place == owner or (SYSTEM.match(name) and not owner):
+        return
+    if not owner:
+        yield f"<{name}> is in no table of vendors or system headers"
+    elif place.startswith("include/"):
+        yield f"a public header may not include <{name}>"
+    elif room != owner:
+        yield f"<{name}> belongs to {owner}, not to {room}"
+    elif place.endswith(".h") and room not in SEALED:
+        yield f"<{name}> in a header of {room} would reach the rooms above"
+
+
+def check_file(place, text):
+    """The includes of one file of src/ or include/ against the tables."""
+    room = room_of(place)
+    if not room:
+        yield f"{place} stands in no room"
+        return
     for line, name, quoted in includes(text):
-        if quoted:
-            top = name.split("/")[0]
-            if top not in MAY_INCLUDE[folder]:
-                yield f'{place}:{line}: {folder} may not include "{name}"'
-        elif folder == "platform" and re.match(r"ORXAccount/(?!platform/)", name):
-            yield f"{place}:{line}: the platform layer knows nothing of accounts: <{name}>"
-        elif re.match(r"(%s)/" % "|".join((*MAY_INCLUDE, *PROJECT_FOLDERS)), name):
-            yield f'{place}:{line}: a private header in angle brackets: <{name}>'
+        target = place_of(name, quoted)
+        target_room = room_of(target) if target else None
+        if not target:
+            for complaint in check_vendor(place, name):
+                yield f"{place}:{line}: {complaint}"
+        elif quoted and place.startswith("include/"):
+            yield f'{place}:{line}: a public header may not include "{name}"'
+        elif not target_room:
+            yield f"{place}:{line}: {name} stands in no room"
+        elif target_room != room and target_room not in MAY_INCLUDE[room]:
+            yield f"{place}:{line}: {room} may not include {target_room}: {name}"
 
 
-def check_public(place, text, is_platform):
-    """Public headers show a host neither private headers nor anybody else's."""
-    for line, name, quoted in includes(text):
-        if quoted or VENDOR.match(name):
-            yield f"{place}:{line}: a public header may not include {name}"
-        elif is_platform and re.match(r"ORXAccount/(?!platform/)", name):
-            yield f"{place}:{line}: a platform header may not include <{name}>"
-        elif name.startswith("ORXAccount/") and name != "ORXAccount/BuildOptions.h" and not (
-                ROOT / "include" / name).is_file():
-            yield f"{place}:{line}: there is no public header <{name}>"
+def node_of(place):
+    """A .cpp file and its header count as one, so that a circle through either is seen. The public
+    header of an account class counts alone: several files of its room implement the class."""
+    if place.startswith("include/") and "/platform/" not in place:
+        return place
+    return f"{room_of(place)}/{place.rpartition('/')[2].rpartition('.')[0]}"
+
+
+def check_circles(texts):
+    graph = {}
+    for place, text in texts.items():
+        targets = [place_of(name, quoted) for _, name, quoted in includes(text)]
+        graph.setdefault(node_of(place), set()).update(node_of(t) for t in targets if t in texts)
+    for circle in circles(graph):
+        if circle not in ONE_IDEA:
+            yield f"a circle of files: {', '.join(sorted(circle))}"
+
+
+def check_namespaces(place, text):
+    """What a private header of the platform declares stands in orx::platform."""
+    text = bare(text)
+    for found in re.finditer(r"^namespace (orx(?:::\w+)*) \{", text, re.MULTILINE):
+        name = found.group(1)
+        if name == "orx":
+            start = found.end() - 1
+            body = text[start + 1:matching(text, start)]
+            while re.search(r"\{[^{}]*\}", body):
+                body = re.sub(r"\{[^{}]*\}", "", body)
+            for statement in filter(None, map(str.strip, body.split(";"))):
+                declared = re.match(r"class (\w+)", statement)
+                if not declared or declared.group(1) not in NAMED_IN_PUBLIC:
+                    yield f"{place}: not exported, so not in orx: {statement.splitlines()[0]}"
+        elif not name.startswith("orx::platform"):
+            yield f"{place}: private names stand in orx::platform, not in {name}"
+
+
+def check_tree(texts):
+    """All of it, over {place: text} of the files of src/ and include/."""
+    for place, text in texts.items():
+        yield from check_file(place, text)
+        if place.startswith("src/platform/") and place.endswith(".h"):
+            yield from check_namespaces(place, text)
+    yield from check_circles(texts)
 
 
 def check_host(place, text):
@@ -55,32 +201,15 @@ def check_host(place, text):
             yield f'{place}:{line}: a host sees public headers only, not "{name}"'
 
 
-def check_vendors(users):
-    for vendor, places in sorted(users.items()):
-        if vendor in SPREAD:
-            for place in places:
-                if not SPREAD[vendor].search(place):
-                    yield f"{place} may not include {vendor}"
-        elif len(places) > 1:
-            yield f"{vendor} is included in {len(places)} files of src/: {', '.join(places)}"
+def read(*folders, root=ROOT):
+    return {path.relative_to(root).as_posix(): path.read_text()
+            for path in files(folders, ".h", ".cpp", root=root)}
 
 
 def main():
-    complaints = []
-    users = defaultdict(list)
-    for path in files(["src"], ".h", ".cpp"):
-        place = path.relative_to(ROOT)
-        text = path.read_text()
-        complaints += check_source(place.parts[1], place, text)
-        for _, name, _ in includes(text):
-            if VENDOR.match(name):
-                users[name].append(str(place))
-    complaints += check_vendors(users)
-    for path in files(["include"], ".h"):
-        place = path.relative_to(ROOT)
-        complaints += check_public(place, path.read_text(), "platform" in place.parts)
-    for path in files(["tools/orxaccount", "examples"], ".h", ".cpp"):
-        complaints += check_host(path.relative_to(ROOT), path.read_text())
+    complaints = list(check_tree(read("src", "include")))
+    for place, text in read("tools/orxaccount", "examples").items():
+        complaints += check_host(place, text)
     return report(complaints, "layering")
 
 

@@ -7,11 +7,11 @@ import sys
 
 from cpp_source import ROOT, bare, files, matching, report
 
-# Names that follow the platform's own spelling of functions rather than of operations.
+# Free functions of the platform, whose names have no colons to map.
 FUNCTIONS = {"SecItemAdd", "SecItemUpdate", "SecItemDelete", "SecItemCopyMatching"}
-# A value type of this language: its words follow the standard library's containers.
+# Value types, whose members are named as those of the standard library's containers.
 VALUE_TYPES = {"Value", "Array", "Dictionary", "DictionaryEntry", "Data", "Observation"}
-# The one property whose setter has a name of its own.
+# The property whose setter is not called "set" and the getter's name.
 SETTERS = {"setTargetServerWithIsCN": "targetServerIsCN"}
 
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What the README shows is what is there: its program is the example that is built, its commands are
-the ones that ./dev and the command line have.
+"""The README is up to date: its program is the example that is built, and its commands, options and exit
+codes are those of ./dev and the command line.
 
 usage: check_readme.py ORXACCOUNT
 """

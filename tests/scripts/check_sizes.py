@@ -15,8 +15,7 @@ _ROW = re.compile(r"^\s*\{.*\},?$", re.MULTILINE)
 
 
 def functions(text):
-    """(first line, number of lines) of every function body; what is inside one counts as part of
-    it."""
+    """(first line, number of lines) of every function; a lambda counts with the function around it."""
     text = bare(text)
     at = 0
     begin = 0

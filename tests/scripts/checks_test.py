@@ -3,48 +3,138 @@
 
 import sys
 import unittest
+from pathlib import Path
 
 import check_decisions
 import check_exports
 import check_first_uses
 import check_layering
 import check_naming
+import check_one_definition
 import check_readme
 import check_sizes
 
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
+import mutate
+import mutations
+
 
 class Layering(unittest.TestCase):
-    def complaints(self, folder, text):
-        return list(check_layering.check_source(folder, "file", text))
+    def complaints(self, place, text):
+        return list(check_layering.check_file(place, text))
+
+    def assertRefused(self, place, *lines):
+        for line in lines:
+            self.assertEqual(len(self.complaints(place, line)), 1, line)
+
+    def test_knows_the_room_of_every_file(self):
+        for place, room in (("src/service/Post.cpp", "service"),
+                            ("src/platform/http/URL.cpp", "http"),
+                            ("src/platform/http/curl/Transfer.cpp", "http/curl"),
+                            ("src/platform/Backends.cpp", "backends"),
+                            ("src/config/ORVAAccount.cpp", "entry"),
+                            ("include/ORXAccount/platform/Coder.h", "formats"),
+                            ("src/platform/Log.cpp", None),
+                            ("src/http/URL.cpp", None),
+                            ("include/ORXAccount/New.h", None)):
+            self.assertEqual(check_layering.room_of(place), room, place)
+        self.assertRefused("src/platform/Log.cpp", "")
 
     def test_allows_what_lies_below(self):
-        self.assertEqual(self.complaints("login", '#include "service/X.h"\n#include "user/Y.h"'), [])
+        self.assertEqual(
+            self.complaints("src/login/X.cpp",
+                            "#include <ORXAccount/ORVAAccountUser.h>\n#include <string>\n"
+                            '#include "service/X.h"\n#include "platform/http/Y.h"'), [])
 
     def test_refuses_what_lies_above_or_beside(self):
-        self.assertEqual(len(self.complaints("service", '#include "login/X.h"')), 1)
-        self.assertEqual(len(self.complaints("service", '#include "user/X.h"')), 1)
-        self.assertEqual(len(self.complaints("platform", '#include "config/X.h"')), 1)
+        self.assertRefused("src/service/X.cpp", '#include "login/X.h"', '#include "user/X.h"')
+        self.assertRefused("src/platform/process/X.h", '#include "config/X.h"',
+                           '#include "platform/formats/X.h"')
 
-    def test_keeps_accounts_out_of_the_platform(self):
-        self.assertEqual(
-            len(self.complaints("platform", "#include <ORXAccount/ORVAAccountUser.h>")), 1)
-        self.assertEqual(
-            self.complaints("platform", "#include <ORXAccount/platform/Value.h>"), [])
+    def test_reads_public_headers_as_files_of_their_rooms(self):
+        self.assertRefused("src/platform/base/X.cpp", "#include <ORXAccount/ORVAAccountUser.h>",
+                           "#include <ORXAccount/platform/Coder.h>",
+                           "#include <ORXAccount/platform/Missing.h>")
+        self.assertRefused("include/ORXAccount/platform/Value.h",
+                           "#include <ORXAccount/platform/Coder.h>", '#include "config/X.h"')
 
-    def test_refuses_vendors_in_public_headers_and_in_two_files(self):
-        self.assertEqual(
-            len(list(check_layering.check_public("file", "#include <curl/curl.h>", False))), 1)
-        self.assertEqual(
-            len(list(check_layering.check_vendors({"expat.h": ["a.cpp", "b.cpp"]}))), 1)
-        self.assertEqual(list(check_layering.check_vendors({"expat.h": ["a.cpp"]})), [])
-        self.assertEqual(
-            len(list(check_layering.check_vendors(
-                {"curl/curl.h": ["src/platform/TransferEngine.cpp", "src/service/SOAPCall.cpp"]}))),
-            1)
+    def test_lets_the_entry_point_alone_reach_the_user(self):
+        user = "#include <ORXAccount/ORVAAccountUser.h>"
+        self.assertEqual(self.complaints("src/config/ORVAAccount.cpp", user), [])
+        self.assertRefused("src/config/Servers.cpp", user)
+        self.assertRefused("src/config/ORVAAccount.cpp", '#include "login/LoginState.h"')
+
+    def test_lets_only_the_list_of_backends_see_an_implementation(self):
+        transfer = '#include "platform/http/curl/Transfer.h"'
+        self.assertEqual(self.complaints("src/platform/Backends.cpp", transfer), [])
+        self.assertEqual(self.complaints("src/platform/http/curl/MultiHandle.h", transfer), [])
+        for place in ("src/platform/http/URLSession.cpp", "src/service/Post.cpp"):
+            self.assertRefused(place, transfer)
+        self.assertRefused("src/service/Post.cpp", '#include "platform/Backends.h"')
+
+    def test_knows_each_vendor_in_one_room(self):
+        curl = "#include <curl/curl.h>"
+        self.assertEqual(self.complaints("src/platform/http/curl/EasyHandle.h", curl), [])
+        for place in ("src/platform/http/URL.cpp", "src/service/Post.cpp",
+                      "include/ORXAccount/platform/URL.h"):
+            self.assertRefused(place, curl)
+        self.assertRefused("src/platform/formats/XMLParser.h", "#include <expat.h>")
+        expected = "#include <tl/expected.hpp>"
+        self.assertEqual(self.complaints("src/platform/base/Result.h", expected), [])
+        self.assertRefused("src/platform/base/Data.cpp", expected)
+        self.assertRefused("src/platform/formats/XMLParser.cpp", "#include <unknown.h>",
+                           "#include <platform/base/Unicode.h>")
+
+    def test_finds_a_circle_over_headers_and_their_sources(self):
+        texts = {"src/platform/base/A.h": '#include "platform/base/B.h"',
+                 "src/platform/base/B.h": "",
+                 "src/platform/base/B.cpp": '#include "platform/base/C.h"',
+                 "src/platform/base/C.h": '#include "platform/base/A.h"'}
+        self.assertEqual(list(check_layering.check_tree(texts)),
+                         ["a circle of files: base/A, base/B, base/C"])
+        texts["src/platform/base/B.cpp"] = ""
+        self.assertEqual(list(check_layering.check_tree(texts)), [])
+
+    def test_joins_a_public_header_with_its_source(self):
+        def circle(one, other):
+            return list(check_layering.check_circles({
+                f"include/ORXAccount/platform/{one}.h": "",
+                f"src/platform/base/{one}.cpp": f"#include <ORXAccount/platform/{other}.h>",
+                f"include/ORXAccount/platform/{other}.h":
+                    f"#include <ORXAccount/platform/{one}.h>"}))
+
+        self.assertEqual(circle("Dictionary", "Value"), [])
+        self.assertEqual(len(circle("Object", "Value")), 1)
+
+    def test_keeps_private_names_out_of_the_exported_namespace(self):
+        def complaints(text):
+            return list(check_layering.check_namespaces("file", text))
+
+        queue = "class OperationQueue final { void f() { g(); } };"
+        self.assertEqual(complaints("namespace orx {\nclass URLSessionDataTask;\n%s\n}" % queue), [])
+        self.assertEqual(complaints("namespace orx::platform {\nint x;\n}"), [])
+        self.assertEqual(len(complaints("namespace orx {\n%s\nvoid f();\n}" % queue)), 1)
+        self.assertEqual(len(complaints("namespace orx {\nclass Strand {};\n}")), 1)
+        self.assertEqual(len(complaints("namespace orx::archive {\n}")), 1)
+
+    def test_finds_an_upward_include_planted_in_the_tree(self):
+        texts = check_layering.read("src", "include")
+        before = set(check_layering.check_tree(texts))
+        texts["src/platform/base/Data.cpp"] += '#include "platform/http/URLSession.h"\n'
+        new = set(check_layering.check_tree(texts)) - before
+        self.assertTrue(any("base may not include http" in complaint for complaint in new), new)
+
+    def test_finds_a_circle_planted_in_the_tree(self):
+        texts = check_layering.read("src", "include")
+        texts["src/platform/base/One.h"] = '#include "platform/base/Other.h"\n'
+        texts["src/platform/base/Other.cpp"] = '#include "platform/base/One.h"\n'
+        texts["src/platform/base/Other.h"] = ""
+        self.assertIn("a circle of files: base/One, base/Other",
+                      list(check_layering.check_tree(texts)))
 
     def test_refuses_private_headers_in_a_host(self):
         self.assertEqual(
-            len(list(check_layering.check_host("file", '#include "platform/Log.h"'))), 1)
+            len(list(check_layering.check_host("file", '#include "platform/process/Log.h"'))), 1)
 
 
 class Decisions(unittest.TestCase):
@@ -57,12 +147,86 @@ class Decisions(unittest.TestCase):
         self.assertEqual(self.known, {"service/A.B", "service/A.C"})
 
     def test_wants_a_test_on_every_line_that_decides(self):
-        self.assertEqual(self.complaints("words\n- this. — `service/A.B`, `service/One/A.*`"), [])
+        self.assertEqual(self.complaints("words\n- this. — `service/A.B`, `service/One/A.C`"), [])
         self.assertEqual(len(self.complaints("- this.")), 1)
         self.assertEqual(len(self.complaints("- `service/A.B` is no proof.")), 1)
 
     def test_refuses_tests_that_are_not_there(self):
         self.assertEqual(len(self.complaints("- this. — `service/A.X`, `user/A.B`")), 2)
+
+    def test_refuses_patterns(self):
+        self.assertEqual(len(self.complaints("- this. — `service/A.*`, `service/A.B*`")), 2)
+
+
+class OneDefinition(unittest.TestCase):
+    def complaints(self, *sources):
+        return list(check_one_definition.check_programs(sources))
+
+    def test_finds_two_types_of_one_name_in_a_program(self):
+        text = "namespace n {\nstruct A : B {\n  struct C {};\n};\n}\n"
+        self.assertEqual(len(self.complaints(("p", "1", text), ("p", "2", text))), 1)
+        self.assertEqual(len(self.complaints(("p", "1", text), ("support", "2", text))), 1)
+
+    def test_allows_them_in_two_programs_two_namespaces_or_none_that_has_a_name(self):
+        text = "namespace n {\nclass A {};\n}\n"
+        self.assertEqual(self.complaints(("p", "1", text), ("q", "2", text)), [])
+        self.assertEqual(
+            self.complaints(("p", "1", text), ("p", "2", text.replace("n {", "m {"))), [])
+        self.assertEqual(
+            self.complaints(("p", "1", text), ("p", "2", text.replace("n {", "{"))), [])
+
+    def test_tells_a_nested_type_from_the_one_around_it(self):
+        self.assertEqual(
+            self.complaints(("p", "1", "struct A { int x; };"), ("p", "2", "struct A::B {};")), [])
+        self.assertEqual(
+            self.complaints(("p", "1", "struct A {};"), ("p", "2", "void f() { struct A {}; }")), [])
+
+
+class Mutations(unittest.TestCase):
+    def lines(self, text):
+        return [mutant.new_line for mutant in mutations.mutants_of(text)]
+
+    def test_turns_comparisons_and_moves_constants(self):
+        self.assertEqual(
+            self.lines("bool b = a < 10;\n"),
+            ["bool b = a <= 10;", "bool b = a < 11;", "bool b = a < 9;"])
+
+    def test_drops_branches_calls_and_results(self):
+        self.assertEqual(
+            self.lines("int f() {\n  if (a(b)) c();\n  return d;\n}\n"),
+            ["if (false && (a(b))) c();", "if (true || (a(b))) c();", "if (a(b)) ;", "return {};"])
+
+    def test_leaves_locks_untaken(self):
+        self.assertEqual(self.lines("  const std::lock_guard lock(mutex);\n"), [";"])
+
+    def test_touches_neither_comments_nor_texts_nor_directives(self):
+        self.assertEqual(
+            self.lines("#define A 1\n// a < 1\nchar c[] = \"a < 1\"; /* 2 */\n"), [])
+
+    def test_puts_the_fault_where_it_says(self):
+        text = "void f() {\n  x = y;\n  x = y + 1;\n}\n"
+        faults = [mutant for mutant in mutations.mutants_of(text) if mutant.line == 3]
+        self.assertIn(text.replace("y + 1", "y - 1"), [fault.applied_to(text) for fault in faults])
+
+
+class Mutate(unittest.TestCase):
+    def test_chooses_the_same_faults_for_the_same_seed(self):
+        found = dict.fromkeys(("f", str(n), "") for n in range(50))
+        for number, key in enumerate(found):
+            found[key] = mutations.Mutant("", 1, number, number, "", "", "")
+        first = mutate.chosen(found, 1, 10)
+        self.assertEqual(first, mutate.chosen(found, 1, 10))
+        self.assertNotEqual(first, mutate.chosen(found, 2, 10))
+        fewer = {key: fault for key, fault in found.items() if key in first or fault.begin % 2}
+        self.assertEqual(mutate.chosen(fewer, 1, 10), first)
+
+    def test_knows_what_is_named_as_harmless(self):
+        self.assertEqual(mutate.named_harmless("- `a.cpp`: `x < 1;` → `x <= 1;` — equal.\n- `b`\n"),
+                         {("a.cpp", "x < 1;", "x <= 1;")})
+
+    def test_knows_the_tests_of_every_source(self):
+        for path in mutate.sources([]):
+            self.assertTrue(mutate.programs_for(path), path)
 
 
 class Naming(unittest.TestCase):
@@ -116,6 +280,12 @@ class Exports(unittest.TestCase):
         self.assertEqual(len(list(check_exports.check_symbols(more))), 1)
         self.assertEqual(len(list(check_exports.check_symbols(check_exports.MUST_SHOW[1:]))), 1)
 
+    def test_keeps_private_names_inside(self):
+        for private in ("orx::platform::Log::write()", "vtable for orx::platform::URLSession",
+                        "orx::(anonymous namespace)::f()"):
+            shown = [*check_exports.MUST_SHOW, private]
+            self.assertEqual(len(list(check_exports.check_symbols(shown))), 1, private)
+
     def test_refuses_desktop_libraries(self):
         self.assertEqual(
             len(list(check_exports.check_libraries(["libglib-2.0.so.0 => /lib/x (0x1)"]))), 1)
@@ -132,6 +302,11 @@ class FirstUses(unittest.TestCase):
                    "0000 b orx::Bundle::mainBundle()::bundle"]
         self.assertEqual(len(list(check_first_uses.check_symbols(symbols))), 1)
         self.assertEqual(list(check_first_uses.check_symbols(symbols[1:])), [])
+
+    def test_wants_each_object_of_the_process_tested(self):
+        sources = [("Bundle", "static constinit ProcessWide<int> a;"), ("URL", "int b;")]
+        self.assertEqual(len(list(check_first_uses.check_tested(sources, "URL::x()"))), 1)
+        self.assertEqual(list(check_first_uses.check_tested(sources, "Bundle::x()")), [])
 
 
 class Readme(unittest.TestCase):

@@ -1,4 +1,4 @@
-"""Just enough reading of C++ for the checks: comments and literals taken out, braces matched."""
+"""Reads C++ as far as the checks need it: removes comments and literals, matches braces, finds includes."""
 
 import re
 from pathlib import Path
@@ -12,7 +12,8 @@ _TOKENS = re.compile(
 
 
 def bare(text):
-    """The text with comments gone and literals emptied; every line keeps its number."""
+    """The text without comments and preprocessor lines, and with empty literals; every line keeps its
+    number."""
 
     def replacement(match):
         lines = "\n" * match.group().count("\n")
@@ -43,6 +44,24 @@ def includes(text):
             yield number, found.group(2), found.group(1) == '"'
 
 
+def circles(graph):
+    """The circles of a graph {node: its targets}, each as the set of nodes that reach each other."""
+
+    def reached(start):
+        seen, ahead = set(), [start]
+        while ahead:
+            for target in graph.get(ahead.pop(), ()):
+                if target not in seen:
+                    seen.add(target)
+                    ahead.append(target)
+        return seen
+
+    reach = {node: reached(node) - {node} for node in graph}
+    found = {frozenset(other for other in reach[node] if node in reach[other]) | {node}
+             for node in graph}
+    return sorted((circle for circle in found if len(circle) > 1), key=sorted)
+
+
 def files(folders, *endings, root=ROOT):
     for folder in folders:
         for path in sorted((root / folder).rglob("*")):
@@ -51,7 +70,7 @@ def files(folders, *endings, root=ROOT):
 
 
 def report(complaints, what):
-    """Prints the complaints and gives the exit code."""
+    """Prints the complaints; returns the exit code."""
     for complaint in complaints:
         print(complaint)
     print(f"{what}: {len(complaints)} complaints")

@@ -15,7 +15,7 @@ using namespace orx::testing;
 class OperationTest : public AccountServiceFixture,
                       public ::testing::WithParamInterface<Operation> {
  protected:
-  Outcome run(const std::optional<Dictionary>& parameters = Dictionary()) {
+  Report run(const std::optional<Dictionary>& parameters = Dictionary()) {
     return outcomeOf([&](auto handler) { GetParam().start(*api(), parameters, handler); });
   }
   // A whole result block within a body that is announced longer than it is.
@@ -30,7 +30,7 @@ class EveryOperation : public OperationTest {};
 
 TEST_P(EveryOperation, ATransferWithoutAReplyReportsThePlatformsError) {
   answerWith(Answer::hangUp(TLSTestServer::End::cut));
-  const Outcome outcome = run();
+  const Report outcome = run();
   ASSERT_NE(outcome.error, nullptr);
   EXPECT_EQ(outcome.error->domain(), NSURLErrorDomain);
   EXPECT_EQ(outcome.error->code(), NSURLErrorNetworkConnectionLost);
@@ -54,7 +54,7 @@ class ResponseTestedFirst : public OperationTest {};
 
 TEST_P(ResponseTestedFirst, ABodyThatBrokeOffIsReadSoFar) {
   answerWith(brokenAfterTheBlock());
-  const Outcome outcome = run();
+  const Report outcome = run();
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "words");
 }
@@ -70,7 +70,7 @@ TEST_P(ResponseTestedFirst, ABodyWithoutABlockIsTheErrorOfTheEmptyDescription) {
   for (const std::string body : {"", "<html><h1>Service Unavailable</h1></html>",
                                  "<soap:Fault><faultcode>x</faultcode></soap:Fault>", "\xc3("}) {
     answerWith(body, 503);
-    const Outcome outcome = run();
+    const Report outcome = run();
     ASSERT_NE(outcome.error, nullptr);
     EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
     EXPECT_EQ(outcome.error->code(), 7);
@@ -85,7 +85,7 @@ class ErrorTestedFirst : public OperationTest {};
 
 TEST_P(ErrorTestedFirst, ABodyThatBrokeOffIsTheTransferError) {
   answerWith(brokenAfterTheBlock());
-  const Outcome outcome = run();
+  const Report outcome = run();
   ASSERT_NE(outcome.error, nullptr);
   EXPECT_EQ(outcome.error->domain(), NSURLErrorDomain);
   EXPECT_EQ(outcome.error->code(), NSURLErrorNetworkConnectionLost);

@@ -16,13 +16,13 @@ constexpr std::size_t kMemoryBound = std::size_t{512} * 1024 * 1024;
 class HostileAnswerTest : public AccountServiceFixture {
  protected:
   // The only report, though others have had time to come: the next call's has come by then.
-  Outcome answered(const Operation& operation, const std::string& body) {
+  Report answered(const Operation& operation, const std::string& body) {
     answerWith(body);
-    const auto reports = std::make_shared<Mailbox<Outcome>>();
+    const auto reports = std::make_shared<Mailbox<Report>>();
     operation.start(*api(), Dictionary(), [reports](const auto& result, const auto& error) {
       reports->put({result, error});
     });
-    Outcome outcome = reports->take();
+    Report outcome = reports->take();
     EXPECT_NE(outcome.result == nullptr, outcome.error == nullptr);
     answerWith("");
     outcomeOf([&](auto handler) { operation.start(*api(), Dictionary(), handler); });
@@ -36,7 +36,7 @@ class PatternOperation : public HostileAnswerTest,
 
 TEST_P(PatternOperation, FindsNoBlockInAHostileAnswer) {
   for (const HostileAnswer& hostile : hostileAnswers()) {
-    const Outcome outcome = answered(GetParam(), hostile.text);
+    const Report outcome = answered(GetParam(), hostile.text);
     ASSERT_NE(outcome.error, nullptr) << hostile.name;
     EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
     EXPECT_EQ(outcome.error->code(), 7);
@@ -53,7 +53,7 @@ class LenientOperation : public HostileAnswerTest,
 
 TEST_P(LenientOperation, MakesAnEmptyResultOfAHostileAnswer) {
   for (const HostileAnswer& hostile : hostileAnswers()) {
-    const Outcome outcome = answered(GetParam(), hostile.text);
+    const Report outcome = answered(GetParam(), hostile.text);
     ASSERT_NE(outcome.result, nullptr) << hostile.name;
     EXPECT_EQ(outcome.result->resultDescription(), "");
     EXPECT_EQ(outcome.result->returnData(), GetParam().name == "List" ? Value() : Value(""));
@@ -67,7 +67,7 @@ class JSONOperation : public HostileAnswerTest, public ::testing::WithParamInter
 
 TEST_P(JSONOperation, ReportsTheReadersErrorForAHostileAnswer) {
   for (const HostileAnswer& hostile : hostileAnswers()) {
-    const Outcome outcome = answered(GetParam(), hostile.text);
+    const Report outcome = answered(GetParam(), hostile.text);
     ASSERT_NE(outcome.error, nullptr) << hostile.name;
     EXPECT_EQ(outcome.error->domain(), NSCocoaErrorDomain);
     EXPECT_EQ(outcome.error->code(), NSPropertyListReadCorruptError);
@@ -80,12 +80,12 @@ INSTANTIATE_TEST_SUITE_P(, JSONOperation, ::testing::Values(kRegisterV2, kLoginV
 
 class HostileUserData : public HostileAnswerTest {
  protected:
-  Outcome answered(const std::string& body) { return HostileAnswerTest::answered(kUserData, body); }
+  Report answered(const std::string& body) { return HostileAnswerTest::answered(kUserData, body); }
 };
 
 TEST_F(HostileUserData, IsTheParsersErrorAndLeavesNoTask) {
   for (const HostileAnswer& hostile : hostileAnswers()) {
-    const Outcome outcome = answered(hostile.text);
+    const Report outcome = answered(hostile.text);
     ASSERT_NE(outcome.error, nullptr) << hostile.name;
     EXPECT_EQ(outcome.error->domain(), NSXMLParserErrorDomain) << hostile.name;
   }
@@ -97,7 +97,7 @@ TEST_F(HostileUserData, CutAtAnyByteIsTheParsersError) {
   const std::string whole = soapAnswer(resultBlock("0", "é", "XmlString", "&lt;r/&gt;"));
   for (std::size_t length = 0; length < whole.size(); ++length) {
     answerWith(whole.substr(0, length));
-    const Outcome outcome = outcomeOf(
+    const Report outcome = outcomeOf(
         [&](auto handler) { api()->getUserData_completionHandler(Dictionary(), handler); });
     ASSERT_NE(outcome.error, nullptr) << length;
     EXPECT_EQ(outcome.error->domain(), NSXMLParserErrorDomain) << length;
@@ -105,7 +105,7 @@ TEST_F(HostileUserData, CutAtAnyByteIsTheParsersError) {
 }
 
 TEST_F(HostileUserData, ReadsAnAnswerWithManyAttributes) {
-  const Outcome outcome =
+  const Report outcome =
       answered(elementWithAttributes(hostileCount, resultBlock("0", "words", "String", "data")));
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "words");
@@ -118,7 +118,7 @@ TEST_F(HostileUserData, ReadsAnAnswerWithManyElements) {
     const std::string name = "e" + std::to_string(number);
     elements.append("<").append(name).append(">t</").append(name).append(">");
   }
-  const Outcome outcome =
+  const Report outcome =
       answered("<r>" + elements + resultBlock("0", "words", "String", "data") + "</r>");
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->returnData(), Value("data"));
@@ -126,7 +126,7 @@ TEST_F(HostileUserData, ReadsAnAnswerWithManyElements) {
 
 TEST_F(HostileUserData, ReadsACodeBeyondEveryWidthAsTheEndOfTheWidth) {
   const std::string nines(100'000, '9');
-  Outcome outcome = answered(soapAnswer(resultBlock(nines, "words", "", "")));
+  Report outcome = answered(soapAnswer(resultBlock(nines, "words", "", "")));
   EXPECT_EQ(outcome.error->code(), std::numeric_limits<std::int64_t>::max());
   outcome = answered(soapAnswer(resultBlock("-" + nines, "words", "", "")));
   EXPECT_EQ(outcome.error->code(), std::numeric_limits<std::int64_t>::min());
@@ -141,7 +141,7 @@ TEST_F(HostileUserData, MayBeInUTF16WhenItSaysSo) {
   const auto declaration = wide.find('8');
   ASSERT_NE(declaration, std::string::npos);
   wide.replace(declaration, 2, std::string_view("1\0006\0", 4));
-  const Outcome outcome = answered(wide);
+  const Report outcome = answered(wide);
   ASSERT_NE(outcome.result, nullptr) << outcome.error->localizedDescription();
   EXPECT_EQ(outcome.result->returnData(), Value("data"));
 }
@@ -152,7 +152,7 @@ TEST_F(HostileAnswerTest, NamesPlacesThatNoOperationGoesTo) {
     const std::string body = type + "<r>&e;" + resultBlock("1", "&e;", "String", "&e;") + "</r>";
     for (const Operation& operation : {kRegister, kLogin, kLoginOpenID, kCommon, kWebSSO, kUserData,
                                        kRegisterV2, kLoginV2, kList}) {
-      const Outcome outcome = answered(operation, body);
+      const Report outcome = answered(operation, body);
       const std::string description = outcome.error
                                           ? outcome.error->localizedDescription()
                                           : outcome.result->resultDescription().value_or("");
@@ -172,7 +172,7 @@ TEST_P(HostileReturnData, ThatIsNoJSONIsNull) {
   for (const HostileAnswer& hostile : hostileJSON()) {
     // Text that is no UTF-8 takes the whole block with it.
     if (hostile.name == "InvalidUTF8InJSON") continue;
-    const Outcome outcome =
+    const Report outcome =
         answered(GetParam(), soapAnswer(resultBlock("1", "words", "Json", hostile.text)));
     ASSERT_NE(outcome.result, nullptr) << hostile.name;
     EXPECT_EQ(outcome.result->resultDescription(), "words");

@@ -20,10 +20,10 @@ class OpenIDV2 : public AccountServiceFixture, public ::testing::WithParamInterf
       client.registerV2WithParameters_completeHandler(parameters, std::move(handler));
     }
   }
-  Outcome run(const std::optional<Dictionary>& parameters = Dictionary()) {
+  Report run(const std::optional<Dictionary>& parameters = Dictionary()) {
     return outcomeOf([&](auto handler) { start(*api(), parameters, handler); });
   }
-  Outcome answered(const std::string& body, int status = 200) {
+  Report answered(const std::string& body, int status = 200) {
     answerWith(body, status);
     return run();
   }
@@ -72,7 +72,7 @@ TEST_P(OpenIDV2, GoesToTheGlobalServerWhateverTheFlagSays) {
 }
 
 TEST_P(OpenIDV2, StatusZeroHandsBackMessageAndResult) {
-  const Outcome outcome = answered(R"({"Status":0,"Message":"ok","Result":{"Login":"a","n":[1]}})");
+  const Report outcome = answered(R"({"Status":0,"Message":"ok","Result":{"Login":"a","n":[1]}})");
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "ok");
   EXPECT_EQ(outcome.result->returnData(), Value(Dictionary{{"Login", "a"}, {"n", Array{1}}}));
@@ -81,13 +81,13 @@ TEST_P(OpenIDV2, StatusZeroHandsBackMessageAndResult) {
 TEST_P(OpenIDV2, StatusesThatReadAsZeroAreSuccess) {
   for (const std::string status :
        {"0", "\"0\"", "null", "\"\"", "\"x\"", "0.9", "-0.0", "false", "4294967296", "\" 0\""}) {
-    const Outcome outcome = answered(R"({"Message":"m","Status":)" + status + "}");
+    const Report outcome = answered(R"({"Message":"m","Status":)" + status + "}");
     EXPECT_NE(outcome.result, nullptr) << status;
   }
 }
 
 TEST_P(OpenIDV2, AnAnswerWithoutStatusIsSuccess) {
-  const Outcome outcome = answered("{}");
+  const Report outcome = answered("{}");
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), std::nullopt);
   EXPECT_TRUE(outcome.result->returnData().isNull());
@@ -96,7 +96,7 @@ TEST_P(OpenIDV2, AnAnswerWithoutStatusIsSuccess) {
 TEST_P(OpenIDV2, AnyOtherStatusIsTheErrorOfTheMessage) {
   for (const std::string status :
        {"1", "-1", "\"1\"", "\" 2x\"", "1.5", "true", "4294967297", "\"99999999999\""}) {
-    const Outcome outcome =
+    const Report outcome =
         answered(R"({"Result":{"a":1},"Message":"AppKey Error","Status":)" + status + "}");
     ASSERT_NE(outcome.error, nullptr) << status;
     EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
@@ -107,7 +107,7 @@ TEST_P(OpenIDV2, AnyOtherStatusIsTheErrorOfTheMessage) {
 
 TEST_P(OpenIDV2, ARefusalWithoutAMessageHasAnEmptyDescription) {
   for (const std::string body : {R"({"Status":1})", R"({"Status":1,"Message":null})"}) {
-    const Outcome outcome = answered(body);
+    const Report outcome = answered(body);
     ASSERT_NE(outcome.error, nullptr);
     EXPECT_EQ(outcome.error->code(), 7);
     EXPECT_EQ(outcome.error->userInfo(), (Dictionary{{"NSLocalizedDescription", ""}}));
@@ -116,7 +116,7 @@ TEST_P(OpenIDV2, ARefusalWithoutAMessageHasAnEmptyDescription) {
 
 TEST_P(OpenIDV2, AStatusOfAForeignKindIsAnError) {
   for (const std::string status : {"[]", "{}", "[0]"}) {
-    const Outcome outcome = answered(R"({"Message":"m","Status":)" + status + "}");
+    const Report outcome = answered(R"({"Message":"m","Status":)" + status + "}");
     ASSERT_NE(outcome.error, nullptr) << status;
     EXPECT_EQ(outcome.error->domain(), NSCocoaErrorDomain);
   }
@@ -124,7 +124,7 @@ TEST_P(OpenIDV2, AStatusOfAForeignKindIsAnError) {
 
 TEST_P(OpenIDV2, AMessageOfAForeignKindIsAbsent) {
   for (const std::string message : {"[]", "{\"a\":1}", "null"}) {
-    const Outcome outcome = answered(R"({"Status":0,"Message":)" + message + "}");
+    const Report outcome = answered(R"({"Status":0,"Message":)" + message + "}");
     ASSERT_NE(outcome.result, nullptr) << message;
     EXPECT_EQ(outcome.result->resultDescription(), std::nullopt);
   }
@@ -140,7 +140,7 @@ TEST_P(OpenIDV2, AResultOfAnyKindIsHandedOnAsItIs) {
 
 TEST_P(OpenIDV2, AnyOtherHTTPStatusIsAnErrorWithThatCodeWhateverTheBody) {
   for (const int status : {201, 401, 404, 500}) {
-    const Outcome outcome = answered(R"({"Status":0,"Result":{}})", status);
+    const Report outcome = answered(R"({"Status":0,"Result":{}})", status);
     ASSERT_NE(outcome.error, nullptr) << status;
     EXPECT_EQ(outcome.error->domain(), "ORVAAccountAPIErrorDomain");
     EXPECT_EQ(outcome.error->code(), status);
@@ -151,7 +151,7 @@ TEST_P(OpenIDV2, AnyOtherHTTPStatusIsAnErrorWithThatCodeWhateverTheBody) {
 TEST_P(OpenIDV2, ABodyThatIsNotJSONIsTheReadersError) {
   for (const std::string body :
        {"", "<html/>", "{", "{\"Status\":0}x", "\xef\xbb\xbf{}", "{\"a\":\"\xff\"}"}) {
-    const Outcome outcome = answered(body);
+    const Report outcome = answered(body);
     ASSERT_NE(outcome.error, nullptr) << body;
     EXPECT_EQ(outcome.error->domain(), NSCocoaErrorDomain);
     EXPECT_EQ(outcome.error->code(), NSPropertyListReadCorruptError);
@@ -167,7 +167,7 @@ TEST_P(OpenIDV2, AnAnswerCutAtAnyByteIsAnError) {
 
 TEST_P(OpenIDV2, AnAnswerThatIsNoObjectIsAnError) {
   for (const std::string body : {"[]", "[{\"Status\":0}]", "1", "\"text\"", "null", "true"}) {
-    const Outcome outcome = answered(body);
+    const Report outcome = answered(body);
     ASSERT_NE(outcome.error, nullptr) << body;
     EXPECT_EQ(outcome.error->domain(), NSCocoaErrorDomain);
     EXPECT_EQ(outcome.error->code(), NSPropertyListReadCorruptError);

@@ -11,11 +11,11 @@ using namespace orx::testing;
 
 class ParameterList : public AccountServiceFixture {
  protected:
-  Outcome list(std::string_view name = "country") {
+  Report list(std::string_view name = "country") {
     return outcomeOf(
         [&](auto handler) { api()->parameterListWithName_completionHandler(name, handler); });
   }
-  Outcome answered(const std::string& body, int status = 200) {
+  Report answered(const std::string& body, int status = 200) {
     answerWith(body, status);
     return list();
   }
@@ -53,7 +53,7 @@ TEST_F(ParameterList, ANameIsSentAsItStands) {
 }
 
 TEST_F(ParameterList, HandsBackTheParsedDataWhole) {
-  const Outcome outcome =
+  const Report outcome =
       answered(soapAnswer(resultBlock("1", "words", "Json", R"([{"abbr":"TWN"},{"abbr":"JPN"}])")));
   EXPECT_EQ(outcome.result->resultDescription(), "words");
   EXPECT_EQ(outcome.result->returnData(),
@@ -62,35 +62,35 @@ TEST_F(ParameterList, HandsBackTheParsedDataWhole) {
 
 TEST_F(ParameterList, AnyResultCodeIsASuccess) {
   for (const std::string_view code : {"0", "-3", "x"}) {
-    const Outcome outcome = answered(resultBlock(code, "AppID Error", "", "none"));
+    const Report outcome = answered(resultBlock(code, "AppID Error", "", "none"));
     EXPECT_EQ(outcome.result->resultDescription(), "AppID Error");
     EXPECT_TRUE(outcome.result->returnData().isNull());
   }
 }
 
 TEST_F(ParameterList, TheStatusIsNotExamined) {
-  const Outcome outcome = answered(resultBlock("1", "words", "", R"({"a":1})"), 500);
+  const Report outcome = answered(resultBlock("1", "words", "", R"({"a":1})"), 500);
   EXPECT_EQ(outcome.result->returnData(), Value(Dictionary{{"a", 1}}));
 }
 
 TEST_F(ParameterList, AnAnswerWithoutAFullBlockIsAnEmptyResult) {
   for (const std::string& body :
        {std::string(), std::string("<html/>"), resultBlock("1", "words", "", std::nullopt)}) {
-    const Outcome outcome = answered(body);
+    const Report outcome = answered(body);
     EXPECT_EQ(outcome.result->resultDescription(), "");
     EXPECT_TRUE(outcome.result->returnData().isNull());
   }
 }
 
 TEST_F(ParameterList, EncodedJSONGivesNull) {
-  const Outcome outcome = answered(resultBlock("1", "words", "", "[{&quot;a&quot;:1}]"));
+  const Report outcome = answered(resultBlock("1", "words", "", "[{&quot;a&quot;:1}]"));
   EXPECT_EQ(outcome.result->resultDescription(), "words");
   EXPECT_TRUE(outcome.result->returnData().isNull());
 }
 
 TEST_F(ParameterList, AFailedTransferIsAnEmptyResult) {
   answerWith(Answer::hangUp(TLSTestServer::End::reset));
-  const Outcome outcome = list();
+  const Report outcome = list();
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "");
   EXPECT_TRUE(outcome.result->returnData().isNull());
@@ -109,7 +109,7 @@ TEST_F(ParameterList, TheClientMayGoWhileItsRequestRuns) {
     EXPECT_TRUE(mayAnswer.wait());
     return Answer::reply(200, resultBlock("1", "words", "", "[1]"));
   });
-  const auto reports = std::make_shared<Mailbox<Outcome>>();
+  const auto reports = std::make_shared<Mailbox<Report>>();
   auto client = ORVAAccountAPI::initWithOptions({});
   const std::weak_ptr<ORVAAccountAPI> watched = client;
   client->countryListWithCompletionHandler([reports](const auto& result, const auto& error) {

@@ -87,7 +87,7 @@ std::string sentParameters(const std::string& body) {
 class RecordedExchangeMeaning : public AccountServiceFixture,
                                 public ::testing::WithParamInterface<std::string> {
  protected:
-  Outcome run(const Exchange& exchange, const Value& parameters) {
+  Report run(const Exchange& exchange, const Value& parameters) {
     const Dictionary* dictionary = parameters.dictionary();
     // The JSON calls carry the credentials among their parameters.
     const auto credential = [&](std::string_view name, const std::string& otherwise) {
@@ -118,7 +118,7 @@ TEST_P(RecordedExchangeMeaning, IsReported) {
   const Meaning& meaning = found->second;
   answerWith(answerOf(exchange), exchange.status);
   const auto recorded = JSONSerialization::JSONObjectWithText(exchange.request);
-  const Outcome outcome = run(exchange, recorded.value);
+  const Report outcome = run(exchange, recorded.value);
 
   const Request request = onlyRequest();
   EXPECT_EQ(request.target, exchange.path);
@@ -162,7 +162,7 @@ class RecordedData : public AccountServiceFixture {
  protected:
   Value dataOf(const std::string& name, const Operation& operation) {
     answerWith(loadExchange(name).answer.value());
-    const Outcome outcome =
+    const Report outcome =
         outcomeOf([&](auto handler) { operation.start(*api(), Dictionary(), handler); });
     return outcome.result ? outcome.result->returnData() : Value();
   }

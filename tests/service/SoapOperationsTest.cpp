@@ -9,19 +9,19 @@ using namespace orx::testing;
 
 class Common : public AccountServiceFixture {
  protected:
-  Outcome common() {
+  Report common() {
     return outcomeOf([&](auto handler) {
       api()->commonWithApiId_parameters_completionHandler("w1", Dictionary(), handler);
     });
   }
-  Outcome commonAnswered(std::string_view code, std::optional<std::string_view> data) {
+  Report commonAnswered(std::string_view code, std::optional<std::string_view> data) {
     answerWith(soapAnswer(resultBlock(code, "words", "Json", data)));
     return common();
   }
 };
 
 TEST_F(Common, HandsBackTheDescriptionAndTheParsedData) {
-  const Outcome outcome = commonAnswered("1", R"({"a":[1,"\u00e9",null]})");
+  const Report outcome = commonAnswered("1", R"({"a":[1,"\u00e9",null]})");
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "words");
   EXPECT_EQ(outcome.result->returnData(), Value(Dictionary{{"a", Array{1, "é", nullptr}}}));
@@ -29,20 +29,20 @@ TEST_F(Common, HandsBackTheDescriptionAndTheParsedData) {
 
 TEST_F(Common, TheEmptyElementAndAnEmptyElementPairGiveAnEmptyDictionary) {
   for (const auto data : {std::optional<std::string_view>(), std::optional<std::string_view>("")}) {
-    const Outcome outcome = commonAnswered("1", data);
+    const Report outcome = commonAnswered("1", data);
     ASSERT_NE(outcome.result, nullptr);
     EXPECT_EQ(outcome.result->returnData(), Value(Dictionary()));
   }
 }
 
 TEST_F(Common, AnArrayOfOneObjectIsHandedOnWhole) {
-  const Outcome outcome = commonAnswered("1", R"([{"login":"a"}])");
+  const Report outcome = commonAnswered("1", R"([{"login":"a"}])");
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->returnData(), Value(Array{Dictionary{{"login", "a"}}}));
 }
 
 TEST_F(Common, DataThatIsNotJSONIsASuccessWithNull) {
-  const Outcome outcome = commonAnswered("1", "{&quot;a&quot;:1}");
+  const Report outcome = commonAnswered("1", "{&quot;a&quot;:1}");
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_TRUE(outcome.result->returnData().isNull());
 }
@@ -55,7 +55,7 @@ TEST_F(Common, CodesThatReadAsOneAreSuccess) {
 
 TEST_F(Common, EveryOtherCodeIsTheErrorOfTheDescription) {
   for (const std::string_view code : {"0", "2", "-1", "", "one", "x1", "4294967297"}) {
-    const Outcome outcome = commonAnswered(code, "{}");
+    const Report outcome = commonAnswered(code, "{}");
     ASSERT_NE(outcome.error, nullptr) << code;
     EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
     EXPECT_EQ(outcome.error->code(), 7);
@@ -81,7 +81,7 @@ TEST_F(Common, ABlockThatIsBrokenUpIsNone) {
     std::string broken = whole;
     broken.insert(broken.find("<ResultDesc>"), gap);
     answerWith(soapAnswer(broken));
-    const Outcome outcome = common();
+    const Report outcome = common();
     ASSERT_NE(outcome.error, nullptr);
     EXPECT_EQ(outcome.error->code(), 7);
     EXPECT_EQ(outcome.error->localizedDescription(), "");
@@ -90,7 +90,7 @@ TEST_F(Common, ABlockThatIsBrokenUpIsNone) {
 
 TEST_F(Common, CapturedTextIsNotDecoded) {
   answerWith(soapAnswer(resultBlock("1", "a &amp; b", "t", R"({"x":"&lt;"})")));
-  const Outcome outcome = common();
+  const Report outcome = common();
   EXPECT_EQ(outcome.result->resultDescription(), "a &amp; b");
   EXPECT_EQ(outcome.result->returnData(), Value(Dictionary{{"x", "&lt;"}}));
 }
@@ -105,7 +105,7 @@ TEST_F(Common, AnAnswerCutAtAnyByteIsReportedOnce) {
   const std::size_t end = whole.find("</ReturnData>") + std::string_view("</ReturnData>").size();
   for (std::size_t length = 0; length < whole.size(); ++length) {
     answerWith(whole.substr(0, length));
-    const Outcome outcome = common();
+    const Report outcome = common();
     EXPECT_EQ(outcome.result != nullptr, length >= end) << length;
   }
 }
@@ -113,14 +113,14 @@ TEST_F(Common, AnAnswerCutAtAnyByteIsReportedOnce) {
 TEST_F(Common, ALargeAnswerIsRead) {
   const std::string text(std::size_t{10} * 1024 * 1024, 'x');
   answerWith(soapAnswer(resultBlock("1", "d", "t", "\"" + text + "\"")));
-  const Outcome outcome = common();
+  const Report outcome = common();
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->returnData(), Value(text));
 }
 
 class Register : public AccountServiceFixture {
  protected:
-  Outcome registered(std::string_view code, std::optional<std::string_view> data) {
+  Report registered(std::string_view code, std::optional<std::string_view> data) {
     answerWith(soapAnswer(resultBlock(code, "words", "Json", data)));
     return outcomeOf([&](auto handler) {
       api()->register_completeHandler(Dictionary{{"login", "a"}}, handler);
@@ -130,7 +130,7 @@ class Register : public AccountServiceFixture {
 
 TEST_F(Register, AnyCodeButZeroIsSuccess) {
   for (const std::string_view code : {"1", "2", "-1", "4294967296", "99999999999999999999"}) {
-    const Outcome outcome = registered(code, "77");
+    const Report outcome = registered(code, "77");
     ASSERT_NE(outcome.result, nullptr) << code;
     EXPECT_EQ(outcome.result->resultDescription(), "words");
     EXPECT_EQ(outcome.result->returnData(), Value(Dictionary{{"cus_id", "77"}}));
@@ -139,7 +139,7 @@ TEST_F(Register, AnyCodeButZeroIsSuccess) {
 
 TEST_F(Register, CodesThatReadAsZeroAreTheErrorOfTheDescription) {
   for (const std::string_view code : {"0", "", "none", "-0", "000"}) {
-    const Outcome outcome = registered(code, "77");
+    const Report outcome = registered(code, "77");
     ASSERT_NE(outcome.error, nullptr) << code;
     EXPECT_EQ(outcome.error->code(), 7);
     EXPECT_EQ(outcome.error->localizedDescription(), "words");
@@ -157,7 +157,7 @@ TEST_F(Register, AnEmptyElementGivesAnEmptyCustomerNumber) {
 // Both sign-ins are one operation but for the identifier, so each test runs over both.
 class Login : public AccountServiceFixture, public ::testing::WithParamInterface<bool> {
  protected:
-  Outcome login() {
+  Report login() {
     return outcomeOf([&](auto handler) {
       const Dictionary parameters{{"login", "a"}, {"passwd", "b"}};
       if (GetParam()) {
@@ -167,14 +167,14 @@ class Login : public AccountServiceFixture, public ::testing::WithParamInterface
       }
     });
   }
-  Outcome loginAnswered(std::string_view code, std::optional<std::string_view> data) {
+  Report loginAnswered(std::string_view code, std::optional<std::string_view> data) {
     answerWith(soapAnswer(resultBlock(code, "words", "Json", data)));
     return login();
   }
 };
 
 TEST_P(Login, HandsBackTheFirstElementOfTheArray) {
-  const Outcome outcome = loginAnswered("1", R"([{"login":"a"},{"login":"b"}])");
+  const Report outcome = loginAnswered("1", R"([{"login":"a"},{"login":"b"}])");
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "words");
   EXPECT_EQ(outcome.result->returnData(), Value(Dictionary{{"login", "a"}}));
@@ -186,7 +186,7 @@ TEST_P(Login, ReturnDataThatIsNoFilledArrayGivesNull) {
         std::optional<std::string_view>("[]"), std::optional<std::string_view>(R"({"login":"a"})"),
         std::optional<std::string_view>("not json"), std::optional<std::string_view>("[{\"a\":1}"),
         std::optional<std::string_view>("null")}) {
-    const Outcome outcome = loginAnswered("1", data);
+    const Report outcome = loginAnswered("1", data);
     ASSERT_NE(outcome.result, nullptr);
     EXPECT_TRUE(outcome.result->returnData().isNull());
   }
@@ -194,7 +194,7 @@ TEST_P(Login, ReturnDataThatIsNoFilledArrayGivesNull) {
 
 TEST_P(Login, OnlyCodeOneIsSuccess) {
   for (const std::string_view code : {"0", "2", "-1", "", "4294967297", "x"}) {
-    const Outcome outcome = loginAnswered(code, R"([{"login":"a"}])");
+    const Report outcome = loginAnswered(code, R"([{"login":"a"}])");
     ASSERT_NE(outcome.error, nullptr) << code;
     EXPECT_EQ(outcome.error->localizedDescription(), "words");
   }
@@ -203,7 +203,7 @@ TEST_P(Login, OnlyCodeOneIsSuccess) {
 
 TEST_P(Login, ARefusalCarriesTheServicesWordsAndTheirCode) {
   answerWith(soapAnswer(resultBlock("0", "password error", "", std::nullopt)));
-  const Outcome outcome = login();
+  const Report outcome = login();
   ASSERT_NE(outcome.error, nullptr);
   EXPECT_EQ(outcome.error->code(), 4);
   EXPECT_EQ(outcome.error->localizedDescription(), "password error");
@@ -214,7 +214,7 @@ INSTANTIATE_TEST_SUITE_P(PasswordAndOpenID, Login, ::testing::Bool(),
 
 class WebSSO : public AccountServiceFixture {
  protected:
-  Outcome webSSO() {
+  Report webSSO() {
     return outcomeOf([&](auto handler) {
       api()->apToWebSSOWithParameters_completionHandler(Dictionary{{"ticket", "t"}}, handler);
     });
@@ -223,14 +223,14 @@ class WebSSO : public AccountServiceFixture {
 
 TEST_F(WebSSO, HandsBackTheReturnDataTextUnparsed) {
   answerWith(soapAnswer(resultBlock("1", "words", "String", R"([{"a":1}])")));
-  const Outcome outcome = webSSO();
+  const Report outcome = webSSO();
   EXPECT_EQ(outcome.result->resultDescription(), "words");
   EXPECT_EQ(outcome.result->returnData(), Value(R"([{"a":1}])"));
 }
 
 TEST_F(WebSSO, AFailureCodeIsASuccessWithItsDescription) {
   answerWith(soapAnswer(resultBlock("-5", "no such ticket", "String", "")));
-  const Outcome outcome = webSSO();
+  const Report outcome = webSSO();
   EXPECT_EQ(outcome.result->resultDescription(), "no such ticket");
   EXPECT_EQ(outcome.result->returnData(), Value(""));
 }
@@ -238,7 +238,7 @@ TEST_F(WebSSO, AFailureCodeIsASuccessWithItsDescription) {
 TEST_F(WebSSO, AnyOtherStatusIsAnErrorWithThatCodeAndNoDetails) {
   for (const int status : {201, 204, 404, 500}) {
     answerWith(soapAnswer(resultBlock("1", "words", "String", "x")), status);
-    const Outcome outcome = webSSO();
+    const Report outcome = webSSO();
     ASSERT_NE(outcome.error, nullptr) << status;
     EXPECT_EQ(outcome.error->domain(), "ORVAAccountAPIErrorDomain");
     EXPECT_EQ(outcome.error->code(), status);
@@ -251,7 +251,7 @@ TEST_F(WebSSO, AnAnswerWithoutAFullBlockIsASuccessWithEmptyTexts) {
        {soapAnswer(resultBlock("1", "words", "String", std::nullopt)), std::string(),
         std::string("<html>not here</html>"), std::string("\xff\xfe")}) {
     answerWith(body);
-    const Outcome outcome = webSSO();
+    const Report outcome = webSSO();
     ASSERT_NE(outcome.result, nullptr);
     EXPECT_EQ(outcome.result->resultDescription(), "");
     EXPECT_EQ(outcome.result->returnData(), Value(""));
@@ -264,7 +264,7 @@ TEST_F(WebSSO, TheClientMayGoWhileItsRequestRuns) {
     EXPECT_TRUE(mayAnswer.wait());
     return Answer::reply(200, resultBlock("1", "words", "String", "x"));
   });
-  const auto reports = std::make_shared<Mailbox<Outcome>>();
+  const auto reports = std::make_shared<Mailbox<Report>>();
   auto client = ORVAAccountAPI::initWithOptions({});
   const std::weak_ptr<ORVAAccountAPI> watched = client;
   client->apToWebSSOWithParameters_completionHandler(

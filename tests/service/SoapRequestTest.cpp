@@ -128,7 +128,7 @@ TEST_F(SoapRequest, ACallThatIsPendingKeepsItsServer) {
     EXPECT_TRUE(mayAnswer.wait());
     return Answer::reply(200, soapAnswer(resultBlock("1", "OK", "Json", "[{}]")));
   });
-  const auto reports = std::make_shared<Mailbox<Outcome>>();
+  const auto reports = std::make_shared<Mailbox<Report>>();
   api()->login_completionHandler(parameters, [reports](const auto& result, const auto& error) {
     reports->put({result, error});
   });

@@ -26,12 +26,12 @@ class Recorder : public XMLParserDelegate {
 
 class UserData : public AccountServiceFixture {
  protected:
-  Outcome fetch() {
+  Report fetch() {
     return outcomeOf([&](auto handler) {
       api()->getUserData_completionHandler(Dictionary{{"Ticket", "T/1"}}, handler);
     });
   }
-  Outcome answered(const std::string& body, int status = 200) {
+  Report answered(const std::string& body, int status = 200) {
     answerWith(body, status);
     return fetch();
   }
@@ -48,7 +48,7 @@ TEST_F(UserData, SendsTheTicketInTheSoap12Envelope) {
 }
 
 TEST_F(UserData, XmlStringHandsOutAParserThatHasNotBeenRun) {
-  const Outcome outcome = answered(soapAnswer(
+  const Report outcome = answered(soapAnswer(
       resultBlock("0", "words", "XmlString", xmlEscaped("<r><login>a&amp;b</login></r>"))));
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "words");
@@ -63,7 +63,7 @@ TEST_F(UserData, XmlStringHandsOutAParserThatHasNotBeenRun) {
 }
 
 TEST_F(UserData, TheInnerTextsOwnEncodingIsNotBelieved) {
-  const Outcome outcome = answered(
+  const Report outcome = answered(
       soapAnswer(resultBlock("0", "words", "XmlString",
                              xmlEscaped(R"(<?xml version="1.0" encoding="utf-16"?><r>é</r>)"))));
   const auto parser = outcome.result->returnData().objectOf<XMLParser>();
@@ -76,7 +76,7 @@ TEST_F(UserData, TheInnerTextsOwnEncodingIsNotBelieved) {
 
 TEST_F(UserData, AnyOtherDataTypeHandsBackTheTextDecoded) {
   for (const std::string_view type : {"String", "xmlstring", "XmlString ", "Json"}) {
-    const Outcome outcome = answered(soapAnswer(resultBlock("0", "words", type, "a &lt;b&gt;")));
+    const Report outcome = answered(soapAnswer(resultBlock("0", "words", type, "a &lt;b&gt;")));
     ASSERT_NE(outcome.result, nullptr) << type;
     EXPECT_EQ(outcome.result->returnData(), Value("a <b>"));
   }
@@ -84,21 +84,21 @@ TEST_F(UserData, AnyOtherDataTypeHandsBackTheTextDecoded) {
 
 TEST_F(UserData, AnEmptyElementLeavesTheDataNull) {
   for (const auto data : {std::optional<std::string_view>(), std::optional<std::string_view>("")}) {
-    const Outcome outcome = answered(soapAnswer(resultBlock("0", "words", "String", data)));
+    const Report outcome = answered(soapAnswer(resultBlock("0", "words", "String", data)));
     ASSERT_NE(outcome.result, nullptr);
     EXPECT_TRUE(outcome.result->returnData().isNull());
   }
 }
 
 TEST_F(UserData, XmlWithoutReturnDataHandsOutAParserOverNothing) {
-  const Outcome outcome = answered(soapAnswer(resultBlock("0", "w", "XmlString", std::nullopt)));
+  const Report outcome = answered(soapAnswer(resultBlock("0", "w", "XmlString", std::nullopt)));
   const auto parser = outcome.result->returnData().objectOf<XMLParser>();
   ASSERT_NE(parser, nullptr);
   EXPECT_FALSE(parser->parse());
 }
 
 TEST_F(UserData, AnIndentedAnswerKeepsTheWhiteSpaceBeforeEachElement) {
-  const Outcome outcome = answered(
+  const Report outcome = answered(
       "<r>\n <ResultCode>0</ResultCode>\n <ResultDesc>words</ResultDesc>\n "
       "<ReturnDataType>XmlString</ReturnDataType>\n <ReturnData>x</ReturnData>\n</r>");
   ASSERT_NE(outcome.result, nullptr);
@@ -107,7 +107,7 @@ TEST_F(UserData, AnIndentedAnswerKeepsTheWhiteSpaceBeforeEachElement) {
 }
 
 TEST_F(UserData, TextInCdataIsNotGathered) {
-  const Outcome outcome = answered(
+  const Report outcome = answered(
       "<r><ResultCode>0</ResultCode><ResultDesc>a<![CDATA[ b ]]>c</ResultDesc>"
       "<ReturnDataType>String</ReturnDataType><ReturnData><![CDATA[only]]></ReturnData></r>");
   EXPECT_EQ(outcome.result->resultDescription(), "ac");
@@ -115,7 +115,7 @@ TEST_F(UserData, TextInCdataIsNotGathered) {
 }
 
 TEST_F(UserData, TheLastOfARepeatedElementCountsAndPrefixesAreKept) {
-  const Outcome outcome = answered(
+  const Report outcome = answered(
       "<r><s:ResultCode>5</s:ResultCode><ResultCode>1</ResultCode><ResultCode>0</ResultCode>"
       "<ResultDesc>first</ResultDesc><x><ResultDesc>last</ResultDesc></x></r>");
   ASSERT_NE(outcome.result, nullptr);
@@ -123,7 +123,7 @@ TEST_F(UserData, TheLastOfARepeatedElementCountsAndPrefixesAreKept) {
 }
 
 TEST_F(UserData, TextBeforeAChildJoinsTheChilds) {
-  const Outcome outcome = answered("<r>x<ResultCode>0</ResultCode>y<ResultDesc>z</ResultDesc></r>");
+  const Report outcome = answered("<r>x<ResultCode>0</ResultCode>y<ResultDesc>z</ResultDesc></r>");
   // "x0" reads as 0: no digits lead it.
   EXPECT_EQ(outcome.result->resultDescription(), "yz");
 }
@@ -132,7 +132,7 @@ TEST_F(UserData, OtherCodesAreErrorsWithThatVeryCode) {
   const std::vector<std::pair<std::string, std::int64_t>> rows{
       {"1", 1}, {"-1", -1}, {" 42", 42}, {"4294967296", 4294967296}};
   for (const auto& [code, number] : rows) {
-    const Outcome outcome = answered(soapAnswer(resultBlock(code, "AppID Error", "", "")));
+    const Report outcome = answered(soapAnswer(resultBlock(code, "AppID Error", "", "")));
     ASSERT_NE(outcome.error, nullptr) << code;
     EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
     EXPECT_EQ(outcome.error->code(), number);
@@ -141,7 +141,7 @@ TEST_F(UserData, OtherCodesAreErrorsWithThatVeryCode) {
 }
 
 TEST_F(UserData, AnAnswerWithoutResultCodeIsCodeZeroWithTheDescription) {
-  const Outcome outcome = answered("<r><ResultDesc>why</ResultDesc></r>");
+  const Report outcome = answered("<r><ResultDesc>why</ResultDesc></r>");
   ASSERT_NE(outcome.error, nullptr);
   EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
   EXPECT_EQ(outcome.error->code(), 0);
@@ -149,7 +149,7 @@ TEST_F(UserData, AnAnswerWithoutResultCodeIsCodeZeroWithTheDescription) {
 }
 
 TEST_F(UserData, AnAnswerWithoutCodeAndDescriptionIsCodeZeroWithoutDetails) {
-  const Outcome outcome = answered("<soap:Fault xmlns:soap='s'><reason>x</reason></soap:Fault>");
+  const Report outcome = answered("<soap:Fault xmlns:soap='s'><reason>x</reason></soap:Fault>");
   ASSERT_NE(outcome.error, nullptr);
   EXPECT_EQ(outcome.error->code(), 0);
   EXPECT_TRUE(outcome.error->userInfo().empty());
@@ -158,7 +158,7 @@ TEST_F(UserData, AnAnswerWithoutCodeAndDescriptionIsCodeZeroWithoutDetails) {
 TEST_F(UserData, MalformedXMLIsTheParsersErrorReportedOnce) {
   const std::string whole = soapAnswer(resultBlock("0", "words", "String", "x"));
   for (std::size_t length = 0; length + 1 < whole.size(); length += 7) {
-    const Outcome outcome = answered(whole.substr(0, length));
+    const Report outcome = answered(whole.substr(0, length));
     ASSERT_NE(outcome.error, nullptr) << length;
     EXPECT_EQ(outcome.error->domain(), NSXMLParserErrorDomain);
   }

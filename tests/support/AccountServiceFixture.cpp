@@ -78,15 +78,15 @@ void AccountServiceFixture::answerWith(const std::string& body, int status) {
   answerWith(Answer::reply(status, body));
 }
 
-Outcome AccountServiceFixture::outcomeOf(
+Report AccountServiceFixture::outcomeOf(
     const std::function<void(ORVAAccountAPICompletionHandler)>& start) {
   // Shared with the callback, which a test that has given up may not wait for.
-  const auto reports = std::make_shared<Mailbox<Outcome>>();
+  const auto reports = std::make_shared<Mailbox<Report>>();
   start([reports](const std::shared_ptr<ORVAAccountAPIResult>& result,
                   const std::shared_ptr<Error>& error) {
     reports->put({result, error});
   });
-  Outcome outcome = reports->take();
+  Report outcome = reports->take();
   EXPECT_NE(outcome.result == nullptr, outcome.error == nullptr);
   return outcome;
 }

@@ -30,7 +30,7 @@ std::string xmlEscaped(std::string_view text);
 std::string between(const std::string& text, std::string_view from, std::string_view to);
 
 // What one call reported.
-struct Outcome {
+struct Report {
   std::shared_ptr<ORVAAccountAPIResult> result;
   std::shared_ptr<Error> error;
 };
@@ -51,7 +51,7 @@ class AccountServiceFixture : public ::testing::Test {
 
   // Starts one call and waits for its report; fails the test when the report is not one of a result
   // and an error.
-  Outcome outcomeOf(const std::function<void(ORVAAccountAPICompletionHandler)>& start);
+  Report outcomeOf(const std::function<void(ORVAAccountAPICompletionHandler)>& start);
 
   std::shared_ptr<ORVAAccountAPI> api() const { return api_; }
   TLSTestServer& server() { return *server_; }

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <stdexcept>
+
+#include "support/Await.h"
 
 namespace orx::testing {
 
@@ -36,6 +39,12 @@ class LoopbackListener {
   std::uint16_t port() const { return port_; }
   // The next connection, which is the caller's to close; -1 when there is none.
   int accept() const { return accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC); }
+  // Whether a connection is there to be accepted; waits for one.
+  [[nodiscard]] bool awaitConnection() const {
+    pollfd waiting{.fd = socket_, .events = POLLIN, .revents = 0};
+    const auto limit = std::chrono::duration_cast<std::chrono::milliseconds>(patience);
+    return poll(&waiting, 1, static_cast<int>(limit.count())) == 1;
+  }
 
  private:
   static constexpr int longestQueue = 16'384;

@@ -318,6 +318,7 @@ void TLSTestServer::send(Connection& connection, const Answer& answer) {
   for (std::size_t at = 0; at < answer.bytes.size() && !stopping_; at += step) {
     if (answer.pace.count() != 0) std::this_thread::sleep_for(answer.pace);
     if (SSL_write(connection.tls, answer.bytes.data() + at, static_cast<int>(step)) <= 0) return;
+    if (answer.onSent) answer.onSent(at + step);
   }
 }
 

@@ -62,6 +62,8 @@ class TLSTestServer {
     bool stalls = false;
     // Pause before each byte.
     std::chrono::milliseconds pace{0};
+    // Told after each writing how many bytes have been sent.
+    std::function<void(std::size_t)> onSent = nullptr;
 
     // A whole reply; Content-Length is added.
     static Answer reply(int status, std::string_view body = {}, const HeaderFields& headers = {});

@@ -20,18 +20,19 @@ using Action = FaultPlan::Action;
 
 FaultPlan plan;
 std::atomic<bool> counting = false;
-// Libraries below make calls of their own on threads of their own, in an order of their own.
+// Only the thread of the operation counts: GLib and OpenSSL make calls on threads of their own, in
+// no fixed order.
 thread_local bool counts = false;
 std::atomic<unsigned> counted = 0;
 std::array<const char*, 4096> names;
-// Descriptors whose closing may be the moment at which a file system reports a failed write.
+// Descriptors of files that were created. Some file systems report a failed write only at close().
 std::array<std::atomic<bool>, 1024> created;
 
 void killHere() { syscall(SYS_kill, getpid(), SIGKILL); }
 
 enum class Side { Write, Read };
 
-// One call on its way: whether the plan means it, and what becomes of it.
+// One interposed call: counts it, and kills, fails or shortens it when the plan says so.
 class Passage {
  public:
   Passage(const char* name, Side side) {
@@ -115,7 +116,7 @@ int openat(int directory, const char* path, int flags, ...) {
   return opened("openat", directory, path, flags, mode);
 }
 
-// Closed in any case, as the kernel does.
+// The descriptor is closed even when the call fails, as the kernel does.
 int close(int descriptor) {
   const bool writes = descriptor >= 0 && descriptor < static_cast<int>(created.size()) &&
                       created[static_cast<std::size_t>(descriptor)].exchange(false);
@@ -143,7 +144,7 @@ int fsync(int descriptor) {
   return static_cast<int>(passed("fsync", Side::Write, SYS_fsync, descriptor));
 }
 
-// By another name here, since the header has a structure of that name too.
+// Named otherwise in C++ because <sys/file.h> declares a struct flock as well.
 int interposedFlock(int descriptor, int operation) noexcept __asm__("flock");
 int interposedFlock(int descriptor, int operation) noexcept {
   return static_cast<int>(passed("flock", Side::Write, SYS_flock, descriptor, operation));

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-// What goes wrong with the system calls that the library makes in this program. The library is
-// linked statically, so its calls of the C library come to the functions of FaultPlan.cpp.
+// Which system call of the library goes wrong, and how. The library is linked statically into this
+// program, so its calls of open(), write() and the like reach the functions of FaultPlan.cpp.
 namespace orx::torture {
 
 struct FaultPlan {
@@ -17,8 +17,8 @@ struct FaultPlan {
                  // 0
   };
   Action action = Action::CountOnly;
-  unsigned at = 0;        // which counted call it befalls; the first is 1
-  bool forEver = false;   // and every counted call after it
+  unsigned at = 0;        // the number of the call that goes wrong; the first is 1
+  bool forEver = false;   // every counted call after it goes wrong too
   int number = 0;         // errno
   bool readsToo = false;  // counts calls that only read, besides those that change the disk
 };

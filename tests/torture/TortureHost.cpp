@@ -1,7 +1,7 @@
-// A host application that does one thing with the stored user and is killed, or meets a failing
-// disk, at a chosen moment. It reads one request a line, a JSON object, and answers each with a
-// line. Each request is carried out by a process of its own, forked from one that has never used
-// the library, so that it finds what a newly started program finds.
+// A host application that carries out one operation on the stored user and is killed, or meets a
+// failing system call, at a chosen moment. It reads one request a line, a JSON object, and answers
+// each with a line. Each request runs in a child forked from a process that has never used the
+// library, so the child starts like a new program.
 
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountConstants.h>
@@ -33,7 +33,7 @@ using namespace platform;
 
 namespace {
 
-// No operation may take longer; what hangs is killed and reported as killed by this.
+// Seconds for one operation. SIGALRM ends a child that hangs, and the answer names that signal.
 constexpr unsigned longest = 60;
 
 std::string textIn(const Dictionary& request, std::string_view key) {
@@ -100,7 +100,7 @@ void start() {
       std::nullopt, "key", "application", false);
 }
 
-// What comes before the operation, and the operation.
+// Done before the calls are counted.
 void prepare(std::string_view operation) {
   if (operation == "switch" || operation == "sign-out") start();
 }
@@ -160,7 +160,7 @@ Dictionary crowd(const Dictionary& request) {
                     .counters = textIn(request, "counters")});
 }
 
-// What root may do anyway would hide what others may not.
+// Root ignores file permissions, so a run as root would not see calls that they refuse.
 void becomeUser(std::int64_t user) {
   const auto number = static_cast<uid_t>(user);
   if (setresgid(number, number, number) != 0 || setresuid(number, number, number) != 0) {
@@ -174,8 +174,8 @@ Dictionary carryOut(const Dictionary& request) {
   const auto home = textIn(request, "home");
   setenv("XDG_CONFIG_HOME", (home + "/config").c_str(), 1);
   setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
-  // Without a session bus of the test's own there is none, as on a server, and never the keyring of
-  // the user who runs this.
+  // Without a bus of the test's own the child has none, as on a server; it must never reach the
+  // keyring of the user who runs the test.
   setenv("XDG_RUNTIME_DIR", (home + "/run").c_str(), 1);
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
   if (const auto bus = textIn(request, "bus"); !bus.empty()) {

@@ -1,6 +1,7 @@
-"""Whether every call by which the library could change the disk is one that can be made to fail: those
-are defined in the host program itself, and any other would be undefined there. And whether they come
-in the order that a crash of the machine wants, which no kill of a process can show."""
+"""Two checks that need no incident. The host program defines the system calls that the trials make
+fail; a call that changes the disk and is undefined there would go to the C library unseen. And the
+calls come in an order that survives a crash of the machine, which killing a process cannot show:
+written data is flushed before the rename, the folder after it."""
 
 import re
 import subprocess
@@ -28,15 +29,15 @@ def symbols(program, *options):
 def check(program, service):
     undefined = symbols(program, "--undefined-only")
     assert "fork" in undefined, undefined
-    complaints = [f"a call that passes by: {name}"
+    complaints = [f"a call that the trials cannot make fail: {name}"
                   for name in sorted(undefined) if CHANGES_THE_DISK.fullmatch(name)]
     missing = DEFINED - symbols(program, "--defined-only")
-    complaints += [f"a call that is not met: {name}" for name in sorted(missing)]
+    complaints += [f"a call that the host program does not define: {name}" for name in sorted(missing)]
     return len(DEFINED), complaints + check_order(program, service)
 
 
 def check_order(program, service):
-    """What is put in place is on the disk before, and the change of the directory after it."""
+    """A file is flushed before it is renamed into place, and its folder is flushed afterwards."""
     complaints = []
     seen = set()
     with Bench(program, service) as bench:
@@ -57,5 +58,6 @@ def check_order(program, service):
 
 
 def settles(calls, at):
-    """A folder is made only when the ones around it are; then it is given its permissions."""
+    """Whether the folder is flushed next, or after one call that sets permissions. A mkdir that is
+    followed by another mkdir has failed, because the folder around it is missing."""
     return "fsync" in calls[at + 1:at + 3] or calls[at] == "mkdir" == calls[at + 1]

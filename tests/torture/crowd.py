@@ -35,7 +35,7 @@ def gather(hosts, home, counters, seconds, random):
     end = time.monotonic() + seconds
     rounds = max(3, int(seconds / 4))
     for turn in range(rounds):
-        # The last round is let be; in the others half of the processes die in the midst of it.
+        # In all rounds but the last, half of the processes are killed at a random moment.
         length = (end - time.monotonic()) / (rounds - turn)
         for process, host in enumerate(hosts):
             dies = turn < rounds - 1 and process % 2 == turn % 2
@@ -59,7 +59,7 @@ def gather(hosts, home, counters, seconds, random):
 
 
 def check_what_is_left(hosts, home):
-    """The locks of the dead are free, and every process sees what another has done last."""
+    """The locks of killed processes are free, and each process sees what another did last."""
     complaints = []
     for turn, host in enumerate(hosts):
         other = hosts[(turn + 1) % len(hosts)]
@@ -71,9 +71,9 @@ def check_what_is_left(hosts, home):
         if seen != [name, name, None, None]:
             complaints.append(f"one process does not see what another has done: {seen}")
         if any(answer["status"]["code"] for answer in answers):
-            complaints.append(f"something is left that hinders: {answers}")
+            complaints.append(f"a call fails because of what is left behind: {answers}")
+    # Both the archive and the key in the defaults contain "ORVAAccountUser".
     left = stores.traces(home, [NEXT.encode(), b"ORVAAccountUser"])
-    # The key in the defaults bears that name too, but is gone after a sign-out.
     if left:
         complaints.append(f"left after a sign-out: {left}")
     return complaints

@@ -1,10 +1,10 @@
-"""The program that carries out one request a process."""
+"""The host program. It carries out each request in a process of its own."""
 
 import json
 import os
 import subprocess
 
-# As root the requests are carried out by an ordinary user, whom permissions bind.
+# Root ignores file permissions, so a run by root carries the requests out as the user "nobody".
 USER_ID = 65534 if os.geteuid() == 0 else None
 
 
@@ -16,7 +16,7 @@ def hand_over(path):
 
 class Host:
     def __init__(self, program):
-        # Built with the thread sanitizer, every process would rest for a second at its end.
+        # The thread sanitizer makes every process sleep for a second before it exits.
         options = os.environ.get("TSAN_OPTIONS", "") + ":atexit_sleep_ms=0"
         self._process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                          text=True, env={**os.environ, "TSAN_OPTIONS": options})

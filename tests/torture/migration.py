@@ -1,6 +1,6 @@
-"""The stored user on the way between the keyring and the file store: what is done in which state of
-the two, in a session with a service or without one, and what must hold after whatever has gone
-wrong."""
+"""The stored user while it moves between the keyring and the file store. An operation is tried in
+each state of the two stores, in a session with a Secret Service and in one without; after an incident
+the checks below must hold."""
 
 from dataclasses import dataclass
 
@@ -25,7 +25,7 @@ class Scenario:
 
 @dataclass(frozen=True)
 class Prospect:
-    """What an operation is to come to."""
+    """What is expected of an operation. `acts` says whether it changes the stores at all."""
 
     before: str | None
     stored: str | None
@@ -35,7 +35,7 @@ class Prospect:
 
     @property
     def allowed(self):
-        """Who may be stored when it was killed or failed."""
+        """Who may be stored after the operation was killed or has failed."""
         return {self.before, self.stored}
 
 
@@ -56,13 +56,14 @@ def scenarios():
     for state in MAKERS:
         for operation in ("start", "sign-in", "switch", "sign-out", "clear"):
             for service in (False, True):
-                # The rest concerns the file store alone, and is gone through with it.
+                # Without a service these use the file store alone: scenarios.py covers them.
                 if service or state not in ("nothing yet", "signed out", "in the file"):
                     yield Scenario(state, operation, service)
 
 
 class MigrationBench:
-    """What the trials of a migration do with a bench: a home, a host program and a session."""
+    """Plants states, asks the host program, and checks what is stored. Remains that were checked
+    once are not checked again."""
 
     def __init__(self, bench):
         self.home, self.host, self.session = bench.home, bench.host, bench.session
@@ -93,7 +94,7 @@ class MigrationBench:
         return answer
 
     def do(self, operation, service, login=""):
-        """What must go well."""
+        """Carries out an operation that nothing disturbs, and checks its outcome."""
         outlook = prospect(self.held, operation, login, service)
         answer = self.ask(operation, service, login)
         assert answer.get("user", "(crashed)") == outlook.in_memory, (operation, answer)
@@ -112,8 +113,8 @@ class MigrationBench:
         return prospect(self.begins[scenario.state], scenario.operation, NEW, scenario.service)
 
     def steps(self, scenario):
-        """(the calls that change files, the messages to the service) of an operation that goes
-        well."""
+        """(the calls that change files, the messages to the service) of the undisturbed
+        operation."""
         if scenario not in self.known_steps:
             self.plant(self.states[scenario.state])
             answer, _ = self.do(scenario.operation, scenario.service, NEW)
@@ -121,10 +122,10 @@ class MigrationBench:
             self.known_steps[scenario] = answer["calls"], messages
         return self.known_steps[scenario]
 
-    # What must hold from here on, in whatever session the next program runs.
+    # What must hold after an incident, whether or not the next program finds a service.
 
     def check_aftermath(self, here):
-        """In each of WAYS, from the same remains."""
+        """Takes each of WAYS, every time from what the incident has left."""
         remains, held = self.snapshot(), self.held
         kind = (here, two_stores.kind(remains, held))
         if kind in self.passed:
@@ -140,7 +141,7 @@ class MigrationBench:
         answer, after = self.do("start", service)
         status = answer["status"]
         if not before.reachable(service):
-            # Without a record nothing says that there is one out of reach.
+            # Without a record nothing tells the library that the keyring holds a user.
             told = status["code"] != 0 and status["remedy"]
             assert told or before.record is None, (before, answer)
             assert after.owner == before.owner and after.place == KEYRING, (before, after)
@@ -149,15 +150,16 @@ class MigrationBench:
         if after.user is None:
             assert before.record == stores.DAMAGED or after.owner is None, (before, after)
             return
-        # It was written back to where it belongs here, and nothing else is left within reach.
+        # A start writes the restored user to the store of this session and removes the stale
+        # copies that it can reach.
         assert after.place == (KEYRING if service else FILE), (before, after)
         assert set(after.stale) <= ({KEYRING} if not service else set()), (before, after)
         assert (after.file is None) == service, (before, after)
         assert len(after.keyring) == 1 or not service, (before, after)
 
     def use(self, service):
-        """Signing in and out works and leaves no trace within reach, nor any at all once the other
-        store is within reach."""
+        """Signing in and out works and leaves no trace in the stores of this session. Once a
+        program has run with the other store, it leaves no trace there either."""
         _, held = self.do("sign-in", service, NEXT)
         assert held.place == (KEYRING if service else FILE), held
         self.do("sign-out", service)
@@ -167,7 +169,8 @@ class MigrationBench:
         self.check_no_trace(True)
 
     def take_along(self, service):
-        """Who signs in in one session is there in the other, and nobody else ever is."""
+        """A user who signs in with a service is restored without one and the other way round, and
+        nobody else is."""
         self.do("sign-in", service, NEXT)
         self.restore(not service)
         self.restore(service)
@@ -176,12 +179,13 @@ class MigrationBench:
         self.check_no_trace(True)
 
     def leave(self, service):
-        """Signing out at once leaves no trace either."""
+        """A sign-out without a start before it leaves no trace either."""
         self.do("clear", service)
         self.check_no_trace(service, "data")
         self.do("start", not service)
         self.do("start", True)
-        # Of the defaults a dead writer can have left a file that names nobody, until the next writes.
+        # Only below "data": a killed writer can have left a temporary defaults file without a user,
+        # which the next write of the defaults removes.
         self.check_no_trace(True, "data")
 
     def check_no_trace(self, service, below=""):
@@ -233,7 +237,7 @@ def in_keyring(bench):
 
 
 def in_keyring_alone(bench):
-    """As with a data folder that is not the one of then."""
+    """The keyring holds the user and the record is missing: the data folder was lost."""
     in_keyring(bench)
     state = bench.snapshot()
     files = {path: entry for path, entry in state.files.items() if path != stores.ITEM}
@@ -268,7 +272,7 @@ def signed_out_stale_in_keyring(bench):
 
 
 def signed_out_stale_in_both(bench):
-    """As when the writing to the file store was the last that an earlier version did."""
+    """Both stores hold a copy that an earlier version could not remove; it wrote the file last."""
     bench.do("sign-in", True, OLDER)
     bench.do("sign-in", False, OLD)
     as_earlier(bench, "newest: nowhere\nstale: secret-service file\n")
@@ -291,7 +295,7 @@ def in_keyring_damaged_record(bench):
     as_earlier(bench, "newest: secret")
 
 
-# By name: makes the state out of nothing.
+# The name of each state, and the function that makes it in empty stores.
 MAKERS = {
     "nothing yet": lambda bench: None,
     "signed out": signed_out,

@@ -1,6 +1,6 @@
-"""The single trials of the stored user's migration between the keyring and the file store. Each is a
-tuple that a worker can be handed: a function and its arguments; each raises AssertionError when the
-user did not survive."""
+"""The trials of the stored user's migration between the keyring and the file store. Each trial is a
+tuple of a function and its arguments, which a worker process calls; the function raises AssertionError
+when a check fails."""
 
 import errno
 import os
@@ -13,7 +13,7 @@ from session import CHANGING
 
 ERRORS = ("ENOSPC", "EIO", "EROFS", "EACCES")
 REFUSED = "error org.freedesktop.DBus.Error.Failed"
-# What ends the service or the bus has the session begin anew; what waits costs two seconds a call.
+# ANSWERS come at once. After ENDS the session must be restarted. SILENT costs two seconds a call.
 ANSWERS = (REFUSED, "error org.freedesktop.Secret.Error.IsLocked", "malformed", "ignore")
 ENDS = ("die", "kill bus.pid", "kill-after bus.pid")
 SILENT = "silent"
@@ -28,8 +28,8 @@ def bench_of(bench):
 
 
 def kill_trials(bench, share):
-    """Before and after every call that changes a file; and at every message that changes what the
-    service holds, before the service has done it and after. Of these every `share`-th."""
+    """SIGKILL before and after every call that changes a file, and at every message that changes an
+    item of the service, before the service has carried it out and after. Every `share`-th of them."""
     number = 0
     for scenario in scenarios():
         calls, messages = bench_of(bench).steps(scenario)
@@ -53,7 +53,7 @@ def migration_kill(bench, scenario, _, script, request):
 
 
 def check_stored(bench, scenario):
-    """That it is the old user or the new one."""
+    """The stores hold the old user or the new one, and no mix."""
     held = bench.held
     outlook = bench.prospect_of(scenario)
     assert held.user in outlook.allowed, held
@@ -64,8 +64,8 @@ def check_stored(bench, scenario):
 
 
 def fault_trials(bench, share):
-    """Every call that changes a file fails, once and for ever; and every message, in every way that
-    costs no time."""
+    """Every call that changes a file fails, once or from there on; and every message fails in each
+    way that needs no waiting."""
     number = 0
     for scenario in scenarios():
         calls, messages = bench_of(bench).steps(scenario)
@@ -84,7 +84,7 @@ def fault_trials(bench, share):
 
 
 def silence_trials(bench, share):
-    """The service falls silent at a message that changes something, and at the first of all."""
+    """The service does not answer a message that changes something, or the first one of a start."""
     number = 0
     for scenario in scenarios():
         _, messages = bench_of(bench).steps(scenario)
@@ -120,7 +120,7 @@ def message_fault(bench, scenario, _, script):
     status = answer["status"]
     told = status["code"] != 0 and status["description"] and status["remedy"]
     restored = answer["user"] == outlook.in_memory
-    # Whom the service does not give nobody restores; the reason is told and the user is kept.
+    # A start that the service does not answer restores nobody and says why; the user stays stored.
     unread = scenario.operation == "start" and answer["user"] is None and told
     assert restored or (unread and held.user == outlook.before), (held, answer)
     if restored:
@@ -130,7 +130,7 @@ def message_fault(bench, scenario, _, script):
 
 
 def walk_trials(seed, number):
-    """One incident after another, with no time to recover in between."""
+    """Several incidents in a row, with no undisturbed operation between them."""
     for _ in range(number):
         yield (walk, seed.randrange(2**32))
 
@@ -160,8 +160,8 @@ def walk(bench, seed):
 
 
 def incident(choices, answer, messages):
-    """(script, request) of something that goes wrong, where there is something to go wrong, in an
-    operation that went as the answer and the messages say."""
+    """(script, request) of a random incident in the operation whose undisturbed run gave this answer
+    and these messages; nothing when it has no step that could go wrong."""
     if choices.random() < 0.3:
         return "", {"killAfter": choices.randint(1, answer["microseconds"] + 1)}
     calls = answer["calls"]

@@ -1,21 +1,24 @@
-"""docs/torture.md: what the last whole run has gone through."""
+"""Writes docs/torture.md, the report of the last whole run."""
 
 import datetime
 import os
 import platform
 from pathlib import Path
 
-HEAD = """# What the stored sign-in has gone through
+HEAD = """# Killing and failing at every step of a stored sign-in
 
-Written by `./dev torture`, which kills a host application, or lets its disk fail, at every step of
-what it stores (`tests/torture/`). After each incident the two files are read without the library and
-must be a state of the table that the user cache defines; a new process must restore exactly whom
-they name: the old user, the new one, or nobody where someone was signing out; the next sign-in and
-the sign-out after it must work, with nothing deleted by hand and no trace left. Under way between the
-keyring and the file, with and without a service, the same holds for the keyring's items and for the
-file, which holds the item or the note where it is, whatever session comes next; the messages to the
-service fail there too. Some of the states that it starts from were left by an earlier version. The report is written only when nothing has failed. `./dev test` runs a short form of
-the same.
+Written by `./dev torture`, which kills a host application, or makes a system call of it fail, at every
+step of what it stores (`tests/torture/`). After each incident:
+
+- The two files are read without the library and must be a state that the user cache allows.
+- A new process must restore exactly the user they name: the old one, the new one, or nobody where
+  somebody was signing out.
+- The next sign-in and the sign-out after it must work, with nothing deleted by hand and no trace left.
+
+While the user moves between the keyring and the file, the same must hold for the keyring's items and for
+the file, which holds the item or the note where it is, whether or not the next process finds a service.
+There the messages to the service fail too, and some of the states at the start were left by an earlier
+version. The report is written only when nothing has failed. `./dev test` runs a short form.
 
 | part | what | how many | seconds |
 |---|---|---:|---:|

@@ -1,5 +1,5 @@
-"""What is tormented: an operation in a state of the store, who may be the user afterwards, and what
-must hold after whatever has gone wrong."""
+"""The scenarios: an operation in a state of the stores. And the checks after an incident in one: who
+may be the user, and that everything works again."""
 
 import os
 import shutil
@@ -16,8 +16,8 @@ NAMES = tuple(name.encode() for name in (OLD, NEW, NEXT))
 
 
 def temporary_folder():
-    """In memory where that can be: a killed process does not depend on what the disk has, and a
-    disk would only make the runs longer."""
+    """In memory where the system has such a folder. A killed process leaves the same files there as
+    on a disk, and flushing is faster."""
     shared_memory = Path("/dev/shm")
     usable = shared_memory.is_dir() and os.access(shared_memory, os.W_OK)
     folder = tempfile.TemporaryDirectory(prefix="orxaccount-torture.",
@@ -27,7 +27,7 @@ def temporary_folder():
 
 
 def make_states(host, home):
-    """By name: the files of each row of what the two stores can hold, and of damage."""
+    """The files of each state by its name: all that the two stores can hold together, and damage."""
 
     def after(*operations):
         stores.plant(home, {})
@@ -46,7 +46,7 @@ def make_states(host, home):
     signed_in = after(("sign-in", OLD))
     other = after(("sign-in", OLD))
     content = signed_in[stores.DEFAULTS][1]
-    assert stores.checksum_field_of(content) == stores.expected_checksum_field(content), content
+    assert stores.checksum_of(content) == stores.expected_checksum(content), content
     return {
         "nothing yet": {},
         "signed out": after(("sign-in", OLD), ("sign-out", "")),
@@ -91,7 +91,7 @@ class Scenario:
         return f"{self.operation} ({self.state})"
 
 
-# "sign-in" and "clear" meet the state as it is, without the start that would tidy it up.
+# "sign-in" and "clear" run without a start before them, which would remove an item that is foreign.
 SCENARIOS = [
     *(Scenario(operation, state)
       for operation in ("start", "sign-in", "clear")
@@ -104,7 +104,7 @@ SCENARIOS = [
 
 
 class Bench:
-    """A host program, a home of its own, and the states."""
+    """A host program, a home folder for it, and the states to put there."""
 
     def __init__(self, program, service):
         self.folder = temporary_folder()
@@ -116,7 +116,7 @@ class Bench:
 
     @property
     def session(self):
-        """Begins when it is first wanted."""
+        """The session bus with its service, started on first use."""
         if self._session is None:
             self._session = Session(self._service, Path(self.folder.name) / "session")
         return self._session
@@ -145,8 +145,8 @@ class Bench:
         return answer["calls"]
 
     def check_aftermath(self, scenario):
-        """What the incident has left is a state of the table; a new process restores from it whom
-        it names and leaves it so; and from there everything works again."""
+        """The files that the incident left are a state that the user cache allows. A new process
+        restores the user they name and changes nothing else. Then signing in and out works."""
         left = stores.read(self.home)
         assert left.user in scenario.allowed, f"stored: {left}"
         assert not left.is_damaged or scenario.state.startswith("damaged"), f"stored: {left}"

@@ -1,5 +1,5 @@
-"""A session bus with a scripted Secret Service (tests/platform/keychain/secretservice/service) that keeps its items in
-a file, so that they outlive it and can be read and planted without the library."""
+"""A session bus with a scripted Secret Service (tests/platform/keychain/secretservice/service). It keeps
+its items in a file, so that they outlive it and can be read and planted without the library."""
 
 import base64
 import os
@@ -17,7 +17,7 @@ PATIENCE = 60
 
 
 def start(*command, **environment):
-    """Starts what must not outlive this process, and waits for its first line."""
+    """Starts a program that the kernel kills when this process ends, and waits for its first line."""
     process = subprocess.Popen(["setpriv", "--pdeathsig=KILL", "--", *map(str, command)],
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.DEVNULL, text=True, env={**os.environ, **environment})
@@ -66,7 +66,7 @@ class Session:
             stop(self.processes.pop())
 
     def restart(self):
-        """After the script has ended one of the two."""
+        """Starts bus and service anew over the same items, after a script has ended one of them."""
         items = (self._folder / "items").read_text()
         self.end()
         (self._folder / "bus").unlink(missing_ok=True)
@@ -92,8 +92,9 @@ class Session:
         return str(self._folder / name)
 
     def request(self, script=""):
-        """What a host is asked with, so that it meets this service as scripted, once it has prepared
-        itself, and can be killed by it. A script names it host.pid, and the bus bus.pid."""
+        """The fields of a request whose operation meets this service with this script, which takes
+        effect when the preparation is done. In the script "host.pid" stands for the host's process
+        and "bus.pid" for the bus, so that a line can kill them."""
         for name in ("host.pid", "bus.pid"):
             script = script.replace(name, self.path(name))
         return {"bus": self.address, "processFile": self.path("host.pid"),
@@ -101,11 +102,11 @@ class Session:
 
     @property
     def calls(self):
-        """The methods of the calls since the operation began, in their order."""
+        """The methods that were called since the operation began, in order."""
         return [line.split()[0] for line in (self._folder / "log").read_text().splitlines()]
 
     def secrets(self):
-        """The bytes of what the service holds, the newest first."""
+        """The secrets that the service holds, the newest first."""
         found = []
         for line in self.items_text.splitlines():
             service, account, _, modified, secret, *_ = line.split()

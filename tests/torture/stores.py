@@ -1,5 +1,5 @@
-"""The two stored files, read without the library: property lists by plistlib, the item's file by its
-format. And the states that a test starts with, as trees of files."""
+"""Reads the two stored files without the library: property lists by plistlib, the item's file by its
+format. And puts trees of files in place, which are the states that a trial begins with."""
 
 import io
 import plistlib
@@ -21,7 +21,8 @@ DAMAGED = "(damaged)"
 
 @dataclass(frozen=True)
 class Stored:
-    """What the defaults and the item say; None is absent, DAMAGED is neither."""
+    """What the defaults and the item say. None means that it is absent, DAMAGED that it cannot be
+    read."""
 
     uuid: str | None
     blob_uuid: str | None
@@ -29,7 +30,7 @@ class Stored:
 
     @property
     def user(self):
-        """Who is restored from it."""
+        """The login of the user whom a start restores from these files."""
         whole = self.uuid not in (None, DAMAGED) and self.blob_uuid not in (None, DAMAGED)
         return self.login if whole and self.uuid == self.blob_uuid else None
 
@@ -44,7 +45,7 @@ class Stored:
 
 
 def root_of(archive):
-    """The root object of a keyed archive whose every object must be in order."""
+    """The root object of a keyed archive. Raises AssertionError for an archive that is malformed."""
     assert archive["$archiver"] == "NSKeyedArchiver" and archive["$version"] == 100000, archive
     assert list(archive["$top"]) == ["root"] and archive["$objects"][0] == "$null", archive
     objects = archive["$objects"]
@@ -69,11 +70,11 @@ def plist(data):
     return plistlib.load(io.BytesIO(data), fmt=plistlib.FMT_BINARY)
 
 
-def checksum_field_of(data):
+def checksum_of(data):
     return data[-32:-27]
 
 
-def expected_checksum_field(data):
+def expected_checksum(data):
     return struct.pack("<IB", zlib.crc32(data[:-32] + bytes(5) + data[-27:]), 0xA5)
 
 
@@ -82,13 +83,14 @@ def read_uuid(data):
         content = plist(data)
     except (plistlib.InvalidFileException, ValueError, IndexError, OverflowError):
         return DAMAGED
-    assert checksum_field_of(data) in (bytes(5), expected_checksum_field(data)), "wrong checksum"
+    # Another program's property list has zeros there.
+    assert checksum_of(data) in (bytes(5), expected_checksum(data)), "the checksum is wrong"
     assert set(content) <= {UUID_KEY}, content
     return content.get(UUID_KEY)
 
 
 def as_another_writes(files):
-    """The same defaults and item, in the bytes that plistlib gives them."""
+    """The same defaults and item as plistlib writes them, with other bytes."""
 
     def again(data):
         return plistlib.dumps(plist(data), fmt=plistlib.FMT_BINARY, sort_keys=False)
@@ -96,8 +98,8 @@ def as_another_writes(files):
     (defaults_mode, defaults), (item_mode, item) = files[DEFAULTS], files[ITEM]
     blob = blob_in(item)
     archive = plist(blob)
-    # Objects at other places say the same.
-    archive["$objects"].append("of no use")
+    # An unused object moves the others to other places in the file.
+    archive["$objects"].append("unused")
     written = plistlib.dumps(archive, fmt=plistlib.FMT_BINARY)
     content = (item[:16] + struct.pack("<I", len(written)) +
                item[20:len(item) - 4 - len(blob)] + written)
@@ -130,7 +132,7 @@ def blob_in(data):
 
 
 def read(home):
-    """Raises AssertionError for a whole file that holds anything but what it should."""
+    """Raises AssertionError when an undamaged file holds something that the library never writes."""
     defaults, item = home / DEFAULTS, home / ITEM
     uuid = read_uuid(defaults.read_bytes()) if defaults.exists() else None
     note = split_note(item.read_bytes()) if item.exists() else ("nowhere", (), b"")
@@ -143,7 +145,7 @@ def read(home):
 
 
 def owner_of(blob):
-    """(installation UUID, login) of a keychain blob that must be in order."""
+    """(installation UUID, login) of a keychain blob, whose fields are checked."""
     root = root_of(plist(blob))
     assert set(root) == {"uuid", "data"}, root
     record = root_of(plist(root["data"]))
@@ -156,7 +158,7 @@ def owner_of(blob):
 
 
 def tree(home):
-    """Everything below the folder: path to (mode, content), the content None for a folder."""
+    """{path: (mode, content)} of everything below the folder; the content of a folder is None."""
     return {
         path.relative_to(home): (path.stat().st_mode & 0o7777,
                                  None if path.is_dir() else path.read_bytes())
@@ -165,7 +167,7 @@ def tree(home):
 
 
 def plant(home, files):
-    """Makes the folder hold exactly these files."""
+    """Replaces the folder's content by these files."""
     shutil.rmtree(home, ignore_errors=True)
     home.mkdir(mode=0o755)
     hand_over(home)
@@ -179,7 +181,7 @@ def plant(home, files):
 
 
 def traces(home, words):
-    """The files that hold one of the words, and the ones that a dead writer left."""
+    """The files that contain one of the words, and temporary files of a killed writer."""
     return [
         str(path.relative_to(home)) for path in home.rglob("*") if path.is_file() and
         (path.name.startswith(".orx-tmp-") or any(word in path.read_bytes() for word in words))

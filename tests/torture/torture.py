@@ -26,7 +26,7 @@ bench = None
 
 
 def end_in_order(*_):
-    """So that homes and host programs go also when this is told to end, be it more than once."""
+    """Lets the exit handlers remove homes and host programs on SIGTERM; a second one is ignored."""
     signal.signal(signal.SIGTERM, signal.SIG_IGN)
     sys.exit(1)
 
@@ -43,7 +43,7 @@ def attempt(trial):
     function, *arguments = trial
     try:
         function(bench, *arguments)
-    except Exception as complaint:  # whatever it is, it belongs to this trial
+    except Exception as complaint:  # of any kind: it fails this trial and not the whole run
         words = ", ".join(map(str, arguments))
         return f"{function.__name__} {words}: {type(complaint).__name__} {complaint}"
     return None
@@ -57,7 +57,7 @@ def run_trials(options, pool, make):
 
 
 def parts(options, pool):
-    """By name: what is done, and a function that does it and gives (number, complaints)."""
+    """{name: (description, function)}; the function runs the part and returns (number, complaints)."""
     seed = random.Random(options.seed)
     moments, share = (2000, 1) if options.full else (60, 23)
 
@@ -76,7 +76,7 @@ def parts(options, pool):
         yield from migration_trials.walk_trials(seed, 200 if options.full else 2)
 
     return {
-        "calls": ("calls by which a file can be changed, none of which passes by",
+        "calls": ("calls that can change a file, each of which the trials can make fail",
                   lambda: calls.check(options.host, options.service)),
         "kills": ("SIGKILL before and after every call that changes the disk",
                   lambda: run_trials(options, pool, kills)),

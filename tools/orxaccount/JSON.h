@@ -8,7 +8,7 @@
 namespace tool {
 
 // Indented JSON. Bytes that are not UTF-8 come as U+FFFD, data as the number of its bytes, objects
-// as null: what is printed is always JSON.
+// as null, so that the output is always valid JSON.
 std::string jsonFromValue(const orx::Value& value);
 
 // Absent when the text is not JSON.

@@ -2,6 +2,7 @@
 
 #include <ORXAccount/ORXAccount.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <utility>
@@ -90,6 +91,22 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
                "Tell on standard error what observers and the delegate are told");
 }
 
+CLI::App& addCommand(CLI::App& app, const char* name, const char* description,
+                     std::function<void()> run) {
+  CLI::App* command = app.add_subcommand(name, description);
+  command->callback(std::move(run));
+  return *command;
+}
+
+void addText(CLI::App& command, const char* names, std::string& value, const char* description) {
+  command.add_option(names, value, description);
+}
+
+void addRequiredText(CLI::App& command, const char* names, std::string& value,
+                     const char* description) {
+  command.add_option(names, value, description)->required();
+}
+
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options) {
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
   configuration.caFile = options.caFile;
@@ -116,17 +133,23 @@ void ParameterOptions::refuseSecrets(CLI::App& command) {
       ->group("");
 }
 
-CLI::Option* ParameterOptions::addField(CLI::App& command, const std::string& names,
-                                        std::string_view key, const std::string& description) {
+std::function<void(const std::string&)> ParameterOptions::fieldSetter(std::string_view key) {
   Field* field = fields_.emplace_back(std::make_unique<Field>()).get();
   field->key = key;
-  return command.add_option_function<std::string>(
-      names,
-      [field](const std::string& value) {
-        field->value = value;
-        field->given = true;
-      },
-      description);
+  return [field](const std::string& value) {
+    field->value = value;
+    field->given = true;
+  };
+}
+
+void ParameterOptions::addField(CLI::App& command, const char* names, std::string_view key,
+                                const char* description) {
+  command.add_option_function<std::string>(names, fieldSetter(key), description);
+}
+
+void ParameterOptions::addRequiredField(CLI::App& command, const char* names, std::string_view key,
+                                        const char* description) {
+  command.add_option_function<std::string>(names, fieldSetter(key), description)->required();
 }
 
 void ParameterOptions::addPasswordInput(CLI::App& command) {
@@ -140,8 +163,8 @@ void ParameterOptions::addTicketInput(CLI::App& command) {
 }
 
 void ParameterOptions::addOpenIDFields(CLI::App& command) {
-  addField(command, "--type", orx::kORVAAccountOpenIDType, "The provider's name")->required();
-  addField(command, "--uid", orx::kORVAAccountOpenIDUID, "The user's identity there")->required();
+  addRequiredField(command, "--type", orx::kORVAAccountOpenIDType, "The provider's name");
+  addRequiredField(command, "--uid", orx::kORVAAccountOpenIDUID, "The user's identity there");
 }
 
 orx::Dictionary ParameterOptions::parameters() const {

@@ -3,12 +3,18 @@
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 #include <ORXAccount/platform/Value.h>
 
-#include <CLI/CLI.hpp>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+// The parser's own header is compiled in Options.cpp and main.cpp alone: it weighs more than the
+// rest of a command's source.
+namespace CLI {
+class App;
+}
 
 namespace tool {
 
@@ -27,8 +33,15 @@ struct GlobalOptions {
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options);
 
-// How the library reaches its servers under these options; throws a Failure for a mapping that is
-// none.
+// Adds a command that runs `run` when it has been parsed.
+CLI::App& addCommand(CLI::App& app, const char* name, const char* description,
+                     std::function<void()> run);
+// Adds an option or, for names without a dash, an argument whose text goes to `value`.
+void addText(CLI::App& command, const char* names, std::string& value, const char* description);
+void addRequiredText(CLI::App& command, const char* names, std::string& value,
+                     const char* description);
+
+// The library's configuration for these options. Throws a Failure for a malformed --connect.
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options);
 
 // Where the parameters of one command come from: named options, --set, --set-json, and secrets that
@@ -40,8 +53,10 @@ class ParameterOptions {
   // Makes --password and --ticket say why they are refused.
   static void refuseSecrets(CLI::App& command);
   // Adds an option whose text becomes the parameter `key`.
-  CLI::Option* addField(CLI::App& command, const std::string& names, std::string_view key,
-                        const std::string& description);
+  void addField(CLI::App& command, const char* names, std::string_view key,
+                const char* description);
+  void addRequiredField(CLI::App& command, const char* names, std::string_view key,
+                        const char* description);
   // Adds --password-stdin or --ticket-stdin.
   void addPasswordInput(CLI::App& command);
   void addTicketInput(CLI::App& command);
@@ -51,8 +66,8 @@ class ParameterOptions {
   bool passwordFromInput() const { return passwordFromInput_; }
   bool ticketFromInput() const { return ticketFromInput_; }
 
-  // The parameters, secrets excepted, in the order: named options, --set, --set-json. Throws a
-  // Failure for a pair that is none, and for one that holds a secret.
+  // The parameters without secrets, in the order: named options, --set, --set-json. Throws a
+  // Failure for a pair without "=" or with malformed JSON, and for one that holds a secret.
   orx::Dictionary parameters() const;
 
  private:
@@ -61,6 +76,8 @@ class ParameterOptions {
     std::string value;
     bool given = false;
   };
+
+  std::function<void(const std::string&)> fieldSetter(std::string_view key);
 
   std::vector<std::unique_ptr<Field>> fields_;
   std::vector<std::string> pairs_;

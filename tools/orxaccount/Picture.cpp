@@ -30,7 +30,7 @@ Size sizeOfPNG(std::string_view bytes) {
   return {{bigEndian(bytes, 16, 4), bigEndian(bytes, 20, 4)}};
 }
 
-// The size stands in the first start-of-frame segment; the segments before it are passed over.
+// Skips to the first start-of-frame segment, which holds the size.
 Size sizeOfJPEG(std::string_view bytes) {
   std::size_t at = 2;
   while (at + 9 < bytes.size() && byteAt(bytes, at) == 0xff) {

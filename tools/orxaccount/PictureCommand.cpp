@@ -14,7 +14,7 @@
 namespace tool {
 namespace {
 
-// The customer's number is the service's text: only harmless characters get into a file name.
+// The customer number comes from the service: a "/" in it must not choose another folder.
 std::string fileNameFor(const orx::ORVAAccountUser& user, const PictureFormat& format) {
   std::string name = "picture";
   if (const auto cusID = user.cusID()) {
@@ -65,10 +65,10 @@ void runPicture(const GlobalOptions& options, const std::string& output) {
 
 void addPictureCommand(CLI::App& app, const GlobalOptions& options) {
   auto output = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand("picture", "Save the signed-in user's picture");
-  command->add_option("-o,--output", *output,
-                      "The file to write; without it, one named after the customer");
-  command->callback([&options, output] { runPicture(options, *output); });
+  CLI::App& command = addCommand(app, "picture", "Save the signed-in user's picture",
+                                 [&options, output] { runPicture(options, *output); });
+  addText(command, "-o,--output", *output,
+          "The file to write; without it, one named after the customer");
 }
 
 }  // namespace tool

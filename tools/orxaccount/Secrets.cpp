@@ -18,8 +18,8 @@ namespace {
 constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
 volatile std::sig_atomic_t caughtSignal = 0;
 
-// A terminal that does not show what is typed. Signals that would end or stop the process are held
-// back until the terminal is as it was, and then take their ordinary effect.
+// Switches the terminal's echo off while it lives. Signals that would end or stop the process are
+// delivered after the echo is on again, or the user's shell would stay without it.
 class QuietTerminal {
  public:
   explicit QuietTerminal(int terminal) : terminal_(terminal) {
@@ -81,7 +81,7 @@ std::string askForSecret(const std::string& prompt, const std::string& optionFor
       answer = readLine(terminal);
       ended = caughtSignal == 0;
     }
-    // Stopped and continued: the question is asked again.
+    // The process was stopped and continued: ask again, because the shell has written below.
   } while (!ended);
   close(terminal);
   if (answer.empty()) throw usageFailure("nothing was entered");

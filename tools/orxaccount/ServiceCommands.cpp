@@ -103,9 +103,8 @@ void runUserData(const GlobalOptions& options, const ParameterOptions& input) {
 
 void addLists(CLI::App& app, const GlobalOptions& options) {
   const auto add = [&](const char* name, const char* description, Start start) {
-    app.add_subcommand(name, description)->callback([&options, start = std::move(start)] {
-      runList(options, start);
-    });
+    addCommand(app, name, description,
+               [&options, start = std::move(start)] { runList(options, start); });
   };
   add("countries", "List the countries", [](orx::ORVAAccountAPI& api, Handler handler) {
     api.countryListWithCompletionHandler(std::move(handler));
@@ -118,13 +117,12 @@ void addLists(CLI::App& app, const GlobalOptions& options) {
     api.professionalListWithCompletionHandler(std::move(handler));
   });
   auto name = std::make_shared<std::string>();
-  CLI::App* list = app.add_subcommand("list", "List another of the service's lists");
-  list->add_option("NAME", *name, "The list's name")->required();
-  list->callback([&options, name] {
+  CLI::App& list = addCommand(app, "list", "List another of the service's lists", [&options, name] {
     runList(options, [name](orx::ORVAAccountAPI& api, Handler handler) {
       api.parameterListWithName_completionHandler(*name, std::move(handler));
     });
   });
+  addRequiredText(list, "NAME", *name, "The list's name");
 }
 
 }  // namespace
@@ -133,25 +131,25 @@ void addServiceCommands(CLI::App& app, const GlobalOptions& options) {
   addLists(app, options);
 
   auto input = std::make_shared<ParameterOptions>();
-  CLI::App* command = app.add_subcommand("sso", "Open a web session and print its address");
-  input->addTo(*command);
-  input->addTicketInput(*command);
-  command->callback([&options, input] { runSSO(options, *input); });
+  CLI::App& webSession = addCommand(app, "sso", "Open a web session and print its address",
+                                    [&options, input] { runSSO(options, *input); });
+  input->addTo(webSession);
+  input->addTicketInput(webSession);
 
   input = std::make_shared<ParameterOptions>();
-  command = app.add_subcommand("user-data", "Show the data of the user who holds a ticket");
-  input->refuseSecrets(*command);
-  input->addTicketInput(*command);
-  command->callback([&options, input] { runUserData(options, *input); });
+  CLI::App& userData = addCommand(app, "user-data", "Show the data of the user who holds a ticket",
+                                  [&options, input] { runUserData(options, *input); });
+  input->refuseSecrets(userData);
+  input->addTicketInput(userData);
 
   input = std::make_shared<ParameterOptions>();
   auto apiID = std::make_shared<std::string>();
-  command = app.add_subcommand("call", "Send a call with any operation identifier");
-  command->add_option("APIID", *apiID, "The operation, for example w000000015")->required();
-  input->addTo(*command);
-  input->addPasswordInput(*command);
-  input->addTicketInput(*command);
-  command->callback([&options, input, apiID] { runCall(options, *apiID, *input); });
+  CLI::App& call = addCommand(app, "call", "Send a call with any operation identifier",
+                              [&options, input, apiID] { runCall(options, *apiID, *input); });
+  addRequiredText(call, "APIID", *apiID, "The operation, for example w000000015");
+  input->addTo(call);
+  input->addPasswordInput(call);
+  input->addTicketInput(call);
 }
 
 }  // namespace tool

@@ -17,7 +17,7 @@ std::string nameOf(const std::shared_ptr<orx::ORVAAccountUser>& user) {
   return user->cusID().value_or("a user without a name");
 }
 
-// One line in one piece: reports come from several threads.
+// Writes a line with one call, or the lines of several threads would mix.
 void tell(const std::string& line) { std::cerr << printable(line) + '\n'; }
 
 void tellNotification(const orx::Notification& notification) {

@@ -10,12 +10,10 @@
 
 namespace tool {
 
-// The library, started for one command: its configuration, the restored user, and waiting for what
-// it reports on other threads.
+// Starts the library for one command and waits for its callbacks, which come on other threads.
 class Session {
  public:
-  // Configures the library and restores the stored user. Throws a Failure for options that are
-  // none.
+  // Configures the library and restores the stored user. Throws a Failure for malformed options.
   explicit Session(const GlobalOptions& options);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

@@ -58,44 +58,39 @@ void runLoginTicket(const GlobalOptions& options, const ParameterOptions& input)
   }));
 }
 
-using Run = void (*)(const GlobalOptions&, const ParameterOptions&);
-
-CLI::App* addCommand(CLI::App& app, const GlobalOptions& options, const char* name,
-                     const char* description, const std::shared_ptr<ParameterOptions>& input,
-                     Run run) {
-  CLI::App* command = app.add_subcommand(name, description);
-  command->callback([&options, input, run] { run(options, *input); });
-  return command;
-}
-
 }  // namespace
 
 void addSignInCommands(CLI::App& app, const GlobalOptions& options) {
+  using Run = void (*)(const GlobalOptions&, const ParameterOptions&);
+  const auto add = [&](const char* name, const char* description,
+                       const std::shared_ptr<ParameterOptions>& input, Run run) -> CLI::App& {
+    return addCommand(app, name, description, [&options, input, run] { run(options, *input); });
+  };
+
   auto input = std::make_shared<ParameterOptions>();
-  CLI::App* command =
-      addCommand(app, options, "login", "Sign in with login name and password", input, runLogin);
-  input->addField(*command, "--login", orx::kORVAAccountLogin, "Login name")->required();
-  input->addTo(*command);
-  input->addPasswordInput(*command);
+  CLI::App& login = add("login", "Sign in with login name and password", input, runLogin);
+  input->addRequiredField(login, "--login", orx::kORVAAccountLogin, "Login name");
+  input->addTo(login);
+  input->addPasswordInput(login);
 
   input = std::make_shared<ParameterOptions>();
-  command = addCommand(app, options, "login-openid", "Sign in with an identity of another provider",
-                       input, runLoginOpenID);
-  input->addOpenIDFields(*command);
-  input->addTo(*command);
+  CLI::App& openID =
+      add("login-openid", "Sign in with an identity of another provider", input, runLoginOpenID);
+  input->addOpenIDFields(openID);
+  input->addTo(openID);
 
   input = std::make_shared<ParameterOptions>();
-  command = addCommand(app, options, "login-openid-v2",
-                       "The same over the JSON interface, for an identity that has an account",
-                       input, runLoginOpenIDV2);
-  input->addOpenIDFields(*command);
-  input->addTo(*command);
+  CLI::App& openIDV2 = add("login-openid-v2",
+                           "The same over the JSON interface, for an identity that has an account",
+                           input, runLoginOpenIDV2);
+  input->addOpenIDFields(openIDV2);
+  input->addTo(openIDV2);
 
   input = std::make_shared<ParameterOptions>();
-  command = addCommand(app, options, "login-ticket", "Sign in with a ticket issued elsewhere",
-                       input, runLoginTicket);
-  input->addTicketInput(*command);
-  input->refuseSecrets(*command);
+  CLI::App& ticket =
+      add("login-ticket", "Sign in with a ticket issued elsewhere", input, runLoginTicket);
+  input->addTicketInput(ticket);
+  input->refuseSecrets(ticket);
 }
 
 }  // namespace tool

@@ -11,7 +11,7 @@ namespace {
 
 using Row = std::vector<std::string>;
 
-// Places that the text takes on a terminal; wide characters take two, combining ones none.
+// The columns that the text takes on a terminal: wide characters take two, combining ones none.
 std::size_t widthOf(const std::string& text) {
   static const bool utf8 = std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr;
   if (!utf8) return text.size();

@@ -9,8 +9,8 @@
 
 namespace tool {
 
-// Waits for an answer that comes from another thread. What takes longer than half a second shows
-// the seconds that have passed, when standard error is a terminal.
+// Waits for an answer from another thread. After half a second it shows the elapsed seconds, when
+// standard error is a terminal.
 template <typename Answer>
 Answer waitFor(std::future<Answer> answer, const std::string& what) {
   using namespace std::chrono_literals;

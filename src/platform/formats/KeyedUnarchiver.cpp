@@ -1,19 +1,14 @@
-#include <mutex>
 #include <utility>
 
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/UnarchivingTable.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
 
 namespace {
 
-struct Factories {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-  std::map<std::string, KeyedUnarchiver::Factory, std::less<>> byClassName;
-};
+using Factories = std::map<std::string, KeyedUnarchiver::Factory, std::less<>>;
 
 Factories& factories() {
   static constinit ProcessWide<Factories> instance;
@@ -21,18 +16,18 @@ Factories& factories() {
 }
 
 KeyedUnarchiver::Factory factoryForClassName(std::string_view className) {
-  Factories& known = factories();
-  const std::lock_guard lock(known.mutex);
-  const auto found = known.byClassName.find(className);
-  return found != known.byClassName.end() ? found->second : nullptr;
+  const Factories& known = factories();
+  const BriefSection section;
+  const auto found = known.find(className);
+  return found != known.end() ? found->second : nullptr;
 }
 
 }  // namespace
 
 void KeyedUnarchiver::setClass_forClassName(Factory factory, std::string_view className) {
   Factories& known = factories();
-  const std::lock_guard lock(known.mutex);
-  known.byClassName.insert_or_assign(std::string(className), std::move(factory));
+  const BriefSection section;
+  known.insert_or_assign(std::string(className), std::move(factory));
 }
 
 KeyedUnarchiver::Reading KeyedUnarchiver::unarchiveObjectWithData(const Data& data) {

@@ -8,8 +8,8 @@
 #include "platform/http/curl/TransferEngine.h"
 #include "platform/http/curl/TransportError.h"
 #include "platform/process/ForkSafety.h"
-#include "platform/queues/Job.h"
-#include "platform/queues/Strand.h"
+#include "platform/queues/OperationQueue.h"
+#include "platform/queues/WorkerPool.h"
 
 namespace orx {
 
@@ -20,7 +20,7 @@ HeaderFields HTTPURLResponse::headerFields() const { return fieldsOfHead(head_);
 struct URLSession::State {
   // Absent for the shared session: the default of the moment, and a queue for each task.
   std::shared_ptr<const URLSessionConfiguration> configuration;
-  std::optional<Strand> delegateQueue;
+  std::shared_ptr<OperationQueue> delegateQueue;
 };
 
 struct URLSessionDataTask::State {
@@ -34,11 +34,16 @@ struct URLSessionDataTask::State {
       TransferEngine::shared().submit(std::make_unique<Transfer>(
           *std::move(request), std::move(configuration), std::move(receiver)));
     } else {
-      post(receiver.queue, makeJob([handler = std::move(receiver.handler)] {
-             const auto error =
-                 transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {});
-             if (handler) handler(std::nullopt, nullptr, error);
-           }));
+      auto fail = [handler = std::move(receiver.handler)] {
+        const auto error =
+            transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {});
+        if (handler) handler(std::nullopt, nullptr, error);
+      };
+      if (receiver.queue) {
+        receiver.queue->addOperationWithBlock(std::move(fail));
+      } else {
+        WorkerPool::shared().submit(makeJob(std::move(fail)));
+      }
     }
   }
 };
@@ -65,7 +70,7 @@ std::shared_ptr<URLSession> URLSession::sessionWithConfiguration(
     std::shared_ptr<const URLSessionConfiguration> configuration) {
   auto state = std::make_shared<State>();
   state->configuration = std::move(configuration);
-  state->delegateQueue.emplace();
+  state->delegateQueue = std::make_shared<OperationQueue>();
   return std::shared_ptr<URLSession>(new URLSession(std::move(state)));
 }
 
@@ -80,7 +85,7 @@ void URLSession::startOnlyTask(URLRequest request,
                                CompletionHandler completionHandler) {
   TransferEngine::shared().submit(
       std::make_unique<Transfer>(std::move(request), std::move(configuration),
-                                 Transfer::Receiver{std::move(completionHandler), std::nullopt}));
+                                 Transfer::Receiver{std::move(completionHandler), nullptr}));
 }
 
 std::shared_ptr<URLSessionDataTask> URLSession::dataTaskWithRequest_completionHandler(

@@ -1,8 +1,6 @@
-#include <mutex>
 #include <utility>
 
 #include "platform/http/DefaultConfiguration.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
@@ -10,22 +8,19 @@ namespace orx {
 using namespace platform;
 namespace {
 
-struct Default {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-  std::shared_ptr<const URLSessionConfiguration> configuration =
-      std::make_shared<const URLSessionConfiguration>();
-};
+using SharedConfiguration = std::shared_ptr<const URLSessionConfiguration>;
 
-Default& inForce() {
-  static constinit ProcessWide<Default> instance;
-  return instance.get();
+SharedConfiguration& inForce() {
+  static constinit ProcessWide<SharedConfiguration> configuration;
+  return configuration.get([] { return std::make_shared<const URLSessionConfiguration>(); });
 }
 
 }  // namespace
 
 std::shared_ptr<const URLSessionConfiguration> platform::sharedDefaultConfiguration() {
-  const std::lock_guard lock(inForce().mutex);
-  return inForce().configuration;
+  const auto& configuration = inForce();
+  const BriefSection section;
+  return configuration;
 }
 
 URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
@@ -34,8 +29,9 @@ URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
 
 void URLSessionConfiguration::setDefaultConfiguration(URLSessionConfiguration configuration) {
   auto next = std::make_shared<const URLSessionConfiguration>(std::move(configuration));
-  const std::lock_guard lock(inForce().mutex);
-  std::swap(inForce().configuration, next);
+  auto& present = inForce();
+  const BriefSection section;
+  present.swap(next);
 }
 
 }  // namespace orx

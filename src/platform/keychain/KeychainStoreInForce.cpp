@@ -1,34 +1,28 @@
 #include "platform/keychain/KeychainStoreInForce.h"
 
-#include <mutex>
-
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
 
 namespace {
 
-struct StoreInForce {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-  std::shared_ptr<KeychainStore> store = keychainStoreOfHost();
-};
-
-StoreInForce& storeInForce() {
-  static constinit ProcessWide<StoreInForce> instance;
-  return instance.get();
+std::shared_ptr<KeychainStore>& storeInForce() {
+  static constinit ProcessWide<std::shared_ptr<KeychainStore>> store;
+  return store.get(keychainStoreOfHost);
 }
 
 }  // namespace
 
 std::shared_ptr<KeychainStore> keychainStoreInForce() {
-  const std::lock_guard guard(storeInForce().mutex);
-  return storeInForce().store;
+  const auto& store = storeInForce();
+  const BriefSection section;
+  return store;
 }
 
 void setKeychainStoreInForce(std::shared_ptr<KeychainStore> store) {
-  const std::lock_guard guard(storeInForce().mutex);
-  storeInForce().store.swap(store);
+  auto& inForce = storeInForce();
+  const BriefSection section;
+  inForce.swap(store);
 }
 
 }  // namespace orx::platform

@@ -76,7 +76,7 @@ Result<KeychainStore*> PolicyKeychainStore::chooseTarget(Deadline deadline) cons
   if (policy_() == KeychainPolicy::FileOnly) return nullptr;
   Result<void> probed;
   for (const auto& store : stores_) {
-    noteKeychainStore(store->name());
+    noteKeychainStore(std::string(store->name()));
     probed = store->probe(deadline);
     if (probed) return store.get();
     if (!isStoreMissing(probed)) break;
@@ -133,7 +133,7 @@ Result<T> PolicyKeychainStore::onUnrecorded(
     auto done = operation(*store);
     const bool passOver = isStoreMissing(done) && !isExcluded(here);
     if (passOver) continue;
-    noteKeychainStore(store->name());
+    noteKeychainStore(std::string(store->name()));
     if (!done && statusOf(done) != errSecItemNotFound) return done;
     if (done && !result) result = std::move(done);
   }
@@ -162,7 +162,7 @@ Result<void> PolicyKeychainStore::write(const Change& change) const {
   if (auto entered = file.enter(missing, change.deadline); !entered) return entered;
   const auto target = chooseTarget(change.deadline);
   if (!target) return Failure(target.error());
-  noteKeychainStore(*target == nullptr ? here : (*target)->name());
+  noteKeychainStore(std::string(*target == nullptr ? here : (*target)->name()));
 
   const auto& newest = file.state().newest;
   // A store knows by itself whether it holds the item.

@@ -1,9 +1,6 @@
 #include "platform/keychain/StoreStatus.h"
 
-#include <mutex>
-
 #include "platform/keychain/KeychainStoreInForce.h"
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/storage/UserDefaults.h"
 
@@ -14,7 +11,6 @@ using namespace platform;
 namespace {
 
 struct Notes {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   std::string store;
   std::shared_ptr<Error> keychainError;
   std::shared_ptr<Error> defaultsError;
@@ -25,9 +21,10 @@ Notes& notes() {
   return instance.get();
 }
 
+// The old value is destroyed by the caller, after the section.
 template <typename T>
-void exchange(T& note, T value) {
-  const std::lock_guard guard(notes().mutex);
+void exchange(T& note, T& value) {
+  const BriefSection section;
   std::swap(note, value);
 }
 
@@ -36,10 +33,15 @@ void exchange(T& note, T value) {
 KeychainStatus keychainStatus() {
   KeychainStatus status;
   status.store = keychainStoreInForce()->name();
-  const std::lock_guard guard(notes().mutex);
-  if (!notes().store.empty()) status.store = notes().store;
-  const bool ofKeychain = notes().keychainError != nullptr;
-  const auto& error = ofKeychain ? notes().keychainError : notes().defaultsError;
+  Notes noted;
+  {
+    const Notes& shared = notes();
+    const BriefSection section;
+    noted = shared;
+  }
+  if (!noted.store.empty()) status.store = noted.store;
+  const bool ofKeychain = noted.keychainError != nullptr;
+  const auto& error = ofKeychain ? noted.keychainError : noted.defaultsError;
   if (!error) return status;
   // To a host, defaults are damaged or they cannot be read or written; that a file is not trusted
   // is told apart for the keychain alone.
@@ -56,17 +58,15 @@ KeychainStatus keychainStatus() {
   return status;
 }
 
-void platform::noteKeychainError(const std::shared_ptr<Error>& error) {
+void platform::noteKeychainError(std::shared_ptr<Error> error) {
   const auto status = error ? statusOf(*error) : errSecSuccess;
-  const bool noProblem = status == errSecItemNotFound || status == errSecDuplicateItem;
-  exchange(notes().keychainError, noProblem ? nullptr : error);
+  if (status == errSecItemNotFound || status == errSecDuplicateItem) error.reset();
+  exchange(notes().keychainError, error);
 }
 
-void platform::noteKeychainStore(std::string_view name) {
-  exchange(notes().store, std::string(name));
-}
+void platform::noteKeychainStore(std::string name) { exchange(notes().store, name); }
 
-void platform::noteDefaultsError(const std::shared_ptr<Error>& error) {
+void platform::noteDefaultsError(std::shared_ptr<Error> error) {
   exchange(notes().defaultsError, error);
 }
 

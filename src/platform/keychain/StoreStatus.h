@@ -10,11 +10,11 @@ namespace orx::platform {
 
 // Called for each SecItem call, with null when it worked. An item that is missing or exists already
 // is no problem.
-void noteKeychainError(const std::shared_ptr<Error>& error);
+void noteKeychainError(std::shared_ptr<Error> error);
 // The store that holds the item, as far as that call has found out; empty when none does.
-void noteKeychainStore(std::string_view name);
+void noteKeychainStore(std::string name);
 // Called after the defaults were read or written for the stored user, with null when it worked.
-void noteDefaultsError(const std::shared_ptr<Error>& error);
+void noteDefaultsError(std::shared_ptr<Error> error);
 
 // The error of a result, null of a success.
 template <typename T>

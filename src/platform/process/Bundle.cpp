@@ -1,9 +1,7 @@
 #include <ORXAccount/platform/Bundle.h>
 
-#include <mutex>
 #include <utility>
 
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
@@ -11,7 +9,6 @@ namespace orx {
 using namespace platform;
 
 struct Bundle::State {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   std::optional<std::string> identifier;
 };
 
@@ -24,12 +21,12 @@ const std::shared_ptr<Bundle>& Bundle::mainBundle() {
 }
 
 std::optional<std::string> Bundle::bundleIdentifier() const {
-  const std::lock_guard guard(state_->mutex);
+  const BriefSection section;
   return state_->identifier;
 }
 
 void Bundle::setBundleIdentifier(std::optional<std::string> bundleIdentifier) {
-  const std::lock_guard guard(state_->mutex);
+  const BriefSection section;
   state_->identifier.swap(bundleIdentifier);
 }
 

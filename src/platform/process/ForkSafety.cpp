@@ -2,77 +2,58 @@
 
 #include <pthread.h>
 
-#include <memory>
+#include <array>
+#include <cassert>
 #include <utility>
 
 namespace orx::platform {
+
+// Ready before any constructor runs, and never destroyed: threads go on while the process ends.
+constinit ForkLocks forkLocks;
+
 namespace {
 
-struct Held {
-  ForkRank rank;
-  std::mutex* mutex;  // absent when a fork does not wait for it
-  std::function<void()> inChild;
-  Held* next;
-};
+constinit std::atomic<std::uint64_t> forks = 0;
+constinit const ForkChildHandler* firstHandler = nullptr;
 
-// All of this is ready before any constructor runs and stays until the process is gone.
-constinit std::mutex creationMutex;
-// Not a recursive mutex: that belongs to a thread by its number, and the child's has another one.
-constinit thread_local int creations = 0;
-constinit Held* first = nullptr;  // in the order of their ranks; changed during a creation
+constinit thread_local bool isInBriefSection = false;
 
-void beginCreation() {
-  if (creations == 0) creationMutex.lock();
-  ++creations;
+constexpr std::array inLockingOrder{&forkLocks.transferEngine, &forkLocks.transferInbox,
+                                    &forkLocks.workerPool, &forkLocks.brief};
+
+void lockAll() {
+  for (std::mutex* mutex : inLockingOrder) mutex->lock();
 }
 
-void endCreation() {
-  --creations;
-  if (creations == 0) creationMutex.unlock();
+void unlockAll() {
+  for (std::mutex* mutex : inLockingOrder) mutex->unlock();
 }
 
-void add(ForkRank rank, std::mutex* mutex, std::function<void()> inChild) {
-  const Creation creation;
-  Held** place = &first;
-  while (*place != nullptr && (*place)->rank <= rank) place = &(*place)->next;
-  *place = new Held{rank, mutex, std::move(inChild), *place};
+void beginChild() {
+  ++forks;
+  for (const auto* each = firstHandler; each != nullptr; each = each->next) each->run();
+  unlockAll();
 }
 
-void prepare() {
-  beginCreation();
-  for (const Held* held = first; held != nullptr; held = held->next) {
-    if (held->mutex != nullptr) held->mutex->lock();
-  }
-}
-
-void release() {
-  for (const Held* held = first; held != nullptr; held = held->next) {
-    if (held->mutex != nullptr) held->mutex->unlock();
-  }
-  endCreation();
-}
-
-void releaseInChild() {
-  for (const Held* held = first; held != nullptr; held = held->next) {
-    if (held->inChild) held->inChild();
-  }
-  release();
-}
-
-[[maybe_unused]] const int registered = pthread_atfork(prepare, release, releaseInChild);
+[[maybe_unused]] const int registered = pthread_atfork(lockAll, unlockAll, beginChild);
 
 }  // namespace
 
-Creation::Creation() { beginCreation(); }
-
-Creation::~Creation() { endCreation(); }
-
-void holdAcrossFork(ForkRank rank, std::mutex& mutex, std::function<void()> inChild) {
-  add(rank, &mutex, std::move(inChild));
+BriefSection::BriefSection() {
+  [[maybe_unused]] const bool isNested = std::exchange(isInBriefSection, true);
+  assert(!isNested);  // It would wait for itself for ever.
+  forkLocks.brief.lock();
 }
 
-void freeInChild(std::mutex& mutex) {
-  add(ForkRank::brief, nullptr, [&mutex] { std::construct_at(&mutex); });
+BriefSection::~BriefSection() {
+  forkLocks.brief.unlock();
+  isInBriefSection = false;
+}
+
+std::uint64_t forkCount() { return forks; }
+
+ForkChildHandler::ForkChildHandler(void (*handler)()) : run(handler), next(firstHandler) {
+  firstHandler = this;
 }
 
 }  // namespace orx::platform

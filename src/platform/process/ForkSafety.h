@@ -1,59 +1,71 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
+#include <cstdint>
+#include <memory>
 #include <mutex>
 
+// fork() copies one thread only. A mutex that another thread holds at that moment stays locked in
+// the child for ever, and an object that another thread is making stays half made. So the library
+//   - makes its process-wide objects without a lock (ProcessWide),
+//   - guards short accesses with one mutex for all of them (BriefSection),
+//   - has three more mutexes that nest (forkLocks), and
+//   - lets a fork wait until all four are free.
 namespace orx::platform {
 
-// What a fork waits for, so that the child never finds it locked, or half made, by a thread that it
-// does not have. It takes all of it in one order, the one in which code nests it: first the
-// creation of process-wide objects, then the mutexes by their ranks. So whoever holds a mutex with
-// a rank takes none of a lower one, and does not make the first use of a process-wide object.
-enum class ForkRank { transferEngine, transferInbox, queues, workerPool, brief };
+// The mutexes that fork() waits for and hands to the child unlocked. A thread that holds one may
+// lock only those that stand below it; fork() locks them in the same order.
+struct ForkLocks {
+  std::mutex transferEngine;  // while libcurl works
+  std::mutex transferInbox;
+  std::mutex workerPool;
+  std::mutex brief;  // of BriefSection, and used nowhere else
+};
+extern constinit ForkLocks forkLocks;
 
-// For mutexes that nest, or whose state is begun anew in a child; a mutex that takes no other is a
-// ForkSafeMutex. `mutex` is held across each fork() of the process and freed afterwards on both
-// sides. `inChild` runs in the child with the mutex held. Both must live as long as the process.
-// Once for each mutex, and not while one of them is held.
-void holdAcrossFork(ForkRank rank, std::mutex& mutex, std::function<void()> inChild = {});
-
-// A fork does not wait for `mutex`, which must live as long as the process: the child begins with a
-// free one.
-void freeInChild(std::mutex& mutex);
-
-// Held while a process-wide object is made, by one thread at a time. That thread may begin another
-// one meanwhile: making one object may need others.
-class Creation {
+// Guards a few instructions on shared state: a copy, a swap, an append. All such sections of the
+// process exclude each other, so one must neither wait, nor contain another one, nor run foreign
+// code (callbacks, destructors of a host's objects): swap the old value out and let it go after the
+// section. The first use of a ProcessWide object comes before the section too.
+class BriefSection {
  public:
-  Creation();
-  Creation(const Creation&) = delete;
-  Creation& operator=(const Creation&) = delete;
-  ~Creation();
+  BriefSection();
+  BriefSection(const BriefSection&) = delete;
+  BriefSection& operator=(const BriefSection&) = delete;
+  ~BriefSection();
 };
 
-// The object in `slot`, made on first use and never destroyed.
-template <typename T, typename Make>
-T& processWide(std::atomic<T*>& slot, Make make) {
-  if (T* made = slot.load(std::memory_order_acquire)) return *made;
-  const Creation creation;
-  if (T* made = slot.load(std::memory_order_acquire)) return *made;
-  T* object = make();
-  slot.store(object, std::memory_order_release);
-  return *object;
-}
+// How many forks lie between the first process and this one. State that belongs to the threads of
+// one process remembers the count under which it was made.
+std::uint64_t forkCount();
 
-// An object of the whole process, made on first use and never destroyed: calls may be made while
-// the process ends. Of static life itself, and `constinit`. It takes the place of a static local
-// variable, which a child that is forked in the middle of its making would find being made for
+// Makes `handler` run in the child of each fork(), before the child has a second thread and while
+// it holds all of forkLocks. Only as an object of namespace scope, which is made before main.
+struct ForkChildHandler {
+  explicit ForkChildHandler(void (*handler)());
+
+  void (*const run)();
+  const ForkChildHandler* const next;
+};
+
+// An object of the whole process, made by its first use and never destroyed: calls may still be
+// made while the process ends. Use it, with `constinit`, instead of a function-local static: if
+// another thread is inside the initialiser of one during fork(), the child waits on its guard for
 // ever.
 template <typename T>
 class ProcessWide {
  public:
-  // `make` returns the T. Should it throw, the next use makes the object.
+  // The object that `make` returns. Two threads may make one at the same time; the slower one's is
+  // destroyed and nobody sees it. When `make` throws, the next use tries again.
   template <typename Make>
   T& get(Make make) {
-    return processWide(object_, [&make] { return new T(make()); });
+    if (T* present = object_.load(std::memory_order_acquire)) return *present;
+    auto made = std::unique_ptr<T>(new T(make()));
+    T* present = nullptr;
+    if (!object_.compare_exchange_strong(present, made.get(), std::memory_order_acq_rel)) {
+      return *present;
+    }
+    return *made.release();
   }
   T& get() {
     return get([] { return T(); });

@@ -7,14 +7,14 @@
 #include <exception>
 #include <string>
 
-#include "platform/process/HeldSignal.h"
+#include "platform/process/Signals.h"
 
 namespace orx::platform {
 
 namespace {
 
-// One record is one line, and text from elsewhere must not steer a terminal: control characters are
-// written out.
+// One record is one line, and text that a server sent must not control a terminal: control
+// characters are written as escapes.
 std::string recordOf(std::string_view line) {
   std::string record;
   record.reserve(line.size() + 1);
@@ -50,11 +50,11 @@ void NSLog(std::string_view line) noexcept {
   const int errnoBefore = errno;
   try {
     const std::string record = recordOf(line);
-    // Writing to a pipe that nobody reads any more would end the process.
-    const HeldSignal held(SIGPIPE);
+    // SIGPIPE would end the process when nobody reads the pipe any more.
+    const SuppressedSignal suppressed(SIGPIPE);
     writeToStandardError(record);
   } catch (const std::exception&) {
-    // Without memory for the record it is lost; a diagnostic line must not cost its caller more.
+    // Out of memory: the record is lost. A diagnostic line must not fail its caller.
   }
   errno = errnoBefore;
 }

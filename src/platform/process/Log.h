@@ -4,7 +4,9 @@
 
 namespace orx::platform {
 
-// Writes one diagnostic line to the process's standard error, in one piece. Never fails.
+// Writes one diagnostic line to standard error, in one write, so that lines of several threads do
+// not mix. `line` needs no line feed; control characters are escaped. From any thread; never fails,
+// and keeps errno.
 void NSLog(std::string_view line) noexcept;
 
 }  // namespace orx::platform

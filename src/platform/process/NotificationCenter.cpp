@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
@@ -21,20 +19,20 @@ struct Observation::Entry {
   NotificationCenter::Block block;
   std::atomic<bool> ended = false;
 
-  // The address alone could belong to a later object; while `owner` lives the ownership cannot. It
-  // is compared without being taken: giving it back might be what destroys the sender.
+  // A later object may get the sender's address, so the ownership is compared too: while `owner`
+  // exists, no later object shares it. `owner` is not locked for that: a shared_ptr made here could
+  // become the last one, and the sender would be destroyed inside the section.
   bool isFor(std::string_view postedName, const std::shared_ptr<Object>& object) const {
     if (name && *name != postedName) return false;
     if (sender == nullptr) return true;
     return sender == object.get() && !owner.owner_before(object) && !object.owner_before(owner);
   }
 
-  // The boundary to the host's code.
+  // Host code: what it throws ends the process here.
   void deliver(const Notification& notification) const noexcept { block(notification); }
 };
 
 struct NotificationCenter::Registry {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
   std::vector<std::shared_ptr<Observation::Entry>> entries;
 };
 
@@ -52,8 +50,8 @@ Observation::~Observation() {
   if (!entry_) return;
   entry_->ended = true;
   auto& registry = *NotificationCenter::defaultCenter()->registry_;
-  // What the block holds is destroyed outside the lock, with entry_: it is the host's code.
-  const std::lock_guard guard(registry.mutex);
+  // entry_ keeps the entry until the section is over: what its block holds is the host's.
+  const BriefSection section;
   std::erase(registry.entries, entry_);
 }
 
@@ -73,7 +71,7 @@ Observation NotificationCenter::addObserverForName_object_usingBlock(
   entry->sender = object.get();
   entry->owner = object;
   entry->block = std::move(block);
-  const std::lock_guard guard(registry_->mutex);
+  const BriefSection section;
   registry_->entries.push_back(entry);
   return Observation(std::move(entry));
 }
@@ -83,7 +81,7 @@ void NotificationCenter::postNotificationName_object_userInfo(std::string_view n
                                                               const Dictionary& userInfo) {
   std::vector<std::shared_ptr<Observation::Entry>> matching;
   {
-    const std::lock_guard guard(registry_->mutex);
+    const BriefSection section;
     for (const auto& entry : registry_->entries) {
       if (entry->isFor(name, object)) matching.push_back(entry);
     }

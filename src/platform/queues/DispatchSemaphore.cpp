@@ -1,66 +1,34 @@
 #include "platform/queues/DispatchSemaphore.h"
 
-#include <deque>
-#include <mutex>
-#include <utility>
-
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
 
 using namespace platform;
 
-namespace {
-
-// One for all semaphores: a mutex in each could not be kept whole across a fork.
-ForkSafeMutex& mutex() {
-  static constinit ProcessWide<ForkSafeMutex> shared;
-  return shared.get([] { return ForkSafeMutex(ForkSafeMutex::Section::Brief); });
-}
-
-}  // namespace
-
-struct DispatchSemaphore::State {
-  std::size_t count;
-  std::deque<std::function<void()>> waiters;
-};
-
-DispatchSemaphore::DispatchSemaphore(std::size_t count) : state_(std::make_unique<State>()) {
-  state_->count = count;
-}
-
-DispatchSemaphore::~DispatchSemaphore() = default;
-
-std::shared_ptr<DispatchSemaphore> DispatchSemaphore::createWithCount(std::size_t count) {
-  return std::shared_ptr<DispatchSemaphore>(new DispatchSemaphore(count));
-}
-
-void DispatchSemaphore::wait_then(std::function<void()> then) {
+void DispatchSemaphore::wait(const std::shared_ptr<OperationQueue>& queue) {
+  // Suspended first: a signal that comes right after the section must find a queue to resume.
+  std::list<std::shared_ptr<OperationQueue>> waiter{queue};
+  queue->setSuspended(true);
   {
-    const std::lock_guard lock(mutex());
-    if (state_->count == 0) {
-      state_->waiters.push_back(std::move(then));
-      return;
-    }
-    --state_->count;
+    const BriefSection section;
+    if (count_ == 0) return waiters_.splice(waiters_.end(), waiter);
+    --count_;
   }
-  then();
+  queue->setSuspended(false);
 }
 
 void DispatchSemaphore::signal() {
-  // The waiter may drop the last reference to this semaphore, so nothing is touched after it.
-  std::function<void()> next;
+  std::list<std::shared_ptr<OperationQueue>> first;
   {
-    const std::lock_guard lock(mutex());
-    if (state_->waiters.empty()) {
-      ++state_->count;
+    const BriefSection section;
+    if (waiters_.empty()) {
+      ++count_;
       return;
     }
-    next = std::move(state_->waiters.front());
-    state_->waiters.pop_front();
+    first.splice(first.end(), waiters_, waiters_.begin());
   }
-  next();
+  first.front()->setSuspended(false);
 }
 
 }  // namespace orx

@@ -3,27 +3,28 @@
 #include <ORXAccount/platform/Object.h>
 
 #include <cstddef>
-#include <functional>
+#include <list>
 #include <memory>
+
+#include "platform/queues/OperationQueue.h"
 
 namespace orx {
 
-// A counting semaphore whose waiters hold no thread.
+// A counting semaphore. A queue waits for it, not a thread. Safe to use from any thread.
 class DispatchSemaphore final : public Object {
  public:
-  static std::shared_ptr<DispatchSemaphore> createWithCount(std::size_t count);
+  explicit DispatchSemaphore(std::size_t count) : count_(count) {}
 
-  // Runs `then` once the count allows: at once on this thread, or later inside the signal that
-  // makes it so. Waiters go on in the order in which they came.
-  void wait_then(std::function<void()> then);
+  // Takes one off the count. When it is 0, the queue is suspended until a signal has come for it;
+  // queues are resumed in the order in which they began to wait. Called by an operation of the
+  // queue, so that it cannot wait twice.
+  void wait(const std::shared_ptr<OperationQueue>& queue);
   void signal();
 
-  ~DispatchSemaphore() override;
-
  private:
-  explicit DispatchSemaphore(std::size_t count);
-  struct State;
-  std::unique_ptr<State> state_;
+  // Both under BriefSection.
+  std::size_t count_;
+  std::list<std::shared_ptr<OperationQueue>> waiters_;
 };
 
 }  // namespace orx

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <utility>
 
 namespace orx::platform {
 
-// Work for a worker, done once and destroyed there. Once the process ends it is neither.
+// Work for a worker: run once, then destroyed on that worker. After exit() has begun, queued jobs
+// are neither run nor destroyed.
 class Job {
  public:
   Job() = default;
@@ -15,6 +17,43 @@ class Job {
 
   // Must not throw.
   virtual void run() = 0;
+
+ private:
+  friend class JobList;
+  std::unique_ptr<Job> next_;
+  std::chrono::steady_clock::time_point added_;
+};
+
+// Jobs in the order in which they were added. They are linked through themselves, so that adding
+// one needs no memory and cannot fail.
+class JobList {
+ public:
+  bool empty() const { return first_ == nullptr; }
+  // When the first job was added; to be asked only when there is one.
+  std::chrono::steady_clock::time_point firstAdded() const { return first_->added_; }
+
+  void add(std::unique_ptr<Job> job) {
+    job->added_ = std::chrono::steady_clock::now();
+    Job* added = job.get();
+    (last_ != nullptr ? last_->next_ : first_) = std::move(job);
+    last_ = added;
+  }
+
+  std::unique_ptr<Job> takeFirst() {
+    std::unique_ptr<Job> job = std::move(first_);
+    first_ = std::move(job->next_);
+    if (first_ == nullptr) last_ = nullptr;
+    return job;
+  }
+
+  // Adds all jobs to the end of `other`, and leaves this list empty.
+  void moveTo(JobList& other) {
+    while (!empty()) other.add(takeFirst());
+  }
+
+ private:
+  std::unique_ptr<Job> first_;
+  Job* last_ = nullptr;
 };
 
 // A job that calls `block`, which may hold what cannot be copied.

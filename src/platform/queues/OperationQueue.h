@@ -2,37 +2,43 @@
 
 #include <ORXAccount/platform/Object.h>
 
-#include <cstddef>
+#include <cstdint>
 #include <functional>
-#include <memory>
+
+#include "platform/queues/Job.h"
 
 namespace orx {
 
-// Runs operations off the caller's thread, over the shared worker pool: an idle queue costs no
-// thread. Operations start in the order in which they were added. A queue that is dropped still
-// runs what was added to it. Operations must not throw. What an operation holds is gone before one
-// that waited for its place begins.
+// A serial queue: runs its operations off the caller's thread, one after the other in the order in
+// which they were added, on the workers of the shared pool. An idle queue holds no thread. What an
+// operation holds is destroyed before the next one starts. A queue whose last reference is dropped
+// still runs what was added to it. The child of a fork starts with an empty queue that runs: what
+// was added before is the parent's and is neither run nor destroyed there. Safe to use from any
+// thread.
 class OperationQueue final : public Object {
  public:
-  // At most `maxConcurrentOperationCount` operations at a time; 0 sets no limit.
-  static std::shared_ptr<OperationQueue> queueWithMaxConcurrentOperationCount(std::size_t count);
+  OperationQueue();
 
-  std::size_t maxConcurrentOperationCount() const;
-
+  // `block` must not throw.
   void addOperationWithBlock(std::function<void()> block);
 
-  // The operation ends when the function that it is handed has been called (from any thread, once),
-  // not when the block returns: meanwhile it holds its place in the queue but no thread. What the
-  // block holds goes when it has returned.
-  using Finish = std::function<void()>;
-  void addOperationWithFinishingBlock(std::function<void(Finish)> block);
-
-  ~OperationQueue() override;
+  // While a queue is suspended, no operation of it starts; one that runs goes on. An operation that
+  // suspends its own queue so ends later than its function returns: it holds the queue, but no
+  // thread, until somebody resumes the queue.
+  void setSuspended(bool isSuspended);
 
  private:
-  explicit OperationQueue(std::size_t count);
-  struct State;
-  std::shared_ptr<State> state_;
+  class Operation;
+
+  template <typename Change>
+  void update(const Change& change);
+  void leaveParentsOperations();
+
+  // All under BriefSection.
+  platform::JobList waiting_;
+  bool isRunning_ = false;  // an operation runs, or waits for a worker
+  bool isSuspended_ = false;
+  std::uint64_t forkCount_;
 };
 
 }  // namespace orx

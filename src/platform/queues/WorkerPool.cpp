@@ -1,282 +1,323 @@
 #include "platform/queues/WorkerPool.h"
 
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
+#include <exception>
+#include <mutex>
 #include <optional>
-#include <system_error>
 #include <utility>
+#include <vector>
 
-#include "platform/process/BackgroundThread.h"
 #include "platform/process/ForkSafety.h"
+#include "platform/process/Signals.h"
 
+// How the parts meet:
+//   - submit() adds the job to one list and makes sure that some thread will look at it: a worker
+//     that is about to look anyway, an idle one that is woken, a new one while there are fewer than
+//     two, or else the watchdog.
+//   - A worker takes jobs as long as there are any; without jobs it leads if nobody does, and
+//     otherwise sleeps.
+//   - The watchdog looks at the oldest job and at the reactor. What has waited for 2 ms gets a
+//     worker more. So a guess of submit() that turns out wrong costs 2 ms and never a hang.
+//   - Without a thread or memory for a further worker, jobs wait for one that returns. When the
+//     pool has no worker at all, the next submit() tries to start one.
+//   - At exit() all threads stop at the next job or pass; what runs goes on, and nobody waits for
+//     it. Jobs that are left are neither run nor destroyed.
+//   - The child of a fork has one thread, none of the pool's or the one worker whose job forked.
+//     It gets a new state with its first submit(), and that worker ends when its job returns.
 namespace orx::platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Lock = std::unique_lock<std::mutex>;
 
+// Workers that stay when there is nothing to do.
 constexpr std::size_t coreWorkers = 2;
-// A job that waits longer than this for a free worker gets a new one, and so does the duty.
+// How long a job may wait for a worker, and the reactor for a leader, before the watchdog helps.
 constexpr std::chrono::milliseconds patience{2};
-// A worker that took a job this short a time ago is expected back for the next one: short handlers
-// then cost no thread switch each. Should it block, the standby comes.
-constexpr std::chrono::microseconds expectedBack{200};
-// A job up to this long costs less than the thread switch that would let another worker run it.
+// A worker that took a job this short a time ago is expected to take the next one too, so no second
+// worker is woken: most handlers are shorter than the thread switch. If the first one blocks after
+// all, the watchdog starts another.
+constexpr std::chrono::microseconds expectedReturn{200};
+// A job up to this long costs less than handing it to another thread.
 constexpr std::chrono::microseconds shortJob{100};
-// An idle worker beyond the core goes after this time.
+// An idle worker beyond the core, and an idle watchdog, end after this time.
 constexpr std::chrono::seconds idleTime{3};
 
-// The duty's own turn runs on this thread: what it submits, this thread runs next.
-thread_local bool isInTurn = false;
+// This thread is the leader and inside Reactor::dispatch(): it runs what it submits itself.
+constinit thread_local bool isDispatching = false;
 
-// Where foreign code begins: what it throws ends the process here, as with std::thread.
-void call(Job& job) noexcept { job.run(); }
+// Foreign code starts here. What it throws ends the process, as with std::thread.
+void run(Job& job) noexcept { job.run(); }
 
 }  // namespace
 
-struct WorkerPool::Worker {
-  std::condition_variable wake;
-  bool isAwake = false;
-};
-
 struct WorkerPool::State {
-  State* inherited = nullptr;  // the parent's, in the child of a fork
-
-  struct Waiting {
-    std::unique_ptr<Job> job;
-    Clock::time_point since;
+  struct Worker {
+    std::condition_variable wake;
+    bool isAwake = false;
   };
-  std::deque<Waiting> jobs;
-  // The last to fall asleep is the first to be woken: its caches are warm, and the others can
-  // retire.
+
+  explicit State(const State* parentsState)
+      : parents(parentsState), isStopped(parents != nullptr && parents->isStopped) {}
+
+  // The state of the parent, in the child of a fork. Kept and never used: its condition variables
+  // have waiters, and its jobs may hold what only the parent's threads can let go.
+  const State* const parents;
+  const std::uint64_t madeInFork = forkCount();
+  bool isStopped;
+
+  JobList jobs;
+  // The last to fall asleep is woken first: its caches are warm, and the others get to retire.
   std::vector<Worker*> idle;
   std::size_t workers = 0;
-  std::size_t running = 0;  // workers that are inside a job
-  // A worker was woken or started and has not looked at the jobs yet; it wakes the next one.
-  bool someoneIsComing = false;
-  Clock::time_point lastTaken;
-  bool jobsAreShort = true;
+  std::size_t busyWorkers = 0;  // inside a job
+  // A worker was woken or started and has not looked at the jobs yet. No further one is woken until
+  // it has; it wakes the next one itself when there is more than one job.
+  bool workerIsComing = false;
+  Clock::time_point lastJobTaken;
+  bool lastJobWasShort = true;
 
-  Duty* duty = nullptr;
-  const Worker* attendant =
-      nullptr;              // whose the duty is; absent when the next free worker takes it
-  bool isAttended = false;  // the attendant is at it, not inside a job
-  Clock::time_point unattendedSince;
+  Reactor* reactor = nullptr;
+  const Worker* leader = nullptr;  // none: the next free worker leads
+  bool leaderIsInReactor = false;  // not inside a job
+  Clock::time_point leaderLeft;    // the reactor
 
-  // The one thread that takes no job before it has waited long enough: it measures the patience.
-  bool hasStandby = false;
-  bool standbyDozes = false;
-  bool standbyIsAlerted = false;
-  std::condition_variable standbyWake;
+  bool hasWatchdog = false;
+  bool watchdogIsAsleep = false;   // until it is woken, or has slept long enough to end
+  bool watchdogIsAlerted = false;  // since it last looked
+  std::condition_variable watchdogWake;
 
-  // When somebody is to be relieved; absent when nobody waits.
-  std::optional<Clock::time_point> due() const {
-    std::optional<Clock::time_point> since;
-    if (!jobs.empty()) since = jobs.front().since;
-    if (duty != nullptr && !isAttended && (!since || unattendedSince < *since)) {
-      since = unattendedSince;
-    }
-    return since ? std::optional(*since + patience) : std::nullopt;
-  }
+  // Bodies of threads.
+  void work();
+  void watch();
+
+  void lead(Lock& lock);
+  void runNext(Lock& lock, const Worker& self);
+  bool sleepUntilWoken(Lock& lock, Worker& self);
+  void wakeWorker();
+  bool wakeOrStartWorker();
+  bool startThread(void (State::*body)());
+
+  void alertWatchdog();
+  void promoteFollower();
+  std::optional<Clock::time_point> deadline() const;
+
+  [[noreturn]] static void parkForever(Lock& lock);
 };
 
-WorkerPool::WorkerPool() : state_(new State) {
-  std::atexit([] { shared().stop(); });
-  holdAcrossFork(ForkRank::workerPool, mutex_, [this] {
-    ++generation_;
-    // The parent's threads and jobs are not the child's. The old state is kept, for its condition
-    // variables have waiters.
-    State* inherited = std::exchange(state_, new State);
-    state_->inherited = inherited;
-  });
-}
+// ---- What others call. ----
 
 WorkerPool& WorkerPool::shared() {
-  static constinit ProcessWide<WorkerPool> pool;
-  return pool.get([] { return WorkerPool(); });
+  static constinit WorkerPool pool;
+  return pool;
+}
+
+// The state of this process; called with the mutex locked. The child of a fork has none of the
+// parent's threads, so it begins with a new one.
+WorkerPool::State& WorkerPool::state() {
+  if (state_ == nullptr) std::atexit([] { shared().stop(); });
+  if (state_ == nullptr || state_->madeInFork != forkCount()) state_ = new State(state_);
+  return *state_;
 }
 
 void WorkerPool::submit(std::unique_ptr<Job> job) {
-  const std::lock_guard lock(mutex_);
-  state_->jobs.push_back({std::move(job), Clock::now()});
-  if (stopped_) return;
-  if (isInTurn && state_->jobsAreShort) {
-    alertStandby();
+  const Lock lock(forkLocks.workerPool);
+  State& pool = state();
+  pool.jobs.add(std::move(job));
+  if (pool.isStopped) return;
+  if (isDispatching && pool.lastJobWasShort) {
+    // This thread takes the job as soon as it leaves the reactor. Should an earlier job keep it,
+    // the watchdog finds another worker.
+    pool.alertWatchdog();
   } else {
-    wakeSomebody();
+    pool.wakeWorker();
   }
 }
 
-bool WorkerPool::attendTo(Duty& duty) {
-  const std::lock_guard lock(mutex_);
-  state_->duty = &duty;
-  state_->unattendedSince = Clock::now();
-  if (stopped_ || wakeIdleOrStart()) return true;
-  state_->duty = nullptr;
+bool WorkerPool::setReactor(Reactor& reactor) {
+  const Lock lock(forkLocks.workerPool);
+  State& pool = state();
+  pool.reactor = &reactor;
+  pool.leaderLeft = Clock::now();
+  if (pool.isStopped || pool.wakeOrStartWorker()) return true;
+  pool.reactor = nullptr;
   return false;
 }
 
 void WorkerPool::stop() {
-  const std::lock_guard lock(mutex_);
-  stopped_ = true;
+  const Lock lock(forkLocks.workerPool);
+  state().isStopped = true;
 }
 
-std::size_t WorkerPool::workerCount() const {
-  const std::lock_guard lock(mutex_);
-  return state_->workers + (state_->hasStandby ? 1 : 0);
+// ---- A worker. All below runs with the mutex locked, but for the inside of jobs and reactor. ----
+
+void WorkerPool::State::work() {
+  Worker self;
+  Lock lock(forkLocks.workerPool);
+  workerIsComing = false;
+  // A job of this worker may have forked. In the child the thread then ends here, because
+  // the parent's other workers do not exist there and the child has a state of its own.
+  while (madeInFork == forkCount()) {
+    if (isStopped) parkForever(lock);
+    // Otherwise a steady stream of jobs would keep the leader from its reactor for good.
+    const bool leavesJobsToOthers = leader == &self && workerIsComing;
+    if (!jobs.empty() && !leavesJobsToOthers) {
+      runNext(lock, self);
+    } else if (reactor != nullptr && (leader == nullptr || leader == &self)) {
+      leader = &self;
+      lead(lock);
+    } else if (sleepUntilWoken(lock, self)) {
+      workerIsComing = false;
+    } else {
+      --workers;
+      return;
+    }
+  }
 }
 
-void WorkerPool::wakeSomebody() {
-  State& state = *state_;
-  if (state.someoneIsComing) return;
-  const bool someoneIsBack = state.running > 0 && Clock::now() - state.lastTaken < expectedBack;
-  const bool someoneIsFree = !state.idle.empty() || state.workers < coreWorkers;
-  if (someoneIsBack || !someoneIsFree) {
-    alertStandby();
+void WorkerPool::State::lead(Lock& lock) {
+  leaderIsInReactor = true;
+  lock.unlock();
+  reactor->wait();
+  isDispatching = true;
+  reactor->dispatch();
+  isDispatching = false;
+  lock.lock();
+}
+
+void WorkerPool::State::runNext(Lock& lock, const Worker& self) {
+  auto job = jobs.takeFirst();
+  const auto begin = Clock::now();
+  lastJobTaken = begin;
+  ++busyWorkers;
+  if (leader == &self && std::exchange(leaderIsInReactor, false)) leaderLeft = begin;
+  if (reactor != nullptr && !leaderIsInReactor) alertWatchdog();
+  if (!jobs.empty()) wakeWorker();
+  lock.unlock();
+  run(*job);
+  job.reset();
+  const bool wasShort = Clock::now() - begin <= shortJob;
+  lock.lock();
+  --busyWorkers;
+  lastJobWasShort = wasShort;
+}
+
+// False when the worker has been idle long enough to end.
+bool WorkerPool::State::sleepUntilWoken(Lock& lock, Worker& self) {
+  self.isAwake = false;
+  idle.push_back(&self);
+  const auto isWoken = [&self] { return self.isAwake; };
+  if (workers <= coreWorkers) {
+    self.wake.wait(lock, isWoken);
+  } else if (!self.wake.wait_for(lock, idleTime, isWoken)) {
+    std::erase(idle, &self);
+  }
+  return self.isAwake;
+}
+
+// Finds a worker for a new job, at the least cost: at most one thread is woken, and none when one
+// is about to look for jobs anyway.
+void WorkerPool::State::wakeWorker() {
+  if (workerIsComing) return;
+  const bool oneReturnsSoon = busyWorkers > 0 && Clock::now() - lastJobTaken < expectedReturn;
+  const bool oneIsFree = !idle.empty() || workers < coreWorkers;
+  if (oneReturnsSoon || !oneIsFree) {
+    alertWatchdog();
   } else {
-    wakeIdleOrStart();
+    wakeOrStartWorker();
   }
 }
 
 // True when a worker comes.
-bool WorkerPool::wakeIdleOrStart() {
-  State& state = *state_;
-  if (state.idle.empty()) {
-    if (!startThread(&WorkerPool::work)) return false;
-    ++state.workers;
+bool WorkerPool::State::wakeOrStartWorker() {
+  if (idle.empty()) {
+    if (!startThread(&State::work)) return false;
+    ++workers;
   } else {
-    Worker* worker = state.idle.back();
-    state.idle.pop_back();
+    Worker* worker = idle.back();
+    idle.pop_back();
     worker->isAwake = true;
     worker->wake.notify_one();
   }
-  state.someoneIsComing = true;
+  workerIsComing = true;
   return true;
 }
 
-bool WorkerPool::startThread(void (WorkerPool::*body)()) {
+// False when the system has no thread or memory left. Jobs then wait until a worker is free; the
+// watchdog and the next submit() try again.
+bool WorkerPool::State::startThread(void (State::*body)()) {
   try {
+    idle.reserve(workers + 1);
     startBackgroundThread([this, body] { (this->*body)(); });
     return true;
-  } catch (const std::system_error&) {
-    // Out of threads: the jobs wait for a worker that comes back, or for the next submit.
+  } catch (const std::exception&) {
     return false;
   }
 }
 
-void WorkerPool::work() {
-  const std::uint64_t generation = generation_;
-  Worker self;
-  Lock lock(mutex_);
-  state_->someoneIsComing = false;
-  while (generation == generation_) {
-    State& state = *state_;
-    if (stopped_) parkForever(lock);
-    const bool othersTakeJobs = state.attendant == &self && state.someoneIsComing;
-    if (!state.jobs.empty() && !othersTakeJobs) {
-      runNext(lock, self);
-      continue;
-    }
-    if (state.duty != nullptr && state.attendant == nullptr) state.attendant = &self;
-    if (state.attendant == &self) {
-      attend(lock);
-      continue;
-    }
-    sleepIdle(lock, self);
-    if (!self.isAwake) {
-      --state.workers;
-      return;
-    }
-    state.someoneIsComing = false;
-  }
-}
-
-void WorkerPool::attend(Lock& lock) {
-  State& state = *state_;
-  state.isAttended = true;
+// What a thread of the pool does once exit() has begun. If it returned, its thread-local
+// destructors would run at the same time as the static ones of the process.
+void WorkerPool::State::parkForever(Lock& lock) {
   lock.unlock();
-  state.duty->wait();
-  isInTurn = true;
-  state.duty->turn();
-  isInTurn = false;
-  lock.lock();
+  for (;;) pause();
 }
 
-void WorkerPool::runNext(Lock& lock, const Worker& self) {
-  State& state = *state_;
-  auto job = std::move(state.jobs.front().job);
-  state.jobs.pop_front();
-  const auto begin = Clock::now();
-  state.lastTaken = begin;
-  ++state.running;
-  if (state.attendant == &self && std::exchange(state.isAttended, false)) {
-    state.unattendedSince = begin;
-  }
-  if (state.duty != nullptr && !state.isAttended) alertStandby();
-  if (!state.jobs.empty()) wakeSomebody();
-  lock.unlock();
-  call(*job);
-  job.reset();
-  const bool wasShort = Clock::now() - begin <= shortJob;
-  lock.lock();
-  // Of the parent's in the child of a fork, where nobody looks at it.
-  --state.running;
-  state.jobsAreShort = wasShort;
-}
+// ---- The watchdog: a thread that takes no jobs, only looks whether one has waited too long. ----
 
-// Returns with isAwake set, or unset when the time to retire has come.
-void WorkerPool::sleepIdle(Lock& lock, Worker& self) {
-  self.isAwake = false;
-  state_->idle.push_back(&self);
-  const auto woken = [&self] { return self.isAwake; };
-  if (state_->workers <= coreWorkers) {
-    self.wake.wait(lock, woken);
-  } else if (!self.wake.wait_for(lock, idleTime, woken)) {
-    std::erase(state_->idle, &self);
-  }
-}
-
-void WorkerPool::alertStandby() {
-  State& state = *state_;
-  state.standbyIsAlerted = true;
-  if (!state.hasStandby) {
-    state.hasStandby = startThread(&WorkerPool::standBy);
-  } else if (state.standbyDozes) {
-    state.standbyDozes = false;
-    state.standbyWake.notify_one();
-  }
-}
-
-void WorkerPool::standBy() {
-  Lock lock(mutex_);
+void WorkerPool::State::watch() {
+  Lock lock(forkLocks.workerPool);
   for (;;) {
-    if (stopped_) parkForever(lock);
-    State& state = *state_;
-    const auto due = state.due();
-    if (due && *due <= Clock::now()) {
-      relieve();
-      // That worker takes the job; only then is there something to look at again.
-      state.standbyWake.wait_for(lock, patience);
-    } else if (due) {
-      state.standbyWake.wait_until(lock, *due);
-    } else if (std::exchange(state.standbyIsAlerted, false)) {
-      // While there is always something new, dozing off would cost a thread switch each time.
-      state.standbyWake.wait_for(lock, patience);
+    if (isStopped) parkForever(lock);
+    const auto now = Clock::now();
+    const auto due = deadline();
+    const bool isOverdue = due && *due <= now;
+    if (isOverdue) promoteFollower();
+    if (due || std::exchange(watchdogIsAlerted, false)) {
+      // After a promotion that worker takes the job; looking again at once would find the same one
+      // overdue. After an alert more jobs will come: falling asleep between them would make each
+      // submit() pay for waking the watchdog.
+      watchdogWake.wait_until(lock, due && !isOverdue ? *due : now + patience);
     } else {
-      state.standbyDozes = true;
-      const auto alerted = [&state] { return !state.standbyDozes; };
-      if (state.standbyWake.wait_for(lock, idleTime, alerted)) continue;
-      state.standbyDozes = false;
-      state.hasStandby = false;
+      watchdogIsAsleep = true;
+      if (watchdogWake.wait_for(lock, idleTime, [this] { return !watchdogIsAsleep; })) continue;
+      watchdogIsAsleep = false;
+      hasWatchdog = false;
       return;
     }
   }
 }
 
-// Lets another worker take the job, or the duty, that has waited too long.
-void WorkerPool::relieve() {
-  State& state = *state_;
-  const bool isOverdue = state.unattendedSince + patience <= Clock::now();
-  if (state.duty != nullptr && !state.isAttended && isOverdue) state.attendant = nullptr;
-  wakeIdleOrStart();
+// Makes sure that the watchdog looks within 2 ms. One that is not asleep does so by itself.
+void WorkerPool::State::alertWatchdog() {
+  watchdogIsAlerted = true;
+  if (!hasWatchdog) {
+    hasWatchdog = startThread(&State::watch);
+  } else if (watchdogIsAsleep) {
+    watchdogIsAsleep = false;
+    watchdogWake.notify_one();
+  }
+}
+
+// Gets a further worker for the job that has waited too long. When a job keeps the leader from the
+// reactor, it loses the lead, and the worker takes that over once no job is left.
+void WorkerPool::State::promoteFollower() {
+  const bool leaderIsKept = !leaderIsInReactor && leaderLeft + patience <= Clock::now();
+  if (reactor != nullptr && leaderIsKept) leader = nullptr;
+  wakeOrStartWorker();
+}
+
+// When a job, or the reactor, will have waited too long; absent when nothing waits.
+std::optional<Clock::time_point> WorkerPool::State::deadline() const {
+  std::optional<Clock::time_point> since;
+  if (!jobs.empty()) since = jobs.firstAdded();
+  if (reactor != nullptr && !leaderIsInReactor && (!since || leaderLeft < *since)) {
+    since = leaderLeft;
+  }
+  return since ? std::optional(*since + patience) : std::nullopt;
 }
 
 }  // namespace orx::platform

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "platform/process/Uninterrupted.h"
+#include "platform/process/Signals.h"
 #include "platform/storage/StoredDirectory.h"
 
 namespace orx::platform {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/base/Limits.h"
-#include "platform/process/Uninterrupted.h"
+#include "platform/process/Signals.h"
 
 namespace orx::platform {
 

@@ -8,8 +8,7 @@
 #include <span>
 
 #include "platform/base/Limits.h"
-#include "platform/process/HeldSignal.h"
-#include "platform/process/Uninterrupted.h"
+#include "platform/process/Signals.h"
 #include "platform/storage/StoredDirectory.h"
 
 namespace orx::platform {
@@ -20,9 +19,9 @@ constexpr std::string_view temporaryPrefix = ".orx-tmp-";
 constexpr std::string_view quarantineSuffix = ".damaged";
 
 int writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
-  // A write beyond the process's file size limit raises SIGXFSZ, which would end the host. Held
-  // back, the write fails with EFBIG.
-  const HeldSignal held(SIGXFSZ);
+  // A write beyond the process's file size limit raises SIGXFSZ, which would end the host.
+  // Suppressed, the write fails with EFBIG.
+  const SuppressedSignal suppressed(SIGXFSZ);
   while (!bytes.empty()) {
     const auto count =
         uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });

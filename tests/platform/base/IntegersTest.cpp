@@ -47,6 +47,7 @@ TEST(Integers, AreZeroWithoutDigits) {
        {"", " ", "-", "+", "abc", "+-1", "--1", "- 1", "x1", "\u00A01", "\u0661"}) {
     expectBoth(text, 0);
   }
+  expectBoth(std::string_view(), 0);
 }
 
 TEST(Integers, SaturateAtTheEndsOfTheirWidth) {

@@ -43,13 +43,13 @@ class Recorder : public XMLParserDelegate {
   std::function<void()> atElementEnd;
 };
 
-struct Outcome {
+struct ParserReport {
   std::string report;
   std::shared_ptr<Error> error;
   std::string description() const { return error ? error->localizedDescription() : "no error"; }
 };
 
-Outcome run(const std::shared_ptr<XMLParser>& parser) {
+ParserReport run(const std::shared_ptr<XMLParser>& parser) {
   const auto recorder = std::make_shared<Recorder>();
   parser->setDelegate(recorder);
   EXPECT_EQ(parser->parserError(), nullptr);
@@ -61,8 +61,8 @@ Outcome run(const std::shared_ptr<XMLParser>& parser) {
   return {recorder->report, parser->parserError()};
 }
 
-Outcome runData(std::string_view bytes) { return run(XMLParser::initWithData(Data(bytes))); }
-Outcome runText(std::string_view text) { return run(XMLParser::initWithText(Data(text))); }
+ParserReport runData(std::string_view bytes) { return run(XMLParser::initWithData(Data(bytes))); }
+ParserReport runText(std::string_view text) { return run(XMLParser::initWithText(Data(text))); }
 
 TEST(XMLParser, ReportsCharactersElementEndsAndTheDocumentEnd) {
   EXPECT_EQ(runData("<r><login>a</login><email>b</email></r>").report, "a/loginb/email/r.");
@@ -89,7 +89,7 @@ TEST(XMLParser, ReadsDataInTheDeclaredEncoding) {
   EXPECT_EQ(runData("<?xml version='1.0' encoding='iso-8859-1'?><r>\xE9</r>").report, "\u00E9/r.");
   EXPECT_EQ(runData("\xEF\xBB\xBF<r>\u00E9</r>").report, "\u00E9/r.");
   EXPECT_EQ(runData("\xFF\xFE<\0r\0/\0>\0"sv).report, "/r.");
-  const Outcome unknown = runData("<?xml version='1.0' encoding='windows-1252'?><r/>");
+  const ParserReport unknown = runData("<?xml version='1.0' encoding='windows-1252'?><r/>");
   EXPECT_EQ(unknown.report, "!.");
   EXPECT_EQ(unknown.error->code(), 18);
   EXPECT_EQ(runData("<?xml version='1.0' encoding='utf-16'?><r/>").report, "!.");
@@ -108,12 +108,12 @@ TEST(XMLParser, ReadsTextAsUTF8WhateverItDeclares) {
 }
 
 TEST(XMLParser, SaysWhereAndWhyADocumentIsMalformed) {
-  const Outcome mismatch = runData("<r>\n  <a></b></r>");
+  const ParserReport mismatch = runData("<r>\n  <a></b></r>");
   EXPECT_EQ(mismatch.report, "\n  !.");
   EXPECT_EQ(mismatch.error->code(), 7);
   EXPECT_EQ(mismatch.description(),
             "The text is not well-formed XML: line 2, column 8: mismatched tag.");
-  const Outcome empty = runData("");
+  const ParserReport empty = runData("");
   EXPECT_EQ(empty.report, "!.");
   EXPECT_EQ(empty.error->code(), 3);
   EXPECT_EQ(empty.description(),
@@ -126,7 +126,7 @@ TEST(XMLParser, RefusesMalformedDocuments) {
         "<r>\0</r>"sv, "<r/>\0"sv, "<r>\x01</r>"sv, "<r>&#0;</r>"sv, "<r>&undeclared;</r>"sv,
         "<r>\xFF</r>"sv, "<r>\xC0\xAF</r>"sv, "<r>\xED\xA0\x80</r>"sv, "<r><![CDATA[</r>"sv,
         " <?xml version='1.0'?><r/>"sv, "<!DOCTYPE html><html><br></html>"sv, "{}"sv}) {
-    for (const Outcome& outcome : {runData(text), runText(text)}) {
+    for (const ParserReport& outcome : {runData(text), runText(text)}) {
       ASSERT_NE(outcome.error, nullptr) << text;
       EXPECT_TRUE(outcome.report.ends_with("!.")) << outcome.report;
       EXPECT_EQ(std::ranges::count(outcome.report, '.'), 1);
@@ -155,12 +155,12 @@ TEST(XMLParser, ExpandsSmallInternalEntitiesAndStopsLargeOnes) {
     for (int copy = 0; copy < 10; ++copy) laughs += below;
     laughs += "'>";
   }
-  const Outcome outcome = runData(laughs + "]><r>&e9;</r>");
+  const ParserReport outcome = runData(laughs + "]><r>&e9;</r>");
   ASSERT_NE(outcome.error, nullptr);
   EXPECT_LT(outcome.report.size(), 2 * limits::xmlAmplificationThreshold);
   std::string quadratic = "<!DOCTYPE r [<!ENTITY e '" + std::string(50'000, 'x') + "'>]><r>";
   for (int copy = 0; copy < 10'000; ++copy) quadratic += "&e;";
-  const Outcome second = runData(quadratic + "</r>");
+  const ParserReport second = runData(quadratic + "</r>");
   ASSERT_NE(second.error, nullptr);
   EXPECT_LT(second.report.size(), 2'000'000U);
 }
@@ -170,7 +170,7 @@ TEST(XMLParser, StopsAtLongChainsOfEntities) {
   for (int level = 1; level < 200'000; ++level) {
     chain += "<!ENTITY e" + std::to_string(level) + " '&e" + std::to_string(level - 1) + ";'>";
   }
-  const Outcome content = runData(chain + "]><r>&e199999;</r>");
+  const ParserReport content = runData(chain + "]><r>&e199999;</r>");
   EXPECT_EQ(content.report, "!.");
   EXPECT_EQ(content.description().substr(content.description().find("more")),
             "more than 256 entities are declared.");
@@ -181,7 +181,7 @@ TEST(XMLParser, StopsAtLongChainsOfEntities) {
 TEST(XMLParser, RefusesMoreElementsThanItsLimit) {
   std::string document = "<r>";
   for (std::size_t element = 0; element < limits::xmlElements; ++element) document += "<a/>";
-  const Outcome outcome = runData(document + "</r>");
+  const ParserReport outcome = runData(document + "</r>");
   EXPECT_NE(outcome.description().find("more than 1000000 elements"), std::string::npos);
 }
 
@@ -193,7 +193,7 @@ TEST(XMLParser, NestsToTheLimitAndNoDeeper) {
     return text;
   };
   EXPECT_EQ(runData(nested(limits::xmlDepth)).error, nullptr);
-  const Outcome deeper = runData(nested(limits::xmlDepth + 1));
+  const ParserReport deeper = runData(nested(limits::xmlDepth + 1));
   EXPECT_EQ(deeper.report, "!.");
   EXPECT_EQ(deeper.description(),
             "The text is not well-formed XML: line 1, column 3073: elements are nested more than "
@@ -211,7 +211,7 @@ TEST(XMLParser, SurvivesADocumentCutAnywhere) {
       "<!-- c --><?p i?><d>\u00E9&lt;&#x20AC;</d><![CDATA[x]]></s:E>";
   EXPECT_EQ(runData(whole).error, nullptr);
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    for (const Outcome& outcome :
+    for (const ParserReport& outcome :
          {runData(whole.substr(0, size)), runText(whole.substr(0, size))}) {
       EXPECT_TRUE(outcome.report.ends_with("!.")) << size;
       EXPECT_TRUE(isValidUTF8(outcome.report)) << size;

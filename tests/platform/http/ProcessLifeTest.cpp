@@ -17,6 +17,7 @@
 #include "platform/queues/WorkerPool.h"
 #include "support/Call.h"
 #include "support/LoopbackListener.h"
+#include "support/PipeSignals.h"
 #include "support/ServerProcess.h"
 
 // Forking with threads about is what is tested here. The sanitizer looks for this very name.
@@ -41,21 +42,32 @@ const std::string slowText(100, 's');
 // /stalled is answered as soon as a stalling one has come.
 class ProcessLife : public ::testing::Test {
  protected:
-  static TLSTestServer::Handler handler() {
+  static constexpr char halfSent = 'h';
+  static constexpr char allSent = 'a';
+
+  // Signals how far the slow answers are.
+  static Answer paced(Answer answer, std::chrono::milliseconds pace, const PipeSignals& progress) {
+    answer.pace = pace;
+    answer.onSent = [progress, size = answer.bytes.size()](std::size_t sent) {
+      if (sent == size / 2) progress.put(halfSent);
+      if (sent == size) progress.put(allSent);
+    };
+    return answer;
+  }
+
+  static TLSTestServer::Handler handler(const PipeSignals& progress) {
     auto stalled = std::make_shared<Event>();
-    return [stalled](const Request& request) {
+    return [stalled, progress](const Request& request) {
       if (request.target == "/stall") {
         stalled->set();
         return Answer::silence();
       }
       if (request.target == "/stalled") (void)stalled->wait();
-      Answer answer = Answer::reply(200, "fine");
-      if (request.target == "/late") answer.pace = std::chrono::milliseconds(5);
-      if (request.target == "/slow") {
-        answer = Answer::reply(200, slowText);
-        answer.pace = std::chrono::milliseconds(5'000 / answer.bytes.size());
-      }
-      return answer;
+      const Answer answer = Answer::reply(200, "fine");
+      if (request.target == "/late") return paced(answer, std::chrono::milliseconds(5), progress);
+      if (request.target != "/slow") return answer;
+      const Answer slow = Answer::reply(200, slowText);
+      return paced(slow, std::chrono::milliseconds(5'000 / slow.bytes.size()), progress);
     };
   }
 
@@ -70,7 +82,8 @@ class ProcessLife : public ::testing::Test {
     return call(server_.configuration(), getRequest("https://one.example" + target));
   }
 
-  ServerProcess server_{{"one.example"}, handler()};
+  const PipeSignals progress_;
+  ServerProcess server_{{"one.example"}, handler(progress_)};
 };
 
 TEST_F(ProcessLife, EndsWithAnIdleLibrary) {
@@ -100,7 +113,7 @@ TEST_F(ProcessLife, EndsWhileCallsConnect) {
       start(configuration, "/", [](const auto&, const auto&, const auto&) { _exit(1); });
     }
     // A connection is there, its handshake never goes on.
-    if (listener.accept() >= 0) exit(fine);
+    if (listener.awaitConnection()) exit(fine);
   });
   EXPECT_EQ(child.wait(), fine);
 }
@@ -119,10 +132,10 @@ TEST_F(ProcessLife, TakesTheAnswersThatCameWhileItStoodStill) {
     }
     return fine;
   });
-  // In the midst of the answers, and beyond the limit for a connection.
-  std::this_thread::sleep_for(limit * 3 / 2);
+  // Each half of an answer takes longer than the limit.
+  ASSERT_TRUE(progress_.await(halfSent, calls));
   child.kill(SIGSTOP);
-  std::this_thread::sleep_for(limit * 3 / 2);
+  ASSERT_TRUE(progress_.await(allSent, calls));
   child.kill(SIGCONT);
   EXPECT_EQ(child.wait(), fine);
 }
@@ -160,41 +173,38 @@ TEST_F(ProcessLife, EndsRightAfterACallWasStarted) {
   }
 }
 
-// Made before the library's own exit handler is registered, so it goes after that has run.
-struct LateWitness {
-  std::atomic<int> reports{0};
-  std::atomic<bool> isCalled{false};
-  Event released;
-
-  ~LateWitness() {
-    if (!isCalled) return;
-    const int before = reports;
-    released.set();
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    _exit(reports == before ? fine : 1);
-  }
-} lateWitness;
-
 TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
+  static constexpr int lateCalls = 5;
+  static const PipeSignals* progress = &progress_;
+  static Event released;
+  static std::atomic<bool> ends{false};
+  static Event startedLate;
+  static const auto note = [] {
+    if (ends) startedLate.set();
+  };
   ChildProcess child([&] {
-    lateWitness.isCalled = true;
-    // Their answers are under way during the witness's pause.
-    for (int i = 0; i < 5; ++i) {
+    // Registered before the library's own exit handler, so it runs after that one.
+    (void)std::atexit([] {
+      ends = true;
+      released.set();
+      if (!progress->await(allSent, lateCalls)) _exit(4);
+      // Nothing announces what must not come.
+      _exit(startedLate.wait(std::chrono::milliseconds(300)) ? 1 : fine);
+    });
+    for (int i = 0; i < lateCalls; ++i) {
       start(server_.configuration(), "/late",
-            [](const auto&, const auto&, const auto&) { ++lateWitness.reports; });
+            [](const auto&, const auto&, const auto&) { note(); });
     }
     if (get("/").status() != 200) _exit(2);
-    // Operations that run when the end begins, and others that wait behind them.
-    const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(2);
-    const auto entered = std::make_shared<std::atomic<int>>(0);
-    for (int i = 0; i < 2; ++i) {
-      queue->addOperationWithBlock([entered] {
-        ++*entered;
-        (void)lateWitness.released.wait();
-      });
-    }
-    if (!eventually([&] { return *entered == 2; })) _exit(3);
-    for (int i = 0; i < 10; ++i) queue->addOperationWithBlock([] { ++lateWitness.reports; });
+    // An operation that runs when the end begins, and others that wait behind it.
+    const auto queue = std::make_shared<OperationQueue>();
+    const auto entered = std::make_shared<Event>();
+    queue->addOperationWithBlock([entered] {
+      entered->set();
+      (void)released.wait();
+    });
+    if (!entered->wait()) _exit(3);
+    for (int i = 0; i < 10; ++i) queue->addOperationWithBlock(note);
     exit(0);
   });
   EXPECT_EQ(child.wait(), fine);
@@ -241,7 +251,7 @@ TEST_F(ProcessLife, WorksInChildrenForkedWhileBusy) {
 #endif
 
 TEST_F(ProcessLife, StartsQueuesAnewInAChild) {
-  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  const auto queue = std::make_shared<OperationQueue>();
   Event entered;
   Event leave;
   Event ran;
@@ -275,7 +285,7 @@ TEST_F(ProcessLife, DestroysNoOperationOfTheParentsInAChildThatOneOfThemForks) {
     }
     int pipe;
   };
-  auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  auto queue = std::make_shared<OperationQueue>();
   Event gate;
   Mailbox<pid_t> children;
   queue->addOperationWithBlock([&] {
@@ -339,7 +349,7 @@ TEST_F(ProcessLife, LetsTheHostHandleAFaultInACallback) {
   };
   ChildProcess onAQueue([&] {
     handleFaults();
-    OperationQueue::queueWithMaxConcurrentOperationCount(1)->addOperationWithBlock(access);
+    std::make_shared<OperationQueue>()->addOperationWithBlock(access);
     return Event().wait() ? 0 : 1;
   });
   EXPECT_EQ(onAQueue.wait(), fine);

@@ -80,7 +80,7 @@ TEST(UnderLoad, NoCallWaitsForTheHandshakeOfAnother) {
         ->dataTaskWithRequest_completionHandler(getRequest("https://two.example/"), into(stuck))
         ->resume();
   }
-  ASSERT_TRUE(mute.accept());
+  ASSERT_TRUE(mute.awaitConnection());
   EXPECT_EQ(successesOf(configuration, 50, 8), 50);
   EXPECT_EQ(stuck->count(), 0U);
 }

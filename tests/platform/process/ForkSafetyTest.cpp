@@ -2,14 +2,15 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <fstream>
+#include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <vector>
 
-#include "platform/process/ForkSafeMutex.h"
 #include "platform/process/ForkSafety.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
@@ -36,7 +37,7 @@ bool mainThreadSleeps() {
   std::ifstream file("/proc/self/task/" + std::to_string(getpid()) + "/stat");
   std::string line;
   std::getline(file, line);
-  // The state follows the program's name, which stands in parentheses.
+  // "PID (NAME) STATE ...": S says that it waits.
   return line.find(") S") != std::string::npos;
 }
 
@@ -54,7 +55,7 @@ int forkAmid(const std::function<void(const std::function<void()>& awaitFork)>& 
       begun.set();
       forkWaited = eventually([] { return isForking && mainThreadSleeps(); });
     });
-    // Stays as it is: at a fork it must not be inside the allocator of a sanitizer.
+    // Not before the child was made: at a fork this thread must not be inside an allocator.
     (void)over.wait();
   });
   if (!begun.wait()) return 1;
@@ -64,91 +65,192 @@ int forkAmid(const std::function<void(const std::function<void()>& awaitFork)>& 
   return forkWaited ? status : 1;
 }
 
-struct Guarded {
-  ForkSafeMutex mutex{ForkSafeMutex::Section::Brief};
-  int value = fine;
-
-  int read() {
-    const std::lock_guard lock(mutex);
-    return value;
-  }
-};
-
-TEST(ForkSafety, AForkWaitsForTheMakingOfAnObjectAndOfWhatItNeeds) {
-  static constinit ProcessWide<Guarded> before;
-  static constinit ProcessWide<Guarded> part;
-  static constinit ProcessWide<Guarded> whole;
-  const auto status = statusOf([] {
-    before.get();
-    return forkAmid(
-        [](const auto& awaitFork) {
-          whole.get([&] {
-            awaitFork();
-            before.get().read();
-            part.get().read();
-            return Guarded();
-          });
-        },
-        [] {
-          const bool isWhole = before.get().read() == fine && part.get().read() == fine;
-          return isWhole ? whole.get().read() : 1;
-        });
-  });
-  EXPECT_EQ(status, fine);
-}
-
 TEST(ForkSafety, AForkTakesMutexesInTheOrderInWhichTheyNest) {
-  static ForkSafeMutex brief(ForkSafeMutex::Section::Brief);
-  static std::mutex inner;
-  static std::mutex outer;
-  holdAcrossFork(ForkRank::workerPool, inner);
-  holdAcrossFork(ForkRank::queues, outer);
   const auto status = statusOf([] {
     return forkAmid(
         [](const auto& awaitFork) {
-          const std::lock_guard first(outer);
+          const std::lock_guard first(forkLocks.transferEngine);
           awaitFork();
-          const std::lock_guard second(inner);
-          const std::lock_guard third(brief);
+          const std::lock_guard second(forkLocks.transferInbox);
+          const std::lock_guard third(forkLocks.workerPool);
+          const BriefSection fourth;
         },
         [] {
-          const std::scoped_lock all(outer, inner);
-          const std::lock_guard third(brief);
+          const std::lock_guard first(forkLocks.transferEngine);
+          const std::lock_guard second(forkLocks.transferInbox);
+          const std::lock_guard third(forkLocks.workerPool);
+          const BriefSection fourth;
           return fine;
         });
   });
   EXPECT_EQ(status, fine);
 }
 
-TEST(ForkSafety, WhatIsBegunAnewInAChildIsLeftAloneInItsParent) {
-  static std::mutex mutex;
-  static int begun = 0;
-  holdAcrossFork(ForkRank::queues, mutex, [] { ++begun; });
-  EXPECT_EQ(statusOf([] { return begun == 1 ? fine : 1; }), fine);
-  EXPECT_EQ(begun, 0);
+int handledForks = 0;
+const ForkChildHandler countForks([] { ++handledForks; });
+
+TEST(ForkSafety, AHandlerRunsInTheChildAlone) {
+  EXPECT_EQ(statusOf([] { return handledForks == 1 ? fine : 1; }), fine);
+  EXPECT_EQ(handledForks, 0);
 }
 
-TEST(ProcessWide, IsMadeOnceHoweverManyThreadsUseItFirst) {
-  static constinit ProcessWide<int> object;
-  std::atomic<int> made = 0;
-  std::vector<const int*> seen(8);
-  std::vector<std::thread> threads;
-  threads.reserve(seen.size());
-  for (const int*& place : seen) {
-    threads.emplace_back([&] { place = &object.get([&] { return ++made; }); });
+TEST(ForkSafety, CountsTheForksOfAProcessAndItsParents) {
+  const auto before = forkCount();
+  EXPECT_EQ(statusOf([&] {
+              const int grandchild = statusOf([&] { return forkCount() == before + 2 ? fine : 1; });
+              return forkCount() == before + 1 ? grandchild : 1;
+            }),
+            fine);
+  EXPECT_EQ(forkCount(), before);
+}
+
+// For locks that are held too long for a fork to wait.
+std::mutex longMutex;
+const ForkChildHandler unlockInChild([] { std::construct_at(&longMutex); });
+
+TEST(ForkSafety, AHandlerCanUnlockWhatAnotherThreadOfTheParentHolds) {
+  Event locked;
+  Event done;
+  std::thread holder([&] {
+    const std::lock_guard guard(longMutex);
+    locked.set();
+    EXPECT_TRUE(done.wait());
+  });
+  ASSERT_TRUE(locked.wait());
+  EXPECT_EQ(statusOf([] {
+              const std::lock_guard guard(longMutex);
+              return fine;
+            }),
+            fine);
+  done.set();
+  holder.join();
+}
+
+TEST(BriefSection, ShowsAChildWhatItGuardsWhole) {
+  volatile int left = 0;
+  volatile int right = 0;
+  std::atomic<bool> stop = false;
+  std::thread changer([&] {
+    while (!stop) {
+      const BriefSection section;
+      left = left + 1;
+      right = right + 1;
+    }
+  });
+  for (int round = 0; round < 100; ++round) {
+    ChildProcess child([&] {
+      const BriefSection section;
+      return left == right ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), 0);
   }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(made, 1);
-  for (const int* place : seen) EXPECT_EQ(place, seen.front());
+  stop = true;
+  changer.join();
+}
+
+TEST(BriefSection, ExcludesOtherThreads) {
+  int count = 0;
+  const auto work = [&] {
+    for (int round = 0; round < 100'000; ++round) {
+      const BriefSection section;
+      count = count + 1;
+    }
+  };
+  std::thread first(work);
+  std::thread second(work);
+  first.join();
+  second.join();
+  EXPECT_EQ(count, 200'000);
+}
+
+#ifndef NDEBUG
+TEST(BriefSection, RefusesToNestRatherThanHang) {
+  EXPECT_DEATH(
+      {
+        const BriefSection outer;
+        const BriefSection inner;
+      },
+      "isNested");
+}
+#endif
+
+// One that is being made is nobody's yet: the child makes its own.
+TEST(ProcessWide, IsMadeByTheChildOfAForkAmidItsMaking) {
+  static constinit ProcessWide<int> object;
+  const auto status = statusOf([] {
+    Event begun;
+    Event over;
+    std::thread other([&] {
+      object.get([&] {
+        begun.set();
+        EXPECT_TRUE(over.wait());
+        return 1;
+      });
+    });
+    if (!begun.wait()) return 1;
+    const int child = statusOf([] { return object.get([] { return fine; }); });
+    over.set();
+    other.join();
+    return object.get() == 1 ? child : 1;
+  });
+  EXPECT_EQ(status, fine);
+}
+
+TEST(ProcessWide, HoldsNobodyUpThatUsesAnotherOneWhileItIsMade) {
+  static constinit ProcessWide<int> slow;
+  static constinit ProcessWide<int> quick;
+  const auto status = statusOf([] {
+    Event begun;
+    Event over;
+    std::thread other([&] {
+      slow.get([&] {
+        begun.set();
+        EXPECT_TRUE(over.wait());
+        return 1;
+      });
+    });
+    if (!begun.wait()) return 1;
+    const int used = quick.get([] { return fine; });
+    over.set();
+    other.join();
+    return used;
+  });
+  EXPECT_EQ(status, fine);
+}
+
+TEST(ProcessWide, IsOneForTwoThreadsThatMakeItAtTheSameTime) {
+  static constinit ProcessWide<std::shared_ptr<int>> object;
+  const auto status = statusOf([] {
+    // Each waits until the other one is making it too.
+    std::atomic<int> making = 0;
+    std::array<std::weak_ptr<int>, 2> made;
+    std::array<const std::shared_ptr<int>*, 2> seen{};
+    const auto use = [&](std::size_t self) {
+      seen.at(self) = &object.get([&] {
+        ++making;
+        if (!eventually([&] { return making == 2; })) _exit(1);
+        auto own = std::make_shared<int>();
+        made.at(self) = own;
+        return own;
+      });
+    };
+    std::thread other([&] { use(1); });
+    use(0);
+    other.join();
+    const bool slowerOneIsDestroyed = made[0].expired() != made[1].expired();
+    return seen[0] == seen[1] && slowerOneIsDestroyed ? fine : 1;
+  });
+  EXPECT_EQ(status, fine);
 }
 
 TEST(ProcessWide, IsMadeByTheNextUseWhenItsMakingFails) {
   static constinit ProcessWide<int> object;
-  const auto fail = []() -> int { throw std::runtime_error("no memory"); };
-  EXPECT_THROW(object.get(fail), std::runtime_error);
-  EXPECT_EQ(object.get([] { return fine; }), fine);
-  // The creation is over: a fork does not wait for it.
-  EXPECT_EQ(statusOf([] { return object.get(); }), fine);
+  const auto status = statusOf([] {
+    const auto fail = []() -> int { throw std::runtime_error("no memory"); };
+    EXPECT_THROW(object.get(fail), std::runtime_error);
+    return object.get([] { return fine; });
+  });
+  EXPECT_EQ(status, fine);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 #include "platform/base/Limits.h"
 #include "platform/keychain/PolicyKeychainStore.h"
-#include "platform/process/Uninterrupted.h"
+#include "platform/process/Signals.h"
 #include "platform/storage/UserDefaults.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"

@@ -1,60 +1,83 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
 #include "platform/queues/DispatchSemaphore.h"
+#include "support/Await.h"
 
 namespace orx::testing {
 namespace {
 
+// Queues whose first operation waits for a semaphore; the next one says which queue goes on.
+class Waiters {
+ public:
+  explicit Waiters(std::size_t count) : semaphore_(std::make_shared<DispatchSemaphore>(count)) {}
+
+  void addOne() {
+    const auto queue = std::make_shared<OperationQueue>();
+    Event waits;
+    queue->addOperationWithBlock([&, semaphore = semaphore_, queue] {
+      semaphore->wait(queue);
+      waits.set();
+    });
+    ASSERT_TRUE(waits.wait());
+    queue->addOperationWithBlock([this, number = added_++] { passed_.put(number); });
+  }
+  void signal() { semaphore_->signal(); }
+  int nextPassed() { return passed_.take(); }
+  std::size_t passedCount() const { return passed_.count(); }
+
+ private:
+  std::shared_ptr<DispatchSemaphore> semaphore_;
+  int added_ = 0;
+  Mailbox<int> passed_;
+};
+
 TEST(DispatchSemaphore, LetsAsManyPassAtOnceAsItsCountSays) {
-  const auto semaphore = DispatchSemaphore::createWithCount(2);
-  std::vector<int> passed;
-  for (int i = 0; i < 3; ++i) semaphore->wait_then([&, i] { passed.push_back(i); });
-  EXPECT_EQ(passed, (std::vector<int>{0, 1}));
-  semaphore->signal();
-  EXPECT_EQ(passed, (std::vector<int>{0, 1, 2}));
+  Waiters waiters(2);
+  for (int i = 0; i < 2; ++i) {
+    waiters.addOne();
+    EXPECT_EQ(waiters.nextPassed(), i);
+  }
+  waiters.addOne();
+  EXPECT_EQ(waiters.passedCount(), 0U);
+  waiters.signal();
+  EXPECT_EQ(waiters.nextPassed(), 2);
 }
 
-TEST(DispatchSemaphore, LetsWaitersGoOnInTheirOrderInsideTheSignal) {
-  const auto semaphore = DispatchSemaphore::createWithCount(0);
-  std::vector<int> passed;
-  for (int i = 0; i < 3; ++i) semaphore->wait_then([&, i] { passed.push_back(i); });
-  EXPECT_TRUE(passed.empty());
+TEST(DispatchSemaphore, LetsQueuesGoOnInTheOrderInWhichTheyBeganToWait) {
+  Waiters waiters(0);
+  for (int i = 0; i < 3; ++i) waiters.addOne();
   for (int i = 0; i < 3; ++i) {
-    semaphore->signal();
-    EXPECT_EQ(passed.size(), static_cast<std::size_t>(i) + 1);
+    EXPECT_EQ(waiters.passedCount(), 0U);
+    waiters.signal();
+    EXPECT_EQ(waiters.nextPassed(), i);
   }
-  EXPECT_EQ(passed, (std::vector<int>{0, 1, 2}));
 }
 
 TEST(DispatchSemaphore, KeepsASignalThatComesFirst) {
-  const auto semaphore = DispatchSemaphore::createWithCount(0);
-  semaphore->signal();
-  bool passed = false;
-  semaphore->wait_then([&] { passed = true; });
-  EXPECT_TRUE(passed);
+  Waiters waiters(0);
+  waiters.signal();
+  waiters.addOne();
+  EXPECT_EQ(waiters.nextPassed(), 0);
 }
 
-TEST(DispatchSemaphore, MayBeDroppedByTheWaiterThatASignalRuns) {
-  auto semaphore = DispatchSemaphore::createWithCount(0);
-  auto* raw = semaphore.get();
-  raw->wait_then([held = std::move(semaphore)]() mutable { held.reset(); });
-  raw->signal();
-}
-
-TEST(DispatchSemaphore, LosesNothingBetweenThreads) {
-  const auto semaphore = DispatchSemaphore::createWithCount(0);
-  std::atomic<int> passed{0};
-  constexpr int each = 1000;
-  std::thread waiting([&] {
-    for (int i = 0; i < each; ++i) semaphore->wait_then([&] { ++passed; });
+TEST(DispatchSemaphore, LosesNoSignalThatComesDuringTheWait) {
+  constexpr int rounds = 1000;
+  const auto semaphore = std::make_shared<DispatchSemaphore>(0);
+  const auto queue = std::make_shared<OperationQueue>();
+  Mailbox<int> passed;
+  std::thread signalling([&] {
+    for (int i = 0; i < rounds; ++i) semaphore->signal();
   });
-  for (int i = 0; i < each; ++i) semaphore->signal();
-  waiting.join();
-  EXPECT_EQ(passed, each);
+  for (int i = 0; i < rounds; ++i) {
+    queue->addOperationWithBlock([&] { semaphore->wait(queue); });
+    queue->addOperationWithBlock([&, i] { passed.put(i); });
+    EXPECT_EQ(passed.take(), i);
+  }
+  signalling.join();
 }
 
 }  // namespace

@@ -1,21 +1,19 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
 #include "platform/queues/OperationQueue.h"
-#include "platform/queues/WorkerPool.h"
 #include "support/Await.h"
+#include "support/ThreadCount.h"
 
 namespace orx::testing {
-
-using namespace platform;
 namespace {
 
 TEST(OperationQueue, RunsOperationsOffTheCallersThreadInTheirOrder) {
-  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
-  EXPECT_EQ(queue->maxConcurrentOperationCount(), 1U);
+  const auto queue = std::make_shared<OperationQueue>();
   Mailbox<int> order;
   std::atomic<bool> sameThread{false};
   const auto caller = std::this_thread::get_id();
@@ -30,7 +28,7 @@ TEST(OperationQueue, RunsOperationsOffTheCallersThreadInTheirOrder) {
 }
 
 TEST(OperationQueue, EndsAnOperationWithAllThatItHoldsBeforeTheNextBegins) {
-  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  const auto queue = std::make_shared<OperationQueue>();
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> watched = held;
   Mailbox<bool> isGone;
@@ -41,96 +39,100 @@ TEST(OperationQueue, EndsAnOperationWithAllThatItHoldsBeforeTheNextBegins) {
   EXPECT_TRUE(isGone.take());
 }
 
-TEST(OperationQueue, NeverRunsMoreOperationsAtATimeThanItMay) {
-  for (const std::size_t width : {1U, 3U}) {
-    const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(width);
-    std::atomic<std::size_t> inside{0};
-    std::atomic<std::size_t> most{0};
-    Mailbox<int> done;
-    for (int i = 0; i < 50; ++i) {
-      queue->addOperationWithBlock([&] {
-        const std::size_t present = ++inside;
-        for (auto seen = most.load(); seen < present && !most.compare_exchange_weak(seen, present);)
-          ;
-        std::this_thread::yield();
-        --inside;
-        done.put(1);
-      });
-    }
-    for (int i = 0; i < 50; ++i) done.take();
-    EXPECT_LE(most, width);
-  }
-}
-
-TEST(OperationQueue, HasNoLimitWhenNoneIsSet) {
-  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(0);
-  constexpr int count = 40;
-  Mailbox<int> entered;
-  Event gate;
-  Mailbox<int> left;
-  for (int i = 0; i < count; ++i) {
+TEST(OperationQueue, RunsOneOperationAtATime) {
+  const auto queue = std::make_shared<OperationQueue>();
+  std::atomic<int> inside{0};
+  std::atomic<bool> hadCompany{false};
+  Mailbox<int> done;
+  for (int i = 0; i < 50; ++i) {
     queue->addOperationWithBlock([&] {
-      entered.put(1);
-      (void)gate.wait();
-      left.put(1);
+      if (++inside > 1) hadCompany = true;
+      std::this_thread::yield();
+      --inside;
+      done.put(1);
     });
   }
-  for (int i = 0; i < count; ++i) entered.take();
-  gate.set();
-  for (int i = 0; i < count; ++i) left.take();
+  for (int i = 0; i < 50; ++i) done.take();
+  EXPECT_FALSE(hadCompany);
 }
 
-TEST(OperationQueue, KeepsThePlaceOfAnOperationThatIsYetToFinish) {
-  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
-  Mailbox<OperationQueue::Finish> pending;
-  Mailbox<int> second;
-  queue->addOperationWithFinishingBlock([&](auto finish) { pending.put(std::move(finish)); });
-  queue->addOperationWithBlock([&] { second.put(2); });
-  auto finish = pending.take();
-  // Another queue's operation comes and goes, so workers are free.
+TEST(OperationQueue, DoesNotHoldUpAnotherOne) {
+  const auto busy = std::make_shared<OperationQueue>();
+  Event gate;
+  Event left;
+  busy->addOperationWithBlock([&] {
+    (void)gate.wait();
+    left.set();
+  });
   Event other;
-  OperationQueue::queueWithMaxConcurrentOperationCount(1)->addOperationWithBlock(
-      [&] { other.set(); });
+  std::make_shared<OperationQueue>()->addOperationWithBlock([&] { other.set(); });
+  EXPECT_TRUE(other.wait());
+  EXPECT_FALSE(left.isSet());
+  gate.set();
+  EXPECT_TRUE(left.wait());
+}
+
+TEST(OperationQueue, StartsNothingWhileItIsSuspended) {
+  const auto queue = std::make_shared<OperationQueue>();
+  Event suspended;
+  Mailbox<int> ran;
+  queue->addOperationWithBlock([&] {
+    queue->setSuspended(true);
+    suspended.set();
+  });
+  for (int i = 0; i < 3; ++i) queue->addOperationWithBlock([&, i] { ran.put(i); });
+  ASSERT_TRUE(suspended.wait());
+  // Another queue's operation comes and goes, so a worker is free.
+  Event other;
+  std::make_shared<OperationQueue>()->addOperationWithBlock([&] { other.set(); });
   ASSERT_TRUE(other.wait());
-  EXPECT_EQ(second.count(), 0U);
-  finish();
-  EXPECT_EQ(second.take(), 2);
+  EXPECT_EQ(ran.count(), 0U);
+  queue->setSuspended(false);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(ran.take(), i);
 }
 
-TEST(OperationQueue, CountsAFinishOnce) {
-  const auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
-  Mailbox<OperationQueue::Finish> pending;
-  for (int i = 0; i < 3; ++i) {
-    queue->addOperationWithFinishingBlock([&](auto finish) { pending.put(std::move(finish)); });
-  }
-  auto first = pending.take();
-  first();
-  first();
-  auto next = pending.take();
-  EXPECT_EQ(pending.count(), 0U) << "the second call must not free another place";
-  next();
-  pending.take()();
+TEST(OperationQueue, StaysSerialWhenItIsResumedBeforeTheOperationReturns) {
+  const auto queue = std::make_shared<OperationQueue>();
+  Event entered;
+  Event gate;
+  Mailbox<int> order;
+  queue->addOperationWithBlock([&] {
+    queue->setSuspended(true);
+    entered.set();
+    (void)gate.wait();
+    order.put(1);
+  });
+  queue->addOperationWithBlock([&] { order.put(2); });
+  ASSERT_TRUE(entered.wait());
+  queue->setSuspended(false);
+  queue->setSuspended(false);
+  EXPECT_EQ(order.count(), 0U);
+  gate.set();
+  EXPECT_EQ(order.take(), 1);
+  EXPECT_EQ(order.take(), 2);
 }
 
-TEST(OperationQueue, HoldsNoWorkerForOperationsThatAreYetToFinish) {
-  const auto before = WorkerPool::shared().workerCount();
-  Mailbox<OperationQueue::Finish> pending;
+TEST(OperationQueue, HoldsNoThreadWhileItIsSuspended) {
+  const auto before = threadCount();
+  Mailbox<int> suspended;
+  Mailbox<int> ran;
   std::vector<std::shared_ptr<OperationQueue>> queues;
-  queues.reserve(200);
   for (int i = 0; i < 200; ++i) {
-    queues.push_back(OperationQueue::queueWithMaxConcurrentOperationCount(1));
-    queues.back()->addOperationWithFinishingBlock(
-        [&](auto finish) { pending.put(std::move(finish)); });
+    queues.push_back(std::make_shared<OperationQueue>());
+    queues.back()->addOperationWithBlock([&, queue = queues.back()] {
+      queue->setSuspended(true);
+      suspended.put(1);
+    });
+    queues.back()->addOperationWithBlock([&] { ran.put(1); });
   }
-  std::vector<OperationQueue::Finish> all;
-  all.reserve(200);
-  for (int i = 0; i < 200; ++i) all.push_back(pending.take());
-  EXPECT_LT(WorkerPool::shared().workerCount(), before + 20);
-  for (const auto& finish : all) finish();
+  for (int i = 0; i < 200; ++i) suspended.take();
+  EXPECT_LT(threadCount(), before + 20);
+  for (const auto& queue : queues) queue->setSuspended(false);
+  for (int i = 0; i < 200; ++i) ran.take();
 }
 
 TEST(OperationQueue, RunsWhatWasAddedAfterItsHandleIsGone) {
-  auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  auto queue = std::make_shared<OperationQueue>();
   Event gate;
   Mailbox<int> ran;
   queue->addOperationWithBlock([&] { (void)gate.wait(); });
@@ -141,7 +143,7 @@ TEST(OperationQueue, RunsWhatWasAddedAfterItsHandleIsGone) {
 }
 
 TEST(OperationQueue, MayBeDroppedOnItsOwnThread) {
-  auto queue = OperationQueue::queueWithMaxConcurrentOperationCount(1);
+  auto queue = std::make_shared<OperationQueue>();
   Mailbox<int> ran;
   auto* raw = queue.get();
   raw->addOperationWithBlock([&ran, held = std::move(queue)]() mutable {

@@ -7,42 +7,44 @@
 
 #include "platform/queues/WorkerPool.h"
 #include "support/Await.h"
+#include "support/ThreadCount.h"
 
 namespace orx::testing {
 
 using namespace platform;
 namespace {
 
+void submit(std::function<void()> block) { WorkerPool::shared().submit(makeJob(std::move(block))); }
+
 TEST(WorkerPool, GrowsPastJobsThatBlockAndShrinksAgain) {
-  WorkerPool& pool = WorkerPool::shared();
   constexpr std::size_t blocked = 60;
   Mailbox<int> entered;
   Mailbox<int> left;
   Event gate;
   for (std::size_t i = 0; i < blocked; ++i) {
-    pool.submit([&] {
+    submit([&] {
       entered.put(1);
       (void)gate.wait();
       left.put(1);
     });
   }
   for (std::size_t i = 0; i < blocked; ++i) entered.take();
-  EXPECT_GE(pool.workerCount(), blocked);
+  EXPECT_GE(threadCount(), blocked);
   Event other;
-  pool.submit([&] { other.set(); });
+  submit([&] { other.set(); });
   EXPECT_TRUE(other.wait());
   gate.set();
   for (std::size_t i = 0; i < blocked; ++i) left.take();
-  EXPECT_TRUE(eventually([&] { return pool.workerCount() <= 2; }));
+  // The thread of this test and two workers.
+  EXPECT_TRUE(eventually([] { return threadCount() <= 3; }));
 }
 
 TEST(WorkerPool, NeedsFewWorkersForJobsThatAreShort) {
-  WorkerPool& pool = WorkerPool::shared();
   Mailbox<int> done;
-  for (int i = 0; i < 20'000; ++i) pool.submit([&] { done.put(1); });
+  for (int i = 0; i < 20'000; ++i) submit([&] { done.put(1); });
   for (int i = 0; i < 20'000; ++i) done.take();
-  // The machine may stop a worker for a while, so a few more may come.
-  EXPECT_LT(pool.workerCount(), 50U);
+  // The system may stop a worker for a while, so a few more may come.
+  EXPECT_LT(threadCount(), 50U);
 }
 
 TEST(WorkerPool, RunsJobsSubmittedByJobs) {
@@ -51,7 +53,7 @@ TEST(WorkerPool, RunsJobsSubmittedByJobs) {
     if (left == 0) {
       done.put(1);
     } else {
-      WorkerPool::shared().submit([&next, left] { next(left - 1); });
+      submit([&next, left] { next(left - 1); });
     }
   };
   next(1000);
@@ -66,111 +68,112 @@ TEST(WorkerPool, DestroysAJobOnTheWorkerThatRanIt) {
   };
   Mailbox<std::thread::id> threads;
   auto noted = std::make_shared<Noted>(threads);
-  WorkerPool::shared().submit(
-      [&threads, noted = std::move(noted)] { threads.put(std::this_thread::get_id()); });
+  submit([&threads, noted = std::move(noted)] { threads.put(std::this_thread::get_id()); });
   const auto ranOn = threads.take();
   EXPECT_EQ(threads.take(), ranOn);
   EXPECT_NE(ranOn, std::this_thread::get_id());
 }
 
-// Brings a job into the pool each time it is told to.
-class JobsOnCommand final : public Duty {
+// Submits a job each time it is told to.
+class JobsOnCommand final : public Reactor {
  public:
-  void bring(std::function<void()> block) { brought_.put(makeJob(std::move(block))); }
-  // The threads that have attended, one after each job that was brought.
-  std::thread::id nextAttendant() { return attendants_.take(); }
-  bool wasSharedByTwo() const { return sharedByTwo_; }
+  void submitNext(std::function<void()> block) { pending_.put(makeJob(std::move(block))); }
+  // The threads that have led, one for each job.
+  std::thread::id nextLeader() { return leaders_.take(); }
+  bool hadTwoLeaders() const { return hadTwoLeaders_; }
 
  private:
   void wait() override {
-    if (isAttended_.exchange(true)) sharedByTwo_ = true;
-    next_ = brought_.take(std::chrono::hours(1));
+    if (isLed_.exchange(true)) hadTwoLeaders_ = true;
+    next_ = pending_.take(std::chrono::hours(1));
   }
-  void turn() override {
-    attendants_.put(std::this_thread::get_id());
+  void dispatch() override {
+    leaders_.put(std::this_thread::get_id());
     WorkerPool::shared().submit(std::move(next_));
-    isAttended_ = false;
+    isLed_ = false;
   }
 
-  Mailbox<std::unique_ptr<Job>> brought_;
-  Mailbox<std::thread::id> attendants_;
+  Mailbox<std::unique_ptr<Job>> pending_;
+  Mailbox<std::thread::id> leaders_;
   std::unique_ptr<Job> next_;
-  std::atomic<bool> isAttended_ = false;
-  std::atomic<bool> sharedByTwo_ = false;
+  std::atomic<bool> isLed_ = false;
+  std::atomic<bool> hadTwoLeaders_ = false;
 };
 
-// Workers attend to it for the rest of the process.
-JobsOnCommand& startedDuty() {
-  static auto& duty = *new JobsOnCommand;
-  EXPECT_TRUE(WorkerPool::shared().attendTo(duty));
-  return duty;
+// Workers lead it for the rest of the process.
+JobsOnCommand& runningReactor() {
+  static auto& reactor = *new JobsOnCommand;
+  EXPECT_TRUE(WorkerPool::shared().setReactor(reactor));
+  return reactor;
 }
 
-TEST(WorkerPool, RunsTheShortJobsOfTheDutyOnTheWorkerThatAttendsToIt) {
-  JobsOnCommand& duty = startedDuty();
+TEST(WorkerPool, RunsTheReactorsShortJobsOnTheLeader) {
+  JobsOnCommand& reactor = runningReactor();
   Mailbox<std::thread::id> ranOn;
   int switches = 0;
   constexpr int jobs = 1000;
   for (int i = 0; i < jobs; ++i) {
-    duty.bring([&] { ranOn.put(std::this_thread::get_id()); });
-    if (duty.nextAttendant() != ranOn.take()) ++switches;
+    reactor.submitNext([&] { ranOn.put(std::this_thread::get_id()); });
+    if (reactor.nextLeader() != ranOn.take()) ++switches;
   }
-  // The machine may stop a worker for a while, and then another one takes over.
+  // The system may stop the leader for a while, and then a follower is promoted.
   EXPECT_LT(switches, jobs / 10);
-  EXPECT_FALSE(duty.wasSharedByTwo());
+  EXPECT_FALSE(reactor.hadTwoLeaders());
 }
 
-TEST(WorkerPool, LetsAnotherWorkerTakeTheDutyOverFromOneThatAJobKeeps) {
-  JobsOnCommand& duty = startedDuty();
+TEST(WorkerPool, PromotesAFollowerWhenAJobKeepsTheLeader) {
+  JobsOnCommand& reactor = runningReactor();
   Mailbox<std::thread::id> entered;
   Mailbox<int> left;
   Event gate;
   constexpr int blocked = 20;
   std::set<std::thread::id> kept;
   for (int i = 0; i < blocked; ++i) {
-    duty.bring([&] {
+    reactor.submitNext([&] {
       entered.put(std::this_thread::get_id());
       (void)gate.wait();
       left.put(1);
     });
-    duty.nextAttendant();
+    reactor.nextLeader();
     kept.insert(entered.take());
   }
   EXPECT_EQ(kept.size(), static_cast<std::size_t>(blocked));
-  duty.bring([&] { entered.put(std::this_thread::get_id()); });
-  EXPECT_FALSE(kept.contains(duty.nextAttendant()));
+  reactor.submitNext([&] { entered.put(std::this_thread::get_id()); });
+  EXPECT_FALSE(kept.contains(reactor.nextLeader()));
   EXPECT_FALSE(kept.contains(entered.take()));
   EXPECT_EQ(left.count(), 0U);
   gate.set();
   for (int i = 0; i < blocked; ++i) left.take();
-  EXPECT_FALSE(duty.wasSharedByTwo());
+  EXPECT_FALSE(reactor.hadTwoLeaders());
 }
 
-TEST(WorkerPool, LetsADutysJobWaitForTheNextOne) {
-  JobsOnCommand& duty = startedDuty();
+TEST(WorkerPool, LetsAJobOfTheReactorWaitForTheNextOne) {
+  JobsOnCommand& reactor = runningReactor();
   Mailbox<int> done;
-  duty.bring([&] {
+  reactor.submitNext([&] {
     Event inner;
-    duty.bring([&inner] { inner.set(); });
+    reactor.submitNext([&inner] { inner.set(); });
     done.put(inner.wait() ? 1 : 0);
   });
   EXPECT_EQ(done.take(), 1);
+  for (int i = 0; i < 2; ++i) reactor.nextLeader();
 }
 
-TEST(WorkerPool, AttendsToItsDutyWhileJobsOfOthersKeepComing) {
-  JobsOnCommand& duty = startedDuty();
+TEST(WorkerPool, RunsTheReactorWhileOtherJobsKeepComing) {
+  JobsOnCommand& reactor = runningReactor();
   std::atomic<bool> enough = false;
   Mailbox<int> done;
   std::function<void()> again = [&] {
     if (enough) {
       done.put(0);
     } else {
-      WorkerPool::shared().submit(again);
+      submit(again);
     }
   };
   for (int i = 0; i < 4; ++i) again();
   for (int i = 0; i < 100; ++i) {
-    duty.bring([&] { done.put(1); });
+    reactor.submitNext([&] { done.put(1); });
+    reactor.nextLeader();
     EXPECT_EQ(done.take(), 1);
   }
   enough = true;

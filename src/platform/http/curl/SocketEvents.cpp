@@ -9,7 +9,7 @@
 #include <climits>
 #include <utility>
 
-#include "platform/process/Uninterrupted.h"
+#include "platform/process/Signals.h"
 
 namespace orx::platform {
 namespace {

@@ -9,6 +9,7 @@
 #include "platform/base/Limits.h"
 #include "platform/http/HeaderFields.h"
 #include "platform/http/curl/TransferBuffers.h"
+#include "platform/queues/WorkerPool.h"
 
 namespace orx::platform {
 namespace {
@@ -311,8 +312,10 @@ void Transfer::finish(int code) {
 }
 
 void Transfer::report(std::unique_ptr<Transfer> transfer) {
-  const auto queue = std::exchange(transfer->receiver_.queue, std::nullopt);
-  post(queue, std::move(transfer));
+  const auto queue = std::exchange(transfer->receiver_.queue, nullptr);
+  if (!queue) return WorkerPool::shared().submit(std::move(transfer));
+  queue->addOperationWithBlock(
+      [shared = std::shared_ptr<Transfer>(std::move(transfer))] { shared->run(); });
 }
 
 void Transfer::fail(std::unique_ptr<Transfer> transfer, std::shared_ptr<Error> error) {

@@ -14,7 +14,7 @@
 #include "platform/http/curl/TransferReply.h"
 #include "platform/http/curl/TransportError.h"
 #include "platform/queues/Job.h"
-#include "platform/queues/Strand.h"
+#include "platform/queues/OperationQueue.h"
 
 namespace orx::platform {
 
@@ -39,7 +39,7 @@ class Transfer final : public ProgressWatch::Watched, public Job {
   // Whom it reports to.
   struct Receiver {
     URLSession::CompletionHandler handler;
-    std::optional<Strand> queue;  // absent: no order among the reports
+    std::shared_ptr<OperationQueue> queue;  // absent: no order among the reports
   };
 
   Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,

@@ -2,8 +2,8 @@
 
 #include <curl/curl.h>
 
-#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <utility>
 #include <vector>
@@ -14,57 +14,52 @@
 namespace orx::platform {
 namespace {
 
-// How long the end of the process waits for libcurl to be left.
+// How long exit() waits for a thread that is inside libcurl.
 constexpr std::chrono::seconds longestStop{5};
+
+const ForkChildHandler inChild(&TransferEngine::leaveParentsConnections);
 
 }  // namespace
 
-// The part of the engine that a fork does not take over.
+// What the child of a fork begins anew.
 struct TransferEngine::State {
-  State* inherited = nullptr;  // the parent's, in the child of a fork
+  explicit State(const State* parentsState) : parents(parentsState) {}
+
+  // Kept in the child and never used. Freeing it would make libcurl and OpenSSL say goodbye on the
+  // parent's connections.
+  const State* const parents;
 
   // Under the inbox's mutex.
   std::vector<std::unique_ptr<Transfer>> inbox;
-  bool isAttended = false;
-  bool sleeps = false;
+  bool isRunning = false;  // the pool runs this reactor
+  bool sleeps = false;     // the leader waits for sockets and must be woken for a new transfer
+  bool isInsideLibcurl = false;
+  std::condition_variable libcurlIsLeft;
 
-  // The attending worker's own.
+  // The leader's own.
   TransferLoop loop;
   std::vector<std::unique_ptr<Transfer>> arrived;
-  bool connectionsWait = false;  // the last turn was for what had arrived alone
+  bool skippedSockets = false;  // in the last pass
 };
 
-TransferEngine::TransferEngine() : state_(new State) {
-  holdAcrossFork(ForkRank::transferEngine, workMutex_);
-  holdAcrossFork(ForkRank::transferInbox, inboxMutex_, [this] {
-    // The parent's transfers are not the child's. Nothing of them is freed: that would say goodbye
-    // on the parent's connections.
-    state_->loop.abandon();
-    State* inherited = std::exchange(state_, new State);
-    state_->inherited = inherited;
-    isInsideLibcurl_ = false;
-  });
-}
-
-void TransferEngine::initialiseLibcurl() {
-  if (std::exchange(libcurlIsInitialised_, true)) return;
-  curl_global_init(CURL_GLOBAL_DEFAULT);
-  // After libcurl and OpenSSL have registered theirs, so before they are taken down.
-  std::atexit([] { shared().stop(); });
-}
-
 TransferEngine& TransferEngine::shared() {
-  // What completions use is to be there, and known to forks, before the first of them comes.
-  WorkerPool::shared();
-  static constinit std::atomic<TransferEngine*> slot = nullptr;
-  return processWide(slot, [] { return new TransferEngine; });
+  static constinit TransferEngine engine;
+  return engine;
+}
+
+void TransferEngine::leaveParentsConnections() {
+  State*& state = shared().state_;
+  if (state == nullptr) return;
+  state->loop.abandon();
+  state = new State(state);
 }
 
 void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
   {
-    const std::lock_guard lock(inboxMutex_);
-    // While the process ends nothing is started and nothing reports.
-    if (stopping_ || ensureRunning()) {
+    const InboxLock lock(forkLocks.transferInbox);
+    if (state_ == nullptr) state_ = new State(nullptr);
+    // After exit() has begun it is kept in the inbox: nothing starts and nothing reports.
+    if (isStopping_ || ensureRunning()) {
       state_->inbox.push_back(std::move(transfer));
       if (std::exchange(state_->sleeps, false)) state_->loop.wake();
       return;
@@ -76,60 +71,71 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
 }
 
 bool TransferEngine::ensureRunning() {
-  State& state = *state_;
-  if (state.isAttended) return true;
+  if (state_->isRunning) return true;
   initialiseLibcurl();
-  state.isAttended = state.loop.open() && WorkerPool::shared().attendTo(*this);
-  return state.isAttended;
+  state_->isRunning = state_->loop.open() && WorkerPool::shared().setReactor(*this);
+  return state_->isRunning;
 }
+
+void TransferEngine::initialiseLibcurl() {
+  if (std::exchange(libcurlIsInitialised_, true)) return;
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
+  // have just registered, and no thread may be inside them by then.
+  std::atexit([] { shared().stop(); });
+}
+
+// ---- The leader. ----
 
 void TransferEngine::wait() {
   State& state = *state_;
   {
-    const InboxLock lock(inboxMutex_);
+    const InboxLock lock(forkLocks.transferInbox);
     state.arrived.swap(state.inbox);
-    // What has arrived is begun at once; every other time, the connections come with it.
-    state.connectionsWait = !state.arrived.empty() && !state.connectionsWait;
-    if (state.connectionsWait || !enterLibcurl(lock)) return;
+    // New transfers are started first, without a look at the sockets, but at least every second
+    // pass looks at them: otherwise a stream of submissions would starve running transfers.
+    state.skippedSockets = !state.arrived.empty() && !state.skippedSockets;
+    if (state.skippedSockets || !enterLibcurl(lock)) return;
     state.sleeps = state.arrived.empty();
   }
   state.loop.wait(!state.arrived.empty());
-  const InboxLock lock(inboxMutex_);
+  const InboxLock lock(forkLocks.transferInbox);
   leaveLibcurl(lock);
   state.sleeps = false;
   if (state.arrived.empty()) state.arrived.swap(state.inbox);
 }
 
-void TransferEngine::turn() {
-  const std::lock_guard working(workMutex_);
+void TransferEngine::dispatch() {
+  // Locked while libcurl works, so that a fork finds it, and OpenSSL, between two steps.
+  const std::lock_guard working(forkLocks.transferEngine);
   {
-    const InboxLock lock(inboxMutex_);
+    const InboxLock lock(forkLocks.transferInbox);
     if (!enterLibcurl(lock)) return;
   }
   state_->loop.take(state_->arrived);
   state_->loop.turn();
-  const InboxLock lock(inboxMutex_);
+  const InboxLock lock(forkLocks.transferInbox);
   leaveLibcurl(lock);
 }
 
 bool TransferEngine::enterLibcurl(const InboxLock&) {
-  isInsideLibcurl_ = !stopping_;
-  return isInsideLibcurl_;
+  state_->isInsideLibcurl = !isStopping_;
+  return state_->isInsideLibcurl;
 }
 
 void TransferEngine::leaveLibcurl(const InboxLock&) {
-  isInsideLibcurl_ = false;
-  if (stopping_) libcurlIsLeft_.notify_all();
+  state_->isInsideLibcurl = false;
+  if (isStopping_) state_->libcurlIsLeft.notify_all();
 }
 
 void TransferEngine::stop() {
   // First, so that what has completed already reports no more.
   WorkerPool::shared().stop();
-  std::unique_lock lock(inboxMutex_);
-  stopping_ = true;
-  if (!state_->isAttended) return;
+  InboxLock lock(forkLocks.transferInbox);
+  isStopping_ = true;
+  if (state_ == nullptr || !state_->isRunning) return;
   state_->loop.wake();
-  libcurlIsLeft_.wait_for(lock, longestStop, [this] { return !isInsideLibcurl_; });
+  state_->libcurlIsLeft.wait_for(lock, longestStop, [this] { return !state_->isInsideLibcurl; });
 }
 
 }  // namespace orx::platform

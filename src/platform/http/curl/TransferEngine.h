@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 
@@ -9,43 +8,42 @@
 
 namespace orx::platform {
 
-// Runs all transfers of the process on whichever worker attends to them, from the first one on.
-// Never destroyed.
-class TransferEngine final : private Duty {
+// Runs all transfers of the process on the worker that leads, from the first transfer on. Never
+// destroyed. In the child of a fork it starts without any transfer; the parent's connections are
+// closed there without a word on them.
+class TransferEngine final : private Reactor {
  public:
   static TransferEngine& shared();
 
-  // Takes a transfer over; it reports later. When the process can have no thread at all, that is
-  // when the next one can be had. Cheap: at most
-  // one wake-up for any number of transfers in a row.
+  // Takes the transfer over; it reports later, from a worker. When no thread can be had, it fails,
+  // and reports once the next thread can. Cheap: wakes at most one thread for any number of
+  // transfers in a row. From any thread.
   void submit(std::unique_ptr<Transfer> transfer);
+
+  // For the child of a fork.
+  static void leaveParentsConnections();
 
  private:
   struct State;
+  using InboxLock = std::unique_lock<std::mutex>;
 
-  TransferEngine();
-  // Called with the inbox locked, so that a fork waits for its end.
-  void initialiseLibcurl();
-  // True when a worker attends; called with the inbox locked.
+  constexpr TransferEngine() = default;
+  // These four are called with the inbox locked. ensureRunning() is true when a worker leads.
   bool ensureRunning();
-  void wait() override;
-  void turn() override;
-  using InboxLock = std::lock_guard<std::mutex>;
-  // Around what calls libcurl. False when the process ends, and libcurl is to be left alone.
+  void initialiseLibcurl();
+  // Around each use of libcurl. False when the process ends and libcurl is to be left alone.
   bool enterLibcurl(const InboxLock&);
   void leaveLibcurl(const InboxLock&);
-  // When the process ends: waits, for a bounded time, until libcurl is left.
+
+  void wait() override;
+  void dispatch() override;
+  // At exit(): waits, for a bounded time, until no thread is inside libcurl.
   void stop();
 
-  // Held while libcurl works, so that a fork finds it, and OpenSSL, between two steps.
-  std::mutex workMutex_;
-  // Guards what other threads see of the state.
-  std::mutex inboxMutex_;
-  State* state_;
+  // What other threads see of it is under forkLocks.transferInbox.
+  State* state_ = nullptr;
   bool libcurlIsInitialised_ = false;
-  bool stopping_ = false;
-  bool isInsideLibcurl_ = false;
-  std::condition_variable libcurlIsLeft_;
+  bool isStopping_ = false;
 };
 
 }  // namespace orx::platform

@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/process/ForkSafety.h"
+
 namespace orx::platform {
 namespace {
 
@@ -21,11 +23,11 @@ constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20)
 // The distribution's libcurl names a bundle and a directory with the same authorities, and keeps
 // the parsed store only when there is no directory.
 bool systemBundleIsReadable() {
-  static const bool readable = [] {
+  static constinit ProcessWide<bool> isReadable;
+  return isReadable.get([] {
     const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
     return bundle != nullptr && access(bundle, R_OK) == 0;
-  }();
-  return readable;
+  });
 }
 
 // Numeric IPv6 addresses go into brackets.

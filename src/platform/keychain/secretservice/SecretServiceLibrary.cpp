@@ -6,9 +6,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 
-#include "platform/process/BlockedSignals.h"
 #include "platform/process/ForkSafety.h"
+#include "platform/process/Signals.h"
 
 namespace orx::platform {
 
@@ -18,9 +19,14 @@ using Kind = SecretServiceFailure::Kind;
 using Library = SecretServiceLibrary;
 
 constinit std::atomic<const Library*> loadedLibrary{nullptr};
-// GIO starts a thread of its own, which a forked child does not have: a call there would wait for
-// it for ever. So the child of a process that has loaded GIO must not use it.
-std::atomic<pid_t> loadingProcess{0};
+// The process that has loaded the library, or is loading it; 0 for none. GIO starts a thread of its
+// own, which a forked child does not have: a call there would wait for it for ever. So the child of
+// a process that has loaded GIO must not use it.
+constinit std::atomic<pid_t> loadingProcess{0};
+// Two loads at once would restore the wrong SIGPIPE handler: the second one would read as the
+// host's choice what GIO has just set. A load reads files, so a fork does not wait for it.
+constinit std::mutex loadingMutex;
+const ForkChildHandler unlockInChild([] { std::construct_at(&loadingMutex); });
 
 // GIO sets SIGPIPE to be ignored when its sockets are first used, for the whole process and all
 // that it starts, although it sends so that the signal is never raised. They are set up here, and
@@ -50,7 +56,6 @@ const Library* load() {
 #undef ORX_FIND
   if (!complete) throw SecretServiceFailure{Kind::NoLibrary, {}};
   setUpSockets(*library);
-  loadingProcess = getpid();
   return library.release();
 }
 
@@ -65,9 +70,16 @@ bool isIOError(const GError& error, std::initializer_list<GIOErrorEnum> codes) {
 const Library& lib() { return *loadedLibrary.load(); }
 
 void requireSecretServiceLibrary() {
-  // By one thread alone: a second one would save, as the host's choice for SIGPIPE, what GIO has
-  // just set for the first.
-  processWide(loadedLibrary, load);
+  const std::lock_guard lock(loadingMutex);
+  if (loadingProcess == 0) {
+    loadingProcess = getpid();
+    try {
+      loadedLibrary = load();
+    } catch (...) {
+      loadingProcess = 0;  // the next use tries again
+      throw;
+    }
+  }
   if (loadingProcess != getpid()) throw SecretServiceFailure{Kind::Forked, {}};
 }
 

@@ -7,7 +7,7 @@
 #include "platform/base/Limits.h"
 #include "platform/keychain/secretservice/SecretServiceItems.h"
 #include "platform/keychain/secretservice/SessionBus.h"
-#include "platform/process/BackgroundThread.h"
+#include "platform/process/Signals.h"
 
 namespace orx::platform {
 

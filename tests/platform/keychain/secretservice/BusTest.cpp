@@ -17,9 +17,10 @@ namespace {
 
 using std::chrono::milliseconds;
 using testing::FakeBus;
-using testing::Operation;
+using testing::KeychainOperation;
 
-constexpr auto operations = {Operation::Read, Operation::Add, Operation::Update, Operation::Delete};
+constexpr auto operations = {KeychainOperation::Read, KeychainOperation::Add,
+                             KeychainOperation::Update, KeychainOperation::Delete};
 
 class Bus : public testing::ServiceFixture {
  protected:
@@ -90,7 +91,7 @@ TEST_F(Bus, WithoutAServiceHasNone) {
 
 TEST_F(Bus, StartsTheServiceThatItKnows) {
   bus.emplace(home.path(), command());
-  EXPECT_EQ(run(Operation::Add).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecSuccess);
   EXPECT_EQ(read().bytes, "new");
 }
 

@@ -6,7 +6,7 @@ namespace orx {
 using namespace platform;
 namespace {
 
-using testing::Operation;
+using testing::KeychainOperation;
 using Answer = PromptRules::Answer;
 
 class Prompts : public testing::ServiceFixture {
@@ -14,7 +14,8 @@ class Prompts : public testing::ServiceFixture {
   Prompts() { prompts = Answer::Allowed; }
 };
 
-constexpr auto operationsOnAnItem = {Operation::Read, Operation::Update, Operation::Delete};
+constexpr auto operationsOnAnItem = {KeychainOperation::Read, KeychainOperation::Update,
+                                     KeychainOperation::Delete};
 
 TEST_F(Prompts, OpenALockedKeyring) {
   for (const auto operation : operationsOnAnItem) {
@@ -23,7 +24,7 @@ TEST_F(Prompts, OpenALockedKeyring) {
     EXPECT_EQ(service.calls("Prompt"), 1);
   }
   startEmpty("locked prompt\nprompt answer");
-  EXPECT_EQ(run(Operation::Add).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecSuccess);
   EXPECT_EQ(read().bytes, "new");
   EXPECT_EQ(dismissals, 0);
 }
@@ -50,13 +51,13 @@ TEST_F(Prompts, ThatNobodyAnswersAreTakenBackAndNoted) {
 
 TEST_F(Prompts, MayTakeLongerThanACall) {
   startWithItem("locked prompt\nprompt answer\nPrompt delay 5000");
-  EXPECT_EQ(run(Operation::Read, std::chrono::seconds(3)).bytes, "old");
+  EXPECT_EQ(run(KeychainOperation::Read, std::chrono::seconds(3)).bytes, "old");
 }
 
 TEST_F(Prompts, OfOneOperationShareOneTime) {
   promptPatience = std::chrono::milliseconds(3500);
   startEmpty("locked prompt\nprompt answer\nPrompt delay 2000\nask CreateItem");
-  EXPECT_EQ(run(Operation::Add).status, errSecAuthFailed);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecAuthFailed);
   EXPECT_EQ(service.calls("Prompt"), 2);
   EXPECT_EQ(service.calls("Dismiss"), 1);
 }
@@ -82,20 +83,20 @@ TEST_F(Prompts, AreNotShownAgainAfterADismissal) {
 
 TEST_F(Prompts, OfWritingAndDeletingAreAnswered) {
   startEmpty("ask CreateItem\nask Delete");
-  EXPECT_EQ(run(Operation::Add).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecSuccess);
   EXPECT_EQ(read().bytes, "new");
-  EXPECT_EQ(run(Operation::Delete).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Delete).status, errSecSuccess);
   EXPECT_EQ(read().status, errSecItemNotFound);
   EXPECT_EQ(service.calls("Prompt"), 2);
 }
 
 TEST_F(Prompts, MakeADefaultKeyringWhereThereIsNone) {
   startEmpty("no-default");
-  EXPECT_EQ(run(Operation::Add).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecSuccess);
   EXPECT_EQ(service.calls("CreateCollection"), 1);
   EXPECT_EQ(read().bytes, "new");
   startEmpty("no-default\nprompt dismiss");
-  EXPECT_EQ(run(Operation::Add).status, errSecAuthFailed);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecAuthFailed);
 }
 
 TEST(PromptSettings, ForgetADismissalOnlyWhenTheHostAllowsPromptsAnew) {
@@ -130,12 +131,12 @@ TEST_F(Matches, GiveTheNewestAndAreReplacedByOne) {
                      itemLine("-", 7, secretOf("middle"));
   startWith(items);
   EXPECT_EQ(read().bytes, "newer");
-  EXPECT_EQ(run(Operation::Add).status, errSecDuplicateItem);
-  EXPECT_EQ(run(Operation::Update).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecDuplicateItem);
+  EXPECT_EQ(run(KeychainOperation::Update).status, errSecSuccess);
   EXPECT_EQ(read().bytes, "new");
   EXPECT_EQ(service.calls("Delete"), 2);
   startWith(items);
-  EXPECT_EQ(run(Operation::Delete).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Delete).status, errSecSuccess);
   EXPECT_EQ(read().status, errSecItemNotFound);
 }
 
@@ -143,7 +144,7 @@ TEST_F(Matches, GoTheOldestFirstSoThatNoneCountsAgain) {
   startWith(itemLine("-", 5, secretOf("older")) + itemLine("-", 9, secretOf("newer")));
   // After the search and two properties of each, the second deletion.
   service.setScript("call 7 error org.freedesktop.DBus.Error.Failed");
-  EXPECT_EQ(run(Operation::Delete).status, errSecIO);
+  EXPECT_EQ(run(KeychainOperation::Delete).status, errSecIO);
   EXPECT_EQ(service.calls("Delete"), 2);
   service.setScript("");
   service.clearLog();
@@ -159,11 +160,11 @@ TEST_F(Matches, ThatAreDamagedGiveWayToOneThatIsNot) {
 TEST_F(Matches, OfAnotherProgramsTypeAreLeftAlone) {
   startWith(itemLine("com.example.other", 9, "foreign"));
   EXPECT_EQ(read().status, errSecItemNotFound);
-  EXPECT_EQ(run(Operation::Update).status, errSecItemNotFound);
-  EXPECT_EQ(run(Operation::Delete).status, errSecItemNotFound);
-  EXPECT_EQ(run(Operation::Add).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Update).status, errSecItemNotFound);
+  EXPECT_EQ(run(KeychainOperation::Delete).status, errSecItemNotFound);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecSuccess);
   EXPECT_EQ(read().bytes, "new");
-  EXPECT_EQ(run(Operation::Delete).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Delete).status, errSecSuccess);
   EXPECT_EQ(service.calls("Delete"), 1);
   EXPECT_EQ(service.calls("SetSecret"), 0);
 }
@@ -176,9 +177,9 @@ TEST_F(Matches, OfTheServicesOwnPlainTypeAreOurs) {
 TEST_F(Matches, WithAForeignSecretAreKeptUntilTheyAreReplaced) {
   startWith(itemLine("-", 1, "password"));
   EXPECT_EQ(read().status, errSecDecode);
-  EXPECT_EQ(run(Operation::Add).status, errSecDuplicateItem);
+  EXPECT_EQ(run(KeychainOperation::Add).status, errSecDuplicateItem);
   EXPECT_EQ(service.calls("Delete") + service.calls("SetSecret"), 0);
-  EXPECT_EQ(run(Operation::Update).status, errSecSuccess);
+  EXPECT_EQ(run(KeychainOperation::Update).status, errSecSuccess);
   EXPECT_EQ(read().bytes, "new");
 }
 

@@ -10,10 +10,10 @@ using namespace platform;
 namespace {
 
 using testing::Ending;
-using testing::Operation;
+using testing::KeychainOperation;
 
-constexpr std::array everyOperation{Operation::Read, Operation::Add, Operation::Update,
-                                    Operation::Delete};
+constexpr std::array everyOperation{KeychainOperation::Read, KeychainOperation::Add,
+                                    KeychainOperation::Update, KeychainOperation::Delete};
 constexpr OSStatus done = errSecSuccess;
 
 // A script, and the statuses of reading, adding, updating and deleting under it. Adding finds no
@@ -173,11 +173,11 @@ std::vector<Scenario> allScenarios() {
 class Misbehaviour : public testing::ServiceFixture,
                      public ::testing::WithParamInterface<Scenario> {
  protected:
-  void start(Operation operation, std::string_view script) {
-    operation == Operation::Add ? startEmpty(script) : startWithItem(script);
+  void start(KeychainOperation operation, std::string_view script) {
+    operation == KeychainOperation::Add ? startEmpty(script) : startWithItem(script);
   }
   // What is there once the service behaves. A dead one has lost nothing that it had stored.
-  std::string contentNow(Operation operation, bool died) {
+  std::string contentNow(KeychainOperation operation, bool died) {
     died ? start(operation, "") : service.setScript("");
     const auto ending = read();
     return ending.status == errSecSuccess ? ending.bytes : "-";
@@ -213,7 +213,7 @@ TEST_P(Silence, EndsAsNotAvailableWhenTheTimeIsUp) {
   if (method.starts_with("Property")) method.replace(0, 8, "Get.");
   int silences = 0;
   for (const auto operation : everyOperation) {
-    if (operation == Operation::Add) {
+    if (operation == KeychainOperation::Add) {
       startEmpty(method + " silent");
     } else {
       startWithItem(method + " silent");

@@ -13,7 +13,7 @@ std::ostream& operator<<(std::ostream& stream, const Ending& ending) {
 
 ServiceFixture::ServiceFixture() { bus.emplace(home.path()); }
 
-Ending ServiceFixture::run(Operation operation, std::chrono::milliseconds patience) {
+Ending ServiceFixture::run(KeychainOperation operation, std::chrono::milliseconds patience) {
   SecretServiceStore store({.mayPrompt = [this] { return prompts; },
                             .noteDismissed = [this] { ++dismissals; },
                             .patience = promptPatience,
@@ -22,19 +22,19 @@ Ending ServiceFixture::run(Operation operation, std::chrono::milliseconds patien
   std::string bytes;
   Result<void> done;
   switch (operation) {
-    case Operation::Read: {
+    case KeychainOperation::Read: {
       const auto read = store.copy(item, deadline);
       if (read) bytes = read->text();
       if (!read) done = Failure(read.error());
       break;
     }
-    case Operation::Add:
+    case KeychainOperation::Add:
       done = store.add(item, Data(std::string_view("new")), deadline);
       break;
-    case Operation::Update:
+    case KeychainOperation::Update:
       done = store.update(item, Data(std::string_view("new")), deadline);
       break;
-    case Operation::Delete:
+    case KeychainOperation::Delete:
       done = store.remove(item, deadline);
       break;
   }

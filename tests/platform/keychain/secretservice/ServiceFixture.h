@@ -24,15 +24,16 @@ struct Ending {
 };
 std::ostream& operator<<(std::ostream& stream, const Ending& ending);
 
-enum class Operation { Read, Add, Update, Delete };
+enum class KeychainOperation { Read, Add, Update, Delete };
 
 // A scripted service on a bus, and a store that speaks to it.
 class ServiceFixture : public ::testing::Test {
  protected:
   ServiceFixture();
 
-  Ending run(Operation operation, std::chrono::milliseconds patience = std::chrono::seconds(20));
-  Ending read() { return run(Operation::Read); }
+  Ending run(KeychainOperation operation,
+             std::chrono::milliseconds patience = std::chrono::seconds(20));
+  Ending read() { return run(KeychainOperation::Read); }
   // A service that begins with an item of ours, and then does as scripted.
   void startWithItem(std::string_view script);
   void startEmpty(std::string_view script);

@@ -22,7 +22,7 @@ using namespace platform;
 namespace {
 
 using testing::FakeBus;
-using testing::Operation;
+using testing::KeychainOperation;
 
 std::string textOf(const sigset_t& set) {
   std::string text;
@@ -54,9 +54,9 @@ class Signals : public testing::ServiceFixture {
   Signals() { signal(SIGPIPE, SIG_DFL); }
 
   void expectRoundTrip() {
-    EXPECT_EQ(run(Operation::Add).status, errSecSuccess);
+    EXPECT_EQ(run(KeychainOperation::Add).status, errSecSuccess);
     EXPECT_EQ(read().bytes, "new");
-    EXPECT_EQ(run(Operation::Delete).status, errSecSuccess);
+    EXPECT_EQ(run(KeychainOperation::Delete).status, errSecSuccess);
   }
 
   // An operation on this very thread, on which SIGPIPE is not blocked, and nor is it on the one

@@ -1,0 +1,1 @@
+// Nothing: what is compiled here is the precompiled header.
