@@ -12,9 +12,8 @@ std::shared_ptr<ORVAAccountKeychain> ORVAAccountKeychain::initWithServiceID(
 }
 
 Dictionary ORVAAccountKeychain::queryWithKey(std::string_view key) const {
-  return {{std::string(kSecClass), kSecClassGenericPassword},
-          {std::string(kSecAttrService), serviceID_},
-          {std::string(kSecAttrAccount), key}};
+  return {
+      {kSecClass, kSecClassGenericPassword}, {kSecAttrService, serviceID_}, {kSecAttrAccount, key}};
 }
 
 bool ORVAAccountKeychain::setData_forKey(const std::optional<Data>& data,
@@ -25,9 +24,9 @@ bool ORVAAccountKeychain::setData_forKey(const std::optional<Data>& data,
     const auto status = SecItemDelete(query);
     return status == errSecSuccess || status == errSecItemNotFound;
   }
-  auto status = SecItemUpdate(query, {{std::string(kSecValueData), *data}});
+  auto status = SecItemUpdate(query, {{kSecValueData, *data}});
   if (status == errSecItemNotFound) {
-    query.set(std::string(kSecValueData), *data);
+    query.set(kSecValueData, *data);
     status = SecItemAdd(query);
   }
   return status == errSecSuccess;
@@ -36,8 +35,8 @@ bool ORVAAccountKeychain::setData_forKey(const std::optional<Data>& data,
 std::optional<Data> ORVAAccountKeychain::dataForKey(std::optional<std::string_view> key) const {
   if (!key) return std::nullopt;
   auto query = queryWithKey(*key);
-  query.set(std::string(kSecReturnData), true);
-  query.set(std::string(kSecMatchLimit), kSecMatchLimitOne);
+  query.set(kSecReturnData, true);
+  query.set(kSecMatchLimit, kSecMatchLimitOne);
   std::optional<Value> result;
   if (SecItemCopyMatching(query, result) != errSecSuccess) return std::nullopt;
   if (!result || result->data() == nullptr) return std::nullopt;

@@ -10,7 +10,8 @@
 #include "platform/base/Limits.h"
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/KeyedUnarchiver.h"
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/KeychainStore.h"
+#include "platform/keychain/StoreStatus.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/UUID.h"
 #include "platform/storage/UserDefaults.h"
@@ -22,7 +23,7 @@ using namespace platform;
 
 namespace {
 
-using MissingFolder = UserDefaults::MissingFolder;
+using Missing = StoredDirectory::Missing;
 
 std::string keychainService() {
   // An absent identifier reads as the platform prints one.
@@ -30,7 +31,7 @@ std::string keychainService() {
   return "com.orva.account.usercache." + identifier.value_or("(null)");
 }
 
-// What the two stores hold together.
+// What the defaults and the keychain hold together.
 struct StoredUser {
   enum class State {
     Unavailable,  // nobody to restore and nothing to remove
@@ -38,14 +39,14 @@ struct StoredUser {
     Foreign,  // an item that is not of this installation
   };
   State state = State::Unavailable;
-  std::shared_ptr<ORVAAccountUser> user;
-  std::optional<std::string> uuid;
-  std::optional<Data> blob;
+  std::shared_ptr<ORVAAccountUser> user = {};
+  std::optional<std::string> uuid = {};
+  std::optional<Data> blob = {};
 };
 
-// What the last reading restored, and from what. A start-up sets the user that it has just restored
-// and so writes it back. Where another process has signed in or out in between, that writing would
-// undo it.
+// The user that the last reading restored, and what it was restored from. A start-up makes this
+// user current and thereby writes it back. If another process has signed in or out in between, that
+// writing would undo it.
 struct LastRestored {
   std::weak_ptr<ORVAAccountUser> user;
   std::optional<std::string> uuid;
@@ -60,10 +61,11 @@ LastRestored exchangeLastRestored(LastRestored other) {
   return other;
 }
 
-UserDefaults::StringReading readInstallationUUID() {
-  auto reading = UserDefaults::standardUserDefaults()->stringForKey(ORVAAccountUserUserDefaultKey);
-  noteDefaultsOutcome(reading.error);
-  return reading;
+// Absent where there is none yet; an error when nothing is known about it.
+Result<std::optional<std::string>> readInstallationUUID() {
+  auto uuid = UserDefaults::standardUserDefaults()->stringForKey(ORVAAccountUserUserDefaultKey);
+  noteDefaultsError(errorOf(uuid));
+  return uuid;
 }
 
 std::shared_ptr<ORVAAccountUser> restoreRecord(const Value& bytes) {
@@ -75,21 +77,18 @@ StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
   using State = StoredUser::State;
   const auto uuid = readInstallationUUID();
   const auto blob = keychain.dataForKey(ORVAAccountUserKeychainKey);
-  if (uuid.error || !blob) return {};
-  StoredUser foreign{.state = State::Foreign, .user = {}, .uuid = {}, .blob = {}};
-  if (!uuid.value) return foreign;
+  if (!uuid || !blob) return {};
+  if (!*uuid) return {.state = State::Foreign};
 
   const auto item = unarchiveObjectWithData(*blob);
   const auto* entries = item ? item->dictionary() : nullptr;
-  // Damage says nothing about whose item it is: it stays until a sign-in replaces it.
+  // It cannot be told whose a damaged blob is, so it is not removed; the next sign-in replaces it.
   if (entries == nullptr) return {};
   const auto* blobUUID = (*entries)[ORVAAccountUserUUIDKey].string();
-  if (blobUUID == nullptr || *blobUUID != *uuid.value) {
-    return foreign;
-  }
+  if (blobUUID == nullptr || *blobUUID != **uuid) return {.state = State::Foreign};
   return {.state = State::Available,
           .user = restoreRecord((*entries)[ORVAAccountUserDataKey]),
-          .uuid = uuid.value,
+          .uuid = *uuid,
           .blob = blob};
 }
 
@@ -99,52 +98,66 @@ std::shared_ptr<ORVAAccountUser> restoredFrom(const StoredUser& stored) {
 }
 
 bool isStillStored(const LastRestored& restored, const ORVAAccountKeychain& keychain) {
-  return readInstallationUUID().value == restored.uuid &&
+  const auto uuid = readInstallationUUID();
+  return uuid && *uuid == restored.uuid &&
          keychain.dataForKey(ORVAAccountUserKeychainKey) == restored.blob;
 }
 
 // The UUID that ties an item to the defaults: the one that is there, else a new one, stored. Absent
 // when it could not be read or stored.
 std::optional<std::string> installationUUID() {
-  auto reading = readInstallationUUID();
-  if (reading.value) return std::move(reading.value);
-  if (reading.error && !UserDefaults::isDamage(reading.error)) return std::nullopt;
+  auto stored = readInstallationUUID();
+  if (stored && *stored) return *std::move(stored);
+  // A damaged file is set aside and started anew. One that cannot be read may be whole, and then
+  // holds the UUID of the stored item.
+  if (!stored && !UserDefaults::isDamage(*stored.error())) return std::nullopt;
 
   const auto& defaults = UserDefaults::standardUserDefaults();
   auto uuid = UUIDString();
-  auto error = defaults->setString_forKey(uuid, ORVAAccountUserUserDefaultKey,
-                                          UserDefaults::DamagedFile::SetAside);
-  if (!error) error = defaults->synchronize();
-  noteDefaultsOutcome(error);
-  if (error) return std::nullopt;
+  auto done = defaults->setString_forKey(uuid, ORVAAccountUserUserDefaultKey,
+                                         UserDefaults::DamagedFile::Quarantine);
+  if (done) done = defaults->synchronize();
+  noteDefaultsError(errorOf(done));
+  if (!done) return std::nullopt;
   return uuid;
 }
 
 void removeStoredUser(ORVAAccountKeychain& keychain) {
-  // The defaults first: an item that stays behind is then nobody's, and goes with the next reading.
-  noteDefaultsOutcome(
-      UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey));
+  // The defaults first: if the item cannot be removed, or the process dies in between, it belongs
+  // to no installation, and the next reading removes it.
+  noteDefaultsError(errorOf(
+      UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey)));
   keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
 }
 
-// A record that a host made can hold what no archive takes; that is then a problem of storing it.
+// Absent for a record that no archive takes, as a host can make one: the user cannot be stored, and
+// the status says so.
 std::optional<Data> archived(const std::shared_ptr<ORVAAccountUser>& user) {
   try {
     return archivedDataWithRootObject(user);
   } catch (const std::exception& reason) {
-    noteKeychainOutcome({.status = errSecParam,
-                         .text = std::string("The user cannot be stored: ") + reason.what(),
-                         .path = {},
-                         .remedy = "Make the record of text, numbers and the like only."});
+    const auto failure =
+        keychainFailure(errSecParam, std::string("The user cannot be stored: ") + reason.what(), {},
+                        "Make the record of text, numbers and the like only.");
+    noteKeychainError(failure.value());
     return std::nullopt;
   }
 }
 
-UserDefaults::Transaction beginTransaction(UserDefaults::MissingFolder missingFolder) {
-  auto transaction = UserDefaults::standardUserDefaults()->beginTransaction(
-      std::chrono::steady_clock::now() + limits::storeWait, missingFolder);
-  if (transaction.error) noteDefaultsOutcome(transaction.error);
-  return transaction;
+// Keeps out the application's other processes and threads while the defaults and the keychain are
+// changed together: two first sign-ins at once would leave the UUID of one with the item of the
+// other.
+Result<std::optional<FileLock>> lockTransaction(Missing missing) {
+  auto lock = UserDefaults::standardUserDefaults()->lockTransaction(
+      std::chrono::steady_clock::now() + limits::storeWait, missing);
+  if (!lock) noteDefaultsError(lock.error());
+  return lock;
+}
+
+// Where no lock can be made because nothing can be written there, the UUID cannot change either,
+// and the work goes on without a lock.
+bool isHeldUp(const Result<std::optional<FileLock>>& lock) {
+  return !lock && isLockedByAnother(*lock.error());
 }
 
 }  // namespace
@@ -161,38 +174,34 @@ const std::shared_ptr<ORVAAccountUserCache>& ORVAAccountUserCache::sharedInstanc
   return cache.get([] { return std::shared_ptr<ORVAAccountUserCache>(new ORVAAccountUserCache); });
 }
 
-// The transaction keeps out the application's other processes and threads: two first sign-ins at
-// once would leave the UUID of one with the item of the other. Where no lock can be made because
-// nothing can be written there, the UUID cannot change either, and the work goes on without.
 void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>& user) {
-  // Whoever is stored next ends it: only the writing of a start-up itself is meant.
+  // Forgets the restored user: the skip below is only for the write-back right after a restore.
   const auto restored = exchangeLastRestored({});
   if (!user) {
-    // Even when another process holds on to the lock: a sign-out must not be lost. It leaves
-    // nothing behind either, so it makes no folder: without one, nobody else has stored a user.
-    const auto transaction = beginTransaction(MissingFolder::Leave);
+    // Goes on when another process keeps the lock: a sign-out must not be lost. It creates no
+    // folder for the lock either: without one, nobody else has stored a user.
+    const auto lock = lockTransaction(Missing::DoNotCreate);
     removeStoredUser(*userKeychain_);
     return;
   }
   const auto userBytes = archived(user);
   if (!userBytes) return;
-  const auto transaction = beginTransaction(MissingFolder::Create);
-  if (transaction.lockedByAnother) return;
+  const auto lock = lockTransaction(Missing::Create);
+  if (isHeldUp(lock)) return;
   if (user == restored.user.lock() && !isStillStored(restored, *userKeychain_)) return;
   const auto uuid = installationUUID();
   if (!uuid) return;
-  const Dictionary blob{{std::string(ORVAAccountUserUUIDKey), *uuid},
-                        {std::string(ORVAAccountUserDataKey), *userBytes}};
+  const Dictionary blob{{ORVAAccountUserUUIDKey, *uuid}, {ORVAAccountUserDataKey, *userBytes}};
   userKeychain_->setData_forKey(archivedDataWithRootObject(blob), ORVAAccountUserKeychainKey);
 }
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
   auto stored = readStoredUser(*userKeychain_);
   if (stored.state != StoredUser::State::Foreign) return restoredFrom(stored);
-  // The two stores were read one after the other, and a sign-in of another process may have come
-  // between. Only what is foreign while everyone else is kept out is removed.
-  const auto transaction = beginTransaction(MissingFolder::Create);
-  if (transaction.lockedByAnother) return nullptr;
+  // The defaults and the keychain were read one after the other, and another process may have
+  // signed in between. Only what is foreign while everyone else is kept out is removed.
+  const auto lock = lockTransaction(Missing::Create);
+  if (isHeldUp(lock)) return nullptr;
   stored = readStoredUser(*userKeychain_);
   if (stored.state == StoredUser::State::Foreign) removeStoredUser(*userKeychain_);
   return restoredFrom(stored);

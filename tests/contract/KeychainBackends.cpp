@@ -3,10 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/keychain/KeychainSettings.h"
 #include "platform/keychain/PolicyKeychainStore.h"
-#include "platform/keychain/file/FileKeychainStore.h"
-#include "platform/keychain/secretservice/SecretServiceStore.h"
 #include "support/PrivateBus.h"
 
 namespace orx::testing {
@@ -17,7 +14,7 @@ namespace {
 
 std::shared_ptr<KeychainStore> storeUnder(KeychainPolicy policy) {
   setKeychainPolicy(policy);
-  return PolicyKeychainStore::ofHost();
+  return keychainStoreOfHost();
 }
 
 // The service of the storage home that is set up, started when the first store is made in it.
@@ -53,7 +50,11 @@ std::shared_ptr<KeychainStore> storeOver() {
 const std::vector<KeychainBackend>& keychainBackends() {
   static const std::vector<KeychainBackend> backends{
       {.name = "File",
-       .make = [] { return std::make_shared<FileKeychainStore>(); },
+       .make =
+           [] {
+             return std::make_shared<PolicyKeychainStore>(PolicyKeychainStore::Stores(),
+                                                          [] { return KeychainPolicy::FileOnly; });
+           },
        .place = "file"},
       {.name = "FileByPolicy",
        .make = [] { return storeUnder(KeychainPolicy::FileOnly); },

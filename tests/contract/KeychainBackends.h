@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/keychain/KeychainStore.h"
+#include "platform/keychain/KeychainStoreInForce.h"
+#include "platform/keychain/SecItemFunctions.h"
 #include "support/StorageHome.h"
 
 namespace orx::testing {

@@ -16,19 +16,17 @@ using testing::KeychainContract;
 class KeychainStoreContract : public KeychainContract {
  protected:
   OSStatus add(const KeychainItem& which, std::string_view bytes) {
-    return store->add(which, Data(bytes), deadline()).status;
+    return statusOf(store->add(which, Data(bytes), deadline()));
   }
   OSStatus update(const KeychainItem& which, std::string_view bytes) {
-    return store->update(which, Data(bytes), deadline()).status;
+    return statusOf(store->update(which, Data(bytes), deadline()));
   }
-  OSStatus remove(const KeychainItem& which) { return store->remove(which, deadline()).status; }
+  OSStatus remove(const KeychainItem& which) { return statusOf(store->remove(which, deadline())); }
 
   // The bytes, or the status in their place.
   std::string copy(const KeychainItem& which) {
-    std::optional<Data> bytes;
-    const auto outcome = store->copy(which, deadline(), bytes);
-    EXPECT_EQ(bytes.has_value(), outcome.status == errSecSuccess);
-    return bytes ? std::string(bytes->text()) : std::to_string(outcome.status);
+    const auto bytes = store->copy(which, deadline());
+    return bytes ? std::string(bytes->text()) : std::to_string(statusOf(bytes));
   }
 
   const KeychainItem item{.service = "com.example.service", .account = "someone"};

@@ -1,8 +1,8 @@
 #include <ORXAccount/ORVAAccountKeychain.h>
 
 #include "contract/KeychainBackends.h"
-#include "platform/keychain/KeychainStatus.h"
 #include "platform/keychain/SecItemFunctions.h"
+#include "platform/keychain/StoreStatus.h"
 
 namespace orx {
 

@@ -56,7 +56,7 @@ constexpr std::array<void (*)(), 15> uses{
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
     [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); },
-    [] { (void)KeyedUnarchiver::unarchiveObjectWithData(Data()); },      // KeyedUnarchiver
+    [] { (void)unarchiveObjectWithData(Data()); },  // KeyedUnarchiver
     [] { (void)SecItemDelete({}); },                                     // SecItemFunctions
     [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); }};  // XMLTasks
 

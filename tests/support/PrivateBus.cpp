@@ -32,9 +32,8 @@ void awaitKeyring() {
         {.mayPrompt = [] { return PromptRules::Answer::Forbidden; }, .noteDismissed = [] {}});
     const KeychainItem item{.service = "nobody", .account = "nobody"};
     const auto deadline = [] { return std::chrono::steady_clock::now() + std::chrono::seconds(5); };
-    const bool ready =
-        eventually([&] { return store.add(item, Data(), deadline()).status == errSecSuccess; });
-    return ready && store.remove(item, deadline()).status == errSecSuccess ? 0 : 1;
+    const bool ready = eventually([&] { return store.add(item, Data(), deadline()).has_value(); });
+    return ready && store.remove(item, deadline()) ? 0 : 1;
   });
   if (asking.wait() != 0) throw std::runtime_error("the keyring does not answer");
 }

@@ -23,7 +23,7 @@
 #include <stdexcept>
 
 #include "platform/formats/JSONSerialization.h"
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
 #include "torture/Crowd.h"
 #include "torture/FaultPlan.h"
 
@@ -185,6 +185,7 @@ Dictionary carryOut(const Dictionary& request) {
     writeFile(file, std::to_string(getpid()));
   }
   Bundle::mainBundle()->setBundleIdentifier("com.example.host");
+  if (request["fileOnly"].boolean() == true) setKeychainPolicy(KeychainPolicy::FileOnly);
   umask(static_cast<mode_t>(numberIn(request, "umask")));
   return textIn(request, "operation") == "crowd" ? crowd(request) : torment(request);
 }

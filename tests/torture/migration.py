@@ -7,7 +7,7 @@ from dataclasses import dataclass
 import stores
 import two_stores
 from scenarios import NEW, NEXT, OLD
-from two_stores import FILE, KEYRING, NOWHERE
+from two_stores import FILE, KEYRING
 
 OLDER = "user-older"
 NAMES = (b"user-",)
@@ -219,11 +219,16 @@ WAYS = (
 )
 
 
-def record(bench, newest, *stale):
-    """Replaces the record that the library has written, or adds one."""
-    text = f"newest: {newest}\nstale:{''.join(' ' + place for place in stale)}\n"
+def as_earlier(bench, text, item=None):
+    """Plants what an earlier version of the library wrote: a record, and an item's file that holds
+    the item alone, by default the one that the file holds now."""
     state = bench.snapshot()
+    if item is None:
+        _, _, item = stores.split_note(state.files[stores.ITEM][1])
     files = {**state.files, two_stores.RECORD: (0o600, text.encode())}
+    del files[stores.ITEM]
+    if item:
+        files[stores.ITEM] = (0o600, item)
     bench.plant(two_stores.Snapshot(files, state.items))
 
 
@@ -235,7 +240,7 @@ def in_keyring_alone(bench):
     """The keyring holds the user and the record is missing: the data folder was lost."""
     in_keyring(bench)
     state = bench.snapshot()
-    files = {path: entry for path, entry in state.files.items() if path != two_stores.RECORD}
+    files = {path: entry for path, entry in state.files.items() if path != stores.ITEM}
     bench.plant(two_stores.Snapshot(files, state.items))
 
 
@@ -249,12 +254,16 @@ def in_file_stale_in_keyring(bench):
 
 
 def in_keyring_stale_in_file(bench):
+    """Only an earlier version could leave a stale item in the file."""
     bench.do("sign-in", False, OLDER)
-    file = bench.snapshot().files[stores.ITEM]
+    _, item = bench.snapshot().files[stores.ITEM]
     bench.do("sign-in", True, OLD)
-    state = bench.snapshot()
-    bench.plant(two_stores.Snapshot({**state.files, stores.ITEM: file}, state.items))
-    record(bench, KEYRING, FILE)
+    as_earlier(bench, "newest: secret-service\nstale: file\n", item)
+
+
+def in_file_stale_in_keyring_earlier(bench):
+    in_file_stale_in_keyring(bench)
+    as_earlier(bench, "newest: file\nstale: secret-service\n")
 
 
 def signed_out_stale_in_keyring(bench):
@@ -263,10 +272,10 @@ def signed_out_stale_in_keyring(bench):
 
 
 def signed_out_stale_in_both(bench):
-    """Both stores hold a copy that could not be removed; the file store was written last."""
+    """Both stores hold a copy that an earlier version could not remove; it wrote the file last."""
     bench.do("sign-in", True, OLDER)
     bench.do("sign-in", False, OLD)
-    record(bench, NOWHERE, KEYRING, FILE)
+    as_earlier(bench, "newest: nowhere\nstale: secret-service file\n")
 
 
 def signed_out(bench):
@@ -274,11 +283,16 @@ def signed_out(bench):
     bench.do("clear", True)
 
 
-def in_keyring_damaged_record(bench):
+def in_keyring_damaged_note(bench):
     in_keyring(bench)
     state = bench.snapshot()
-    files = {**state.files, two_stores.RECORD: (0o600, b"newest: secret")}
+    files = {**state.files, stores.ITEM: (0o600, b"newest: secret")}
     bench.plant(two_stores.Snapshot(files, state.items))
+
+
+def in_keyring_damaged_record(bench):
+    in_keyring(bench)
+    as_earlier(bench, "newest: secret")
 
 
 # The name of each state, and the function that makes it in empty stores.
@@ -287,10 +301,12 @@ MAKERS = {
     "signed out": signed_out,
     "in the keyring": in_keyring,
     "in the keyring alone": in_keyring_alone,
-    "in the keyring, stale in the file": in_keyring_stale_in_file,
+    "in the keyring, stale in the file, by an earlier version": in_keyring_stale_in_file,
     "in the file": in_file,
     "in the file, stale in the keyring": in_file_stale_in_keyring,
     "signed out, stale in the keyring": signed_out_stale_in_keyring,
-    "signed out, stale in both": signed_out_stale_in_both,
-    "in the keyring, damaged record": in_keyring_damaged_record,
+    "in the file, stale in the keyring, by an earlier version": in_file_stale_in_keyring_earlier,
+    "signed out, stale in both, by an earlier version": signed_out_stale_in_both,
+    "in the keyring, damaged note": in_keyring_damaged_note,
+    "in the keyring, damaged record of an earlier version": in_keyring_damaged_record,
 }

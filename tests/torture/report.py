@@ -15,10 +15,10 @@ step of what it stores (`tests/torture/`). After each incident:
   somebody was signing out.
 - The next sign-in and the sign-out after it must work, with nothing deleted by hand and no trace left.
 
-While the user moves between the keyring and the file store, the same must hold for the keyring's items,
-the file and the record of where the newest is, whether or not the next process finds a service. There
-the messages to the service fail too. The report is written only when nothing has failed. `./dev test`
-runs a short form.
+While the user moves between the keyring and the file, the same must hold for the keyring's items and for
+the file, which holds the item or the note where it is, whether or not the next process finds a service.
+There the messages to the service fail too, and some of the states at the start were left by an earlier
+version. The report is written only when nothing has failed. `./dev test` runs a short form.
 
 | part | what | how many | seconds |
 |---|---|---:|---:|

@@ -107,8 +107,19 @@ def as_another_writes(files):
     return {**files, DEFAULTS: (defaults_mode, again(defaults)), ITEM: (item_mode, item)}
 
 
+def split_note(data):
+    """(newest, stale, the item) as an item's file says, DAMAGED when its note is. A file without a
+    note is the item."""
+    if not data.startswith(b"newest: "):
+        return "file", (), data
+    *lines, item = data.split(b"\n", 3)
+    if len(lines) < 3 or lines[2] != b"checksum: %08x" % zlib.crc32(b"\n".join(lines[:2]) + b"\n"):
+        return DAMAGED
+    return lines[0].decode().split()[1], tuple(lines[1].decode().split()[1:]), item
+
+
 def blob_in(data):
-    """The keychain blob in an item's file, None when the file is damaged."""
+    """The keychain blob in an item's bytes, None when they are damaged."""
     if len(data) < 24 or data[:8] != b"ORXITEM1":
         return None
     lengths = struct.unpack("<III", data[8:20])
@@ -124,9 +135,10 @@ def read(home):
     """Raises AssertionError when an undamaged file holds something that the library never writes."""
     defaults, item = home / DEFAULTS, home / ITEM
     uuid = read_uuid(defaults.read_bytes()) if defaults.exists() else None
-    if not item.exists():
+    note = split_note(item.read_bytes()) if item.exists() else ("nowhere", (), b"")
+    if note[0] == "nowhere":
         return Stored(uuid, None, None)
-    blob = blob_in(item.read_bytes())
+    blob = blob_in(note[2]) if note != DAMAGED else None
     if blob is None:
         return Stored(uuid, DAMAGED, None)
     return Stored(uuid, *owner_of(blob))

@@ -1,12 +1,12 @@
-"""Reads the keyring, the file store and the record of which holds the newest item, without the library;
+"""Reads the keyring and the item's file, which holds the item or says where it is, without the library;
 and puts such a state in place."""
 
 from dataclasses import dataclass
-from pathlib import Path
 
 import stores
 
-RECORD = Path("data/orxaccount") / f"{stores.SERVICE},{stores.ACCOUNT}.state"
+# Where an earlier version of the library kept its note, beside the item's file.
+RECORD = stores.ITEM.with_suffix(".state")
 KEYRING, FILE, NOWHERE = "secret-service", "file", "nowhere"
 RECORDS = {
     f"newest: {newest}\nstale:{''.join(' ' + place for place in stale)}\n": (newest, stale)
@@ -27,14 +27,14 @@ class Owner:
 class Held:
     uuid: str | None
     record: tuple | str | None  # (newest, stale), DAMAGED or absent
-    file: Owner | None
+    file: Owner | None  # of the item that the file holds
     keyring: tuple  # of owners, the newest item's first
 
     @property
     def place(self):
         """The store that holds the user; None when no store does."""
         if self.record is None:
-            return FILE if self.file else KEYRING if self.keyring else None
+            return KEYRING if self.keyring else None
         if self.record == stores.DAMAGED or self.record[0] == NOWHERE:
             return None
         return self.record[0]
@@ -67,10 +67,12 @@ def read(home, session):
     defaults, item, record = home / stores.DEFAULTS, home / stores.ITEM, home / RECORD
     uuid = stores.read_uuid(defaults.read_bytes()) if defaults.exists() else None
     assert uuid != stores.DAMAGED, "damaged defaults"
-    return Held(uuid,
-                RECORDS.get(record.read_text(), stores.DAMAGED) if record.exists() else None,
-                owner_of(item.read_bytes()) if item.exists() else None,
-                tuple(owner_of(secret) for secret in session.secrets()))
+    note = stores.split_note(item.read_bytes()) if item.exists() else None
+    file = owner_of(note[2]) if note not in (None, stores.DAMAGED) and note[2] else None
+    says = note if note in (None, stores.DAMAGED) else note[:2]
+    if record.exists():
+        says = RECORDS.get(record.read_text(), stores.DAMAGED)
+    return Held(uuid, says, file, tuple(owner_of(secret) for secret in session.secrets()))
 
 
 def owner_of(content):

@@ -7,7 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
+#include "platform/storage/StoredDirectory.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/StorageHome.h"
@@ -35,6 +36,14 @@ class CurrentUserTest : public ::testing::Test {
   std::string stored() {
     const auto user = ORVAAccountUserCache::sharedInstance()->cachedUser();
     return user ? user->login().value_or("(no login)") : "(nobody)";
+  }
+
+  // Whoever stores something waits while it is held.
+  Result<FileLock> keychainLock() {
+    const auto directory =
+        StoredDirectory::open(home.keychainDirectory(), StoredDirectory::Kind::Private,
+                              StoredDirectory::Missing::DoNotCreate);
+    return (*directory)->lock("lock", Deadline::max());
   }
 
   testing::StorageHome home;
@@ -177,10 +186,8 @@ TEST_F(CurrentUserTest, IsReadWithoutWaitingForTheStore) {
   ORVAAccountUser::setCurrentUser(userNamed("first"));
   const auto second = userNamed("second");
   // While this lock is held a set waits for storage, but the new user is current already.
-  auto lock = StoredDirectory::open(home.keychainDirectory(), StoredDirectory::Kind::Private,
-                                    StoredDirectory::Missing::Leave)
-                  .directory->lock("lock", Deadline::max());
-  ASSERT_TRUE(lock.lock);
+  auto lock = std::make_optional(keychainLock());
+  ASSERT_TRUE(*lock);
   testing::Event done;
   std::thread setter([&] {
     ORVAAccountUser::setCurrentUser(second);
@@ -188,7 +195,7 @@ TEST_F(CurrentUserTest, IsReadWithoutWaitingForTheStore) {
   });
   EXPECT_TRUE(testing::eventually([&] { return ORVAAccountUser::currentUser() == second; }));
   EXPECT_FALSE(done.isSet());
-  lock.lock.reset();
+  lock.reset();
   setter.join();
   EXPECT_EQ(stored(), "second");
 }
@@ -212,9 +219,7 @@ TEST_F(CurrentUserTest, IsTheStoredOneAfterManyThreadsHaveSetIt) {
 
 TEST_F(CurrentUserTest, CanBeSetInAChildForkedWhileAnotherThreadWasStoring) {
   ORVAAccountUser::setCurrentUser(userNamed("first"));
-  auto lock = StoredDirectory::open(home.keychainDirectory(), StoredDirectory::Kind::Private,
-                                    StoredDirectory::Missing::Leave)
-                  .directory->lock("lock", Deadline::max());
+  auto lock = std::make_optional(keychainLock());
   const auto second = userNamed("second");
   std::thread setter([&] { ORVAAccountUser::setCurrentUser(second); });
   EXPECT_TRUE(testing::eventually([&] { return ORVAAccountUser::currentUser() == second; }));
@@ -223,7 +228,7 @@ TEST_F(CurrentUserTest, CanBeSetInAChildForkedWhileAnotherThreadWasStoring) {
     ORVAAccountUser::setCurrentUser(third);
     return ORVAAccountUser::currentUser() == third ? 0 : 1;
   });
-  lock.lock.reset();
+  lock.reset();
   EXPECT_EQ(child.wait(), 0);
   setter.join();
 }

@@ -57,11 +57,11 @@ TEST_F(UserCacheTest, DeletesTheItemWhenTheDefaultsWereWiped) {
 
 TEST_F(UserCacheTest, DeletesTheItemWhenTheDefaultsHoldOnlyOtherKeys) {
   signIn("someone");
-  ASSERT_FALSE(defaults.setString_forKey("kept", "another key"));
-  ASSERT_FALSE(defaults.removeObjectForKey(ORVAAccountUserUserDefaultKey));
+  ASSERT_TRUE(defaults.setString_forKey("kept", "another key"));
+  ASSERT_TRUE(defaults.removeObjectForKey(ORVAAccountUserUserDefaultKey));
   EXPECT_EQ(restored(), "(nobody)");
   EXPECT_FALSE(blob());
-  EXPECT_EQ(defaults.stringForKey("another key").value, "kept");
+  EXPECT_EQ(*defaults.stringForKey("another key"), "kept");
 }
 
 TEST_F(UserCacheTest, RemovesBothWhenTheItemIsOfAnotherInstallation) {

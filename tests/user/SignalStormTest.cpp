@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/SignalStorm.h"
@@ -51,10 +51,10 @@ TEST_F(UserInASignalStorm, IsStoredOnceAnotherProcessHasLetGoOfTheStore) {
   signIn("someone");
   testing::ChildProcess holder([&] {
     const auto transaction =
-        defaults.beginTransaction(std::chrono::steady_clock::now() + testing::patience);
+        defaults.lockTransaction(std::chrono::steady_clock::now() + testing::patience);
     testing::writeContent(home.path() / "held", "");
     std::this_thread::sleep_for(milliseconds(300));
-    return transaction.lock ? 0 : 1;
+    return transaction && *transaction ? 0 : 1;
   });
   ASSERT_TRUE(testing::eventually([&] { return std::filesystem::exists(home.path() / "held"); }));
   inAStorm([&] {

@@ -1,6 +1,6 @@
 #include <sys/resource.h>
 
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
 #include "user/UserCacheTest.h"
 
 namespace orx {
@@ -178,9 +178,9 @@ TEST_F(UserCacheTest, RestoresWhereNothingCanBeWrittenNotEvenALock) {
 
 TEST_F(UserCacheTest, RemovesNothingWhileAnotherProcessIsInTheMiddleOfASignIn) {
   signIn("someone");
-  ASSERT_FALSE(defaults.removeObjectForKey(ORVAAccountUserUserDefaultKey));
-  const auto transaction = defaults.beginTransaction(std::chrono::steady_clock::now());
-  ASSERT_TRUE(transaction.lock);
+  ASSERT_TRUE(defaults.removeObjectForKey(ORVAAccountUserUserDefaultKey));
+  const auto transaction = defaults.lockTransaction(std::chrono::steady_clock::now());
+  ASSERT_TRUE(transaction && *transaction);
   EXPECT_EQ(restored(), "(nobody)");
   EXPECT_TRUE(blob());
   EXPECT_NE(keychainStatus().description.find("locked by another process"), std::string::npos);

@@ -1,6 +1,6 @@
 #include <fstream>
 
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
 #include "user/UserCacheTest.h"
 
 namespace orx {

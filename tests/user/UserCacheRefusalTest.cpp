@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
 #include "user/UserCacheTest.h"
 
 namespace {

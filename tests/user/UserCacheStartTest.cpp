@@ -1,6 +1,6 @@
 #include <ORXAccount/ORVAAccount.h>
 
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
 #include "support/ChildProcess.h"
 #include "user/UserCacheTest.h"
 
@@ -84,15 +84,15 @@ class UserCacheHeldUp : public testing::UserCacheTest {
  protected:
   UserCacheHeldUp() { signIn("someone"); }
   // The waits are the library's own limit of 2 seconds each; a test cannot shorten them.
-  UserDefaults::Transaction held() {
-    return defaults.beginTransaction(std::chrono::steady_clock::now() + std::chrono::seconds(20));
+  Result<std::optional<FileLock>> held() {
+    return defaults.lockTransaction(std::chrono::steady_clock::now() + std::chrono::seconds(20));
   }
 };
 
 TEST_F(UserCacheHeldUp, StoresNoSignInAndSaysWho) {
   const auto before = snapshotOf(home.path());
   const auto transaction = held();
-  ASSERT_TRUE(transaction.lock);
+  ASSERT_TRUE(transaction && *transaction);
   signIn("another");
   EXPECT_EQ(snapshotOf(home.path()), before);
   const auto status = keychainStatus();
@@ -103,7 +103,7 @@ TEST_F(UserCacheHeldUp, StoresNoSignInAndSaysWho) {
 
 TEST_F(UserCacheHeldUp, SignsOutAllTheSame) {
   const auto transaction = held();
-  ASSERT_TRUE(transaction.lock);
+  ASSERT_TRUE(transaction && *transaction);
   signOut();
   EXPECT_FALSE(blob());
   EXPECT_EQ(uuid(), "(absent)");

@@ -38,7 +38,7 @@ class UserCacheTest : public ::testing::Test {
   // What the stores hold, read past the cache.
   std::string uuid() {
     const auto reading = defaults.stringForKey(ORVAAccountUserUserDefaultKey);
-    return reading.error ? "(error)" : reading.value.value_or("(absent)");
+    return reading ? reading->value_or("(absent)") : "(error)";
   }
   std::optional<Data> blob() { return keychain->dataForKey(ORVAAccountUserKeychainKey); }
   void putBlob(const Value& root) {
@@ -46,7 +46,7 @@ class UserCacheTest : public ::testing::Test {
         keychain->setData_forKey(archivedDataWithRootObject(root), ORVAAccountUserKeychainKey));
   }
   void putUUID(std::string_view value) {
-    ASSERT_FALSE(defaults.setString_forKey(value, ORVAAccountUserUserDefaultKey));
+    ASSERT_TRUE(defaults.setString_forKey(value, ORVAAccountUserUserDefaultKey));
   }
 
   StorageHome home;

@@ -1,6 +1,6 @@
 #include <ORXAccount/ORVAAccount.h>
 
-#include "platform/keychain/KeychainStatus.h"
+#include "platform/keychain/StoreStatus.h"
 #include "support/Python.h"
 #include "user/UserCacheTest.h"
 

@@ -69,15 +69,21 @@ class PropertyListReader {
   Reference element(Reference container, std::size_t index) const;
   // The key of the entry at `index` below count().
   Reference key(Reference dictionary, std::size_t index) const;
+  // What an Array, Set or Dictionary refers to, a Dictionary's keys before its values; nothing for
+  // every other object.
+  std::vector<Reference> children(Reference object) const;
+  // The bytes of an object that refers to no other, as they stand in the list.
+  std::span<const std::uint8_t> encoded(Reference object) const;
   // The value of the first entry under this ASCII key.
   std::optional<Reference> find(Reference dictionary, std::string_view ascii) const;
 
  private:
   struct Object {
     Kind kind;
-    bool wide;          // of a String: UTF-16 instead of ASCII
-    std::size_t start;  // of the content, in bytes from the beginning
-    std::size_t count;  // bytes, UTF-16 units, elements or entries
+    bool wide;                // of a String: UTF-16 instead of ASCII
+    std::uint8_t headerSize;  // bytes before the content: the marker, and a count of 15 and more
+    std::size_t start;        // of the content, in bytes from the beginning
+    std::size_t count;        // bytes, UTF-16 units, elements or entries
   };
 
   void readTable(std::uint64_t count, std::size_t offsetWidth);
@@ -117,6 +123,13 @@ class PropertyListWriter {
   // As many keys, which are strings, as values.
   Reference addDictionary(std::span<const Reference> keys, std::span<const Reference> values);
 
+  // Copies the objects that `roots` reach from another list, unchanged and in their order there.
+  // Gives the copy's reference for every object of the source; the ones of objects that were not
+  // reached mean nothing. Linear in the length of the source, whatever it refers to: objects that
+  // are shared stay shared, and one that contains itself does so in the copy.
+  std::vector<Reference> addObjects(const PropertyListReader& source,
+                                    std::span<const Reference> roots);
+
   // The property list whose root is `top`. Called once, as the last operation.
   Data finish(Reference top);
 
@@ -131,6 +144,8 @@ class PropertyListWriter {
 
   Reference beginObject();
   Reference addInteger(const Value& integer);
+  void addCopy(const PropertyListReader& source, Reference object,
+               std::span<const Reference> copies);
   Reference addContainer(std::uint8_t marker, std::span<const Reference> first,
                          std::span<const Reference> second);
   void appendMarker(std::uint8_t marker, std::size_t count);

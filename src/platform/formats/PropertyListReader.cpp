@@ -50,8 +50,9 @@ void PropertyListReader::readTable(std::uint64_t count, std::size_t offsetWidth)
   for (std::size_t index = 0; index < count; ++index) {
     const std::uint64_t offset = unsignedAt(end_ + index * offsetWidth, offsetWidth);
     if (offset < kMagic.size() || offset >= end_) refuse("an object lies outside the data");
-    const Object object = objectAt(offset);
-    const std::size_t size = object.start - offset + contentSize(object);
+    Object object = objectAt(offset);
+    object.headerSize = static_cast<std::uint8_t>(object.start - offset);
+    const std::size_t size = object.headerSize + contentSize(object);
     if (size > unclaimed) refuse("objects overlap");
     unclaimed -= size;
     objects_.push_back(object);
@@ -60,7 +61,7 @@ void PropertyListReader::readTable(std::uint64_t count, std::size_t offsetWidth)
 
 PropertyListReader::Object PropertyListReader::objectAt(std::size_t offset) const {
   const std::uint8_t low = bytes_[offset] & 0x0FU;
-  Object object{Kind::Null, false, offset + 1, low};
+  Object object{Kind::Null, false, 1, offset + 1, low};
   const auto counted = [&](Kind kind, bool wide = false) {
     object.kind = kind;
     object.wide = wide;
@@ -218,6 +219,21 @@ PropertyListReader::Reference PropertyListReader::element(Reference container,
 PropertyListReader::Reference PropertyListReader::key(Reference dictionary,
                                                       std::size_t index) const {
   return referenceAt(at(dictionary, Kind::Dictionary), index);
+}
+
+std::vector<PropertyListReader::Reference> PropertyListReader::children(Reference object) const {
+  const Object& container = at(object);
+  std::size_t count = 0;
+  if (container.kind == Kind::Array || container.kind == Kind::Set) count = container.count;
+  if (container.kind == Kind::Dictionary) count = 2 * container.count;
+  std::vector<Reference> found(count);
+  for (std::size_t index = 0; index < count; ++index) found[index] = referenceAt(container, index);
+  return found;
+}
+
+std::span<const std::uint8_t> PropertyListReader::encoded(Reference reference) const {
+  const Object& object = at(reference);
+  return bytes_.subspan(object.start - object.headerSize, object.headerSize + contentSize(object));
 }
 
 std::optional<PropertyListReader::Reference> PropertyListReader::find(

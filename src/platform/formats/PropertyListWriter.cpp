@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <bit>
+#include <iterator>
 #include <limits>
 
 #include "platform/base/Unicode.h"
@@ -132,6 +133,53 @@ PropertyListWriter::Reference PropertyListWriter::addSet(std::span<const Referen
 PropertyListWriter::Reference PropertyListWriter::addDictionary(std::span<const Reference> keys,
                                                                 std::span<const Reference> values) {
   return addContainer(kDictionary, keys, values);
+}
+
+std::vector<PropertyListWriter::Reference> PropertyListWriter::addObjects(
+    const PropertyListReader& source, std::span<const Reference> roots) {
+  // A list of what is still to be visited takes the place of recursion, which a deep list would
+  // drive beyond the stack.
+  std::vector<bool> reached(source.size());
+  std::vector<Reference> pending(roots.begin(), roots.end());
+  while (!pending.empty()) {
+    const Reference object = pending.back();
+    pending.pop_back();
+    if (reached[object]) continue;
+    reached[object] = true;
+    std::ranges::copy(source.children(object), std::back_inserter(pending));
+  }
+  // Containers may refer to objects that come after them, so all are numbered before the first is
+  // added.
+  std::vector<Reference> copies(source.size());
+  auto next = static_cast<Reference>(offsets_.size());
+  for (Reference object = 0; object < source.size(); ++object) {
+    if (reached[object]) copies[object] = next++;
+  }
+  for (Reference object = 0; object < source.size(); ++object) {
+    if (reached[object]) addCopy(source, object, copies);
+  }
+  return copies;
+}
+
+void PropertyListWriter::addCopy(const PropertyListReader& source, Reference object,
+                                 std::span<const Reference> copies) {
+  auto references = source.children(object);
+  for (auto& reference : references) reference = copies[reference];
+  const std::span<const Reference> all(references);
+  switch (source.kind(object)) {
+    case PropertyListReader::Kind::Array:
+      addArray(all);
+      break;
+    case PropertyListReader::Kind::Set:
+      addSet(all);
+      break;
+    case PropertyListReader::Kind::Dictionary:
+      addDictionary(all.first(all.size() / 2), all.last(all.size() / 2));
+      break;
+    default:
+      beginObject();
+      std::ranges::copy(source.encoded(object), std::back_inserter(bytes_));
+  }
 }
 
 Data PropertyListWriter::finish(Reference top) {

@@ -29,13 +29,10 @@ PromptRules platform::promptRulesOfHost() {
   return {.mayPrompt = [] { return promptsInForce.load(); },
           .noteDismissed =
               [] {
+                // Only in place of Allowed: the host may have forbidden prompts since.
                 auto allowed = Answer::Allowed;
                 promptsInForce.compare_exchange_strong(allowed, Answer::DismissedBefore);
               }};
-}
-
-PromptRules platform::promptRulesOfNobody() {
-  return {.mayPrompt = [] { return Answer::Forbidden; }, .noteDismissed = [] {}};
 }
 
 }  // namespace orx

@@ -2,13 +2,11 @@
 
 #include <ORXAccount/platform/Keychain.h>
 
-#include "platform/keychain/secretservice/SecretServiceItems.h"
+#include "platform/keychain/PromptRules.h"
 
 namespace orx::platform {
 
-// What the host has allowed, as the store of the Secret Service asks for it.
+// What the host has allowed, read at each question.
 PromptRules promptRulesOfHost();
-// For what happens beside the host's calls: nobody is asked.
-PromptRules promptRulesOfNobody();
 
 }  // namespace orx::platform

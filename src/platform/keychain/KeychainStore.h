@@ -3,12 +3,11 @@
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/SecItem.h>
 
-#include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "platform/storage/StoredFile.h"
+#include "platform/base/Deadline.h"
+#include "platform/base/Result.h"
 
 namespace orx::platform {
 
@@ -18,56 +17,60 @@ struct KeychainItem {
   std::string account;
 };
 
-// How an operation of a store ended. The texts are for people, and empty after a success.
-struct KeychainOutcome {
-  OSStatus status = errSecSuccess;
-  std::string text;    // what happened, naming the path or the service
-  std::string path;    // the file or directory it is about; empty where there is none
-  std::string remedy;  // what to do about it; may be empty
-  // There is no such store on this machine or in this session: others may stand in for it.
-  bool storeMissing = false;
-  std::string_view store = {};  // the name of the store that it is about, where that is known
-};
-
 // A place where items are kept. Every operation is safe to call from any thread and any process,
-// changes an item as a whole or not at all, waits for others (locks, prompts) no longer than
-// `deadline`, and reports what goes wrong as an outcome; none throws for it.
+// changes an item as a whole or not at all, and waits for others (locks, prompts) no longer than
+// `deadline`. What goes wrong is an error whose status statusOf() tells; nothing is thrown for it.
 class KeychainStore {
  public:
   virtual ~KeychainStore() = default;
 
-  // What status displays call it; the same for the life of the store.
+  // What status displays call it: lower-case letters and "-", the same in every version, since it
+  // is written into items' files.
   virtual std::string_view name() const noexcept = 0;
 
-  // Whether the store can be used at all; one that does not exist is reported as missing.
-  virtual KeychainOutcome probe(Deadline /*deadline*/) { return {}; }
+  // Whether the store can be used at all; errSecNoSuchKeychain when it does not exist here.
+  virtual Result<void> probe(Deadline /*deadline*/) { return {}; }
 
   // errSecDuplicateItem when the item exists, in whatever state.
-  virtual KeychainOutcome add(const KeychainItem& item, const Data& bytes, Deadline deadline) = 0;
-  // errSecItemNotFound when there is none. An item whose content is damaged is replaced;
-  // a store may keep the damaged content aside until the item is removed.
-  virtual KeychainOutcome update(const KeychainItem& item, const Data& bytes,
-                                 Deadline deadline) = 0;
+  virtual Result<void> add(const KeychainItem& item, const Data& bytes, Deadline deadline) = 0;
+  // errSecItemNotFound when there is none. An item whose content is damaged is replaced; a store
+  // may keep the damaged content until the item is removed.
+  virtual Result<void> update(const KeychainItem& item, const Data& bytes, Deadline deadline) = 0;
   // Stores the item, whether there is one or none.
-  virtual KeychainOutcome put(const KeychainItem& item, const Data& bytes, Deadline deadline) {
-    auto outcome = update(item, bytes, deadline);
-    if (outcome.status != errSecItemNotFound) return outcome;
-    return add(item, bytes, deadline);
-  }
+  virtual Result<void> put(const KeychainItem& item, const Data& bytes, Deadline deadline);
   // Removes every trace of the item; errSecItemNotFound when there is none.
-  virtual KeychainOutcome remove(const KeychainItem& item, Deadline deadline) = 0;
-  // Sets `bytes` when it succeeds. errSecItemNotFound only when the item is truly absent;
-  // errSecDecode when it is there but damaged.
-  virtual KeychainOutcome copy(const KeychainItem& item, Deadline deadline,
-                               std::optional<Data>& bytes) = 0;
+  virtual Result<void> remove(const KeychainItem& item, Deadline deadline) = 0;
+  // The same without asking anybody, for copies that nobody knows of any more.
+  virtual Result<void> removeQuietly(const KeychainItem& item, Deadline deadline) {
+    return remove(item, deadline);
+  }
+  // errSecItemNotFound only when the item is truly absent; errSecDecode when it is there but
+  // damaged.
+  virtual Result<Data> copy(const KeychainItem& item, Deadline deadline) = 0;
 };
 
-// The store that the SecItem functions use: the one of the host's policy, until another is set. A
-// call that is running goes on with the store it began with.
-std::shared_ptr<KeychainStore> keychainStoreInForce();
-void setKeychainStoreInForce(std::shared_ptr<KeychainStore> store);
+// The domain of errors whose code is an OSStatus.
+inline constexpr std::string_view NSOSStatusErrorDomain = "NSOSStatusErrorDomain";
+// There is no such store on this machine or in this session, so that others may stand in for it. To
+// a host it is errSecNotAvailable.
+inline constexpr OSStatus errSecNoSuchKeychain = -25294;
 
-// How long one call of the SecItem functions waits; two seconds until it is set.
-void setKeychainPatience(std::chrono::milliseconds limit);
+// The texts are those of makeFailure(); all of them are empty where the status says it all.
+Failure keychainFailure(OSStatus status, std::string text = {}, std::string path = {},
+                        std::string remedy = {});
+
+// The status that a host is told for an error of a store or of the files below it.
+OSStatus statusOf(const Error& error);
+template <typename T>
+OSStatus statusOf(const Result<T>& result) {
+  return result ? errSecSuccess : statusOf(*result.error());
+}
+
+// True for a failure with errSecNoSuchKeychain.
+bool isStoreMissing(const Error& error);
+template <typename T>
+bool isStoreMissing(const Result<T>& result) {
+  return !result && isStoreMissing(*result.error());
+}
 
 }  // namespace orx::platform

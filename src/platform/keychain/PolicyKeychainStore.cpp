@@ -1,8 +1,8 @@
 #include "platform/keychain/PolicyKeychainStore.h"
 
-#include "platform/keychain/KeychainSettings.h"
-#include "platform/keychain/file/FileKeychainStore.h"
-#include "platform/keychain/secretservice/SecretServiceStore.h"
+#include <algorithm>
+
+#include "platform/keychain/StoreStatus.h"
 
 namespace orx::platform {
 
@@ -10,85 +10,29 @@ namespace {
 
 using Missing = StoredDirectory::Missing;
 
-// Not the file store's own: that one is taken while this is held.
-constexpr const char* lockName = "state.lock";
+constexpr auto here = ItemState::here;
+constexpr auto nowhere = ItemState::nowhere;
 
-KeychainOutcome plainOutcome(OSStatus status) {
-  return {.status = status, .text = {}, .path = {}, .remedy = {}};
-}
+Failure statusOnly(OSStatus status) { return keychainFailure(status); }
 
-KeychainOutcome about(std::string_view store, KeychainOutcome outcome) {
-  outcome.store = store;
-  return outcome;
-}
-
-bool isGone(const KeychainOutcome& outcome) {
-  return outcome.status == errSecSuccess || outcome.status == errSecItemNotFound;
+bool isGone(const Result<void>& removed) {
+  return removed || statusOf(removed) == errSecItemNotFound;
 }
 
 // Whether the store surely has not written anything. A keyring that says that it is locked may have
 // written first, and have been locked since.
-bool surelyWroteNothing(const KeychainOutcome& outcome) {
-  return outcome.storeMissing || outcome.status == errSecDuplicateItem;
+bool surelyWroteNothing(const Result<void>& written) {
+  return isStoreMissing(written) || statusOf(written) == errSecDuplicateItem;
 }
 
-KeychainOutcome missingIn(const KeychainStore& store) {
-  return about(store.name(), plainOutcome(errSecItemNotFound));
-}
-
-KeychainOutcome excludedByPolicy(std::string_view store) {
-  return {.status = errSecNotAvailable,
-          .text = "The item is kept in the store " + std::string(store) +
-                  ", which the application does not use.",
-          .path = {},
-          .remedy = "Let the application use that store, or sign in again."};
-}
-
-KeychainOutcome damagedRecord(const std::string& path) {
-  return {.status = errSecDecode,
-          .text = path + " is damaged.",
-          .path = path,
-          .remedy = "The next sign-in replaces it; nothing needs to be removed."};
+Failure excludedByPolicy(std::string_view store) {
+  return keychainFailure(errSecNotAvailable,
+                         "The item is kept in the store " + std::string(store) +
+                             ", which the application does not use.",
+                         {}, "Let the application use that store, or sign in again.");
 }
 
 }  // namespace
-
-// What is known about an item, and, once entered, the right to change it.
-struct PolicyKeychainStore::Scene {
-  std::string recordName;
-  std::optional<StoredDirectory> directory = {};
-  std::optional<FileLock> lock = {};
-  std::optional<FileProblem> problem = {};
-  KeychainRecordReading reading = {};
-  // Whether anything says where the newest version is, and what that is.
-  bool known = false;
-  KeychainRecord record = {};
-
-  void read(const KeychainItem& item) {
-    if (problem || !directory) return;
-    reading = readKeychainRecord(*directory, recordName);
-    problem = reading.problem;
-    if (problem) return;
-    known = reading.record || reading.damaged;
-    if (reading.record) record = *reading.record;
-    // Nothing that a damaged record may have meant is to come back.
-    if (reading.damaged) record = {.staleInSecretService = true, .staleInFile = true};
-    if (known) return;
-    const auto presence = directory->presenceOf(FileKeychainStore::fileNameOf(item));
-    problem = presence.problem;
-    known = presence.present;
-    if (known) record.newest = Place::File;
-  }
-
-  // Records what is the case from now on.
-  FileOutcome note(const KeychainRecord& next) {
-    if (reading.record == next) return std::nullopt;
-    if (auto failed = writeKeychainRecord(*directory, recordName, next)) return failed;
-    record = next;
-    reading = {.record = next, .damaged = false, .problem = {}};
-    return std::nullopt;
-  }
-};
 
 struct PolicyKeychainStore::Change {
   const KeychainItem& item;
@@ -100,271 +44,237 @@ struct PolicyKeychainStore::Change {
 PolicyKeychainStore::PolicyKeychainStore(Stores stores, std::function<KeychainPolicy()> policy)
     : stores_(std::move(stores)), policy_(std::move(policy)) {}
 
-std::shared_ptr<PolicyKeychainStore> PolicyKeychainStore::ofHost() {
-  return std::make_shared<PolicyKeychainStore>(
-      Stores{.secretService = std::make_shared<SecretServiceStore>(promptRulesOfHost()),
-             .quietSecretService = std::make_shared<SecretServiceStore>(promptRulesOfNobody()),
-             .file = std::make_shared<FileKeychainStore>()},
-      keychainPolicy);
-}
-
 std::string_view PolicyKeychainStore::name() const noexcept {
-  const bool file = policy_() == KeychainPolicy::FileOnly;
-  return (file ? stores_.file : stores_.secretService)->name();
+  const bool file = stores_.empty() || policy_() == KeychainPolicy::FileOnly;
+  return file ? here : stores_.front()->name();
 }
 
-std::string PolicyKeychainStore::recordNameOf(const KeychainItem& item) {
-  const auto name = FileKeychainStore::fileNameOf(item);
-  return name.substr(0, name.rfind('.')) + ".state";
+// What the file says. One that cannot be understood may have named any store.
+ItemState PolicyKeychainStore::stateOf(const ItemFile& file) const {
+  auto state = file.state();
+  if (!state.problem) return state;
+  for (const auto& store : stores_) state.stale.emplace(store->name());
+  return state;
 }
 
-KeychainStore& PolicyKeychainStore::storeAt(Place place) const {
-  return place == Place::File ? *stores_.file : *stores_.secretService;
+KeychainStore* PolicyKeychainStore::storeNamed(std::string_view name) const {
+  const auto found =
+      std::ranges::find_if(stores_, [&](const auto& store) { return store->name() == name; });
+  return found == stores_.end() ? nullptr : found->get();
 }
 
-PolicyKeychainStore::Scene PolicyKeychainStore::open(const KeychainItem& item,
-                                                     Missing missing) const {
-  Scene scene{.recordName = recordNameOf(item)};
-  auto opening = openKeychainDirectory(missing);
-  scene.directory = std::move(opening.directory);
-  // Without a home, nothing of ours is anywhere but in the keyring.
-  const bool homeless = opening.problem && opening.problem->path.empty();
-  if (!homeless || missing == Missing::Create) scene.problem = std::move(opening.problem);
-  return scene;
-}
-
-PolicyKeychainStore::Scene PolicyKeychainStore::look(const KeychainItem& item) const {
-  auto scene = open(item, Missing::Leave);
-  scene.read(item);
-  return scene;
-}
-
-PolicyKeychainStore::Scene PolicyKeychainStore::enter(const KeychainItem& item, Missing missing,
-                                                      Deadline deadline) const {
-  auto scene = open(item, missing);
-  if (scene.directory) {
-    auto taking = scene.directory->lock(lockName, deadline);
-    scene.problem = std::move(taking.problem);
-    if (taking.lock) scene.lock.emplace(std::move(*taking.lock));
-  }
-  scene.read(item);
-  return scene;
-}
-
-KeychainOutcome PolicyKeychainStore::copy(const KeychainItem& item, Deadline deadline,
-                                          std::optional<Data>& bytes) {
-  // Without the lock: whoever moves the item meanwhile changes the record.
-  while (true) {
-    bytes.reset();
-    const auto scene = look(item);
-    if (scene.problem) return about(stores_.file->name(), outcomeOf(scene.problem));
-    auto outcome = copyFrom(scene, item, deadline, bytes);
-    if (scene.reading == look(item).reading) {
-      if (scene.record.hasStale() && !scene.reading.damaged) tidyAfterReading(item, deadline);
-      return outcome;
-    }
-    if (std::chrono::steady_clock::now() >= deadline) {
-      bytes.reset();
-      return about(stores_.file->name(),
-                   outcomeOf(lockedByAnother(scene.directory->pathOf(scene.recordName))));
-    }
-  }
-}
-
-KeychainOutcome PolicyKeychainStore::copyFrom(const Scene& scene, const KeychainItem& item,
-                                              Deadline deadline, std::optional<Data>& bytes) const {
-  if (scene.reading.damaged) {
-    return about(stores_.file->name(), damagedRecord(scene.directory->pathOf(scene.recordName)));
-  }
+// Also true of a store that this version of the library does not have.
+bool PolicyKeychainStore::isExcluded(std::string_view store) const {
   const auto policy = policy_();
-  if (!scene.known) {
-    if (policy == KeychainPolicy::FileOnly) return missingIn(*stores_.file);
-    const auto outcome = stores_.secretService->copy(item, deadline, bytes);
-    const bool standsIn = outcome.storeMissing && policy != KeychainPolicy::SecretServiceOnly;
-    return standsIn ? missingIn(*stores_.file) : about(stores_.secretService->name(), outcome);
-  }
-  const auto place = scene.record.newest;
-  if (place == Place::Nowhere) return plainOutcome(errSecItemNotFound);
-  const auto& store = storeAt(place);
-  const auto excluding =
-      place == Place::File ? KeychainPolicy::SecretServiceOnly : KeychainPolicy::FileOnly;
-  if (policy == excluding) return about(store.name(), excludedByPolicy(store.name()));
-  return about(store.name(), storeAt(place).copy(item, deadline, bytes));
+  if (store == here) return policy == KeychainPolicy::SecretServiceOnly;
+  return policy == KeychainPolicy::FileOnly || storeNamed(store) == nullptr;
 }
 
-KeychainOutcome PolicyKeychainStore::add(const KeychainItem& item, const Data& bytes,
-                                         Deadline deadline) {
+// The store that the next version goes to: the first that exists. Null is the file, which stands in
+// only where no store exists at all. A store that exists and fails is an error.
+Result<KeychainStore*> PolicyKeychainStore::chooseTarget(Deadline deadline) const {
+  if (policy_() == KeychainPolicy::FileOnly) return nullptr;
+  Result<void> probed;
+  for (const auto& store : stores_) {
+    noteKeychainStore(std::string(store->name()));
+    probed = store->probe(deadline);
+    if (probed) return store.get();
+    if (!isStoreMissing(probed)) break;
+  }
+  const bool mayStandIn = probed || isStoreMissing(probed);
+  if (!mayStandIn || isExcluded(here)) return Failure(probed.error());
+  return nullptr;
+}
+
+// Reading.
+
+Result<Data> PolicyKeychainStore::copy(const KeychainItem& item, Deadline deadline) {
+  ItemFile file(item);
+  while (true) {
+    noteKeychainStore(here);
+    if (auto looked = file.look(); !looked) return Failure(looked.error());
+    const auto state = file.state();
+    auto bytes = copyFrom(state, item, deadline);
+    // No lock was held: whoever moved the item in the meantime has changed the file, and what was
+    // read may be stale.
+    if (file.look() && file.state() == state) {
+      if (!state.stale.empty()) {
+        // Whoever holds the lock is about to do the same, so there is no wait for it.
+        const auto entered = file.enter(Missing::DoNotCreate, std::chrono::steady_clock::now());
+        if (entered && !file.state().problem) removeStale(file, item, deadline);
+      }
+      return bytes;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) return lockedByAnother(file.path());
+  }
+}
+
+Result<Data> PolicyKeychainStore::copyFrom(const ItemState& state, const KeychainItem& item,
+                                           Deadline deadline) const {
+  if (state.problem) return Failure(state.problem);
+  if (state.newest.empty()) {
+    return onUnrecorded<Data>([&](KeychainStore& store) { return store.copy(item, deadline); });
+  }
+  noteKeychainStore(state.newest == nowhere ? "" : state.newest);
+  if (state.newest == nowhere) return statusOnly(errSecItemNotFound);
+  if (isExcluded(state.newest)) return excludedByPolicy(state.newest);
+  if (state.newest == here) return *state.bytes;
+  return storeNamed(state.newest)->copy(item, deadline);
+}
+
+// For an item without a file. A store can still hold it, from the time of another data directory:
+// the operation is carried out on each, up to the first error, and succeeds if it did on one.
+template <typename T>
+Result<T> PolicyKeychainStore::onUnrecorded(
+    const std::function<Result<T>(KeychainStore&)>& operation) const {
+  Result<T> result = statusOnly(errSecItemNotFound);
+  if (policy_() == KeychainPolicy::FileOnly) return result;
+  for (const auto& store : stores_) {
+    auto done = operation(*store);
+    const bool passOver = isStoreMissing(done) && !isExcluded(here);
+    if (passOver) continue;
+    noteKeychainStore(std::string(store->name()));
+    if (!done && statusOf(done) != errSecItemNotFound) return done;
+    if (done && !result) result = std::move(done);
+  }
+  return result;
+}
+
+// Writing.
+
+Result<void> PolicyKeychainStore::add(const KeychainItem& item, const Data& bytes,
+                                      Deadline deadline) {
   return write(
       {.item = item, .bytes = bytes, .deadline = deadline, .condition = Condition::MustBeAbsent});
 }
 
-KeychainOutcome PolicyKeychainStore::update(const KeychainItem& item, const Data& bytes,
-                                            Deadline deadline) {
+Result<void> PolicyKeychainStore::update(const KeychainItem& item, const Data& bytes,
+                                         Deadline deadline) {
   return write(
       {.item = item, .bytes = bytes, .deadline = deadline, .condition = Condition::MustExist});
 }
 
-KeychainOutcome PolicyKeychainStore::write(const Change& change) const {
-  const auto missing = change.condition == Condition::MustExist ? Missing::Leave : Missing::Create;
-  auto scene = enter(change.item, missing, change.deadline);
-  if (scene.problem) return about(stores_.file->name(), outcomeOf(scene.problem));
-  auto target = Place::SecretService;
-  const auto policy = policy_();
-  if (policy == KeychainPolicy::FileOnly) target = Place::File;
-  if (policy == KeychainPolicy::PreferSecretService) {
-    const auto probed = stores_.secretService->probe(change.deadline);
-    if (probed.storeMissing) {
-      target = Place::File;
-    } else if (probed.status != errSecSuccess) {
-      return about(stores_.secretService->name(), probed);
+Result<void> PolicyKeychainStore::write(const Change& change) const {
+  noteKeychainStore(here);
+  const bool mustExist = change.condition == Condition::MustExist;
+  ItemFile file(change.item);
+  const auto missing = mustExist ? Missing::DoNotCreate : Missing::Create;
+  if (auto entered = file.enter(missing, change.deadline); !entered) return entered;
+  const auto target = chooseTarget(change.deadline);
+  if (!target) return Failure(target.error());
+  noteKeychainStore(std::string(*target == nullptr ? here : (*target)->name()));
+
+  const auto& newest = file.state().newest;
+  // A store knows by itself whether it holds the item.
+  const bool isThere = *target != nullptr && newest == (*target)->name();
+  const bool mayBeThere = *target != nullptr && newest.empty() && mustExist;
+  if (isThere || mayBeThere) return writeInPlace(**target, file, change);
+  // What is in another store is known from the file alone: that store may be out of reach.
+  if (mustExist && !file.state().exists()) return statusOnly(errSecItemNotFound);
+  if (!mustExist && file.state().exists()) return statusOnly(errSecDuplicateItem);
+  return move(*target, file, change);
+}
+
+Result<void> PolicyKeychainStore::writeInPlace(KeychainStore& store, ItemFile& file,
+                                               const Change& change) const {
+  auto written = change.condition == Condition::MustExist
+                     ? store.update(change.item, change.bytes, change.deadline)
+                     : store.add(change.item, change.bytes, change.deadline);
+  if (!written) return written;
+  // Best effort: without the file, only a session without this store would not know of the item.
+  if (file.state().newest.empty()) file.write({.newest = std::string(store.name())});
+  removeStale(file, change.item, change.deadline);
+  return written;
+}
+
+// Writes to `target`, null being the file, what was elsewhere or nowhere.
+Result<void> PolicyKeychainStore::move(KeychainStore* target, ItemFile& file,
+                                       const Change& change) const {
+  const auto before = stateOf(file);
+  ItemState after{.newest = here, .stale = before.stale};
+  if (before.exists() && before.newest != here) after.stale.insert(before.newest);
+  if (target == nullptr) {
+    after.bytes = change.bytes;
+  } else {
+    after.newest = target->name();
+    after.stale.erase(after.newest);
+    // A file with a problem needs no note: it is not read before it is replaced.
+    if (!before.problem) {
+      auto meanwhile = before;
+      if (meanwhile.newest.empty()) meanwhile.newest = nowhere;
+      meanwhile.stale.insert(after.newest);
+      if (auto noted = file.write(meanwhile); !noted) return noted;
+    }
+    // What nobody has recorded may still be there, and must not be overwritten unasked.
+    auto written = before.newest.empty() ? target->add(change.item, change.bytes, change.deadline)
+                                         : target->put(change.item, change.bytes, change.deadline);
+    if (!written) {
+      // Best effort: a note that stays only makes later calls look for a copy that is not there.
+      if (surelyWroteNothing(written) && !before.problem) file.write(before);
+      return written;
     }
   }
-  return about(storeAt(target).name(), writeTo(target, scene, change));
+  if (auto noted = file.write(after); !noted) return noted;
+  removeStale(file, change.item, change.deadline);
+  return {};
 }
 
-KeychainOutcome PolicyKeychainStore::writeTo(Place target, Scene& scene,
-                                             const Change& change) const {
-  if (!scene.known) return writeFirst(target, scene, change);
-  if (scene.record.newest == target) {
-    auto outcome = writeIn(target, change);
-    if (outcome.status == errSecSuccess) tidy(scene, change.item, change.deadline);
-    return outcome;
-  }
-  const bool exists = isReplaceable(scene.record.newest, change);
-  if (change.condition == Condition::MustExist && !exists) return plainOutcome(errSecItemNotFound);
-  if (change.condition == Condition::MustBeAbsent && exists) {
-    return plainOutcome(errSecDuplicateItem);
-  }
-  return move(target, scene, change);
-}
+// Removing.
 
-// Nothing is recorded and there is no file. A service can still hold the item, of an earlier home
-// directory for instance.
-KeychainOutcome PolicyKeychainStore::writeFirst(Place target, Scene& scene,
-                                                const Change& change) const {
-  if (change.condition == Condition::MustBeAbsent) {
-    return target == Place::File ? writeIn(target, change) : move(target, scene, change);
-  }
-  if (target == Place::File) return plainOutcome(errSecItemNotFound);
-  auto outcome = writeIn(target, change);
-  if (outcome.status != errSecSuccess) return outcome;
-  // Best effort: without the record, only a session without a service would not know of the item.
-  if (scene.directory) {
-    scene.note({.newest = target});
-  } else {
-    auto made = enter(change.item, Missing::Create, change.deadline);
-    if (made.directory && !made.problem && !made.known) made.note({.newest = target});
-  }
-  return outcome;
-}
-
-KeychainOutcome PolicyKeychainStore::writeIn(Place place, const Change& change) const {
-  auto& store = storeAt(place);
-  if (change.condition == Condition::MustExist) {
-    return store.update(change.item, change.bytes, change.deadline);
-  }
-  return store.add(change.item, change.bytes, change.deadline);
-}
-
-// Whatever is there, as long as it is not surely nothing.
-bool PolicyKeychainStore::isReplaceable(Place place, const Change& change) const {
-  if (place == Place::Nowhere) return false;
-  // Out of reach, but recorded.
-  if (place == Place::SecretService) return true;
-  std::optional<Data> bytes;
-  const auto outcome = stores_.file->copy(change.item, change.deadline, bytes);
-  return outcome.status != errSecItemNotFound;
-}
-
-KeychainOutcome PolicyKeychainStore::move(Place target, Scene& scene, const Change& change) const {
-  const auto before = scene.record;
-  const bool wasKnown = scene.known;
-  auto meanwhile = before;
-  (target == Place::File ? meanwhile.staleInFile : meanwhile.staleInSecretService) = true;
-  if (auto failed = scene.note(meanwhile)) return outcomeOf(failed);
-
-  // What nobody has recorded yet may still be there, and is then not to be overwritten unasked.
-  auto outcome = wasKnown ? storeAt(target).put(change.item, change.bytes, change.deadline)
-                          : writeIn(target, change);
-  if (outcome.status != errSecSuccess) {
-    // Best effort: a record that stays only makes later calls look for a copy that is not there.
-    if (surelyWroteNothing(outcome)) scene.note(before);
-    return outcome;
-  }
-  KeychainRecord after{.newest = target,
-                       .staleInSecretService = before.staleInSecretService,
-                       .staleInFile = before.staleInFile};
-  if (before.newest == Place::SecretService) after.staleInSecretService = true;
-  if (before.newest == Place::File) after.staleInFile = true;
-  (target == Place::File ? after.staleInFile : after.staleInSecretService) = false;
-  if (auto failed = scene.note(after)) return outcomeOf(failed);
-  tidy(scene, change.item, change.deadline);
-  return outcome;
-}
-
-KeychainOutcome PolicyKeychainStore::remove(const KeychainItem& item, Deadline deadline) {
-  auto scene = enter(item, Missing::Leave, deadline);
-  if (scene.problem) return about(stores_.file->name(), outcomeOf(scene.problem));
+Result<void> PolicyKeychainStore::remove(const KeychainItem& item, Deadline deadline) {
+  noteKeychainStore(here);
+  ItemFile file(item);
+  if (auto entered = file.enter(Missing::DoNotCreate, deadline); !entered) return entered;
   // Wherever the item is: a writer that died may have left its bytes here.
-  if (scene.directory) scene.directory->sweepTemporaryFiles();
-  if (!scene.known) return removeUnrecorded(item, deadline);
-  const auto place = scene.record.newest;
-  if (place != Place::Nowhere) return removeFrom(place, scene, item, deadline);
-  // Also where the record was damaged: from here on it says that there is nothing.
-  if (auto failed = scene.note(scene.record)) return outcomeOf(failed);
-  tidy(scene, item, deadline);
-  return plainOutcome(errSecItemNotFound);
+  const auto traces = file.removeTraces();
+  const auto before = stateOf(file);
+  if (before.newest.empty()) {
+    return onUnrecorded<void>([&](KeychainStore& store) { return store.remove(item, deadline); });
+  }
+
+  ItemState after{.newest = nowhere, .stale = before.stale};
+  Result<void> removed;
+  if (before.newest == nowhere) {
+    noteKeychainStore({});
+    removed = statusOnly(errSecItemNotFound);
+  } else if (before.newest != here) {
+    removed = removeFromStore(after, before.newest, item, deadline);
+    if (!isGone(removed)) return removed;
+  } else if (policy_() != KeychainPolicy::FileOnly) {
+    // While the item was here, another store may have held an older one that no file told of, as
+    // when the data directory was lost. Unless it is known to be gone, it would be found again.
+    for (const auto& store : stores_) after.stale.emplace(store->name());
+  }
+  if (auto noted = file.write(after); !noted) return noted;
+  removeStale(file, item, deadline);
+  return traces ? removed : traces;
 }
 
-KeychainOutcome PolicyKeychainStore::removeUnrecorded(const KeychainItem& item,
-                                                      Deadline deadline) const {
-  const auto policy = policy_();
-  if (policy != KeychainPolicy::FileOnly) {
-    const auto outcome = stores_.secretService->remove(item, deadline);
-    const bool standsIn = outcome.storeMissing && policy != KeychainPolicy::SecretServiceOnly;
-    if (!standsIn) return about(stores_.secretService->name(), outcome);
+Result<void> PolicyKeychainStore::removeFromStore(ItemState& after, const std::string& store,
+                                                  const KeychainItem& item,
+                                                  Deadline deadline) const {
+  Result<void> removed = statusOnly(errSecNoSuchKeychain);
+  if (!isExcluded(store)) {
+    noteKeychainStore(store);
+    removed = storeNamed(store)->remove(item, deadline);
   }
-  return about(stores_.file->name(), stores_.file->remove(item, deadline));
+  if (!isStoreMissing(removed)) return removed;
+  // Out of reach: from here on the item is stale, and removed when the store can be reached.
+  after.stale.insert(store);
+  return {};
 }
 
-KeychainOutcome PolicyKeychainStore::removeFrom(Place place, Scene& scene, const KeychainItem& item,
-                                                Deadline deadline) const {
-  auto after = scene.record;
-  after.newest = Place::Nowhere;
-  auto outcome = plainOutcome(errSecSuccess);
-  const bool unused = place == Place::SecretService && policy_() == KeychainPolicy::FileOnly;
-  if (!unused) outcome = about(storeAt(place).name(), storeAt(place).remove(item, deadline));
-  if (unused || outcome.storeMissing) {
-    // Out of reach: from here on stale, and removed when it can be reached.
-    outcome = plainOutcome(errSecSuccess);
-    after.staleInSecretService = true;
-  } else if (!isGone(outcome)) {
-    return outcome;
+// Removes the stale versions that can be reached now. Best effort: what could not be removed, or
+// not be noted, is tried again by the next call.
+void PolicyKeychainStore::removeStale(ItemFile& file, const KeychainItem& item,
+                                      Deadline deadline) const {
+  auto after = file.state();
+  for (const auto& store : stores_) {
+    const std::string name(store->name());
+    if (!after.stale.contains(name) || isExcluded(name)) continue;
+    if (isGone(store->removeQuietly(item, deadline))) after.stale.erase(name);
   }
-  if (auto failed = scene.note(after)) return about(stores_.file->name(), outcomeOf(failed));
-  tidy(scene, item, deadline);
-  // A copy that no record knows of, as with the data directory of another time.
-  if (place == Place::File && policy_() != KeychainPolicy::FileOnly) {
-    stores_.quietSecretService->remove(item, deadline);
-  }
-  return outcome;
-}
-
-void PolicyKeychainStore::tidy(Scene& scene, const KeychainItem& item, Deadline deadline) const {
-  auto after = scene.record;
-  if (after.staleInFile && isGone(stores_.file->remove(item, deadline))) after.staleInFile = false;
-  if (after.staleInSecretService && policy_() != KeychainPolicy::FileOnly &&
-      isGone(stores_.quietSecretService->remove(item, deadline))) {
-    after.staleInSecretService = false;
-  }
-  // What could not be recorded is tried again by the next call.
-  if (after != scene.record) scene.note(after);
-}
-
-void PolicyKeychainStore::tidyAfterReading(const KeychainItem& item, Deadline deadline) const {
-  // Whoever holds the lock is about to do the same.
-  auto scene = enter(item, Missing::Leave, std::chrono::steady_clock::now());
-  if (!scene.problem && scene.known && !scene.reading.damaged) tidy(scene, item, deadline);
+  if (!(after == file.state())) file.write(after);
 }
 
 }  // namespace orx::platform

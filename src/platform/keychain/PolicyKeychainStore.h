@@ -3,61 +3,51 @@
 #include <ORXAccount/platform/Keychain.h>
 
 #include <functional>
+#include <memory>
+#include <vector>
 
-#include "platform/keychain/KeychainRecord.h"
+#include "platform/keychain/ItemFile.h"
 
 namespace orx::platform {
 
-// The keyring and the file store as one store, under the host's policy. A record beside the file
-// store says which of the two holds the newest version of an item; a copy in the other is stale,
-// never read, and removed when it can be reached.
+// The user's files and a list of other stores as one store, under the host's policy. The item's
+// file says which of them holds the newest version. A version elsewhere is stale: it is never read,
+// and removed when its store can be reached.
 //
-// A change of place goes in an order in which a crash at any moment leaves the old version or the
-// new one: record the target's copy as stale, write it, record it as the newest, remove the other.
+// A crash at any moment leaves the old version or the new one. A move to another store takes three
+// steps: note the target as stale, since it is about to hold something that does not count yet;
+// write there; note the target as the newest. Only then is the old version removed.
 class PolicyKeychainStore final : public KeychainStore {
  public:
-  struct Stores {
-    std::shared_ptr<KeychainStore> secretService;
-    // The same, without asking anybody: for removing stale copies.
-    std::shared_ptr<KeychainStore> quietSecretService;
-    std::shared_ptr<KeychainStore> file;
-  };
+  // The preferred one first. Their names are different from each other and from ItemState's.
+  using Stores = std::vector<std::shared_ptr<KeychainStore>>;
   PolicyKeychainStore(Stores stores, std::function<KeychainPolicy()> policy);
-  // Over the session's Secret Service and the user's files, under the policy that the host sets.
-  static std::shared_ptr<PolicyKeychainStore> ofHost();
 
+  // Of the store that the policy names.
   std::string_view name() const noexcept override;
-  KeychainOutcome add(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
-  KeychainOutcome update(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
-  KeychainOutcome remove(const KeychainItem& item, Deadline deadline) override;
-  KeychainOutcome copy(const KeychainItem& item, Deadline deadline,
-                       std::optional<Data>& bytes) override;
-
-  static std::string recordNameOf(const KeychainItem& item);
+  Result<void> add(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
+  Result<void> update(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
+  Result<void> remove(const KeychainItem& item, Deadline deadline) override;
+  Result<Data> copy(const KeychainItem& item, Deadline deadline) override;
 
  private:
-  using Place = KeychainRecord::Place;
   enum class Condition { MustBeAbsent, MustExist };
-  struct Scene;
   struct Change;
 
-  Scene open(const KeychainItem& item, StoredDirectory::Missing missing) const;
-  Scene look(const KeychainItem& item) const;
-  Scene enter(const KeychainItem& item, StoredDirectory::Missing missing, Deadline deadline) const;
-  KeychainStore& storeAt(Place place) const;
-  KeychainOutcome copyFrom(const Scene& scene, const KeychainItem& item, Deadline deadline,
-                           std::optional<Data>& bytes) const;
-  KeychainOutcome write(const Change& change) const;
-  KeychainOutcome writeTo(Place target, Scene& scene, const Change& change) const;
-  KeychainOutcome writeFirst(Place target, Scene& scene, const Change& change) const;
-  KeychainOutcome writeIn(Place place, const Change& change) const;
-  KeychainOutcome move(Place target, Scene& scene, const Change& change) const;
-  bool isReplaceable(Place place, const Change& change) const;
-  KeychainOutcome removeUnrecorded(const KeychainItem& item, Deadline deadline) const;
-  KeychainOutcome removeFrom(Place place, Scene& scene, const KeychainItem& item,
-                             Deadline deadline) const;
-  void tidy(Scene& scene, const KeychainItem& item, Deadline deadline) const;
-  void tidyAfterReading(const KeychainItem& item, Deadline deadline) const;
+  ItemState stateOf(const ItemFile& file) const;
+  KeychainStore* storeNamed(std::string_view name) const;
+  bool isExcluded(std::string_view store) const;
+  Result<KeychainStore*> chooseTarget(Deadline deadline) const;
+
+  Result<Data> copyFrom(const ItemState& state, const KeychainItem& item, Deadline deadline) const;
+  template <typename T>
+  Result<T> onUnrecorded(const std::function<Result<T>(KeychainStore&)>& operation) const;
+  Result<void> write(const Change& change) const;
+  Result<void> writeInPlace(KeychainStore& store, ItemFile& file, const Change& change) const;
+  Result<void> move(KeychainStore* target, ItemFile& file, const Change& change) const;
+  Result<void> removeFromStore(ItemState& after, const std::string& store, const KeychainItem& item,
+                               Deadline deadline) const;
+  void removeStale(ItemFile& file, const KeychainItem& item, Deadline deadline) const;
 
   Stores stores_;
   std::function<KeychainPolicy()> policy_;

@@ -4,6 +4,7 @@
 #include <ORXAccount/platform/SecItem.h>
 #include <ORXAccount/platform/Value.h>
 
+#include <chrono>
 #include <optional>
 
 namespace orx::platform {
@@ -20,5 +21,9 @@ OSStatus SecItemUpdate(const Dictionary& query, const Dictionary& attributesToUp
 OSStatus SecItemDelete(const Dictionary& query);
 // Reads the item's bytes when kSecReturnData is true in the query.
 OSStatus SecItemCopyMatching(const Dictionary& query, std::optional<Value>& result);
+
+// How long one of these calls waits for other processes and for a service; two seconds until it is
+// set.
+void setKeychainPatience(std::chrono::milliseconds limit);
 
 }  // namespace orx::platform

@@ -23,8 +23,10 @@ class FileDescriptor {
 
   int get() const noexcept { return descriptor_; }
   explicit operator bool() const noexcept { return descriptor_ >= 0; }
+  // Hands it to somebody who closes it.
+  int release() noexcept { return std::exchange(descriptor_, -1); }
   // Closes now and says whether that went well: some file systems report a failed write only here.
-  bool close() noexcept { return ::close(std::exchange(descriptor_, -1)) == 0; }
+  bool close() noexcept { return ::close(release()) == 0; }
 
  private:
   int descriptor_ = -1;

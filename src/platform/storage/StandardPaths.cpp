@@ -38,11 +38,6 @@ std::optional<std::string> baseDirectory(const char* variable, std::string_view 
   return home;
 }
 
-bool staysInComponent(char byte) {
-  return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-         (byte >= '0' && byte <= '9') || byte == '-' || byte == '_' || byte == '.';
-}
-
 }  // namespace
 
 std::optional<std::string> configurationHome() {
@@ -60,19 +55,26 @@ std::string programName() {
   return std::string(path.substr(path.rfind('/') + 1));
 }
 
-std::string pathComponent(std::string_view text) {
-  if (text.empty()) return "%";
+std::string percentEncoded(std::string_view text, std::string_view plain) {
   static constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string component;
+  std::string encoded;
   for (const char byte : text) {
-    if (staysInComponent(byte) && !(byte == '.' && component.empty())) {
-      component += byte;
+    if (plain.find(byte) != std::string_view::npos) {
+      encoded += byte;
     } else {
-      component += '%';
-      component += digits[static_cast<unsigned char>(byte) >> 4U];
-      component += digits[static_cast<unsigned char>(byte) & 15U];
+      const auto value = static_cast<unsigned char>(byte);
+      encoded += {'%', digits[value >> 4U], digits[value & 15U]};
     }
   }
+  return encoded;
+}
+
+std::string pathComponent(std::string_view text) {
+  if (text.empty()) return "%";
+  auto component =
+      percentEncoded(text, "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz-_.");
+  // A file that begins with a dot is hidden, and "." and ".." are directories.
+  if (component.starts_with('.')) component.replace(0, 1, "%2E");
   return component;
 }
 

@@ -18,6 +18,9 @@ inline constexpr const char* dataHomeVariable = "XDG_DATA_HOME";
 // What the running program is called, without its folder; never empty.
 std::string programName();
 
+// Every byte that is not one of `plain` as %XX.
+std::string percentEncoded(std::string_view text, std::string_view plain);
+
 // Any text as one component of a path: letters, digits, "-", "_" and "." (not in front) stay, every
 // other byte becomes %XX, and the empty text a lone "%". Different texts give different components.
 std::string pathComponent(std::string_view text);

@@ -18,30 +18,19 @@ using Kind = StoredDirectory::Kind;
 using Missing = StoredDirectory::Missing;
 
 constexpr const char* fileName = "defaults.plist";
+// Two locks, because single calls go on while somebody holds a transaction.
 constexpr const char* fileLockName = ".defaults.plist.lock";
 constexpr const char* transactionLockName = ".transaction.lock";
 
-std::shared_ptr<Error> errorOf(const FileProblem& problem, std::int64_t code) {
-  if (problem.kind == FileProblem::Kind::LockedByAnother) code = NSFileLockingError;
-  return Error::errorWithDomain_code_userInfo(
-      NSCocoaErrorDomain, code,
-      {{std::string(NSLocalizedDescriptionKey), problem.text},
-       {std::string(NSFilePathErrorKey), problem.path},
-       {std::string(NSLocalizedRecoverySuggestionErrorKey), problem.remedy}});
+Failure damage(const std::string& path, std::string_view reason) {
+  return makeFailure(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
+                     path + " is damaged: " + std::string(reason) + ".", path,
+                     "Restore the file, or sign in: it is then set aside and begun anew.");
 }
 
-std::shared_ptr<Error> damage(const std::string& path, std::string_view reason) {
-  return Error::errorWithDomain_code_userInfo(
-      NSCocoaErrorDomain, NSPropertyListReadCorruptError,
-      {{std::string(NSLocalizedDescriptionKey), path + " is damaged: " + std::string(reason) + "."},
-       {std::string(NSFilePathErrorKey), path},
-       {std::string(NSLocalizedRecoverySuggestionErrorKey),
-        "Restore the file, or sign in: it is then set aside and begun anew."}});
-}
-
-StoredDirectory::Opening openDirectory(Missing missing) {
+Result<std::optional<StoredDirectory>> openDirectory(Missing missing) {
   const auto home = configurationHome();
-  if (!home) return {.directory = {}, .problem = homelessness(configurationHomeVariable)};
+  if (!home) return homeNotFound(configurationHomeVariable);
   const auto identifier = Bundle::mainBundle()->bundleIdentifier();
   return StoredDirectory::open(*home + "/" + pathComponent(identifier.value_or(programName())),
                                Kind::Settings, missing);
@@ -50,32 +39,30 @@ StoredDirectory::Opening openDirectory(Missing missing) {
 using Change = std::function<std::optional<Data>(const std::optional<Data>&)>;
 
 // Writes what `change` makes of the present content; nothing when it gives nothing.
-std::shared_ptr<Error> modify(Missing missing, UserDefaults::DamagedFile damagedFile,
-                              const Change& change) {
-  const auto opening = openDirectory(missing);
-  if (opening.problem) return errorOf(*opening.problem, NSFileWriteUnknownError);
-  if (!opening.directory) return nullptr;
-  const auto& directory = *opening.directory;
-  const auto taking =
+Result<void> modify(Missing missing, UserDefaults::DamagedFile damagedFile, const Change& change) {
+  const auto opened = openDirectory(missing);
+  if (!opened) return Failure(opened.error());
+  if (!*opened) return {};
+  const StoredDirectory& directory = **opened;
+  const auto lock =
       directory.lock(fileLockName, std::chrono::steady_clock::now() + limits::storeWait);
-  if (taking.problem) return errorOf(*taking.problem, NSFileWriteUnknownError);
+  if (!lock) return Failure(lock.error());
 
-  const auto reading = directory.read(fileName);
-  if (reading.problem) return errorOf(*reading.problem, NSFileReadUnknownError);
+  const auto content = directory.read(fileName);
+  if (!content) return Failure(content.error());
   auto previous = StoredDirectory::Previous::Discard;
   std::optional<Data> changed;
   try {
-    changed = change(reading.bytes);
+    changed = change(*content);
   } catch (const MalformedPropertyList& malformed) {
     if (damagedFile == UserDefaults::DamagedFile::Refuse) {
       return damage(directory.pathOf(fileName), malformed.what());
     }
-    previous = StoredDirectory::Previous::KeepAside;
+    previous = StoredDirectory::Previous::Quarantine;
     changed = change(std::nullopt);
   }
-  if (!changed) return nullptr;
-  const auto problem = directory.replace(fileName, *changed, previous);
-  return problem ? errorOf(*problem, NSFileWriteUnknownError) : nullptr;
+  if (!changed) return {};
+  return directory.replace(fileName, *changed, previous);
 }
 
 }  // namespace
@@ -85,57 +72,48 @@ const std::shared_ptr<UserDefaults>& UserDefaults::standardUserDefaults() {
   return defaults.get([] { return std::shared_ptr<UserDefaults>(new UserDefaults); });
 }
 
-UserDefaults::StringReading UserDefaults::stringForKey(std::string_view key) const {
-  const auto opening = openDirectory(Missing::Leave);
-  if (opening.problem) return {{}, errorOf(*opening.problem, NSFileReadUnknownError)};
-  if (!opening.directory) return {};
-  const auto reading = opening.directory->read(fileName);
-  if (reading.problem) return {{}, errorOf(*reading.problem, NSFileReadUnknownError)};
-  if (!reading.bytes) return {};
+Result<std::optional<std::string>> UserDefaults::stringForKey(std::string_view key) const {
+  const auto opened = openDirectory(Missing::DoNotCreate);
+  if (!opened) return Failure(opened.error());
+  if (!*opened) return std::nullopt;
+  const auto content = (*opened)->read(fileName);
+  if (!content) return Failure(content.error());
+  if (!*content) return std::nullopt;
   try {
-    return {stringInDefaults(*reading.bytes, key), nullptr};
+    return stringInDefaults(**content, key);
   } catch (const MalformedPropertyList& malformed) {
-    return {{}, damage(opening.directory->pathOf(fileName), malformed.what())};
+    return damage((*opened)->pathOf(fileName), malformed.what());
   }
 }
 
-std::shared_ptr<Error> UserDefaults::setString_forKey(std::string_view value, std::string_view key,
-                                                      DamagedFile damagedFile) {
+Result<void> UserDefaults::setString_forKey(std::string_view value, std::string_view key,
+                                            DamagedFile damagedFile) {
   return modify(Missing::Create, damagedFile, [&](const std::optional<Data>& content) {
     return defaultsWithString(content, key, value);
   });
 }
 
-std::shared_ptr<Error> UserDefaults::removeObjectForKey(std::string_view key) {
-  return modify(Missing::Leave, DamagedFile::Refuse,
+Result<void> UserDefaults::removeObjectForKey(std::string_view key) {
+  return modify(Missing::DoNotCreate, DamagedFile::Refuse,
                 [&](const std::optional<Data>& content) { return defaultsWithout(content, key); });
 }
 
-std::shared_ptr<Error> UserDefaults::synchronize() {
-  const auto opening = openDirectory(Missing::Leave);
-  if (opening.problem) return errorOf(*opening.problem, NSFileWriteUnknownError);
-  if (!opening.directory) return nullptr;
-  const auto problem = opening.directory->synchronize(fileName);
-  return problem ? errorOf(*problem, NSFileWriteUnknownError) : nullptr;
+Result<void> UserDefaults::synchronize() {
+  const auto opened = openDirectory(Missing::DoNotCreate);
+  if (!opened) return Failure(opened.error());
+  return *opened ? (*opened)->synchronize(fileName) : Result<void>();
 }
 
-bool UserDefaults::isDamage(const std::shared_ptr<Error>& error) {
-  return error && error->code() == NSPropertyListReadCorruptError;
+bool UserDefaults::isDamage(const Error& error) {
+  return error.domain() == NSCocoaErrorDomain && error.code() == NSPropertyListReadCorruptError;
 }
 
-UserDefaults::Transaction UserDefaults::beginTransaction(Deadline deadline,
-                                                         MissingFolder missingFolder) const {
-  const auto opening =
-      openDirectory(missingFolder == MissingFolder::Create ? Missing::Create : Missing::Leave);
-  if (opening.problem) {
-    return {.lock = {}, .error = errorOf(*opening.problem, NSFileWriteUnknownError)};
-  }
-  if (!opening.directory) return {};
-  auto taking = opening.directory->lock(transactionLockName, deadline);
-  if (!taking.problem) return {.lock = std::move(taking.lock), .error = nullptr};
-  return {.lock = {},
-          .error = errorOf(*taking.problem, NSFileWriteUnknownError),
-          .lockedByAnother = taking.problem->kind == FileProblem::Kind::LockedByAnother};
+Result<std::optional<FileLock>> UserDefaults::lockTransaction(Deadline deadline,
+                                                              Missing missing) const {
+  const auto opened = openDirectory(missing);
+  if (!opened) return Failure(opened.error());
+  if (!*opened) return std::nullopt;
+  return (*opened)->lock(transactionLockName, deadline);
 }
 
 }  // namespace orx::platform

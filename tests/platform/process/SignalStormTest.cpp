@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "platform/base/Limits.h"
-#include "platform/keychain/file/FileKeychainStore.h"
+#include "platform/keychain/PolicyKeychainStore.h"
 #include "platform/process/Signals.h"
 #include "platform/storage/UserDefaults.h"
 #include "support/Await.h"
@@ -37,10 +37,9 @@ void inAStorm(const std::function<void()>& work) {
 
 Deadline late() { return Clock::now() + testing::patience; }
 
-std::optional<StoredDirectory> openDirectory(const std::filesystem::path& path) {
-  return std::move(
-      StoredDirectory::open(path, StoredDirectory::Kind::Private, StoredDirectory::Missing::Create)
-          .directory);
+StoredDirectory openDirectory(const std::filesystem::path& path) {
+  return **StoredDirectory::open(path, StoredDirectory::Kind::Private,
+                                 StoredDirectory::Missing::Create);
 }
 
 TEST(Uninterrupted, EndsACallThatSignalsNeverLetEnd) {
@@ -80,59 +79,58 @@ TEST_F(SignalStormTest, LosesNothingOfTheDefaults) {
   inAStorm([&] {
     for (int i = 0; i < 8; ++i) {
       const auto value = std::to_string(i);
-      ASSERT_FALSE(defaults.setString_forKey(value, "key"));
+      ASSERT_TRUE(defaults.setString_forKey(value, "key"));
       const auto reading = defaults.stringForKey("key");
-      ASSERT_FALSE(reading.error);
-      ASSERT_EQ(reading.value, value);
-      ASSERT_FALSE(defaults.synchronize());
+      ASSERT_TRUE(reading);
+      ASSERT_EQ(**reading, value);
+      ASSERT_TRUE(defaults.synchronize());
     }
-    ASSERT_FALSE(defaults.removeObjectForKey("key"));
-    EXPECT_FALSE(defaults.stringForKey("key").value);
+    ASSERT_TRUE(defaults.removeObjectForKey("key"));
+    EXPECT_FALSE(*defaults.stringForKey("key"));
   });
   EXPECT_GT(SignalStorm::caught(), 0);
 }
 
 TEST_F(SignalStormTest, LosesNothingOfTheFileStore) {
-  FileKeychainStore store;
+  PolicyKeychainStore store({}, [] { return KeychainPolicy::FileOnly; });
   const KeychainItem item{.service = "com.example.service", .account = "someone"};
   inAStorm([&] {
     for (int i = 0; i < 4; ++i) {
       const Data bytes(std::to_string(i));
-      ASSERT_EQ(store.add(item, Data(), late()).status, errSecSuccess);
-      ASSERT_EQ(store.update(item, bytes, late()).status, errSecSuccess);
-      std::optional<Data> read;
-      ASSERT_EQ(store.copy(item, late(), read).status, errSecSuccess);
-      ASSERT_EQ(read, bytes);
-      ASSERT_EQ(store.remove(item, late()).status, errSecSuccess);
+      ASSERT_TRUE(store.add(item, Data(), late()));
+      ASSERT_TRUE(store.update(item, bytes, late()));
+      const auto read = store.copy(item, late());
+      ASSERT_TRUE(read);
+      ASSERT_EQ(*read, bytes);
+      ASSERT_TRUE(store.remove(item, late()));
     }
   });
   EXPECT_GT(SignalStorm::caught(), 0);
 }
 
 TEST_F(SignalStormTest, DoesNotEndTheWaitForALockThatAnotherProcessHolds) {
-  const auto directory = openDirectory(home.path() / "locked").value();
+  const auto directory = openDirectory(home.path() / "locked");
   testing::ChildProcess holder([&] {
     const auto taking = directory.lock("lock", late());
-    if (!taking.lock || directory.replace("held", Data(), StoredDirectory::Previous::Discard))
-      return 1;
+    if (!taking || !directory.replace("held", Data(), StoredDirectory::Previous::Discard)) return 1;
     std::this_thread::sleep_for(milliseconds(300));
     return 0;
   });
-  ASSERT_TRUE(testing::eventually([&] { return directory.presenceOf("held").present; }));
-  inAStorm([&] { EXPECT_TRUE(directory.lock("lock", late()).lock); });
+  ASSERT_TRUE(testing::eventually([&] { return directory.exists("held").value_or(false); }));
+  inAStorm([&] { EXPECT_TRUE(directory.lock("lock", late())); });
   EXPECT_EQ(holder.wait(), 0);
 }
 
 TEST_F(SignalStormTest, LeavesTheDeadlineOfALockWhereItIs) {
-  const auto directory = openDirectory(home.path() / "locked").value();
+  const auto directory = openDirectory(home.path() / "locked");
   const auto held = directory.lock("lock", late());
-  ASSERT_TRUE(held.lock);
+  ASSERT_TRUE(held);
   inAStorm([&] {
     const auto deadline = Clock::now() + milliseconds(100);
     const auto taking = directory.lock("lock", deadline);
     EXPECT_GE(Clock::now(), deadline);
-    ASSERT_TRUE(taking.problem);
-    EXPECT_EQ(taking.problem->kind, FileProblem::Kind::LockedByAnother);
+    ASSERT_FALSE(taking);
+    EXPECT_TRUE(isLockedByAnother(*taking.error()));
   });
 }
 

@@ -6,7 +6,7 @@
 #include <array>
 #include <thread>
 
-#include "platform/storage/StoredFile.h"
+#include "platform/storage/StoredDirectory.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/TemporaryDirectory.h"
@@ -42,19 +42,17 @@ class FileLockTest : public ::testing::Test {
   }
 
   testing::TemporaryDirectory temporary;
-  StoredDirectory directory =
-      std::move(StoredDirectory::open(temporary.path(), StoredDirectory::Kind::Private,
-                                      StoredDirectory::Missing::Create)
-                    .directory.value());
+  StoredDirectory directory = **StoredDirectory::open(
+      temporary.path(), StoredDirectory::Kind::Private, StoredDirectory::Missing::Create);
 };
 
 TEST_F(FileLockTest, KeepsOutAnotherThreadUntilItGoes) {
   auto held = std::make_optional(directory.lock("lock", late()));
-  ASSERT_TRUE(held->lock);
-  EXPECT_EQ(directory.lock("lock", soon()).problem->kind, FileProblem::Kind::LockedByAnother);
+  ASSERT_TRUE(*held);
+  EXPECT_TRUE(isLockedByAnother(*directory.lock("lock", soon()).error()));
   testing::Event taken;
   std::thread waiter([&] {
-    if (directory.lock("lock", late()).lock) taken.set();
+    if (directory.lock("lock", late())) taken.set();
   });
   held.reset();
   EXPECT_TRUE(taken.wait());
@@ -64,17 +62,17 @@ TEST_F(FileLockTest, KeepsOutAnotherThreadUntilItGoes) {
 TEST_F(FileLockTest, WaitsNoLongerThanToTheDeadlineAndNamesTheFile) {
   const auto child = lockingChild();
   const auto taking = directory.lock("lock", soon());
-  EXPECT_FALSE(taking.lock);
-  ASSERT_TRUE(taking.problem);
-  EXPECT_NE(taking.problem->text.find("lock is locked by another process"), std::string::npos);
-  EXPECT_EQ(taking.problem->path, (temporary / "lock").string());
+  ASSERT_FALSE(taking);
+  EXPECT_NE(taking.error()->localizedDescription().find("lock is locked by another process"),
+            std::string::npos);
+  EXPECT_EQ(taking.error()->userInfo()[NSFilePathErrorKey], (temporary / "lock").string());
 }
 
 TEST_F(FileLockTest, EndsWithAProcessThatIsKilled) {
   const auto child = lockingChild();
-  ASSERT_FALSE(directory.lock("lock", soon()).lock);
+  ASSERT_FALSE(directory.lock("lock", soon()));
   child->kill(SIGKILL);
-  EXPECT_TRUE(directory.lock("lock", late()).lock);
+  EXPECT_TRUE(directory.lock("lock", late()));
 }
 
 TEST_F(FileLockTest, IsNotKeptByAChildThatWasForkedMeanwhile) {
@@ -84,13 +82,13 @@ TEST_F(FileLockTest, IsNotKeptByAChildThatWasForkedMeanwhile) {
     return 0;
   });
   held.reset();
-  EXPECT_TRUE(directory.lock("lock", soon()).lock);
+  EXPECT_TRUE(directory.lock("lock", soon()));
 }
 
 TEST_F(FileLockTest, WorksWithAFileThatAFileCreationMaskHadShut) {
   ASSERT_EQ(mknod((temporary / "lock").c_str(), S_IFREG, 0), 0);
   ASSERT_EQ(chmod((temporary / "lock").c_str(), 0), 0);
-  EXPECT_TRUE(directory.lock("lock", late()).lock);
+  EXPECT_TRUE(directory.lock("lock", late()));
 }
 
 TEST_F(FileLockTest, MovesToTheNewFileWhenTheOldOneWasRemovedMeanwhile) {
@@ -99,13 +97,13 @@ TEST_F(FileLockTest, MovesToTheNewFileWhenTheOldOneWasRemovedMeanwhile) {
   testing::Event checked;
   std::thread waiter([&] {
     const auto taking = directory.lock("lock", late());
-    if (taking.lock) taken.set();
+    if (taking) taken.set();
     EXPECT_TRUE(checked.wait());
   });
   std::filesystem::remove(temporary / "lock");
   old.reset();
   ASSERT_TRUE(taken.wait());
-  EXPECT_FALSE(directory.lock("lock", soon()).lock);
+  EXPECT_FALSE(directory.lock("lock", soon()));
   checked.set();
   waiter.join();
 }
@@ -115,8 +113,8 @@ TEST_F(FileLockTest, RefusesALinkAndAFIFO) {
   ASSERT_EQ(mkfifo((temporary / "fifo").c_str(), 0600), 0);
   for (const auto* name : {"link", "fifo"}) {
     const auto taking = directory.lock(name, late());
-    ASSERT_TRUE(taking.problem) << name;
-    EXPECT_EQ(taking.problem->kind, FileProblem::Kind::Refused) << name;
+    ASSERT_FALSE(taking) << name;
+    EXPECT_TRUE(isRefusal(*taking.error())) << name;
   }
   EXPECT_FALSE(std::filesystem::exists(temporary / "elsewhere"));
 }

@@ -23,12 +23,17 @@ namespace fs = std::filesystem;
 using testing::contentOf;
 using testing::writeContent;
 
+template <typename T>
+bool isDamage(const Result<T>& result) {
+  return !result && UserDefaults::isDamage(*result.error());
+}
+
 class UserDefaultsTest : public ::testing::Test {
  protected:
   std::string text(std::string_view key) {
     const auto reading = defaults.stringForKey(key);
-    EXPECT_FALSE(reading.error) << reading.error->localizedDescription();
-    return reading.value.value_or("(absent)");
+    EXPECT_TRUE(reading) << reading.error()->localizedDescription();
+    return reading->value_or("(absent)");
   }
 
   testing::StorageHome home;
@@ -38,19 +43,19 @@ class UserDefaultsTest : public ::testing::Test {
 
 TEST_F(UserDefaultsTest, HoldNothingAndMakeNothingAtFirst) {
   EXPECT_EQ(text("key"), "(absent)");
-  EXPECT_FALSE(defaults.removeObjectForKey("key"));
-  EXPECT_FALSE(defaults.synchronize());
+  EXPECT_TRUE(defaults.removeObjectForKey("key"));
+  EXPECT_TRUE(defaults.synchronize());
   EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
 TEST_F(UserDefaultsTest, KeepWhatIsSetUntilItIsRemoved) {
-  EXPECT_FALSE(defaults.setString_forKey("first", "key"));
-  EXPECT_FALSE(defaults.setString_forKey("\xC3\xA9\xF0\x9F\x98\x80", "other"));
-  EXPECT_FALSE(defaults.setString_forKey("second", "key"));
-  EXPECT_FALSE(defaults.synchronize());
+  EXPECT_TRUE(defaults.setString_forKey("first", "key"));
+  EXPECT_TRUE(defaults.setString_forKey("\xC3\xA9\xF0\x9F\x98\x80", "other"));
+  EXPECT_TRUE(defaults.setString_forKey("second", "key"));
+  EXPECT_TRUE(defaults.synchronize());
   EXPECT_EQ(text("key"), "second");
   EXPECT_EQ(text("other"), "\xC3\xA9\xF0\x9F\x98\x80");
-  EXPECT_FALSE(defaults.removeObjectForKey("key"));
+  EXPECT_TRUE(defaults.removeObjectForKey("key"));
   EXPECT_EQ(text("key"), "(absent)");
   EXPECT_EQ(text("other"), "\xC3\xA9\xF0\x9F\x98\x80");
 }
@@ -63,12 +68,12 @@ mode_t modeOf(const fs::path& path) {
 
 TEST_F(UserDefaultsTest, BeginAsTheOwnersAloneAndKeepThePermissionsThatTheyAreGiven) {
   const mode_t before = umask(0);
-  EXPECT_FALSE(defaults.setString_forKey("first", "key"));
+  EXPECT_TRUE(defaults.setString_forKey("first", "key"));
   umask(before);
   EXPECT_EQ(modeOf(file), 0600U);
   for (const mode_t mode : {0644U, 0664U, 0640U, 0400U}) {
     fs::permissions(file, fs::perms(mode));
-    EXPECT_FALSE(defaults.setString_forKey(std::to_string(mode), "key"));
+    EXPECT_TRUE(defaults.setString_forKey(std::to_string(mode), "key"));
     EXPECT_EQ(modeOf(file), mode);
     EXPECT_EQ(text("key"), std::to_string(mode));
   }
@@ -78,14 +83,14 @@ TEST_F(UserDefaultsTest, BeginAsTheOwnersAloneAndKeepThePermissionsThatTheyAreGi
 struct stat rewritten(UserDefaults& defaults, const fs::path& file, gid_t group, mode_t mode) {
   EXPECT_EQ(chown(file.c_str(), static_cast<uid_t>(-1), group), 0);
   fs::permissions(file, fs::perms(mode));
-  EXPECT_FALSE(defaults.setString_forKey("new", "key"));
+  EXPECT_TRUE(defaults.setString_forKey("new", "key"));
   struct stat state {};
   EXPECT_EQ(stat(file.c_str(), &state), 0);
   return state;
 }
 
 TEST_F(UserDefaultsTest, KeepTheGroupThatTheyAreGiven) {
-  ASSERT_FALSE(defaults.setString_forKey("old", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("old", "key"));
   // Only a privileged user may give a file to a group that it is not in.
   const gid_t group = geteuid() == 0 ? 12'345 : getegid();
   const auto state = rewritten(defaults, file, group, 0660);
@@ -99,7 +104,7 @@ TEST_F(UserDefaultsTest, GiveAnotherGroupNoMoreThanOthersWhereTheirOwnCannotBeKe
     ASSERT_NE(chown(home.path().c_str(), static_cast<uid_t>(-1), 12'345), 0);
     return;
   }
-  ASSERT_FALSE(defaults.setString_forKey("old", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("old", "key"));
   ASSERT_EQ(chown(file.c_str(), static_cast<uid_t>(-1), 12'345), 0);
   fs::permissions(file, fs::perms(0664));
   constexpr uid_t nobody = 65'534;
@@ -109,7 +114,7 @@ TEST_F(UserDefaultsTest, GiveAnotherGroupNoMoreThanOthersWhereTheirOwnCannotBeKe
   }
   testing::ChildProcess child([&] {
     if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) _exit(1);
-    if (defaults.setString_forKey("new", "key")) _exit(2);
+    if (!defaults.setString_forKey("new", "key")) _exit(2);
   });
   ASSERT_EQ(child.wait(), 0);
   EXPECT_EQ(text("key"), "new");
@@ -117,12 +122,12 @@ TEST_F(UserDefaultsTest, GiveAnotherGroupNoMoreThanOthersWhereTheirOwnCannotBeKe
 }
 
 TEST_F(UserDefaultsTest, AreThoseOfTheBundleIdentifierOfTheMoment) {
-  ASSERT_FALSE(defaults.setString_forKey("host", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("host", "key"));
   EXPECT_TRUE(fs::exists(file));
   Bundle::mainBundle()->setBundleIdentifier("com.example.other");
   EXPECT_EQ(text("key"), "(absent)");
   Bundle::mainBundle()->setBundleIdentifier("../../com.example.host");
-  ASSERT_FALSE(defaults.setString_forKey("elsewhere", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("elsewhere", "key"));
   EXPECT_TRUE(
       fs::exists(file.parent_path().parent_path() / "%2E.%2F..%2Fcom.example.host/defaults.plist"));
   Bundle::mainBundle()->setBundleIdentifier(testing::StorageHome::bundleIdentifier);
@@ -131,17 +136,17 @@ TEST_F(UserDefaultsTest, AreThoseOfTheBundleIdentifierOfTheMoment) {
 
 TEST_F(UserDefaultsTest, GoByTheProgramsNameWhereThereIsNoBundleIdentifier) {
   Bundle::mainBundle()->setBundleIdentifier(std::nullopt);
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
   EXPECT_TRUE(fs::exists(file.parent_path().parent_path() / "storage_tests/defaults.plist"));
 }
 
 TEST_F(UserDefaultsTest, AreNotTouchedBySettingWhatTheyHold) {
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
   struct stat before {};
   struct stat after {};
   ASSERT_EQ(stat(file.c_str(), &before), 0);
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
-  ASSERT_FALSE(defaults.removeObjectForKey("other"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.removeObjectForKey("other"));
   ASSERT_EQ(stat(file.c_str(), &after), 0);
   EXPECT_EQ(after.st_ino, before.st_ino);
   EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
@@ -179,7 +184,7 @@ Data listOfEveryKind() {
 TEST_F(UserDefaultsTest, CarryEveryOtherEntryOver) {
   fs::create_directories(file.parent_path());
   writeContent(file, listOfEveryKind().text());
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
   EXPECT_EQ(text("key"), "value");
 
   const auto content = contentOf(file);
@@ -209,10 +214,10 @@ TEST_F(UserDefaultsTest, CarryEveryOtherEntryOver) {
   EXPECT_EQ(depth, 50'000);
 
   // Without the key it is the list that it was.
-  ASSERT_FALSE(defaults.removeObjectForKey("key"));
+  ASSERT_TRUE(defaults.removeObjectForKey("key"));
   const auto once = contentOf(file);
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
-  ASSERT_FALSE(defaults.removeObjectForKey("key"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.removeObjectForKey("key"));
   EXPECT_EQ(contentOf(file), once);
 }
 
@@ -227,40 +232,39 @@ TEST_F(UserDefaultsTest, GiveANumberAsItsTextAndOtherKindsAsAbsent) {
 }
 
 TEST_F(UserDefaultsTest, AreDamagedAtEveryOtherLength) {
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
   const auto whole = contentOf(file);
   for (std::size_t length = 0; length < whole.size(); ++length) {
     writeContent(file, whole.substr(0, length));
     const auto reading = defaults.stringForKey("key");
-    ASSERT_TRUE(reading.error) << length;
-    EXPECT_FALSE(reading.value);
-    EXPECT_TRUE(UserDefaults::isDamage(reading.error));
-    EXPECT_NE(reading.error->localizedDescription().find(file.string()), std::string::npos);
-    EXPECT_TRUE(UserDefaults::isDamage(defaults.setString_forKey("new", "key")));
-    EXPECT_TRUE(UserDefaults::isDamage(defaults.removeObjectForKey("key")));
+    ASSERT_FALSE(reading) << length;
+    EXPECT_TRUE(isDamage(reading));
+    EXPECT_NE(reading.error()->localizedDescription().find(file.string()), std::string::npos);
+    EXPECT_TRUE(isDamage(defaults.setString_forKey("new", "key")));
+    EXPECT_TRUE(isDamage(defaults.removeObjectForKey("key")));
     EXPECT_EQ(contentOf(file), whole.substr(0, length));
   }
 }
 
 TEST_F(UserDefaultsTest, AreDamagedByTheChangeOfAnyBit) {
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
   const auto whole = contentOf(file);
   for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
     auto changed = whole;
     changed[bit / 8] = static_cast<char>(changed[bit / 8] ^ (1U << (bit % 8)));
     writeContent(file, changed);
-    EXPECT_TRUE(UserDefaults::isDamage(defaults.stringForKey("key").error)) << bit;
-    EXPECT_TRUE(UserDefaults::isDamage(defaults.setString_forKey("new", "key"))) << bit;
+    EXPECT_TRUE(isDamage(defaults.stringForKey("key"))) << bit;
+    EXPECT_TRUE(isDamage(defaults.setString_forKey("new", "key"))) << bit;
   }
 }
 
 TEST_F(UserDefaultsTest, AreTakenFromAWriterThatKnowsNoChecksum) {
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
   auto content = contentOf(file);
   content.replace(content.size() - 32, 5, 5, '\0');
   writeContent(file, content);
   EXPECT_EQ(text("key"), "value");
-  ASSERT_FALSE(defaults.setString_forKey("another", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("another", "key"));
   EXPECT_EQ(text("key"), "another");
   EXPECT_NE(contentOf(file).substr(contentOf(file).size() - 32, 5), std::string(5, '\0'));
 }
@@ -269,20 +273,20 @@ TEST_F(UserDefaultsTest, AreDamagedWhenTheirRootIsNoDictionary) {
   PropertyListWriter writer;
   fs::create_directories(file.parent_path());
   writeContent(file, writer.finish(writer.addString("text")).text());
-  EXPECT_TRUE(UserDefaults::isDamage(defaults.stringForKey("key").error));
+  EXPECT_TRUE(isDamage(defaults.stringForKey("key")));
 }
 
 TEST_F(UserDefaultsTest, BeginAnewBesideADamagedFileWhenAsked) {
   fs::create_directories(file.parent_path());
   writeContent(file, "not a list");
-  ASSERT_FALSE(defaults.setString_forKey("value", "key", UserDefaults::DamagedFile::SetAside));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key", UserDefaults::DamagedFile::Quarantine));
   EXPECT_EQ(text("key"), "value");
   EXPECT_EQ(contentOf(file.string() + ".damaged"), "not a list");
 }
 
 TEST_F(UserDefaultsTest, SetNothingAsideThatIsWhole) {
-  ASSERT_FALSE(defaults.setString_forKey("one", "key"));
-  ASSERT_FALSE(defaults.setString_forKey("two", "other", UserDefaults::DamagedFile::SetAside));
+  ASSERT_TRUE(defaults.setString_forKey("one", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("two", "other", UserDefaults::DamagedFile::Quarantine));
   EXPECT_EQ(text("key"), "one");
   EXPECT_FALSE(fs::exists(file.string() + ".damaged"));
 }
@@ -290,31 +294,31 @@ TEST_F(UserDefaultsTest, SetNothingAsideThatIsWhole) {
 TEST_F(UserDefaultsTest, AreUnreadableRatherThanAbsentOrDamagedBehindWhatIsNoFile) {
   fs::create_directories(file);
   const auto reading = defaults.stringForKey("key");
-  ASSERT_TRUE(reading.error);
-  EXPECT_FALSE(UserDefaults::isDamage(reading.error));
-  EXPECT_TRUE(defaults.setString_forKey("value", "key", UserDefaults::DamagedFile::SetAside));
+  ASSERT_FALSE(reading);
+  EXPECT_FALSE(isDamage(reading));
+  EXPECT_FALSE(defaults.setString_forKey("value", "key", UserDefaults::DamagedFile::Quarantine));
   EXPECT_TRUE(fs::is_directory(file));
 
   fs::remove(file);
   ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
-  EXPECT_TRUE(defaults.stringForKey("key").error);
+  EXPECT_FALSE(defaults.stringForKey("key"));
   fs::remove(file);
   fs::create_symlink("/nonexistent/defaults.plist", file);
-  EXPECT_TRUE(defaults.stringForKey("key").error);
+  EXPECT_FALSE(defaults.stringForKey("key"));
 }
 
 TEST_F(UserDefaultsTest, AreUnreadableWhereTheirDirectoryLeadsNowhere) {
   fs::create_directories(home.path() / "config");
   fs::create_directory_symlink("/nonexistent/volume", file.parent_path());
-  EXPECT_TRUE(defaults.stringForKey("key").error);
-  EXPECT_TRUE(defaults.setString_forKey("value", "key"));
+  EXPECT_FALSE(defaults.stringForKey("key"));
+  EXPECT_FALSE(defaults.setString_forKey("value", "key"));
 }
 
 TEST_F(UserDefaultsTest, ReachADirectoryThroughALink) {
   fs::create_directories(home.path() / "dotfiles");
   fs::create_directories(home.path() / "config");
   fs::create_directory_symlink(home.path() / "dotfiles", file.parent_path());
-  ASSERT_FALSE(defaults.setString_forKey("value", "key"));
+  ASSERT_TRUE(defaults.setString_forKey("value", "key"));
   EXPECT_TRUE(fs::exists(home.path() / "dotfiles/defaults.plist"));
   EXPECT_EQ(text("key"), "value");
 }
@@ -326,7 +330,7 @@ TEST_F(UserDefaultsTest, LoseNoChangeWhenProcessesWriteAtOnce) {
     children.push_back(std::make_unique<testing::ChildProcess>([&, number] {
       for (int round = 0; round < 20; ++round) {
         const auto key = std::to_string(number) + "-" + std::to_string(round);
-        if (defaults.setString_forKey(key, key)) return 1;
+        if (!defaults.setString_forKey(key, key)) return 1;
       }
       return 0;
     }));
@@ -342,13 +346,12 @@ TEST_F(UserDefaultsTest, LoseNoChangeWhenProcessesWriteAtOnce) {
 
 TEST_F(UserDefaultsTest, KeepOtherTransactionsOutButNotSingleCalls) {
   const auto now = [] { return std::chrono::steady_clock::now(); };
-  const auto transaction = defaults.beginTransaction(now());
-  ASSERT_TRUE(transaction.lock);
-  const auto second = defaults.beginTransaction(now());
-  EXPECT_FALSE(second.lock);
-  EXPECT_TRUE(second.lockedByAnother);
-  EXPECT_TRUE(second.error);
-  EXPECT_FALSE(defaults.setString_forKey("value", "key"));
+  const auto transaction = defaults.lockTransaction(now());
+  ASSERT_TRUE(transaction && *transaction);
+  const auto second = defaults.lockTransaction(now());
+  ASSERT_FALSE(second);
+  EXPECT_TRUE(isLockedByAnother(*second.error()));
+  EXPECT_TRUE(defaults.setString_forKey("value", "key"));
 }
 
 }  // namespace

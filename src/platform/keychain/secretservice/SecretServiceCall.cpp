@@ -10,13 +10,13 @@ using Clock = std::chrono::steady_clock;
 
 }  // namespace
 
-std::optional<KeychainOutcome> SecretServiceCall::wait() {
+std::optional<Result<Data>> SecretServiceCall::wait() {
   std::function<void()> cancel;
   {
     std::unique_lock lock(mutex_);
     // The deadline may move while this waits for it.
-    while (!outcome_ && Clock::now() < deadline_) changed_.wait_until(lock, Deadline(deadline_));
-    if (outcome_) return outcome_;
+    while (!result_ && Clock::now() < deadline_) changed_.wait_until(lock, Deadline(deadline_));
+    if (result_) return result_;
     abandoned_ = true;
     cancel.swap(cancel_);
   }
@@ -49,9 +49,9 @@ void SecretServiceCall::onAbandon(std::function<void()> cancel) {
   cancel_ = std::move(cancel);
 }
 
-void SecretServiceCall::finish(KeychainOutcome outcome) {
+void SecretServiceCall::finish(Result<Data> result) {
   const std::lock_guard lock(mutex_);
-  outcome_ = std::move(outcome);
+  result_ = std::move(result);
   cancel_ = nullptr;
   changed_.notify_all();
 }

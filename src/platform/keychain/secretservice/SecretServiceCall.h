@@ -9,15 +9,16 @@
 
 namespace orx::platform {
 
-// One operation on the service, between the thread that waits for it and the thread that carries it
-// out: the library below may wait for ever, so nobody waits for the library.
+// One operation on the service, shared by the thread that waits for it and the thread that carries
+// it out. They are two because the library below can block without an end: then the waiting thread
+// gives up and the other one stays behind.
 class SecretServiceCall {
  public:
   explicit SecretServiceCall(Deadline deadline) : deadline_(deadline) {}
 
-  // The waiting side: the outcome, or nothing when the time ran out first. The operation is then
-  // abandoned: it takes no further step.
-  std::optional<KeychainOutcome> wait();
+  // The waiting side: the result, or nothing when the time ran out first. The operation is then
+  // abandoned: it takes no further step. An operation that reads nothing gives empty data.
+  std::optional<Result<Data>> wait();
 
   // The working side. What is left of the time; throws a Silent failure when nothing is.
   std::chrono::milliseconds remaining();
@@ -25,7 +26,7 @@ class SecretServiceCall {
   void extend(Deadline deadline);
   // `cancel` is called once, on the waiting thread, if the operation is abandoned.
   void onAbandon(std::function<void()> cancel);
-  void finish(KeychainOutcome outcome);
+  void finish(Result<Data> result);
 
  private:
   void throwIfOver() const;
@@ -34,7 +35,7 @@ class SecretServiceCall {
   std::condition_variable changed_;
   Deadline deadline_;
   bool abandoned_ = false;
-  std::optional<KeychainOutcome> outcome_;
+  std::optional<Result<Data>> result_;
   std::function<void()> cancel_;
 };
 

@@ -19,7 +19,7 @@ constexpr const char* collectionInterface = "org.freedesktop.Secret.Collection";
 constexpr const char* itemInterface = "org.freedesktop.Secret.Item";
 constexpr const char* promptInterface = "org.freedesktop.Secret.Prompt";
 
-// A checked cast of the platform's headers would be a call.
+// The G_VARIANT_TYPE macro checks its text by a call of a function that is not loaded here.
 const GVariantType* type(const char* text) { return reinterpret_cast<const GVariantType*>(text); }
 
 GVariantBuilder builderOf(const char* text) {
@@ -51,7 +51,7 @@ std::vector<std::string> pathsOf(const Variant& array) {
   return paths;
 }
 
-// "/" is how the service says none.
+// Empty for "/", which the service gives where there is no object or no prompt.
 std::string pathOf(const Variant& value) {
   auto path = textOf(value);
   return path == "/" ? std::string() : path;
@@ -85,7 +85,7 @@ struct SecretServiceConnection::State {
   // Takes over `arguments`, floating or null. `reply` is the type that the answer must have.
   Variant invoke(const char* destination, const std::string& path, const char* interface,
                  const char* method, GVariant* arguments, const char* reply) {
-    // Also when this throws, the arguments go.
+    // Owned from here on, so that they are freed also when this throws.
     const Variant kept(arguments == nullptr ? nullptr : lib().g_variant_ref_sink(arguments));
     const auto remaining = static_cast<gint>(call->remaining().count());
     GError* error = nullptr;
@@ -100,8 +100,8 @@ struct SecretServiceConnection::State {
     return invoke(busName, "/org/freedesktop/DBus", busName, method, arguments, reply);
   }
 
-  // The bus alone knows whether a service exists that does not run yet. It knows of no other when
-  // it is asked to start one that runs already but not by the bus's doing.
+  // Only the bus knows whether there is a service that could be started. It is asked first whether
+  // one runs: asked to start one that somebody else started, it says that there is none.
   void startService() {
     try {
       const auto owned =
@@ -118,8 +118,8 @@ struct SecretServiceConnection::State {
     }
   }
 
-  // Secrets travel as they are: over a socket that only the user's own programs can reach, and
-  // each of them can ask for the secret itself.
+  // A session without encryption: only the user's own programs can reach the socket, and each of
+  // them could ask for the secret itself.
   const std::string& session() {
     if (session_.empty()) {
       const auto reply =
@@ -130,7 +130,7 @@ struct SecretServiceConnection::State {
     return session_;
   }
 
-  // Floating: the session, nothing, the secret, its content type.
+  // A floating value of the session, no parameters, the secret and its content type.
   GVariant* encoded(const std::string& secret) {
     const char* path = session().c_str();
     const auto bytes = [](std::string_view text) {
@@ -158,7 +158,8 @@ struct SecretServiceConnection::State {
   }
 };
 
-// Hears how a prompt ends; made before the prompt is shown.
+// Waits for the end of a prompt. It is made before the prompt is shown, since a signal that comes
+// before the subscription is lost.
 class SecretServiceConnection::PromptWatch {
  public:
   PromptWatch(State& state, const Path& prompt)
@@ -176,7 +177,8 @@ class SecretServiceConnection::PromptWatch {
 
   // Absent when the time is up.
   std::optional<Path> wait(Deadline until) {
-    // By looking now and then: the bus can go without a signal, and the waiting side can give up.
+    // Polls, because two of the ends send no signal: the bus goes away, or the waiting side gives
+    // up (remaining() throws then).
     while (!result_ && !failure_) {
       state_.call->remaining();
       if (std::chrono::steady_clock::now() >= until) return std::nullopt;

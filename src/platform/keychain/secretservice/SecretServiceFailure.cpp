@@ -24,12 +24,12 @@ constexpr std::string_view restart =
     "lost.";
 
 constexpr std::array rows{
-    Row{Kind::NoLibrary, errSecNotAvailable,
+    Row{Kind::NoLibrary, errSecNoSuchKeychain,
         "No Secret Service can be used: GIO (libgio-2.0) is not installed.",
         "Install libglib2.0-0, or let the application use the file store."},
-    Row{Kind::NoBus, errSecNotAvailable, "No Secret Service exists: there is no session bus.",
+    Row{Kind::NoBus, errSecNoSuchKeychain, "No Secret Service exists: there is no session bus.",
         "Log in to a desktop, or let the application use the file store."},
-    Row{Kind::NoService, errSecNotAvailable,
+    Row{Kind::NoService, errSecNoSuchKeychain,
         "No Secret Service exists: nothing on the session bus offers it.",
         "Install and start a keyring, or let the application use the file store."},
     Row{Kind::Forked, errSecNotAvailable,
@@ -103,15 +103,11 @@ SecretServiceFailure failureNamed(std::string_view name, std::string_view messag
   return {kindOf(name), std::string(name) + ": " + std::string(message)};
 }
 
-KeychainOutcome outcomeOf(const SecretServiceFailure& failure) {
+Failure keychainFailure(const SecretServiceFailure& failure) {
   const auto& row = rows[static_cast<std::size_t>(failure.kind)];
   std::string text(row.text);
   if (!failure.detail.empty()) text += " (" + failure.detail + ")";
-  return {.status = row.status,
-          .text = std::move(text),
-          .path = {},
-          .remedy = std::string(row.remedy),
-          .storeMissing = failure.kind <= Kind::NoService};
+  return keychainFailure(row.status, std::move(text), {}, std::string(row.remedy));
 }
 
 }  // namespace orx::platform

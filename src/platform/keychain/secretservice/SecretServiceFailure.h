@@ -43,7 +43,7 @@ struct SecretServiceFailure {
 // What an error that came over the bus means; `name` is the one of D-Bus.
 SecretServiceFailure failureNamed(std::string_view name, std::string_view message);
 
-// The one table of what callers and people are told.
-KeychainOutcome outcomeOf(const SecretServiceFailure& failure);
+// What callers and people are told of it, from the one table of all of them.
+Failure keychainFailure(const SecretServiceFailure& failure);
 
 }  // namespace orx::platform

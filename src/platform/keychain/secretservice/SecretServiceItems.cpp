@@ -4,7 +4,7 @@
 
 #include "platform/base/Base64.h"
 #include "platform/base/Unicode.h"
-#include "platform/keychain/KeychainItemFile.h"
+#include "platform/keychain/KeychainItemFormat.h"
 #include "platform/storage/StandardPaths.h"
 
 namespace orx::platform {
@@ -39,7 +39,7 @@ SecretServiceItems::SecretServiceItems(SecretServiceConnection& connection, Secr
   attributes_["account"] = attributeText(item.account);
 }
 
-// Runs the step again when an item that it had found is gone when it comes to it.
+// Runs the step again when somebody else removed an item between its being found and being used.
 template <typename Step>
 auto SecretServiceItems::withoutVanishing(const Step& step) -> decltype(step()) {
   for (int search = 1;; ++search) {
@@ -78,7 +78,8 @@ void SecretServiceItems::unlock(const std::vector<Path>& objects) {
   if (!reply.prompt.empty()) prompt(reply.prompt);
 }
 
-// A locked keyring may keep to itself what it holds, so that nothing found means nothing.
+// A locked keyring may hide its items, so that an empty answer does not mean that there are none:
+// it is unlocked and searched again.
 SecretServiceConnection::Found SecretServiceItems::searchIncludingLockedKeyring() {
   auto found = connection_.search(attributes_);
   if (!found.unlocked.empty() || !found.locked.empty()) return found;
@@ -99,7 +100,7 @@ std::vector<SecretServiceItems::Path> SecretServiceItems::findUnlocked() {
   return std::move(found.unlocked);
 }
 
-// Absent for an item of another program's.
+// When the item was last changed; absent for an item of another program.
 std::optional<std::uint64_t> SecretServiceItems::ageOf(const Path& path) {
   const auto attributes = connection_.attributesOf(path);
   const auto schema = attributes.find(schemaAttribute);
@@ -127,7 +128,7 @@ std::optional<Data> SecretServiceItems::contentOf(const Path& path) {
   const auto secret = connection_.secretOf(path);
   if (secret.size() > limits::keyringSecretSize) return std::nullopt;
   const auto content = dataFromBase64(secret);
-  return content ? dataInFile(item_, *content) : std::nullopt;
+  return content ? decodedItem(item_, *content) : std::nullopt;
 }
 
 std::optional<Data> SecretServiceItems::read() {
@@ -157,7 +158,7 @@ SecretServiceItems::Path SecretServiceItems::collection() {
 bool SecretServiceItems::create(const Data& bytes) {
   if (!find().empty()) return false;
   const auto reply = connection_.createItem(collection(), attributes_["service"], attributes_,
-                                            base64Of(fileContentOf(item_, bytes)));
+                                            base64Of(encodedItem(item_, bytes)));
   const auto path = reply.prompt.empty() ? reply.done.front() : prompt(reply.prompt);
   if (path.empty()) throw failure(Kind::NotKept);
   requireKept(path, bytes);
@@ -168,7 +169,7 @@ bool SecretServiceItems::replace(const Data& bytes) {
   return withoutVanishing([&] {
     const auto paths = find();
     if (paths.empty()) return false;
-    connection_.setSecret(paths.front(), base64Of(fileContentOf(item_, bytes)));
+    connection_.setSecret(paths.front(), base64Of(encodedItem(item_, bytes)));
     requireKept(paths.front(), bytes);
     for (std::size_t index = 1; index < paths.size(); ++index) erase(paths[index]);
     return true;
@@ -195,14 +196,14 @@ void SecretServiceItems::erase(const Path& path) {
     const auto reply = connection_.deleteItem(path);
     if (!reply.prompt.empty()) prompt(reply.prompt);
   } catch (const SecretServiceFailure& failure) {
-    // Gone is what it was to be.
+    // Somebody else removed it at the same time.
     if (failure.kind != Kind::Vanished) throw;
   }
 }
 
 bool SecretServiceItems::remove() {
   auto paths = find();
-  // The newest last: what an older one says must not count again in between.
+  // The newest last: if the process dies in between, an older one must not become the newest.
   std::reverse(paths.begin(), paths.end());
   for (const auto& path : paths) erase(path);
   if (!paths.empty()) requireGone(paths);

@@ -1,21 +1,9 @@
 #pragma once
 
-#include "platform/base/Limits.h"
+#include "platform/keychain/PromptRules.h"
 #include "platform/keychain/secretservice/SecretServiceConnection.h"
 
 namespace orx::platform {
-
-// Whether somebody may be asked, and how long that may take.
-struct PromptRules {
-  enum class Answer { Allowed, Forbidden, DismissedBefore };
-  std::function<Answer()> mayPrompt;
-  // Called when somebody did not want to answer.
-  std::function<void()> noteDismissed;
-  // How long the prompts of an operation may stay open, all in all, and what the rest of it may
-  // take once they were answered.
-  std::chrono::milliseconds patience = limits::storeWaitWithPrompt - limits::storeWait;
-  std::chrono::milliseconds patienceAfterwards = limits::storeWait;
-};
 
 // The item that a store means, among all that the service keeps: the ones with its two attributes,
 // except those that another program gave a type of its own. Throws SecretServiceFailures.
@@ -56,12 +44,12 @@ class SecretServiceItems {
   const PromptRules& rules_;
   const KeychainItem& item_;
   SecretServiceConnection::Attributes attributes_;
-  // When the last prompt goes; absent before the first.
+  // When the last of the operation's prompts is taken back; absent before the first.
   std::optional<Deadline> promptsEnd_;
 };
 
-// A text as an attribute: as it is, unless the bus could not carry it. Different texts give
-// different attributes.
+// A text as an attribute: unchanged, or escaped where the bus could not carry it (a zero byte,
+// bytes that are not UTF-8). Different texts give different attributes.
 std::string attributeText(std::string_view text);
 
 }  // namespace orx::platform

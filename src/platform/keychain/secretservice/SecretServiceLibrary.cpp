@@ -19,8 +19,9 @@ using Kind = SecretServiceFailure::Kind;
 using Library = SecretServiceLibrary;
 
 constinit std::atomic<const Library*> loadedLibrary{nullptr};
-// The process that has loaded the library, or is loading it; 0 for none. In a forked child the
-// library's own thread is missing, and its locks may be held by threads that do not exist.
+// The process that has loaded the library, or is loading it; 0 for none. GIO starts a thread of its
+// own, which a forked child does not have: a call there would wait for it for ever. So the child of
+// a process that has loaded GIO must not use it.
 constinit std::atomic<pid_t> loadingProcess{0};
 // Two loads at once would restore the wrong SIGPIPE handler: the second one would read as the
 // host's choice what GIO has just set. A load reads files, so a fork does not wait for it.
@@ -39,7 +40,8 @@ void setUpSockets(const Library& library) {
 
 // Throws a failure when it or one of the functions is missing. It stays until the process ends.
 const Library* load() {
-  // The dynamic linker takes a file whose reading a signal interrupts for one that is not there.
+  // With signals blocked: if one interrupts the reading of a file, the dynamic linker reports that
+  // the file does not exist.
   const BlockedSignals blocked;
   void* handle = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (handle == nullptr) throw SecretServiceFailure{Kind::NoLibrary, {}};

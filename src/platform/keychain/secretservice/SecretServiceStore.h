@@ -1,6 +1,9 @@
 #pragma once
 
-#include "platform/keychain/secretservice/SecretServiceItems.h"
+#include <memory>
+
+#include "platform/keychain/KeychainStore.h"
+#include "platform/keychain/PromptRules.h"
 
 namespace orx::platform {
 
@@ -15,18 +18,17 @@ class SecretServiceStore final : public KeychainStore {
  public:
   explicit SecretServiceStore(PromptRules rules);
 
-  std::string_view name() const noexcept override { return storeName; }
-  KeychainOutcome add(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
-  KeychainOutcome update(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
-  KeychainOutcome put(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
-  KeychainOutcome remove(const KeychainItem& item, Deadline deadline) override;
-  KeychainOutcome copy(const KeychainItem& item, Deadline deadline,
-                       std::optional<Data>& bytes) override;
-  KeychainOutcome probe(Deadline deadline) override;
-
-  static constexpr std::string_view storeName = "secret-service";
+  std::string_view name() const noexcept override { return "secret-service"; }
+  Result<void> probe(Deadline deadline) override;
+  Result<void> add(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
+  Result<void> update(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
+  Result<void> put(const KeychainItem& item, const Data& bytes, Deadline deadline) override;
+  Result<void> remove(const KeychainItem& item, Deadline deadline) override;
+  Result<void> removeQuietly(const KeychainItem& item, Deadline deadline) override;
+  Result<Data> copy(const KeychainItem& item, Deadline deadline) override;
 
  private:
+  // Shared with the operations, which may outlive the store.
   std::shared_ptr<const PromptRules> rules_;
 };
 

@@ -6,28 +6,15 @@
 
 #include <string_view>
 
+#include "platform/storage/StandardPaths.h"
+
 namespace orx::platform {
 
 namespace {
 
-// A path inside an address: other bytes than these are written as %XX.
-std::string escaped(std::string_view path) {
-  constexpr std::string_view plain =
-      "-_/.\\*0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  for (const char byte : path) {
-    if (plain.find(byte) != std::string_view::npos) {
-      text += byte;
-      continue;
-    }
-    const auto value = static_cast<unsigned char>(byte);
-    text += '%';
-    text += digits[value >> 4U];
-    text += digits[value & 15U];
-  }
-  return text;
-}
+// What a path inside an address may hold as it is.
+constexpr std::string_view plainInAddress =
+    "-_/.\\*0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
 bool isOwnSocket(const std::string& path) {
   struct stat file {};
@@ -38,7 +25,8 @@ bool isOwnSocket(const std::string& path) {
 
 std::optional<std::string> sessionBusAddress() {
   if (const char* address = secure_getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) {
-    // How users switch the bus off, and how they ask for one to be started.
+    // The first says that the bus is switched off. The second asks for one to be started, which a
+    // library must not do.
     const std::string_view text = address;
     if (text.starts_with("disabled:") || text.starts_with("autolaunch:")) return std::nullopt;
     return address;
@@ -47,7 +35,7 @@ std::optional<std::string> sessionBusAddress() {
   if (directory == nullptr || directory[0] != '/') return std::nullopt;
   const auto path = std::string(directory) + "/bus";
   if (!isOwnSocket(path)) return std::nullopt;
-  return "unix:path=" + escaped(path);
+  return "unix:path=" + percentEncoded(path, plainInAddress);
 }
 
 }  // namespace orx::platform

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "platform/keychain/PolicyKeychainStore.h"
-#include "platform/keychain/file/FileKeychainStore.h"
+#include "platform/keychain/StoreStatus.h"
 #include "platform/keychain/secretservice/ServiceFixture.h"
 
 namespace orx {
@@ -17,11 +17,8 @@ class Policy : public testing::ServiceFixture {
  protected:
   Policy() : address(getenv("DBUS_SESSION_BUS_ADDRESS")) {
     const PromptRules rules{.mayPrompt = [this] { return prompts; }, .noteDismissed = [] {}};
-    const auto keyring = std::make_shared<SecretServiceStore>(rules);
     store = std::make_shared<PolicyKeychainStore>(
-        PolicyKeychainStore::Stores{.secretService = keyring,
-                                    .quietSecretService = keyring,
-                                    .file = std::make_shared<FileKeychainStore>()},
+        PolicyKeychainStore::Stores{std::make_shared<SecretServiceStore>(rules)},
         [this] { return policy; });
     startEmpty("");
   }
@@ -33,36 +30,33 @@ class Policy : public testing::ServiceFixture {
 
   // As a sign-in writes.
   OSStatus signIn(std::string_view user) {
-    const auto outcome = store->update(item, Data(user), deadline());
-    if (outcome.status != missing) return outcome.status;
-    return store->add(item, Data(user), deadline()).status;
+    const auto updated = statusOf(store->update(item, Data(user), deadline()));
+    if (updated != missing) return updated;
+    return statusOf(store->add(item, Data(user), deadline()));
   }
-  OSStatus signOut() { return store->remove(item, deadline()).status; }
+  OSStatus signOut() { return statusOf(store->remove(item, deadline())); }
   // The user, or the status in its place.
   std::string user() {
-    std::optional<Data> bytes;
-    const auto outcome = store->copy(item, deadline(), bytes);
-    lastStore = outcome.store;
-    return bytes ? std::string(bytes->text()) : std::to_string(outcome.status);
+    const auto bytes = store->copy(item, deadline());
+    return bytes ? std::string(bytes->text()) : std::to_string(statusOf(bytes));
   }
   std::string inFile() {
-    std::optional<Data> bytes;
-    FileKeychainStore().copy(item, deadline(), bytes);
+    ItemFile file(item);
+    EXPECT_TRUE(file.look());
+    const auto& bytes = file.state().bytes;
     return bytes ? std::string(bytes->text()) : "-";
   }
   std::string inKeyring() {
     const auto ending = read();
     return ending.status == errSecSuccess ? ending.bytes : "-";
   }
-  bool hasRecord() {
-    return std::filesystem::exists(home.keychainDirectory() /
-                                   PolicyKeychainStore::recordNameOf(item));
-  }
+  // Whether anything is left that says where the item is.
+  bool hasNote() { return std::filesystem::exists(itemFile); }
 
   const std::string address;
   KeychainPolicy policy = KeychainPolicy::PreferSecretService;
   std::shared_ptr<PolicyKeychainStore> store;
-  std::string lastStore;
+  const std::filesystem::path itemFile = home.keychainDirectory() / ItemFile::nameOf(item);
   const std::string nobody = std::to_string(missing);
   const std::string unavailable = std::to_string(errSecNotAvailable);
 };
@@ -70,7 +64,7 @@ class Policy : public testing::ServiceFixture {
 TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
   EXPECT_EQ(user(), "A");
-  EXPECT_EQ(lastStore, "secret-service");
+  EXPECT_EQ(keychainStatus().store, "secret-service");
 
   headless();
   EXPECT_EQ(user(), unavailable);
@@ -78,7 +72,7 @@ TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   EXPECT_EQ(user(), nobody);
   EXPECT_EQ(signIn("B"), errSecSuccess);
   EXPECT_EQ(user(), "B");
-  EXPECT_EQ(lastStore, "file");
+  EXPECT_EQ(keychainStatus().store, "file");
 
   desktop();
   EXPECT_EQ(inKeyring(), "A");
@@ -100,7 +94,7 @@ TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   EXPECT_EQ(signOut(), errSecSuccess);
   EXPECT_EQ(user(), nobody);
   EXPECT_EQ(inKeyring() + inFile(), "--");
-  EXPECT_FALSE(hasRecord());
+  EXPECT_FALSE(hasNote());
 }
 
 TEST_F(Policy, DoesNotBringBackWhoSignedOutWithoutAService) {
@@ -111,7 +105,7 @@ TEST_F(Policy, DoesNotBringBackWhoSignedOutWithoutAService) {
   EXPECT_EQ(inKeyring(), "A");
   EXPECT_EQ(user(), nobody);
   EXPECT_EQ(inKeyring(), "-");
-  EXPECT_FALSE(hasRecord());
+  EXPECT_FALSE(hasNote());
 }
 
 TEST_F(Policy, NeverLetsTheFileStandInForAServiceThatExists) {
@@ -145,7 +139,7 @@ TEST_F(Policy, MovesTheUserIntoAKeyringWhosePromptOutlastsACall) {
   service.setScript("locked prompt\nprompt answer\nPrompt delay 3000");
   prompts = PromptRules::Answer::Allowed;
   const auto soon = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-  EXPECT_EQ(store->update(item, Data(std::string_view("B")), soon).status, errSecSuccess);
+  EXPECT_TRUE(store->update(item, Data(std::string_view("B")), soon));
   service.setScript("");
   EXPECT_EQ(user(), "B");
   EXPECT_EQ(inKeyring() + inFile(), "B-");
@@ -161,7 +155,7 @@ TEST_F(Policy, DoesNotForgetWhatAKeyringTookBeforeItLocked) {
   EXPECT_EQ(inKeyring(), "B");
   EXPECT_EQ(signOut(), errSecSuccess);
   EXPECT_EQ(inKeyring() + inFile(), "--");
-  EXPECT_FALSE(hasRecord());
+  EXPECT_FALSE(hasNote());
 }
 
 TEST_F(Policy, RemovesACopyThatNoRecordKnowsOf) {
@@ -175,11 +169,86 @@ TEST_F(Policy, RemovesACopyThatNoRecordKnowsOf) {
   EXPECT_EQ(inKeyring() + inFile(), "--");
 }
 
+TEST_F(Policy, DoesNotBringBackAnOlderUserThatNoFileTellsOfAfterASignOutWithoutAService) {
+  startWithItem("");
+  headless();
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  ASSERT_EQ(signOut(), errSecSuccess);
+  desktop();
+  EXPECT_EQ(inKeyring(), "old");
+  EXPECT_EQ(user(), nobody);
+  EXPECT_EQ(inKeyring(), "-");
+  EXPECT_FALSE(hasNote());
+}
+
+// What an earlier version stored: a record beside the item's file.
+
+class PolicyOverARecord : public Policy {
+ protected:
+  void record(std::string_view text) {
+    std::filesystem::create_directories(home.keychainDirectory());
+    std::filesystem::permissions(home.keychainDirectory(), std::filesystem::perms(0700));
+    testing::writeContent(recordFile, text);
+    std::filesystem::permissions(recordFile, std::filesystem::perms(0600));
+  }
+  void putInFile(std::string_view user) {
+    policy = KeychainPolicy::FileOnly;
+    ASSERT_EQ(signIn(user), errSecSuccess);
+    policy = KeychainPolicy::PreferSecretService;
+  }
+
+  const std::filesystem::path recordFile =
+      std::filesystem::path(itemFile).replace_extension(".state");
+};
+
+TEST_F(PolicyOverARecord, ReadsTheKeyringThatItNamesAndNotTheStaleFile) {
+  startWithItem("");
+  putInFile("stale");
+  record("newest: secret-service\nstale: file\n");
+  EXPECT_EQ(user(), "old");
+  headless();
+  EXPECT_EQ(user(), unavailable);
+  desktop();
+  EXPECT_EQ(signIn("A"), errSecSuccess);
+  EXPECT_EQ(user(), "A");
+  EXPECT_EQ(inKeyring() + inFile(), "A-");
+  EXPECT_FALSE(std::filesystem::exists(recordFile));
+}
+
+TEST_F(PolicyOverARecord, ReadsTheFileThatItNamesAndRemovesTheStaleCopyInTheKeyring) {
+  startWithItem("");
+  putInFile("A");
+  record("newest: file\nstale: secret-service\n");
+  EXPECT_EQ(user(), "A");
+  EXPECT_EQ(inKeyring() + inFile(), "-A");
+  EXPECT_FALSE(std::filesystem::exists(recordFile));
+}
+
+TEST_F(PolicyOverARecord, RestoresNobodyWhoHadSignedOut) {
+  startWithItem("");
+  putInFile("stale");
+  record("newest: nowhere\nstale: secret-service file\n");
+  EXPECT_EQ(user(), nobody);
+  EXPECT_EQ(inKeyring(), "-");
+  EXPECT_EQ(signOut(), missing);
+  EXPECT_FALSE(hasNote() || std::filesystem::exists(recordFile));
+}
+
+TEST_F(PolicyOverARecord, SaysSoWhenItIsDamagedAndBringsNobodyBack) {
+  startWithItem("");
+  putInFile("stale");
+  record("newest: secret-serv");
+  EXPECT_EQ(user(), std::to_string(errSecDecode));
+  EXPECT_EQ(signOut(), missing);
+  EXPECT_EQ(user(), nobody);
+  EXPECT_EQ(inKeyring() + inFile(), "--");
+  EXPECT_FALSE(hasNote() || std::filesystem::exists(recordFile));
+}
+
 TEST_F(Policy, SweepsWhatADeadWriterLeftBesideAKeyring) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
-  const auto record = home.keychainDirectory() / PolicyKeychainStore::recordNameOf(item);
   for (const bool recorded : {true, false}) {
-    if (!recorded) std::filesystem::remove(record);
+    if (!recorded) std::filesystem::remove(itemFile);
     const auto left = home.keychainDirectory() / ".orx-tmp-1";
     testing::writeContent(left, "someone's bytes");
     EXPECT_EQ(signOut(), errSecSuccess);
@@ -209,7 +278,7 @@ TEST_F(Policy, FileOnlyNeverSpeaksToTheService) {
   EXPECT_EQ(signOut(), errSecSuccess);
   EXPECT_EQ(service.calls("SearchItems"), 0);
   EXPECT_EQ(inFile(), "-");
-  EXPECT_FALSE(hasRecord());
+  EXPECT_FALSE(hasNote());
 }
 
 TEST_F(Policy, SecretServiceOnlyNeverWritesAFile) {
@@ -238,22 +307,21 @@ TEST_F(Policy, SaysSoWhenTheUserIsInAStoreThatItExcludes) {
   EXPECT_EQ(inFile(), "-");
 }
 
-TEST_F(Policy, SaysSoWhenItsRecordIsDamagedAndRecoversAtTheNextSignIn) {
+TEST_F(Policy, SaysSoWhenTheNoteIsDamagedAndRecoversAtTheNextSignIn) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
-  const auto record = home.keychainDirectory() / PolicyKeychainStore::recordNameOf(item);
-  const auto whole = testing::contentOf(record);
+  const auto whole = testing::contentOf(itemFile);
   for (std::size_t length = 0; length < whole.size(); ++length) {
-    testing::writeContent(record, whole.substr(0, length));
+    testing::writeContent(itemFile, whole.substr(0, length));
     EXPECT_EQ(user(), std::to_string(errSecDecode)) << length;
   }
   EXPECT_EQ(inKeyring(), "A");
   EXPECT_EQ(signIn("B"), errSecSuccess);
   EXPECT_EQ(user(), "B");
-  testing::writeContent(record, "newest");
-  EXPECT_EQ(signOut(), missing);
+  testing::writeContent(itemFile, "newest");
+  EXPECT_EQ(signOut(), errSecSuccess);
   EXPECT_EQ(user(), nobody);
   EXPECT_EQ(inKeyring(), "-");
-  EXPECT_FALSE(hasRecord());
+  EXPECT_FALSE(hasNote());
 }
 
 TEST_F(Policy, FindsWhatAKeyringHoldsWithoutARecord) {
@@ -261,40 +329,39 @@ TEST_F(Policy, FindsWhatAKeyringHoldsWithoutARecord) {
   EXPECT_EQ(user(), "old");
   EXPECT_EQ(signIn("A"), errSecSuccess);
   EXPECT_EQ(user(), "A");
-  EXPECT_TRUE(hasRecord());
+  EXPECT_TRUE(hasNote());
 }
 
 // Keeps nothing, and notes until when it may wait.
 class NotingStore final : public KeychainStore {
  public:
-  NotingStore(std::vector<Deadline>& deadlines, bool absent)
-      : deadlines_(deadlines), absent_(absent) {}
+  NotingStore(std::string_view name, std::vector<Deadline>& deadlines, bool absent)
+      : name_(name), deadlines_(deadlines), absent_(absent) {}
 
-  std::string_view name() const noexcept override { return "noting"; }
-  KeychainOutcome probe(Deadline deadline) override { return noted(deadline, errSecSuccess); }
-  KeychainOutcome add(const KeychainItem&, const Data&, Deadline deadline) override {
+  std::string_view name() const noexcept override { return name_; }
+  Result<void> probe(Deadline deadline) override { return noted(deadline, errSecSuccess); }
+  Result<void> add(const KeychainItem&, const Data&, Deadline deadline) override {
     return noted(deadline, errSecSuccess);
   }
-  KeychainOutcome update(const KeychainItem&, const Data&, Deadline deadline) override {
+  Result<void> update(const KeychainItem&, const Data&, Deadline deadline) override {
     return noted(deadline, errSecItemNotFound);
   }
-  KeychainOutcome remove(const KeychainItem&, Deadline deadline) override {
+  Result<void> remove(const KeychainItem&, Deadline deadline) override {
     return noted(deadline, errSecSuccess);
   }
-  KeychainOutcome copy(const KeychainItem&, Deadline deadline, std::optional<Data>&) override {
-    return noted(deadline, errSecItemNotFound);
+  Result<Data> copy(const KeychainItem&, Deadline deadline) override {
+    return Failure(noted(deadline, errSecItemNotFound).error());
   }
 
  private:
-  KeychainOutcome noted(Deadline deadline, OSStatus status) {
+  Result<void> noted(Deadline deadline, OSStatus status) {
     deadlines_.push_back(deadline);
-    return {.status = absent_ ? errSecNotAvailable : status,
-            .text = {},
-            .path = {},
-            .remedy = {},
-            .storeMissing = absent_};
+    if (absent_) return keychainFailure(errSecNoSuchKeychain);
+    if (status != errSecSuccess) return keychainFailure(status);
+    return {};
   }
 
+  std::string_view name_;
   std::vector<Deadline>& deadlines_;
   bool absent_;
 };
@@ -305,16 +372,13 @@ TEST(PolicyBound, IsOneForAllThatACallDoes) {
   const Data bytes(std::string_view("bytes"));
   std::vector<Deadline> deadlines;
   for (const bool absent : {false, true, false}) {
-    const auto service = std::make_shared<NotingStore>(deadlines, absent);
-    PolicyKeychainStore store({.secretService = service,
-                               .quietSecretService = service,
-                               .file = std::make_shared<NotingStore>(deadlines, false)},
+    PolicyKeychainStore store({std::make_shared<NotingStore>("first", deadlines, absent),
+                               std::make_shared<NotingStore>("second", deadlines, false)},
                               [] { return KeychainPolicy::PreferSecretService; });
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    std::optional<Data> read;
     store.update(item, bytes, limit);
     store.add(item, bytes, limit);
-    store.copy(item, limit, read);
+    store.copy(item, limit);
     store.remove(item, limit);
     EXPECT_GT(deadlines.size(), 4U);
     for (const auto deadline : deadlines) EXPECT_EQ(deadline, limit);

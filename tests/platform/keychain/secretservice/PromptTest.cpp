@@ -114,7 +114,6 @@ TEST(PromptSettings, ForgetADismissalOnlyWhenTheHostAllowsPromptsAnew) {
   rules.noteDismissed();
   EXPECT_EQ(rules.mayPrompt(), Answer::Forbidden);
   EXPECT_EQ(rules.patience + rules.patienceAfterwards, std::chrono::seconds(120));
-  EXPECT_EQ(promptRulesOfNobody().mayPrompt(), Answer::Forbidden);
 }
 
 // Several items that match.

@@ -4,8 +4,8 @@
 
 #include <cstdlib>
 
-#include "platform/keychain/PolicyKeychainStore.h"
-#include "platform/keychain/file/FileKeychainStore.h"
+#include "platform/keychain/ItemFile.h"
+#include "platform/keychain/KeychainStoreInForce.h"
 #include "platform/keychain/secretservice/SecretServiceStore.h"
 #include "support/PrivateBus.h"
 #include "support/StorageHome.h"
@@ -22,12 +22,13 @@ class RealKeyring : public ::testing::Test {
   void headless() { unsetenv("DBUS_SESSION_BUS_ADDRESS"); }
   void desktop() { setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1); }
 
-  OSStatus signIn(std::string_view user) { return store->put(item, Data(user), deadline()).status; }
-  OSStatus signOut() { return store->remove(item, deadline()).status; }
+  OSStatus signIn(std::string_view user) {
+    return statusOf(store->put(item, Data(user), deadline()));
+  }
+  OSStatus signOut() { return statusOf(store->remove(item, deadline())); }
   std::string in(KeychainStore& place) {
-    std::optional<Data> bytes;
-    const auto outcome = place.copy(item, deadline(), bytes);
-    return bytes ? std::string(bytes->text()) : std::to_string(outcome.status);
+    const auto bytes = place.copy(item, deadline());
+    return bytes ? std::string(bytes->text()) : std::to_string(statusOf(bytes));
   }
 
   const testing::StorageHome home;
@@ -35,10 +36,9 @@ class RealKeyring : public ::testing::Test {
   const testing::GnomeKeyring keyring{home.path()};
   const std::string address = getenv("DBUS_SESSION_BUS_ADDRESS");
   const KeychainItem item{.service = "com.example.service", .account = "someone"};
-  const std::shared_ptr<KeychainStore> store = PolicyKeychainStore::ofHost();
+  const std::shared_ptr<KeychainStore> store = keychainStoreOfHost();
   SecretServiceStore inKeyring{
       {.mayPrompt = [] { return PromptRules::Answer::Forbidden; }, .noteDismissed = [] {}}};
-  FileKeychainStore inFile;
   const std::string nobody = std::to_string(errSecItemNotFound);
 };
 
@@ -57,7 +57,9 @@ TEST_F(RealKeyring, GivesTheUserToTheFileAndTakesTheNewestBack) {
   EXPECT_EQ(in(inKeyring), nobody);
   EXPECT_EQ(signIn("B"), errSecSuccess);
   EXPECT_EQ(in(inKeyring), "B");
-  EXPECT_EQ(in(inFile), nobody);
+  ItemFile file(item);
+  ASSERT_TRUE(file.look());
+  EXPECT_EQ(file.state().newest, "secret-service");
 }
 
 TEST_F(RealKeyring, DoesNotBringBackWhoSignedOutWhileItWasAway) {

@@ -1,7 +1,7 @@
 #include "platform/keychain/secretservice/ServiceFixture.h"
 
 #include "platform/base/Base64.h"
-#include "platform/keychain/KeychainItemFile.h"
+#include "platform/keychain/KeychainItemFormat.h"
 
 namespace orx::testing {
 
@@ -19,35 +19,37 @@ Ending ServiceFixture::run(KeychainOperation operation, std::chrono::millisecond
                             .patience = promptPatience,
                             .patienceAfterwards = std::chrono::seconds(20)});
   const auto deadline = std::chrono::steady_clock::now() + patience;
-  std::optional<Data> bytes;
-  KeychainOutcome outcome;
+  std::string bytes;
+  Result<void> done;
   switch (operation) {
-    case KeychainOperation::Read:
-      outcome = store.copy(item, deadline, bytes);
+    case KeychainOperation::Read: {
+      const auto read = store.copy(item, deadline);
+      if (read) bytes = read->text();
+      if (!read) done = Failure(read.error());
       break;
+    }
     case KeychainOperation::Add:
-      outcome = store.add(item, Data(std::string_view("new")), deadline);
+      done = store.add(item, Data(std::string_view("new")), deadline);
       break;
     case KeychainOperation::Update:
-      outcome = store.update(item, Data(std::string_view("new")), deadline);
+      done = store.update(item, Data(std::string_view("new")), deadline);
       break;
     case KeychainOperation::Delete:
-      outcome = store.remove(item, deadline);
+      done = store.remove(item, deadline);
       break;
   }
-  EXPECT_EQ(bytes.has_value(),
-            outcome.status == errSecSuccess && operation == KeychainOperation::Read);
-  const bool plain = outcome.status == errSecSuccess || outcome.status == errSecItemNotFound ||
-                     outcome.status == errSecDuplicateItem;
-  EXPECT_EQ(outcome.text.empty(), plain) << outcome.text;
-  EXPECT_EQ(outcome.remedy.empty(), plain) << outcome.remedy;
-  return {.status = outcome.status,
-          .storeMissing = outcome.storeMissing,
-          .bytes = bytes ? std::string(bytes->text()) : std::string()};
+  const auto status = statusOf(done);
+  if (!done) {
+    const bool plain = status == errSecItemNotFound || status == errSecDuplicateItem;
+    const auto& details = done.error()->userInfo();
+    EXPECT_EQ(details[NSLocalizedDescriptionKey].text()->empty(), plain);
+    EXPECT_EQ(!details[NSLocalizedRecoverySuggestionErrorKey].text(), plain);
+  }
+  return {.status = status, .storeMissing = isStoreMissing(done), .bytes = bytes};
 }
 
 std::string ServiceFixture::secretOf(std::string_view bytes) const {
-  return base64Of(fileContentOf(item, Data(bytes)));
+  return base64Of(encodedItem(item, Data(bytes)));
 }
 
 std::string ServiceFixture::itemLine(std::string_view schema, int modified,

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "platform/keychain/secretservice/FakeBus.h"
+#include "platform/keychain/secretservice/SecretServiceConnection.h"
 #include "platform/keychain/secretservice/ServiceFixture.h"
 #include "support/Await.h"
 #include "support/SignalStorm.h"

@@ -1,4 +1,4 @@
-#include "platform/keychain/KeychainItemFile.h"
+#include "platform/keychain/KeychainItemFormat.h"
 
 #include <span>
 #include <vector>
@@ -33,7 +33,7 @@ std::uint32_t numberAt(Bytes content, std::size_t position) {
 
 }  // namespace
 
-Data fileContentOf(const KeychainItem& item, const Data& bytes) {
+Data encodedItem(const KeychainItem& item, const Data& bytes) {
   std::vector<std::uint8_t> content;
   content.reserve(headerSize + item.service.size() + item.account.size() + bytes.size() +
                   checksumSize);
@@ -48,7 +48,7 @@ Data fileContentOf(const KeychainItem& item, const Data& bytes) {
   return Data(std::move(content));
 }
 
-std::optional<Data> dataInFile(const KeychainItem& item, const Data& content) {
+std::optional<Data> decodedItem(const KeychainItem& item, const Data& content) {
   const auto bytes = content.bytes();
   if (!content.text().starts_with(mark) || bytes.size() < headerSize + checksumSize) return {};
   const std::size_t service = numberAt(bytes, mark.size());

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "platform/keychain/KeychainItemFile.h"
+#include "platform/keychain/KeychainItemFormat.h"
 
 namespace orx {
 
@@ -18,32 +18,32 @@ const std::vector<std::uint8_t> file{'O', 'R', 'X', 'I', 'T',  'E',  'M',  '1', 
                                      'r', 'v', 'i', 'c', 'e',  'a',  'c',  'c', 'o', 'u', 'n',
                                      't', 0,   255, 10,  0xF4, 0xF3, 0x4C, 0xBC};
 
-TEST(KeychainItemFile, HasTheFormatThatNeverChanges) {
-  EXPECT_EQ(fileContentOf(item, bytes), Data(file));
-  EXPECT_EQ(dataInFile(item, Data(file)), bytes);
+TEST(KeychainItemFormat, HasTheFormatThatNeverChanges) {
+  EXPECT_EQ(encodedItem(item, bytes), Data(file));
+  EXPECT_EQ(decodedItem(item, Data(file)), bytes);
 }
 
-TEST(KeychainItemFile, IsDamagedAtEveryOtherLength) {
+TEST(KeychainItemFormat, IsDamagedAtEveryOtherLength) {
   for (std::size_t length = 0; length < file.size(); ++length) {
-    EXPECT_FALSE(dataInFile(item, Data(std::vector(file.begin(), file.begin() + length))))
+    EXPECT_FALSE(decodedItem(item, Data(std::vector(file.begin(), file.begin() + length))))
         << length;
   }
   auto longer = file;
   longer.push_back(0);
-  EXPECT_FALSE(dataInFile(item, Data(longer)));
+  EXPECT_FALSE(decodedItem(item, Data(longer)));
 }
 
-TEST(KeychainItemFile, IsDamagedByTheChangeOfAnyBit) {
+TEST(KeychainItemFormat, IsDamagedByTheChangeOfAnyBit) {
   for (std::size_t bit = 0; bit < file.size() * 8; ++bit) {
     auto changed = file;
     changed[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
-    EXPECT_FALSE(dataInFile(item, Data(changed))) << bit;
+    EXPECT_FALSE(decodedItem(item, Data(changed))) << bit;
   }
 }
 
-TEST(KeychainItemFile, IsOnlyItsOwnItems) {
-  EXPECT_FALSE(dataInFile({.service = "service", .account = "accounT"}, Data(file)));
-  EXPECT_FALSE(dataInFile({.service = "servicea", .account = "ccount"}, Data(file)));
+TEST(KeychainItemFormat, IsOnlyItsOwnItems) {
+  EXPECT_FALSE(decodedItem({.service = "service", .account = "accounT"}, Data(file)));
+  EXPECT_FALSE(decodedItem({.service = "servicea", .account = "ccount"}, Data(file)));
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <tuple>
 
 #include "platform/base/Limits.h"
-#include "platform/storage/StoredFile.h"
+#include "platform/storage/StoredDirectory.h"
 #include "support/ChildProcess.h"
 #include "support/StorageHome.h"
 #include "support/TemporaryDirectory.h"
@@ -32,12 +32,16 @@ struct stat statusOf(const fs::path& path) {
 
 mode_t modeOf(const fs::path& path) { return statusOf(path).st_mode & 07777U; }
 
+std::string detail(const Error& error, std::string_view key) {
+  return error.userInfo()[key].text().value_or("(none)");
+}
+
 class StoredFile : public ::testing::Test {
  protected:
   StoredDirectory open(Kind kind = Kind::Private) {
     auto opening = StoredDirectory::open(path, kind, Missing::Create);
-    EXPECT_FALSE(opening.problem) << opening.problem->text;
-    return std::move(opening.directory.value());
+    EXPECT_TRUE(opening) << opening.error()->localizedDescription();
+    return **std::move(opening);
   }
 
   TemporaryDirectory temporary;
@@ -46,24 +50,24 @@ class StoredFile : public ::testing::Test {
 };
 
 TEST_F(StoredFile, IsAbsentWhereThereIsNoDirectory) {
-  const auto opening = StoredDirectory::open(path, Kind::Private, Missing::Leave);
-  EXPECT_FALSE(opening.directory);
-  EXPECT_FALSE(opening.problem);
+  const auto opening = StoredDirectory::open(path, Kind::Private, Missing::DoNotCreate);
+  ASSERT_TRUE(opening);
+  EXPECT_FALSE(*opening);
   EXPECT_FALSE(fs::exists(path.parent_path()));
 }
 
 TEST_F(StoredFile, IsAbsentInADirectoryWithoutIt) {
   const auto reading = open().read("file");
-  EXPECT_FALSE(reading.bytes);
-  EXPECT_FALSE(reading.problem);
+  ASSERT_TRUE(reading);
+  EXPECT_FALSE(*reading);
 }
 
 TEST_F(StoredFile, HoldsTheBytesItWasGiven) {
   const auto directory = open();
   for (const std::string& bytes :
        {std::string("first"), std::string(), std::string(300'000, 'x')}) {
-    ASSERT_FALSE(directory.replace("file", Data(bytes)));
-    EXPECT_EQ(directory.read("file").bytes->text(), bytes);
+    ASSERT_TRUE(directory.replace("file", Data(bytes)));
+    EXPECT_EQ((*directory.read("file"))->text(), bytes);
     EXPECT_EQ(contentOf(file), bytes);
   }
 }
@@ -74,8 +78,8 @@ TEST_F(StoredFile, IsForItsOwnerAloneWhateverTheFileCreationMask) {
     const mode_t before = umask(mask);
     {
       const auto directory = open();
-      EXPECT_FALSE(directory.replace("file", Data("secret")));
-      EXPECT_FALSE(directory.lock("lock", std::chrono::steady_clock::now()).problem);
+      EXPECT_TRUE(directory.replace("file", Data("secret")));
+      EXPECT_TRUE(directory.lock("lock", std::chrono::steady_clock::now()));
     }
     umask(before);
     EXPECT_EQ(modeOf(file), 0600U) << mask;
@@ -88,10 +92,10 @@ TEST_F(StoredFile, IsForItsOwnerAloneWhateverTheFileCreationMask) {
 
 TEST_F(StoredFile, IsNotTouchedByEqualBytes) {
   const auto directory = open();
-  ASSERT_FALSE(directory.replace("file", Data("same")));
+  ASSERT_TRUE(directory.replace("file", Data("same")));
   const auto before = statusOf(file);
   const auto directoryBefore = statusOf(path);
-  ASSERT_FALSE(directory.replace("file", Data("same")));
+  ASSERT_TRUE(directory.replace("file", Data("same")));
   const auto after = statusOf(file);
   const auto nanoseconds = [](const timespec& time) {
     return std::tuple(time.tv_sec, time.tv_nsec);
@@ -104,17 +108,17 @@ TEST_F(StoredFile, IsNotTouchedByEqualBytes) {
 
 TEST_F(StoredFile, IsClosedToOthersAgainByTheNextWriteEvenOfEqualBytes) {
   const auto directory = open();
-  ASSERT_FALSE(directory.replace("file", Data("same")));
+  ASSERT_TRUE(directory.replace("file", Data("same")));
   fs::permissions(file, fs::perms(0644));
-  ASSERT_FALSE(directory.replace("file", Data("same")));
+  ASSERT_TRUE(directory.replace("file", Data("same")));
   EXPECT_EQ(modeOf(file), 0600U);
 }
 
 TEST_F(StoredFile, IsReplacedAsAWholeSoThatAReaderKeepsTheOldOne) {
   const auto directory = open();
-  ASSERT_FALSE(directory.replace("file", Data("old")));
+  ASSERT_TRUE(directory.replace("file", Data("old")));
   std::ifstream reader(file);
-  ASSERT_FALSE(directory.replace("file", Data("new content")));
+  ASSERT_TRUE(directory.replace("file", Data("new content")));
   std::string seen;
   reader >> seen;
   EXPECT_EQ(seen, "old");
@@ -122,15 +126,15 @@ TEST_F(StoredFile, IsReplacedAsAWholeSoThatAReaderKeepsTheOldOne) {
 
 TEST_F(StoredFile, KeepsItsBytesWhenTheFileSizeLimitIsReached) {
   const auto directory = open();
-  ASSERT_FALSE(directory.replace("file", Data("old")));
+  ASSERT_TRUE(directory.replace("file", Data("old")));
   rlimit before{};
   getrlimit(RLIMIT_FSIZE, &before);
   const rlimit small{.rlim_cur = 1000, .rlim_max = before.rlim_max};
   setrlimit(RLIMIT_FSIZE, &small);
-  const auto problem = directory.replace("file", Data(std::string(5000, 'x')));
+  const auto replaced = directory.replace("file", Data(std::string(5000, 'x')));
   setrlimit(RLIMIT_FSIZE, &before);
-  ASSERT_TRUE(problem);
-  EXPECT_EQ(problem->number, EFBIG);
+  ASSERT_FALSE(replaced);
+  EXPECT_EQ(replaced.error()->code(), EFBIG);
   EXPECT_EQ(contentOf(file), "old");
   EXPECT_EQ(std::distance(fs::directory_iterator(path), {}), 1);
   sigset_t pending;
@@ -141,21 +145,20 @@ TEST_F(StoredFile, KeepsItsBytesWhenTheFileSizeLimitIsReached) {
 TEST_F(StoredFile, RefusesWhatItCouldNotReadBack) {
   const auto directory = open();
   const Data large(std::vector<std::uint8_t>(limits::storedFileSize + 1));
-  EXPECT_TRUE(directory.replace("file", large));
+  EXPECT_FALSE(directory.replace("file", large));
   EXPECT_FALSE(fs::exists(file));
   writeContent(file, "");
   fs::resize_file(file, limits::storedFileSize + 1);
   fs::permissions(file, fs::perms(0600));
   const auto reading = directory.read("file");
-  EXPECT_FALSE(reading.bytes);
-  ASSERT_TRUE(reading.problem);
-  EXPECT_NE(reading.problem->text.find("too large"), std::string::npos);
+  ASSERT_FALSE(reading);
+  EXPECT_NE(reading.error()->localizedDescription().find("too large"), std::string::npos);
 }
 
 TEST_F(StoredFile, GoesWithoutATrace) {
   const auto directory = open();
-  ASSERT_FALSE(directory.replace("file", Data("secret")));
-  ASSERT_FALSE(directory.remove("file"));
+  ASSERT_TRUE(directory.replace("file", Data("secret")));
+  ASSERT_TRUE(directory.remove("file"));
   EXPECT_TRUE(fs::is_empty(path));
 }
 
@@ -163,7 +166,7 @@ TEST_F(StoredFile, SweepsWhatDeadWritersLeftBehind) {
   const auto directory = open();
   writeContent(path / ".orx-tmp-123", "half a secr");
   writeContent(path / "someone-elses", "kept");
-  ASSERT_FALSE(directory.replace("file", Data("new")));
+  ASSERT_TRUE(directory.replace("file", Data("new")));
   EXPECT_FALSE(fs::exists(path / ".orx-tmp-123"));
   EXPECT_TRUE(fs::exists(path / "someone-elses"));
 }
@@ -172,7 +175,7 @@ TEST_F(StoredFile, KeepsTheReplacedFileBesideWhenAsked) {
   const auto directory = open();
   for (const auto* content : {"one", "two", "three"}) {
     writeContent(file, content);
-    ASSERT_FALSE(directory.replace("file", Data("new"), StoredDirectory::Previous::KeepAside));
+    ASSERT_TRUE(directory.replace("file", Data("new"), StoredDirectory::Previous::Quarantine));
     EXPECT_EQ(contentOf(file), "new");
   }
   EXPECT_EQ(contentOf(path / "file.damaged"), "one");
@@ -200,16 +203,15 @@ TEST_P(StoredFileInTheWay, IsRefusedAndLeftAlone) {
   const auto before = statusOf(file);
 
   const auto reading = directory.read("file");
-  EXPECT_FALSE(reading.bytes);
-  ASSERT_TRUE(reading.problem);
   const auto replacing = directory.replace("file", Data("new"));
-  ASSERT_TRUE(replacing);
-  for (const auto& problem :
-       {*reading.problem, *replacing, *directory.presenceOf("file").problem}) {
-    EXPECT_EQ(problem.kind, FileProblem::Kind::Refused);
-    EXPECT_EQ(problem.path, file);
-    EXPECT_NE(problem.text.find(GetParam().reason), std::string::npos) << problem.text;
-    EXPECT_NE(problem.remedy.find(file.string()), std::string::npos) << problem.remedy;
+  const auto found = directory.exists("file");
+  ASSERT_TRUE(!reading && !replacing && !found);
+  for (const auto& error : {reading.error(), replacing.error(), found.error()}) {
+    EXPECT_TRUE(isRefusal(*error));
+    EXPECT_EQ(detail(*error, NSFilePathErrorKey), file);
+    EXPECT_NE(error->localizedDescription().find(GetParam().reason), std::string::npos);
+    EXPECT_NE(detail(*error, NSLocalizedRecoverySuggestionErrorKey).find(file.string()),
+              std::string::npos);
   }
   EXPECT_EQ(statusOf(file).st_ino, before.st_ino);
   EXPECT_EQ(contentOf(temporary / "elsewhere"), "untouched");
@@ -242,21 +244,22 @@ TEST_F(StoredFile, IsRefusedInAPrivateDirectoryThatIsALink) {
   fs::create_directories(temporary / "real");
   fs::create_directories(path.parent_path());
   fs::create_directory_symlink(temporary / "real", path);
-  for (const auto missing : {Missing::Leave, Missing::Create}) {
+  for (const auto missing : {Missing::DoNotCreate, Missing::Create}) {
     const auto opening = StoredDirectory::open(path, Kind::Private, missing);
-    ASSERT_TRUE(opening.problem);
-    EXPECT_EQ(opening.problem->kind, FileProblem::Kind::Refused);
-    EXPECT_NE(opening.problem->text.find(path.string() + " is not used because it is a link"),
+    ASSERT_FALSE(opening);
+    EXPECT_TRUE(isRefusal(*opening.error()));
+    EXPECT_NE(opening.error()->localizedDescription().find(path.string() +
+                                                           " is not used because it is a link"),
               std::string::npos);
   }
-  EXPECT_TRUE(StoredDirectory::open(path, Kind::Settings, Missing::Leave).directory);
+  EXPECT_TRUE(StoredDirectory::open(path, Kind::Settings, Missing::DoNotCreate)->has_value());
 }
 
 TEST_F(StoredFile, IsNotAbsentWhereALinkLeadsNowhere) {
   fs::create_directory_symlink("/nonexistent/volume", temporary / "deep");
   for (const auto kind : {Kind::Private, Kind::Settings}) {
-    for (const auto missing : {Missing::Leave, Missing::Create}) {
-      EXPECT_TRUE(StoredDirectory::open(path, kind, missing).problem);
+    for (const auto missing : {Missing::DoNotCreate, Missing::Create}) {
+      EXPECT_FALSE(StoredDirectory::open(path, kind, missing));
     }
   }
 }
@@ -266,9 +269,11 @@ TEST_F(StoredFile, IsRefusedInAPrivateDirectoryThatOthersMayWriteTo) {
   for (const unsigned mode : {0720U, 0702U, 0777U}) {
     fs::permissions(path, fs::perms(mode));
     const auto opening = StoredDirectory::open(path, Kind::Private, Missing::Create);
-    ASSERT_TRUE(opening.problem) << mode;
-    EXPECT_EQ(opening.problem->kind, FileProblem::Kind::Refused);
-    EXPECT_NE(opening.problem->remedy.find("chmod 700 " + path.string()), std::string::npos);
+    ASSERT_FALSE(opening) << mode;
+    EXPECT_TRUE(isRefusal(*opening.error()));
+    EXPECT_NE(detail(*opening.error(), NSLocalizedRecoverySuggestionErrorKey)
+                  .find("chmod 700 " + path.string()),
+              std::string::npos);
     EXPECT_EQ(modeOf(path), mode);
   }
 }
@@ -289,26 +294,30 @@ TEST_F(StoredFile, IsRefusedInAPrivateDirectoryOfAnotherUser) {
     foreign = path;
   }
   const auto opening = StoredDirectory::open(foreign, Kind::Private, Missing::Create);
-  ASSERT_TRUE(opening.problem);
-  EXPECT_EQ(opening.problem->kind, FileProblem::Kind::Refused);
-  EXPECT_NE(opening.problem->text.find("belongs to another user"), std::string::npos);
+  ASSERT_FALSE(opening);
+  EXPECT_TRUE(isRefusal(*opening.error()));
+  EXPECT_NE(opening.error()->localizedDescription().find("belongs to another user"),
+            std::string::npos);
 }
 
 TEST_F(StoredFile, IsRefusedWhenItBelongsToAnotherUser) {
   // Only root can give a file away; everybody else has files of root, in directories of root.
   fs::path foreign = "/etc/passwd";
   if (geteuid() == 0) {
-    ASSERT_FALSE(open().replace("file", Data("planted")));
+    ASSERT_TRUE(open().replace("file", Data("planted")));
     ASSERT_EQ(chown(file.c_str(), 65534, 65534), 0);
     foreign = file;
   }
-  const auto opening = StoredDirectory::open(foreign.parent_path(), Kind::Private, Missing::Leave);
-  const auto problem =
-      opening.problem ? opening.problem : opening.directory->read(foreign.filename()).problem;
-  ASSERT_TRUE(problem);
-  EXPECT_EQ(problem->kind, FileProblem::Kind::Refused);
-  EXPECT_NE(problem->text.find("belongs to another user"), std::string::npos);
-  EXPECT_NE(problem->remedy.find(problem->path), std::string::npos);
+  const auto opening =
+      StoredDirectory::open(foreign.parent_path(), Kind::Private, Missing::DoNotCreate);
+  const auto reading = opening ? (*opening)->read(foreign.filename()) : Failure(opening.error());
+  ASSERT_FALSE(reading);
+  const auto& error = *reading.error();
+  EXPECT_TRUE(isRefusal(error));
+  EXPECT_NE(error.localizedDescription().find("belongs to another user"), std::string::npos);
+  EXPECT_NE(
+      detail(error, NSLocalizedRecoverySuggestionErrorKey).find(detail(error, NSFilePathErrorKey)),
+      std::string::npos);
 }
 
 // Permissions bind everybody but root.
@@ -325,8 +334,8 @@ TEST_F(StoredFile, OpensUpWhatAProcessThatDiedHadMadeUnderAHarshMask) {
     for (const auto& made : {temporary / "deep", temporary / "deep/er", path}) {
       fs::create_directories(made);
       fs::permissions(made, fs::perms::none);
-      if (StoredDirectory::open(path, Kind::Private, Missing::Leave).problem) return 1;
-      if (open().replace("file", Data("new")) || modeOf(path) != 0700U) return 2;
+      if (!StoredDirectory::open(path, Kind::Private, Missing::DoNotCreate)) return 1;
+      if (!open().replace("file", Data("new")) || modeOf(path) != 0700U) return 2;
       fs::remove_all(temporary / "deep");
     }
     return 0;
@@ -337,12 +346,12 @@ TEST_F(StoredFile, OpensUpWhatAProcessThatDiedHadMadeUnderAHarshMask) {
 TEST_F(StoredFile, LeavesADirectoryShutThatHoldsSomething) {
   testing::ChildProcess child([&] {
     beAnOrdinaryUser(temporary.path());
-    if (open().replace("file", Data("old"))) return 1;
+    if (!open().replace("file", Data("old"))) return 1;
     for (const unsigned mode : {0000U, 0200U}) {
       fs::permissions(path, fs::perms(mode));
-      for (const auto missing : {Missing::Leave, Missing::Create}) {
+      for (const auto missing : {Missing::DoNotCreate, Missing::Create}) {
         const auto opening = StoredDirectory::open(path, Kind::Private, missing);
-        if (!opening.problem || opening.problem->number != EACCES) return 2;
+        if (opening || opening.error()->code() != EACCES) return 2;
         if (modeOf(path) != mode) return 3;
       }
     }
@@ -357,17 +366,17 @@ TEST_F(StoredFile, SaysThatALockCannotBeMadeRatherThanThatThereIsNone) {
     beAnOrdinaryUser(temporary.path());
     const auto directory = open();
     fs::permissions(path, fs::perms(0500));
-    const auto problem = directory.lock("lock", std::chrono::steady_clock::now()).problem;
-    return problem && problem->number == EACCES ? 0 : 1;
+    const auto lock = directory.lock("lock", std::chrono::steady_clock::now());
+    return !lock && lock.error()->code() == EACCES ? 0 : 1;
   });
   EXPECT_EQ(child.wait(), 0);
 }
 
 TEST_F(StoredFile, ReportsAFileOnTheWay) {
   writeContent(temporary / "deep", "in the way");
-  const auto opening = StoredDirectory::open(path, Kind::Private, Missing::Leave);
-  ASSERT_TRUE(opening.problem);
-  EXPECT_EQ(opening.problem->number, ENOTDIR);
+  const auto opening = StoredDirectory::open(path, Kind::Private, Missing::DoNotCreate);
+  ASSERT_FALSE(opening);
+  EXPECT_EQ(opening.error()->code(), ENOTDIR);
 }
 
 }  // namespace

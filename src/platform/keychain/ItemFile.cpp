@@ -1,0 +1,216 @@
+#include "platform/keychain/ItemFile.h"
+
+#include <stdio.h>
+
+#include <array>
+#include <span>
+#include <sstream>
+
+#include "platform/base/Checksum.h"
+#include "platform/keychain/KeychainItemFormat.h"
+#include "platform/storage/StandardPaths.h"
+
+namespace orx::platform {
+
+namespace {
+
+using Missing = StoredDirectory::Missing;
+
+constexpr const char* lockName = "lock";
+// Leaves room in the 255 bytes of a file name.
+constexpr std::size_t longestPlainName = 200;
+
+// FNV-1a of 128 bits, in hexadecimal. It need not withstand an attacker: whoever can place files
+// here is the user, and the file names its item in full.
+std::string digestOf(std::string_view text) {
+  using Wide = unsigned __int128;
+  Wide digest = Wide{0x6C62272E07BB0142U} << 64U | 0x62B821756295C58DU;
+  for (const char byte : text) {
+    digest ^= static_cast<unsigned char>(byte);
+    digest *= Wide{0x0000000001000000U} << 64U | 0x000000000000013BU;
+  }
+  std::string digits;
+  for (unsigned shift = 128; shift > 0; shift -= 4) {
+    digits += "0123456789abcdef"[static_cast<unsigned>(digest >> (shift - 4)) & 15U];
+  }
+  return digits;
+}
+
+// The two lines of a note that name stores. A format that never changes.
+std::string linesOf(const ItemState& state) {
+  std::string text = "newest: " + state.newest + "\nstale:";
+  for (const auto& store : state.stale) text += " " + store;
+  return text + "\n";
+}
+
+// The lines with a checksum of theirs: a flipped bit in a store's name would name another.
+std::string noteOf(const ItemState& state) {
+  auto lines = linesOf(state);
+  const std::span bytes(reinterpret_cast<const std::uint8_t*>(lines.data()), lines.size());
+  std::array<char, 32> checksum{};
+  snprintf(checksum.data(), checksum.size(), "checksum: %08x\n", checksumOf(bytes));
+  return lines + checksum.data();
+}
+
+// What two such lines at the beginning of the text say, whatever they are worth.
+ItemState readLines(std::string_view text) {
+  std::istringstream words{std::string(text.substr(0, 4096))};
+  ItemState state;
+  std::string label;
+  words >> label >> state.newest >> label;
+  std::string line;
+  std::getline(words, line);
+  std::istringstream stores(line);
+  for (std::string store; stores >> store;) state.stale.insert(store);
+  return state;
+}
+
+}  // namespace
+
+ItemFile::ItemFile(const KeychainItem& item)
+    : item_(item), name_(nameOf(item)), recordName_(name_.substr(0, name_.rfind('.')) + ".state") {}
+
+// The comma stands in no component, so different items never share a name.
+std::string ItemFile::nameOf(const KeychainItem& item) {
+  auto name = pathComponent(item.service) + "," + pathComponent(item.account);
+  if (name.size() > longestPlainName) name = "," + digestOf(name);
+  return name + ".item";
+}
+
+Result<void> ItemFile::open(Missing missing) {
+  const auto home = dataHome();
+  // Without a home, nothing can be in a file: a reader goes on, and asks the other stores.
+  if (!home && missing == Missing::DoNotCreate) return {};
+  if (!home) return homeNotFound(dataHomeVariable);
+  auto opened =
+      StoredDirectory::open(*home + "/orxaccount", StoredDirectory::Kind::Private, missing);
+  if (!opened) return Failure(opened.error());
+  directory_ = *std::move(opened);
+  return {};
+}
+
+Result<void> ItemFile::look() {
+  if (auto opened = open(Missing::DoNotCreate); !opened) return opened;
+  return read();
+}
+
+Result<void> ItemFile::enter(Missing missing, Deadline deadline) {
+  deadline_ = deadline;
+  if (auto opened = open(missing); !opened || !directory_) return opened;
+  auto lock = directory_->lock(lockName, deadline);
+  if (!lock) return Failure(lock.error());
+  lock_.emplace(*std::move(lock));
+  if (auto done = read(); !done) return done;
+  return record_ == Record::None ? Result<void>() : convertRecord();
+}
+
+Result<void> ItemFile::read() {
+  state_ = {};
+  record_ = Record::None;
+  if (!directory_) return {};
+  const auto content = directory_->read(name_);
+  if (content && *content) state_ = stateIn(**content);
+  if (!content) {
+    if (isRefusal(*content.error())) return Failure(content.error());
+    state_ = {.newest = ItemState::here, .problem = content.error()};
+  }
+  return readRecord();
+}
+
+// An earlier version kept the note in a file of its own, whose name ends in ".state", and the item
+// alone in this one; while there is such a record, it rules. It could name this file as stale, too.
+Result<void> ItemFile::readRecord() {
+  const auto record = directory_->read(recordName_);
+  if (!record) return Failure(record.error());
+  if (!*record) return {};
+  auto noted = readLines((*record)->text());
+  record_ = linesOf(noted) == (*record)->text() ? Record::Whole : Record::Damaged;
+  if (record_ == Record::Damaged) {
+    state_ = damaged(recordName_);
+    return {};
+  }
+  noted.stale.erase(ItemState::here);
+  if (noted.newest != ItemState::here) {
+    state_ = noted;
+    return {};
+  }
+  // The earlier version removed the item first and its record afterwards.
+  if (state_.newest != ItemState::here) state_.newest = ItemState::nowhere;
+  state_.stale = noted.stale;
+  return {};
+}
+
+// Makes this file say what the record says, and then removes the record: after a crash in between
+// both say the same. Only from here on may this file say something else.
+Result<void> ItemFile::convertRecord() {
+  auto same = state_;
+  // This file may hold the newest version or a stale one, and so may the keyring, which was the
+  // other store of that version. Nothing that may be stale is to come back.
+  if (record_ == Record::Damaged) {
+    same = {.newest = ItemState::nowhere, .stale = {"secret-service"}};
+  }
+  if (!same.problem) {
+    if (auto written = write(same); !written) return written;
+  }
+  if (auto removed = directory_->remove(recordName_); !removed) return removed;
+  record_ = Record::None;
+  return {};
+}
+
+// A note, unless it says no more than that the item is here; then the item, if it is.
+ItemState ItemFile::stateIn(const Data& content) const {
+  auto text = content.text();
+  ItemState state{.newest = ItemState::here};
+  if (const auto noted = readLines(text); text.starts_with(noteOf(noted))) {
+    text.remove_prefix(noteOf(noted).size());
+    state = noted;
+  }
+  if (state.newest == ItemState::here) state.bytes = decodedItem(item_, Data(text));
+  const bool whole = state.newest == ItemState::here ? state.bytes.has_value() : text.empty();
+  return whole ? state : damaged(name_);
+}
+
+std::string ItemFile::contentOf(const ItemState& state) const {
+  std::string content;
+  if (state.newest != ItemState::here || !state.stale.empty()) content = noteOf(state);
+  if (state.bytes) content += encodedItem(item_, *state.bytes).text();
+  return content;
+}
+
+ItemState ItemFile::damaged(const std::string& name) const {
+  const auto path = directory_->pathOf(name);
+  const auto failure =
+      keychainFailure(errSecDecode, path + " is damaged.", path,
+                      "The next sign-in sets it aside; nothing needs to be removed.");
+  return {.newest = ItemState::here, .problem = failure.value()};
+}
+
+Result<void> ItemFile::write(const ItemState& next) {
+  const bool saysNothing = !next.exists() && next.stale.empty();
+  if (!directory_) {
+    if (saysNothing) return {};
+    if (auto entered = enter(Missing::Create, deadline_); !entered) return entered;
+    if (!state_.newest.empty()) return {};
+  }
+  Result<void> done;
+  if (saysNothing) {
+    const auto found = directory_->exists(name_);
+    if (!found) return Failure(found.error());
+    if (*found) done = directory_->remove(name_);
+  } else {
+    const auto previous =
+        state_.problem ? StoredDirectory::Previous::Quarantine : StoredDirectory::Previous::Discard;
+    done = directory_->replace(name_, Data(contentOf(next)), previous);
+  }
+  if (done) state_ = next;
+  return done;
+}
+
+Result<void> ItemFile::removeTraces() const {
+  if (!directory_) return {};
+  auto swept = directory_->sweepTemporaryFiles();
+  auto removed = directory_->removeQuarantined(name_);
+  return swept ? removed : swept;
+}
+
+}  // namespace orx::platform

@@ -1,0 +1,28 @@
+#include "platform/keychain/KeychainStore.h"
+
+#include "platform/storage/FileErrors.h"
+
+namespace orx::platform {
+
+Result<void> KeychainStore::put(const KeychainItem& item, const Data& bytes, Deadline deadline) {
+  auto updated = update(item, bytes, deadline);
+  if (statusOf(updated) != errSecItemNotFound) return updated;
+  return add(item, bytes, deadline);
+}
+
+Failure keychainFailure(OSStatus status, std::string text, std::string path, std::string remedy) {
+  return makeFailure(NSOSStatusErrorDomain, status, std::move(text), std::move(path),
+                     std::move(remedy));
+}
+
+OSStatus statusOf(const Error& error) {
+  if (isStoreMissing(error) || isRefusal(error)) return errSecNotAvailable;
+  if (error.domain() == NSOSStatusErrorDomain) return static_cast<OSStatus>(error.code());
+  return errSecIO;
+}
+
+bool isStoreMissing(const Error& error) {
+  return error.domain() == NSOSStatusErrorDomain && error.code() == errSecNoSuchKeychain;
+}
+
+}  // namespace orx::platform

@@ -1,0 +1,73 @@
+#include "platform/keychain/StoreStatus.h"
+
+#include "platform/keychain/KeychainStoreInForce.h"
+#include "platform/process/ForkSafety.h"
+#include "platform/storage/UserDefaults.h"
+
+namespace orx {
+
+using namespace platform;
+
+namespace {
+
+struct Notes {
+  std::string store;
+  std::shared_ptr<Error> keychainError;
+  std::shared_ptr<Error> defaultsError;
+};
+
+Notes& notes() {
+  static constinit ProcessWide<Notes> instance;
+  return instance.get();
+}
+
+// The old value is destroyed by the caller, after the section.
+template <typename T>
+void exchange(T& note, T& value) {
+  const BriefSection section;
+  std::swap(note, value);
+}
+
+}  // namespace
+
+KeychainStatus keychainStatus() {
+  KeychainStatus status;
+  status.store = keychainStoreInForce()->name();
+  Notes noted;
+  {
+    const Notes& shared = notes();
+    const BriefSection section;
+    noted = shared;
+  }
+  if (!noted.store.empty()) status.store = noted.store;
+  const bool ofKeychain = noted.keychainError != nullptr;
+  const auto& error = ofKeychain ? noted.keychainError : noted.defaultsError;
+  if (!error) return status;
+  // To a host, defaults are damaged or they cannot be read or written; that a file is not trusted
+  // is told apart for the keychain alone.
+  if (ofKeychain) status.lastError = statusOf(*error);
+  if (!ofKeychain) status.lastError = UserDefaults::isDamage(*error) ? errSecDecode : errSecIO;
+  status.locked =
+      status.lastError == errSecInteractionNotAllowed || status.lastError == errSecAuthFailed;
+  const auto detail = [&](std::string_view key) {
+    return error->userInfo()[key].text().value_or(std::string());
+  };
+  status.description = detail(NSLocalizedDescriptionKey);
+  status.path = detail(NSFilePathErrorKey);
+  status.remedy = detail(NSLocalizedRecoverySuggestionErrorKey);
+  return status;
+}
+
+void platform::noteKeychainError(std::shared_ptr<Error> error) {
+  const auto status = error ? statusOf(*error) : errSecSuccess;
+  if (status == errSecItemNotFound || status == errSecDuplicateItem) error.reset();
+  exchange(notes().keychainError, error);
+}
+
+void platform::noteKeychainStore(std::string name) { exchange(notes().store, name); }
+
+void platform::noteDefaultsError(std::shared_ptr<Error> error) {
+  exchange(notes().defaultsError, error);
+}
+
+}  // namespace orx
