@@ -25,9 +25,7 @@ constinit const std::string_view soap11_header_request_pattern =
     R"(      <ApiID>%@</ApiID>      <Parameters>%@</Parameters>    </call>  </soap:Body>)"
     R"(</soap:Envelope>)";
 
-std::string parameterText(const Dictionary& parameters) {
-  return textWithJSONObject(parameters);
-}
+std::string parameterText(const Dictionary& parameters) { return textWithJSONObject(parameters); }
 
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {
   constexpr std::string_view kPlace = "%@";

@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "config/Servers.h"
-#include "platform/formats/KeyedArchiver.h"
+#include "platform/formats/KeyedUnarchiver.h"
 #include "platform/http/Transport.h"
 #include "platform/http/URLSessionConfiguration.h"
 #include "platform/keychain/SecItemFunctions.h"
@@ -47,7 +47,7 @@ constexpr std::array<void (*)(), 15> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
-    [] { (void)keychainStatus(); },
+    [] { (void)keychainStatus(); },  // KeychainStoreInForce, StoreStatus
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
     [] { std::make_shared<OperationQueue>()->addOperationWithBlock([] {}); },
     [] { startNowhere(); },
@@ -56,7 +56,7 @@ constexpr std::array<void (*)(), 15> uses{
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
     [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); },
-    [] { (void)unarchiveObjectWithData(Data()); },  // KeyedUnarchiver
+    [] { (void)unarchiveObjectWithData(Data()); },                       // KeyedUnarchiver
     [] { (void)SecItemDelete({}); },                                     // SecItemFunctions
     [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); }};  // XMLTasks
 

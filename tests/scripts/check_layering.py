@@ -11,7 +11,7 @@ ACCOUNT = {"config", "service", "user", "login"}
 PLATFORM = {"base", "process", "formats", "queues", "storage", "http", "keychain"}
 
 # Implementations: nobody includes their headers but the file that names the classes in use.
-SEALED = {"http/curl", "keychain/file", "keychain/secretservice"}
+SEALED = {"http/curl", "keychain/secretservice"}
 
 # room → the rooms that its files may include beside their own.
 MAY_INCLUDE = {
@@ -23,7 +23,6 @@ MAY_INCLUDE = {
     "http": {"base", "process", "queues"},
     "http/curl": {"base", "process", "queues", "http"},
     "keychain": {"base", "process", "storage"},
-    "keychain/file": {"base", "storage", "keychain"},
     "keychain/secretservice": {"base", "process", "storage", "keychain"},
     "backends": PLATFORM | SEALED,
     "config": PLATFORM,
@@ -85,7 +84,7 @@ VENDORS = {
 }
 # C++ headers have neither a folder nor an ending; of POSIX and Linux, these are in use.
 SYSTEM = re.compile(
-    r"\w+$|(arpa|netinet|sys)/\w+\.h$|(dirent|errno|fcntl|poll|pthread|pwd|signal|stdio|stdlib|"
+    r"\w+$|(arpa|netinet|sys)/\w+\.h$|(dirent|errno|fcntl|netdb|poll|pthread|pwd|signal|stdio|stdlib|"
     r"strings|time|unistd)\.h$")
 
 # Files that include each other because they are one idea: a value can be a dictionary of values.

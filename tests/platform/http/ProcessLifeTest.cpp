@@ -189,8 +189,7 @@ TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
       _exit(startedLate.wait(std::chrono::milliseconds(300)) ? 1 : fine);
     });
     for (int i = 0; i < lateCalls; ++i) {
-      start(server_.configuration(), "/late",
-            [](const auto&) { note(); });
+      start(server_.configuration(), "/late", [](const auto&) { note(); });
     }
     if (get("/").statusCode != 200) _exit(2);
     // An operation that runs when the end begins, and others that wait behind it.
