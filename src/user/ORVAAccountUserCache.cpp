@@ -53,12 +53,9 @@ struct LastRestored {
   std::optional<Data> blob;
 };
 
-LastRestored exchangeLastRestored(LastRestored other) {
-  static constinit ProcessWide<LastRestored> shared;
-  LastRestored& last = shared.get();
-  const BriefSection section;
-  std::swap(last, other);
-  return other;
+Guarded<LastRestored>& lastRestored() {
+  static constinit ProcessWide<Guarded<LastRestored>> restored;
+  return restored.get();
 }
 
 // Absent where there is none yet; an error when nothing is known about it.
@@ -93,7 +90,7 @@ StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
 }
 
 std::shared_ptr<ORVAAccountUser> restoredFrom(const StoredUser& stored) {
-  exchangeLastRestored({.user = stored.user, .uuid = stored.uuid, .blob = stored.blob});
+  lastRestored().set({.user = stored.user, .uuid = stored.uuid, .blob = stored.blob});
   return stored.user;
 }
 
@@ -176,7 +173,7 @@ const std::shared_ptr<ORVAAccountUserCache>& ORVAAccountUserCache::sharedInstanc
 
 void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>& user) {
   // Forgets the restored user: the skip below is only for the write-back right after a restore.
-  const auto restored = exchangeLastRestored({});
+  const LastRestored restored = lastRestored().exchange({});
   if (!user) {
     // Goes on when another process keeps the lock: a sign-out must not be lost. It creates no
     // folder for the lock either: without one, nobody else has stored a user.
