@@ -34,7 +34,7 @@ XMLTask XMLTaskList::taskOf(const Dictionary& dictionary) const {
   return task;
 }
 
-std::optional<std::vector<Dictionary>> XMLTaskList::dictionaries() const {
+std::optional<std::vector<Dictionary>> XMLTaskList::dictionaries() {
   const BriefSection section;
   if (!tasks_) return std::nullopt;
   std::vector<Dictionary> all;
@@ -53,7 +53,7 @@ void XMLTaskList::setDictionaries(const std::optional<std::vector<Dictionary>>& 
   tasks_.swap(tasks);
 }
 
-std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* parser) const {
+std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* parser) {
   const BriefSection section;
   const XMLTask* task = locate(parser);
   if (task == nullptr) return std::nullopt;
@@ -71,7 +71,7 @@ void XMLTaskList::appendAnyway(XMLTask task) {
   tasks_->push_back(std::move(task));
 }
 
-std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) const {
+std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) {
   const BriefSection section;
   const XMLTask* task = locate(&parser);
   if (task == nullptr) return std::nullopt;
@@ -113,10 +113,6 @@ void XMLTaskList::parseErrorOccurred(const XMLParser& parser, const std::shared_
 }
 
 XMLTask* XMLTaskList::locate(const XMLParser* parser) {
-  return const_cast<XMLTask*>(std::as_const(*this).locate(parser));
-}
-
-const XMLTask* XMLTaskList::locate(const XMLParser* parser) const {
   if (!tasks_ || parser == nullptr) return nullptr;
   const auto found =
       std::ranges::find(*tasks_, parser, [](const XMLTask& task) { return task.parser.get(); });
