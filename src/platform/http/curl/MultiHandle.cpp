@@ -70,21 +70,17 @@ int MultiHandle::setTimer(CURLM*, long milliseconds, void* self) noexcept {
 
 // ---- One round: wait, start some, move the others on. ----
 
-std::chrono::milliseconds MultiHandle::longestWait() const {
-  std::chrono::milliseconds longest = context_.timeouts.timeUntilNext().value_or(longestSleep);
-  if (timer_) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*timer_ - Clock::now());
-    longest = std::clamp(left, std::chrono::milliseconds(0), longest);
-  }
-  return longest;
-}
-
 void MultiHandle::wait(bool isUrgent) {
-  context_.timeouts.updateNow();
+  context_.now = Clock::now();
+  auto until = context_.now + longestSleep;
+  // Without a running transfer the deadline is an old one; an idle process is not woken for it.
+  if (!running_.empty()) until = std::min(until, firstDeadline_);
+  if (timer_) until = std::min(until, *timer_);
   // Transfers that wait for their start would wait for some socket's event.
-  const bool mustNotWait = isUrgent || !waiting_.empty();
-  ready_ = context_.poller.wait(mustNotWait ? std::chrono::milliseconds(0) : longestWait());
-  context_.timeouts.updateNow();
+  if (isUrgent || !waiting_.empty()) until = context_.now;
+  // Rounded up: woken a moment too early, the leader would spin until the time has come.
+  ready_ = context_.poller.wait(std::chrono::ceil<std::chrono::milliseconds>(until - context_.now));
+  context_.now = Clock::now();
 }
 
 void MultiHandle::take(std::vector<std::unique_ptr<Transfer>>& transfers) {
@@ -95,17 +91,17 @@ void MultiHandle::take(std::vector<std::unique_ptr<Transfer>>& transfers) {
 void MultiHandle::turn() {
   startSome();
   moveOn();
-  if (context_.timeouts.overdue() == nullptr) return;
+  if (!isAnyOverdue()) return;
   catchUp();
-  while (Transfer* overdue = context_.timeouts.overdue()) end(*overdue, CURLE_OPERATION_TIMEDOUT);
+  endOverdue();
 }
 
 void MultiHandle::startSome() {
-  context_.timeouts.updateNow();
+  context_.now = Clock::now();
   for (std::size_t handshakes = 0; handshakes < startsAtOnce && !waiting_.empty();) {
     // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
     // none to find when each that is open has a transfer already.
-    if (running_ >= context_.sockets.count()) ++handshakes;
+    if (running_.size() >= context_.sockets.count()) ++handshakes;
     start(std::move(waiting_.front()));
     waiting_.pop_front();
   }
@@ -129,10 +125,11 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
         {.error = transportError(NSURLErrorUnknown, "no memory for a transfer", {})});
   }
   easy->configure(transfer->configuration(), context_.sockets, share_);
-  ++running_;
   transfer->start(std::move(easy), context_);
-  // From here the easy handle's private pointer stands for the ownership; end() takes it back.
-  run(*transfer.release());
+  transfer->place = running_.size();
+  firstDeadline_ = std::min(firstDeadline_, transfer->deadline());
+  running_.push_back(std::move(transfer));
+  run(*running_.back());
 }
 
 // libcurl only sets its timer to this moment; the next moveOn() begins the work.
@@ -158,12 +155,31 @@ void MultiHandle::moveOn() {
   collectFinished();
 }
 
+// Looks at all transfers, but seldom: most end long before their time-out, so the first deadline of
+// one look is still ahead after thousands of them, and is then mostly found to have moved on.
+bool MultiHandle::isAnyOverdue() {
+  if (context_.now < firstDeadline_) return false;
+  firstDeadline_ = Clock::time_point::max();
+  for (const auto& transfer : running_) {
+    firstDeadline_ = std::min(firstDeadline_, transfer->deadline());
+  }
+  return firstDeadline_ <= context_.now;
+}
+
 // After the whole process has stood still (a debugger, a suspended shell) everything looks overdue,
 // while the answers wait to be read. Each round takes up other connections.
 void MultiHandle::catchUp() {
-  for (std::size_t rounds = running_ / EpollPoller::eventsAtOnce + 1; rounds > 0; --rounds) {
+  for (std::size_t rounds = running_.size() / EpollPoller::eventsAtOnce + 1; rounds > 0; --rounds) {
     ready_ = context_.poller.wait(std::chrono::milliseconds(0));
     moveOn();
+  }
+}
+
+// From the back, because end() puts the last transfer in the place of the one that it ends.
+void MultiHandle::endOverdue() {
+  for (std::size_t place = running_.size(); place-- > 0;) {
+    Transfer& transfer = *running_[place];
+    if (transfer.deadline() <= context_.now) end(transfer, CURLE_OPERATION_TIMEDOUT);
   }
 }
 
@@ -184,14 +200,17 @@ void MultiHandle::collectFinished() {
 }
 
 void MultiHandle::end(Transfer& transfer, CURLcode code) {
-  const std::unique_ptr<Transfer> owner(&transfer);
-  --running_;
   // First of all, because what libcurl knows of the transfer goes with the removal.
   TransferOutcome outcome = transfer.finish(code);
   curl_multi_remove_handle(multi_, transfer.curl());
   auto easy = transfer.takeEasyHandle();
   if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));
   transfer.report(std::move(outcome));
+
+  const std::size_t place = transfer.place;
+  running_[place].swap(running_.back());
+  running_[place]->place = place;
+  running_.pop_back();
 }
 
 }  // namespace orx::platform

@@ -40,27 +40,31 @@ class MultiHandle {
   void wake() const { context_.poller.wake(); }
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using Clock = TransferContext::Clock;
 
   static int watchSocket(CURL* curl, curl_socket_t descriptor, int what, void* self,
                          void* unused) noexcept;
   static int setTimer(CURLM* multi, long milliseconds, void* self) noexcept;
-  std::chrono::milliseconds longestWait() const;
   void startSome();
   std::unique_ptr<EasyHandle> takeEasyHandle();
   void start(std::unique_ptr<Transfer> transfer);
   void run(Transfer& transfer);
   void moveOn();
+  bool isAnyOverdue();
   void catchUp();
+  void endOverdue();
   void collectFinished();
   void end(Transfer& transfer, CURLcode code);
 
   CURLSH* share_ = nullptr;
   CURLM* multi_ = nullptr;
-  std::size_t running_ = 0;
   // When libcurl wants to be called though no connection is ready.
   std::optional<Clock::time_point> timer_;
   std::deque<std::unique_ptr<Transfer>> waiting_;
+  std::vector<std::unique_ptr<Transfer>> running_;  // in no order
+  // No running transfer's deadline is before this. Progress moves a deadline on and leaves this as
+  // it is, so noting progress costs next to nothing.
+  Clock::time_point firstDeadline_ = Clock::time_point::max();
   std::span<const epoll_event> ready_;
 
   TransferContext context_;

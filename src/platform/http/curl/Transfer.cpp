@@ -31,7 +31,6 @@ void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context)
   easy_->setClient(this);
   easy_->reportProgress(false);
   context_ = &context;
-  context.timeouts.add(*this, place_, easy_->timeout());
   setRequest(false);
 }
 
@@ -151,7 +150,6 @@ void Transfer::continueAsGET(std::string url) {
 }
 
 TransferOutcome Transfer::finish(CURLcode code) {
-  context_->timeouts.remove(place_);
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&
