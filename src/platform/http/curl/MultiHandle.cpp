@@ -36,6 +36,7 @@ bool MultiHandle::open() {
   }
   if (multi_ == nullptr) multi_ = curl_multi_init();
   if (share_ == nullptr || multi_ == nullptr) return false;
+  // Unset, libcurl keeps four connections for each running transfer: a burst would leave thousands.
   curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, keptConnections);
   curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &MultiHandle::watchSocket);
   curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
@@ -61,6 +62,7 @@ int MultiHandle::watchSocket(CURL*, curl_socket_t descriptor, int what, void* se
   return 0;
 }
 
+// A negative number: libcurl waits for sockets alone.
 int MultiHandle::setTimer(CURLM*, long milliseconds, void* self) noexcept {
   auto& timer = static_cast<MultiHandle*>(self)->timer_;
   timer = Clock::now() + std::chrono::milliseconds(milliseconds);
@@ -149,14 +151,15 @@ void MultiHandle::moveOn() {
     curl_multi_socket_action(multi_, event.data.fd, selectBits(event.events), &running);
   }
   if (timer_ && *timer_ <= Clock::now()) {
+    // Reset before the call, in which libcurl may set it anew.
     timer_.reset();
     curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
   }
   collectFinished();
 }
 
-// Looks at all transfers, but seldom: most end long before their time-out, so the first deadline of
-// one look is still ahead after thousands of them, and is then mostly found to have moved on.
+// Looks at all transfers, but only when the first deadline of the last look has come. That is about
+// once in a time-out: by then those transfers have mostly ended or made progress.
 bool MultiHandle::isAnyOverdue() {
   if (context_.now < firstDeadline_) return false;
   firstDeadline_ = Clock::time_point::max();
@@ -191,6 +194,7 @@ void MultiHandle::collectFinished() {
     const CURLcode code = message->data.result;
     Transfer& transfer = Transfer::of(message->easy_handle);
     if (transfer.continuesAfter(code)) {
+      // Only a handle that is added again starts over.
       curl_multi_remove_handle(multi_, transfer.curl());
       run(transfer);
     } else {
@@ -207,6 +211,7 @@ void MultiHandle::end(Transfer& transfer, CURLcode code) {
   if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));
   transfer.report(std::move(outcome));
 
+  // The last transfer takes the place, so that no other one moves.
   const std::size_t place = transfer.place;
   running_[place].swap(running_.back());
   running_[place]->place = place;
