@@ -33,12 +33,9 @@ std::string keychainService() {
 
 // What the defaults and the keychain hold together.
 struct StoredUser {
-  enum class State {
-    Unavailable,  // nobody to restore and nothing to remove
-    Available,
-    Foreign,  // an item that is not of this installation
-  };
-  State state = State::Unavailable;
+  // True for an item that is not of this installation: there is nobody to restore then, and the
+  // item is to be removed.
+  bool isForeign = false;
   std::shared_ptr<ORVAAccountUser> user = {};
   std::optional<std::string> uuid = {};
   std::optional<Data> blob = {};
@@ -71,22 +68,18 @@ std::shared_ptr<ORVAAccountUser> restoreRecord(const Value& bytes) {
 }
 
 StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
-  using State = StoredUser::State;
   const auto uuid = readInstallationUUID();
   const auto blob = keychain.dataForKey(ORVAAccountUserKeychainKey);
   if (!uuid || !blob) return {};
-  if (!*uuid) return {.state = State::Foreign};
+  if (!*uuid) return {.isForeign = true};
 
   const auto item = unarchiveObjectWithData(*blob);
   const auto* entries = item ? item->dictionary() : nullptr;
   // It cannot be told whose a damaged blob is, so it is not removed; the next sign-in replaces it.
   if (entries == nullptr) return {};
   const auto* blobUUID = (*entries)[ORVAAccountUserUUIDKey].string();
-  if (blobUUID == nullptr || *blobUUID != **uuid) return {.state = State::Foreign};
-  return {.state = State::Available,
-          .user = restoreRecord((*entries)[ORVAAccountUserDataKey]),
-          .uuid = *uuid,
-          .blob = blob};
+  if (blobUUID == nullptr || *blobUUID != **uuid) return {.isForeign = true};
+  return {.user = restoreRecord((*entries)[ORVAAccountUserDataKey]), .uuid = *uuid, .blob = blob};
 }
 
 std::shared_ptr<ORVAAccountUser> restoredFrom(const StoredUser& stored) {
@@ -194,13 +187,13 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
   auto stored = readStoredUser(*userKeychain_);
-  if (stored.state != StoredUser::State::Foreign) return restoredFrom(stored);
+  if (!stored.isForeign) return restoredFrom(stored);
   // The defaults and the keychain were read one after the other, and another process may have
   // signed in between. Only what is foreign while everyone else is kept out is removed.
   const auto lock = lockTransaction(Missing::Create);
   if (isHeldUp(lock)) return nullptr;
   stored = readStoredUser(*userKeychain_);
-  if (stored.state == StoredUser::State::Foreign) removeStoredUser(*userKeychain_);
+  if (stored.isForeign) removeStoredUser(*userKeychain_);
   return restoredFrom(stored);
 }
 
