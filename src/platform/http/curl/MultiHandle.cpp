@@ -58,7 +58,7 @@ int MultiHandle::watchSocket(CURL*, curl_socket_t descriptor, int what, void* se
   std::uint32_t events = 0;
   if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= EPOLLIN;
   if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= EPOLLOUT;
-  static_cast<MultiHandle*>(self)->context_.poller.want(descriptor, events);
+  static_cast<MultiHandle*>(self)->context_.poller.setInterest(descriptor, events);
   return 0;
 }
 
@@ -79,33 +79,33 @@ void MultiHandle::wait(bool isUrgent) {
   if (!running_.empty()) until = std::min(until, firstDeadline_);
   if (timer_) until = std::min(until, *timer_);
   // Transfers that wait for their start would wait for some socket's event.
-  if (isUrgent || !waiting_.empty()) until = context_.now;
+  if (isUrgent || !queued_.empty()) until = context_.now;
   // Rounded up: woken a moment too early, the leader would spin until the time has come.
   ready_ = context_.poller.wait(std::chrono::ceil<std::chrono::milliseconds>(until - context_.now));
   context_.now = Clock::now();
 }
 
-void MultiHandle::take(std::vector<std::unique_ptr<Transfer>>& transfers) {
-  for (auto& transfer : transfers) waiting_.push_back(std::move(transfer));
+void MultiHandle::enqueue(std::vector<std::unique_ptr<Transfer>>& transfers) {
+  for (auto& transfer : transfers) queued_.push_back(std::move(transfer));
   transfers.clear();
 }
 
-void MultiHandle::turn() {
-  startSome();
-  moveOn();
+void MultiHandle::runOnce() {
+  startQueued();
+  dispatchReady();
   if (!isAnyOverdue()) return;
-  catchUp();
+  drainReady();
   endOverdue();
 }
 
-void MultiHandle::startSome() {
+void MultiHandle::startQueued() {
   context_.now = Clock::now();
-  for (std::size_t handshakes = 0; handshakes < startsAtOnce && !waiting_.empty();) {
+  for (std::size_t handshakes = 0; handshakes < startsAtOnce && !queued_.empty();) {
     // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
     // none to find when each that is open has a transfer already.
     if (running_.size() >= context_.sockets.count()) ++handshakes;
-    start(std::move(waiting_.front()));
-    waiting_.pop_front();
+    start(std::move(queued_.front()));
+    queued_.pop_front();
   }
 }
 
@@ -131,11 +131,11 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   transfer->place = running_.size();
   firstDeadline_ = std::min(firstDeadline_, transfer->deadline());
   running_.push_back(std::move(transfer));
-  run(*running_.back());
+  addToMulti(*running_.back());
 }
 
-// libcurl only sets its timer to this moment; the next moveOn() begins the work.
-void MultiHandle::run(Transfer& transfer) {
+// libcurl only sets its timer to this moment; the next dispatchReady() begins the work.
+void MultiHandle::addToMulti(Transfer& transfer) {
   if (curl_multi_add_handle(multi_, transfer.curl()) != CURLM_OK) {
     end(transfer, CURLE_FAILED_INIT);
   }
@@ -143,7 +143,7 @@ void MultiHandle::run(Transfer& transfer) {
 
 // libcurl is told which connections are ready and looks at no other, so a turn costs the same
 // however many transfers only wait.
-void MultiHandle::moveOn() {
+void MultiHandle::dispatchReady() {
   int running = 0;
   // libcurl may close a socket meanwhile; for the rest of the events it does not know the number
   // then, and does nothing.
@@ -171,10 +171,10 @@ bool MultiHandle::isAnyOverdue() {
 
 // After the whole process has stood still (a debugger, a suspended shell) everything looks overdue,
 // while the answers wait to be read. Each round takes up other connections.
-void MultiHandle::catchUp() {
+void MultiHandle::drainReady() {
   for (std::size_t rounds = running_.size() / EpollPoller::eventsAtOnce + 1; rounds > 0; --rounds) {
     ready_ = context_.poller.wait(std::chrono::milliseconds(0));
-    moveOn();
+    dispatchReady();
   }
 }
 
@@ -196,7 +196,7 @@ void MultiHandle::collectFinished() {
     if (transfer.continuesAfter(code)) {
       // Only a handle that is added again starts over.
       curl_multi_remove_handle(multi_, transfer.curl());
-      run(transfer);
+      addToMulti(transfer);
     } else {
       end(transfer, code);
     }

@@ -30,12 +30,12 @@ class MultiHandle {
   void abandon();
 
   // Takes new transfers out of the list, to start a few of them in each turn.
-  void take(std::vector<std::unique_ptr<Transfer>>& transfers);
+  void enqueue(std::vector<std::unique_ptr<Transfer>>& transfers);
   // Waits until a connection is ready, a time is over, or somebody wakes it up; not at all when
   // `isUrgent`.
   void wait(bool isUrgent);
   // Moves everything on for which wait() has found something, and reports what has ended.
-  void turn();
+  void runOnce();
   // From any thread.
   void wake() const { context_.poller.wake(); }
 
@@ -45,13 +45,13 @@ class MultiHandle {
   static int watchSocket(CURL* curl, curl_socket_t descriptor, int what, void* self,
                          void* unused) noexcept;
   static int setTimer(CURLM* multi, long milliseconds, void* self) noexcept;
-  void startSome();
+  void startQueued();
   std::unique_ptr<EasyHandle> takeEasyHandle();
   void start(std::unique_ptr<Transfer> transfer);
-  void run(Transfer& transfer);
-  void moveOn();
+  void addToMulti(Transfer& transfer);
+  void dispatchReady();
   bool isAnyOverdue();
-  void catchUp();
+  void drainReady();
   void endOverdue();
   void collectFinished();
   void end(Transfer& transfer, CURLcode code);
@@ -60,7 +60,7 @@ class MultiHandle {
   CURLM* multi_ = nullptr;
   // When libcurl wants to be called though no connection is ready.
   std::optional<Clock::time_point> timer_;
-  std::deque<std::unique_ptr<Transfer>> waiting_;
+  std::deque<std::unique_ptr<Transfer>> queued_;
   std::vector<std::unique_ptr<Transfer>> running_;  // in no order
   // No running transfer's deadline is before this. Progress moves a deadline on and leaves this as
   // it is, so noting progress costs next to nothing.

@@ -40,7 +40,7 @@ int SocketRegistry::open(int family, int type, int protocol) {
   const int descriptor = socket(family, type | SOCK_CLOEXEC, protocol);
   if (descriptor < 0) return -1;
   try {
-    poller_.willStay(descriptor);
+    poller_.registerSocket(descriptor);
     unresolved_.push_back(descriptor);
     return descriptor;
   } catch (const std::bad_alloc&) {
@@ -52,7 +52,7 @@ int SocketRegistry::open(int family, int type, int protocol) {
 void SocketRegistry::close(int descriptor) {
   std::erase(unresolved_, descriptor);
   std::erase_if(resolved_, [descriptor](const auto& entry) { return entry.second == descriptor; });
-  poller_.willClose(descriptor);
+  poller_.unregisterSocket(descriptor);
   ::close(descriptor);
 }
 

@@ -118,8 +118,8 @@ void TransferEngine::dispatch() {
     const InboxLock lock(forkLocks.transferInbox);
     if (!enterLibcurl(lock)) return;
   }
-  state_->multi.take(state_->arrived);
-  state_->multi.turn();
+  state_->multi.enqueue(state_->arrived);
+  state_->multi.runOnce();
   const InboxLock lock(forkLocks.transferInbox);
   leaveLibcurl(lock);
 }
