@@ -70,7 +70,7 @@ Answer webSSOAnswer(const TransferOutcome& reply) {
   return makeResult(std::string(block.resultDescription), block.returnData.value_or(""));
 }
 
-// The client lives until the reply has been read.
+// Keeps the client alive until the reply has been read.
 void startCustomerInfoCall(ORVAAccountAPI& client, std::string_view apiID,
                            const Dictionary& parameters,
                            ORVAAccountAPICompletionHandler completionHandler, AnswerRule rule) {

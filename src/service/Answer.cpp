@@ -16,6 +16,7 @@ ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler complet
 
 TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler, AnswerRule rule,
                           std::shared_ptr<const Object> keptAlive) {
+  // The rule is a plain function, so a pending call holds nothing but the handler and `keptAlive`.
   return [handler = required(std::move(completionHandler)), rule, keptAlive = std::move(keptAlive)](
              const TransferOutcome& reply) { report(rule(reply), handler); };
 }

@@ -29,6 +29,8 @@ Failure unexpectedJSON(std::string_view description) {
   return makeFailure(NSCocoaErrorDomain, NSPropertyListReadCorruptError, std::string(description));
 }
 
+// The error comes first, then the status: only a whole answer with status 200 is read. In it, a
+// Status of 0 is success.
 Answer openIDAnswer(const TransferOutcome& reply) {
   if (reply.error) return Failure(reply.error);
   if (reply.statusCode != kStatusOK) return Failure(statusError(reply.statusCode));

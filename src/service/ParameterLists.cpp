@@ -18,7 +18,8 @@ namespace {
 
 constexpr std::string_view kParameterListAPIID = "secure0003";
 
-// Neither the error nor the status is looked at; no body reads as one without a block.
+// Neither the error nor the status is looked at. Without a body, or without a block in it, the data
+// is null.
 Answer listAnswer(const TransferOutcome& reply) {
   const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Strict);
   return makeResult(std::string(block.resultDescription),

@@ -67,7 +67,7 @@ void ORVAAccountAPI::getUserData_completionHandler(
     task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
     const auto parser = task.parser;
     parser->setDelegate(std::static_pointer_cast<ORVAAccountAPI>(self));
-    // Should the host have taken the list away, the call must report all the same.
+    // A host may have set the list to absent. Without a task the call would never report.
     tasks_->appendAnyway(std::move(task));
     parser->parse();
   };
@@ -109,7 +109,7 @@ void ORVAAccountAPI::parser_parseErrorOccurred(XMLParser& parser,
 void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   const auto task = tasks_->find(parser);
   if (!task) return;
-  // A task that a host put there may have no callback.
+  // A task that a host put into the list may have no callback.
   if (const auto& callback = task->completionHandler) {
     const Answer answer =
         task->parsingError ? Failure(task->parsingError) : userDataAnswer(task->elements);

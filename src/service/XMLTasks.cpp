@@ -97,7 +97,8 @@ void XMLTaskList::foundCharacters(const XMLParser& parser, std::string_view char
 }
 
 void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elementName) {
-  Value replaced;  // destroyed after the section: a host may have put an object there
+  // Destroyed after the section: a host may have put an object of its own under this name.
+  Value replaced;
   const BriefSection section;
   XMLTask* task = locate(&parser);
   if (task == nullptr || !task->parsingString) return;
@@ -107,7 +108,8 @@ void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elemen
 }
 
 void XMLTaskList::parseErrorOccurred(const XMLParser& parser, const std::shared_ptr<Error>& error) {
-  std::shared_ptr<Error> replaced = error;  // destroyed after the section
+  // After the swap this holds the error from before, which is destroyed after the section.
+  std::shared_ptr<Error> replaced = error;
   const BriefSection section;
   if (XMLTask* task = locate(&parser)) task->parsingError.swap(replaced);
 }

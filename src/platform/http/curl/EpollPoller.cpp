@@ -69,8 +69,8 @@ bool EpollPoller::isWanted(const epoll_event& event) {
     return false;
   }
   Watched& source = watched(descriptor);
-  // The one wake-up for a socket that nobody wants at the moment; without this it would come again
-  // and again.
+  // epoll still watches a socket in which there is no interest now (see registerSocket). Without
+  // this line it would report the event at every wait.
   if (source.interest == 0) updateEpoll(descriptor, source, 0);
   return source.interest != 0;
 }

@@ -15,7 +15,8 @@ namespace orx::platform {
 // thread at a time.
 class EpollPoller {
  public:
-  // Few at a time, because the handlers that wait for what these events lead to run after them.
+  // Handlers run only after all events of one batch: a larger batch would let the first handler
+  // wait for the work of the last event.
   static constexpr std::size_t eventsAtOnce = 32;
 
   EpollPoller() = default;
@@ -29,9 +30,9 @@ class EpollPoller {
   // Nothing may be called afterwards.
   void close();
 
-  // Registers a socket that will be announced by unregisterSocket() before it is closed. When
-  // nothing is wanted of it for the moment the system is not told, because it mostly is wanted
-  // again soon: that saves two system calls for each transfer.
+  // For sockets that are kept from transfer to transfer; unregister one before it is closed. While
+  // there is no interest in a registered socket, epoll goes on watching it, because the next
+  // transfer mostly comes soon: that saves two system calls for each transfer.
   void registerSocket(int descriptor);
   void unregisterSocket(int descriptor);
   // `events`: EPOLLIN, EPOLLOUT, both or none, from now on. A socket that the system refuses to

@@ -13,8 +13,8 @@ constexpr long keptConnections = 256;
 // Easy handles that are kept when idle. Each takes some 10 KB, so a burst of more calls than this
 // frees the others again.
 constexpr std::size_t keptHandles = 256;
-// So few start in a turn that those before them come through their handshakes meanwhile: the
-// buffers of all handshakes of a burst at the same moment would set the process's peak of memory.
+// Handshakes that start in one pass. With a whole burst of calls in their handshakes at the same
+// moment, the buffers of all of them would set the process's peak of memory.
 constexpr std::size_t startsAtOnce = 8;
 // libcurl's connections are looked at again after this time at the latest.
 constexpr std::chrono::hours longestSleep{24};
@@ -70,7 +70,7 @@ int MultiHandle::setTimer(CURLM*, long milliseconds, void* self) noexcept {
   return 0;
 }
 
-// ---- One round: wait, start some, move the others on. ----
+// ---- One pass: wait, start some transfers, let libcurl work on the others. ----
 
 void MultiHandle::wait(bool isUrgent) {
   context_.now = Clock::now();
@@ -134,19 +134,19 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   addToMulti(*running_.back());
 }
 
-// libcurl only sets its timer to this moment; the next dispatchReady() begins the work.
+// libcurl only sets its timer to this moment; the next dispatchReady() does the first work.
 void MultiHandle::addToMulti(Transfer& transfer) {
   if (curl_multi_add_handle(multi_, transfer.curl()) != CURLM_OK) {
     end(transfer, CURLE_FAILED_INIT);
   }
 }
 
-// libcurl is told which connections are ready and looks at no other, so a turn costs the same
+// libcurl is told which connections are ready and looks at no other, so a pass costs the same
 // however many transfers only wait.
 void MultiHandle::dispatchReady() {
   int running = 0;
-  // libcurl may close a socket meanwhile; for the rest of the events it does not know the number
-  // then, and does nothing.
+  // libcurl may close a socket in one of these calls. It does not know the number any more then,
+  // and ignores a later event for it.
   for (const auto& event : std::exchange(ready_, {})) {
     curl_multi_socket_action(multi_, event.data.fd, selectBits(event.events), &running);
   }
@@ -170,7 +170,8 @@ bool MultiHandle::isAnyOverdue() {
 }
 
 // After the whole process has stood still (a debugger, a suspended shell) everything looks overdue,
-// while the answers wait to be read. Each round takes up other connections.
+// while the answers wait to be read: reading them first keeps those calls from failing. A round
+// handles one batch of events, so there are as many rounds as the running transfers may need.
 void MultiHandle::drainReady() {
   for (std::size_t rounds = running_.size() / EpollPoller::eventsAtOnce + 1; rounds > 0; --rounds) {
     ready_ = context_.poller.wait(std::chrono::milliseconds(0));

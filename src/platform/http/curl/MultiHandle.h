@@ -29,12 +29,13 @@ class MultiHandle {
   // may be called afterwards.
   void abandon();
 
-  // Takes new transfers out of the list, to start a few of them in each turn.
+  // Takes all transfers out of the list. runOnce() starts a few of them at a time.
   void enqueue(std::vector<std::unique_ptr<Transfer>>& transfers);
   // Waits until a connection is ready, a time is over, or somebody wakes it up; not at all when
   // `isUrgent`.
   void wait(bool isUrgent);
-  // Moves everything on for which wait() has found something, and reports what has ended.
+  // Starts queued transfers, lets libcurl work on the connections that wait() found ready, and
+  // reports the transfers that have ended.
   void runOnce();
   // From any thread.
   void wake() const { context_.poller.wake(); }

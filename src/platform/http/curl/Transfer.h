@@ -17,8 +17,8 @@ namespace orx::platform {
 struct TransferContext {
   using Clock = std::chrono::steady_clock;
 
-  // Read once in a while; until the next time, everything counts as happening now. Each step of a
-  // transfer is noted, and reading the clock for each would cost more than the note.
+  // The time of this pass of the multi handle. Each step of a transfer notes it as progress, and
+  // reading the clock at each step would cost more than the step.
   Clock::time_point now = Clock::now();
   EpollPoller poller;
   SocketRegistry sockets{poller};
@@ -38,13 +38,13 @@ class Transfer final : private EasyHandle::Client {
     return configuration_;
   }
   CURL* curl() const { return easy_->curl(); }
-  // Whom an easy handle serves.
+  // The transfer that runs on an easy handle.
   static Transfer& of(CURL* curl) { return static_cast<Transfer&>(EasyHandle::clientOf(curl)); }
 
   // Takes an easy handle until finish(), and sets it up for this request. The time-out counts from
   // here.
   void start(std::unique_ptr<EasyHandle> easy, TransferContext& context);
-  // When it is to be given up, unless it makes progress before.
+  // When the time-out strikes, unless there is progress before.
   TransferContext::Clock::time_point deadline() const { return lastProgress_ + easy_->timeout(); }
   // Asked when libcurl is done with the handle: true when it is to be run once more.
   bool continuesAfter(CURLcode code);
@@ -56,7 +56,7 @@ class Transfer final : private EasyHandle::Client {
   // Brings the outcome to the handler, on a worker.
   void report(TransferOutcome outcome);
 
-  // Its place in the multi handle's list of running transfers; the multi handle's own note.
+  // The index in the multi handle's list of running transfers, which the multi handle keeps here.
   std::size_t place = 0;
 
  private:
