@@ -25,8 +25,9 @@
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
-// In a child that is forked beside a busy thread, the address sanitizer's allocator may be locked.
-#if !defined(__SANITIZE_ADDRESS__)
+// In a child that is forked beside a busy thread, the address sanitizer's allocator may be locked,
+// and the thread sanitizer refuses new threads.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 namespace orx::testing {
 

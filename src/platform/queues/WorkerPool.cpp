@@ -211,10 +211,13 @@ bool WorkerPool::State::sleepUntilWoken(Lock& lock, Worker& self) {
   self.isAwake = false;
   idle.push_back(&self);
   const auto isWoken = [&self] { return self.isAwake; };
-  if (workers <= coreWorkers) {
-    self.wake.wait(lock, isWoken);
-  } else if (!self.wake.wait_for(lock, idleTime, isWoken)) {
+  if (workers > coreWorkers) self.wake.wait_for(lock, idleTime, isWoken);
+  // Counted again: of several that fall asleep together beyond the core, the last ones to run out
+  // of time are the core by then.
+  if (!self.isAwake && workers > coreWorkers) {
     std::erase(idle, &self);
+  } else {
+    self.wake.wait(lock, isWoken);
   }
   return self.isAwake;
 }

@@ -37,6 +37,7 @@ TEST(WorkerPool, GrowsPastJobsThatBlockAndShrinksAgain) {
   for (std::size_t i = 0; i < blocked; ++i) left.take();
   // The thread of this test and two workers.
   EXPECT_TRUE(eventually([] { return threadCount() <= 3; }));
+  EXPECT_EQ(threadCount(), 3U) << "two workers stay, however many fell asleep together";
 }
 
 TEST(WorkerPool, NeedsFewWorkersForJobsThatAreShort) {
