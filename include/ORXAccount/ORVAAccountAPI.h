@@ -133,10 +133,6 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
 
  private:
   ORVAAccountAPI();
-  void startLogin(std::string_view apiID, const Dictionary& parameters,
-                  ORVAAccountAPICompletionHandler completionHandler);
-  void startJSONCall(std::string_view path, Dictionary parameters,
-                     ORVAAccountAPICompletionHandler completionHandler);
   struct Tasks;
 
   std::optional<std::string> appID_;

@@ -15,25 +15,13 @@ using namespace platform;
 using namespace config;
 
 struct ORVAAccount::State {
-  bool isStage = false;
-  std::optional<std::string> appID;
-  std::optional<std::string> appKey;
-  std::optional<URL> lumCusInfoURL;
-  std::optional<URL> orvaServiceURL;
-  // One for each initialisation: a repeated one registers again.
+  Guarded<bool> isStage;
+  Guarded<std::optional<std::string>> appID;
+  Guarded<std::optional<std::string>> appKey;
+  Guarded<std::optional<URL>> lumCusInfoURL;
+  Guarded<std::optional<URL>> orvaServiceURL;
+  // One for each initialisation: a repeated one registers again. Changed in brief sections.
   std::vector<Observation> observations;
-
-  template <typename Property>
-  Property get(Property State::*property) {
-    const BriefSection section;
-    return this->*property;
-  }
-
-  template <typename Property>
-  void set(Property State::*property, Property value) {
-    const BriefSection section;
-    std::swap(this->*property, value);
-  }
 };
 
 ORVAAccount::ORVAAccount() : state_(std::make_unique<State>()) {}
@@ -67,34 +55,32 @@ void ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(
 
 void ORVAAccount::didUser(const Notification& /*notification*/) {}
 
-bool ORVAAccount::isStage() const { return state_->get(&State::isStage); }
+bool ORVAAccount::isStage() const { return state_->isStage.get(); }
 
-void ORVAAccount::setIsStage(bool isStage) { state_->set(&State::isStage, isStage); }
+void ORVAAccount::setIsStage(bool isStage) { state_->isStage.set(isStage); }
 
-std::optional<std::string> ORVAAccount::appID() const { return state_->get(&State::appID); }
+std::optional<std::string> ORVAAccount::appID() const { return state_->appID.get(); }
 
 void ORVAAccount::setAppID(std::optional<std::string> appID) {
-  state_->set(&State::appID, std::move(appID));
+  state_->appID.set(std::move(appID));
 }
 
-std::optional<std::string> ORVAAccount::appKey() const { return state_->get(&State::appKey); }
+std::optional<std::string> ORVAAccount::appKey() const { return state_->appKey.get(); }
 
 void ORVAAccount::setAppKey(std::optional<std::string> appKey) {
-  state_->set(&State::appKey, std::move(appKey));
+  state_->appKey.set(std::move(appKey));
 }
 
-std::optional<URL> ORVAAccount::lumCusInfoURL() const { return state_->get(&State::lumCusInfoURL); }
+std::optional<URL> ORVAAccount::lumCusInfoURL() const { return state_->lumCusInfoURL.get(); }
 
 void ORVAAccount::setLumCusInfoURL(std::optional<URL> lumCusInfoURL) {
-  state_->set(&State::lumCusInfoURL, std::move(lumCusInfoURL));
+  state_->lumCusInfoURL.set(std::move(lumCusInfoURL));
 }
 
-std::optional<URL> ORVAAccount::orvaServiceURL() const {
-  return state_->get(&State::orvaServiceURL);
-}
+std::optional<URL> ORVAAccount::orvaServiceURL() const { return state_->orvaServiceURL.get(); }
 
 void ORVAAccount::setOrvaServiceURL(std::optional<URL> orvaServiceURL) {
-  state_->set(&State::orvaServiceURL, std::move(orvaServiceURL));
+  state_->orvaServiceURL.set(std::move(orvaServiceURL));
 }
 
 }  // namespace orx

@@ -18,7 +18,7 @@ namespace orx {
 using namespace platform;
 
 struct ORVAAccountLoginManager::State {
-  std::weak_ptr<ORVAAccountLoginManagerDelegate> delegate;
+  Guarded<std::weak_ptr<ORVAAccountLoginManagerDelegate>> delegate;
   service::XMLTaskList ticketTasks{{.parser = kLoginWithTicketXMLParser,
                                     .elements = kLoginWithTicketReturnDataDictionary,
                                     .parsingString = kLoginWithTicketParsingString,
@@ -91,14 +91,12 @@ void ORVAAccountLoginManager::setLoginServerIsCN(bool isCN) {
 bool ORVAAccountLoginManager::loginServerIsCN() { return ORVAAccountAPI::targetServerIsCN(); }
 
 std::shared_ptr<ORVAAccountLoginManagerDelegate> ORVAAccountLoginManager::delegate() const {
-  const BriefSection section;
-  return state_->delegate.lock();
+  return state_->delegate.get().lock();
 }
 
 void ORVAAccountLoginManager::setDelegate(
     const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate) {
-  const BriefSection section;
-  state_->delegate = delegate;
+  state_->delegate.set(delegate);
 }
 
 // Each handler below keeps the manager alive until the sign-in has been reported.

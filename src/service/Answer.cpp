@@ -1,5 +1,6 @@
 #include "service/Answer.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "platform/formats/JSONSerialization.h"
@@ -7,6 +8,23 @@
 namespace orx::service {
 
 using namespace platform;
+
+ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler) {
+  if (!completionHandler) throw std::invalid_argument("a call needs a completion handler");
+  return completionHandler;
+}
+
+TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler, AnswerRule rule,
+                          std::shared_ptr<const Object> keptAlive) {
+  // The rule is a plain function, so a pending call holds nothing but the handler and `keptAlive`.
+  return [handler = required(std::move(completionHandler)), rule, keptAlive = std::move(keptAlive)](
+             const TransferOutcome& reply) { report(rule(reply), handler); };
+}
+
+void report(const Answer& answer, const ORVAAccountAPICompletionHandler& completionHandler) {
+  if (!answer) return completionHandler(nullptr, answer.error());
+  completionHandler(*answer, nullptr);
+}
 
 std::string_view textOf(const TransferOutcome& reply) {
   return reply.data ? reply.data->text() : std::string_view();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <ORXAccount/ORVAAccountAPIResult.h>
+#include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/platform/Value.h>
 
 #include <memory>
@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Result.h"
 #include "platform/http/Transport.h"
 #include "service/ResultBlock.h"
 
@@ -15,6 +16,23 @@ namespace orx::service {
 
 // The status that an operation wants when it looks at the status at all.
 inline constexpr long kStatusOK = 200;
+
+// What an operation makes of a reply: the result that it reports, or the error.
+using Answer = platform::Result<std::shared_ptr<ORVAAccountAPIResult>>;
+
+// The rule of one operation: which replies are a success, and what is handed back.
+using AnswerRule = Answer (*)(const platform::TransferOutcome& reply);
+
+// The handler as it is. Throws std::invalid_argument when it is empty: its call could never report.
+ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler);
+
+// A handler for a transfer that reads the reply by the rule and reports what comes of it, a result
+// or an error. `keptAlive` (may be null) lives until then. Throws as required() does.
+platform::TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler,
+                                    AnswerRule rule, std::shared_ptr<const Object> keptAlive);
+
+// Hands the answer's result or its error, exactly one of both, to the handler.
+void report(const Answer& answer, const ORVAAccountAPICompletionHandler& completionHandler);
 
 // The body, empty when there is none. Ends with the reply.
 std::string_view textOf(const platform::TransferOutcome& reply);

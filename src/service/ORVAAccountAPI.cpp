@@ -3,7 +3,6 @@
 
 #include <atomic>
 
-#include "service/ORVAAccountAPITasks.h"
 #include "service/ServiceError.h"
 
 namespace orx {
@@ -20,10 +19,6 @@ std::shared_ptr<ORVAAccountAPIResult> ORVAAccountAPIResult::init() {
   return std::make_shared<ORVAAccountAPIResult>(Making());
 }
 
-ORVAAccountAPI::ORVAAccountAPI() : tasks_(std::make_unique<Tasks>()) {}
-
-ORVAAccountAPI::~ORVAAccountAPI() = default;
-
 std::shared_ptr<ORVAAccountAPI> ORVAAccountAPI::initWithOptions(const Dictionary& options) {
   auto api = std::shared_ptr<ORVAAccountAPI>(new ORVAAccountAPI);
   api->setAppID(options[kORVAAccountAppID].text());
@@ -32,21 +27,13 @@ std::shared_ptr<ORVAAccountAPI> ORVAAccountAPI::initWithOptions(const Dictionary
   return api;
 }
 
-std::optional<std::vector<Dictionary>> ORVAAccountAPI::parsingTasks() const {
-  return tasks_->dictionaries();
-}
-
-void ORVAAccountAPI::setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks) {
-  tasks_->setDictionaries(parsingTasks);
-}
-
 void ORVAAccountAPI::setTargetServerWithIsCN(bool isCN) { g_targetServerIsCNServer = isCN; }
 
 bool ORVAAccountAPI::targetServerIsCN() { return g_targetServerIsCNServer; }
 
 std::shared_ptr<Error> ORVAAccountAPI::errorWithDescription(
     const std::optional<std::string>& description) const {
-  return serviceError(codeOfDescription(description.value_or("")), description);
+  return refusalError(description);
 }
 
 }  // namespace orx

@@ -12,7 +12,6 @@
 #include "platform/http/Transport.h"
 #include "platform/http/URLSessionConfiguration.h"
 #include "service/Answer.h"
-#include "service/CompletionHandler.h"
 #include "service/ServiceError.h"
 
 namespace orx {
@@ -26,52 +25,55 @@ namespace {
 constexpr std::string_view kRegisterPath = "/api/OpenIdApi/Register";
 constexpr std::string_view kLoginPath = "/api/OpenIdApi/Login";
 
+Failure unexpectedJSON(std::string_view description) {
+  return makeFailure(NSCocoaErrorDomain, NSPropertyListReadCorruptError, std::string(description));
+}
+
+// The error comes first, then the status: only a whole answer with status 200 is read. In it, a
+// Status of 0 is success.
+Answer openIDAnswer(const TransferOutcome& reply) {
+  if (reply.error) return Failure(reply.error);
+  if (reply.statusCode != kStatusOK) return Failure(statusError(reply.statusCode));
+  const auto root = JSONObjectWithText(textOf(reply));
+  if (!root) return Failure(root.error());
+  const Dictionary* answer = root->dictionary();
+  if (answer == nullptr) return unexpectedJSON("the answer is not a JSON object");
+  const Value& status = (*answer)["Status"];
+  if (status.array() != nullptr || status.dictionary() != nullptr) {
+    return unexpectedJSON("the answer's Status is not a number");
+  }
+  const std::optional<std::string> message = (*answer)["Message"].text();
+  // A Status that is missing reads as 0.
+  if (intValue(status) != 0) return Failure(refusalError(message.value_or("")));
+  return makeResult(message, (*answer)["Result"]);
+}
+
+// The two operations differ in the path alone. The credentials replace any that the caller's
+// parameters hold. The client lives until the reply has been read.
+void startJSONCall(ORVAAccountAPI& client, std::string_view path, Dictionary parameters,
+                   ORVAAccountAPICompletionHandler completionHandler) {
+  if (!client.appID() || !client.appKey()) {
+    throw std::invalid_argument("the call needs an application ID and an application key");
+  }
+  parameters.set(kORVAAccountAppID, *client.appID());
+  parameters.set(kORVAAccountAppKey, *client.appKey());
+  startTransfer({.url = serviceURL(ServerSet::Global, path),
+                 .httpBody = textWithJSONObject(parameters),
+                 .contentType = "application/json"},
+                sharedDefaultConfiguration(),
+                answering(std::move(completionHandler), openIDAnswer, client.shared_from_this()));
+}
+
 }  // namespace
 
 void ORVAAccountAPI::registerV2WithParameters_completeHandler(
     const Dictionary& parameters, ORVAAccountAPICompletionHandler completeHandler) {
-  startJSONCall(kRegisterPath, parameters, std::move(completeHandler));
+  startJSONCall(*this, kRegisterPath, parameters, std::move(completeHandler));
 }
 
 void ORVAAccountAPI::loginOpenIDV2WithParameters_completionHandler(
     const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
-  startJSONCall(kLoginPath, parameters, std::move(completionHandler));
-}
-
-// The two operations differ in the path alone. The credentials replace any that the caller's
-// parameters hold.
-void ORVAAccountAPI::startJSONCall(std::string_view path, Dictionary parameters,
-                                   ORVAAccountAPICompletionHandler completionHandler) {
-  if (!appID_ || !appKey_) {
-    throw std::invalid_argument("the call needs an application ID and an application key");
-  }
-  parameters.set(kORVAAccountAppID, *appID_);
-  parameters.set(kORVAAccountAppKey, *appKey_);
-  auto replyHandler = [this, self = shared_from_this(),
-                       handler =
-                           required(std::move(completionHandler))](const TransferOutcome& reply) {
-    if (reply.error) return handler(nullptr, reply.error);
-    if (reply.statusCode != kStatusOK) {
-      return handler(nullptr, statusError(reply.statusCode));
-    }
-    const auto root = JSONObjectWithText(textOf(reply));
-    if (!root) return handler(nullptr, root.error());
-    const Dictionary* answer = root->dictionary();
-    if (answer == nullptr) {
-      return handler(nullptr, unexpectedJSONError("the answer is not a JSON object"));
-    }
-    const Value& status = (*answer)["Status"];
-    if (status.array() != nullptr || status.dictionary() != nullptr) {
-      return handler(nullptr, unexpectedJSONError("the answer's Status is not a number"));
-    }
-    const std::optional<std::string> message = (*answer)["Message"].text();
-    if (intValue(status) != 0) return handler(nullptr, errorWithDescription(message.value_or("")));
-    handler(makeResult(message, (*answer)["Result"]), nullptr);
-  };
-  startTransfer({.url = serviceURL(ServerSet::Global, path),
-                 .httpBody = textWithJSONObject(parameters),
-                 .contentType = "application/json"},
-                sharedDefaultConfiguration(), std::move(replyHandler));
+  startJSONCall(*this, kLoginPath, parameters, std::move(completionHandler));
 }
 
 }  // namespace orx

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "service/Answer.h"
-#include "service/CompletionHandler.h"
 #include "service/SOAPCall.h"
 
 namespace orx {
@@ -19,24 +18,24 @@ namespace {
 
 constexpr std::string_view kParameterListAPIID = "secure0003";
 
+// Neither the error nor the status is looked at. Without a body, or without a block in it, the data
+// is null.
+Answer listAnswer(const TransferOutcome& reply) {
+  const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Strict);
+  return makeResult(std::string(block.resultDescription),
+                    parsedJSON(block.returnData.value_or("")));
+}
+
 }  // namespace
 
-// Neither the error nor the status is looked at; no body reads as one without a block. The name
-// goes into the JSON as it stands, so one that holds a quote makes text that is no JSON.
+// The name goes into the JSON as it stands, so one that holds a quote makes text that is no JSON.
 void ORVAAccountAPI::parameterListWithName_completionHandler(
     std::string_view name, ORVAAccountAPICompletionHandler completionHandler) {
-  auto replyHandler = [handler =
-                           required(std::move(completionHandler))](const TransferOutcome& reply) {
-    const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Strict);
-    handler(
-        makeResult(std::string(block.resultDescription), parsedJSON(block.returnData.value_or(""))),
-        nullptr);
-  };
   startSOAPCall({.envelope = soap11_header_request_pattern,
                  .path = kAccountServicePath,
                  .apiID = kParameterListAPIID,
                  .parameterText = R"({"Para":")" + std::string(name) + R"("})"},
-                {appID_, appKey_}, std::move(replyHandler));
+                {appID_, appKey_}, answering(std::move(completionHandler), listAnswer, nullptr));
 }
 
 void ORVAAccountAPI::countryListWithCompletionHandler(

@@ -6,7 +6,6 @@
 #include <array>
 #include <utility>
 
-#include "platform/formats/JSONSerialization.h"
 #include "platform/http/URLSessionConfiguration.h"
 
 namespace orx::service {
@@ -24,8 +23,6 @@ constinit const std::string_view soap11_header_request_pattern =
     R"(  <soap:Body>    <call xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
     R"(      <ApiID>%@</ApiID>      <Parameters>%@</Parameters>    </call>  </soap:Body>)"
     R"(</soap:Envelope>)";
-
-std::string parameterText(const Dictionary& parameters) { return textWithJSONObject(parameters); }
 
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {
   constexpr std::string_view kPlace = "%@";

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <ORXAccount/platform/Value.h>
-
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,7 +18,7 @@ struct SOAPCall {
   std::string_view envelope;  // one of the three templates
   std::string_view path;      // kCustomerInfoPath or kAccountServicePath
   std::string_view apiID;
-  std::string parameterText;
+  std::string parameterText;  // compact JSON
 };
 
 // Who sends the call. Absent credentials are sent as empty text.
@@ -28,10 +26,6 @@ struct Credentials {
   const std::optional<std::string>& appID;
   const std::optional<std::string>& appKey;
 };
-
-// The parameters of a call as compact JSON text. Throws std::invalid_argument for parameters that
-// JSON cannot hold.
-std::string parameterText(const Dictionary& parameters);
 
 // The template with its four places filled in order; nothing is escaped, and a "%@" inside what was
 // put in is left alone.

@@ -15,7 +15,7 @@ std::shared_ptr<Error> serviceError(std::int64_t code,
   return Error::errorWithDomain_code_userInfo(kORVAAccountErrorDomain, code, userInfo);
 }
 
-std::int64_t codeOfDescription(std::string_view description) {
+std::shared_ptr<Error> refusalError(const std::optional<std::string>& description) {
   // The service's own words, to be matched whole and with case.
   static constexpr std::array<std::pair<std::string_view, std::int64_t>, 7> kCodes{{
       {"AppID Error", kORVAAccountErrorAppID},
@@ -26,18 +26,13 @@ std::int64_t codeOfDescription(std::string_view description) {
       {"passwd can not empty or be 8~25 in length", kORVAAccountErrorPasswordLength},
       {"Email Format Error", kORVAAccountErrorEmailFormat},
   }};
-  const auto* found =
-      std::ranges::find(kCodes, description, [](const auto& row) { return row.first; });
-  return found == kCodes.end() ? kORVAAccountErrorOther : found->second;
+  const auto* found = std::ranges::find(kCodes, description.value_or(""),
+                                        [](const auto& row) { return row.first; });
+  return serviceError(found == kCodes.end() ? kORVAAccountErrorOther : found->second, description);
 }
 
 std::shared_ptr<Error> statusError(long statusCode) {
   return Error::errorWithDomain_code_userInfo(kORVAAccountAPIErrorDomain, statusCode, {});
-}
-
-std::shared_ptr<Error> unexpectedJSONError(std::string_view description) {
-  return Error::errorWithDomain_code_userInfo(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
-                                              {{NSLocalizedDescriptionKey, description}});
 }
 
 }  // namespace orx::service

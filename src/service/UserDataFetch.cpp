@@ -7,11 +7,11 @@
 #include <utility>
 
 #include "platform/base/Integers.h"
+#include "platform/formats/JSONSerialization.h"
 #include "service/Answer.h"
-#include "service/CompletionHandler.h"
-#include "service/ORVAAccountAPITasks.h"
 #include "service/SOAPCall.h"
 #include "service/ServiceError.h"
+#include "service/XMLTasks.h"
 
 namespace orx {
 
@@ -19,23 +19,37 @@ using namespace platform;
 using namespace service;
 using namespace config;
 
+// The user-data answers that a client is parsing.
+struct ORVAAccountAPI::Tasks : XMLTaskList {
+  Tasks()
+      : XMLTaskList({.parser = kGetUserDataTaskResponseDataParser,
+                     .elements = kGetUserDataTaskResponseDataDictionary,
+                     .parsingString = kGetUserDataTaskParsingString,
+                     .parsingError = kGetUserDataTaskParsingError,
+                     .completionHandler = kGetUserDataTaskCompletionHandler}) {}
+};
+
+ORVAAccountAPI::ORVAAccountAPI() : tasks_(std::make_unique<Tasks>()) {}
+
+ORVAAccountAPI::~ORVAAccountAPI() = default;
+
 namespace {
 
 constexpr std::string_view kXMLDataType = "XmlString";
 
 // What the gathered elements of one answer amount to. Success is a result code that is there and 0.
-void reportElements(const Dictionary& elements, const ORVAAccountAPICompletionHandler& handler) {
+Answer userDataAnswer(const Dictionary& elements) {
   const auto code = elements[kORVAAccountResultCode].text();
   auto description = elements[kORVAAccountResultDescription].text();
   if (!code || longLongValue(*code) != 0) {
-    return handler(nullptr, serviceError(longLongValue(code.value_or("")), description));
+    return Failure(serviceError(longLongValue(code.value_or("")), description));
   }
   Value returnData = elements[kORVAAccountResultData];
   if (elements[kORVAAccountResultDataType].text() == kXMLDataType) {
     const std::string xml = returnData.text().value_or("");
     returnData = XMLParser::initWithText(Data(std::string_view(xml)));
   }
-  handler(makeResult(std::move(description), std::move(returnData)), nullptr);
+  return makeResult(std::move(description), std::move(returnData));
 }
 
 }  // namespace
@@ -53,15 +67,23 @@ void ORVAAccountAPI::getUserData_completionHandler(
     task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
     const auto parser = task.parser;
     parser->setDelegate(std::static_pointer_cast<ORVAAccountAPI>(self));
-    // Should the host have taken the list away, the call must report all the same.
+    // A host may have set the list to absent. Without a task the call would never report.
     tasks_->appendAnyway(std::move(task));
     parser->parse();
   };
   startSOAPCall({.envelope = soap12_request_pattern,
                  .path = kAccountServicePath,
                  .apiID = getUserDataAPIID,
-                 .parameterText = parameterText(parameters)},
+                 .parameterText = textWithJSONObject(parameters)},
                 {appID_, appKey_}, std::move(replyHandler));
+}
+
+std::optional<std::vector<Dictionary>> ORVAAccountAPI::parsingTasks() const {
+  return tasks_->dictionaries();
+}
+
+void ORVAAccountAPI::setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks) {
+  tasks_->setDictionaries(parsingTasks);
 }
 
 std::optional<Dictionary> ORVAAccountAPI::taskDictionaryWithParser(const XMLParser* parser) const {
@@ -87,11 +109,11 @@ void ORVAAccountAPI::parser_parseErrorOccurred(XMLParser& parser,
 void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   const auto task = tasks_->find(parser);
   if (!task) return;
-  // A task that a host put there may have no callback.
-  if (const auto& callback = task->completionHandler; callback && task->parsingError) {
-    callback->handler(nullptr, task->parsingError);
-  } else if (callback) {
-    reportElements(task->elements, callback->handler);
+  // A task that a host put into the list may have no callback.
+  if (const auto& callback = task->completionHandler) {
+    const Answer answer =
+        task->parsingError ? Failure(task->parsingError) : userDataAnswer(task->elements);
+    report(answer, callback->handler);
   }
   tasks_->remove(parser);
 }

@@ -34,7 +34,7 @@ XMLTask XMLTaskList::taskOf(const Dictionary& dictionary) const {
   return task;
 }
 
-std::optional<std::vector<Dictionary>> XMLTaskList::dictionaries() const {
+std::optional<std::vector<Dictionary>> XMLTaskList::dictionaries() {
   const BriefSection section;
   if (!tasks_) return std::nullopt;
   std::vector<Dictionary> all;
@@ -53,7 +53,7 @@ void XMLTaskList::setDictionaries(const std::optional<std::vector<Dictionary>>& 
   tasks_.swap(tasks);
 }
 
-std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* parser) const {
+std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* parser) {
   const BriefSection section;
   const XMLTask* task = locate(parser);
   if (task == nullptr) return std::nullopt;
@@ -71,7 +71,7 @@ void XMLTaskList::appendAnyway(XMLTask task) {
   tasks_->push_back(std::move(task));
 }
 
-std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) const {
+std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) {
   const BriefSection section;
   const XMLTask* task = locate(&parser);
   if (task == nullptr) return std::nullopt;
@@ -97,7 +97,8 @@ void XMLTaskList::foundCharacters(const XMLParser& parser, std::string_view char
 }
 
 void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elementName) {
-  Value replaced;  // destroyed after the section: a host may have put an object there
+  // Destroyed after the section: a host may have put an object of its own under this name.
+  Value replaced;
   const BriefSection section;
   XMLTask* task = locate(&parser);
   if (task == nullptr || !task->parsingString) return;
@@ -107,16 +108,13 @@ void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elemen
 }
 
 void XMLTaskList::parseErrorOccurred(const XMLParser& parser, const std::shared_ptr<Error>& error) {
-  std::shared_ptr<Error> replaced = error;  // destroyed after the section
+  // After the swap this holds the error from before, which is destroyed after the section.
+  std::shared_ptr<Error> replaced = error;
   const BriefSection section;
   if (XMLTask* task = locate(&parser)) task->parsingError.swap(replaced);
 }
 
 XMLTask* XMLTaskList::locate(const XMLParser* parser) {
-  return const_cast<XMLTask*>(std::as_const(*this).locate(parser));
-}
-
-const XMLTask* XMLTaskList::locate(const XMLParser* parser) const {
   if (!tasks_ || parser == nullptr) return nullptr;
   const auto found =
       std::ranges::find(*tasks_, parser, [](const XMLTask& task) { return task.parser.get(); });

@@ -49,15 +49,15 @@ class XMLTaskList {
   explicit XMLTaskList(const XMLTaskKeys& keys) : keys_(keys) {}
 
   // As dictionaries; absent when there is no list.
-  std::optional<std::vector<Dictionary>> dictionaries() const;
+  std::optional<std::vector<Dictionary>> dictionaries();
   void setDictionaries(const std::optional<std::vector<Dictionary>>& dictionaries);
-  std::optional<Dictionary> dictionaryWithParser(const XMLParser* parser) const;
+  std::optional<Dictionary> dictionaryWithParser(const XMLParser* parser);
 
   // Keeps nothing when there is no list.
   void append(XMLTask task);
   // Makes a list where there is none.
   void appendAnyway(XMLTask task);
-  std::optional<XMLTask> find(const XMLParser& parser) const;
+  std::optional<XMLTask> find(const XMLParser& parser);
   void remove(const XMLParser& parser);
 
   // The gathering rule: an element is recorded under its name with all character data since the
@@ -72,7 +72,6 @@ class XMLTaskList {
   XMLTask taskOf(const Dictionary& dictionary) const;
   // Null when there is none; called inside a brief section.
   XMLTask* locate(const XMLParser* parser);
-  const XMLTask* locate(const XMLParser* parser) const;
 
   const XMLTaskKeys keys_;
   std::optional<std::vector<XMLTask>> tasks_;

@@ -23,37 +23,27 @@ constinit std::mutex settingMutex;
 // unlocked one.
 const ForkChildHandler unlockInChild([] { std::construct_at(&settingMutex); });
 
-// Read and changed in a brief section: reading never waits for storage.
-SharedUser& currentRecord() {
-  static constinit ProcessWide<SharedUser> current;
+// Not guarded by the mutex above, so that reading never waits for storage.
+Guarded<SharedUser>& currentRecord() {
+  static constinit ProcessWide<Guarded<SharedUser>> current;
   return current.get();
-}
-
-void replaceCurrentRecord(SharedUser record) {
-  SharedUser& current = currentRecord();
-  const BriefSection section;
-  current.swap(record);
 }
 
 }  // namespace
 
-std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() {
-  const SharedUser& current = currentRecord();
-  const BriefSection section;
-  return current;
-}
+std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return currentRecord().get(); }
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
   Dictionary information;
   // Released at the end of this function, when no lock is held: its destructor may be host code.
-  std::shared_ptr<ORVAAccountUser> previous;
+  SharedUser previous;
   {
     const std::lock_guard guard(settingMutex);
     previous = currentUser();
     if (user == previous) return;
     if (user) information.set(ORVAAccountUserChangeNewKey, user);
     if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
-    replaceCurrentRecord(user);
+    currentRecord().set(user);
     ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
   }
   NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(

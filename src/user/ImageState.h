@@ -5,14 +5,16 @@
 #include <memory>
 #include <optional>
 
+#include "platform/process/ForkSafety.h"
+
 namespace orx {
 
-// What a record knows about its picture; read and changed in brief sections.
+// What a record knows about its picture.
 struct ORVAAccountUser::ImageState {
-  std::optional<Data> data;
-  std::shared_ptr<URLSessionDataTask> task;
-  std::shared_ptr<OperationQueue> queue;
-  std::shared_ptr<DispatchSemaphore> semaphore;
+  platform::Guarded<std::optional<Data>> data;
+  platform::Guarded<std::shared_ptr<URLSessionDataTask>> task;
+  platform::Guarded<std::shared_ptr<OperationQueue>> queue;
+  platform::Guarded<std::shared_ptr<DispatchSemaphore>> semaphore;
 };
 
 }  // namespace orx

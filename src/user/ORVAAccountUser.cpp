@@ -27,7 +27,7 @@ constexpr std::string_view kChina = "CHN";
 
 ORVAAccountUser::ORVAAccountUser(std::optional<Dictionary> userInfo)
     : userInfo_(std::move(userInfo)), imageState_(std::make_unique<ImageState>()) {
-  imageState_->queue = std::make_shared<OperationQueue>();
+  imageState_->queue.set(std::make_shared<OperationQueue>());
 }
 
 ORVAAccountUser::~ORVAAccountUser() = default;

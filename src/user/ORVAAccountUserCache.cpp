@@ -33,12 +33,9 @@ std::string keychainService() {
 
 // What the defaults and the keychain hold together.
 struct StoredUser {
-  enum class State {
-    Unavailable,  // nobody to restore and nothing to remove
-    Available,
-    Foreign,  // an item that is not of this installation
-  };
-  State state = State::Unavailable;
+  // True for an item that is not of this installation: there is nobody to restore then, and the
+  // item is to be removed.
+  bool isForeign = false;
   std::shared_ptr<ORVAAccountUser> user = {};
   std::optional<std::string> uuid = {};
   std::optional<Data> blob = {};
@@ -53,12 +50,9 @@ struct LastRestored {
   std::optional<Data> blob;
 };
 
-LastRestored exchangeLastRestored(LastRestored other) {
-  static constinit ProcessWide<LastRestored> shared;
-  LastRestored& last = shared.get();
-  const BriefSection section;
-  std::swap(last, other);
-  return other;
+Guarded<LastRestored>& lastRestored() {
+  static constinit ProcessWide<Guarded<LastRestored>> restored;
+  return restored.get();
 }
 
 // Absent where there is none yet; an error when nothing is known about it.
@@ -74,26 +68,22 @@ std::shared_ptr<ORVAAccountUser> restoreRecord(const Value& bytes) {
 }
 
 StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
-  using State = StoredUser::State;
   const auto uuid = readInstallationUUID();
   const auto blob = keychain.dataForKey(ORVAAccountUserKeychainKey);
   if (!uuid || !blob) return {};
-  if (!*uuid) return {.state = State::Foreign};
+  if (!*uuid) return {.isForeign = true};
 
   const auto item = unarchiveObjectWithData(*blob);
   const auto* entries = item ? item->dictionary() : nullptr;
   // It cannot be told whose a damaged blob is, so it is not removed; the next sign-in replaces it.
   if (entries == nullptr) return {};
   const auto* blobUUID = (*entries)[ORVAAccountUserUUIDKey].string();
-  if (blobUUID == nullptr || *blobUUID != **uuid) return {.state = State::Foreign};
-  return {.state = State::Available,
-          .user = restoreRecord((*entries)[ORVAAccountUserDataKey]),
-          .uuid = *uuid,
-          .blob = blob};
+  if (blobUUID == nullptr || *blobUUID != **uuid) return {.isForeign = true};
+  return {.user = restoreRecord((*entries)[ORVAAccountUserDataKey]), .uuid = *uuid, .blob = blob};
 }
 
 std::shared_ptr<ORVAAccountUser> restoredFrom(const StoredUser& stored) {
-  exchangeLastRestored({.user = stored.user, .uuid = stored.uuid, .blob = stored.blob});
+  lastRestored().set({.user = stored.user, .uuid = stored.uuid, .blob = stored.blob});
   return stored.user;
 }
 
@@ -176,7 +166,7 @@ const std::shared_ptr<ORVAAccountUserCache>& ORVAAccountUserCache::sharedInstanc
 
 void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>& user) {
   // Forgets the restored user: the skip below is only for the write-back right after a restore.
-  const auto restored = exchangeLastRestored({});
+  const LastRestored restored = lastRestored().exchange({});
   if (!user) {
     // Goes on when another process keeps the lock: a sign-out must not be lost. It creates no
     // folder for the lock either: without one, nobody else has stored a user.
@@ -197,13 +187,13 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
   auto stored = readStoredUser(*userKeychain_);
-  if (stored.state != StoredUser::State::Foreign) return restoredFrom(stored);
+  if (!stored.isForeign) return restoredFrom(stored);
   // The defaults and the keychain were read one after the other, and another process may have
   // signed in between. Only what is foreign while everyone else is kept out is removed.
   const auto lock = lockTransaction(Missing::Create);
   if (isHeldUp(lock)) return nullptr;
   stored = readStoredUser(*userKeychain_);
-  if (stored.state == StoredUser::State::Foreign) removeStoredUser(*userKeychain_);
+  if (stored.isForeign) removeStoredUser(*userKeychain_);
   return restoredFrom(stored);
 }
 

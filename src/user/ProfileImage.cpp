@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "platform/http/URLSessionDataTask.h"
-#include "platform/process/ForkSafety.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "user/ImageState.h"
@@ -82,46 +81,36 @@ void ORVAAccountUser::didLoadProfileImageData_error_completionBlock(
   if (completionBlock) completionBlock(imageData, error);
 }
 
-std::optional<Data> ORVAAccountUser::profileImageData() const {
-  const BriefSection section;
-  return imageState_->data;
-}
+std::optional<Data> ORVAAccountUser::profileImageData() const { return imageState_->data.get(); }
 
 void ORVAAccountUser::setProfileImageData(std::optional<Data> profileImageData) {
-  const BriefSection section;
-  imageState_->data.swap(profileImageData);
+  imageState_->data.set(std::move(profileImageData));
 }
 
 std::shared_ptr<URLSessionDataTask> ORVAAccountUser::loadProfileImageTask() const {
-  const BriefSection section;
-  return imageState_->task;
+  return imageState_->task.get();
 }
 
 void ORVAAccountUser::setLoadProfileImageTask(
     std::shared_ptr<URLSessionDataTask> loadProfileImageTask) {
-  const BriefSection section;
-  imageState_->task.swap(loadProfileImageTask);
+  imageState_->task.set(std::move(loadProfileImageTask));
 }
 
 std::shared_ptr<OperationQueue> ORVAAccountUser::userOperationQueue() const {
-  const BriefSection section;
-  return imageState_->queue;
+  return imageState_->queue.get();
 }
 
 void ORVAAccountUser::setUserOperationQueue(std::shared_ptr<OperationQueue> userOperationQueue) {
-  const BriefSection section;
-  imageState_->queue.swap(userOperationQueue);
+  imageState_->queue.set(std::move(userOperationQueue));
 }
 
 std::shared_ptr<DispatchSemaphore> ORVAAccountUser::loadProfileImageSemaphore() const {
-  const BriefSection section;
-  return imageState_->semaphore;
+  return imageState_->semaphore.get();
 }
 
 void ORVAAccountUser::setLoadProfileImageSemaphore(
     std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore) {
-  const BriefSection section;
-  imageState_->semaphore.swap(loadProfileImageSemaphore);
+  imageState_->semaphore.set(std::move(loadProfileImageSemaphore));
 }
 
 }  // namespace orx

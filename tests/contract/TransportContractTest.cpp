@@ -104,7 +104,7 @@ TEST(TransportContract, ReportsTheErrorAloneWhenTheConnectionBreaksBeforeTheHead
   }
 }
 
-// Many servers end such a body without TLS's goodbye, so its absence says nothing.
+// Many servers end such a body without close_notify, so its absence is no error.
 TEST(TransportContract, TakesTheEndOfTheConnectionForTheEndOfABodyWithoutLength) {
   for (const End end : {End::cut, End::close}) {
     TLSTestServer server({host}, Answer{.bytes = "HTTP/1.1 200 OK\r\n\r\n0123", .end = end});

@@ -6,10 +6,13 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/formats/JSONSerialization.h"
 #include "service/SOAPCall.h"
 
 namespace orx::service {
 namespace {
+
+using platform::textWithJSONObject;
 
 using namespace config;
 
@@ -63,21 +66,24 @@ TEST(Envelope, AbsentCredentialsAreEmptyText) {
 }
 
 TEST(ParameterText, IsCompactJSONInTheOrderOfTheDictionary) {
-  EXPECT_EQ(parameterText(Dictionary{{"z", "a/b"}, {"a", 1}, {"n", nullptr}, {"t", true}}),
+  EXPECT_EQ(textWithJSONObject(Dictionary{{"z", "a/b"}, {"a", 1}, {"n", nullptr}, {"t", true}}),
             R"({"z":"a\/b","a":1,"n":null,"t":true})");
 }
 
-TEST(ParameterText, OfNoParametersIsAnEmptyObject) { EXPECT_EQ(parameterText({}), "{}"); }
+TEST(ParameterText, OfNoParametersIsAnEmptyObject) {
+  EXPECT_EQ(textWithJSONObject(Dictionary()), "{}");
+}
 
 TEST(ParameterText, RefusesWhatJSONCannotHold) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinity = std::numeric_limits<double>::infinity();
-  EXPECT_THROW(parameterText(Dictionary{{"a", nan}}), std::invalid_argument);
-  EXPECT_THROW(parameterText(Dictionary{{"a", -infinity}}), std::invalid_argument);
-  EXPECT_THROW(parameterText(Dictionary{{"a", Data("bytes")}}), std::invalid_argument);
-  EXPECT_THROW(parameterText(Dictionary{{"a", Error::errorWithDomain_code_userInfo("d", 1, {})}}),
-               std::invalid_argument);
-  EXPECT_THROW(parameterText(Dictionary{{"a", "\xff"}}), std::invalid_argument);
+  EXPECT_THROW(textWithJSONObject(Dictionary{{"a", nan}}), std::invalid_argument);
+  EXPECT_THROW(textWithJSONObject(Dictionary{{"a", -infinity}}), std::invalid_argument);
+  EXPECT_THROW(textWithJSONObject(Dictionary{{"a", Data("bytes")}}), std::invalid_argument);
+  EXPECT_THROW(
+      textWithJSONObject(Dictionary{{"a", Error::errorWithDomain_code_userInfo("d", 1, {})}}),
+      std::invalid_argument);
+  EXPECT_THROW(textWithJSONObject(Dictionary{{"a", "\xff"}}), std::invalid_argument);
 }
 
 }  // namespace

@@ -12,17 +12,16 @@ namespace {
 
 using SharedConfiguration = std::shared_ptr<const URLSessionConfiguration>;
 
-SharedConfiguration& inForce() {
-  static constinit ProcessWide<SharedConfiguration> configuration;
-  return configuration.get([] { return std::make_shared<const URLSessionConfiguration>(); });
+Guarded<SharedConfiguration>& inForce() {
+  static constinit ProcessWide<Guarded<SharedConfiguration>> configuration;
+  return configuration.get(
+      [] { return Guarded<SharedConfiguration>(std::make_shared<URLSessionConfiguration>()); });
 }
 
 }  // namespace
 
 std::shared_ptr<const URLSessionConfiguration> platform::sharedDefaultConfiguration() {
-  const auto& configuration = inForce();
-  const BriefSection section;
-  return configuration;
+  return inForce().get();
 }
 
 URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
@@ -30,10 +29,7 @@ URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
 }
 
 void URLSessionConfiguration::setDefaultConfiguration(URLSessionConfiguration configuration) {
-  auto next = std::make_shared<const URLSessionConfiguration>(std::move(configuration));
-  auto& present = inForce();
-  const BriefSection section;
-  present.swap(next);
+  inForce().set(std::make_shared<const URLSessionConfiguration>(std::move(configuration)));
 }
 
 }  // namespace orx

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 // fork() copies one thread only. A mutex that another thread holds at that moment stays locked in
 // the child for ever, and an object that another thread is making stays half made. So the library
@@ -33,6 +34,31 @@ class BriefSection {
   BriefSection(const BriefSection&) = delete;
   BriefSection& operator=(const BriefSection&) = delete;
   ~BriefSection();
+};
+
+// A value that any thread may read and replace; each access is a brief section of its own. A value
+// that is replaced is destroyed after the section, so it may hold foreign code; copying T must not
+// run any.
+template <typename T>
+class Guarded {
+ public:
+  Guarded() = default;
+  explicit Guarded(T value) : value_(std::move(value)) {}
+
+  T get() const {
+    const BriefSection section;
+    return value_;
+  }
+  // Puts the value in place and returns the one that stood there.
+  T exchange(T value) {
+    const BriefSection section;
+    std::swap(value_, value);
+    return value;
+  }
+  void set(T value) { exchange(std::move(value)); }
+
+ private:
+  T value_{};
 };
 
 // How many forks lie between the first process and this one. State that belongs to the threads of

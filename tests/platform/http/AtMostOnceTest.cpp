@@ -26,7 +26,7 @@ TLSTestServer::Handler fineThen(const Answer& answer) {
   };
 }
 
-// On a connection that was used before: where a library is tempted to try again.
+// On a connection that was used before: when it breaks, libcurl by itself sends the request again.
 Outcome callOnKeptConnection(const TLSTestServer& server, URLRequest request) {
   EXPECT_EQ(call(server.configuration(), postRequest("https://one.example/fine", "x")).statusCode,
             200);
@@ -103,7 +103,7 @@ TEST_P(AtMostOnce, OnAFreshConnection) {
   EXPECT_EQ(server.requests().size(), 1U);
 }
 
-// Else the caller would take it for a request that never left.
+// Otherwise the caller would read the error as that of a request that never left.
 TEST_P(AtMostOnce, AndSaysThatTheConnectionWasLostWhenTheServerIsGoneAltogether) {
   TLSTestServer* place = nullptr;
   TLSTestServer server(hosts, [&place](const Request& request) {

@@ -115,7 +115,7 @@ TEST_F(ProcessLife, EndsWhileCallsConnect) {
   EXPECT_EQ(child.wait(), fine);
 }
 
-// Else a debugger or a suspended shell would cost calls that were answered long ago.
+// After a debugger or a suspended shell, answers that came in time must not count as timed out.
 TEST_F(ProcessLife, TakesTheAnswersThatCameWhileItStoodStill) {
   constexpr std::chrono::milliseconds limit{2'000};
   constexpr int calls = 40;  // more than are looked at in one turn
@@ -185,7 +185,7 @@ TEST_F(ProcessLife, StartsNoHandlerOnceTheProcessEnds) {
       ends = true;
       released.set();
       if (!progress->await(allSent, lateCalls)) _exit(4);
-      // Nothing announces what must not come.
+      // There is no event to wait for when a callback does not come.
       _exit(startedLate.wait(std::chrono::milliseconds(300)) ? 1 : fine);
     });
     for (int i = 0; i < lateCalls; ++i) {
@@ -261,7 +261,7 @@ TEST_F(ProcessLife, StartsQueuesAnewInAChild) {
   EXPECT_TRUE(ran.wait());
 }
 
-// What an operation holds may lean on what the parent's threads were at.
+// Destroying an operation there could wait for a lock that one of the parent's threads held.
 TEST_F(ProcessLife, DestroysNoOperationOfTheParentsInAChildThatOneOfThemForks) {
   std::array<int, 2> destroyed{};
   ASSERT_EQ(pipe(destroyed.data()), 0);
@@ -327,7 +327,8 @@ TEST_F(ProcessLife, BlocksSignalsFromOutsideOnItsThreadsAndLeavesTheirHandlingAl
   }
 }
 
-// Where a host writes its crash report; blocked, the signal would end the process past it.
+// A host writes its crash report in such a handler; if the signal were blocked, the process would
+// end without one.
 TEST_F(ProcessLife, LetsTheHostHandleAFaultInACallback) {
   void* nowhere = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   ASSERT_NE(nowhere, MAP_FAILED);

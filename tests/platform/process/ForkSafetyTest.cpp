@@ -253,5 +253,22 @@ TEST(ProcessWide, IsMadeByTheNextUseWhenItsMakingFails) {
   EXPECT_EQ(status, fine);
 }
 
+// A value may hold a host's object, whose destructor may use the library.
+TEST(Guarded, DestroysWhatIsReplacedOutsideTheSection) {
+  const auto status = statusOf([] {
+    bool isDestroyed = false;
+    const auto usesTheLibrary = [&](int* value) {
+      // Ends the process inside another section: sections refuse to nest.
+      const BriefSection section;
+      isDestroyed = true;
+      delete value;
+    };
+    Guarded<std::shared_ptr<int>> guarded(std::shared_ptr<int>(new int(1), usesTheLibrary));
+    guarded.set(std::make_shared<int>(2));
+    return isDestroyed && *guarded.get() == 2 && *guarded.exchange(nullptr) == 2 ? fine : 1;
+  });
+  EXPECT_EQ(status, fine);
+}
+
 }  // namespace
 }  // namespace orx::testing

@@ -47,7 +47,8 @@ bool systemBundleIsReadable() {
   return bundle != nullptr && access(bundle, R_OK) == 0;
 }
 
-// ---- The functions that libcurl calls. Those of a transfer get its EasyHandle. ----
+// ---- The functions that libcurl calls. Those of a transfer get its EasyHandle. libcurl
+// is C code: an exception that leaves one of them ends the process. ----
 
 EasyHandle::Client& clientOf(void* handle) { return static_cast<EasyHandle*>(handle)->client(); }
 
@@ -115,6 +116,7 @@ bool parse(const std::string& text, CURLU* parsed) {
 }  // namespace
 
 EasyHandle::~EasyHandle() {
+  // First, because the handle points to the parsed URL and to both lists.
   curl_easy_cleanup(curl_);
   curl_url_cleanup(parsedURL_);
 }
@@ -127,6 +129,7 @@ EasyHandle::Client& EasyHandle::clientOf(CURL* curl) {
 
 void EasyHandle::setClient(Client* client) {
   client_ = client;
+  // libcurl writes here only when it fails with words; else the last transfer's would be reported.
   errorText_.front() = '\0';
 }
 
@@ -137,10 +140,13 @@ void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>&
   if (configuration_ == configuration || (configuration_ && *configuration_ == *configuration)) {
     return;
   }
+  // Forgets the options, not the connections, which belong to the multi handle.
   curl_easy_reset(curl_);
+  // The handle holds no URL now. Left as it is, setURL() would take it for set.
   url_.clear();
   configuration_ = configuration;
   connectTo_ = connectToList(*configuration);
+  // With the TLS sessions of earlier connections a new one needs no full handshake.
   curl_easy_setopt(curl_, CURLOPT_SHARE, share);
   setOptions();
   setCallbacks(sockets);
@@ -175,6 +181,8 @@ void EasyHandle::setOptions() {
 
   // Offers "http/1.1" alone to the server: over HTTP/2 this libcurl loses answers.
   curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+  // libcurl's own limit for connecting is 300 seconds. The time without progress is watched by the
+  // multi handle: libcurl has no option for it that goes below a second.
   curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout().count()));
   // The lines of a proxy's answer to CONNECT are no part of the reply.
   curl_easy_setopt(curl_, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
@@ -220,6 +228,7 @@ void EasyHandle::setRequest(const URLRequest& request, const std::string& url, l
   // A POST's redirects are not libcurl's: it would send some of them a second time.
   curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, request.httpBody ? 0L : 1L);
   curl_easy_setopt(curl_, CURLOPT_MAXREDIRS, redirectsLeft);
+  // Set at each request, since the handle keeps it from the one before.
   curl_easy_setopt(curl_, CURLOPT_FRESH_CONNECT, needsFreshConnection ? 1L : 0L);
 }
 
@@ -227,6 +236,7 @@ void EasyHandle::setRequest(const URLRequest& request, const std::string& url, l
 // What cannot be parsed stays text, which libcurl refuses in its own words.
 void EasyHandle::setURL(const std::string& text) {
   if (url_ == text) return;
+  // Stays empty when libcurl has no memory for the URL, so that the next request sets it again.
   url_.clear();
   if (parsedURL_ == nullptr) parsedURL_ = curl_url();
   curl_easy_setopt(curl_, CURLOPT_CURLU, parse(text, parsedURL_) ? parsedURL_ : nullptr);
@@ -235,12 +245,16 @@ void EasyHandle::setURL(const std::string& text) {
 
 void EasyHandle::setBody(const std::string& body) {
   const bool isShort = body.size() <= bodySentWithHeader;
+  // Without the size libcurl would end a short body at its first NUL, and send a long one in chunks
+  // without a Content-Length.
   curl_easy_setopt(curl_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
   curl_easy_setopt(curl_, CURLOPT_POSTFIELDS, isShort ? body.data() : nullptr);
   curl_easy_setopt(curl_, CURLOPT_POST, 1L);
 }
 
-// A line without a value keeps libcurl from adding that header of its own.
+// A line without a value keeps libcurl from adding that header of its own: "Accept: */*", and
+// "Expect: 100-continue", for which it would hold a long body back for up to a second. libcurl
+// keeps no copy of the list, so it lives as long as this object.
 void EasyHandle::setHeaderLines(const URLRequest& request) {
   const auto type = request.httpBody ? std::optional(request.contentType) : std::nullopt;
   if (!headerLines_ || headerLinesType_ != type) {

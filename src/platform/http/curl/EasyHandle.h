@@ -26,8 +26,8 @@ using CurlList = std::unique_ptr<curl_slist, FreeCurlList>;
 // twenty times the processor time. Used by one thread at a time.
 class EasyHandle {
  public:
-  // What libcurl calls while a transfer runs. libcurl is C code, so nothing may be thrown but where
-  // it says so.
+  // What libcurl calls while a transfer runs. libcurl is C code, so only onPrerequest() may
+  // throw.
   class Client {
    public:
     // The connection is there and the request is about to leave over it. False, or an exception,
@@ -54,7 +54,7 @@ class EasyHandle {
   ~EasyHandle();
 
   CURL* curl() const { return curl_; }
-  // Whom a handle serves at the moment.
+  // The client that was set last for the EasyHandle of this CURL handle.
   static Client& clientOf(CURL* curl);
   Client& client() const { return *client_; }
   // Starts or ends (null) the service for a client, and forgets the last one's error text.

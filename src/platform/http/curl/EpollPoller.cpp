@@ -36,29 +36,29 @@ EpollPoller::Watched& EpollPoller::watched(int descriptor) {
   return watched_[index];
 }
 
-void EpollPoller::tell(int descriptor, Watched& watched, std::uint32_t events) const {
-  if (watched.told == events) return;
+void EpollPoller::updateEpoll(int descriptor, Watched& watched, std::uint32_t events) const {
+  if (watched.registered == events) return;
   epoll_event event{.events = events, .data = {.fd = descriptor}};
   int operation = EPOLL_CTL_MOD;
-  if (watched.told == 0) operation = EPOLL_CTL_ADD;
+  if (watched.registered == 0) operation = EPOLL_CTL_ADD;
   if (events == 0) operation = EPOLL_CTL_DEL;
-  const bool isTold = epoll_ctl(epoll_, operation, descriptor, &event) == 0;
-  watched.told = isTold ? events : 0;
+  const bool isDone = epoll_ctl(epoll_, operation, descriptor, &event) == 0;
+  watched.registered = isDone ? events : 0;
 }
 
-void EpollPoller::willStay(int descriptor) { watched(descriptor) = {.stays = true}; }
+void EpollPoller::registerSocket(int descriptor) { watched(descriptor) = {.stays = true}; }
 
-void EpollPoller::willClose(int descriptor) {
+void EpollPoller::unregisterSocket(int descriptor) {
   Watched& closing = watched(descriptor);
   // Closing alone does not end the watch when a child that was just forked holds the same socket.
-  tell(descriptor, closing, 0);
+  updateEpoll(descriptor, closing, 0);
   closing = {};
 }
 
-void EpollPoller::want(int descriptor, std::uint32_t events) {
+void EpollPoller::setInterest(int descriptor, std::uint32_t events) {
   Watched& wanting = watched(descriptor);
-  wanting.wanted = events;
-  if (events != 0 || !wanting.stays) tell(descriptor, wanting, events);
+  wanting.interest = events;
+  if (events != 0 || !wanting.stays) updateEpoll(descriptor, wanting, events);
 }
 
 bool EpollPoller::isWanted(const epoll_event& event) {
@@ -69,10 +69,10 @@ bool EpollPoller::isWanted(const epoll_event& event) {
     return false;
   }
   Watched& source = watched(descriptor);
-  // The one wake-up for a socket that nobody wants at the moment; without this it would come again
-  // and again.
-  if (source.wanted == 0) tell(descriptor, source, 0);
-  return source.wanted != 0;
+  // epoll still watches a socket in which there is no interest now (see registerSocket). Without
+  // this line it would report the event at every wait.
+  if (source.interest == 0) updateEpoll(descriptor, source, 0);
+  return source.interest != 0;
 }
 
 std::span<const epoll_event> EpollPoller::wait(std::chrono::milliseconds longest) {

@@ -15,7 +15,8 @@ namespace orx::platform {
 // thread at a time.
 class EpollPoller {
  public:
-  // Few at a time, because the handlers that wait for what these events lead to run after them.
+  // Handlers run only after all events of one batch: a larger batch would let the first handler
+  // wait for the work of the last event.
   static constexpr std::size_t eventsAtOnce = 32;
 
   EpollPoller() = default;
@@ -29,14 +30,14 @@ class EpollPoller {
   // Nothing may be called afterwards.
   void close();
 
-  // Registers a socket that will be announced by willClose() before it is closed. When nothing is
-  // wanted of it for the moment the system is not told, because it mostly is wanted again soon:
-  // that saves two system calls for each transfer.
-  void willStay(int descriptor);
-  void willClose(int descriptor);
+  // For sockets that are kept from transfer to transfer; unregister one before it is closed. While
+  // there is no interest in a registered socket, epoll goes on watching it, because the next
+  // transfer mostly comes soon: that saves two system calls for each transfer.
+  void registerSocket(int descriptor);
+  void unregisterSocket(int descriptor);
   // `events`: EPOLLIN, EPOLLOUT, both or none, from now on. A socket that the system refuses to
   // watch stays silent.
-  void want(int descriptor, std::uint32_t events);
+  void setInterest(int descriptor, std::uint32_t events);
 
   // Returns when something has happened or when the time is over, rounded up to milliseconds; the
   // descriptor is each event's data.fd. Valid until the next call.
@@ -46,13 +47,13 @@ class EpollPoller {
 
  private:
   struct Watched {
-    std::uint32_t wanted = 0;
-    std::uint32_t told = 0;  // what the system watches for
+    std::uint32_t interest = 0;
+    std::uint32_t registered = 0;  // what epoll watches for
     bool stays = false;
   };
 
   Watched& watched(int descriptor);
-  void tell(int descriptor, Watched& watched, std::uint32_t events) const;
+  void updateEpoll(int descriptor, Watched& watched, std::uint32_t events) const;
   bool isWanted(const epoll_event& event);
 
   int epoll_ = -1;

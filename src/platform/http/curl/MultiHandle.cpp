@@ -13,8 +13,8 @@ constexpr long keptConnections = 256;
 // Easy handles that are kept when idle. Each takes some 10 KB, so a burst of more calls than this
 // frees the others again.
 constexpr std::size_t keptHandles = 256;
-// So few start in a turn that those before them come through their handshakes meanwhile: the
-// buffers of all handshakes of a burst at the same moment would set the process's peak of memory.
+// Handshakes that start in one pass. With a whole burst of calls in their handshakes at the same
+// moment, the buffers of all of them would set the process's peak of memory.
 constexpr std::size_t startsAtOnce = 8;
 // libcurl's connections are looked at again after this time at the latest.
 constexpr std::chrono::hours longestSleep{24};
@@ -36,6 +36,7 @@ bool MultiHandle::open() {
   }
   if (multi_ == nullptr) multi_ = curl_multi_init();
   if (share_ == nullptr || multi_ == nullptr) return false;
+  // Unset, libcurl keeps four connections for each running transfer: a burst would leave thousands.
   curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, keptConnections);
   curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &MultiHandle::watchSocket);
   curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
@@ -57,10 +58,11 @@ int MultiHandle::watchSocket(CURL*, curl_socket_t descriptor, int what, void* se
   std::uint32_t events = 0;
   if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= EPOLLIN;
   if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= EPOLLOUT;
-  static_cast<MultiHandle*>(self)->context_.poller.want(descriptor, events);
+  static_cast<MultiHandle*>(self)->context_.poller.setInterest(descriptor, events);
   return 0;
 }
 
+// A negative number: libcurl waits for sockets alone.
 int MultiHandle::setTimer(CURLM*, long milliseconds, void* self) noexcept {
   auto& timer = static_cast<MultiHandle*>(self)->timer_;
   timer = Clock::now() + std::chrono::milliseconds(milliseconds);
@@ -68,46 +70,42 @@ int MultiHandle::setTimer(CURLM*, long milliseconds, void* self) noexcept {
   return 0;
 }
 
-// ---- One round: wait, start some, move the others on. ----
-
-std::chrono::milliseconds MultiHandle::longestWait() const {
-  std::chrono::milliseconds longest = context_.timeouts.timeUntilNext().value_or(longestSleep);
-  if (timer_) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*timer_ - Clock::now());
-    longest = std::clamp(left, std::chrono::milliseconds(0), longest);
-  }
-  return longest;
-}
+// ---- One pass: wait, start some transfers, let libcurl work on the others. ----
 
 void MultiHandle::wait(bool isUrgent) {
-  context_.timeouts.updateNow();
+  context_.now = Clock::now();
+  auto until = context_.now + longestSleep;
+  // Without a running transfer the deadline is an old one; an idle process is not woken for it.
+  if (!running_.empty()) until = std::min(until, firstDeadline_);
+  if (timer_) until = std::min(until, *timer_);
   // Transfers that wait for their start would wait for some socket's event.
-  const bool mustNotWait = isUrgent || !waiting_.empty();
-  ready_ = context_.poller.wait(mustNotWait ? std::chrono::milliseconds(0) : longestWait());
-  context_.timeouts.updateNow();
+  if (isUrgent || !queued_.empty()) until = context_.now;
+  // Rounded up: woken a moment too early, the leader would spin until the time has come.
+  ready_ = context_.poller.wait(std::chrono::ceil<std::chrono::milliseconds>(until - context_.now));
+  context_.now = Clock::now();
 }
 
-void MultiHandle::take(std::vector<std::unique_ptr<Transfer>>& transfers) {
-  for (auto& transfer : transfers) waiting_.push_back(std::move(transfer));
+void MultiHandle::enqueue(std::vector<std::unique_ptr<Transfer>>& transfers) {
+  for (auto& transfer : transfers) queued_.push_back(std::move(transfer));
   transfers.clear();
 }
 
-void MultiHandle::turn() {
-  startSome();
-  moveOn();
-  if (context_.timeouts.overdue() == nullptr) return;
-  catchUp();
-  while (Transfer* overdue = context_.timeouts.overdue()) end(*overdue, CURLE_OPERATION_TIMEDOUT);
+void MultiHandle::runOnce() {
+  startQueued();
+  dispatchReady();
+  if (!isAnyOverdue()) return;
+  drainReady();
+  endOverdue();
 }
 
-void MultiHandle::startSome() {
-  context_.timeouts.updateNow();
-  for (std::size_t handshakes = 0; handshakes < startsAtOnce && !waiting_.empty();) {
+void MultiHandle::startQueued() {
+  context_.now = Clock::now();
+  for (std::size_t handshakes = 0; handshakes < startsAtOnce && !queued_.empty();) {
     // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
     // none to find when each that is open has a transfer already.
-    if (running_ >= context_.sockets.count()) ++handshakes;
-    start(std::move(waiting_.front()));
-    waiting_.pop_front();
+    if (running_.size() >= context_.sockets.count()) ++handshakes;
+    start(std::move(queued_.front()));
+    queued_.pop_front();
   }
 }
 
@@ -129,41 +127,63 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
         {.error = transportError(NSURLErrorUnknown, "no memory for a transfer", {})});
   }
   easy->configure(transfer->configuration(), context_.sockets, share_);
-  ++running_;
   transfer->start(std::move(easy), context_);
-  // From here the easy handle's private pointer stands for the ownership; end() takes it back.
-  run(*transfer.release());
+  transfer->place = running_.size();
+  firstDeadline_ = std::min(firstDeadline_, transfer->deadline());
+  running_.push_back(std::move(transfer));
+  addToMulti(*running_.back());
 }
 
-// libcurl only sets its timer to this moment; the next moveOn() begins the work.
-void MultiHandle::run(Transfer& transfer) {
+// libcurl only sets its timer to this moment; the next dispatchReady() does the first work.
+void MultiHandle::addToMulti(Transfer& transfer) {
   if (curl_multi_add_handle(multi_, transfer.curl()) != CURLM_OK) {
     end(transfer, CURLE_FAILED_INIT);
   }
 }
 
-// libcurl is told which connections are ready and looks at no other, so a turn costs the same
+// libcurl is told which connections are ready and looks at no other, so a pass costs the same
 // however many transfers only wait.
-void MultiHandle::moveOn() {
+void MultiHandle::dispatchReady() {
   int running = 0;
-  // libcurl may close a socket meanwhile; for the rest of the events it does not know the number
-  // then, and does nothing.
+  // libcurl may close a socket in one of these calls. It does not know the number any more then,
+  // and ignores a later event for it.
   for (const auto& event : std::exchange(ready_, {})) {
     curl_multi_socket_action(multi_, event.data.fd, selectBits(event.events), &running);
   }
   if (timer_ && *timer_ <= Clock::now()) {
+    // Reset before the call, in which libcurl may set it anew.
     timer_.reset();
     curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
   }
   collectFinished();
 }
 
+// Looks at all transfers, but only when the first deadline of the last look has come. That is about
+// once in a time-out: by then those transfers have mostly ended or made progress.
+bool MultiHandle::isAnyOverdue() {
+  if (context_.now < firstDeadline_) return false;
+  firstDeadline_ = Clock::time_point::max();
+  for (const auto& transfer : running_) {
+    firstDeadline_ = std::min(firstDeadline_, transfer->deadline());
+  }
+  return firstDeadline_ <= context_.now;
+}
+
 // After the whole process has stood still (a debugger, a suspended shell) everything looks overdue,
-// while the answers wait to be read. Each round takes up other connections.
-void MultiHandle::catchUp() {
-  for (std::size_t rounds = running_ / EpollPoller::eventsAtOnce + 1; rounds > 0; --rounds) {
+// while the answers wait to be read: reading them first keeps those calls from failing. A round
+// handles one batch of events, so there are as many rounds as the running transfers may need.
+void MultiHandle::drainReady() {
+  for (std::size_t rounds = running_.size() / EpollPoller::eventsAtOnce + 1; rounds > 0; --rounds) {
     ready_ = context_.poller.wait(std::chrono::milliseconds(0));
-    moveOn();
+    dispatchReady();
+  }
+}
+
+// From the back, because end() puts the last transfer in the place of the one that it ends.
+void MultiHandle::endOverdue() {
+  for (std::size_t place = running_.size(); place-- > 0;) {
+    Transfer& transfer = *running_[place];
+    if (transfer.deadline() <= context_.now) end(transfer, CURLE_OPERATION_TIMEDOUT);
   }
 }
 
@@ -175,8 +195,9 @@ void MultiHandle::collectFinished() {
     const CURLcode code = message->data.result;
     Transfer& transfer = Transfer::of(message->easy_handle);
     if (transfer.continuesAfter(code)) {
+      // Only a handle that is added again starts over.
       curl_multi_remove_handle(multi_, transfer.curl());
-      run(transfer);
+      addToMulti(transfer);
     } else {
       end(transfer, code);
     }
@@ -184,14 +205,18 @@ void MultiHandle::collectFinished() {
 }
 
 void MultiHandle::end(Transfer& transfer, CURLcode code) {
-  const std::unique_ptr<Transfer> owner(&transfer);
-  --running_;
   // First of all, because what libcurl knows of the transfer goes with the removal.
   TransferOutcome outcome = transfer.finish(code);
   curl_multi_remove_handle(multi_, transfer.curl());
   auto easy = transfer.takeEasyHandle();
   if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));
   transfer.report(std::move(outcome));
+
+  // The last transfer takes the place, so that no other one moves.
+  const std::size_t place = transfer.place;
+  running_[place].swap(running_.back());
+  running_[place]->place = place;
+  running_.pop_back();
 }
 
 }  // namespace orx::platform

@@ -29,38 +29,43 @@ class MultiHandle {
   // may be called afterwards.
   void abandon();
 
-  // Takes new transfers out of the list, to start a few of them in each turn.
-  void take(std::vector<std::unique_ptr<Transfer>>& transfers);
+  // Takes all transfers out of the list. runOnce() starts a few of them at a time.
+  void enqueue(std::vector<std::unique_ptr<Transfer>>& transfers);
   // Waits until a connection is ready, a time is over, or somebody wakes it up; not at all when
   // `isUrgent`.
   void wait(bool isUrgent);
-  // Moves everything on for which wait() has found something, and reports what has ended.
-  void turn();
+  // Starts queued transfers, lets libcurl work on the connections that wait() found ready, and
+  // reports the transfers that have ended.
+  void runOnce();
   // From any thread.
   void wake() const { context_.poller.wake(); }
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using Clock = TransferContext::Clock;
 
   static int watchSocket(CURL* curl, curl_socket_t descriptor, int what, void* self,
                          void* unused) noexcept;
   static int setTimer(CURLM* multi, long milliseconds, void* self) noexcept;
-  std::chrono::milliseconds longestWait() const;
-  void startSome();
+  void startQueued();
   std::unique_ptr<EasyHandle> takeEasyHandle();
   void start(std::unique_ptr<Transfer> transfer);
-  void run(Transfer& transfer);
-  void moveOn();
-  void catchUp();
+  void addToMulti(Transfer& transfer);
+  void dispatchReady();
+  bool isAnyOverdue();
+  void drainReady();
+  void endOverdue();
   void collectFinished();
   void end(Transfer& transfer, CURLcode code);
 
   CURLSH* share_ = nullptr;
   CURLM* multi_ = nullptr;
-  std::size_t running_ = 0;
   // When libcurl wants to be called though no connection is ready.
   std::optional<Clock::time_point> timer_;
-  std::deque<std::unique_ptr<Transfer>> waiting_;
+  std::deque<std::unique_ptr<Transfer>> queued_;
+  std::vector<std::unique_ptr<Transfer>> running_;  // in no order
+  // No running transfer's deadline is before this. Progress moves a deadline on and leaves this as
+  // it is, so noting progress costs next to nothing.
+  Clock::time_point firstDeadline_ = Clock::time_point::max();
   std::span<const epoll_event> ready_;
 
   TransferContext context_;

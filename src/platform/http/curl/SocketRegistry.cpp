@@ -40,7 +40,7 @@ int SocketRegistry::open(int family, int type, int protocol) {
   const int descriptor = socket(family, type | SOCK_CLOEXEC, protocol);
   if (descriptor < 0) return -1;
   try {
-    poller_.willStay(descriptor);
+    poller_.registerSocket(descriptor);
     unresolved_.push_back(descriptor);
     return descriptor;
   } catch (const std::bad_alloc&) {
@@ -52,7 +52,7 @@ int SocketRegistry::open(int family, int type, int protocol) {
 void SocketRegistry::close(int descriptor) {
   std::erase(unresolved_, descriptor);
   std::erase_if(resolved_, [descriptor](const auto& entry) { return entry.second == descriptor; });
-  poller_.willClose(descriptor);
+  poller_.unregisterSocket(descriptor);
   ::close(descriptor);
 }
 
@@ -70,14 +70,14 @@ void SocketRegistry::resolveEndpoints() {
 
 bool SocketRegistry::peerHasClosed(const Endpoints& endpoints) {
   auto found = resolved_.find(endpoints);
-  // Sockets are resolved when one is asked for that is not there yet: at its second transfer, since
-  // nobody asks before the first.
+  // A connection is asked for only when it is used a second time, so its endpoints are read then:
+  // many connections serve one transfer and are never asked for.
   if (found == resolved_.end()) {
     resolveEndpoints();
     found = resolved_.find(endpoints);
     if (found == resolved_.end()) return false;
   }
-  // Peeking at the next byte would not tell: TLS's own goodbye, unread, comes before the end.
+  // MSG_PEEK cannot tell: an unread close_notify precedes the FIN.
   pollfd state{found->second, POLLIN | POLLRDHUP, 0};
   return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }

@@ -9,7 +9,8 @@
 
 namespace orx::platform {
 
-// The two ends of a connection. First what mostly differs, since they are compared in this order.
+// The two ends of a connection. The ports stand first because they mostly differ, and members are
+// compared in this order.
 struct Endpoints {
   int localPort = 0;
   int peerPort = 0;
@@ -45,7 +46,7 @@ class SocketRegistry {
 
   EpollPoller& poller_;
   std::map<Endpoints, int> resolved_;
-  // Opened, and not yet looked for: the system knows the endpoints once the socket is connected.
+  // Open sockets whose endpoints have not been read yet; there are none before it is connected.
   std::vector<int> unresolved_;
 };
 

@@ -10,6 +10,7 @@
 namespace orx::platform {
 namespace {
 
+// What libcurl reports when it could not make a connection at all.
 bool isFailureToConnect(CURLcode code) {
   return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
          code == CURLE_COULDNT_CONNECT || code == CURLE_SSL_CONNECT_ERROR ||
@@ -29,9 +30,9 @@ Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
 void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context) {
   easy_ = std::move(easy);
   easy_->setClient(this);
+  // The handle's last transfer may have left this on; it costs a call at each step.
   easy_->reportProgress(false);
   context_ = &context;
-  context.timeouts.add(*this, place_, easy_->timeout());
   setRequest(false);
 }
 
@@ -49,7 +50,9 @@ std::unique_ptr<EasyHandle> Transfer::takeEasyHandle() {
 
 // ---- While libcurl works. ----
 
-// The one place where a request is let out, so the one place that keeps it from going twice.
+// The one place where a request is let out, so the one place that keeps it from going twice. It is
+// called when a connection (new, or kept from an earlier transfer) is ready and before the first
+// byte goes over it; once for each attempt, so also for each redirect that libcurl follows.
 bool Transfer::onPrerequest(const Endpoints& connection) {
   noteProgress();
   const Sending now{.redirects = easy_->number(CURLINFO_REDIRECT_COUNT),
@@ -60,6 +63,8 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
   // bytes have left, the server may have acted upon them: no second time.
   const bool isRepeated = sending_ && now.redirects == before.redirects;
   if (isRepeated && now.bytes > before.bytes) return false;
+  // A connection made just now cannot have been closed by an idle server: only a kept one is
+  // tested.
   const bool isNew = now.connections > before.connections;
   if (isNew) {
     easy_->reportProgress(true);
@@ -119,8 +124,8 @@ bool Transfer::continuesAfter(CURLcode code) {
     continueOverAFreshConnection();
     return true;
   }
-  // What has a body is redirected here rather than by libcurl, which would send the body again
-  // after some statuses.
+  // A POST is redirected here rather than by libcurl, which would send the body again after some
+  // statuses. After these three it goes on as a GET; after any other the redirect is the reply.
   const bool becomesGET =
       request_.httpBody && reply_.statusCode() >= 301 && reply_.statusCode() <= 303;
   if (code != CURLE_OK || !becomesGET) return false;
@@ -133,6 +138,7 @@ bool Transfer::continuesAfter(CURLcode code) {
 // Not a byte has left for the place that the handle has come to, so it starts from there.
 void Transfer::continueOverAFreshConnection() {
   connectionWasDead_ = false;
+  // Read before the next run, in which libcurl counts its redirects from 0 again.
   redirectedTo_ = effectiveURL();
   redirectsLeft_ -= easy_->number(CURLINFO_REDIRECT_COUNT);
   sending_.reset();
@@ -141,6 +147,7 @@ void Transfer::continueOverAFreshConnection() {
 
 void Transfer::continueAsGET(std::string url) {
   redirectedTo_ = std::move(url);
+  // Counted down over all hops, or a server could send a call round in a circle for ever.
   --redirectsLeft_;
   sending_.reset();
   request_.httpBody.reset();
@@ -151,7 +158,6 @@ void Transfer::continueAsGET(std::string url) {
 }
 
 TransferOutcome Transfer::finish(CURLcode code) {
-  context_->timeouts.remove(place_);
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&
@@ -162,9 +168,13 @@ TransferOutcome Transfer::finish(CURLcode code) {
     outcome.statusCode = reply_.statusCode();
     outcome.data = Data(reply_.takeBody());
   }
+  // With a reply and an error the caller gets both: what arrived before a connection broke off is
+  // still of use to operations that read a body so far.
   if (code != CURLE_OK && !isUnknown1xx) {
     outcome.error = transportError(failureOf(code));
   } else if (!hasReply) {
+    // libcurl saw no failure, and yet no head came to its end. Without this error the handler would
+    // get nothing at all.
     outcome.error = transportError(failureOf(CURLE_WEIRD_SERVER_REPLY));
   }
   return outcome;

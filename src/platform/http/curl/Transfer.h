@@ -1,12 +1,13 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "platform/http/Transport.h"
 #include "platform/http/curl/EasyHandle.h"
-#include "platform/http/curl/IdleTimeouts.h"
 #include "platform/http/curl/ReplyParser.h"
 #include "platform/http/curl/TransferFailure.h"
 
@@ -14,7 +15,11 @@ namespace orx::platform {
 
 // What all transfers of a multi handle use together.
 struct TransferContext {
-  IdleTimeouts timeouts;
+  using Clock = std::chrono::steady_clock;
+
+  // The time of this pass of the multi handle. Each step of a transfer notes it as progress, and
+  // reading the clock at each step would cost more than the step.
+  Clock::time_point now = Clock::now();
   EpollPoller poller;
   SocketRegistry sockets{poller};
 };
@@ -33,11 +38,14 @@ class Transfer final : private EasyHandle::Client {
     return configuration_;
   }
   CURL* curl() const { return easy_->curl(); }
+  // The transfer that runs on an easy handle.
   static Transfer& of(CURL* curl) { return static_cast<Transfer&>(EasyHandle::clientOf(curl)); }
 
   // Takes an easy handle until finish(), and sets it up for this request. The time-out counts from
   // here.
   void start(std::unique_ptr<EasyHandle> easy, TransferContext& context);
+  // When the time-out strikes, unless there is progress before.
+  TransferContext::Clock::time_point deadline() const { return lastProgress_ + easy_->timeout(); }
   // Asked when libcurl is done with the handle: true when it is to be run once more.
   bool continuesAfter(CURLcode code);
   // Ends the transfer; `code` is libcurl's for the whole. The handle is free for another one once
@@ -47,6 +55,9 @@ class Transfer final : private EasyHandle::Client {
 
   // Brings the outcome to the handler, on a worker.
   void report(TransferOutcome outcome);
+
+  // The index in the multi handle's list of running transfers, which the multi handle keeps here.
+  std::size_t place = 0;
 
  private:
   // What libcurl had done when it was last allowed to send.
@@ -68,7 +79,7 @@ class Transfer final : private EasyHandle::Client {
   std::size_t onReadBody(std::span<char> buffer) noexcept override;
   bool onHeaderLine(std::string_view line) noexcept override;
   bool onBody(std::string_view bytes) noexcept override;
-  void noteProgress() { context_->timeouts.noteProgress(place_); }
+  void noteProgress() { lastProgress_ = context_->now; }
 
   URLRequest request_;
   std::shared_ptr<const URLSessionConfiguration> configuration_;
@@ -76,7 +87,7 @@ class Transfer final : private EasyHandle::Client {
 
   std::unique_ptr<EasyHandle> easy_;
   TransferContext* context_ = nullptr;
-  IdleTimeouts::Place place_;
+  TransferContext::Clock::time_point lastProgress_;
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that the handle was last set up for
   long redirectsLeft_;

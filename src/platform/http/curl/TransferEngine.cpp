@@ -52,6 +52,7 @@ void TransferEngine::leaveParentsConnections() {
   State*& state = shared().state_;
   if (state == nullptr) return;
   state->multi.abandon();
+  // The parent's transfers go on there; in the child they would be reported a second time.
   state = new State(state);
 }
 
@@ -62,10 +63,12 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
     // After exit() has begun it is kept in the inbox: nothing starts and nothing reports.
     if (isStopping_ || ensureRunning()) {
       state_->inbox.push_back(std::move(transfer));
+      // One wake-up for any number of submissions: the first takes the mark away.
       if (std::exchange(state_->sleeps, false)) state_->multi.wake();
       return;
     }
   }
+  // Outside the lock: nothing of the host's, a handler's destructor either, may run under it.
   transfer->report(
       {.error = transportError(NSURLErrorUnknown,
                                "the system has no thread, descriptor or memory left", {})});
@@ -74,6 +77,7 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
 bool TransferEngine::ensureRunning() {
   if (state_->isRunning) return true;
   initialiseLibcurl();
+  // A failure is not remembered: the next submission tries again, when there may be descriptors.
   state_->isRunning = state_->multi.open() && WorkerPool::shared().setReactor(*this);
   return state_->isRunning;
 }
@@ -103,6 +107,7 @@ void TransferEngine::wait() {
   const InboxLock lock(forkLocks.transferInbox);
   leaveLibcurl(lock);
   state.sleeps = false;
+  // What came in while it slept starts in this pass rather than in the next one.
   if (state.arrived.empty()) state.arrived.swap(state.inbox);
 }
 
@@ -113,12 +118,14 @@ void TransferEngine::dispatch() {
     const InboxLock lock(forkLocks.transferInbox);
     if (!enterLibcurl(lock)) return;
   }
-  state_->multi.take(state_->arrived);
-  state_->multi.turn();
+  state_->multi.enqueue(state_->arrived);
+  state_->multi.runOnce();
   const InboxLock lock(forkLocks.transferInbox);
   leaveLibcurl(lock);
 }
 
+// exit() frees what libcurl and OpenSSL share while other threads still run. So stop() forbids to
+// enter from then on, and waits for the thread that is inside.
 bool TransferEngine::enterLibcurl(const InboxLock&) {
   state_->isInsideLibcurl = !isStopping_;
   return state_->isInsideLibcurl;
@@ -135,7 +142,9 @@ void TransferEngine::stop() {
   InboxLock lock(forkLocks.transferInbox);
   isStopping_ = true;
   if (state_ == nullptr || !state_->isRunning) return;
+  // The leader may sleep for hours in wait(), and that counts as inside.
   state_->multi.wake();
+  // For a bounded time: whatever holds that thread up must not keep the process from ending.
   state_->libcurlIsLeft.wait_for(lock, longestStop, [this] { return !state_->isInsideLibcurl; });
 }
 

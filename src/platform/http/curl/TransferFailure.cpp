@@ -5,61 +5,56 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
+#include <initializer_list>
 
 #include "platform/http/TransportError.h"
 
 namespace orx::platform {
 namespace {
 
+// What several of libcurl's codes mean to a caller.
 struct Meaning {
-  CURLcode code;
+  std::initializer_list<CURLcode> codes;
   std::int64_t whileConnecting;
   std::int64_t afterwards = whileConnecting;
 };
 
 constexpr Meaning meanings[] = {
-    {CURLE_URL_MALFORMAT, NSURLErrorBadURL},
+    {{CURLE_URL_MALFORMAT}, NSURLErrorBadURL},
     // Once connected it says that the answer is no HTTP.
-    {CURLE_UNSUPPORTED_PROTOCOL, NSURLErrorUnsupportedURL, NSURLErrorBadServerResponse},
-    {CURLE_COULDNT_RESOLVE_HOST, NSURLErrorCannotFindHost},
-    {CURLE_COULDNT_RESOLVE_PROXY, NSURLErrorCannotFindHost},
-    {CURLE_COULDNT_CONNECT, NSURLErrorCannotConnectToHost},
-    {CURLE_PROXY, NSURLErrorCannotConnectToHost},
-    {CURLE_INTERFACE_FAILED, NSURLErrorCannotConnectToHost},
-    {CURLE_OPERATION_TIMEDOUT, NSURLErrorTimedOut},
+    {{CURLE_UNSUPPORTED_PROTOCOL}, NSURLErrorUnsupportedURL, NSURLErrorBadServerResponse},
+    {{CURLE_COULDNT_RESOLVE_HOST, CURLE_COULDNT_RESOLVE_PROXY}, NSURLErrorCannotFindHost},
+    {{CURLE_COULDNT_CONNECT, CURLE_PROXY, CURLE_INTERFACE_FAILED}, NSURLErrorCannotConnectToHost},
+    {{CURLE_OPERATION_TIMEDOUT}, NSURLErrorTimedOut},
     // Before the first request it is the proxy's refusal or the end of a handshake.
-    {CURLE_SEND_ERROR, NSURLErrorCannotConnectToHost, NSURLErrorNetworkConnectionLost},
-    {CURLE_RECV_ERROR, NSURLErrorCannotConnectToHost, NSURLErrorNetworkConnectionLost},
-    {CURLE_GOT_NOTHING, NSURLErrorNetworkConnectionLost},
-    {CURLE_PARTIAL_FILE, NSURLErrorNetworkConnectionLost},
-    {CURLE_SEND_FAIL_REWIND, NSURLErrorNetworkConnectionLost},
-    {CURLE_ABORTED_BY_CALLBACK, NSURLErrorNetworkConnectionLost},
-    {CURLE_SSL_SHUTDOWN_FAILED, NSURLErrorNetworkConnectionLost},
-    {CURLE_PEER_FAILED_VERIFICATION, NSURLErrorServerCertificateUntrusted},
-    {CURLE_SSL_CACERT_BADFILE, NSURLErrorServerCertificateUntrusted},
-    {CURLE_SSL_ISSUER_ERROR, NSURLErrorServerCertificateUntrusted},
-    {CURLE_SSL_CRL_BADFILE, NSURLErrorServerCertificateUntrusted},
-    {CURLE_SSL_INVALIDCERTSTATUS, NSURLErrorServerCertificateUntrusted},
-    {CURLE_SSL_CONNECT_ERROR, NSURLErrorSecureConnectionFailed},
-    {CURLE_SSL_CIPHER, NSURLErrorSecureConnectionFailed},
-    {CURLE_SSL_CERTPROBLEM, NSURLErrorSecureConnectionFailed},
-    {CURLE_SSL_ENGINE_INITFAILED, NSURLErrorSecureConnectionFailed},
-    {CURLE_USE_SSL_FAILED, NSURLErrorSecureConnectionFailed},
-    {CURLE_TOO_MANY_REDIRECTS, NSURLErrorHTTPTooManyRedirects},
-    {CURLE_WEIRD_SERVER_REPLY, NSURLErrorBadServerResponse},
-    {CURLE_HTTP_RETURNED_ERROR, NSURLErrorBadServerResponse},
-    {CURLE_BAD_CONTENT_ENCODING, NSURLErrorCannotDecodeRawData},
-    {CURLE_FILESIZE_EXCEEDED, NSURLErrorDataLengthExceedsMaximum},
+    {{CURLE_SEND_ERROR, CURLE_RECV_ERROR},
+     NSURLErrorCannotConnectToHost,
+     NSURLErrorNetworkConnectionLost},
+    // The last two are this transport's own refusals to send a request a second time.
+    {{CURLE_GOT_NOTHING, CURLE_PARTIAL_FILE, CURLE_SSL_SHUTDOWN_FAILED, CURLE_ABORTED_BY_CALLBACK,
+      CURLE_SEND_FAIL_REWIND},
+     NSURLErrorNetworkConnectionLost},
+    {{CURLE_PEER_FAILED_VERIFICATION, CURLE_SSL_CACERT_BADFILE, CURLE_SSL_ISSUER_ERROR,
+      CURLE_SSL_CRL_BADFILE, CURLE_SSL_INVALIDCERTSTATUS},
+     NSURLErrorServerCertificateUntrusted},
+    {{CURLE_SSL_CONNECT_ERROR, CURLE_SSL_CIPHER, CURLE_SSL_CERTPROBLEM, CURLE_SSL_ENGINE_INITFAILED,
+      CURLE_USE_SSL_FAILED},
+     NSURLErrorSecureConnectionFailed},
+    {{CURLE_TOO_MANY_REDIRECTS}, NSURLErrorHTTPTooManyRedirects},
+    {{CURLE_WEIRD_SERVER_REPLY, CURLE_HTTP_RETURNED_ERROR}, NSURLErrorBadServerResponse},
+    {{CURLE_BAD_CONTENT_ENCODING}, NSURLErrorCannotDecodeRawData},
+    {{CURLE_FILESIZE_EXCEEDED}, NSURLErrorDataLengthExceedsMaximum},
     // libcurl's own ceiling for one header line reports itself this way.
-    {CURLE_OUT_OF_MEMORY, NSURLErrorUnknown, NSURLErrorDataLengthExceedsMaximum},
+    {{CURLE_OUT_OF_MEMORY}, NSURLErrorUnknown, NSURLErrorDataLengthExceedsMaximum},
 };
 
 std::int64_t platformCode(const TransferFailure& failure) {
-  const auto* found = std::ranges::find(meanings, failure.code, &Meaning::code);
-  if (found == std::end(meanings)) return NSURLErrorUnknown;
-  const bool isConnecting = failure.stage == TransferStage::connecting;
-  return isConnecting ? found->whileConnecting : found->afterwards;
+  for (const Meaning& meaning : meanings) {
+    if (std::ranges::find(meaning.codes, failure.code) == meaning.codes.end()) continue;
+    const bool isConnecting = failure.stage == TransferStage::connecting;
+    return isConnecting ? meaning.whileConnecting : meaning.afterwards;
+  }
+  return NSURLErrorUnknown;
 }
 
 std::string whatWasTried(const TransferFailure& failure, std::int64_t code) {

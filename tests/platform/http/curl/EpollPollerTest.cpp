@@ -36,42 +36,42 @@ class EpollPollerTest : public ::testing::Test {
 };
 
 TEST_F(EpollPollerTest, ReportsWhatIsWanted) {
-  poller_.want(near(), EPOLLIN);
+  poller_.setInterest(near(), EPOLLIN);
   EXPECT_EQ(readyNow(), -1);
   sayFromFar();
   const auto ready = poller_.wait(patience);
   ASSERT_EQ(ready.size(), 1U);
   EXPECT_EQ(ready.front().data.fd, near());
   EXPECT_EQ(static_cast<int>(ready.front().events), EPOLLIN);
-  poller_.want(near(), EPOLLIN | EPOLLOUT);
+  poller_.setInterest(near(), EPOLLIN | EPOLLOUT);
   EXPECT_EQ(readyNow(), EPOLLIN | EPOLLOUT);
-  poller_.want(near(), EPOLLOUT);
+  poller_.setInterest(near(), EPOLLOUT);
   EXPECT_EQ(readyNow(), EPOLLOUT);
 }
 
 TEST_F(EpollPollerTest, SaysNothingOfASocketOfWhichNothingIsWanted) {
-  poller_.want(near(), EPOLLIN);
-  poller_.want(near(), 0);
+  poller_.setInterest(near(), EPOLLIN);
+  poller_.setInterest(near(), 0);
   sayFromFar();
   EXPECT_EQ(readyNow(), -1);
 }
 
 TEST_F(EpollPollerTest, FindsWhatCameWhileNothingWasWanted) {
-  poller_.willStay(near());
-  poller_.want(near(), EPOLLIN);
-  poller_.want(near(), 0);
+  poller_.registerSocket(near());
+  poller_.setInterest(near(), EPOLLIN);
+  poller_.setInterest(near(), 0);
   sayFromFar();
   // Once before it is wanted again, and once more: it does not wake anybody for ever.
   EXPECT_EQ(readyNow(), -1);
   EXPECT_EQ(readyNow(), -1);
-  poller_.want(near(), EPOLLIN);
+  poller_.setInterest(near(), EPOLLIN);
   EXPECT_EQ(readyNow(), EPOLLIN);
 }
 
 TEST_F(EpollPollerTest, SleepsOnThoughAnIdleConnectionHasEnded) {
-  poller_.willStay(near());
-  poller_.want(near(), EPOLLIN);
-  poller_.want(near(), 0);
+  poller_.registerSocket(near());
+  poller_.setInterest(near(), EPOLLIN);
+  poller_.setInterest(near(), 0);
   close(std::exchange(ends_[1], -1));
   EXPECT_EQ(readyNow(), -1);
   const auto begin = std::chrono::steady_clock::now();
@@ -80,11 +80,11 @@ TEST_F(EpollPollerTest, SleepsOnThoughAnIdleConnectionHasEnded) {
 }
 
 TEST_F(EpollPollerTest, ForgetsASocketThatIsClosed) {
-  poller_.willStay(near());
-  poller_.want(near(), EPOLLIN);
+  poller_.registerSocket(near());
+  poller_.setInterest(near(), EPOLLIN);
   // Still open under another descriptor, as in a child that has just been forked.
   const int other = dup(near());
-  poller_.willClose(near());
+  poller_.unregisterSocket(near());
   close(std::exchange(ends_[0], -1));
   sayFromFar();
   EXPECT_EQ(readyNow(), -1);
@@ -92,21 +92,21 @@ TEST_F(EpollPollerTest, ForgetsASocketThatIsClosed) {
 }
 
 TEST_F(EpollPollerTest, KnowsANewSocketFromTheOldOneOfTheSameNumber) {
-  poller_.willStay(near());
-  poller_.want(near(), EPOLLIN);
-  poller_.willClose(near());
+  poller_.registerSocket(near());
+  poller_.setInterest(near(), EPOLLIN);
+  poller_.unregisterSocket(near());
   std::array<int, 2> next{};
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, next.data()), 0);
   ASSERT_EQ(dup2(next[0], near()), near());
-  poller_.willStay(near());
-  poller_.want(near(), EPOLLIN);
+  poller_.registerSocket(near());
+  poller_.setInterest(near(), EPOLLIN);
   EXPECT_EQ(write(next[1], "!", 1), 1);
   EXPECT_EQ(readyNow(), EPOLLIN);
   for (const int end : next) close(end);
 }
 
 TEST_F(EpollPollerTest, ReportsAConnectionThatBroke) {
-  poller_.want(near(), EPOLLOUT);
+  poller_.setInterest(near(), EPOLLOUT);
   close(std::exchange(ends_[1], -1));
   EXPECT_NE(readyNow(), -1);
 }
