@@ -12,6 +12,7 @@ constexpr std::string_view mark = "ORXITEM1";
 constexpr std::size_t headerSize = mark.size() + std::size_t{3} * 4;
 constexpr std::size_t checksumSize = 4;
 
+// Byte by byte, so that the file is the same on machines of either byte order.
 void append(std::vector<std::uint8_t>& content, std::uint32_t number) {
   for (unsigned shift = 0; shift < 32; shift += 8) {
     content.push_back(static_cast<std::uint8_t>(number >> shift));

@@ -27,6 +27,7 @@ void SecretServiceCall::throwIfOver() const {
 std::chrono::milliseconds SecretServiceCall::remaining() {
   const std::lock_guard lock(mutex_);
   throwIfOver();
+  // Rounded up: zero would mean no limit at all to GIO.
   return std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
 }
 
@@ -46,6 +47,7 @@ void SecretServiceCall::onAbandon(std::function<void()> cancel) {
 void SecretServiceCall::finish(Result<Data> result) {
   const std::lock_guard lock(mutex_);
   result_ = std::move(result);
+  // It may own things of the library below, which must not outlive the operation.
   cancel_ = nullptr;
   changed_.notify_all();
 }

@@ -34,6 +34,8 @@ std::string attributeOf(std::string_view text) {
   return std::string(mark) + pathComponent(text);
 }
 
+// Floating, as everything that these g_variant_new functions give: whoever is handed it owns it.
+// Their format texts are fixed, because a wrong one ends the process.
 GVariant* attributesOf(const KeychainItem& item) {
   return lib().g_variant_new_parsed("{'service': %s, 'account': %s}",
                                     attributeOf(item.service).c_str(),
@@ -141,8 +143,10 @@ SecretServiceConnection::SecretServiceConnection(const std::string& address,
                                                  std::shared_ptr<SecretServiceCall> call,
                                                  const PromptRules& rules)
     : call_(std::move(call)), rules_(rules) {
+  // Before the first step that can block, so that giving up always finds something to cancel.
   call_->onAbandon([cancellable = cancellable_] { lib().g_cancellable_cancel(cancellable.get()); });
   GError* error = nullptr;
+  // Of its own rather than GIO's shared one, whose end may end the process.
   const auto flags =
       static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                         G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
@@ -158,6 +162,7 @@ Variant SecretServiceConnection::invoke(const char* destination, const Path& pat
                                         GVariant* arguments, const char* reply) {
   // Owned from here on, so that they are freed also when this throws.
   const Variant kept(arguments == nullptr ? nullptr : lib().g_variant_ref_sink(arguments));
+  // GIO's own limit would be 25 seconds.
   const auto remaining = static_cast<gint>(call_->remaining().count());
   GError* error = nullptr;
   GVariant* answer = lib().g_dbus_connection_call_sync(
@@ -167,11 +172,13 @@ Variant SecretServiceConnection::invoke(const char* destination, const Path& pat
   return Variant(answer);
 }
 
+// Calls a method of the bus itself.
 Variant SecretServiceConnection::askBus(const char* method, GVariant* arguments,
                                         const char* reply) {
   return invoke(busName, busPath, busName, method, arguments, reply);
 }
 
+// Calls a method of the service. The bus is not let start it: startService() has done so.
 Variant SecretServiceConnection::ask(const Path& path, const char* interface, const char* method,
                                      GVariant* arguments, const char* reply) {
   return invoke(serviceName, path, interface, method, arguments, reply);
@@ -211,6 +218,7 @@ void SecretServiceConnection::startService() {
 // A session without encryption: only the user's own programs can reach the socket, and each of
 // them could ask for the secret itself.
 const Path& SecretServiceConnection::session() {
+  // Opened when first needed: a search or a removal needs none.
   if (session_.empty()) {
     const auto reply = ask(servicePath, serviceInterface, "OpenSession",
                            lib().g_variant_new_parsed("('plain', <''>)"), "(vo)");
@@ -245,6 +253,7 @@ bool SecretServiceConnection::isLocked(const Path& collection) {
   return lib().g_variant_get_boolean(value.get()) != 0;
 }
 
+// "xdg:schema" is the attribute in which programs name the type of what they store.
 std::optional<std::string> SecretServiceConnection::schemaOf(const Path& item) {
   const auto attributes = property(item, itemInterface, "Attributes", "a{ss}");
   const gchar* schema = nullptr;
@@ -293,6 +302,8 @@ void SecretServiceConnection::deleteItem(const Path& item) {
   afterPrompt({}, pathOf(childOf(reply, 0)));
 }
 
+// Which objects are unlocked is not told here: the caller looks again, since what a service says
+// and what it did can differ.
 void SecretServiceConnection::unlock(const std::vector<Path>& objects) {
   std::vector<const char*> paths;
   for (const auto& object : objects) paths.push_back(object.c_str());
@@ -303,6 +314,7 @@ void SecretServiceConnection::unlock(const std::vector<Path>& objects) {
   afterPrompt({}, pathOf(childOf(reply, 1)));
 }
 
+// A service makes a keyring only after a prompt for its password.
 Path SecretServiceConnection::createDefaultCollection() {
   if (rules_.mayPrompt() != PromptRules::Answer::Allowed) {
     throw SecretServiceFailure{failures::NoCollection};
@@ -336,11 +348,13 @@ Path SecretServiceConnection::afterPrompt(const Path& made, const Path& prompt) 
   } catch (const SecretServiceFailure& failure) {
     const bool refused =
         failure.kind == failures::Dismissed || failure.kind == failures::Unanswered;
+    // Nobody is asked again until the host allows prompts anew.
     if (refused) rules_.noteDismissed();
     throw;
   }
 }
 
+// The prompt's own window belongs to the service; the empty text names no window of the host's.
 Path SecretServiceConnection::show(const Path& prompt) {
   PromptWatch watch(*this, prompt);
   ask(prompt, promptInterface, "Prompt", lib().g_variant_new("(s)", ""), "()");
