@@ -41,7 +41,7 @@ KeychainStatus keychainStatus() {
   }
   // Before the first call on an item, the store that the policy would use.
   if (!noted.store.empty()) status.store = noted.store;
-  // One error can be told. Without the keychain nobody is signed in, so it comes first.
+  // One error can be told; the keychain's comes first.
   const bool ofKeychain = noted.keychainError != nullptr;
   const auto& error = ofKeychain ? noted.keychainError : noted.defaultsError;
   if (!error) return status;

@@ -27,7 +27,7 @@ void SecretServiceCall::throwIfOver() const {
 std::chrono::milliseconds SecretServiceCall::remaining() {
   const std::lock_guard lock(mutex_);
   throwIfOver();
-  // Rounded up: zero would mean no limit at all to GIO.
+  // Rounded up, so that a part of a millisecond does not become none.
   return std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
 }
 
@@ -47,7 +47,7 @@ void SecretServiceCall::onAbandon(std::function<void()> cancel) {
 void SecretServiceCall::finish(Result<Data> result) {
   const std::lock_guard lock(mutex_);
   result_ = std::move(result);
-  // It may own things of the library below, which must not outlive the operation.
+  // Nothing is left to cancel, and what it holds is let go.
   cancel_ = nullptr;
   changed_.notify_all();
 }

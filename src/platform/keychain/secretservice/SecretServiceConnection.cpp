@@ -314,7 +314,7 @@ void SecretServiceConnection::unlock(const std::vector<Path>& objects) {
   afterPrompt({}, pathOf(childOf(reply, 1)));
 }
 
-// A service makes a keyring only after a prompt for its password.
+// A service asks for the password of a new keyring, so without a prompt there is none.
 Path SecretServiceConnection::createDefaultCollection() {
   if (rules_.mayPrompt() != PromptRules::Answer::Allowed) {
     throw SecretServiceFailure{failures::NoCollection};

@@ -88,7 +88,7 @@ Data SecretServiceItems::read() {
   });
 }
 
-// One line of ASCII: key managers show and copy secrets as text, and lose other bytes.
+// One line of ASCII, because key managers show and copy secrets as text.
 std::string SecretServiceItems::secretFor(const Data& bytes) const {
   // Base64 takes four characters for three bytes; the rest is room for the item's name.
   if (bytes.size() > limits::keyringSecretSize / 2) throw SecretServiceFailure{failures::TooLarge};
@@ -137,7 +137,7 @@ void SecretServiceItems::put(const Data& bytes) {
   if (!replace(bytes)) add(bytes);
 }
 
-// Reads the item back: services have been seen to report success with a full disk.
+// Reads the item back: a service may report success and have kept nothing.
 void SecretServiceItems::requireKept(const Path& path, const Data& bytes) {
   if (contentOf(path) != bytes) throw SecretServiceFailure{failures::NotKept};
 }
