@@ -6,9 +6,9 @@
 
 #include <ORXAccount/platform/Keychain.h>
 
-#include "platform/keychain/KeychainSettings.h"
 #include "platform/keychain/KeychainStoreInForce.h"
 #include "platform/keychain/PolicyKeychainStore.h"
+#include "platform/keychain/PromptRules.h"
 #include "platform/keychain/secretservice/SecretServiceStore.h"
 
 namespace orx::platform {

@@ -22,12 +22,11 @@ class ORX_EXPORT Bundle {
 
   Bundle(const Bundle&) = delete;
   Bundle& operator=(const Bundle&) = delete;
-  ~Bundle();
 
  private:
-  Bundle();
-  struct State;
-  std::unique_ptr<State> state_;
+  Bundle() = default;
+
+  std::optional<std::string> identifier_;
 };
 
 }  // namespace orx

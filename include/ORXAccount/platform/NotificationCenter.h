@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orx {
 
@@ -66,13 +67,13 @@ class ORX_EXPORT NotificationCenter {
 
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
-  ~NotificationCenter();
 
  private:
-  NotificationCenter();
+  NotificationCenter() = default;
   friend class Observation;
-  struct Registry;
-  std::shared_ptr<Registry> registry_;
+
+  // In the order of their registration.
+  std::vector<std::shared_ptr<Observation::Entry>> entries_;
 };
 
 }  // namespace orx

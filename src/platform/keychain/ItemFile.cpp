@@ -16,6 +16,7 @@ namespace {
 
 using Missing = StoredDirectory::Missing;
 
+// One lock for all items: a change takes milliseconds, and each lock's file would stay for ever.
 constexpr const char* lockName = "lock";
 // Leaves room in the 255 bytes of a file name.
 constexpr std::size_t longestPlainName = 200;
@@ -54,6 +55,7 @@ std::string noteOf(const ItemState& state) {
 
 // What two such lines at the beginning of the text say, whatever they are worth.
 ItemState readLines(std::string_view text) {
+  // Bounded, because an item of megabytes may follow, or be all that there is.
   std::istringstream words{std::string(text.substr(0, 4096))};
   ItemState state;
   std::string label;
@@ -77,6 +79,7 @@ std::string ItemFile::nameOf(const KeychainItem& item) {
   return name + ".item";
 }
 
+// Opens the directory anew for each look, since it may have been made or replaced since the last.
 Result<void> ItemFile::open(Missing missing) {
   const auto home = dataHome();
   // Without a home, nothing can be in a file: a reader goes on, and asks the other stores.
@@ -104,6 +107,7 @@ Result<void> ItemFile::enter(Missing missing, Deadline deadline) {
   return record_ == Record::None ? Result<void>() : convertRecord();
 }
 
+// Fills state_ and record_ from what is on the disk.
 Result<void> ItemFile::read() {
   state_ = {};
   record_ = Record::None;
@@ -111,6 +115,7 @@ Result<void> ItemFile::read() {
   const auto content = directory_->read(name_);
   if (content && *content) state_ = stateIn(**content);
   if (!content) {
+    // A refused file may be somebody's attempt to plant an item; it is neither read nor replaced.
     if (isRefusal(*content.error())) return Failure(content.error());
     state_ = {.newest = ItemState::here, .problem = content.error()};
   }
@@ -170,6 +175,7 @@ ItemState ItemFile::stateIn(const Data& content) const {
   return whole ? state : damaged(name_);
 }
 
+// The reverse of stateIn().
 std::string ItemFile::contentOf(const ItemState& state) const {
   std::string content;
   if (state.newest != ItemState::here || !state.stale.empty()) content = noteOf(state);
@@ -177,6 +183,7 @@ std::string ItemFile::contentOf(const ItemState& state) const {
   return content;
 }
 
+// The newest version counts as being here, so that no older one in another store is read instead.
 ItemState ItemFile::damaged(const std::string& name) const {
   const auto path = directory_->pathOf(name);
   const auto failure =
@@ -190,24 +197,21 @@ Result<void> ItemFile::write(const ItemState& next) {
   if (!directory_) {
     if (saysNothing) return {};
     if (auto entered = enter(Missing::Create, deadline_); !entered) return entered;
+    // Somebody else has stored the item between the two openings; theirs stays.
     if (!state_.newest.empty()) return {};
   }
-  Result<void> done;
-  if (saysNothing) {
-    const auto found = directory_->exists(name_);
-    if (!found) return Failure(found.error());
-    if (*found) done = directory_->remove(name_);
-  } else {
-    const auto previous =
-        state_.problem ? StoredDirectory::Previous::Quarantine : StoredDirectory::Previous::Discard;
-    done = directory_->replace(name_, Data(contentOf(next)), previous);
-  }
+  // What is damaged may be all that is left of the item; somebody may still make sense of it.
+  const auto previous =
+      state_.problem ? StoredDirectory::Previous::Quarantine : StoredDirectory::Previous::Discard;
+  auto done = saysNothing ? directory_->remove(name_)
+                          : directory_->replace(name_, Data(contentOf(next)), previous);
   if (done) state_ = next;
   return done;
 }
 
 Result<void> ItemFile::removeTraces() const {
   if (!directory_) return {};
+  // Both, whatever the first one comes to: each may hold bytes of the item.
   auto swept = directory_->sweepTemporaryFiles();
   auto removed = directory_->removeQuarantined(name_);
   return swept ? removed : swept;

@@ -1,6 +1,5 @@
 #include "platform/keychain/KeychainItemFormat.h"
 
-#include <span>
 #include <vector>
 
 #include "platform/base/Checksum.h"
@@ -9,12 +8,11 @@ namespace orx::platform {
 
 namespace {
 
-using Bytes = std::span<const std::uint8_t>;
-
 constexpr std::string_view mark = "ORXITEM1";
 constexpr std::size_t headerSize = mark.size() + std::size_t{3} * 4;
 constexpr std::size_t checksumSize = 4;
 
+// Byte by byte, so that the file is the same on machines of either byte order.
 void append(std::vector<std::uint8_t>& content, std::uint32_t number) {
   for (unsigned shift = 0; shift < 32; shift += 8) {
     content.push_back(static_cast<std::uint8_t>(number >> shift));
@@ -23,12 +21,6 @@ void append(std::vector<std::uint8_t>& content, std::uint32_t number) {
 
 void append(std::vector<std::uint8_t>& content, std::string_view text) {
   content.insert(content.end(), text.begin(), text.end());
-}
-
-std::uint32_t numberAt(Bytes content, std::size_t position) {
-  std::uint32_t number = 0;
-  for (std::size_t index = 4; index-- > 0;) number = number << 8U | content[position + index];
-  return number;
 }
 
 }  // namespace
@@ -49,20 +41,14 @@ Data encodedItem(const KeychainItem& item, const Data& bytes) {
 }
 
 std::optional<Data> decodedItem(const KeychainItem& item, const Data& content) {
-  const auto bytes = content.bytes();
-  if (!content.text().starts_with(mark) || bytes.size() < headerSize + checksumSize) return {};
-  const std::size_t service = numberAt(bytes, mark.size());
-  const std::size_t account = numberAt(bytes, mark.size() + 4);
-  const std::size_t data = numberAt(bytes, mark.size() + 8);
-  if (bytes.size() != headerSize + service + account + data + checksumSize) return {};
-  const auto checked = bytes.first(bytes.size() - checksumSize);
-  if (numberAt(bytes, checked.size()) != checksumOf(checked)) return {};
-
-  const auto text = content.text();
-  if (text.substr(headerSize, service) != item.service) return {};
-  if (text.substr(headerSize + service, account) != item.account) return {};
-  const auto stored = checked.subspan(headerSize + service + account);
-  return Data(std::vector<std::uint8_t>(stored.begin(), stored.end()));
+  // The item's name says where its data begin and end, and they have one encoding only: whatever is
+  // wrong with the content, it differs from that.
+  const auto dataBegin = headerSize + item.service.size() + item.account.size();
+  if (content.size() < dataBegin + checksumSize) return std::nullopt;
+  const auto stored = content.bytes().first(content.size() - checksumSize).subspan(dataBegin);
+  Data data(std::vector<std::uint8_t>(stored.begin(), stored.end()));
+  if (encodedItem(item, data) != content) return std::nullopt;
+  return data;
 }
 
 }  // namespace orx::platform

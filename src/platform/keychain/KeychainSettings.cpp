@@ -1,6 +1,8 @@
-#include "platform/keychain/KeychainSettings.h"
+#include <ORXAccount/platform/Keychain.h>
 
 #include <atomic>
+
+#include "platform/keychain/PromptRules.h"
 
 namespace orx {
 
@@ -10,6 +12,7 @@ namespace {
 
 using Answer = PromptRules::Answer;
 
+// Atomic, since stores read them on threads of their own while the host changes them.
 std::atomic<KeychainPolicy> policyInForce{KeychainPolicy::PreferSecretService};
 std::atomic<Answer> promptsInForce{Answer::Forbidden};
 

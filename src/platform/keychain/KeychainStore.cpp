@@ -15,6 +15,8 @@ Failure keychainFailure(OSStatus status, std::string text, std::string path, std
                      std::move(remedy));
 }
 
+// Errors of files come with domains of their own. A file that may not be trusted is not available
+// rather than broken: the user can mend it.
 OSStatus statusOf(const Error& error) {
   if (isStoreMissing(error) || isRefusal(error)) return errSecNotAvailable;
   if (error.domain() == NSOSStatusErrorDomain) return static_cast<OSStatus>(error.code());

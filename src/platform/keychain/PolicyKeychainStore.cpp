@@ -13,8 +13,7 @@ using Missing = StoredDirectory::Missing;
 constexpr auto here = ItemState::here;
 constexpr auto nowhere = ItemState::nowhere;
 
-Failure statusOnly(OSStatus status) { return keychainFailure(status); }
-
+// Whether the store surely does not hold the item any more.
 bool isGone(const Result<void>& removed) {
   return removed || statusOf(removed) == errSecItemNotFound;
 }
@@ -34,16 +33,19 @@ Failure excludedByPolicy(std::string_view store) {
 
 }  // namespace
 
+// One addition or update; refers to the arguments of the call that it serves.
 struct PolicyKeychainStore::Change {
   const KeychainItem& item;
   const Data& bytes;
   Deadline deadline;
-  Condition condition;
+  // Otherwise it must be absent.
+  bool mustExist;
 };
 
 PolicyKeychainStore::PolicyKeychainStore(Stores stores, std::function<KeychainPolicy()> policy)
     : stores_(std::move(stores)), policy_(std::move(policy)) {}
 
+// Without looking for a service, since a status display must not wait for one.
 std::string_view PolicyKeychainStore::name() const noexcept {
   const bool file = stores_.empty() || policy_() == KeychainPolicy::FileOnly;
   return file ? here : stores_.front()->name();
@@ -57,6 +59,7 @@ ItemState PolicyKeychainStore::stateOf(const ItemFile& file) const {
   return state;
 }
 
+// Null for a store that this build does not have, as after a downgrade.
 KeychainStore* PolicyKeychainStore::storeNamed(std::string_view name) const {
   const auto found =
       std::ranges::find_if(stores_, [&](const auto& store) { return store->name() == name; });
@@ -79,6 +82,7 @@ Result<KeychainStore*> PolicyKeychainStore::chooseTarget(Deadline deadline) cons
     noteKeychainStore(std::string(store->name()));
     probed = store->probe(deadline);
     if (probed) return store.get();
+    // Another store must not take over: the user would have two items when this one answers again.
     if (!isStoreMissing(probed)) break;
   }
   const bool mayStandIn = probed || isStoreMissing(probed);
@@ -93,6 +97,7 @@ Result<Data> PolicyKeychainStore::copy(const KeychainItem& item, Deadline deadli
   while (true) {
     noteKeychainStore(here);
     if (auto looked = file.look(); !looked) return Failure(looked.error());
+    // Kept for the comparison below: the next look() replaces what the file object holds.
     const auto state = file.state();
     auto bytes = copyFrom(state, item, deadline);
     // No lock was held: whoever moved the item in the meantime has changed the file, and what was
@@ -109,6 +114,8 @@ Result<Data> PolicyKeychainStore::copy(const KeychainItem& item, Deadline deadli
   }
 }
 
+// Reads the newest version and no other. Where it is out of reach that is an error, since an older
+// one would bring back a user who has signed out.
 Result<Data> PolicyKeychainStore::copyFrom(const ItemState& state, const KeychainItem& item,
                                            Deadline deadline) const {
   if (state.problem) return Failure(state.problem);
@@ -116,7 +123,7 @@ Result<Data> PolicyKeychainStore::copyFrom(const ItemState& state, const Keychai
     return onUnrecorded<Data>([&](KeychainStore& store) { return store.copy(item, deadline); });
   }
   noteKeychainStore(state.newest == nowhere ? "" : state.newest);
-  if (state.newest == nowhere) return statusOnly(errSecItemNotFound);
+  if (state.newest == nowhere) return keychainFailure(errSecItemNotFound);
   if (isExcluded(state.newest)) return excludedByPolicy(state.newest);
   if (state.newest == here) return *state.bytes;
   return storeNamed(state.newest)->copy(item, deadline);
@@ -127,10 +134,11 @@ Result<Data> PolicyKeychainStore::copyFrom(const ItemState& state, const Keychai
 template <typename T>
 Result<T> PolicyKeychainStore::onUnrecorded(
     const std::function<Result<T>(KeychainStore&)>& operation) const {
-  Result<T> result = statusOnly(errSecItemNotFound);
+  Result<T> result = keychainFailure(errSecItemNotFound);
   if (policy_() == KeychainPolicy::FileOnly) return result;
   for (const auto& store : stores_) {
     auto done = operation(*store);
+    // Where the file may stand in, a store that does not exist holds nothing.
     const bool passOver = isStoreMissing(done) && !isExcluded(here);
     if (passOver) continue;
     noteKeychainStore(std::string(store->name()));
@@ -144,21 +152,19 @@ Result<T> PolicyKeychainStore::onUnrecorded(
 
 Result<void> PolicyKeychainStore::add(const KeychainItem& item, const Data& bytes,
                                       Deadline deadline) {
-  return write(
-      {.item = item, .bytes = bytes, .deadline = deadline, .condition = Condition::MustBeAbsent});
+  return write({.item = item, .bytes = bytes, .deadline = deadline, .mustExist = false});
 }
 
 Result<void> PolicyKeychainStore::update(const KeychainItem& item, const Data& bytes,
                                          Deadline deadline) {
-  return write(
-      {.item = item, .bytes = bytes, .deadline = deadline, .condition = Condition::MustExist});
+  return write({.item = item, .bytes = bytes, .deadline = deadline, .mustExist = true});
 }
 
+// Under the file's lock, so that two processes do not move an item at the same time.
 Result<void> PolicyKeychainStore::write(const Change& change) const {
   noteKeychainStore(here);
-  const bool mustExist = change.condition == Condition::MustExist;
   ItemFile file(change.item);
-  const auto missing = mustExist ? Missing::DoNotCreate : Missing::Create;
+  const auto missing = change.mustExist ? Missing::DoNotCreate : Missing::Create;
   if (auto entered = file.enter(missing, change.deadline); !entered) return entered;
   const auto target = chooseTarget(change.deadline);
   if (!target) return Failure(target.error());
@@ -167,19 +173,19 @@ Result<void> PolicyKeychainStore::write(const Change& change) const {
   const auto& newest = file.state().newest;
   // A store knows by itself whether it holds the item.
   const bool isThere = *target != nullptr && newest == (*target)->name();
-  const bool mayBeThere = *target != nullptr && newest.empty() && mustExist;
+  const bool mayBeThere = *target != nullptr && newest.empty() && change.mustExist;
   if (isThere || mayBeThere) return writeInPlace(**target, file, change);
   // What is in another store is known from the file alone: that store may be out of reach.
-  if (mustExist && !file.state().exists()) return statusOnly(errSecItemNotFound);
-  if (!mustExist && file.state().exists()) return statusOnly(errSecDuplicateItem);
+  if (change.mustExist && !file.state().exists()) return keychainFailure(errSecItemNotFound);
+  if (!change.mustExist && file.state().exists()) return keychainFailure(errSecDuplicateItem);
   return move(*target, file, change);
 }
 
+// Changes the item where it is, or probably is: one step, which needs no note before it.
 Result<void> PolicyKeychainStore::writeInPlace(KeychainStore& store, ItemFile& file,
                                                const Change& change) const {
-  auto written = change.condition == Condition::MustExist
-                     ? store.update(change.item, change.bytes, change.deadline)
-                     : store.add(change.item, change.bytes, change.deadline);
+  auto written = change.mustExist ? store.update(change.item, change.bytes, change.deadline)
+                                  : store.add(change.item, change.bytes, change.deadline);
   if (!written) return written;
   // Best effort: without the file, only a session without this store would not know of the item.
   if (file.state().newest.empty()) file.write({.newest = std::string(store.name())});
@@ -201,6 +207,7 @@ Result<void> PolicyKeychainStore::move(KeychainStore* target, ItemFile& file,
     // A file with a problem needs no note: it is not read before it is replaced.
     if (!before.problem) {
       auto meanwhile = before;
+      // An empty name would make no note: a crash now must not let the new copy count.
       if (meanwhile.newest.empty()) meanwhile.newest = nowhere;
       meanwhile.stale.insert(after.newest);
       if (auto noted = file.write(meanwhile); !noted) return noted;
@@ -232,11 +239,13 @@ Result<void> PolicyKeychainStore::remove(const KeychainItem& item, Deadline dead
     return onUnrecorded<void>([&](KeychainStore& store) { return store.remove(item, deadline); });
   }
 
+  // The note stays while a stale version may be left somewhere; write() removes one that names
+  // none.
   ItemState after{.newest = nowhere, .stale = before.stale};
   Result<void> removed;
   if (before.newest == nowhere) {
     noteKeychainStore({});
-    removed = statusOnly(errSecItemNotFound);
+    removed = keychainFailure(errSecItemNotFound);
   } else if (before.newest != here) {
     removed = removeFromStore(after, before.newest, item, deadline);
     if (!isGone(removed)) return removed;
@@ -247,13 +256,15 @@ Result<void> PolicyKeychainStore::remove(const KeychainItem& item, Deadline dead
   }
   if (auto noted = file.write(after); !noted) return noted;
   removeStale(file, item, deadline);
+  // The item is gone, but its bytes may still be on the disk: that is told.
   return traces ? removed : traces;
 }
 
+// Removes the item from the store that holds it, or notes it in `after` as stale.
 Result<void> PolicyKeychainStore::removeFromStore(ItemState& after, const std::string& store,
                                                   const KeychainItem& item,
                                                   Deadline deadline) const {
-  Result<void> removed = statusOnly(errSecNoSuchKeychain);
+  Result<void> removed = keychainFailure(errSecNoSuchKeychain);
   if (!isExcluded(store)) {
     noteKeychainStore(store);
     removed = storeNamed(store)->remove(item, deadline);
@@ -272,6 +283,7 @@ void PolicyKeychainStore::removeStale(ItemFile& file, const KeychainItem& item,
   for (const auto& store : stores_) {
     const std::string name(store->name());
     if (!after.stale.contains(name) || isExcluded(name)) continue;
+    // Quietly: a prompt for a copy that counts no more would make no sense to anybody.
     if (isGone(store->removeQuietly(item, deadline))) after.stale.erase(name);
   }
   if (!(after == file.state())) file.write(after);

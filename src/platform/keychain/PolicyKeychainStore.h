@@ -31,7 +31,6 @@ class PolicyKeychainStore final : public KeychainStore {
   Result<Data> copy(const KeychainItem& item, Deadline deadline) override;
 
  private:
-  enum class Condition { MustBeAbsent, MustExist };
   struct Change;
 
   ItemState stateOf(const ItemFile& file) const;

@@ -20,4 +20,7 @@ struct PromptRules {
   std::chrono::milliseconds patienceAfterwards = limits::storeWait;
 };
 
+// What the host has allowed, read at each question.
+PromptRules promptRulesOfHost();
+
 }  // namespace orx::platform

@@ -21,20 +21,21 @@ std::optional<KeychainItem> itemOf(const Dictionary& query) {
   return KeychainItem{.service = *service, .account = *account};
 }
 
-OSStatus unusableQuery() {
-  const auto failure =
-      keychainFailure(errSecParam, "The keychain query names no generic password or no data.");
-  noteKeychainError(failure.value());
-  return errSecParam;
-}
-
-// Runs one operation on the store in force, within the bound of one call.
+// Runs one operation on the store in force, within the bound of one call. `isComplete` says whether
+// the call names the data that it needs.
 template <typename Operation>
-auto perform(const Operation& operation) {
+OSStatus perform(const Dictionary& query, bool isComplete, const Operation& operation) {
+  const auto item = itemOf(query);
+  if (!item || !isComplete) {
+    const auto failure =
+        keychainFailure(errSecParam, "The keychain query names no generic password or no data.");
+    noteKeychainError(failure.value());
+    return errSecParam;
+  }
   const auto store = keychainStoreInForce();
-  auto result = operation(*store, std::chrono::steady_clock::now() + patience.load());
+  const auto result = operation(*store, *item, std::chrono::steady_clock::now() + patience.load());
   noteKeychainError(errorOf(result));
-  return result;
+  return statusOf(result);
 }
 
 }  // namespace
@@ -42,37 +43,32 @@ auto perform(const Operation& operation) {
 void setKeychainPatience(std::chrono::milliseconds limit) { patience = limit; }
 
 OSStatus SecItemAdd(const Dictionary& query) {
-  const auto item = itemOf(query);
   const auto* bytes = query[kSecValueData].data();
-  if (!item || bytes == nullptr) return unusableQuery();
-  return statusOf(perform(
-      [&](KeychainStore& store, Deadline deadline) { return store.add(*item, *bytes, deadline); }));
+  return perform(query, bytes != nullptr, [&](auto& store, const auto& item, Deadline deadline) {
+    return store.add(item, *bytes, deadline);
+  });
 }
 
 OSStatus SecItemUpdate(const Dictionary& query, const Dictionary& attributesToUpdate) {
-  const auto item = itemOf(query);
   const auto* bytes = attributesToUpdate[kSecValueData].data();
-  if (!item || bytes == nullptr) return unusableQuery();
-  return statusOf(perform([&](KeychainStore& store, Deadline deadline) {
-    return store.update(*item, *bytes, deadline);
-  }));
+  return perform(query, bytes != nullptr, [&](auto& store, const auto& item, Deadline deadline) {
+    return store.update(item, *bytes, deadline);
+  });
 }
 
 OSStatus SecItemDelete(const Dictionary& query) {
-  const auto item = itemOf(query);
-  if (!item) return unusableQuery();
-  return statusOf(perform(
-      [&](KeychainStore& store, Deadline deadline) { return store.remove(*item, deadline); }));
+  return perform(query, true, [](auto& store, const auto& item, Deadline deadline) {
+    return store.remove(item, deadline);
+  });
 }
 
 OSStatus SecItemCopyMatching(const Dictionary& query, std::optional<Value>& result) {
   result.reset();
-  const auto item = itemOf(query);
-  if (!item) return unusableQuery();
-  const auto bytes =
-      perform([&](KeychainStore& store, Deadline deadline) { return store.copy(*item, deadline); });
-  if (bytes && query[kSecReturnData].boolean() == true) result = *bytes;
-  return statusOf(bytes);
+  return perform(query, true, [&](auto& store, const auto& item, Deadline deadline) {
+    auto bytes = store.copy(item, deadline);
+    if (bytes && query[kSecReturnData].boolean() == true) result = *bytes;
+    return bytes;
+  });
 }
 
 }  // namespace orx::platform

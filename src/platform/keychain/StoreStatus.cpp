@@ -39,7 +39,9 @@ KeychainStatus keychainStatus() {
     const BriefSection section;
     noted = shared;
   }
+  // Before the first call on an item, the store that the policy would use.
   if (!noted.store.empty()) status.store = noted.store;
+  // One error can be told; the keychain's comes first.
   const bool ofKeychain = noted.keychainError != nullptr;
   const auto& error = ofKeychain ? noted.keychainError : noted.defaultsError;
   if (!error) return status;

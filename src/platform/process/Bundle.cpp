@@ -8,13 +8,6 @@ namespace orx {
 
 using namespace platform;
 
-struct Bundle::State {
-  std::optional<std::string> identifier;
-};
-
-Bundle::Bundle() : state_(std::make_unique<State>()) {}
-Bundle::~Bundle() = default;
-
 const std::shared_ptr<Bundle>& Bundle::mainBundle() {
   static constinit ProcessWide<std::shared_ptr<Bundle>> bundle;
   return bundle.get([] { return std::shared_ptr<Bundle>(new Bundle); });
@@ -22,12 +15,13 @@ const std::shared_ptr<Bundle>& Bundle::mainBundle() {
 
 std::optional<std::string> Bundle::bundleIdentifier() const {
   const BriefSection section;
-  return state_->identifier;
+  return identifier_;
 }
 
 void Bundle::setBundleIdentifier(std::optional<std::string> bundleIdentifier) {
   const BriefSection section;
-  state_->identifier.swap(bundleIdentifier);
+  // The old text is freed by the caller, after the section.
+  identifier_.swap(bundleIdentifier);
 }
 
 }  // namespace orx

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "platform/process/ForkSafety.h"
 
@@ -32,10 +31,6 @@ struct Observation::Entry {
   void deliver(const Notification& notification) const noexcept { block(notification); }
 };
 
-struct NotificationCenter::Registry {
-  std::vector<std::shared_ptr<Observation::Entry>> entries;
-};
-
 Observation::Observation() noexcept = default;
 Observation::Observation(Observation&& other) noexcept = default;
 Observation::Observation(std::shared_ptr<Entry> entry) noexcept : entry_(std::move(entry)) {}
@@ -49,14 +44,11 @@ Observation& Observation::operator=(Observation&& other) noexcept {
 Observation::~Observation() {
   if (!entry_) return;
   entry_->ended = true;
-  auto& registry = *NotificationCenter::defaultCenter()->registry_;
+  auto& center = *NotificationCenter::defaultCenter();
   // entry_ keeps the entry until the section is over: what its block holds is the host's.
   const BriefSection section;
-  std::erase(registry.entries, entry_);
+  std::erase(center.entries_, entry_);
 }
-
-NotificationCenter::NotificationCenter() : registry_(std::make_shared<Registry>()) {}
-NotificationCenter::~NotificationCenter() = default;
 
 const std::shared_ptr<NotificationCenter>& NotificationCenter::defaultCenter() {
   static constinit ProcessWide<std::shared_ptr<NotificationCenter>> center;
@@ -72,7 +64,7 @@ Observation NotificationCenter::addObserverForName_object_usingBlock(
   entry->owner = object;
   entry->block = std::move(block);
   const BriefSection section;
-  registry_->entries.push_back(entry);
+  entries_.push_back(entry);
   return Observation(std::move(entry));
 }
 
@@ -82,7 +74,7 @@ void NotificationCenter::postNotificationName_object_userInfo(std::string_view n
   std::vector<std::shared_ptr<Observation::Entry>> matching;
   {
     const BriefSection section;
-    for (const auto& entry : registry_->entries) {
+    for (const auto& entry : entries_) {
       if (entry->isFor(name, object)) matching.push_back(entry);
     }
   }

@@ -100,19 +100,14 @@ std::optional<std::string> stringInDefaults(const Data& content, std::string_vie
   return stringUnder(readerOf(content), key);
 }
 
-std::optional<Data> defaultsWithString(const std::optional<Data>& content, std::string_view key,
-                                       std::string_view value) {
-  if (!content) return rewritten(nullptr, key, value);
+std::optional<Data> changedDefaults(const std::optional<Data>& content, std::string_view key,
+                                    std::optional<std::string_view> value) {
+  if (!content) return value ? std::optional(rewritten(nullptr, key, value)) : std::nullopt;
   const auto list = readerOf(*content);
-  if (stringUnder(list, key) == value) return std::nullopt;
+  // A value of another kind than text is no string under the key, but has to go all the same.
+  const bool isSo = value ? stringUnder(list, key) == value : !list.find(list.top(), key);
+  if (isSo) return std::nullopt;
   return rewritten(&list, key, value);
-}
-
-std::optional<Data> defaultsWithout(const std::optional<Data>& content, std::string_view key) {
-  if (!content) return std::nullopt;
-  const auto list = readerOf(*content);
-  if (!list.find(list.top(), key)) return std::nullopt;
-  return rewritten(&list, key, std::nullopt);
 }
 
 }  // namespace orx::platform

@@ -18,10 +18,9 @@ namespace orx::platform {
 // The text under `key`, a number as its text; absent when there is none of these.
 std::optional<std::string> stringInDefaults(const Data& content, std::string_view key);
 
-// The content after the change, absent when there is nothing to change. Absent `content` is an
-// empty dictionary.
-std::optional<Data> defaultsWithString(const std::optional<Data>& content, std::string_view key,
-                                       std::string_view value);
-std::optional<Data> defaultsWithout(const std::optional<Data>& content, std::string_view key);
+// The content with `value` under `key`, or without `key` for an absent value. Absent when there is
+// nothing to change. Absent `content` is an empty dictionary.
+std::optional<Data> changedDefaults(const std::optional<Data>& content, std::string_view key,
+                                    std::optional<std::string_view> value);
 
 }  // namespace orx::platform

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <sys/file.h>
+
 #include <utility>
 
+#include "platform/process/Signals.h"
 #include "platform/storage/FileDescriptor.h"
 
 namespace orx::platform {
@@ -14,7 +17,11 @@ class FileLock {
   explicit FileLock(FileDescriptor descriptor) noexcept : descriptor_(std::move(descriptor)) {}
   FileLock(FileLock&&) noexcept = default;
   FileLock& operator=(FileLock&&) = delete;
-  ~FileLock();
+  // Unlocks before it closes: a child that was forked meanwhile shares the open file, and closing
+  // alone would leave the lock with the child.
+  ~FileLock() {
+    if (descriptor_) uninterrupted([&] { return flock(descriptor_.get(), LOCK_UN); });
+  }
 
  private:
   FileDescriptor descriptor_;

@@ -31,6 +31,8 @@ bool leadsThroughDanglingLink(std::string path) {
   return false;
 }
 
+// Without it, a crash of the machine could lose a new directory and all that is in it. Best effort:
+// some file systems cannot do it.
 void synchronizeParentOf(const std::string& path) {
   const auto parent = parentOf(path) + "/";
   constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
@@ -66,6 +68,7 @@ void openUpAbandoned(const std::string& path) {
   if (!std::filesystem::is_empty(path, unreadable)) chmod(path.c_str(), mode);
 }
 
+// Makes the directory and every parent that is missing.
 Result<void> makeDirectories(const std::string& path) {
   bool made = mkdir(path.c_str(), 0700) == 0;
   if (!made && errno == ENOENT) {
@@ -75,7 +78,7 @@ Result<void> makeDirectories(const std::string& path) {
     made = mkdir(path.c_str(), 0700) == 0;
   }
   if (!made) {
-    if (errno == EEXIST) return {};
+    if (errno == EEXIST) return {};  // another process was faster
     return systemFailure(errno, "make the directory", path);
   }
   admitOwner(path);
@@ -83,6 +86,7 @@ Result<void> makeDirectories(const std::string& path) {
   return {};
 }
 
+// Says what stands in the directory's place where that tells more than the error number.
 Failure cannotOpenDirectory(int number, const std::string& path) {
   struct stat entry {};
   if ((number == ENOTDIR || number == ELOOP) && lstat(path.c_str(), &entry) == 0 &&
@@ -97,10 +101,13 @@ Failure cannotOpenDirectory(int number, const std::string& path) {
 
 Result<std::optional<StoredDirectory>> StoredDirectory::open(const std::string& path, Kind kind,
                                                              Missing missing) {
+  // All later work goes through this one descriptor, so that nobody can exchange the directory
+  // between two steps.
   const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (kind == Kind::Private ? O_NOFOLLOW : 0);
   const auto opened = [&] { return uninterrupted([&] { return ::open(path.c_str(), flags); }); };
   FileDescriptor descriptor(opened());
   if (!descriptor && errno == EACCES) {
+    // Once: what is still shut then was shut on purpose.
     openUpAbandoned(path);
     descriptor = FileDescriptor(opened());
   }
@@ -119,6 +126,7 @@ Result<std::optional<StoredDirectory>> StoredDirectory::open(const std::string& 
   return directory;
 }
 
+// Checks the open descriptor rather than the path, which may lead elsewhere a moment later.
 Result<void> StoredDirectory::secure() const {
   if (kind_ != Kind::Private) return {};
   struct stat directory {};
@@ -137,6 +145,7 @@ Result<void> StoredDirectory::secure() const {
   return {};
 }
 
+// Whether a file may be trusted. One that others could have written could hold another user's item.
 Result<void> StoredDirectory::checkFile(const std::string& name, const struct stat& file) const {
   const auto path = pathOf(name);
   if (!S_ISREG(file.st_mode)) {
@@ -154,6 +163,7 @@ Result<void> StoredDirectory::checkFile(const std::string& name, const struct st
   return {};
 }
 
+// Does not follow a link, not even to a file that could be trusted.
 Result<bool> StoredDirectory::exists(const std::string& name) const {
   struct stat file {};
   if (fstatat(descriptor_.get(), name.c_str(), &file, AT_SYMLINK_NOFOLLOW) != 0) {
@@ -181,12 +191,15 @@ Result<std::optional<Data>> StoredDirectory::read(const std::string& name) const
     if (auto found = exists(name); !found) return Failure(found.error());
     return systemFailure(number, "open", pathOf(name));
   }
+  // Of the open file: what stands under the name may be another one by now.
   struct stat state {};
   if (fstat(file.get(), &state) != 0) return systemFailure(errno, "inspect", pathOf(name));
   if (auto trusted = checkFile(name, state); !trusted) return Failure(trusted.error());
   return readOpen(file, name);
 }
 
+// Reads until the end rather than as much as fstat() announced: some file systems announce nothing.
+// The bound keeps a huge file from using up the memory.
 Result<Data> StoredDirectory::readOpen(const FileDescriptor& file, const std::string& name) const {
   std::vector<std::uint8_t> bytes(4096);
   std::size_t length = 0;

@@ -51,7 +51,8 @@ class StoredDirectory {
   // hold anything else. Equal bytes touch nothing. Called under the directory's lock.
   Result<void> replace(const std::string& name, const Data& bytes,
                        Previous previous = Previous::Discard) const;
-  // Removes the file, which is known to be there. Called under the directory's lock.
+  // Removes the file; afterwards the removal survives a crash of the machine. A missing file is no
+  // error. Called under the directory's lock.
   Result<void> remove(const std::string& name) const;
   // Makes sure that the file's present content survives a crash of the machine. A missing file is
   // no error.
@@ -67,6 +68,7 @@ class StoredDirectory {
   StoredDirectory(FileDescriptor descriptor, std::string path, Kind kind)
       : descriptor_(std::move(descriptor)), path_(std::move(path)), kind_(kind) {}
 
+  // Refuses a directory that secrets may not be kept in, or shuts others out of it.
   Result<void> secure() const;
   Result<void> checkFile(const std::string& name, const struct stat& file) const;
   Result<Data> readOpen(const FileDescriptor& file, const std::string& name) const;

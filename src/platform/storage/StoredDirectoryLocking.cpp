@@ -47,6 +47,7 @@ FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
     errno = number;  // why it could not be made says more than that it is not there
     return file;
   }
+  // A umask may have taken permissions from a new one, and the next process could not open it.
   struct stat state {};
   if (fstat(file.get(), &state) == 0 && (state.st_mode & 0600U) != 0600U) {
     fchmod(file.get(), 0600);
@@ -54,12 +55,15 @@ FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
   return file;
 }
 
+// flock() rather than fcntl(): the latter's locks are the process's, so that they do not keep out
+// its other threads, and go when any descriptor of the file is closed.
 Result<FileLock> StoredDirectory::lock(const std::string& name, Deadline deadline) const {
   const auto path = pathOf(name);
   while (true) {
     auto file = openLockFile(name);
     if (!file) {
       const int number = errno;
+      // What stands there says more than the error number.
       if (auto found = exists(name); !found) return Failure(found.error());
       return systemFailure(number, "lock", path);
     }

@@ -18,7 +18,14 @@ namespace {
 constexpr std::string_view temporaryPrefix = ".orx-tmp-";
 constexpr std::string_view quarantineSuffix = ".damaged";
 
-int writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
+// These two return the error number, or 0.
+int synchronizeDescriptor(int descriptor) {
+  return uninterrupted([&] { return fsync(descriptor); }) == 0 ? 0 : errno;
+}
+
+// Without the synchronising, a crash of the machine after the renaming could leave the new name
+// with nothing under it.
+int writeAndSynchronize(int descriptor, std::span<const std::uint8_t> bytes) {
   // A write beyond the process's file size limit raises SIGXFSZ, which would end the host.
   // Suppressed, the write fails with EFBIG.
   const SuppressedSignal suppressed(SIGXFSZ);
@@ -29,11 +36,7 @@ int writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
     if (count == 0) return EIO;  // no progress, and no reason given
     bytes = bytes.subspan(static_cast<std::size_t>(count));
   }
-  return 0;
-}
-
-int synchronizeDescriptor(int descriptor) {
-  return uninterrupted([&] { return fsync(descriptor); }) == 0 ? 0 : errno;
+  return synchronizeDescriptor(descriptor);
 }
 
 // Unique by the directory's lock: its holder has swept what others left.
@@ -68,10 +71,7 @@ Result<void> StoredDirectory::writeTemporary(const std::string& temporary, const
   if (const int number = setPermissions(file.get(), existing)) {
     return systemFailure(number, "set the permissions of", path);
   }
-  if (const int number = writeAll(file.get(), bytes.bytes())) {
-    return systemFailure(number, "write", path);
-  }
-  if (const int number = synchronizeDescriptor(file.get())) {
+  if (const int number = writeAndSynchronize(file.get(), bytes.bytes())) {
     return systemFailure(number, "write", path);
   }
   // A close() that is interrupted has closed the file all the same, and its content is on the disk.
@@ -115,6 +115,7 @@ Result<void> StoredDirectory::replace(const std::string& name, const Data& bytes
   const bool modeIsRight = kind_ != Kind::Private || (state.st_mode & 07777U) == 0600U;
   if (exists && modeIsRight && existing && *existing == bytes) return {};
 
+  // One that a dead writer left under this name would make the new one fail with EEXIST.
   sweepTemporaryFiles();
   const auto temporary = temporaryName();
   auto done = writeTemporary(temporary, bytes, exists ? &state : nullptr);
@@ -124,17 +125,19 @@ Result<void> StoredDirectory::replace(const std::string& name, const Data& bytes
     done = systemFailure(errno, "replace", pathOf(name));
   }
   if (done) return synchronizeDirectory();
+  // Otherwise the bytes, which may be secret, would stay until the next change.
   unlinkat(descriptor_.get(), temporary.c_str(), 0);
   return done;
 }
 
 Result<void> StoredDirectory::remove(const std::string& name) const {
-  if (unlinkat(descriptor_.get(), name.c_str(), 0) != 0) {
-    return systemFailure(errno, "remove", pathOf(name));
-  }
-  return synchronizeDirectory();
+  if (unlinkat(descriptor_.get(), name.c_str(), 0) == 0) return synchronizeDirectory();
+  if (errno == ENOENT) return {};
+  return systemFailure(errno, "remove", pathOf(name));
 }
 
+// The directory as well: the file may have got its name by a replace() of another process that died
+// before its last step.
 Result<void> StoredDirectory::synchronize(const std::string& name) const {
   const auto file = openFile(name, O_RDONLY);
   if (!file && errno == ENOENT) return {};
@@ -145,16 +148,19 @@ Result<void> StoredDirectory::synchronize(const std::string& name) const {
   return synchronizeDirectory();
 }
 
+// Goes on after an error, so that one file that cannot be removed keeps no other; the last error is
+// told. Not synchronised: what comes back after a crash is removed by the next call.
 Result<void> StoredDirectory::removeWhere(
     const std::function<bool(std::string_view name)>& condition) const {
   // A descriptor of its own, because the listing takes it over and moves its position.
   FileDescriptor own = openFile(".", O_RDONLY | O_DIRECTORY);
   DIR* listing = own ? fdopendir(own.get()) : nullptr;
   if (listing == nullptr) return systemFailure(errno, "list", path_);
-  own.release();
+  own.release();  // closedir() closes it
   Result<void> done;
   while (const dirent* entry = readdir(listing)) {
     if (!condition(entry->d_name)) continue;
+    // Quarantined files may be removed by hand at the same time.
     if (unlinkat(descriptor_.get(), entry->d_name, 0) != 0 && errno != ENOENT) {
       done = systemFailure(errno, "remove", pathOf(entry->d_name));
     }

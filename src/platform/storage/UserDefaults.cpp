@@ -2,8 +2,6 @@
 
 #include <ORXAccount/platform/Bundle.h>
 
-#include <functional>
-
 #include "platform/base/Limits.h"
 #include "platform/formats/PropertyList.h"
 #include "platform/process/ForkSafety.h"
@@ -36,11 +34,11 @@ Result<std::optional<StoredDirectory>> openDirectory(Missing missing) {
                                Kind::Settings, missing);
 }
 
-using Change = std::function<std::optional<Data>(const std::optional<Data>&)>;
-
-// Writes what `change` makes of the present content; nothing when it gives nothing.
-Result<void> modify(Missing missing, UserDefaults::DamagedFile damagedFile, const Change& change) {
-  const auto opened = openDirectory(missing);
+// Puts `value` under `key`, or removes the key for an absent value.
+Result<void> change(std::string_view key, std::optional<std::string_view> value,
+                    UserDefaults::DamagedFile damagedFile) {
+  // There is nothing to remove where there is no folder.
+  const auto opened = openDirectory(value ? Missing::Create : Missing::DoNotCreate);
   if (!opened) return Failure(opened.error());
   if (!*opened) return {};
   const StoredDirectory& directory = **opened;
@@ -53,13 +51,13 @@ Result<void> modify(Missing missing, UserDefaults::DamagedFile damagedFile, cons
   auto previous = StoredDirectory::Previous::Discard;
   std::optional<Data> changed;
   try {
-    changed = change(*content);
+    changed = changedDefaults(*content, key, value);
   } catch (const MalformedPropertyList& malformed) {
     if (damagedFile == UserDefaults::DamagedFile::Refuse) {
       return damage(directory.pathOf(fileName), malformed.what());
     }
     previous = StoredDirectory::Previous::Quarantine;
-    changed = change(std::nullopt);
+    changed = changedDefaults(std::nullopt, key, value);
   }
   if (!changed) return {};
   return directory.replace(fileName, *changed, previous);
@@ -88,14 +86,11 @@ Result<std::optional<std::string>> UserDefaults::stringForKey(std::string_view k
 
 Result<void> UserDefaults::setString_forKey(std::string_view value, std::string_view key,
                                             DamagedFile damagedFile) {
-  return modify(Missing::Create, damagedFile, [&](const std::optional<Data>& content) {
-    return defaultsWithString(content, key, value);
-  });
+  return change(key, value, damagedFile);
 }
 
 Result<void> UserDefaults::removeObjectForKey(std::string_view key) {
-  return modify(Missing::DoNotCreate, DamagedFile::Refuse,
-                [&](const std::optional<Data>& content) { return defaultsWithout(content, key); });
+  return change(key, std::nullopt, DamagedFile::Refuse);
 }
 
 Result<void> UserDefaults::synchronize() {

@@ -4,11 +4,7 @@
 
 namespace orx::platform {
 
-namespace {
-
 using Clock = std::chrono::steady_clock;
-
-}  // namespace
 
 std::optional<Result<Data>> SecretServiceCall::wait() {
   std::function<void()> cancel;
@@ -17,22 +13,21 @@ std::optional<Result<Data>> SecretServiceCall::wait() {
     // The deadline may move while this waits for it.
     while (!result_ && Clock::now() < deadline_) changed_.wait_until(lock, Deadline(deadline_));
     if (result_) return result_;
-    abandoned_ = true;
     cancel.swap(cancel_);
   }
+  // After the lock: the working side may need it to finish what this interrupts.
   if (cancel) cancel();
   return std::nullopt;
 }
 
 void SecretServiceCall::throwIfOver() const {
-  if (abandoned_ || Clock::now() >= deadline_) {
-    throw SecretServiceFailure{SecretServiceFailure::Kind::Silent, {}};
-  }
+  if (Clock::now() >= deadline_) throw SecretServiceFailure{failures::Silent};
 }
 
 std::chrono::milliseconds SecretServiceCall::remaining() {
   const std::lock_guard lock(mutex_);
   throwIfOver();
+  // Rounded up, so that a part of a millisecond does not become none.
   return std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
 }
 
@@ -52,6 +47,7 @@ void SecretServiceCall::onAbandon(std::function<void()> cancel) {
 void SecretServiceCall::finish(Result<Data> result) {
   const std::lock_guard lock(mutex_);
   result_ = std::move(result);
+  // Nothing is left to cancel, and what it holds is let go.
   cancel_ = nullptr;
   changed_.notify_all();
 }

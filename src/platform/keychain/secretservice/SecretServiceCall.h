@@ -22,19 +22,22 @@ class SecretServiceCall {
 
   // The working side. What is left of the time; throws a Silent failure when nothing is.
   std::chrono::milliseconds remaining();
-  // A prompt has been issued, or answered: there is time until then.
+  // A prompt has been issued, or answered: there is time until then. Throws like remaining().
   void extend(Deadline deadline);
-  // `cancel` is called once, on the waiting thread, if the operation is abandoned.
+  // `cancel` is called once, on the waiting thread, if the operation is abandoned. Throws like
+  // remaining().
   void onAbandon(std::function<void()> cancel);
+  // The last step. After it, `cancel` is no longer called.
   void finish(Result<Data> result);
 
  private:
   void throwIfOver() const;
 
+  // Guards everything below. No fork waits for it: an operation ends with its process.
   std::mutex mutex_;
   std::condition_variable changed_;
+  // Once it has passed it never moves again, so that both sides agree that the operation is over.
   Deadline deadline_;
-  bool abandoned_ = false;
   std::optional<Result<Data>> result_;
   std::function<void()> cancel_;
 };

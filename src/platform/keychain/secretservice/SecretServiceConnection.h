@@ -1,46 +1,43 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/keychain/PromptRules.h"
 #include "platform/keychain/secretservice/SecretServiceCall.h"
-#include "platform/keychain/secretservice/SecretServiceFailure.h"
+#include "platform/keychain/secretservice/SecretServiceLibrary.h"
 
 namespace orx::platform {
 
 // A connection of its own to the session bus and the Secret Service on it, for one operation. Made,
 // used and destroyed on one thread. Each call ends within what remains of the operation's time and
-// throws a SecretServiceFailure when it does not give what it promises. Shows nobody a prompt
-// unless prompt() is called.
+// throws a SecretServiceFailure when it does not give what it promises.
 class SecretServiceConnection {
  public:
+  // The name of an object of the service on the bus.
   using Path = std::string;
-  using Attributes = std::map<std::string, std::string>;
 
-  // Loads the library below, unless it is loaded. Throws a failure when it cannot be used in this
-  // process. Comes before anything else.
-  static void requireLibrary();
-
-  // Connects, and starts the service where it does not run yet.
-  SecretServiceConnection(const std::string& address, std::shared_ptr<SecretServiceCall> call);
+  // Connects, and starts the service where it does not run yet. The library is loaded by then.
+  SecretServiceConnection(const std::string& address, std::shared_ptr<SecretServiceCall> call,
+                          const PromptRules& rules);
   SecretServiceConnection(const SecretServiceConnection&) = delete;
   SecretServiceConnection& operator=(const SecretServiceConnection&) = delete;
-  ~SecretServiceConnection();
 
-  // The items that have these attributes, perhaps among others.
+  // The items whose attributes "service" and "account" name this item, whoever stored them.
   struct Found {
     std::vector<Path> unlocked;
     std::vector<Path> locked;
   };
-  Found search(const Attributes& attributes);
+  Found search(const KeychainItem& item);
 
   // Empty when there is none.
   Path defaultCollection();
   bool isLocked(const Path& collection);
-  Attributes attributesOf(const Path& item);
+  // The type that a program gave the item; absent when it gave none.
+  std::optional<std::string> schemaOf(const Path& item);
   // Seconds since 1970.
   std::uint64_t modificationOf(const Path& item);
 
@@ -48,25 +45,52 @@ class SecretServiceConnection {
   std::string secretOf(const Path& item);
   void setSecret(const Path& item, const std::string& secret);
 
-  // What the service did at once, or the prompt that it wants to show before.
-  struct Reply {
-    std::vector<Path> done;  // of a creation one path, empty where the prompt makes the object
-    Path prompt;             // empty when there is none
-  };
-  Reply createItem(const Path& collection, const std::string& label, const Attributes& attributes,
-                   const std::string& secret);
-  Reply deleteItem(const Path& item);
-  Reply unlock(const std::vector<Path>& objects);
-  Reply createDefaultCollection();
-
-  // Shows the prompt and waits for its end. Gives the path that it was about; empty where it was
-  // about none. Throws Dismissed or, when it is not answered by then, Unanswered.
-  Path prompt(const Path& prompt, Deadline until);
+  // For these the service may want to show a prompt first. They wait for its end, and throw Locked
+  // or DismissedBefore without showing it where the rules forbid it, Dismissed or Unanswered where
+  // somebody did not consent. What is made is empty where the service does not say what it made.
+  Path createItem(const Path& collection, const KeychainItem& item, const std::string& secret);
+  void deleteItem(const Path& item);
+  void unlock(const std::vector<Path>& objects);
+  // Throws NoCollection without asking the service where the rules forbid prompts.
+  Path createDefaultCollection();
 
  private:
-  struct State;
   class PromptWatch;
-  std::unique_ptr<State> state_;
+
+  // What the thread's calls into GIO deliver their events to. Without one of its own they would
+  // wait in the host's, for a loop that it may not run.
+  struct ThreadContext {
+    GMainContext* context = lib().g_main_context_new();
+    ThreadContext() { lib().g_main_context_push_thread_default(context); }
+    ThreadContext(const ThreadContext&) = delete;
+    ThreadContext& operator=(const ThreadContext&) = delete;
+    ~ThreadContext() {
+      lib().g_main_context_pop_thread_default(context);
+      lib().g_main_context_unref(context);
+    }
+  };
+
+  Variant invoke(const char* destination, const Path& path, const char* interface,
+                 const char* method, GVariant* arguments, const char* reply);
+  Variant askBus(const char* method, GVariant* arguments, const char* reply);
+  Variant ask(const Path& path, const char* interface, const char* method, GVariant* arguments,
+              const char* reply);
+  Variant property(const Path& path, const char* interface, const char* name, const char* type);
+  void startService();
+  const Path& session();
+  GVariant* encoded(const std::string& secret);
+  Path afterPrompt(const Path& made, const Path& prompt);
+  Path show(const Path& prompt);
+
+  std::shared_ptr<SecretServiceCall> call_;
+  const PromptRules& rules_;
+  // When the last of the operation's prompts is taken back; absent before the first.
+  std::optional<Deadline> promptsEnd_;
+  ThreadContext context_;
+  // Shared with the waiting thread, which cancels by it what this one is doing.
+  std::shared_ptr<GCancellable> cancellable_{lib().g_cancellable_new(), ReleasingObject()};
+  ObjectPointer<GDBusConnection> connection_;
+  Path session_;  // empty before the first secret
 };
 
 }  // namespace orx::platform

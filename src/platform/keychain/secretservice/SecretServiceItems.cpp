@@ -3,127 +3,74 @@
 #include <algorithm>
 
 #include "platform/base/Base64.h"
-#include "platform/base/Unicode.h"
+#include "platform/base/Limits.h"
 #include "platform/keychain/KeychainItemFormat.h"
-#include "platform/storage/StandardPaths.h"
 
 namespace orx::platform {
 
 namespace {
 
-using Kind = SecretServiceFailure::Kind;
-
-// The attribute in which programs name the type of what they store, and its value for items
-// without a type of their own (services put it there themselves).
-constexpr const char* schemaAttribute = "xdg:schema";
-constexpr std::string_view plainSchema = "org.freedesktop.Secret.Generic";
-
 // How often a search starts again because items went while they were looked at.
 constexpr int searches = 4;
 
-SecretServiceFailure failure(Kind kind) { return {kind, {}}; }
-
-}  // namespace
-
-std::string attributeText(std::string_view text) {
-  constexpr std::string_view mark = "%:";
-  const bool plain = isValidUTF8(text) && text.find('\0') == std::string_view::npos;
-  if (plain && !text.starts_with(mark)) return std::string(text);
-  return std::string(mark) + pathComponent(text);
-}
-
-SecretServiceItems::SecretServiceItems(SecretServiceConnection& connection, SecretServiceCall& call,
-                                       const PromptRules& rules, const KeychainItem& item)
-    : connection_(connection), call_(call), rules_(rules), item_(item) {
-  attributes_["service"] = attributeText(item.service);
-  attributes_["account"] = attributeText(item.account);
-}
-
 // Runs the step again when somebody else removed an item between its being found and being used.
 template <typename Step>
-auto SecretServiceItems::withoutVanishing(const Step& step) -> decltype(step()) {
+auto withoutVanishing(const Step& step) {
   for (int search = 1;; ++search) {
     try {
       return step();
     } catch (const SecretServiceFailure& failure) {
-      if (failure.kind != Kind::Vanished || search == searches) throw;
+      if (failure.kind != failures::Vanished || search == searches) throw;
     }
   }
 }
 
-SecretServiceItems::Path SecretServiceItems::prompt(const Path& prompt) {
-  switch (rules_.mayPrompt()) {
-    case PromptRules::Answer::Forbidden:
-      throw failure(Kind::Locked);
-    case PromptRules::Answer::DismissedBefore:
-      throw failure(Kind::DismissedBefore);
-    case PromptRules::Answer::Allowed:
-      break;
-  }
-  if (!promptsEnd_) promptsEnd_ = std::chrono::steady_clock::now() + rules_.patience;
-  call_.extend(*promptsEnd_ + rules_.patienceAfterwards);
-  try {
-    auto path = connection_.prompt(prompt, *promptsEnd_);
-    call_.extend(std::chrono::steady_clock::now() + rules_.patienceAfterwards);
-    return path;
-  } catch (const SecretServiceFailure& failure) {
-    const bool dismissed = failure.kind == Kind::Dismissed || failure.kind == Kind::Unanswered;
-    if (dismissed) rules_.noteDismissed();
-    throw;
-  }
-}
-
-void SecretServiceItems::unlock(const std::vector<Path>& objects) {
-  const auto reply = connection_.unlock(objects);
-  if (!reply.prompt.empty()) prompt(reply.prompt);
-}
+}  // namespace
 
 // A locked keyring may hide its items, so that an empty answer does not mean that there are none:
 // it is unlocked and searched again.
 SecretServiceConnection::Found SecretServiceItems::searchIncludingLockedKeyring() {
-  auto found = connection_.search(attributes_);
+  auto found = connection_.search(item_);
   if (!found.unlocked.empty() || !found.locked.empty()) return found;
   const auto keyring = connection_.defaultCollection();
   if (keyring.empty() || !connection_.isLocked(keyring)) return found;
-  unlock({keyring});
-  if (connection_.isLocked(keyring)) throw failure(Kind::Locked);
-  return connection_.search(attributes_);
+  connection_.unlock({keyring});
+  if (connection_.isLocked(keyring)) throw SecretServiceFailure{failures::Locked};
+  return connection_.search(item_);
 }
 
 std::vector<SecretServiceItems::Path> SecretServiceItems::findUnlocked() {
   auto found = searchIncludingLockedKeyring();
   if (!found.locked.empty()) {
-    unlock(found.locked);
-    found = connection_.search(attributes_);
-    if (!found.locked.empty()) throw failure(Kind::Locked);
+    connection_.unlock(found.locked);
+    found = connection_.search(item_);
+    if (!found.locked.empty()) throw SecretServiceFailure{failures::Locked};
   }
   return std::move(found.unlocked);
 }
 
-// When the item was last changed; absent for an item of another program.
-std::optional<std::uint64_t> SecretServiceItems::ageOf(const Path& path) {
-  const auto attributes = connection_.attributesOf(path);
-  const auto schema = attributes.find(schemaAttribute);
-  const bool foreign = schema != attributes.end() && schema->second != plainSchema;
-  if (foreign) return std::nullopt;
-  return connection_.modificationOf(path);
+// Whether another program stored it, as something of its own. Services themselves give the generic
+// type to items without one.
+bool SecretServiceItems::isForeign(const Path& path) {
+  const auto schema = connection_.schemaOf(path);
+  return schema && *schema != "org.freedesktop.Secret.Generic";
 }
 
+// Unlocked, the newest first.
 std::vector<SecretServiceItems::Path> SecretServiceItems::find() {
   return withoutVanishing([&] {
+    auto paths = findUnlocked();
+    std::erase_if(paths, [&](const Path& path) { return isForeign(path); });
     std::vector<std::pair<std::uint64_t, Path>> items;
-    for (auto& path : findUnlocked()) {
-      if (const auto age = ageOf(path)) items.emplace_back(*age, std::move(path));
-    }
-    std::stable_sort(items.begin(), items.end(),
-                     [](const auto& one, const auto& other) { return one.first > other.first; });
-    std::vector<Path> paths;
-    paths.reserve(items.size());
-    for (auto& item : items) paths.push_back(std::move(item.second));
+    for (auto& path : paths) items.emplace_back(connection_.modificationOf(path), std::move(path));
+    // Of equal age, in the service's order.
+    std::ranges::stable_sort(items, std::greater(), [](const auto& item) { return item.first; });
+    std::ranges::transform(items, paths.begin(), [](auto& item) { return std::move(item.second); });
     return paths;
   });
 }
 
+// Absent when it is not what a store has written for this item.
 std::optional<Data> SecretServiceItems::contentOf(const Path& path) {
   const auto secret = connection_.secretOf(path);
   if (secret.size() > limits::keyringSecretSize) return std::nullopt;
@@ -131,83 +78,96 @@ std::optional<Data> SecretServiceItems::contentOf(const Path& path) {
   return content ? decodedItem(item_, *content) : std::nullopt;
 }
 
-std::optional<Data> SecretServiceItems::read() {
-  return withoutVanishing([&]() -> std::optional<Data> {
+Data SecretServiceItems::read() {
+  return withoutVanishing([&] {
     const auto paths = find();
     for (const auto& path : paths) {
-      if (auto content = contentOf(path)) return content;
+      if (auto content = contentOf(path)) return *content;
     }
-    if (!paths.empty()) throw failure(Kind::Damaged);
-    return std::nullopt;
+    throw SecretServiceFailure{paths.empty() ? failures::NotFound : failures::Damaged};
   });
 }
 
+// One line of ASCII, because key managers show and copy secrets as text.
+std::string SecretServiceItems::secretFor(const Data& bytes) const {
+  // Base64 takes four characters for three bytes; the rest is room for the item's name.
+  if (bytes.size() > limits::keyringSecretSize / 2) throw SecretServiceFailure{failures::TooLarge};
+  return base64Of(encodedItem(item_, bytes));
+}
+
+// Where a new item goes: the default keyring, unlocked, and made where there is none.
 SecretServiceItems::Path SecretServiceItems::collection() {
   auto path = connection_.defaultCollection();
-  if (!path.empty()) {
-    if (connection_.isLocked(path)) unlock({path});
-    return path;
+  if (path.empty()) {
+    path = connection_.createDefaultCollection();
+    if (path.empty()) throw SecretServiceFailure{failures::NoCollection};
+  } else if (connection_.isLocked(path)) {
+    connection_.unlock({path});
   }
-  if (rules_.mayPrompt() != PromptRules::Answer::Allowed) throw failure(Kind::NoCollection);
-  const auto reply = connection_.createDefaultCollection();
-  path = reply.prompt.empty() ? reply.done.front() : prompt(reply.prompt);
-  if (path.empty()) throw failure(Kind::NoCollection);
   return path;
 }
 
-bool SecretServiceItems::create(const Data& bytes) {
-  if (!find().empty()) return false;
-  const auto reply = connection_.createItem(collection(), attributes_["service"], attributes_,
-                                            base64Of(encodedItem(item_, bytes)));
-  const auto path = reply.prompt.empty() ? reply.done.front() : prompt(reply.prompt);
-  if (path.empty()) throw failure(Kind::NotKept);
+void SecretServiceItems::add(const Data& bytes) {
+  const auto secret = secretFor(bytes);
+  if (!find().empty()) throw SecretServiceFailure{failures::Duplicate};
+  const auto path = connection_.createItem(collection(), item_, secret);
+  if (path.empty()) throw SecretServiceFailure{failures::NotKept};
   requireKept(path, bytes);
-  return true;
 }
 
+// False when there is none.
 bool SecretServiceItems::replace(const Data& bytes) {
+  const auto secret = secretFor(bytes);
   return withoutVanishing([&] {
     const auto paths = find();
     if (paths.empty()) return false;
-    connection_.setSecret(paths.front(), base64Of(encodedItem(item_, bytes)));
+    connection_.setSecret(paths.front(), secret);
     requireKept(paths.front(), bytes);
+    // Only now: until the newest holds the bytes, an older one may be the only whole copy.
     for (std::size_t index = 1; index < paths.size(); ++index) erase(paths[index]);
     return true;
   });
 }
 
-void SecretServiceItems::requireKept(const Path& path, const Data& bytes) {
-  const auto kept = contentOf(path);
-  if (!kept || kept->text() != bytes.text()) throw failure(Kind::NotKept);
+void SecretServiceItems::update(const Data& bytes) {
+  if (!replace(bytes)) throw SecretServiceFailure{failures::NotFound};
 }
 
+void SecretServiceItems::put(const Data& bytes) {
+  if (!replace(bytes)) add(bytes);
+}
+
+// Reads the item back: a service may report success and have kept nothing.
+void SecretServiceItems::requireKept(const Path& path, const Data& bytes) {
+  if (contentOf(path) != bytes) throw SecretServiceFailure{failures::NotKept};
+}
+
+// Searches again for the same reason. What others have added meanwhile is not meant.
 void SecretServiceItems::requireGone(const std::vector<Path>& paths) {
-  const auto left = connection_.search(attributes_);
-  for (const auto* found : {&left.unlocked, &left.locked}) {
-    for (const auto& path : *found) {
-      const bool meant = std::find(paths.begin(), paths.end(), path) != paths.end();
-      if (meant) throw failure(Kind::NotRemoved);
-    }
+  const auto left = connection_.search(item_);
+  for (const auto& path : paths) {
+    const bool isLeft =
+        std::ranges::count(left.unlocked, path) + std::ranges::count(left.locked, path) > 0;
+    if (isLeft) throw SecretServiceFailure{failures::NotRemoved};
   }
 }
 
 void SecretServiceItems::erase(const Path& path) {
   try {
-    const auto reply = connection_.deleteItem(path);
-    if (!reply.prompt.empty()) prompt(reply.prompt);
+    connection_.deleteItem(path);
   } catch (const SecretServiceFailure& failure) {
     // Somebody else removed it at the same time.
-    if (failure.kind != Kind::Vanished) throw;
+    if (failure.kind != failures::Vanished) throw;
   }
 }
 
-bool SecretServiceItems::remove() {
+void SecretServiceItems::remove() {
   auto paths = find();
+  if (paths.empty()) throw SecretServiceFailure{failures::NotFound};
   // The newest last: if the process dies in between, an older one must not become the newest.
-  std::reverse(paths.begin(), paths.end());
+  std::ranges::reverse(paths);
   for (const auto& path : paths) erase(path);
-  if (!paths.empty()) requireGone(paths);
-  return !paths.empty();
+  requireGone(paths);
 }
 
 }  // namespace orx::platform

@@ -15,7 +15,6 @@ namespace orx::platform {
 
 namespace {
 
-using Kind = SecretServiceFailure::Kind;
 using Library = SecretServiceLibrary;
 
 constinit std::atomic<const Library*> loadedLibrary{nullptr};
@@ -44,7 +43,7 @@ const Library* load() {
   // the file does not exist.
   const BlockedSignals blocked;
   void* handle = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (handle == nullptr) throw SecretServiceFailure{Kind::NoLibrary, {}};
+  if (handle == nullptr) throw SecretServiceFailure{failures::NoLibrary};
   auto library = std::make_unique<Library>();
   bool complete = true;
   const auto find = [&](auto& function, const char* name) {
@@ -54,7 +53,7 @@ const Library* load() {
 #define ORX_FIND(name) find(library->name, #name);
   ORX_LIBRARY_FUNCTIONS(ORX_FIND)
 #undef ORX_FIND
-  if (!complete) throw SecretServiceFailure{Kind::NoLibrary, {}};
+  if (!complete) throw SecretServiceFailure{failures::NoLibrary};
   setUpSockets(*library);
   return library.release();
 }
@@ -63,6 +62,25 @@ bool isIOError(const GError& error, std::initializer_list<GIOErrorEnum> codes) {
   return std::any_of(codes.begin(), codes.end(), [&](GIOErrorEnum code) {
     return lib().g_error_matches(&error, lib().g_io_error_quark(), code) != 0;
   });
+}
+
+// What an error of this D-Bus name means. Anything unknown is a refusal.
+SecretServiceFailure::Kind kindNamed(std::string_view name) {
+  using namespace std::string_view_literals;
+  const auto isOneOf = [&](std::string_view prefix, std::initializer_list<std::string_view> ends) {
+    if (!name.starts_with(prefix)) return false;
+    return std::ranges::find(ends, name.substr(prefix.size())) != ends.end();
+  };
+  constexpr auto bus = "org.freedesktop.DBus.Error."sv;
+  constexpr auto service = "org.freedesktop.Secret.Error."sv;
+  if (isOneOf(bus, {"ServiceUnknown", "NameHasNoOwner", "NoReply", "Disconnected"})) {
+    return failures::Died;
+  }
+  if (isOneOf(bus, {"Timeout", "TimedOut"})) return failures::Silent;
+  if (isOneOf(service, {"IsLocked"})) return failures::Locked;
+  const bool isGone = isOneOf(service, {"NoSuchObject"}) ||
+                      isOneOf(bus, {"UnknownObject", "UnknownMethod", "UnknownInterface"});
+  return isGone ? failures::Vanished : failures::Refused;
 }
 
 }  // namespace
@@ -80,31 +98,34 @@ void requireSecretServiceLibrary() {
       throw;
     }
   }
-  if (loadingProcess != getpid()) throw SecretServiceFailure{Kind::Forked, {}};
+  if (loadingProcess != getpid()) throw SecretServiceFailure{failures::Forked};
 }
 
+// `error` is null when GIO has given neither an answer nor an error.
 SecretServiceFailure failureOf(const ErrorPointer& error) {
-  if (!error) return {Kind::Misunderstood, {}};
+  if (!error) return {failures::Misunderstood};
   if (gchar* remote = lib().g_dbus_error_get_remote_error(error.get())) {
     const std::string name = remote;
     lib().g_free(remote);
+    // GIO puts the error's name before the message; without this it would be told twice.
     lib().g_dbus_error_strip_remote_error(error.get());
-    return failureNamed(name, error->message);
+    return {kindNamed(name), name + ": " + error->message};
   }
-  if (isIOError(*error, {G_IO_ERROR_TIMED_OUT, G_IO_ERROR_CANCELLED})) return {Kind::Silent, {}};
-  if (isIOError(*error, {G_IO_ERROR_CLOSED, G_IO_ERROR_BROKEN_PIPE})) return {Kind::Died, {}};
+  if (isIOError(*error, {G_IO_ERROR_TIMED_OUT, G_IO_ERROR_CANCELLED})) return {failures::Silent};
+  if (isIOError(*error, {G_IO_ERROR_CLOSED, G_IO_ERROR_BROKEN_PIPE})) return {failures::Died};
+  // The answer has another type than the one that the call asked for.
   if (isIOError(*error, {G_IO_ERROR_INVALID_ARGUMENT})) {
-    return {Kind::Misunderstood, error->message};
+    return {failures::Misunderstood, error->message};
   }
-  return {Kind::Refused, error->message};
+  return {failures::Refused, error->message};
 }
 
 SecretServiceFailure connectingFailureOf(const ErrorPointer& error) {
   if (isIOError(*error, {G_IO_ERROR_NOT_FOUND, G_IO_ERROR_CONNECTION_REFUSED})) {
-    return {Kind::NoBus, error->message};
+    return {failures::NoBus, error->message};
   }
-  if (isIOError(*error, {G_IO_ERROR_TIMED_OUT, G_IO_ERROR_CANCELLED})) return {Kind::Silent, {}};
-  return {Kind::BusUnusable, error->message};
+  if (isIOError(*error, {G_IO_ERROR_TIMED_OUT, G_IO_ERROR_CANCELLED})) return {failures::Silent};
+  return {failures::BusUnusable, error->message};
 }
 
 }  // namespace orx::platform

@@ -1,4 +1,6 @@
-#include "platform/keychain/KeychainSettings.h"
+#include <ORXAccount/platform/Keychain.h>
+
+#include "platform/keychain/PromptRules.h"
 #include "platform/keychain/secretservice/ServiceFixture.h"
 
 namespace orx {

@@ -63,11 +63,12 @@ class Signals : public testing::ServiceFixture {
   // that the library below starts. Why it failed.
   static std::optional<SecretServiceFailure::Kind> failureOfASearch() {
     try {
-      SecretServiceConnection::requireLibrary();
+      requireSecretServiceLibrary();
       const auto call =
           std::make_shared<SecretServiceCall>(std::chrono::steady_clock::now() + testing::patience);
-      SecretServiceConnection connection(getenv("DBUS_SESSION_BUS_ADDRESS"), call);
-      connection.search({{"service", "com.example.service"}});
+      const PromptRules noPrompts;
+      SecretServiceConnection connection(getenv("DBUS_SESSION_BUS_ADDRESS"), call, noPrompts);
+      connection.search({.service = "com.example.service", .account = ""});
       return std::nullopt;
     } catch (const SecretServiceFailure& failure) {
       return failure.kind;
@@ -146,14 +147,14 @@ TEST_F(Signals, DoNotComeFromABusThatDiesInMidCall) {
     EXPECT_TRUE(testing::eventually([&] { return service.calls("SearchItems") > 0; }));
     bus->kill();
   });
-  EXPECT_EQ(failureOfASearch(), SecretServiceFailure::Kind::Died);
+  EXPECT_EQ(failureOfASearch(), failures::Died);
   killer.join();
 }
 
 TEST_F(Signals, DoNotComeFromABusThatNoLongerReadsInTheMiddleOfTheWelcome) {
   const FakeBus deaf(fakeBus(),
                      {{.heard = "AUTH\r\n", .said = "REJECTED EXTERNAL\r\n", .isDeaf = true}});
-  EXPECT_EQ(failureOfASearch(), SecretServiceFailure::Kind::BusUnusable);
+  EXPECT_EQ(failureOfASearch(), failures::BusUnusable);
 }
 
 TEST_F(Signals, DoNotComeFromABusThatNoLongerReadsAfterTheWelcome) {
@@ -167,7 +168,7 @@ TEST_F(Signals, DoNotComeFromABusThatNoLongerReadsAfterTheWelcome) {
                       {.heard = "AUTH EXTERNAL", .said = "OK 0123456789abcdef0123456789abcdef\r\n"},
                       {.heard = "NEGOTIATE_UNIX_FD\r\n", .said = "ERROR\r\n"},
                       {.heard = "Hello", .said = name, .isDeaf = true}});
-  EXPECT_EQ(failureOfASearch(), SecretServiceFailure::Kind::Died);
+  EXPECT_EQ(failureOfASearch(), failures::Died);
 }
 
 TEST_F(Signals, ThatComeFasterThanSystemCallsEndChangeNothing) {
