@@ -104,7 +104,9 @@ Result<void> ItemFile::enter(Missing missing, Deadline deadline) {
   if (!lock) return Failure(lock.error());
   lock_.emplace(*std::move(lock));
   if (auto done = read(); !done) return done;
-  return record_ == Record::None ? Result<void>() : convertRecord();
+  if (record_ != Record::Whole) return {};
+  // An item file that is damaged says no more than that; only the record goes then.
+  return state_.problem ? removeRecord() : write(state_);
 }
 
 // Fills state_ and record_ from what is on the disk.
@@ -131,7 +133,9 @@ Result<void> ItemFile::readRecord() {
   auto noted = readLines((*record)->text());
   record_ = linesOf(noted) == (*record)->text() ? Record::Whole : Record::Damaged;
   if (record_ == Record::Damaged) {
+    // It may have named this file or the keyring, which was the other store of that version.
     state_ = damaged(recordName_);
+    state_.stale = {"secret-service"};
     return {};
   }
   noted.stale.erase(ItemState::here);
@@ -145,18 +149,11 @@ Result<void> ItemFile::readRecord() {
   return {};
 }
 
-// Makes this file say what the record says, and then removes the record: after a crash in between
-// both say the same. Only from here on may this file say something else.
-Result<void> ItemFile::convertRecord() {
-  auto same = state_;
-  // This file may hold the newest version or a stale one, and so may the keyring, which was the
-  // other store of that version. Nothing that may be stale is to come back.
-  if (record_ == Record::Damaged) {
-    same = {.newest = ItemState::nowhere, .stale = {"secret-service"}};
-  }
-  if (!same.problem) {
-    if (auto written = write(same); !written) return written;
-  }
+// The record rules as long as it is there. A whole one is taken over first: this file says the
+// same, then the record goes, and only from there on may this file say something else. A damaged
+// one goes with the first change that was stored: if it went earlier, an item that lies in a store
+// that is out of reach at the moment would count as removed.
+Result<void> ItemFile::removeRecord() {
   if (auto removed = directory_->remove(recordName_); !removed) return removed;
   record_ = Record::None;
   return {};
@@ -200,13 +197,16 @@ Result<void> ItemFile::write(const ItemState& next) {
     // Somebody else has stored the item between the two openings; theirs stays.
     if (!state_.newest.empty()) return {};
   }
-  // What is damaged may be all that is left of the item; somebody may still make sense of it.
+  // What is damaged may be all that is left of the item, and somebody may still make sense of it. A
+  // removal wants no trace of it.
+  const bool isKept = state_.problem && next.exists();
   const auto previous =
-      state_.problem ? StoredDirectory::Previous::Quarantine : StoredDirectory::Previous::Discard;
+      isKept ? StoredDirectory::Previous::Quarantine : StoredDirectory::Previous::Discard;
   auto done = saysNothing ? directory_->remove(name_)
                           : directory_->replace(name_, Data(contentOf(next)), previous);
-  if (done) state_ = next;
-  return done;
+  if (!done) return done;
+  state_ = next;
+  return record_ == Record::None ? done : removeRecord();
 }
 
 Result<void> ItemFile::removeTraces() const {

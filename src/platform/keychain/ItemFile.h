@@ -66,7 +66,7 @@ class ItemFile {
   Result<void> open(StoredDirectory::Missing missing);
   Result<void> read();
   Result<void> readRecord();
-  Result<void> convertRecord();
+  Result<void> removeRecord();
   ItemState stateIn(const Data& content) const;
   std::string contentOf(const ItemState& state) const;
   ItemState damaged(const std::string& name) const;

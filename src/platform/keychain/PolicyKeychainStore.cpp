@@ -236,7 +236,9 @@ Result<void> PolicyKeychainStore::remove(const KeychainItem& item, Deadline dead
   const auto traces = file.removeTraces();
   const auto before = stateOf(file);
   if (before.newest.empty()) {
-    return onUnrecorded<void>([&](KeychainStore& store) { return store.remove(item, deadline); });
+    auto removed =
+        onUnrecorded<void>([&](KeychainStore& store) { return store.remove(item, deadline); });
+    return traces ? removed : traces;
   }
 
   // The note stays while a stale version may be left somewhere; write() removes one that names

@@ -386,5 +386,31 @@ TEST(PolicyBound, IsOneForAllThatACallDoes) {
   }
 }
 
+TEST_F(Policy, LeavesNothingOfADamagedItemAfterASignOut) {
+  headless();
+  ASSERT_EQ(signIn("private words"), errSecSuccess);
+  std::filesystem::resize_file(itemFile, std::filesystem::file_size(itemFile) - 1);
+  EXPECT_EQ(signOut(), errSecSuccess);
+  for (const auto& [path, content] : testing::snapshotOf(home.path())) {
+    EXPECT_EQ(content.find("private"), std::string::npos) << path;
+  }
+}
+
+TEST_F(PolicyOverARecord, KeepsWhatADamagedOneMayHaveNamedUntilASignInIsStored) {
+  startWithItem("");
+  record("newest: secret-ser");
+  headless();
+  policy = KeychainPolicy::SecretServiceOnly;
+  EXPECT_EQ(signIn("B"), errSecNotAvailable);
+  desktop();
+  policy = KeychainPolicy::PreferSecretService;
+  EXPECT_EQ(user(), std::to_string(errSecDecode));
+  EXPECT_EQ(inKeyring(), "old");
+
+  EXPECT_EQ(signIn("B"), errSecSuccess);
+  EXPECT_EQ(user(), "B");
+  EXPECT_FALSE(std::filesystem::exists(recordFile));
+}
+
 }  // namespace
 }  // namespace orx
