@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -27,7 +28,7 @@ using UID = std::uint32_t;
 
 // Dates come as the text that the service writes them as, so that a field reads the same whichever
 // archiver stored it. A part of a second is cut off.
-std::string dateText(double sinceReferenceDate) {
+std::string dateText(std::optional<double> sinceReferenceDate) {
   using namespace std::chrono;
   static constexpr sys_seconds kReferenceDate = sys_days{2001y / January / 1};
   static constexpr sys_seconds kFirst = sys_days{1y / January / 1};
@@ -35,7 +36,8 @@ std::string dateText(double sinceReferenceDate) {
   const auto secondsTo = [](sys_seconds instant) {
     return static_cast<double>((instant - kReferenceDate).count());
   };
-  const double whole = std::floor(sinceReferenceDate);
+  if (!sinceReferenceDate) refuse("a date is no number");
+  const double whole = std::floor(*sinceReferenceDate);
   // Asked this way round, what is not a number is refused too: converting either is undefined.
   if (!(whole >= secondsTo(kFirst) && whole < secondsTo(kEnd))) {
     refuse("a date is beyond the calendar");
@@ -68,11 +70,13 @@ class FieldDecoder final : public Coder {
 };
 
 // Restores the objects that the root reaches, each once, however often it is referred to.
+//
+// The bytes may come from an attacker. Three bounds keep the work, the memory and the stack in
+// proportion to their length: what restoring costs (charge), what a value weighs (allowance_) and
+// how deep it is (limits::archiveDepth).
 class ArchiveReader {
  public:
-  using FactoryLookup = std::function<ArchiveFactory(std::string_view)>;
-
-  ArchiveReader(std::span<const std::uint8_t> bytes, const FactoryLookup& factoryForClassName)
+  ArchiveReader(std::span<const std::uint8_t> bytes, ArchiveFactoryLookup factoryForClassName)
       : plist_(bytes),
         factoryForClassName_(factoryForClassName),
         allowance_(4 * std::uint64_t{bytes.size()} + limits::archiveExpansion),
@@ -84,6 +88,7 @@ class ArchiveReader {
     }
     objects_ = entry(plist_.top(), archive::kObjects);
     const std::size_t count = plist_.count(objects_);
+    // The null's slot is written below.
     if (count == 0) refuse("there are no objects");
     // Each costs a slot, which is more than the one or two bytes that name it in the list.
     if (count > limits::archiveObjects) refuse("there are too many objects");
@@ -146,6 +151,7 @@ class ArchiveReader {
     if (slot.state == State::Restored) return slot;
     // Without this, an array that holds itself would be followed until the stack ends.
     if (slot.state == State::Open) refuse("an object contains itself");
+    // slots_ never grows after the constructor, so `slot` outlives the recursion.
     slot.state = State::Open;
     const Reference object = plist_.element(objects_, uid);
     slot.value = plist_.kind(object) == Kind::Dictionary ? restore(slot, object) : leaf(object);
@@ -167,11 +173,8 @@ class ArchiveReader {
         return text(contentOf(object, archive::kString));
       case Form::Data:
         return scalar(contentOf(object, archive::kData), Kind::Data);
-      case Form::Date: {
-        const Value seconds = plist_.scalar(contentOf(object, archive::kTime));
-        if (!seconds.number()) refuse("a date is no number");
-        return dateText(*seconds.number());
-      }
+      case Form::Date:
+        return dateText(plist_.scalar(contentOf(object, archive::kTime)).number());
       case Form::Array:
         return array(slot, object);
       case Form::Dictionary:
@@ -182,11 +185,13 @@ class ArchiveReader {
     return record(slot, kind, object);
   }
 
-  // Restores what a container refers to, and finds how large and how deep it is thereby.
-  void restoreChildren(Slot& parent, const std::vector<UID>& children) {
+  // The values that a container refers to. Finds how large and how deep it is thereby.
+  Array restoreChildren(Slot& parent, const std::vector<UID>& children) {
     // Bounds the recursion: a chain of 200,000 arrays takes 4 MB and would take the whole stack.
-    if (depth_ == limits::archiveDepth) refuse("objects are nested too deeply");
+    if (depth_ == limits::archiveDepth) refuseDepth();
     ++depth_;
+    Array values;
+    values.reserve(children.size());
     for (const UID uid : children) {
       const Slot& child = restored(uid);
       parent.weight += 1 + child.weight;
@@ -195,39 +200,38 @@ class ArchiveReader {
       // overflowing: a weight is at most the allowance.
       if (parent.weight > allowance_) refuseFanOut();
       parent.height = std::max(parent.height, child.height);
-      // Text is copied into what holds it; everything else is shared.
+      // Text is copied into what holds it, so ten thousand references to one text of a megabyte
+      // would take ten gigabytes; everything else is shared.
       if (const std::string* text = child.value.string()) charge(text->size());
+      values.push_back(child.value);
     }
     --depth_;
     // The depth on this way here does not bound the value's: a child that was restored earlier
     // brings its own levels along. Values are destroyed recursively.
-    if (++parent.height > limits::archiveDepth) refuse("objects are nested too deeply");
+    if (++parent.height > limits::archiveDepth) refuseDepth();
+    return values;
   }
 
   Value array(Slot& slot, Reference object) {
-    const auto uids = uidsIn(contentOf(object, archive::kElements));
-    restoreChildren(slot, uids);
-    Array array;
-    array.reserve(uids.size());
-    for (const UID uid : uids) array.push_back(slots_[uid].value);
-    return array;
+    return restoreChildren(slot, uidsIn(contentOf(object, archive::kElements)));
   }
 
   Value dictionary(Slot& slot, Reference object) {
-    const auto keys = uidsIn(contentOf(object, archive::kKeys));
+    auto uids = uidsIn(contentOf(object, archive::kKeys));
     const auto values = uidsIn(contentOf(object, archive::kElements));
+    const std::size_t count = uids.size();
     // Entries are made pair by pair: without a value for each key they would be read beyond the
     // end.
-    if (keys.size() != values.size()) refuse("a dictionary has not as many keys as values");
-    auto children = keys;
-    children.insert(children.end(), values.begin(), values.end());
-    restoreChildren(slot, children);
+    if (count != values.size()) refuse("a dictionary has not as many keys as values");
+    uids.insert(uids.end(), values.begin(), values.end());
+    Array children = restoreChildren(slot, uids);
     std::vector<DictionaryEntry> entries;
-    entries.reserve(keys.size());
-    for (std::size_t index = 0; index < keys.size(); ++index) {
-      const std::string* key = slots_[keys[index]].value.string();
+    entries.reserve(count);
+    for (std::size_t index = 0; index < count; ++index) {
+      // A key may be any object of the archive, another dictionary for one.
+      const std::string* key = children[index].string();
       if (key == nullptr) refuse("a dictionary has a key that is no text");
-      entries.emplace_back(*key, slots_[values[index]].value);
+      entries.emplace_back(*key, std::move(children[count + index]));
     }
     return Dictionary(std::move(entries));
   }
@@ -245,15 +249,17 @@ class ArchiveReader {
       children.push_back(isChild ? uidIn(field) : 0);
     }
     charge(count);
-    restoreChildren(slot, children);
+    Array values = restoreChildren(slot, children);
     Dictionary fields;
     for (std::size_t index = 0; index < count; ++index) {
       const std::string key = text(plist_.key(object, index));
-      // The first of two fields under one name counts.
+      // The first of two fields under one name counts, as it does for a class and its names.
       if (key == archive::kClass || fields.find(key) != nullptr) continue;
       const Reference field = plist_.element(object, index);
-      fields.set(key, plist_.kind(field) == Kind::UID ? slots_[uidIn(field)].value : leaf(field));
+      const bool isChild = plist_.kind(field) == Kind::UID;
+      fields.set(key, isChild ? std::move(values[index]) : leaf(field));
     }
+    // The factory sees fields of any kind, or none: it asks for each by the kind that it needs.
     auto restoredObject = kind.factory(FieldDecoder(std::move(fields)));
     if (!restoredObject) refuse("an object cannot be restored from its fields");
     return restoredObject;
@@ -263,7 +269,8 @@ class ArchiveReader {
   Value leaf(Reference object) {
     const Kind kind = plist_.kind(object);
     if (kind == Kind::Date) return dateText(plist_.date(object));
-    if (kind == Kind::UID || kind == Kind::Array || kind == Kind::Set || kind == Kind::Dictionary) {
+    // Without a class nothing says what a list stands for, and a UID could lead round in a circle.
+    if (kind == Kind::UID || PropertyListReader::isContainer(kind)) {
       refuse("an object is of an unknown kind");
     }
     return scalar(object, kind);
@@ -272,12 +279,15 @@ class ArchiveReader {
   Value scalar(Reference object, Kind kind) {
     if (plist_.kind(object) != kind) refuse("an object is not of the expected kind");
     Value value = plist_.scalar(object);
+    // Ten thousand objects may each name the same long text, and each gets a copy.
     charge(contentSize(value));
     return value;
   }
 
   std::string text(Reference object) { return *scalar(object, Kind::String).string(); }
 
+  // Each class is resolved once: its chain of names may be as long as the archive, and every object
+  // may be of that class.
   const Class& classOf(Reference object) {
     const UID uid = uidIn(entry(object, archive::kClass));
     const auto known = classes_.find(uid);
@@ -288,40 +298,39 @@ class ArchiveReader {
   // The class itself or the nearest of those it derives from, which the archive lists after it.
   Class resolveClass(Reference description) {
     charge(plist_.count(description));
-    Class resolved{};
-    if (resolveClassName(text(entry(description, archive::kClassName)), resolved)) return resolved;
+    if (const auto known = classNamed(text(entry(description, archive::kClassName)))) return *known;
     if (const auto ancestors = plist_.find(description, archive::kClasses)) {
       const std::size_t count = plist_.count(*ancestors);
       charge(count);
       for (std::size_t index = 0; index < count; ++index) {
-        if (resolveClassName(text(plist_.element(*ancestors, index)), resolved)) return resolved;
+        const auto known = classNamed(text(plist_.element(*ancestors, index)));
+        if (known) return *known;
       }
     }
     // Objects are made by registered factories only: an archive cannot name any other code.
     refuse("the class of an object is not known");
   }
 
-  bool resolveClassName(const std::string& name, Class& resolved) const {
-    using KnownClass = std::pair<std::string_view, Form>;
-    static constexpr std::array kKnown{KnownClass{"NSDictionary", Form::Dictionary},
-                                       KnownClass{"NSMutableDictionary", Form::Dictionary},
-                                       KnownClass{"NSArray", Form::Array},
-                                       KnownClass{"NSMutableArray", Form::Array},
-                                       KnownClass{"NSSet", Form::Array},
-                                       KnownClass{"NSMutableSet", Form::Array},
-                                       KnownClass{"NSString", Form::String},
-                                       KnownClass{"NSMutableString", Form::String},
-                                       KnownClass{"NSData", Form::Data},
-                                       KnownClass{"NSMutableData", Form::Data},
-                                       KnownClass{"NSDate", Form::Date},
-                                       KnownClass{"NSNull", Form::Null}};
-    const auto known = std::ranges::find(kKnown, name, &KnownClass::first);
-    if (known != kKnown.end()) {
-      resolved = {known->second, nullptr};
-      return true;
+  std::optional<Class> classNamed(const std::string& name) const {
+    static constexpr auto kKnown = std::to_array<std::pair<std::string_view, Form>>({
+        {"NSDictionary", Form::Dictionary},
+        {"NSMutableDictionary", Form::Dictionary},
+        {"NSArray", Form::Array},
+        {"NSMutableArray", Form::Array},
+        {"NSSet", Form::Array},
+        {"NSMutableSet", Form::Array},
+        {"NSString", Form::String},
+        {"NSMutableString", Form::String},
+        {"NSData", Form::Data},
+        {"NSMutableData", Form::Data},
+        {"NSDate", Form::Date},
+        {"NSNull", Form::Null},
+    });
+    for (const auto& [known, form] : kKnown) {
+      if (name == known) return Class{form, nullptr};
     }
-    resolved = {Form::Record, factoryForClassName_(name)};
-    return resolved.factory != nullptr;
+    auto factory = factoryForClassName_(name);
+    return factory ? std::optional(Class{Form::Record, std::move(factory)}) : std::nullopt;
   }
 
   // Takes the price of a piece of work out of what is left for the whole archive. Each object's
@@ -332,23 +341,23 @@ class ArchiveReader {
     unspent_ -= amount;
   }
 
+  [[noreturn]] static void refuseDepth() { refuse("objects are nested too deeply"); }
   [[noreturn]] static void refuseFanOut() { refuse("its references fan out too far"); }
 
   PropertyListReader plist_;
-  const FactoryLookup& factoryForClassName_;
+  ArchiveFactoryLookup factoryForClassName_;
   Reference objects_ = 0;  // the list of the archive's objects
   std::vector<Slot> slots_;
   std::map<UID, Class> classes_;
-  std::size_t depth_ = 0;        // containers that are being restored
+  std::size_t depth_ = 0;  // containers that are being restored
+  // In proportion to the archive's length, since an archiver writes what is shared only once.
   std::uint64_t allowance_ = 0;  // what a value may weigh
   std::uint64_t unspent_ = 0;    // what restoring may still cost
 };
 
 }  // namespace
 
-Value readArchive(
-    std::span<const std::uint8_t> bytes,
-    const std::function<ArchiveFactory(std::string_view className)>& factoryForClassName) {
+Value readArchive(std::span<const std::uint8_t> bytes, ArchiveFactoryLookup factoryForClassName) {
   return ArchiveReader(bytes, factoryForClassName).readRoot();
 }
 
