@@ -20,9 +20,10 @@ void readObject(const PropertyListReader& list, PropertyListReader::Reference ob
       (void)list.date(object);
       return;
     case Kind::Data:
-      (void)list.data(object);
+      ORX_FUZZ_CHECK(list.scalar(object).data());
       return;
-    case Kind::String: {
+    case Kind::String:
+    case Kind::UTF16String: {
       // Whatever is read as text can be written, and reads back as the same.
       const std::string text = list.string(object);
       orx::platform::PropertyListWriter writer;

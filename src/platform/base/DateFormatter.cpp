@@ -1,29 +1,17 @@
 #include "platform/base/DateFormatter.h"
 
 #include <array>
+#include <charconv>
 #include <cstdio>
-
-#include "platform/base/Text.h"
 
 namespace orx::platform {
 
 namespace {
 
-// 'd' stands for a digit.
-constexpr std::string_view kForm = "dddd-dd-ddTdd:dd:dd";
-
-bool hasForm(std::string_view text) {
-  if (text.size() != kForm.size()) return false;
-  for (std::size_t position = 0; position < text.size(); ++position) {
-    const char character = text[position];
-    if (kForm[position] == 'd' ? !isDigit(character) : character != kForm[position]) return false;
-  }
-  return true;
-}
-
-int number(std::string_view digits) {
+// The number that the text begins with; 0 when it begins with none.
+int number(std::string_view text) {
   int value = 0;
-  for (const char digit : digits) value = value * 10 + (digit - '0');
+  std::from_chars(text.data(), text.data() + text.size(), value);
   return value;
 }
 
@@ -31,17 +19,18 @@ int number(std::string_view digits) {
 
 std::optional<std::chrono::sys_seconds> dateFromString(std::string_view text) {
   using namespace std::chrono;
-  if (!hasForm(text)) return std::nullopt;
+  if (text.size() != std::string_view("yyyy-MM-ddTHH:mm:ss").size()) return std::nullopt;
   const year_month_day date(year(number(text.substr(0, 4))),
                             month(static_cast<unsigned>(number(text.substr(5, 2)))),
                             day(static_cast<unsigned>(number(text.substr(8, 2)))));
-  const hours hour(number(text.substr(11, 2)));
-  const minutes minute(number(text.substr(14, 2)));
-  const seconds second(number(text.substr(17, 2)));
-  // The pattern counts the years of an era, and no era has a year 0.
-  if (!date.ok() || date.year() == year(0)) return std::nullopt;
-  if (hour >= hours(24) || minute >= minutes(60) || second >= seconds(60)) return std::nullopt;
-  return sys_days(date) + hour + minute + second;
+  // The pattern counts the years of an era: none has a year 0, and none is below it.
+  if (!date.ok() || date.year() < year(1)) return std::nullopt;
+  const sys_seconds instant = sys_days(date) + hours(number(text.substr(11, 2))) +
+                              minutes(number(text.substr(14, 2))) +
+                              seconds(number(text.substr(17, 2)));
+  // Whatever is not exactly of the form (a sign, a blank, an hour 24, another separator) is written
+  // in another way than it was read.
+  return stringFromDate(instant) == text ? std::optional(instant) : std::nullopt;
 }
 
 std::string stringFromDate(std::chrono::sys_seconds date) {

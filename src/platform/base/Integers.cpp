@@ -1,55 +1,37 @@
 #include "platform/base/Integers.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
-
-#include "platform/base/Text.h"
 
 namespace orx::platform {
 
 namespace {
 
-bool isWhiteSpace(char character) {
-  return character == ' ' || (character >= '\t' && character <= '\r');
-}
-
 template <typename Integer>
 Integer leadingInteger(std::string_view text) {
-  std::size_t position = 0;
-  while (position < text.size() && isWhiteSpace(text[position])) ++position;
-  bool negative = false;
-  if (position < text.size() && (text[position] == '-' || text[position] == '+')) {
-    negative = text[position] == '-';
-    ++position;
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+  // from_chars knows no plus; with the plus gone it must not take a minus for the sign.
+  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+  Integer integer = 0;
+  const auto end = text.data() + text.size();
+  if (std::from_chars(text.data(), end, integer).ec == std::errc::result_out_of_range) {
+    using Limits = std::numeric_limits<Integer>;
+    return text.starts_with('-') ? Limits::min() : Limits::max();
   }
-  // Gathered below zero, where the range is wider by one.
-  constexpr Integer lowest = std::numeric_limits<Integer>::min();
-  Integer gathered = 0;
-  for (; position < text.size() && isDigit(text[position]); ++position) {
-    const auto digit = static_cast<Integer>(text[position] - '0');
-    if (gathered < (lowest + digit) / 10) {
-      return negative ? lowest : std::numeric_limits<Integer>::max();
-    }
-    gathered = static_cast<Integer>(gathered * 10 - digit);
-  }
-  if (negative) return gathered;
-  return gathered == lowest ? std::numeric_limits<Integer>::max() : static_cast<Integer>(-gathered);
-}
-
-std::int32_t lowBits(std::uint64_t integer) {
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(integer));
+  return integer;
 }
 
 // Equal numbers give the same result, whichever of the kinds holds them. What no 64-bit integer can
 // hold gives the nearest end, so that it is never mistaken for a small number.
 std::int32_t cutToInt(double number) {
-  constexpr double twoTo63 = 9223372036854775808.0;
-  constexpr double twoTo64 = 18446744073709551616.0;
   if (std::isnan(number)) return 0;
-  if (number >= twoTo64) return std::numeric_limits<std::int32_t>::max();
-  if (number < -twoTo63) return std::numeric_limits<std::int32_t>::min();
-  if (number < 0) return lowBits(static_cast<std::uint64_t>(static_cast<std::int64_t>(number)));
-  return lowBits(static_cast<std::uint64_t>(number));
+  if (number >= kTwoTo64) return std::numeric_limits<std::int32_t>::max();
+  if (number < -kTwoTo63) return std::numeric_limits<std::int32_t>::min();
+  // Converted by way of 64 bits: what an int cannot hold may not be converted to it directly.
+  if (number < 0) return static_cast<std::int32_t>(static_cast<std::int64_t>(number));
+  return static_cast<std::int32_t>(static_cast<std::uint64_t>(number));
 }
 
 }  // namespace
@@ -63,9 +45,8 @@ std::int32_t intValue(const Value& value) {
     case Value::Kind::Boolean:
       return *value.boolean() ? 1 : 0;
     case Value::Kind::Integer:
-      if (const auto integer = value.integer())
-        return lowBits(static_cast<std::uint64_t>(*integer));
-      return lowBits(*value.unsignedInteger());
+      if (const auto integer = value.integer()) return static_cast<std::int32_t>(*integer);
+      return static_cast<std::int32_t>(*value.unsignedInteger());
     case Value::Kind::Double:
       return cutToInt(*value.number());
     case Value::Kind::String:

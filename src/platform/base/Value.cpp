@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 
+#include "platform/base/Integers.h"
 #include "platform/base/Text.h"
 
 namespace orx {
@@ -10,9 +11,6 @@ namespace orx {
 using namespace platform;
 
 namespace {
-
-constexpr double kTwoTo63 = 9223372036854775808.0;
-constexpr double kTwoTo64 = 18446744073709551616.0;
 
 // Compares by value: a double beyond 2^53 must not be matched by the integers around it.
 bool equalNumbers(const Value& integer, double number) {

@@ -47,13 +47,6 @@ std::size_t endOfPlain(std::string_view text, std::size_t position) {
   return position;
 }
 
-std::optional<unsigned> hexadecimalDigit(char character) {
-  if (isDigit(character)) return character - '0';
-  if (character >= 'a' && character <= 'f') return character - 'a' + 10;
-  if (character >= 'A' && character <= 'F') return character - 'A' + 10;
-  return std::nullopt;
-}
-
 template <typename Number>
 bool read(std::string_view token, Number& number) {
   return std::from_chars(token.data(), token.data() + token.size(), number).ec == std::errc();
@@ -140,18 +133,17 @@ void JSONScanner::number(Value& place) {
   } else {
     digits();
   }
-  bool isInteger = true;
+  const std::size_t integerEnd = position_;
   if (peek() == '.') {
-    isInteger = false;
     advance();
     digits();
   }
   if (peek() == 'e' || peek() == 'E') {
-    isInteger = false;
     advance();
     if (peek() == '+' || peek() == '-') advance();
     digits();
   }
+  const bool isInteger = position_ == integerEnd;
   const std::string_view token = readSince(begin);
   std::int64_t integer = 0;
   std::uint64_t unsignedInteger = 0;
@@ -200,8 +192,6 @@ std::string_view JSONScanner::decodedString(std::size_t begin) {
 }
 
 void JSONScanner::escape() {
-  constexpr std::string_view kNames = "\"\\/bfnrt";
-  constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
   if (static_cast<unsigned char>(peek()) < ' ') refuseNext("a string holds a control character");
   if (peek() != '\\') {
     position_ += truncatedCharacterSize(text_.substr(position_));
@@ -212,20 +202,19 @@ void JSONScanner::escape() {
     advance();
     return escapedCharacter();
   }
-  const auto place = kNames.find(peek());
+  const auto place = kJSONEscapeNames.find(peek());
   if (place == std::string_view::npos) refuseNext("an escape is unknown");
-  decoded_ += kMeanings[place];
+  decoded_ += kJSONEscapedCharacters[place];
   advance();
 }
 
 char32_t JSONScanner::codeUnit() {
-  char32_t unit = 0;
-  for (int digit = 0; digit < 4; ++digit) {
-    const auto value = hexadecimalDigit(peek());
-    if (!value) refuseNext("an escape lacks a hexadecimal digit");
-    unit = unit * 16 + *value;
-    advance();
-  }
+  const std::string_view digits = text_.substr(position_, 4);
+  std::uint16_t unit = 0;
+  const auto end = std::from_chars(digits.data(), digits.data() + digits.size(), unit, 16).ptr;
+  position_ += static_cast<std::size_t>(end - digits.data());
+  // Blames the character that stands where the digit should.
+  if (end != digits.data() + 4) refuseNext("an escape lacks a hexadecimal digit");
   return unit;
 }
 

@@ -8,6 +8,10 @@
 
 namespace orx::platform {
 
+// The letters that follow a backslash in place of these characters.
+inline constexpr std::string_view kJSONEscapeNames = "\"\\/bfnrt";
+inline constexpr std::string_view kJSONEscapedCharacters = "\"\\/\b\f\n\r\t";
+
 // Why a text is not JSON.
 struct JSONSyntaxError {
   std::size_t position;  // how many bytes come before and with the one that is wrong

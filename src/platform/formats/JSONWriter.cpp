@@ -7,6 +7,7 @@
 #include "platform/base/Limits.h"
 #include "platform/base/Text.h"
 #include "platform/base/Unicode.h"
+#include "platform/formats/JSONScanner.h"
 #include "platform/formats/JSONSerialization.h"
 
 namespace orx::platform {
@@ -19,16 +20,13 @@ bool needsEscape(char character) {
 }
 
 void appendEscape(std::string& output, char character) {
-  constexpr std::string_view hexadecimal = "0123456789abcdef";
-  constexpr std::string_view named = "\b\f\n\r\t";
-  constexpr std::string_view names = "bfnrt";
-  output += '\\';
-  if (const auto place = named.find(character); place != std::string_view::npos) {
-    output += names[place];
-  } else if (const auto byte = static_cast<unsigned char>(character); byte < 0x20) {
-    ((output += "u00") += hexadecimal[byte >> 4U]) += hexadecimal[byte & 0xFU];
+  constexpr std::string_view kHexadecimal = "0123456789abcdef";
+  const auto place = kJSONEscapedCharacters.find(character);
+  if (place != std::string_view::npos) {
+    (output += '\\') += kJSONEscapeNames[place];
   } else {
-    output += character;
+    const auto byte = static_cast<unsigned char>(character);
+    ((output += "\\u00") += kHexadecimal[byte >> 4U]) += kHexadecimal[byte & 0xFU];
   }
 }
 
@@ -60,13 +58,12 @@ class JSONWriter {
       case Value::Kind::Null:
         output_ += "null";
         return;
-      case Value::Kind::Boolean:
-      case Value::Kind::Integer:
-        output_ += *value.text();
-        return;
       case Value::Kind::Double:
         if (std::isnan(*value.number())) refuse("is NaN");
         if (std::isinf(*value.number())) refuse("is infinite");
+        [[fallthrough]];
+      case Value::Kind::Boolean:
+      case Value::Kind::Integer:
         output_ += *value.text();
         return;
       case Value::Kind::String:

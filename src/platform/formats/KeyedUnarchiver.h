@@ -12,11 +12,13 @@
 
 namespace orx::platform {
 
+// Makes an object from the fields that were archived.
+using ArchiveFactory = std::function<std::shared_ptr<Object>(const Coder&)>;
+
 // Makes objects archived under this class name readable, by a factory that is given their fields.
 // Called once for each class, before the first archive that holds it is read; calling it again
 // replaces the factory.
-void setClass_forClassName(std::function<std::shared_ptr<Object>(const Coder&)> factory,
-                           std::string_view className);
+void setClass_forClassName(ArchiveFactory factory, std::string_view className);
 
 // Reads an archive that this or any other conforming archiver wrote. Whatever the bytes are, it
 // gives a value or an error (NSCocoaErrorDomain, 4864), in time and memory bounded by their length.

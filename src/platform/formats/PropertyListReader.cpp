@@ -12,8 +12,17 @@ namespace {
 constexpr std::string_view kMagic = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
 constexpr std::size_t kWidestInteger = 8;
+constexpr auto kUnknownKind = "an object is of an unknown kind";
+constexpr auto kUnexpectedKind = "an object is not of the expected kind";
 
 [[noreturn]] void refuse(const char* reason) { throw MalformedPropertyList(reason); }
+
+// The bytes of a number, of which the marker names the logarithm. Shifting by more than the format
+// allows would give a width that no integer here can hold.
+std::size_t widthFrom(std::size_t logarithm, std::size_t least, std::size_t most) {
+  if (logarithm < least || logarithm > most) refuse("an object has an impossible width");
+  return std::size_t{1} << logarithm;
+}
 
 }  // namespace
 
@@ -50,66 +59,56 @@ void PropertyListReader::readTable(std::uint64_t count, std::size_t offsetWidth)
   for (std::size_t index = 0; index < count; ++index) {
     const std::uint64_t offset = unsignedAt(end_ + index * offsetWidth, offsetWidth);
     if (offset < kMagic.size() || offset >= end_) refuse("an object lies outside the data");
-    Object object = objectAt(offset);
-    object.headerSize = static_cast<std::uint8_t>(object.start - offset);
-    const std::size_t size = object.headerSize + contentSize(object);
+    const Object object = objectAt(offset);
+    const std::size_t size = object.headerSize + object.count * object.unit;
     if (size > unclaimed) refuse("objects overlap");
     unclaimed -= size;
     objects_.push_back(object);
   }
 }
 
+// The object that begins at `offset`. All of its content is known to lie within the data.
 PropertyListReader::Object PropertyListReader::objectAt(std::size_t offset) const {
-  const std::uint8_t low = bytes_[offset] & 0x0FU;
-  Object object{Kind::Null, false, 1, offset + 1, low};
-  const auto counted = [&](Kind kind, bool wide = false) {
-    object.kind = kind;
-    object.wide = wide;
-    if (low == 0x0F) object.count = longCount(object.start);
-  };
-  const auto fixed = [&](Kind kind, std::size_t width, bool valid) {
-    if (!valid) refuse("an object has an impossible width");
-    object.kind = kind;
-    object.count = width;
-  };
-  switch (bytes_[offset] >> 4) {
-    case 0x0:
-      if (low != 0 && low != 8 && low != 9) refuse("an object is of an unknown kind");
-      fixed(low == 0 ? Kind::Null : Kind::Boolean, 0, true);
+  const std::uint8_t lower = bytes_[offset] & 0x0FU;
+  Object object{static_cast<Kind>(bytes_[offset] - lower), 1, 1, offset + 1, lower};
+  switch (object.kind) {
+    case Kind::Null:
+      if (lower != 0 && lower != 8 && lower != 9) refuse(kUnknownKind);
+      if (lower != 0) object.kind = Kind::Boolean;
+      object.count = 0;
       break;
-    case 0x1:
-      fixed(Kind::Integer, std::size_t{1} << low, low <= 4);
+    case Kind::Integer:
+      object.count = widthFrom(lower, 0, 4);
       break;
-    case 0x2:
-      fixed(Kind::Real, std::size_t{1} << low, low == 2 || low == 3);
+    case Kind::Real:
+      object.count = widthFrom(lower, 2, 3);
       break;
-    case 0x3:
-      fixed(Kind::Date, 8, low == 3);
+    case Kind::Date:
+      object.count = widthFrom(lower, 3, 3);
       break;
-    case 0x4:
-      counted(Kind::Data);
+    case Kind::UID:
+      if (lower >= kWidestInteger) refuse("an object has an impossible width");
+      object.count = lower + std::size_t{1};
       break;
-    case 0x5:
-      counted(Kind::String);
-      break;
-    case 0x6:
-      counted(Kind::String, true);
-      break;
-    case 0x8:
-      fixed(Kind::UID, low + std::size_t{1}, low < kWidestInteger);
-      break;
-    case 0xA:
-      counted(Kind::Array);
-      break;
-    case 0xC:
-      counted(Kind::Set);
-      break;
-    case 0xD:
-      counted(Kind::Dictionary);
+    case Kind::UTF16String:
+      object.kind = Kind::String;
+      object.unit = 2;
+      [[fallthrough]];
+    case Kind::Data:
+    case Kind::String:
+    case Kind::Array:
+    case Kind::Set:
+    case Kind::Dictionary:
+      if (lower == 0x0F) object.count = longCount(object.start);
       break;
     default:
-      refuse("an object is of an unknown kind");
+      refuse(kUnknownKind);
   }
+  if (isContainer(object.kind)) object.unit = referenceWidth_;
+  if (object.kind == Kind::Dictionary) object.unit *= 2;
+  // Divided rather than multiplied: the count is the data's own number and may overflow.
+  if (object.count > (end_ - object.start) / object.unit) refuse("an object is cut off");
+  object.headerSize = static_cast<std::uint8_t>(object.start - offset);
   return object;
 }
 
@@ -125,23 +124,13 @@ std::size_t PropertyListReader::longCount(std::size_t& start) const {
   return count;
 }
 
-// The length of an object's content in bytes, which is known to lie within the data.
-std::size_t PropertyListReader::contentSize(const Object& object) const {
-  std::size_t unit = 1;
-  if (object.kind == Kind::String && object.wide) unit = 2;
-  if (object.kind == Kind::Array || object.kind == Kind::Set) unit = referenceWidth_;
-  if (object.kind == Kind::Dictionary) unit = 2 * referenceWidth_;
-  if (object.count > (end_ - object.start) / unit) refuse("an object is cut off");
-  return object.count * unit;
-}
-
 Value PropertyListReader::scalar(Reference reference) const {
   const Object& object = at(reference);
   switch (object.kind) {
     case Kind::Null:
       return {};
     case Kind::Data: {
-      const auto bytes = data(reference);
+      const auto bytes = bytes_.subspan(object.start, object.count);
       return Data(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
     }
     case Kind::String:
@@ -157,17 +146,12 @@ Value PropertyListReader::scalar(Reference reference) const {
       }
       return std::bit_cast<double>(unsignedAt(object.start, 8));
     default:
-      refuse("an object is not of the expected kind");
+      refuse(kUnexpectedKind);
   }
 }
 
 double PropertyListReader::date(Reference object) const {
   return std::bit_cast<double>(unsignedAt(at(object, Kind::Date).start, 8));
-}
-
-std::span<const std::uint8_t> PropertyListReader::data(Reference object) const {
-  const Object& data = at(object, Kind::Data);
-  return bytes_.subspan(data.start, data.count);
 }
 
 std::uint64_t PropertyListReader::UID(Reference object) const {
@@ -177,43 +161,34 @@ std::uint64_t PropertyListReader::UID(Reference object) const {
 
 std::string PropertyListReader::string(Reference object) const {
   const Object& string = at(object, Kind::String);
-  if (string.wide) {
-    auto text = utf8FromUTF16BigEndian(bytes_.subspan(string.start, 2 * string.count));
+  const auto content = bytes_.subspan(string.start, string.count * string.unit);
+  if (string.unit == 2) {
+    auto text = utf8FromUTF16BigEndian(content);
     if (!text) refuse("a text holds half a surrogate pair");
     return *std::move(text);
   }
-  const auto ascii = bytes_.subspan(string.start, string.count);
-  if (std::ranges::any_of(ascii, [](std::uint8_t byte) { return byte >= 0x80; })) {
+  if (std::ranges::any_of(content, [](std::uint8_t byte) { return byte >= 0x80; })) {
     refuse("a text is not in its encoding");
   }
-  return {ascii.begin(), ascii.end()};
+  return {content.begin(), content.end()};
 }
 
 bool PropertyListReader::isString(Reference object, std::string_view ascii) const {
   const Object& string = at(object);
   if (string.kind != Kind::String || string.count != ascii.size()) return false;
-  const std::size_t unit = string.wide ? 2 : 1;
   for (std::size_t i = 0; i < ascii.size(); ++i) {
-    if (unsignedAt(string.start + i * unit, unit) != static_cast<unsigned char>(ascii[i])) {
+    if (unsignedAt(string.start + i * string.unit, string.unit) !=
+        static_cast<unsigned char>(ascii[i])) {
       return false;
     }
   }
   return true;
 }
 
-std::size_t PropertyListReader::count(Reference container) const {
-  const Object& object = at(container);
-  if (object.kind != Kind::Array && object.kind != Kind::Set && object.kind != Kind::Dictionary) {
-    refuse("an object is not of the expected kind");
-  }
-  return object.count;
-}
-
 PropertyListReader::Reference PropertyListReader::element(Reference container,
                                                           std::size_t index) const {
-  const std::size_t elements = count(container);
-  const Object& object = at(container);
-  return referenceAt(object, object.kind == Kind::Dictionary ? elements + index : index);
+  const Object& object = containerAt(container);
+  return referenceAt(object, object.kind == Kind::Dictionary ? object.count + index : index);
 }
 
 PropertyListReader::Reference PropertyListReader::key(Reference dictionary,
@@ -223,23 +198,24 @@ PropertyListReader::Reference PropertyListReader::key(Reference dictionary,
 
 std::vector<PropertyListReader::Reference> PropertyListReader::children(Reference object) const {
   const Object& container = at(object);
-  std::size_t count = 0;
-  if (container.kind == Kind::Array || container.kind == Kind::Set) count = container.count;
-  if (container.kind == Kind::Dictionary) count = 2 * container.count;
-  std::vector<Reference> found(count);
-  for (std::size_t index = 0; index < count; ++index) found[index] = referenceAt(container, index);
+  if (!isContainer(container.kind)) return {};
+  std::vector<Reference> found(container.count * container.unit / referenceWidth_);
+  for (std::size_t index = 0; index < found.size(); ++index) {
+    found[index] = referenceAt(container, index);
+  }
   return found;
 }
 
 std::span<const std::uint8_t> PropertyListReader::encoded(Reference reference) const {
   const Object& object = at(reference);
-  return bytes_.subspan(object.start - object.headerSize, object.headerSize + contentSize(object));
+  return bytes_.subspan(object.start - object.headerSize,
+                        object.headerSize + object.count * object.unit);
 }
 
 std::optional<PropertyListReader::Reference> PropertyListReader::find(
     Reference dictionary, std::string_view ascii) const {
-  const std::size_t entries = at(dictionary, Kind::Dictionary).count;
-  for (std::size_t index = 0; index < entries; ++index) {
+  const Object& entries = at(dictionary, Kind::Dictionary);
+  for (std::size_t index = 0; index < entries.count; ++index) {
     if (isString(key(dictionary, index), ascii)) return element(dictionary, index);
   }
   return std::nullopt;
@@ -252,7 +228,13 @@ const PropertyListReader::Object& PropertyListReader::at(Reference object) const
 
 const PropertyListReader::Object& PropertyListReader::at(Reference object, Kind kind) const {
   const Object& found = at(object);
-  if (found.kind != kind) refuse("an object is not of the expected kind");
+  if (found.kind != kind) refuse(kUnexpectedKind);
+  return found;
+}
+
+const PropertyListReader::Object& PropertyListReader::containerAt(Reference object) const {
+  const Object& found = at(object);
+  if (!isContainer(found.kind)) refuse(kUnexpectedKind);
   return found;
 }
 

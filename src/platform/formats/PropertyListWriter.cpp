@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <bit>
 #include <iterator>
-#include <limits>
 
 #include "platform/base/Unicode.h"
 #include "platform/formats/PropertyList.h"
@@ -11,26 +10,11 @@ namespace orx::platform {
 namespace {
 
 constexpr std::string_view kMagic = "bplist00";
-constexpr std::uint8_t kNull = 0x00;
-constexpr std::uint8_t kFalse = 0x08;
-constexpr std::uint8_t kTrue = 0x09;
-constexpr std::uint8_t kInteger = 0x10;
-constexpr std::uint8_t kReal = 0x23;
-constexpr std::uint8_t kDate = 0x33;
-constexpr std::uint8_t kData = 0x40;
-constexpr std::uint8_t kASCIIString = 0x50;
-constexpr std::uint8_t kUTF16String = 0x60;
-constexpr std::uint8_t kUID = 0x80;
-constexpr std::uint8_t kArray = 0xA0;
-constexpr std::uint8_t kSet = 0xC0;
-constexpr std::uint8_t kDictionary = 0xD0;
 
 // Of 1, 2, 4 and 8 bytes the fewest that hold `integer`.
 std::size_t widthOf(std::uint64_t integer) {
-  if (integer <= std::numeric_limits<std::uint8_t>::max()) return 1;
-  if (integer <= std::numeric_limits<std::uint16_t>::max()) return 2;
-  if (integer <= std::numeric_limits<std::uint32_t>::max()) return 4;
-  return 8;
+  const auto bits = static_cast<std::size_t>(std::bit_width(integer | 1U));
+  return std::bit_ceil((bits + 7) / 8);
 }
 
 bool isASCII(std::string_view text) {
@@ -45,60 +29,36 @@ PropertyListWriter::PropertyListWriter() {
 }
 
 PropertyListWriter::Reference PropertyListWriter::addScalar(const Value& value) {
-  if (value.kind() == Value::Kind::Integer) return addInteger(value);
-  if (value.kind() == Value::Kind::String) return addString(*value.string());
+  if (const std::string* text = value.string()) return addString(*text);
   const Reference object = beginObject();
   switch (value.kind()) {
     case Value::Kind::Null:
-      bytes_.push_back(kNull);
+      appendMarker(Kind::Null, 0);
       break;
     case Value::Kind::Boolean:
-      bytes_.push_back(*value.boolean() ? kTrue : kFalse);
+      appendMarker(Kind::Boolean, *value.boolean() ? 1 : 0);
+      break;
+    case Value::Kind::Integer:
+      appendInteger(value);
       break;
     case Value::Kind::Double:
-      bytes_.push_back(kReal);
+      appendMarker(Kind::Real, 3);
       appendUnsigned(std::bit_cast<std::uint64_t>(*value.number()), 8);
       break;
-    case Value::Kind::Data: {
-      const auto bytes = value.data()->bytes();
-      appendMarker(kData, bytes.size());
-      bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+    case Value::Kind::Data:
+      appendCounted(Kind::Data, value.data()->size());
+      append(value.data()->bytes());
       break;
-    }
     default:
       throw std::invalid_argument("a container or an object is no scalar");
   }
   return object;
 }
 
-PropertyListWriter::Reference PropertyListWriter::addInteger(const Value& value) {
-  const Reference object = beginObject();
-  const auto integer = value.integer();
-  if (!integer) {
-    // Eight bytes are read as signed, so the upper half of the unsigned range takes sixteen.
-    bytes_.push_back(kInteger | 4);
-    appendUnsigned(0, 8);
-    appendUnsigned(*value.unsignedInteger(), 8);
-  } else if (*integer < 0) {
-    bytes_.push_back(kInteger | 3);
-    appendUnsigned(static_cast<std::uint64_t>(*integer), 8);
-  } else {
-    appendIntegerObject(static_cast<std::uint64_t>(*integer));
-  }
-  return object;
-}
-
-PropertyListWriter::Reference PropertyListWriter::addDate(double date) {
-  const Reference object = beginObject();
-  bytes_.push_back(kDate);
-  appendUnsigned(std::bit_cast<std::uint64_t>(date), 8);
-  return object;
-}
-
 PropertyListWriter::Reference PropertyListWriter::addUID(std::uint32_t uid) {
   const Reference object = beginObject();
   const std::size_t width = widthOf(uid);
-  bytes_.push_back(static_cast<std::uint8_t>(kUID | (width - 1)));
+  appendMarker(Kind::UID, width - 1);
   appendUnsigned(uid, width);
   return object;
 }
@@ -109,30 +69,31 @@ PropertyListWriter::Reference PropertyListWriter::addString(std::string_view tex
   const Reference object = static_cast<Reference>(offsets_.size());
   if (isASCII(text)) {
     beginObject();
-    appendMarker(kASCIIString, text.size());
+    appendCounted(Kind::String, text.size());
     bytes_.insert(bytes_.end(), text.begin(), text.end());
   } else {
     const auto units = utf16FromUTF8(text);
     if (!units) throw std::invalid_argument("text that is not UTF-8 cannot be archived");
     beginObject();
-    appendMarker(kUTF16String, units->size());
+    appendCounted(Kind::UTF16String, units->size());
     for (const std::uint16_t unit : *units) appendUnsigned(unit, 2);
   }
   strings_.emplace_hint(place, text, object);
   return object;
 }
 
-PropertyListWriter::Reference PropertyListWriter::addArray(std::span<const Reference> elements) {
-  return addContainer(kArray, elements, {});
-}
-
-PropertyListWriter::Reference PropertyListWriter::addSet(std::span<const Reference> elements) {
-  return addContainer(kSet, elements, {});
+PropertyListWriter::Reference PropertyListWriter::addContainer(
+    Kind kind, std::span<const Reference> references) {
+  const Reference object = beginObject();
+  containers_.push_back({object, kind, {references.begin(), references.end()}});
+  return object;
 }
 
 PropertyListWriter::Reference PropertyListWriter::addDictionary(std::span<const Reference> keys,
                                                                 std::span<const Reference> values) {
-  return addContainer(kDictionary, keys, values);
+  std::vector<Reference> references(keys.begin(), keys.end());
+  references.insert(references.end(), values.begin(), values.end());
+  return addContainer(Kind::Dictionary, references);
 }
 
 std::vector<PropertyListWriter::Reference> PropertyListWriter::addObjects(
@@ -156,35 +117,29 @@ std::vector<PropertyListWriter::Reference> PropertyListWriter::addObjects(
     if (reached[object]) copies[object] = next++;
   }
   for (Reference object = 0; object < source.size(); ++object) {
-    if (reached[object]) addCopy(source, object, copies);
+    if (!reached[object]) continue;
+    auto references = source.children(object);
+    for (Reference& reference : references) reference = copies[reference];
+    if (PropertyListReader::isContainer(source.kind(object))) {
+      addContainer(source.kind(object), references);
+    } else {
+      beginObject();
+      append(source.encoded(object));
+    }
   }
   return copies;
 }
 
-void PropertyListWriter::addCopy(const PropertyListReader& source, Reference object,
-                                 std::span<const Reference> copies) {
-  auto references = source.children(object);
-  for (auto& reference : references) reference = copies[reference];
-  const std::span<const Reference> all(references);
-  switch (source.kind(object)) {
-    case PropertyListReader::Kind::Array:
-      addArray(all);
-      break;
-    case PropertyListReader::Kind::Set:
-      addSet(all);
-      break;
-    case PropertyListReader::Kind::Dictionary:
-      addDictionary(all.first(all.size() / 2), all.last(all.size() / 2));
-      break;
-    default:
-      beginObject();
-      std::ranges::copy(source.encoded(object), std::back_inserter(bytes_));
-  }
-}
-
 Data PropertyListWriter::finish(Reference top) {
   const std::size_t referenceWidth = widthOf(offsets_.size() - 1);
-  appendContainers(referenceWidth);
+  for (const Container& container : containers_) {
+    offsets_[container.object] = bytes_.size();
+    const std::size_t size = container.references.size();
+    appendCounted(container.kind, container.kind == Kind::Dictionary ? size / 2 : size);
+    for (const Reference reference : container.references) {
+      appendUnsigned(reference, referenceWidth);
+    }
+  }
   const std::size_t table = bytes_.size();
   const std::size_t offsetWidth = widthOf(table - 1);
   for (const std::size_t offset : offsets_) appendUnsigned(offset, offsetWidth);
@@ -202,24 +157,18 @@ PropertyListWriter::Reference PropertyListWriter::beginObject() {
   return static_cast<Reference>(offsets_.size() - 1);
 }
 
-PropertyListWriter::Reference PropertyListWriter::addContainer(std::uint8_t marker,
-                                                               std::span<const Reference> first,
-                                                               std::span<const Reference> second) {
-  const Reference object = beginObject();
-  containers_.push_back(
-      {object, marker, first.size(), references_.size(), first.size() + second.size()});
-  references_.insert(references_.end(), first.begin(), first.end());
-  references_.insert(references_.end(), second.begin(), second.end());
-  return object;
+void PropertyListWriter::append(std::span<const std::uint8_t> bytes) {
+  bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
 }
 
-void PropertyListWriter::appendMarker(std::uint8_t marker, std::size_t count) {
-  if (count < 0x0F) {
-    bytes_.push_back(static_cast<std::uint8_t>(marker | count));
-  } else {
-    bytes_.push_back(marker | 0x0F);
-    appendIntegerObject(count);
-  }
+void PropertyListWriter::appendMarker(Kind kind, std::size_t lowerBits) {
+  bytes_.push_back(static_cast<std::uint8_t>(static_cast<std::size_t>(kind) | lowerBits));
+}
+
+// The beginning of an object whose length its bytes name.
+void PropertyListWriter::appendCounted(Kind kind, std::size_t count) {
+  appendMarker(kind, std::min<std::size_t>(count, 0x0F));
+  if (count >= 0x0F) appendShortest(count);
 }
 
 void PropertyListWriter::appendUnsigned(std::uint64_t integer, std::size_t width) {
@@ -228,20 +177,21 @@ void PropertyListWriter::appendUnsigned(std::uint64_t integer, std::size_t width
   }
 }
 
-void PropertyListWriter::appendIntegerObject(std::uint64_t integer) {
+// An integer object that is not negative.
+void PropertyListWriter::appendShortest(std::uint64_t integer) {
   const std::size_t width = widthOf(integer);
-  bytes_.push_back(static_cast<std::uint8_t>(kInteger | std::countr_zero(width)));
+  appendMarker(Kind::Integer, static_cast<std::size_t>(std::countr_zero(width)));
   appendUnsigned(integer, width);
 }
 
-void PropertyListWriter::appendContainers(std::size_t referenceWidth) {
-  for (const Container& container : containers_) {
-    offsets_[container.object] = bytes_.size();
-    appendMarker(container.marker, container.count);
-    const auto references =
-        std::span(references_).subspan(container.firstReference, container.references);
-    for (const Reference reference : references) appendUnsigned(reference, referenceWidth);
-  }
+void PropertyListWriter::appendInteger(const Value& value) {
+  const auto integer = value.integer();
+  if (integer && *integer >= 0) return appendShortest(*value.unsignedInteger());
+  // Eight bytes are read as signed: they hold what is below zero, and the upper half of the
+  // unsigned range takes sixteen.
+  appendMarker(Kind::Integer, integer ? 3 : 4);
+  if (!integer) appendUnsigned(0, 8);
+  appendUnsigned(integer ? static_cast<std::uint64_t>(*integer) : *value.unsignedInteger(), 8);
 }
 
 }  // namespace orx::platform

@@ -46,7 +46,9 @@ bool looksLikeUTF16(std::string_view text) {
 class ExpatRun {
  public:
   explicit ExpatRun(XMLParser& parser, bool isUTF8)
-      : parser_(parser), expat_(XML_ParserCreate(isUTF8 ? "UTF-8" : nullptr)) {
+      : parser_(parser),
+        owner_(XML_ParserCreate(isUTF8 ? "UTF-8" : nullptr), XML_ParserFree),
+        expat_(owner_.get()) {
     if (expat_ == nullptr) return;
     XML_SetUserData(expat_, this);
     XML_SetElementHandler(expat_, didStartElement, didEndElement);
@@ -56,11 +58,6 @@ class ExpatRun {
     XML_SetBillionLaughsAttackProtectionMaximumAmplification(expat_, limits::xmlAmplification);
     XML_SetBillionLaughsAttackProtectionActivationThreshold(expat_,
                                                             limits::xmlAmplificationThreshold);
-  }
-  ExpatRun(const ExpatRun&) = delete;
-  ExpatRun& operator=(const ExpatRun&) = delete;
-  ~ExpatRun() {
-    if (expat_ != nullptr) XML_ParserFree(expat_);
   }
 
   // Null when the document was well-formed.
@@ -98,18 +95,17 @@ class ExpatRun {
   static void didEndElement(void* userData, const XML_Char* name) noexcept {
     ExpatRun& run = runOf(userData);
     --run.depth_;
-    const auto delegate = run.delegate();
-    if (!delegate) return;
-    delegate->parser_didEndElement_namespaceURI_qualifiedName(run.parser_, name, std::nullopt,
-                                                              std::nullopt);
+    if (const auto delegate = run.delegate()) {
+      delegate->parser_didEndElement_namespaceURI_qualifiedName(run.parser_, name, {}, {});
+    }
   }
 
   static void foundCharacters(void* userData, const XML_Char* characters, int size) noexcept {
     ExpatRun& run = runOf(userData);
     if (run.isInCDATA_) return;
-    const auto delegate = run.delegate();
-    if (!delegate) return;
-    delegate->parser_foundCharacters(run.parser_, {characters, static_cast<std::size_t>(size)});
+    if (const auto delegate = run.delegate()) {
+      delegate->parser_foundCharacters(run.parser_, {characters, static_cast<std::size_t>(size)});
+    }
   }
 
   static void didStartCDATA(void* userData) noexcept { runOf(userData).isInCDATA_ = true; }
@@ -150,6 +146,7 @@ class ExpatRun {
   }
 
   XMLParser& parser_;
+  std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> owner_;
   XML_Parser expat_;
   std::size_t depth_ = 0;
   std::size_t elements_ = 0;

@@ -174,7 +174,6 @@ TEST(PropertyListReader, RefusesAnObjectOfAnotherKindThanAskedFor) {
   const PropertyListReader reader(bytes);
   EXPECT_THROW(reader.string(0), MalformedPropertyList);
   EXPECT_THROW(reader.UID(0), MalformedPropertyList);
-  EXPECT_THROW(reader.data(1), MalformedPropertyList);
   EXPECT_THROW(reader.date(1), MalformedPropertyList);
   EXPECT_THROW(reader.scalar(2), MalformedPropertyList);
   EXPECT_THROW(reader.count(1), MalformedPropertyList);

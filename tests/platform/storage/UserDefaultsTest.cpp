@@ -165,20 +165,19 @@ Data listOfEveryKind() {
       writer.addString("data"),        writer.addString("uid"),  writer.addString("set"),
       writer.addString("array"),       writer.addString("map"),  writer.addString("deep"),
       writer.addString("\xE2\x82\xAC")};
-  const std::array values{writer.addScalar(nullptr),
-                          writer.addScalar(true),
-                          writer.addScalar(std::numeric_limits<std::int64_t>::min()),
-                          writer.addScalar(std::numeric_limits<std::uint64_t>::max()),
-                          writer.addScalar(0.1),
-                          writer.addDate(490'000'000.25),
-                          writer.addScalar(Data(std::vector<std::uint8_t>{0, 255, 7})),
-                          writer.addUID(70'000),
-                          writer.addSet(std::array{text, shared}),
-                          shared,
-                          writer.addDictionary(std::array{text}, std::array{shared}),
-                          deep,
-                          text};
-  return writer.finish(writer.addDictionary(keys, values));
+  const std::array values{
+      writer.addScalar(nullptr), writer.addScalar(true),
+      writer.addScalar(std::numeric_limits<std::int64_t>::min()),
+      writer.addScalar(std::numeric_limits<std::uint64_t>::max()), writer.addScalar(0.1),
+      // Becomes a date below.
+      writer.addScalar(490'000'000.25),
+      writer.addScalar(Data(std::vector<std::uint8_t>{0, 255, 7})), writer.addUID(70'000),
+      writer.addContainer(PropertyListKind::Set, std::array{text, shared}), shared,
+      writer.addDictionary(std::array{text}, std::array{shared}), deep, text};
+  std::string list(writer.finish(writer.addDictionary(keys, values)).text());
+  // A date is stored as a real number is, behind another marker.
+  list.replace(list.find("\x23\x41\xBD"), 1, "\x33");
+  return Data(list);
 }
 
 TEST_F(UserDefaultsTest, CarryEveryOtherEntryOver) {
@@ -199,8 +198,7 @@ TEST_F(UserDefaultsTest, CarryEveryOtherEntryOver) {
   EXPECT_EQ(list.scalar(value("large")), Value(std::numeric_limits<std::uint64_t>::max()));
   EXPECT_EQ(list.scalar(value("real")), Value(0.1));
   EXPECT_EQ(list.date(value("date")), 490'000'000.25);
-  EXPECT_EQ(Data(std::vector(list.data(value("data")).begin(), list.data(value("data")).end())),
-            Data(std::vector<std::uint8_t>{0, 255, 7}));
+  EXPECT_EQ(list.scalar(value("data")), Value(Data(std::vector<std::uint8_t>{0, 255, 7})));
   EXPECT_EQ(list.UID(value("uid")), 70'000U);
   EXPECT_EQ(list.kind(value("set")), Kind::Set);
   EXPECT_EQ(list.count(value("set")), 2U);
