@@ -23,17 +23,18 @@ PLACE = ROOT / "build" / "mutate"
 # The test programs that look at a folder's files, the nearest first: the next one runs only for a
 # fault that all before it have missed. The first folder that fits counts.
 PROGRAMS = [
-    ("src/platform/base/", ["base"]),
-    ("src/platform/process/", ["process", "storage"]),
-    ("src/platform/formats/", ["formats"]),
+    ("src/platform/base/", ["base", "formats", "service"]),
+    ("src/platform/process/", ["process", "storage", "http"]),
+    ("src/platform/formats/", ["formats", "service", "user"]),
     ("src/platform/queues/", ["queues", "http"]),
-    ("src/platform/storage/", ["storage"]),
-    ("src/platform/http/", ["contract", "http"]),
-    ("src/platform/keychain/secretservice/", ["secretservice"]),
-    ("src/platform/", ["keychain", "secretservice"]),
-    ("src/config/", ["config"]),
-    ("src/service/", ["service"]),
-    ("src/user/", ["user"]),
+    ("src/platform/storage/", ["storage", "keychain", "user"]),
+    ("src/platform/http/", ["contract", "http", "service"]),
+    ("src/platform/keychain/secretservice/", ["secretservice", "contract"]),
+    ("src/platform/", ["keychain", "secretservice", "contract"]),
+    ("src/config/", ["config", "login"]),
+    ("src/service/", ["service", "login"]),
+    ("src/user/ORVAAccountKeychain.cpp", ["contract", "user"]),
+    ("src/user/", ["user", "login", "config"]),
     ("src/login/", ["login"]),
 ]
 
