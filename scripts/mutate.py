@@ -30,6 +30,8 @@ PROGRAMS = [
     ("src/platform/storage/", ["storage", "keychain", "user"]),
     ("src/platform/http/", ["contract", "http", "service"]),
     ("src/platform/keychain/secretservice/", ["secretservice", "contract"]),
+    ("src/platform/keychain/SecItemFunctions.cpp", ["contract", "keychain"]),
+    ("src/platform/keychain/StoreStatus.cpp", ["keychain", "user"]),
     ("src/platform/", ["keychain", "secretservice", "contract"]),
     ("src/config/", ["config", "login"]),
     ("src/service/", ["service", "login"]),
@@ -127,7 +129,8 @@ def run(found, keys, journal, place):
         # Without the thread sanitizer, a lock that is not taken shows once in a million runs.
         kind = "thread" if mutant.kind == "lock" else "plain"
         if kind not in builds:
-            builds[kind] = Build(ROOT, place / kind, "thread" if kind == "thread" else "", PLACE)
+            sanitizer = "thread" if kind == "thread" else ""
+            builds[kind] = Build(ROOT, place / kind, sanitizer, PLACE)
         begin = time.monotonic()
         outcome, by = try_out(builds[kind], key[0], mutant)
         seconds = time.monotonic() - begin
@@ -144,7 +147,8 @@ def summary(found, keys, journal):
         show("survived", key[0], found[key])
     valid = len(of["killed"]) + len(of["survived"])
     share = 100 * len(of["killed"]) / valid if valid else 100
-    print(f"{valid} faults, {len(of['killed'])} killed ({share:.1f} %), {len(of['survived'])} survived; "
+    print(f"{valid} faults, {len(of['killed'])} killed ({share:.1f} %), "
+          f"{len(of['survived'])} survived; "
           f"{len(of['invalid'])} more did not compile")
     return len(of["survived"])
 
@@ -165,7 +169,7 @@ def main():
     parser.add_argument("--count", type=int, default=60, help="how many faults (60)")
     parser.add_argument("--kind", action="append", help="faults of this kind alone, e.g. lock")
     parser.add_argument("--shard", default="1/1",
-                        help="I/N: the Ith of N parts of the chosen faults; each works in a copy of its own")
+                        help="I/N: the Ith of N parts of the faults, in a copy of its own")
     parser.add_argument("--again", action="store_true", help="try the survivors once more")
     parser.add_argument("--list", action="store_true", help="print the chosen faults, run nothing")
     arguments = parser.parse_args()

@@ -44,13 +44,16 @@ class Build:
         self._filters = {}
         self._copy(root)
         compiler = place / "compiler"
-        compiler.write_text(f'#!/bin/sh\nexec {"ccache" if shutil.which("ccache") else ""} "$@" $ORX_FAULT_FLAGS\n')
+        cache = shutil.which("ccache") or ""
+        compiler.write_text(f'#!/bin/sh\nexec {cache} "$@" $ORX_FAULT_FLAGS\n', encoding="utf-8")
         compiler.chmod(0o755)
         flags = ["-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O0", f"-DORX_SANITIZE={sanitizer}",
-                 "-DORX_BUILD_FUZZERS=OFF", "-DCMAKE_SUPPRESS_REGENERATION=ON", "-DORX_QUICK_PROGRAMS=OFF",
+                 "-DORX_BUILD_FUZZERS=OFF", "-DORX_QUICK_PROGRAMS=OFF",
+                 "-DCMAKE_SUPPRESS_REGENERATION=ON",
                  "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON",
                  "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST",
-                 f"-DCMAKE_C_COMPILER_LAUNCHER={compiler}", f"-DCMAKE_CXX_COMPILER_LAUNCHER={compiler}"]
+                 f"-DCMAKE_C_COMPILER_LAUNCHER={compiler}",
+                 f"-DCMAKE_CXX_COMPILER_LAUNCHER={compiler}"]
         if shutil.which("ld.lld"):
             flags.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
         subprocess.run(["cmake", "-G", "Ninja", "-S", self.source, "-B", self._build, *flags],
@@ -73,7 +76,9 @@ class Build:
 
     def builds(self, program, has_fault=False):
         # A fault may leave a variable unused: that is no reason to leave it out.
-        settings = {"ORX_FAULT_FLAGS": "-w -D_GLIBCXX_ASSERTIONS", "CCACHE_DISABLE": "1"} if has_fault else {}
+        settings = {}
+        if has_fault:
+            settings = {"ORX_FAULT_FLAGS": "-w -D_GLIBCXX_ASSERTIONS", "CCACHE_DISABLE": "1"}
         return subprocess.run(["ninja", "-C", self._build, f"{program}_tests"],
                               env=os.environ | settings,
                               stdout=subprocess.DEVNULL, check=False).returncode == 0
@@ -101,7 +106,8 @@ class Build:
 
     def _listed(self, program):
         listing = self._build / "listing.json"
-        subprocess.run([self._path_of(program), "--gtest_list_tests", f"--gtest_output=json:{listing}"],
+        subprocess.run([self._path_of(program), "--gtest_list_tests",
+                        f"--gtest_output=json:{listing}"],
                        stdout=subprocess.DEVNULL, check=True)
         return [(f"{suite['name']}.{test['name']}", Path(test["file"]).stem)
                 for suite in json.loads(listing.read_text())["testsuites"]
@@ -173,13 +179,14 @@ class Build:
             shutil.rmtree(scratch, ignore_errors=True)
 
     def _fails_twice(self, program, names, seconds, stop=None):
-        """The test that noticed. A hang counts as noticed; one failure on a busy machine does not."""
+        """The test that noticed. A hang counts; one failure on a busy machine does not."""
         limit = 8 + 5 * seconds
         begin = time.monotonic()
         failed = self._failure(program, names, limit, stop)
         if not failed or time.monotonic() - begin > limit:
             return failed
-        return self._failure(program, failed, limit, stop) or self._failure(program, names, limit, stop)
+        return (self._failure(program, failed, limit, stop)
+                or self._failure(program, names, limit, stop))
 
     def failing_test(self, program, stem, is_far):
         """The first test of the program that fails or hangs; None when all pass. Those that go
