@@ -9,6 +9,7 @@ import argparse
 import hashlib
 import json
 import re
+import signal
 import sys
 import time
 from pathlib import Path
@@ -22,16 +23,19 @@ PLACE = ROOT / "build" / "mutate"
 # The test programs that look at a folder's files, the nearest first: the next one runs only for a
 # fault that all before it have missed. The first folder that fits counts.
 PROGRAMS = [
-    ("src/platform/base/", ["base", "formats", "service", "user"]),
+    ("src/platform/base/", ["base", "formats", "service"]),
     ("src/platform/process/", ["process", "storage", "http"]),
     ("src/platform/formats/", ["formats", "service", "user"]),
-    ("src/platform/queues/", ["queues", "contract", "http"]),
+    ("src/platform/queues/", ["queues", "http"]),
     ("src/platform/storage/", ["storage", "keychain", "user"]),
-    ("src/platform/http/", ["http", "contract", "service"]),
+    ("src/platform/http/", ["contract", "http", "service"]),
     ("src/platform/keychain/secretservice/", ["secretservice", "contract"]),
-    ("src/platform/", ["keychain", "contract", "secretservice", "user"]),
+    ("src/platform/keychain/SecItemFunctions.cpp", ["contract", "keychain"]),
+    ("src/platform/keychain/StoreStatus.cpp", ["keychain", "user"]),
+    ("src/platform/", ["keychain", "secretservice", "contract"]),
     ("src/config/", ["config", "login"]),
     ("src/service/", ["service", "login"]),
+    ("src/user/ORVAAccountKeychain.cpp", ["contract", "user"]),
     ("src/user/", ["user", "login", "config"]),
     ("src/login/", ["login"]),
 ]
@@ -46,8 +50,11 @@ class Journal:
     def __init__(self, path):
         self._path = path
         self.outcomes = {}
-        if path.exists():
-            for line in path.read_text(encoding="utf-8").splitlines():
+        self.read()
+
+    def read(self):
+        if self._path.exists():
+            for line in self._path.read_text(encoding="utf-8").splitlines():
                 entry = json.loads(line)
                 self.outcomes[tuple(entry["key"])] = entry["outcome"]
 
@@ -92,17 +99,19 @@ def try_out(build, path, mutant):
     """("killed" | "survived" | "invalid", the test that failed)."""
     file = build.source / path
     text = file.read_text(encoding="utf-8")
-    for at, program in enumerate(programs_for(path)):
+    programs = programs_for(path)
+    for program in programs:
         build.learn(program)
-        try:
-            file.write_text(mutant.applied_to(text), encoding="utf-8")
-            if not build.builds(program):
+    try:
+        file.write_text(mutant.applied_to(text), encoding="utf-8")
+        for at, program in enumerate(programs):
+            if not build.builds(program, has_fault=True):
                 return "invalid", ""
             failed = build.failing_test(program, Path(path).stem, at > 0)
             if failed:
                 return "killed", failed
-        finally:
-            file.write_text(text, encoding="utf-8")
+    finally:
+        file.write_text(text, encoding="utf-8")
     return "survived", ""
 
 
@@ -111,7 +120,7 @@ def show(outcome, path, mutant, more=""):
           f"    - {mutant.old_line}\n    + {mutant.new_line}", flush=True)
 
 
-def run(found, keys, journal):
+def run(found, keys, journal, place):
     builds = {}
     for at, key in enumerate(keys, 1):
         mutant = found[key]
@@ -120,7 +129,8 @@ def run(found, keys, journal):
         # Without the thread sanitizer, a lock that is not taken shows once in a million runs.
         kind = "thread" if mutant.kind == "lock" else "plain"
         if kind not in builds:
-            builds[kind] = Build(ROOT, PLACE / kind, "thread" if kind == "thread" else "")
+            sanitizer = "thread" if kind == "thread" else ""
+            builds[kind] = Build(ROOT, place / kind, sanitizer, PLACE)
         begin = time.monotonic()
         outcome, by = try_out(builds[kind], key[0], mutant)
         seconds = time.monotonic() - begin
@@ -137,7 +147,8 @@ def summary(found, keys, journal):
         show("survived", key[0], found[key])
     valid = len(of["killed"]) + len(of["survived"])
     share = 100 * len(of["killed"]) / valid if valid else 100
-    print(f"{valid} faults, {len(of['killed'])} killed ({share:.1f} %), {len(of['survived'])} survived; "
+    print(f"{valid} faults, {len(of['killed'])} killed ({share:.1f} %), "
+          f"{len(of['survived'])} survived; "
           f"{len(of['invalid'])} more did not compile")
     return len(of["survived"])
 
@@ -157,14 +168,19 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--count", type=int, default=60, help="how many faults (60)")
     parser.add_argument("--kind", action="append", help="faults of this kind alone, e.g. lock")
+    parser.add_argument("--shard", default="1/1",
+                        help="I/N: the Ith of N parts of the faults, in a copy of its own")
     parser.add_argument("--again", action="store_true", help="try the survivors once more")
     parser.add_argument("--list", action="store_true", help="print the chosen faults, run nothing")
     arguments = parser.parse_args()
 
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     harmless = named_harmless((ROOT / "docs" / "mutation.md").read_text(encoding="utf-8"))
     found = candidates(sources(arguments.files), arguments.kind)
     found = {key: mutant for key, mutant in found.items() if key not in harmless}
     keys = chosen(found, arguments.seed, arguments.count)
+    shard, shards = (int(number) for number in arguments.shard.split("/"))
+    keys = keys[len(keys) * (shard - 1) // shards:len(keys) * shard // shards]
     if arguments.list:
         for key in keys:
             show("chosen", key[0], found[key])
@@ -174,7 +190,7 @@ def main():
     if arguments.again:
         journal.outcomes = {key: outcome for key, outcome in journal.outcomes.items()
                             if outcome != "survived"}
-    run(found, keys, journal)
+    run(found, keys, journal, PLACE / str(shard))
     return 1 if summary(found, keys, journal) else 0
 
 

@@ -4,6 +4,7 @@ import concurrent.futures
 import hashlib
 import json
 import os
+import re
 import resource
 import shutil
 import signal
@@ -17,6 +18,8 @@ JOBS = os.cpu_count() or 1
 # A fault may allocate, or write, without end.
 MEMORY, FILE_SIZE = 8 << 30, 1 << 30
 LONG = 2.0  # seconds
+_FAILED = re.compile(r"^\[  FAILED  \] ([^\s,]+)", re.MULTILINE)
+_RUN = re.compile(r"^\[ RUN      \] (\S+)", re.MULTILINE)
 
 
 def _limited(is_sanitized):
@@ -30,18 +33,27 @@ def _limited(is_sanitized):
 class Build:
     """One folder with a copy of the sources and what is built of it, without debug information."""
 
-    def __init__(self, root, place, sanitizer):
+    def __init__(self, root, place, sanitizer, times):
+        self._times = times
         self.source = place / "source"
-        self._build = place / "build"
+        # Where it is built otherwise, so that a compiler cache knows most of it already.
+        self._build = self.source / "build" / "release"
         self._scratch = place / "scratch"
         self._is_sanitized = bool(sanitizer)
         self._tests = {}
         self._filters = {}
         self._copy(root)
-        flags = ["-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O0 -w -D_GLIBCXX_ASSERTIONS", f"-DORX_SANITIZE={sanitizer}",
-                 "-DORX_BUILD_FUZZERS=OFF", "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
-        if shutil.which("ccache"):
-            flags += ["-DCMAKE_C_COMPILER_LAUNCHER=ccache", "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"]
+        compiler = place / "compiler"
+        cache = shutil.which("ccache") or ""
+        compiler.write_text(f'#!/bin/sh\nexec {cache} "$@" $ORX_FAULT_FLAGS\n', encoding="utf-8")
+        compiler.chmod(0o755)
+        flags = ["-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O0", f"-DORX_SANITIZE={sanitizer}",
+                 "-DORX_BUILD_FUZZERS=OFF", "-DORX_QUICK_PROGRAMS=OFF",
+                 "-DCMAKE_SUPPRESS_REGENERATION=ON",
+                 "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON",
+                 "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST",
+                 f"-DCMAKE_C_COMPILER_LAUNCHER={compiler}",
+                 f"-DCMAKE_CXX_COMPILER_LAUNCHER={compiler}"]
         if shutil.which("ld.lld"):
             flags.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
         subprocess.run(["cmake", "-G", "Ninja", "-S", self.source, "-B", self._build, *flags],
@@ -58,11 +70,17 @@ class Build:
                 old.parent.mkdir(parents=True, exist_ok=True)
                 shutil.copy(new, old)
         for path in list(self.source.rglob("*")):
-            if path.is_file() and str(path.relative_to(self.source)) not in wanted:
+            name = str(path.relative_to(self.source))
+            if path.is_file() and name not in wanted and not name.startswith("build/"):
                 path.unlink()
 
-    def builds(self, program):
+    def builds(self, program, has_fault=False):
+        # A fault may leave a variable unused: that is no reason to leave it out.
+        settings = {}
+        if has_fault:
+            settings = {"ORX_FAULT_FLAGS": "-w -D_GLIBCXX_ASSERTIONS", "CCACHE_DISABLE": "1"}
         return subprocess.run(["ninja", "-C", self._build, f"{program}_tests"],
+                              env=os.environ | settings,
                               stdout=subprocess.DEVNULL, check=False).returncode == 0
 
     def learn(self, program):
@@ -72,12 +90,12 @@ class Build:
             return
         if not self.builds(program):
             sys.exit(f"{program}_tests does not build")
-        path = self._path_of(program)
-        known = self._build / f"{program}_tests.times.json"
-        digest = hashlib.sha256(path.read_bytes()).hexdigest()
+        tests = self._listed(program)
+        known = self._times / f"{program}.times.json"
+        digest = hashlib.sha256(repr(tests).encode()).hexdigest()
         learnt = json.loads(known.read_text()) if known.exists() else {}
         if learnt.get("digest") != digest:
-            tests = self._timed(program)
+            tests = self._timed(program, tests)
             learnt = {"digest": digest, "tests": tests, "together": self._together(program, tests)}
             known.write_text(json.dumps(learnt))
         self._tests[program] = learnt["tests"]
@@ -86,57 +104,72 @@ class Build:
     def _path_of(self, program):
         return self._build / "tests" / f"{program}_tests"
 
-    def _timed(self, program):
-        print(f"learning how long the tests of {program} take", flush=True)
+    def _listed(self, program):
         listing = self._build / "listing.json"
-        subprocess.run([self._path_of(program), "--gtest_list_tests", f"--gtest_output=json:{listing}"],
+        subprocess.run([self._path_of(program), "--gtest_list_tests",
+                        f"--gtest_output=json:{listing}"],
                        stdout=subprocess.DEVNULL, check=True)
-        tests = [(f"{suite['name']}.{test['name']}", Path(test["file"]).stem)
-                 for suite in json.loads(listing.read_text())["testsuites"]
-                 for test in suite["testsuite"]]
+        return [(f"{suite['name']}.{test['name']}", Path(test["file"]).stem)
+                for suite in json.loads(listing.read_text())["testsuites"]
+                for test in suite["testsuite"]]
+
+    def _timed(self, program, tests):
+        print(f"learning how long the tests of {program} take", flush=True)
 
         def timed(test):
             begin = time.monotonic()
-            passed = self._passes(program, test[0], 120, threading.Event())
-            return (*test, time.monotonic() - begin) if passed else (*test, None)
+            failed = self._failure(program, test[0], 120)
+            return None if failed else (*test, time.monotonic() - begin)
 
         with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
             results = list(pool.map(timed, tests))
-        for name, _, seconds in results:
-            if seconds is None:
-                print(f"left aside, for it fails without a fault: {program}/{name}", flush=True)
-        return [result for result in results if result[2] is not None]
+        for test, result in zip(tests, results):
+            if not result:
+                print(f"left aside, for it fails without a fault: {program}/{test[0]}", flush=True)
+        return [result for result in results if result]
 
     def _together(self, program, tests):
-        """The filter that runs all quick tests in one process; None when they disturb each other."""
-        quick = ":".join(test[0] for test in tests if test[2] < LONG)
-        passes = all(self._passes(program, quick, 120, threading.Event()) for _ in range(2))
-        return quick if passes else None
+        """The quick tests that pass in one process; a suite that does not bear the company of those
+        before it is left out."""
+        quick = [test[0] for test in tests if test[2] < LONG]
+        for _ in range(8):
+            failed = self._failure(program, ":".join(quick), 120)
+            if not failed:
+                return quick
+            quick = [name for name in quick if name.split(".")[0] != failed.split(".")[0]]
+        return []
 
-    def _passes(self, program, name, limit, stop):
+    def _failure(self, program, names, limit, stop=None):
+        """The test that failed, or that was at work when the program died or hung; None when all
+        pass or `stop` is set."""
         scratch = self._scratch / f"{threading.get_ident()}"
         scratch.mkdir(parents=True, exist_ok=True)
         environment = dict(os.environ, DBUS_SESSION_BUS_ADDRESS="disabled:", TMPDIR=str(scratch),
-                           HOME=str(scratch), GTEST_FAIL_FAST="1")
+                           HOME=str(scratch))
         environment["TSAN_OPTIONS"] = \
             f"halt_on_error=1:suppressions='{self.source}/scripts/thread-sanitizer.supp'"
-        command = [self._path_of(program), f"--gtest_filter={name}"]
+        command = [self._path_of(program), f"--gtest_filter={names}", "--gtest_fail_fast"]
         if self._is_sanitized:
             command = ["setarch", "--addr-no-randomize", *command]
-        process = subprocess.Popen(
-            command, env=environment, cwd=self._build / "tests", stdin=subprocess.DEVNULL,
-            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True,
-            preexec_fn=lambda: _limited(self._is_sanitized))
+        output = scratch.with_suffix(".output")
+        with output.open("wb") as file:
+            process = subprocess.Popen(
+                command, env=environment, cwd=self._build / "tests", stdin=subprocess.DEVNULL,
+                stdout=file, stderr=subprocess.DEVNULL, start_new_session=True,
+                preexec_fn=lambda: _limited(self._is_sanitized))
         begin = time.monotonic()
         try:
-            while process.poll() is None and not stop.is_set():
+            while process.poll() is None and not (stop and stop.is_set()):
                 if time.monotonic() - begin > limit:
-                    return False
+                    break
                 try:
-                    process.wait(0.2)
+                    process.wait(0.1)
                 except subprocess.TimeoutExpired:
                     pass
-            return process.poll() == 0
+            if process.poll() == 0 or (stop and stop.is_set()):
+                return None
+            text = output.read_text(encoding="utf-8", errors="replace")
+            return (_FAILED.findall(text) or _RUN.findall(text) or [names])[-1]
         finally:
             try:
                 os.killpg(process.pid, signal.SIGKILL)
@@ -145,34 +178,38 @@ class Build:
             process.wait()
             shutil.rmtree(scratch, ignore_errors=True)
 
-    def _fails_twice(self, program, name, seconds, stop):
-        """A hang counts as noticed; one failure on a busy machine does not."""
-        limit = 10 + 6 * seconds
-        return not any(self._passes(program, name, limit, stop) or stop.is_set() for _ in range(2))
+    def _fails_twice(self, program, names, seconds, stop=None):
+        """The test that noticed. A hang counts; one failure on a busy machine does not."""
+        limit = 8 + 5 * seconds
+        begin = time.monotonic()
+        failed = self._failure(program, names, limit, stop)
+        if not failed or time.monotonic() - begin > limit:
+            return failed
+        return (self._failure(program, failed, limit, stop)
+                or self._failure(program, names, limit, stop))
 
     def failing_test(self, program, stem, is_far):
-        """The first test of the program that fails or hangs; None when all pass. Those in the file
-        that is named after the source go first, then the quick ones; of a program that is far from the
-        source, the long ones do not go at all."""
-        tests = sorted(self._tests[program], key=lambda test: (not test[1].startswith(stem), test[2]))
-        if is_far:
-            tests = [test for test in tests if test[2] < LONG]
+        """The first test of the program that fails or hangs; None when all pass. Those that go
+        together in one process go first; of a program that is far from the source, the long ones do
+        not go at all."""
         together = self._filters[program]
         if together:
-            seconds = sum(test[2] for test in tests if test[2] < LONG)
-            if self._fails_twice(program, together, seconds, threading.Event()):
-                return f"{program}/*"
-            tests = [test for test in tests if test[2] >= LONG]
+            seconds = sum(test[2] for test in self._tests[program] if test[0] in together)
+            failed = self._fails_twice(program, ":".join(together), seconds)
+            if failed:
+                return f"{program}/{failed}"
+        tests = sorted((test for test in self._tests[program] if test[0] not in together
+                        and not (is_far and test[2] >= LONG / 4)),
+                       key=lambda test: (not test[1].startswith(stem), test[2]))
         stop = threading.Event()
-        failed = []
+        failures = []
 
         def attempt(test):
-            if stop.is_set():
-                return
-            if self._fails_twice(program, test[0], test[2], stop):
-                failed.append(f"{program}/{test[0]}")
+            failed = not stop.is_set() and self._fails_twice(program, test[0], test[2], stop)
+            if failed:
+                failures.append(f"{program}/{failed}")
                 stop.set()
 
         with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
             list(pool.map(attempt, tests))
-        return failed[0] if failed else None
+        return failures[0] if failures else None

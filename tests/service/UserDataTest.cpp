@@ -235,6 +235,13 @@ TEST_F(UserData, AListThatWasTakenAwayDoesNotSilenceACall) {
   EXPECT_NE(fetch().result, nullptr);
 }
 
+TEST_F(UserData, NoTaskIsFoundInAListThatWasTakenAway) {
+  const auto parser = XMLParser::initWithText(Data("<a/>"));
+  api()->setParsingTasks(std::nullopt);
+  EXPECT_EQ(api()->taskDictionaryWithParser(parser.get()), std::nullopt);
+  EXPECT_EQ(api()->taskDictionaryWithParser(nullptr), std::nullopt);
+}
+
 TEST_F(UserData, TasksThatAreSetReadBackAlike) {
   const auto parser = XMLParser::initWithText(Data("<a/>"));
   const auto error = Error::errorWithDomain_code_userInfo("d", 1, {});

@@ -178,6 +178,15 @@ TEST(Transport, TimesOutWhenNoAnswerComes) {
   EXPECT_EQ(server.requests().size(), 2U);
 }
 
+TEST(Transport, TakesTheUsualTimeoutForOneThatIsNone) {
+  TLSTestServer server(hosts, Answer::reply(200));
+  for (const milliseconds none : {milliseconds(0), milliseconds(-1)}) {
+    auto configuration = server.configuration();
+    configuration.timeoutIntervalForRequest = none;
+    EXPECT_EQ(call(configuration, getRequest("https://one.example/")).statusCode, 200);
+  }
+}
+
 TEST(Transport, TimesOutInTheBodyWithTheBytesSoFar) {
   Answer answer = Answer::reply(200, "0123456789");
   answer.bytes.resize(answer.bytes.size() - 3);
