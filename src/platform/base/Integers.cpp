@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/base/IntegerRange.h"
+
 namespace orx::platform {
 
 namespace {

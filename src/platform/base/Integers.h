@@ -7,11 +7,6 @@
 
 namespace orx::platform {
 
-// The first doubles beyond the ranges of the 64-bit integers. Converting one of them, or a larger
-// one, to such an integer is undefined.
-inline constexpr double kTwoTo63 = 9223372036854775808.0;
-inline constexpr double kTwoTo64 = 18446744073709551616.0;
-
 // The integer that a text begins with: white space, one sign, digits; reading stops at the first
 // other character. 0 when there are no digits; a number beyond the width gives the nearest end of
 // it.

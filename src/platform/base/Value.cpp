@@ -3,7 +3,7 @@
 #include <array>
 #include <cmath>
 
-#include "platform/base/Integers.h"
+#include "platform/base/IntegerRange.h"
 #include "platform/base/Text.h"
 
 namespace orx {

@@ -84,6 +84,7 @@ class PolicyKeychainStoreTest : public ::testing::Test {
   std::shared_ptr<MemoryStore> second = std::make_shared<MemoryStore>("second");
   PolicyKeychainStore store{{first, second}, [] { return KeychainPolicy::PreferSecretService; }};
   const KeychainItem item{.service = "com.example.service", .account = "someone"};
+  const std::filesystem::path file = home.keychainDirectory() / ItemFile::nameOf(item);
 };
 
 TEST_F(PolicyKeychainStoreTest, TakesTheFirstStoreThatExists) {
@@ -126,6 +127,34 @@ TEST_F(PolicyKeychainStoreTest, RemovesAnItemFromTheStoreThatHoldsItOrSaysWhyNot
   EXPECT_TRUE(remove());
   EXPECT_FALSE(first->bytes);
   EXPECT_EQ(statusOf(copy()), errSecItemNotFound);
+}
+
+TEST_F(PolicyKeychainStoreTest, LeavesNothingOfADamagedItemThatIsRemoved) {
+  first->failure = errSecNoSuchKeychain;
+  second->failure = errSecNoSuchKeychain;
+  ASSERT_TRUE(add("secret words"));
+  std::filesystem::resize_file(file, std::filesystem::file_size(file) - 1);
+  EXPECT_TRUE(remove());
+  for (const auto& [path, content] : testing::snapshotOf(home.path())) {
+    EXPECT_EQ(content.find("secret"), std::string::npos) << path;
+  }
+}
+
+// What an earlier version stored beside the item's file.
+TEST_F(PolicyKeychainStoreTest, KeepsWhatADamagedRecordMayHaveNamedUntilAVersionIsStored) {
+  const auto record = std::filesystem::path(file).replace_extension(".state");
+  ASSERT_TRUE(add("old"));
+  std::filesystem::remove(file);
+  testing::writeContent(record, "newest: fir");
+  std::filesystem::permissions(record, std::filesystem::perms(0600));
+  first->failure = errSecInteractionNotAllowed;
+  EXPECT_EQ(statusOf(update("new")), errSecInteractionNotAllowed);
+  first->failure = errSecSuccess;
+  EXPECT_EQ(statusOf(copy()), errSecDecode);
+  EXPECT_EQ(first->bytes, Data("old"));
+  EXPECT_TRUE(update("new"));
+  EXPECT_EQ(copy().value(), Data("new"));
+  EXPECT_FALSE(std::filesystem::exists(record));
 }
 
 }  // namespace
