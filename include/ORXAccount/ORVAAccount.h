@@ -26,7 +26,7 @@ class ORX_EXPORT ORVAAccount final : public Object {
   // credentials; absent ones make sign-ins throw. May be called again.
   //
   // Reads and writes the stores, so it waits for the disk. Where another process holds a lock or
-  // the keyring is silent it waits up to 2 seconds for each call on a store, five times at most;
+  // the keyring is silent it waits up to 2 seconds for each call on a store, eight times at most;
   // for 120 seconds only where the host has allowed prompts and the keyring shows one. It never
   // fails: a user who cannot be restored is not current, and keychainStatus() says why.
   void initializeWithLaunchOptions_appKey_appID_isStage(

@@ -51,9 +51,10 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   // With a ticket issued elsewhere; it is sent as it stands, empty text too.
   void loginWithTicket(std::string_view ticket);
 
-  // Signs out on this machine: nobody is current and nothing is stored afterwards. Sends nothing
-  // and reports nothing to the delegate; changes nothing when nobody is signed in. It waits for the
-  // stores as ORVAAccountUser::setCurrentUser does, three times 2 seconds at most.
+  // Signs out on this machine: nobody is current, and what is stored of the user is removed. What
+  // could not be removed (a locked keyring, a disk that refuses), keychainStatus() tells. Sends
+  // nothing and reports nothing to the delegate; changes nothing when nobody is signed in. It waits
+  // for the stores as ORVAAccountUser::setCurrentUser does, three times 2 seconds at most.
   void logout();
 
   ~ORVAAccountLoginManager() override;

@@ -36,7 +36,7 @@ std::string detail(const Error& error, std::string_view key) {
   return error.userInfo()[key].text().value_or("(none)");
 }
 
-class StoredFile : public ::testing::Test {
+class StoredDirectoryTest : public ::testing::Test {
  protected:
   StoredDirectory open(Kind kind = Kind::Private) {
     auto opening = StoredDirectory::open(path, kind, Missing::Create);
@@ -49,20 +49,20 @@ class StoredFile : public ::testing::Test {
   fs::path file = path / "file";
 };
 
-TEST_F(StoredFile, IsAbsentWhereThereIsNoDirectory) {
+TEST_F(StoredDirectoryTest, IsAbsentWhereThereIsNoDirectory) {
   const auto opening = StoredDirectory::open(path, Kind::Private, Missing::DoNotCreate);
   ASSERT_TRUE(opening);
   EXPECT_FALSE(*opening);
   EXPECT_FALSE(fs::exists(path.parent_path()));
 }
 
-TEST_F(StoredFile, IsAbsentInADirectoryWithoutIt) {
+TEST_F(StoredDirectoryTest, IsAbsentInADirectoryWithoutIt) {
   const auto reading = open().read("file");
   ASSERT_TRUE(reading);
   EXPECT_FALSE(*reading);
 }
 
-TEST_F(StoredFile, HoldsTheBytesItWasGiven) {
+TEST_F(StoredDirectoryTest, HoldsTheBytesItWasGiven) {
   const auto directory = open();
   for (const std::string& bytes :
        {std::string("first"), std::string(), std::string(300'000, 'x')}) {
@@ -72,7 +72,7 @@ TEST_F(StoredFile, HoldsTheBytesItWasGiven) {
   }
 }
 
-TEST_F(StoredFile, IsForItsOwnerAloneWhateverTheFileCreationMask) {
+TEST_F(StoredDirectoryTest, IsForItsOwnerAloneWhateverTheFileCreationMask) {
   for (const mode_t mask : {0000, 0022, 0777}) {
     fs::remove_all(temporary / "deep");
     const mode_t before = umask(mask);
@@ -90,7 +90,7 @@ TEST_F(StoredFile, IsForItsOwnerAloneWhateverTheFileCreationMask) {
   }
 }
 
-TEST_F(StoredFile, IsNotTouchedByEqualBytes) {
+TEST_F(StoredDirectoryTest, IsNotTouchedByEqualBytes) {
   const auto directory = open();
   ASSERT_TRUE(directory.replace("file", Data("same")));
   const auto before = statusOf(file);
@@ -106,7 +106,7 @@ TEST_F(StoredFile, IsNotTouchedByEqualBytes) {
   EXPECT_EQ(nanoseconds(statusOf(path).st_mtim), nanoseconds(directoryBefore.st_mtim));
 }
 
-TEST_F(StoredFile, IsClosedToOthersAgainByTheNextWriteEvenOfEqualBytes) {
+TEST_F(StoredDirectoryTest, IsClosedToOthersAgainByTheNextWriteEvenOfEqualBytes) {
   const auto directory = open();
   ASSERT_TRUE(directory.replace("file", Data("same")));
   fs::permissions(file, fs::perms(0644));
@@ -114,7 +114,7 @@ TEST_F(StoredFile, IsClosedToOthersAgainByTheNextWriteEvenOfEqualBytes) {
   EXPECT_EQ(modeOf(file), 0600U);
 }
 
-TEST_F(StoredFile, IsReplacedAsAWholeSoThatAReaderKeepsTheOldOne) {
+TEST_F(StoredDirectoryTest, IsReplacedAsAWholeSoThatAReaderKeepsTheOldOne) {
   const auto directory = open();
   ASSERT_TRUE(directory.replace("file", Data("old")));
   std::ifstream reader(file);
@@ -124,7 +124,7 @@ TEST_F(StoredFile, IsReplacedAsAWholeSoThatAReaderKeepsTheOldOne) {
   EXPECT_EQ(seen, "old");
 }
 
-TEST_F(StoredFile, KeepsItsBytesWhenTheFileSizeLimitIsReached) {
+TEST_F(StoredDirectoryTest, KeepsItsBytesWhenTheFileSizeLimitIsReached) {
   const auto directory = open();
   ASSERT_TRUE(directory.replace("file", Data("old")));
   rlimit before{};
@@ -142,7 +142,7 @@ TEST_F(StoredFile, KeepsItsBytesWhenTheFileSizeLimitIsReached) {
   EXPECT_EQ(sigismember(&pending, SIGXFSZ), 0);
 }
 
-TEST_F(StoredFile, RefusesWhatItCouldNotReadBack) {
+TEST_F(StoredDirectoryTest, RefusesWhatItCouldNotReadBack) {
   const auto directory = open();
   const Data large(std::vector<std::uint8_t>(limits::storedFileSize + 1));
   EXPECT_FALSE(directory.replace("file", large));
@@ -155,14 +155,14 @@ TEST_F(StoredFile, RefusesWhatItCouldNotReadBack) {
   EXPECT_NE(reading.error()->localizedDescription().find("too large"), std::string::npos);
 }
 
-TEST_F(StoredFile, GoesWithoutATrace) {
+TEST_F(StoredDirectoryTest, GoesWithoutATrace) {
   const auto directory = open();
   ASSERT_TRUE(directory.replace("file", Data("secret")));
   ASSERT_TRUE(directory.remove("file"));
   EXPECT_TRUE(fs::is_empty(path));
 }
 
-TEST_F(StoredFile, SweepsWhatDeadWritersLeftBehind) {
+TEST_F(StoredDirectoryTest, SweepsWhatDeadWritersLeftBehind) {
   const auto directory = open();
   writeContent(path / ".orx-tmp-123", "half a secr");
   writeContent(path / "someone-elses", "kept");
@@ -171,7 +171,7 @@ TEST_F(StoredFile, SweepsWhatDeadWritersLeftBehind) {
   EXPECT_TRUE(fs::exists(path / "someone-elses"));
 }
 
-TEST_F(StoredFile, KeepsTheReplacedFileBesideWhenAsked) {
+TEST_F(StoredDirectoryTest, KeepsTheReplacedFileBesideWhenAsked) {
   const auto directory = open();
   for (const auto* content : {"one", "two", "three"}) {
     writeContent(file, content);
@@ -194,9 +194,10 @@ std::ostream& operator<<(std::ostream& stream, const Obstacle& obstacle) {
   return stream << obstacle.name;
 }
 
-class StoredFileInTheWay : public StoredFile, public ::testing::WithParamInterface<Obstacle> {};
+class ObstacleInAFilesPlace : public StoredDirectoryTest,
+                              public ::testing::WithParamInterface<Obstacle> {};
 
-TEST_P(StoredFileInTheWay, IsRefusedAndLeftAlone) {
+TEST_P(ObstacleInAFilesPlace, IsRefusedAndLeftAlone) {
   const auto directory = open();
   writeContent(temporary / "elsewhere", "untouched");
   GetParam().make(file);
@@ -218,7 +219,7 @@ TEST_P(StoredFileInTheWay, IsRefusedAndLeftAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , StoredFileInTheWay,
+    , ObstacleInAFilesPlace,
     ::testing::Values(
         Obstacle{"Link",
                  [](const fs::path& file) {
@@ -240,7 +241,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "can be written by others"}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST_F(StoredFile, IsRefusedInAPrivateDirectoryThatIsALink) {
+TEST_F(StoredDirectoryTest, IsRefusedInAPrivateDirectoryThatIsALink) {
   fs::create_directories(temporary / "real");
   fs::create_directories(path.parent_path());
   fs::create_directory_symlink(temporary / "real", path);
@@ -255,7 +256,7 @@ TEST_F(StoredFile, IsRefusedInAPrivateDirectoryThatIsALink) {
   EXPECT_TRUE(StoredDirectory::open(path, Kind::Settings, Missing::DoNotCreate)->has_value());
 }
 
-TEST_F(StoredFile, IsNotAbsentWhereALinkLeadsNowhere) {
+TEST_F(StoredDirectoryTest, IsNotAbsentWhereALinkLeadsNowhere) {
   fs::create_directory_symlink("/nonexistent/volume", temporary / "deep");
   for (const auto kind : {Kind::Private, Kind::Settings}) {
     for (const auto missing : {Missing::DoNotCreate, Missing::Create}) {
@@ -264,7 +265,7 @@ TEST_F(StoredFile, IsNotAbsentWhereALinkLeadsNowhere) {
   }
 }
 
-TEST_F(StoredFile, IsRefusedInAPrivateDirectoryThatOthersMayWriteTo) {
+TEST_F(StoredDirectoryTest, IsRefusedInAPrivateDirectoryThatOthersMayWriteTo) {
   open();
   for (const unsigned mode : {0720U, 0702U, 0777U}) {
     fs::permissions(path, fs::perms(mode));
@@ -278,14 +279,14 @@ TEST_F(StoredFile, IsRefusedInAPrivateDirectoryThatOthersMayWriteTo) {
   }
 }
 
-TEST_F(StoredFile, ClosesAPrivateDirectoryThatOthersMayLookInto) {
+TEST_F(StoredDirectoryTest, ClosesAPrivateDirectoryThatOthersMayLookInto) {
   open();
   fs::permissions(path, fs::perms(0755));
   open();
   EXPECT_EQ(modeOf(path), 0700U);
 }
 
-TEST_F(StoredFile, IsRefusedInAPrivateDirectoryOfAnotherUser) {
+TEST_F(StoredDirectoryTest, IsRefusedInAPrivateDirectoryOfAnotherUser) {
   // Only root can give a directory away; everybody else has those of root before them.
   fs::path foreign = "/usr";
   if (geteuid() == 0) {
@@ -300,7 +301,7 @@ TEST_F(StoredFile, IsRefusedInAPrivateDirectoryOfAnotherUser) {
             std::string::npos);
 }
 
-TEST_F(StoredFile, IsRefusedWhenItBelongsToAnotherUser) {
+TEST_F(StoredDirectoryTest, IsRefusedWhenItBelongsToAnotherUser) {
   // Only root can give a file away; everybody else has files of root, in directories of root.
   fs::path foreign = "/etc/passwd";
   if (geteuid() == 0) {
@@ -328,7 +329,7 @@ void beAnOrdinaryUser(const fs::path& directory) {
   }
 }
 
-TEST_F(StoredFile, OpensUpWhatAProcessThatDiedHadMadeUnderAHarshMask) {
+TEST_F(StoredDirectoryTest, OpensUpWhatAProcessThatDiedHadMadeUnderAHarshMask) {
   testing::ChildProcess child([&] {
     beAnOrdinaryUser(temporary.path());
     for (const auto& made : {temporary / "deep", temporary / "deep/er", path}) {
@@ -343,7 +344,7 @@ TEST_F(StoredFile, OpensUpWhatAProcessThatDiedHadMadeUnderAHarshMask) {
   EXPECT_EQ(child.wait(), 0);
 }
 
-TEST_F(StoredFile, LeavesADirectoryShutThatHoldsSomething) {
+TEST_F(StoredDirectoryTest, LeavesADirectoryShutThatHoldsSomething) {
   testing::ChildProcess child([&] {
     beAnOrdinaryUser(temporary.path());
     if (!open().replace("file", Data("old"))) return 1;
@@ -361,7 +362,7 @@ TEST_F(StoredFile, LeavesADirectoryShutThatHoldsSomething) {
   EXPECT_EQ(child.wait(), 0);
 }
 
-TEST_F(StoredFile, SaysThatALockCannotBeMadeRatherThanThatThereIsNone) {
+TEST_F(StoredDirectoryTest, SaysThatALockCannotBeMadeRatherThanThatThereIsNone) {
   testing::ChildProcess child([&] {
     beAnOrdinaryUser(temporary.path());
     const auto directory = open();
@@ -372,7 +373,7 @@ TEST_F(StoredFile, SaysThatALockCannotBeMadeRatherThanThatThereIsNone) {
   EXPECT_EQ(child.wait(), 0);
 }
 
-TEST_F(StoredFile, ReportsAFileOnTheWay) {
+TEST_F(StoredDirectoryTest, ReportsAFileOnTheWay) {
   writeContent(temporary / "deep", "in the way");
   const auto opening = StoredDirectory::open(path, Kind::Private, Missing::DoNotCreate);
   ASSERT_FALSE(opening);
