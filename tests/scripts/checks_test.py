@@ -28,7 +28,7 @@ class Layering(unittest.TestCase):
             self.assertEqual(len(self.complaints(place, line)), 1, line)
 
     def test_knows_the_room_of_every_file(self):
-        for place, room in (("src/service/Post.cpp", "service"),
+        for place, room in (("src/service/SOAPCall.cpp", "service"),
                             ("src/platform/http/URL.cpp", "http"),
                             ("src/platform/http/curl/Transfer.cpp", "http/curl"),
                             ("src/platform/Backends.cpp", "backends"),
@@ -68,14 +68,14 @@ class Layering(unittest.TestCase):
         transfer = '#include "platform/http/curl/Transfer.h"'
         self.assertEqual(self.complaints("src/platform/Backends.cpp", transfer), [])
         self.assertEqual(self.complaints("src/platform/http/curl/MultiHandle.h", transfer), [])
-        for place in ("src/platform/http/URLSession.cpp", "src/service/Post.cpp"):
+        for place in ("src/platform/http/URL.cpp", "src/service/SOAPCall.cpp"):
             self.assertRefused(place, transfer)
-        self.assertRefused("src/service/Post.cpp", '#include "platform/Backends.h"')
+        self.assertRefused("src/service/SOAPCall.cpp", '#include "platform/Backends.h"')
 
     def test_knows_each_vendor_in_one_room(self):
         curl = "#include <curl/curl.h>"
         self.assertEqual(self.complaints("src/platform/http/curl/EasyHandle.h", curl), [])
-        for place in ("src/platform/http/URL.cpp", "src/service/Post.cpp",
+        for place in ("src/platform/http/URL.cpp", "src/service/SOAPCall.cpp",
                       "include/ORXAccount/platform/URL.h"):
             self.assertRefused(place, curl)
         self.assertRefused("src/platform/formats/XMLParser.h", "#include <expat.h>")
@@ -120,7 +120,7 @@ class Layering(unittest.TestCase):
     def test_finds_an_upward_include_planted_in_the_tree(self):
         texts = check_layering.read("src", "include")
         before = set(check_layering.check_tree(texts))
-        texts["src/platform/base/Data.cpp"] += '#include "platform/http/URLSession.h"\n'
+        texts["src/platform/base/Data.cpp"] += '#include "platform/http/Transport.h"\n'
         new = set(check_layering.check_tree(texts)) - before
         self.assertTrue(any("base may not include http" in complaint for complaint in new), new)
 
@@ -281,7 +281,7 @@ class Exports(unittest.TestCase):
         self.assertEqual(len(list(check_exports.check_symbols(check_exports.MUST_SHOW[1:]))), 1)
 
     def test_keeps_private_names_inside(self):
-        for private in ("orx::platform::Log::write()", "vtable for orx::platform::URLSession",
+        for private in ("orx::platform::Log::write()", "vtable for orx::platform::Reactor",
                         "orx::(anonymous namespace)::f()"):
             shown = [*check_exports.MUST_SHOW, private]
             self.assertEqual(len(list(check_exports.check_symbols(shown))), 1, private)

@@ -359,8 +359,13 @@ Path SecretServiceConnection::show(const Path& prompt) {
   PromptWatch watch(*this, prompt);
   ask(prompt, promptInterface, "Prompt", lib().g_variant_new("(s)", ""), "()");
   if (auto path = watch.wait(*promptsEnd_)) return *path;
-  // Takes the prompt from the screen: an answer could have no effect any more.
-  ask(prompt, promptInterface, "Dismiss", nullptr, "()");
+  try {
+    // Takes the prompt from the screen: an answer could have no effect any more.
+    ask(prompt, promptInterface, "Dismiss", nullptr, "()");
+  } catch (const SecretServiceFailure&) {
+    // The prompt may be gone by itself just now. It stays unanswered: another failure in its place
+    // could make the operation show it again.
+  }
   throw SecretServiceFailure{failures::Unanswered};
 }
 
