@@ -8,6 +8,7 @@
 
 #include "LibraryCalls.h"
 #include "config/Servers.h"
+#include "platform/formats/JSONSerialization.h"
 #include "service/SOAPCall.h"
 
 namespace orx::bench {
@@ -22,7 +23,7 @@ std::string soapRequest() {
   return filledEnvelope({.envelope = lumcusinfo_asmx_pattern,
                          .path = kCustomerInfoPath,
                          .apiID = loginAPIID,
-                         .parameterText = parameterText(benchParameters())},
+                         .parameterText = platform::textWithJSONObject(benchParameters())},
                         {benchAPI()->appID(), benchAPI()->appKey()});
 }
 
