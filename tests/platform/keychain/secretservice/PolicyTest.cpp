@@ -1,4 +1,4 @@
-// The keyring and the file store as one store, while services come and go.
+// The keyring and the file as one store, in sessions with and without a Secret Service.
 
 #include <cstdlib>
 
@@ -28,14 +28,14 @@ class Policy : public testing::ServiceFixture {
   void headless() { unsetenv("DBUS_SESSION_BUS_ADDRESS"); }
   void desktop() { setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1); }
 
-  // As a sign-in writes.
+  // Stores the user as a sign-in does: update, or add where there is no item.
   OSStatus signIn(std::string_view user) {
     const auto updated = statusOf(store->update(item, Data(user), deadline()));
     if (updated != missing) return updated;
     return statusOf(store->add(item, Data(user), deadline()));
   }
   OSStatus signOut() { return statusOf(store->remove(item, deadline())); }
-  // The user, or the status in its place.
+  // The stored user, or the status as text.
   std::string user() {
     const auto bytes = store->copy(item, deadline());
     return bytes ? std::string(bytes->text()) : std::to_string(statusOf(bytes));
@@ -50,7 +50,7 @@ class Policy : public testing::ServiceFixture {
     const auto ending = read();
     return ending.status == errSecSuccess ? ending.bytes : "-";
   }
-  // Whether anything is left that says where the item is.
+  // Whether the item's file exists, which holds the item or the note where it is.
   bool hasNote() { return std::filesystem::exists(itemFile); }
 
   const std::string address;
@@ -78,7 +78,7 @@ TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   EXPECT_EQ(inKeyring(), "A");
   EXPECT_EQ(user(), "B");
   EXPECT_EQ(inKeyring(), "-");
-  // As the start of a program writes back whom it restored.
+  // A program's start writes the user whom it restored back to the store.
   EXPECT_EQ(signIn("B"), errSecSuccess);
   EXPECT_EQ(inKeyring(), "B");
   EXPECT_EQ(inFile(), "-");
@@ -181,7 +181,7 @@ TEST_F(Policy, DoesNotBringBackAnOlderUserThatNoFileTellsOfAfterASignOutWithoutA
   EXPECT_FALSE(hasNote());
 }
 
-// What an earlier version stored: a record beside the item's file.
+// States that an earlier version left, with a record beside the item's file.
 
 class PolicyOverARecord : public Policy {
  protected:
@@ -332,7 +332,7 @@ TEST_F(Policy, FindsWhatAKeyringHoldsWithoutARecord) {
   EXPECT_TRUE(hasNote());
 }
 
-// Keeps nothing, and notes until when it may wait.
+// Stores nothing, and collects the deadlines that it is given.
 class NotingStore final : public KeychainStore {
  public:
   NotingStore(std::string_view name, std::vector<Deadline>& deadlines, bool absent)
