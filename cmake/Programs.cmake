@@ -4,8 +4,8 @@
 # when all are compiled the same way.
 unset(CMAKE_POSITION_INDEPENDENT_CODE)
 
-# Optimising most of these files takes longer than running them. The library keeps its settings,
-# because it is what is tested and installed.
+# Most of these files run for less time than it takes to optimise them. The library keeps its own
+# settings: it is what the tests are about, and what is installed.
 if(ORX_QUICK_PROGRAMS)
   string(APPEND CMAKE_CXX_FLAGS_RELWITHDEBINFO " -O0 -g1")
   # gold halves the time of linking some twenty programs with the library's debug information.

@@ -1,4 +1,4 @@
-// The keyring and the file as one store, in sessions with and without a Secret Service.
+// The keyring and the file store as one store, while services come and go.
 
 #include <cstdlib>
 
@@ -28,14 +28,14 @@ class Policy : public testing::ServiceFixture {
   void headless() { unsetenv("DBUS_SESSION_BUS_ADDRESS"); }
   void desktop() { setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1); }
 
-  // Stores the user as a sign-in does: update, or add where there is no item.
+  // As a sign-in writes.
   OSStatus signIn(std::string_view user) {
     const auto updated = statusOf(store->update(item, Data(user), deadline()));
     if (updated != missing) return updated;
     return statusOf(store->add(item, Data(user), deadline()));
   }
   OSStatus signOut() { return statusOf(store->remove(item, deadline())); }
-  // The stored user, or the status as text.
+  // The user, or the status in its place.
   std::string user() {
     const auto bytes = store->copy(item, deadline());
     return bytes ? std::string(bytes->text()) : std::to_string(statusOf(bytes));
@@ -50,7 +50,7 @@ class Policy : public testing::ServiceFixture {
     const auto ending = read();
     return ending.status == errSecSuccess ? ending.bytes : "-";
   }
-  // Whether the item's file exists, which holds the item or the note where it is.
+  // Whether anything is left that says where the item is.
   bool hasNote() { return std::filesystem::exists(itemFile); }
 
   const std::string address;
@@ -181,7 +181,7 @@ TEST_F(Policy, DoesNotBringBackAnOlderUserThatNoFileTellsOfAfterASignOutWithoutA
   EXPECT_FALSE(hasNote());
 }
 
-// States that an earlier version left, with a record beside the item's file.
+// What an earlier version stored: a record beside the item's file.
 
 class PolicyOverARecord : public Policy {
  protected:
