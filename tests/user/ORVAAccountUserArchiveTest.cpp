@@ -129,8 +129,7 @@ TEST_F(ORVAAccountUserFile, HoldsOneFieldForOthersToRead) {
   write("user.plist",
         archivedDataWithRootObject(ORVAAccountUser::initWithUserInfo(Dictionary{{"login", "me"}})));
   write("empty.plist", archivedDataWithRootObject(ORVAAccountUser::initWithUserInfo(std::nullopt)));
-  // The script prints texts in hexadecimal: these are "class ORVAAccountUser" and "_userInfo";
-  // below, "login" and "me".
+  // Hexadecimal: "class ORVAAccountUser", "_userInfo", "login", "me".
   const std::string record = "{s636c617373204f5256414163636f756e7455736572={s5f75736572496e666f=";
   EXPECT_EQ(runPython("platform/formats/archives/read_archive.py",
                       {path("user.plist"), path("empty.plist")}),
