@@ -194,7 +194,7 @@ class RandomTrees {
   explicit RandomTrees(std::uint32_t seed) : random_(seed) {
     for (int i = 0; i < 8; ++i) {
       const std::string_view letter = std::array{"x", "\u00e9", "\u738b", "\U0001f600"}[below(4)];
-      texts_.push_back(repeated(letter, std::size_t{1} << below(19)));
+      texts_.push_back(repeated(letter, std::size_t{1} << below(18)));
     }
   }
 
@@ -243,12 +243,12 @@ class RandomTrees {
 
 TEST(KeyedArchive, OfRandomTreesIsReadBackOrNotWritten) {
   int archived = 0;
-  for (std::uint32_t seed = 0; seed < 60; ++seed) {
+  for (std::uint32_t seed = 0; seed < 40; ++seed) {
     SCOPED_TRACE(seed);
     RandomTrees trees(seed);
     if (isEqualWhenReadOrRefused(trees.next(1 + static_cast<int>(seed % 7)))) ++archived;
   }
-  EXPECT_GT(archived, 40);
+  EXPECT_GT(archived, 25);
 }
 
 }  // namespace
