@@ -25,14 +25,11 @@ TEST_P(CallsWithoutMemory, ThrowOrReport) {
                      [reports](const auto&, const auto&) { reports->put(true); });
     ++started;
   };
-  // What is made on first use.
-  start();
-  reports->take();
   failEachAllocation([] {}, start,
                      [&](bool threw) {
                        if (!threw) reports->take();
                      });
-  EXPECT_GT(started, 1U);
+  EXPECT_GT(started, 0U);
   EXPECT_EQ(server().requests().size(), started);
   EXPECT_EQ(reports->count(), 0U);
 }
