@@ -30,9 +30,10 @@ using ORVAAccountAPICompletionHandler = std::function<void(
 // cancellation and no retry.
 //
 // For all operations: `parameters` are sent as JSON and may be empty. Parameters that cannot be
-// written as JSON (NaN, infinities, data, objects, text that is not UTF-8) and an empty completion
-// handler throw std::invalid_argument on the calling thread; nothing is sent. A transfer that fails
-// gives an error of NSURLErrorDomain. The target server flag is read when the call is made.
+// written as JSON (NaN, infinities, data, objects, text that is not UTF-8), any other text that is
+// not UTF-8 (an ApiID, the name of a list, appID, appKey) and an empty completion handler throw
+// std::invalid_argument on the calling thread; nothing is sent. A transfer that fails gives an
+// error of NSURLErrorDomain. The target server flag is read when the call is made.
 //
 // Thread safety: operations may be started from any thread. appID and appKey are plain fields, to
 // be set before calls are started. A pending call keeps what it needs alive; the caller need not.
@@ -117,7 +118,8 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   // From here on: what the library itself calls while it reads a user-data answer; not for hosts.
 
   // The answers that are being parsed at this moment: a snapshot of their task dictionaries, absent
-  // when the list was set to absent. Safe from any thread.
+  // when the list was set to absent. An answer that is being parsed while another list is set is
+  // reported all the same. Safe from any thread.
   std::optional<std::vector<Dictionary>> parsingTasks() const;
   void setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks);
   // The task of the answer that this parser reads, found by the parser's identity; absent when

@@ -70,7 +70,8 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // Makes `user` current (null: signs out), stores the change, and posts
   // ORVAAccountUserDidChangeNotification; every observer has run, on the calling thread, when it
   // returns. The record that is current already, and null when nobody is, change nothing. What the
-  // store could not keep is kept for this process; keychainStatus() says why.
+  // store could not keep is kept for this process; keychainStatus() says why. After std::bad_alloc
+  // the user is the one from before, and the call can be made again.
   //
   // It waits for the disk, and for a change that another thread is storing. Where another process
   // holds a lock or the keyring is silent it waits up to 2 seconds for each call on a store, which

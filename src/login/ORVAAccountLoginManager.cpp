@@ -4,6 +4,8 @@
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
+#include <cerrno>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -11,6 +13,7 @@
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Log.h"
 #include "platform/queues/WorkerPool.h"
+#include "platform/storage/FileErrors.h"
 #include "service/XMLTasks.h"
 
 namespace orx {
@@ -156,10 +159,18 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
 // perhaps the other one's.
 void ORVAAccountLoginManager::finishLogin(std::optional<Dictionary> userInfo,
                                           const std::shared_ptr<Error>& error) {
-  if (!error) {
-    ORVAAccountUser::setCurrentUser(ORVAAccountUser::initWithUserInfo(std::move(userInfo)));
+  auto failure = error;
+  if (!failure) {
+    try {
+      ORVAAccountUser::setCurrentUser(ORVAAccountUser::initWithUserInfo(std::move(userInfo)));
+    } catch (const std::bad_alloc&) {
+      // The user is the one from before. On a worker nobody else would catch it, and the process
+      // would end.
+      failure = makeFailure(NSPOSIXErrorDomain, ENOMEM, "There is no memory to sign the user in.")
+                    .value();
+    }
   }
-  didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
+  didLoginWithUser_error(ORVAAccountUser::currentUser(), failure);
 }
 
 void ORVAAccountLoginManager::logout() { ORVAAccountUser::setCurrentUser(nullptr); }

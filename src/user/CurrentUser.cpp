@@ -17,7 +17,7 @@ namespace {
 using SharedUser = std::shared_ptr<ORVAAccountUser>;
 
 // Locked from the identity check until the change is stored, so that memory and store agree however
-// many threads set the user.
+// many threads set the user. No host code runs under it.
 constinit std::mutex settingMutex;
 // That takes as long as the storage does, so a fork does not wait for it: the child starts with an
 // unlocked one.
@@ -34,20 +34,32 @@ Guarded<SharedUser>& currentRecord() {
 std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return currentRecord().get(); }
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
+  if (user == currentUser()) return;
+  const auto& cache = ORVAAccountUserCache::sharedInstance();
+  const auto archived = cache->archivedUser(user);
   Dictionary information;
   // Released at the end of this function, when no lock is held: its destructor may be host code.
   SharedUser previous;
-  {
+  try {
+    {
+      const std::lock_guard guard(settingMutex);
+      previous = currentUser();
+      if (user == previous) return;
+      if (user) information.set(ORVAAccountUserChangeNewKey, user);
+      if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
+      currentRecord().set(user);
+      cache->setCachedUser_archivedUser(user, archived);
+    }
+    // Throws before the first observer runs, or not at all.
+    NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
+        ORVAAccountUserDidChangeNotification, classObject(), information);
+  } catch (...) {
+    // A sign-out that memory ran out for would else find nobody to sign out when it is repeated,
+    // and the user would be back at the next start.
     const std::lock_guard guard(settingMutex);
-    previous = currentUser();
-    if (user == previous) return;
-    if (user) information.set(ORVAAccountUserChangeNewKey, user);
-    if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
-    currentRecord().set(user);
-    ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
+    if (currentUser() == user) currentRecord().set(previous);
+    throw;
   }
-  NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
-      ORVAAccountUserDidChangeNotification, classObject(), information);
 }
 
 const std::shared_ptr<Object>& ORVAAccountUser::classObject() {

@@ -1,5 +1,7 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
+#include <thread>
+
 #include "support/AccountServiceFixture.h"
 
 namespace orx {
@@ -233,6 +235,23 @@ TEST_F(UserData, AListThatWasTakenAwayDoesNotSilenceACall) {
   api()->setParsingTasks(std::nullopt);
   EXPECT_EQ(api()->parsingTasks(), std::nullopt);
   EXPECT_NE(fetch().result, nullptr);
+}
+
+TEST_F(UserData, AListThatIsReplacedDuringAParseSilencesNoCall) {
+  // Each line is a report of its own, so that a parse takes long enough.
+  std::string data;
+  for (int line = 0; line < 50'000; ++line) data += "x\n";
+  answerWith(soapAnswer(resultBlock("0", "words", "String", data)));
+  const std::jthread host([this](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      api()->setParsingTasks(std::vector<Dictionary>());
+      api()->setParsingTasks(std::nullopt);
+    }
+  });
+  for (int call = 0; call < 5; ++call) {
+    const Report outcome = fetch();
+    EXPECT_TRUE(outcome.result && outcome.result->returnData() == Value(data));
+  }
 }
 
 TEST_F(UserData, NoTaskIsFoundInAListThatWasTakenAway) {
