@@ -89,9 +89,6 @@ TEST(XMLParser, ReadsDataInTheDeclaredEncoding) {
   EXPECT_EQ(runData("<?xml version='1.0' encoding='iso-8859-1'?><r>\xE9</r>").report, "\u00E9/r.");
   EXPECT_EQ(runData("\xEF\xBB\xBF<r>\u00E9</r>").report, "\u00E9/r.");
   EXPECT_EQ(runData("\xFF\xFE<\0r\0/\0>\0"sv).report, "/r.");
-  const ParserReport unknown = runData("<?xml version='1.0' encoding='windows-1252'?><r/>");
-  EXPECT_EQ(unknown.report, "!.");
-  EXPECT_EQ(unknown.error->code(), 18);
   EXPECT_EQ(runData("<?xml version='1.0' encoding='utf-16'?><r/>").report, "!.");
 }
 
@@ -173,7 +170,7 @@ TEST(XMLParser, StopsAtLongChainsOfEntities) {
   const ParserReport content = runData(chain + "]><r>&e199999;</r>");
   EXPECT_EQ(content.report, "!.");
   EXPECT_EQ(content.description().substr(content.description().find("more")),
-            "more than 256 entities are declared.");
+            "more than 256 declarations.");
   EXPECT_EQ(runData(chain + "]><r a='&e199999;'/>").report, "!.");
   EXPECT_EQ(runData("<!DOCTYPE r [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><r>&a;</r>").report, "!.");
 }
@@ -303,12 +300,13 @@ TEST(XMLParser, NeedsNoOperationOfItsDelegate) {
   EXPECT_FALSE(parser->parse());
 }
 
-TEST(XMLParserDeathTest, EndsTheProcessWhenADelegateThrows) {
-  const auto parser = XMLParser::initWithData(Data("<r/>"));
+TEST(XMLParser, GivesWhatADelegateThrowsToWhoeverRunsTheParse) {
+  const auto parser = XMLParser::initWithData(Data("<r><a/><b/></r>"));
   const auto recorder = std::make_shared<Recorder>();
   recorder->atElementEnd = [] { throw std::runtime_error("must not cross the parser"); };
   parser->setDelegate(recorder);
-  EXPECT_DEATH(parser->parse(), "must not cross the parser");
+  EXPECT_THROW(parser->parse(), std::runtime_error);
+  EXPECT_EQ(recorder->report, "/a");
 }
 
 }  // namespace
