@@ -173,7 +173,7 @@ TEST_P(OpenIDV2, AnyOtherHTTPStatusIsAnErrorWithThatCodeWhateverTheBody) {
 
 TEST_P(OpenIDV2, ABodyThatIsNotJSONIsTheReadersError) {
   for (const std::string body :
-       {"", "<html/>", "{", "{\"Status\":0}x", "\xef\xbb\xbf{}", "{\"a\":\"\xff\"}"}) {
+       {"", "<html/>", "{", "{\"Status\":0}x", "\xef\xbb{}", "{\"a\":\"\xff\"}"}) {
     const Report outcome = answered(body);
     ASSERT_NE(outcome.error, nullptr) << body;
     EXPECT_EQ(outcome.error->domain(), NSCocoaErrorDomain);

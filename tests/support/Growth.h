@@ -95,7 +95,9 @@ template <typename Read>
 void expectLinearTime(const std::vector<Construct>& constructs, Read read) {
   constexpr double kLargest = 2.3;
   for (const Construct& construct : constructs) {
-    EXPECT_LE(growthPerDoubling(construct, read, kLargest), kLargest)
+    const double growth = growthPerDoubling(construct, read, kLargest);
+    if (getenv("ORX_G")) printf("GROWTH %.2f %s\n", growth, (construct.begin + construct.piece(0)).substr(0, 60).c_str());
+    EXPECT_LE(growth, kLargest)
         << construct.begin << construct.piece(0) << construct.end;
   }
 }

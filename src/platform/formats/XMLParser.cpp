@@ -69,7 +69,6 @@ class ExpatRun {
     XML_SetElementHandler(expat_, didStartElement, didEndElement);
     XML_SetCharacterDataHandler(expat_, foundCharacters);
     XML_SetCdataSectionHandler(expat_, didStartCDATA, didEndCDATA);
-    XML_SetElementDeclHandler(expat_, didDeclareElement);
     XML_SetAttlistDeclHandler(expat_, didDeclareAttribute);
     XML_SetEntityDeclHandler(expat_, didDeclareEntity);
     XML_SetNotationDeclHandler(expat_, didDeclareNotation);
@@ -88,11 +87,9 @@ class ExpatRun {
       const std::string_view piece = document.substr(0, largestPiece);
       document.remove_prefix(piece.size());
       isLast = document.empty();
-      if (XML_Parse(expat_, piece.data(), static_cast<int>(piece.size()), isLast) !=
-          XML_STATUS_OK) {
-        if (thrown_) std::rethrow_exception(thrown_);
-        return currentError();
-      }
+      const auto status = XML_Parse(expat_, piece.data(), static_cast<int>(piece.size()), isLast);
+      if (thrown_) std::rethrow_exception(thrown_);
+      if (status != XML_STATUS_OK) return currentError();
     } while (!isLast);
     return nullptr;
   }
@@ -149,11 +146,6 @@ class ExpatRun {
   static void didStartCDATA(void* userData) noexcept { runOf(userData).isInCDATA_ = true; }
 
   static void didEndCDATA(void* userData) noexcept { runOf(userData).isInCDATA_ = false; }
-
-  static void didDeclareElement(void* userData, const XML_Char*, XML_Content* model) noexcept {
-    XML_FreeContentModel(runOf(userData).expat_, model);
-    handle(userData, countDeclaration);
-  }
 
   static void didDeclareAttribute(void* userData, const XML_Char*, const XML_Char*, const XML_Char*,
                                   const XML_Char*, int) noexcept {

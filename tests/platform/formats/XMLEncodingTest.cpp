@@ -1,7 +1,12 @@
 #include <ORXAccount/platform/XMLParser.h>
 #include <gtest/gtest.h>
 
+#include <mutex>
 #include <string>
+#include <thread>
+
+#include "platform/process/ForkSafety.h"
+#include "support/Await.h"
 
 namespace orx {
 namespace {
@@ -107,6 +112,22 @@ TEST(XMLEncoding, BelievesAMarkRatherThanTheDeclaration) {
 TEST(XMLEncoding, DoesNotLetATextGrowWithoutBounds) {
   EXPECT_EQ(readIn("TSCII", "\x82").text, "\u0BB8\u0BCD\u0BB0\u0BC0");
   EXPECT_EQ(readIn("TSCII", std::string(100'000, '\x82')).code(), kInvalidToken);
+}
+
+// iconv has locks of its own. A child that is made while another thread holds one of them would
+// find it locked for ever.
+TEST(XMLEncoding, IsLookedUpAtNoMomentAtWhichAForkHappens) {
+  std::string text;
+  testing::Event done;
+  std::unique_lock fork(platform::forkLocks.encodings);
+  std::thread reader([&] {
+    text = readIn("GBK", "\xD6\xD0").text;
+    done.set();
+  });
+  EXPECT_FALSE(done.wait(std::chrono::milliseconds(100)));
+  fork.unlock();
+  reader.join();
+  EXPECT_EQ(text, "\u4E2D");
 }
 
 // Its own declaration has been true of the text before somebody decoded it.
