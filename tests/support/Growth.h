@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -57,47 +58,38 @@ inline Construct numbered(std::string begin, std::string piece, std::string end 
 }
 
 // The factor by which the processor time of `read` grows when its input gets twice as long: 2 when
-// it is linear, 4 when it is quadratic. The mean of four doublings, begun where one reading takes
-// long enough to be measured; what other load on the machine adds to a measurement can only be
-// removed by measuring again, so a growth that is too large is measured several times.
+// it is linear, 4 when it is quadratic. It is the mean of three doublings, begun where one reading
+// takes just long enough to be measured: longer ones would measure the caches. Both ends are
+// measured close to each other, so that other load on the machine weighs on both; where it did not,
+// the growth seems to be more than `most`, and is measured again.
 template <typename Read>
-double growthPerDoubling(const Construct& construct, Read read, double largest) {
-  constexpr std::chrono::microseconds kMeasurable{300};
+double growthPerDoubling(const Construct& construct, Read read, double most) {
+  constexpr std::chrono::microseconds kMeasurable{100};
   constexpr std::size_t kLargestBegin = std::size_t{1} << 17U;
-  constexpr int kDoublings = 4;
+  constexpr int kDoublings = 3;
+  constexpr int kRounds = 8;
   const auto timeOf = [&](const std::string& text) {
-    return leastProcessorTime([&] { read(text); });
+    const auto time = leastProcessorTime([&] { read(text); });
+    return std::max<std::chrono::duration<double>>(time, kMeasurable / 10);
   };
-  std::size_t size = std::size_t{1} << 11U;
-  std::string small = construct.ofSize(size);
-  auto smallTime = timeOf(small);
-  while (smallTime < kMeasurable && size < kLargestBegin) {
-    size *= 2;
-    small = construct.ofSize(size);
-    smallTime = timeOf(small);
-  }
+  std::size_t size = std::max(std::size_t{1} << 10U, 8 * construct.begin.size());
+  while (size < kLargestBegin && timeOf(construct.ofSize(size)) < kMeasurable) size *= 2;
+  const std::string small = construct.ofSize(size);
   const std::string large = construct.ofSize(size << kDoublings);
-  auto largeTime = timeOf(large);
-  const auto growth = [&] {
-    const std::chrono::duration<double> before =
-        std::max<std::chrono::nanoseconds>(smallTime, kMeasurable / 10);
-    return std::pow(largeTime / before, 1.0 / kDoublings);
-  };
-  for (int again = 0; again < 5 && growth() > largest; ++again) {
-    largeTime = std::min(largeTime, timeOf(large));
-    smallTime = std::max(smallTime, timeOf(small));
+  double least = std::numeric_limits<double>::infinity();
+  for (int round = 0; round < kRounds && least > most; ++round) {
+    const auto before = timeOf(small);
+    least = std::min(least, std::pow(timeOf(large) / before, 1.0 / kDoublings));
   }
-  return growth();
+  return least;
 }
 
 // Every parser reads every input in time that is linear but for a logarithm.
 template <typename Read>
 void expectLinearTime(const std::vector<Construct>& constructs, Read read) {
-  constexpr double kLargest = 2.3;
+  constexpr double kMost = 2.3;
   for (const Construct& construct : constructs) {
-    const double growth = growthPerDoubling(construct, read, kLargest);
-    if (getenv("ORX_G")) printf("GROWTH %.2f %s\n", growth, (construct.begin + construct.piece(0)).substr(0, 60).c_str());
-    EXPECT_LE(growth, kLargest)
+    EXPECT_LE(growthPerDoubling(construct, read, kMost), kMost)
         << construct.begin << construct.piece(0) << construct.end;
   }
 }
