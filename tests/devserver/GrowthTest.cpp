@@ -11,16 +11,16 @@ using namespace orx::devserver;
 TEST(Growth, OfTheTimeForParametersIsLinear) {
   expectLinearTime(
       {
-          repeated("{\"a\":\"", "b", "\"}"),
-          repeated("{\"a\":\"", "\\n", "\"}"),
-          repeated("{\"a\":0", ",\"a\":0", "}"),
-          numbered("{\"a\":0", ",\"a@\":0", "}"),
-          numbered("{\"a\":0", ",\"kkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkk@\":0", "}"),
-          repeated("{\"a\":[0", ",[]", "]}"),
-          numbered("{\"a\":{\"b\":0", ",\"b@\":0", "}}"),
-          repeated("{\"a\":", "[", "}", "]"),
-          repeated("{\"a\":1", "2", "}"),
-          repeated("{", " ", "}"),
+          {"{\"a\":\"", "b", "\"}"},
+          {"{\"a\":\"", "\\n", "\"}"},
+          {"{\"a\":0", ",\"a\":0", "}"},
+          {"{\"a\":0", ",\"a@\":0", "}"},
+          {"{\"a\":0", ",\"kkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkk@\":0", "}"},
+          {"{\"a\":[0", ",[]", "]}"},
+          {"{\"a\":{\"b\":0", ",\"b@\":0", "}}"},
+          {"{\"a\":", "[", "}", "0", "]"},
+          {"{\"a\":1", "2", "}"},
+          {"{", " ", "}"},
       },
       [](std::string_view text) { (void)Parameters::parse(text); });
 }
@@ -28,23 +28,22 @@ TEST(Growth, OfTheTimeForParametersIsLinear) {
 TEST(Growth, OfTheTimeForEnvelopesIsLinear) {
   expectLinearTime(
       {
-          repeated("<call>", "a", "</call>"),
-          repeated("<call><ParaJson>", "\n", "</ParaJson></call>"),
-          repeated("<call><ParaJson>", "&lt;", "</ParaJson></call>"),
-          repeated("<call>", "<ParaJson>a</ParaJson>", "</call>"),
-          numbered("<call", " a@='b'", "/>"),
-          numbered("<call>", "<a@/>", "</call>"),
-          repeated("", "<call>", "", "</call>"),
-          repeated("<", "a:", "call/>"),
-          numbered("<!DOCTYPE r [<!ATTLIST r", " a@ CDATA ''", ">]><call/>"),
-          repeated("<call xmlns='", "a", "'/>"),
+          {"<call>", "a", "</call>"},
+          {"<call><ParaJson>", "\n", "</ParaJson></call>"},
+          {"<call><ParaJson>", "&lt;", "</ParaJson></call>"},
+          {"<call>", "<ParaJson>a</ParaJson>", "</call>"},
+          {"<call", " a@='b'", "/>"},
+          {"<call>", "<a@/>", "</call>"},
+          {"", "<call>", "", "", "</call>"},
+          {"<", "a:", "call/>"},
+          {"<!DOCTYPE r [<!ATTLIST r", " a@ CDATA ''", ">]><call/>"},
+          {"<call xmlns='", "a", "'/>"},
       },
       [](const std::string& text) { (void)parseCallEnvelope(text); });
 }
 
 TEST(Growth, OfTheTimeForWritingTextIsLinear) {
-  expectLinearTime({repeated("", "a"), repeated("", "&"), repeated("", "\xEF\xBF\xBF"),
-                    repeated("", "\xFF"), repeated("", "\"")},
+  expectLinearTime({{"", "a"}, {"", "&"}, {"", "\xEF\xBF\xBF"}, {"", "\xFF"}, {"", "\""}},
                    [](const std::string& text) {
                      (void)jsonString(text);
                      (void)escapedForAttribute(text);

@@ -9,14 +9,14 @@ namespace {
 TEST(Growth, OfTheTimeForUserDataIsLinear) {
   expectLinearTime(
       {
-          repeated("<r>", "a", "</r>"),
-          repeated("<r>", "\n", "</r>"),
-          repeated("<r>", "<a>b</a>", "</r>"),
-          numbered("<r>", "<a@>b</a@>", "</r>"),
-          numbered("<r>",
-                   "<kkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkk@> </kkkkkkkkkkkkkkkkkkkkkkkk"
-                   "kkkkkkkkkkkkkkkkkkkkk@>",
-                   "</r>"),
+          {"<r>", "a", "</r>"},
+          {"<r>", "\n", "</r>"},
+          {"<r>", "<a>b</a>", "</r>"},
+          {"<r>", "<a@>b</a@>", "</r>"},
+          {"<r>",
+           "<kkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkk@> </kkkkkkkkkkkkkkkkkkkkkkkk"
+           "kkkkkkkkkkkkkkkkkkkkk@>",
+           "</r>"},
       },
       [](std::string_view answer) {
         const auto api = ORVAAccountAPI::initWithOptions({});

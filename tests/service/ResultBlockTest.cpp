@@ -222,7 +222,7 @@ TEST(ResultBlock, TakesTimeInProportionToAHostileAnswer) {
         std::string("\u2028"), std::string("\xE2"), head + "</ReturnDataType><ReturnData>",
         head + "\u2028"}) {
     for (const std::string& start : {std::string(), head}) {
-      constructs.push_back(testing::repeated(start, piece));
+      constructs.push_back({start, piece});
     }
   }
   testing::expectLinearTime(constructs, [](std::string_view answer) {

@@ -13,30 +13,27 @@ using namespace platform;
 namespace {
 
 TEST(Growth, OfTheTimeForIntegersIsLinear) {
-  expectLinearTime(
-      {repeated("", "1"), repeated("", " ", "1"), repeated("-", "0"), repeated("", "-")},
-      [](std::string_view text) {
-        (void)intValue(text);
-        (void)longLongValue(text);
-        (void)trimmed(text);
-      });
+  expectLinearTime({{"", "1"}, {"", " ", "1"}, {"-", "0"}, {"", "-"}}, [](std::string_view text) {
+    (void)intValue(text);
+    (void)longLongValue(text);
+    (void)trimmed(text);
+  });
 }
 
 TEST(Growth, OfTheTimeForDatesIsLinear) {
-  expectLinearTime({repeated("2000-01-01T00:00:00", "0"), repeated("", "2000-"), repeated("", " ")},
+  expectLinearTime({{"2000-01-01T00:00:00", "0"}, {"", "2000-"}, {"", " "}},
                    [](std::string_view text) { (void)dateFromString(text); });
 }
 
 TEST(Growth, OfTheTimeForBase64IsLinear) {
-  expectLinearTime({repeated("", "AAAA"), repeated("", "====")}, [](std::string_view text) {
+  expectLinearTime({{"", "AAAA"}, {"", "===="}}, [](std::string_view text) {
     (void)dataFromBase64(text);
     (void)base64Of(Data(text));
   });
 }
 
 TEST(Growth, OfTheTimeForUnicodeIsLinear) {
-  expectLinearTime({repeated("", "a"), repeated("", "\u4E2D"), repeated("", "\U0001F600"),
-                    repeated("", "\u0301"), repeated("", "\xE4")},
+  expectLinearTime({{"", "a"}, {"", "\u4E2D"}, {"", "\U0001F600"}, {"", "\u0301"}, {"", "\xE4"}},
                    [](std::string_view text) {
                      (void)isValidUTF8(text);
                      (void)utf16FromUTF8(text);
@@ -45,7 +42,7 @@ TEST(Growth, OfTheTimeForUnicodeIsLinear) {
 }
 
 TEST(Growth, OfTheTimeForDictionariesIsLinear) {
-  expectLinearTime({numbered("", "k@,")}, [](const std::string& text) {
+  expectLinearTime({{"", "k@,"}}, [](const std::string& text) {
     Dictionary dictionary;
     for (std::size_t begin = 0; begin < text.size();) {
       const std::size_t end = text.find(',', begin);

@@ -15,28 +15,28 @@ void readJSON(std::string_view text) { (void)JSONObjectWithText(text, LargeInteg
 TEST(Growth, OfTheTimeForJSONIsLinear) {
   expectLinearTime(
       {
-          repeated("[0", ",1", "]"),
-          repeated("[0", ",[]", "]"),
-          repeated("[0", ",{\"a\":{}}", "]"),
-          repeated("", "[", "", "]"),
-          repeated("1", "2"),
-          repeated("0.", "2"),
-          repeated("1e-", "2"),
-          repeated("[0", ",1e9", "]"),
-          repeated("\"", "a", "\""),
-          repeated("\"", "\\n", "\""),
-          repeated("\"", "\\ud83d\\ude00", "\""),
-          repeated("\"", "\u4E2D", "\""),
-          repeated("\"", "\xE4\xB8"),
-          repeated("", " \n", "1"),
-          repeated("", "\n", "x"),
-          repeated("[\"", "a\",\"", "\"]"),
-          numbered("{\"\":0", ",\"@\":0", "}"),
-          numbered("{\"\":0", ",\"kkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkk@\":0", "}"),
-          repeated("{\"\":0", ",\"k\":0", "}"),
-          numbered("[0", ",{\"a@\":0}", "]"),
-          repeated(std::string("\xFF\xFE[\0", 4), std::string("[\0]\0,\0", 6)),
-          repeated("1", std::string(1, '\0')),
+          {"[0", ",1", "]"},
+          {"[0", ",[]", "]"},
+          {"[0", ",{\"a\":{}}", "]"},
+          {"", "[", "", "", "]"},
+          {"1", "2"},
+          {"0.", "2"},
+          {"1e-", "2"},
+          {"[0", ",1e9", "]"},
+          {"\"", "a", "\""},
+          {"\"", "\\n", "\""},
+          {"\"", "\\ud83d\\ude00", "\""},
+          {"\"", "\u4E2D", "\""},
+          {"\"", "\xE4\xB8"},
+          {"", " \n", "1"},
+          {"", "\n", "x"},
+          {"[\"", "a\",\"", "\"]"},
+          {"{\"\":0", ",\"@\":0", "}"},
+          {"{\"\":0", ",\"kkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkkk@\":0", "}"},
+          {"{\"\":0", ",\"k\":0", "}"},
+          {"[0", ",{\"a@\":0}", "]"},
+          {std::string("\xFF\xFE[\0", 4), std::string("[\0]\0,\0", 6)},
+          {"1", std::string(1, '\0')},
       },
       readJSON);
 }
@@ -51,7 +51,7 @@ TEST(Growth, OfTheTimeForWritingJSONIsLinear) {
     }
     (void)textWithJSONObject(Array{Value(text), Value(array), Value(dictionary)});
   };
-  expectLinearTime({repeated("", "a"), repeated("", "\""), repeated("", "\u4E2D")}, write);
+  expectLinearTime({{"", "a"}, {"", "\""}, {"", "\u4E2D"}}, write);
 }
 
 class Gatherer : public XMLParserDelegate {
@@ -73,31 +73,31 @@ void readXML(std::string_view document) {
 TEST(Growth, OfTheTimeForXMLIsLinear) {
   expectLinearTime(
       {
-          repeated("<r>", "a", "</r>"),
-          repeated("<r>", "\n", "</r>"),
-          repeated("<r>", "\r\n", "</r>"),
-          repeated("<r>", "\u4E2D", "</r>"),
-          repeated("<r>", "&lt;", "</r>"),
-          repeated("<r>", "&#x4E2D;", "</r>"),
-          repeated("<r>", "]]", "</r>"),
-          repeated("<r>", "<a/>", "</r>"),
-          repeated("<r>", "<a>b</a>", "</r>"),
-          numbered("<r>", "<a@/>", "</r>"),
-          repeated("", "<a>", "", "</a>"),
-          repeated("<", "a", "/>"),
-          numbered("<r", " a@='b'", "/>"),
-          repeated("<r a='", "b", "'/>"),
-          repeated("<r a='", "&#65;", "'/>"),
-          repeated("<r", " ", "/>"),
-          repeated("<r>", "<!--a-->", "</r>"),
-          repeated("<r><!--", "a- ", "--></r>"),
-          repeated("<r>", "<?a b?>", "</r>"),
-          repeated("<r>", "<![CDATA[a]]>", "</r>"),
-          repeated("<r><![CDATA[", "a]]\n", "]]></r>"),
-          repeated("<?xml version='1.0' encoding='GBK'?><r>", "\xD6\xD0", "</r>"),
-          repeated("<?xml version='1.0' encoding='x", "x", "'?><r/>"),
-          repeated("<r>", "</"),
-          repeated("<r>", "<"),
+          {"<r>", "a", "</r>"},
+          {"<r>", "\n", "</r>"},
+          {"<r>", "\r\n", "</r>"},
+          {"<r>", "\u4E2D", "</r>"},
+          {"<r>", "&lt;", "</r>"},
+          {"<r>", "&#x4E2D;", "</r>"},
+          {"<r>", "]]", "</r>"},
+          {"<r>", "<a/>", "</r>"},
+          {"<r>", "<a>b</a>", "</r>"},
+          {"<r>", "<a@/>", "</r>"},
+          {"", "<a>", "", "", "</a>"},
+          {"<", "a", "/>"},
+          {"<r", " a@='b'", "/>"},
+          {"<r a='", "b", "'/>"},
+          {"<r a='", "&#65;", "'/>"},
+          {"<r", " ", "/>"},
+          {"<r>", "<!--a-->", "</r>"},
+          {"<r><!--", "a- ", "--></r>"},
+          {"<r>", "<?a b?>", "</r>"},
+          {"<r>", "<![CDATA[a]]>", "</r>"},
+          {"<r><![CDATA[", "a]]\n", "]]></r>"},
+          {"<?xml version='1.0' encoding='GBK'?><r>", "\xD6\xD0", "</r>"},
+          {"<?xml version='1.0' encoding='x", "x", "'?><r/>"},
+          {"<r>", "</"},
+          {"<r>", "<"},
       },
       readXML);
 }
@@ -106,44 +106,46 @@ TEST(Growth, OfTheTimeForADocumentTypeIsLinear) {
   const std::string end = "]><r>&e;</r>";
   expectLinearTime(
       {
-          numbered("<!DOCTYPE r [<!ATTLIST r", " a@ CDATA ''", ">" + end),
-          numbered("<!DOCTYPE r [<!ATTLIST r", " a@ CDATA #IMPLIED", ">" + end),
-          numbered("<!DOCTYPE r [", "<!ATTLIST r a@ CDATA ''>", end),
-          numbered("<!DOCTYPE r [", "<!ATTLIST a@ b CDATA ''>", end),
-          repeated("<!DOCTYPE r [", "<!ATTLIST r a CDATA ''>", end),
-          repeated("<!DOCTYPE r [<!ATTLIST r", " a CDATA ''", ">" + end),
-          numbered("<!DOCTYPE r [<!ATTLIST r a (x", "|v@", ") 'x'>" + end),
-          numbered("<!DOCTYPE r [<!ATTLIST r a NOTATION (x", "|v@", ") 'x'>" + end),
-          repeated("<!DOCTYPE r [<!ATTLIST r a CDATA '", "b", "'>" + end),
-          numbered("<!DOCTYPE r [", "<!ELEMENT a@ EMPTY>", end),
-          numbered("<!DOCTYPE r [<!ELEMENT r (x", "|v@", ")>" + end),
-          numbered("<!DOCTYPE r [<!ELEMENT r (#PCDATA", "|v@", ")*>" + end),
-          repeated("<!DOCTYPE r [<!ELEMENT r ", "(", "x", ")"),
-          numbered("<!DOCTYPE r [", "<!NOTATION a@ SYSTEM 'b'>", end),
-          numbered("<!DOCTYPE r [", "<!ENTITY e@ 'b'>", end),
-          repeated("<!DOCTYPE r [", "<!ENTITY e 'b'>", end),
-          numbered("<!DOCTYPE r [", "<!ENTITY % p@ 'b'>", end),
-          numbered("<!DOCTYPE r [", "<!ENTITY u@ SYSTEM 'b' NDATA n>", end),
-          repeated("<!DOCTYPE r [<!ENTITY e '", "b", "'>" + end),
-          repeated("<!DOCTYPE r [<!ENTITY e '", "&#65;", "'>" + end),
-          repeated("<!DOCTYPE r [<!ENTITY e 'b'>]><r>", "&e;", "</r>"),
-          repeated("<!DOCTYPE r [<!ENTITY e ''>]><r a='", "&e;", "'/>"),
-          repeated("<!DOCTYPE r [<!ENTITY % p ''>", "%p;", end),
-          repeated("<!DOCTYPE r [", "%unknown;", end),
-          repeated("<!DOCTYPE r [", "<!--a-->", end),
-          repeated("<!DOCTYPE r [", "<?a b?>", end),
-          repeated("<!DOCTYPE r [", " ", end),
-          repeated("<!DOCTYPE ", "r", " [" + end),
-          repeated("<!DOCTYPE r SYSTEM '", "r", "' [" + end),
+          {"<!DOCTYPE r [<!ATTLIST r", " a@ CDATA ''", ">" + end},
+          {"<!DOCTYPE r [<!ATTLIST r", " a@ CDATA #IMPLIED", ">" + end},
+          {"<!DOCTYPE r [", "<!ATTLIST r a@ CDATA ''>", end},
+          {"<!DOCTYPE r [", "<!ATTLIST a@ b CDATA ''>", end},
+          {"<!DOCTYPE r [", "<!ATTLIST r a CDATA ''>", end},
+          {"<!DOCTYPE r [<!ATTLIST r", " a CDATA ''", ">" + end},
+          {"<!DOCTYPE r [<!ATTLIST r a (x", "|v@", ") 'x'>" + end},
+          {"<!DOCTYPE r [<!ATTLIST r a NOTATION (x", "|v@", ") 'x'>" + end},
+          {"<!DOCTYPE r [<!ATTLIST r a CDATA '", "b", "'>" + end},
+          {"<!DOCTYPE r [", "<!ELEMENT a@ EMPTY>", end},
+          {"<!DOCTYPE r [<!ELEMENT r (x", "|v@", ")>" + end},
+          {"<!DOCTYPE r [<!ELEMENT r (#PCDATA", "|v@", ")*>" + end},
+          {"<!DOCTYPE r [<!ELEMENT r ", "(", ">" + end, "x", ")"},
+          {"<!DOCTYPE r [", "<!NOTATION a@ SYSTEM 'b'>", end},
+          {"<!DOCTYPE r [", "<!ENTITY e@ 'b'>", end},
+          {"<!DOCTYPE r [", "<!ENTITY e 'b'>", end},
+          {"<!DOCTYPE r [", "<!ENTITY % p@ 'b'>", end},
+          {"<!DOCTYPE r [", "<!ENTITY u@ SYSTEM 'b' NDATA n>", end},
+          {"<!DOCTYPE r [<!ENTITY e '", "b", "'>" + end},
+          {"<!DOCTYPE r [<!ENTITY e '", "&#65;", "'>" + end},
+          {"<!DOCTYPE r [<!ENTITY e 'b'>]><r>", "&e;", "</r>"},
+          {"<!DOCTYPE r [<!ENTITY e ''>]><r a='", "&e;", "'/>"},
+          {"<!DOCTYPE r [<!ENTITY % p ''>", "%p;", end},
+          {"<!DOCTYPE r [", "%unknown;", end},
+          {"<!DOCTYPE r [", "<!--a-->", end},
+          {"<!DOCTYPE r [", "<?a b?>", end},
+          {"<!DOCTYPE r [", " ", end},
+          {"<!DOCTYPE ", "r", " [" + end},
+          {"<!DOCTYPE r SYSTEM '", "r", "' [" + end},
       },
       readXML);
 }
 
-// Each element gets all the defaults that the document type may declare.
+// Each element gets all the defaults that the document type declares for its name.
 TEST(Growth, OfTheTimeForDefaultAttributesIsLinear) {
   std::string type = "<!DOCTYPE r [<!ATTLIST a";
-  for (int number = 0; number < 256; ++number) type += " a" + std::to_string(number) + " CDATA ''";
-  expectLinearTime({repeated(type + ">]><r>", "<a/>", "</r>")}, readXML);
+  for (int number = 0; number < 200; ++number) type += " a" + std::to_string(number) + " CDATA ''";
+  expectLinearTime({{type + ">]><r>", "<a/>", "</r>"},
+                    {"<!DOCTYPE r [<!ATTLIST a", " a@ CDATA ''", "</r>", ">]><r>", "<a/>"}},
+                   readXML);
 }
 
 void archiveAndRead(const Value& value) {
@@ -151,7 +153,7 @@ void archiveAndRead(const Value& value) {
 }
 
 TEST(Growth, OfTheTimeForArchivesIsLinear) {
-  expectLinearTime({numbered("", "@,")}, [](const std::string& text) {
+  expectLinearTime({{"", "@,"}}, [](const std::string& text) {
     Array numbers;
     Dictionary texts;
     for (std::size_t number = 0; number < text.size() / 64; ++number) {
@@ -160,7 +162,7 @@ TEST(Growth, OfTheTimeForArchivesIsLinear) {
     }
     archiveAndRead(Array{Value(numbers), Value(texts)});
   });
-  expectLinearTime({repeated("", "a"), repeated("", "\u4E2D")}, [](const std::string& text) {
+  expectLinearTime({{"", "a"}, {"", "\u4E2D"}}, [](const std::string& text) {
     archiveAndRead(Array{Value(text), Value(Data(text))});
   });
 }
