@@ -76,6 +76,14 @@ TEST_F(UserData, TheInnerTextsOwnEncodingIsNotBelieved) {
   EXPECT_EQ(recorder->text, "é");
 }
 
+TEST_F(UserData, AnAnswerIsReadInTheEncodingThatItDeclares) {
+  const Report outcome = answered(R"(<?xml version="1.0" encoding="GB2312"?><r>)" +
+                                  resultBlock("0", "\xD6\xD0", "String", "\xCE\xC4") + "</r>");
+  ASSERT_NE(outcome.result, nullptr);
+  EXPECT_EQ(outcome.result->resultDescription(), "\u4E2D");
+  EXPECT_EQ(outcome.result->returnData(), Value("\u6587"));
+}
+
 TEST_F(UserData, AnyOtherDataTypeHandsBackTheTextDecoded) {
   for (const std::string_view type : {"String", "xmlstring", "XmlString ", "Json"}) {
     const Report outcome = answered(soapAnswer(resultBlock("0", "words", type, "a &lt;b&gt;")));
