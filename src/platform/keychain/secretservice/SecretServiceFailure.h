@@ -48,7 +48,8 @@ inline constexpr Kind Forked{
     "Start a new program in the child, or use the keychain in the parent."};
 inline constexpr Kind BusUnusable{
     errSecNotAvailable, "The session bus cannot be used.",
-    "Check DBUS_SESSION_BUS_ADDRESS, and that the program runs as the session's user."};
+    "Check DBUS_SESSION_BUS_ADDRESS (it must begin with unix:), and that the program runs as the "
+    "session's user."};
 inline constexpr Kind NotStarted{errSecNotAvailable, "The Secret Service could not be started.",
                                  "See the session's log for why the keyring did not start."};
 inline constexpr Kind Silent{errSecNotAvailable, "The Secret Service did not answer in time.",
