@@ -10,12 +10,15 @@
 #include "platform/base/Unicode.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Log.h"
+#include "platform/queues/OperationQueue.h"
 #include "platform/queues/WorkerPool.h"
 #include "service/XMLTasks.h"
+#include "user/CurrentUser.h"
 
 namespace orx {
 
 using namespace platform;
+using namespace user;
 
 struct ORVAAccountLoginManager::State {
   Guarded<std::weak_ptr<ORVAAccountLoginManagerDelegate>> delegate;
@@ -40,6 +43,12 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
   }
   return ORVAAccountAPI::initWithOptions(
       {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, *appKey}});
+}
+
+// For all managers: there is one stored user.
+const std::shared_ptr<OperationQueue>& storingQueue() {
+  static constinit ProcessWide<std::shared_ptr<OperationQueue>> queue;
+  return queue.get([] { return std::make_shared<OperationQueue>(); });
 }
 
 // The user's fields as the service sent them. Absent when the data is no dictionary, and when there
@@ -154,10 +163,17 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
 // failure the one from before, and with overlapping sign-ins perhaps the other one's.
 void ORVAAccountLoginManager::finishLogin(std::optional<Dictionary> userInfo,
                                           const std::shared_ptr<Error>& error) {
-  if (!error) {
-    ORVAAccountUser::setCurrentUser(ORVAAccountUser::initWithUserInfo(std::move(userInfo)));
-  }
-  didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
+  if (error) return didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
+  // Storing can wait for a disk or a lock. In one queue, the sign-ins that wait hold one worker
+  // together rather than one each.
+  storingQueue()->addOperationWithBlock(
+      [this, self = shared_from_this(), user = ORVAAccountUser::initWithUserInfo(userInfo)] {
+        // The host's observers and delegate may block, and not hold up who is stored next.
+        WorkerPool::shared().submit(makeJob([this, self, change = changeCurrentUser(user)] {
+          if (change) announceChange(*change);
+          didLoginWithUser_error(ORVAAccountUser::currentUser(), nullptr);
+        }));
+      });
 }
 
 void ORVAAccountLoginManager::logout() { ORVAAccountUser::setCurrentUser(nullptr); }

@@ -7,10 +7,12 @@
 #include <utility>
 
 #include "platform/process/ForkSafety.h"
+#include "user/CurrentUser.h"
 
 namespace orx {
 
 using namespace platform;
+using namespace user;
 
 namespace {
 
@@ -34,20 +36,27 @@ Guarded<SharedUser>& currentRecord() {
 std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return currentRecord().get(); }
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
+  if (const auto information = changeCurrentUser(user)) announceChange(*information);
+}
+
+std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
   Dictionary information;
-  // Released at the end of this function, when no lock is held: its destructor may be host code.
-  SharedUser previous;
-  {
-    const std::lock_guard guard(settingMutex);
-    previous = currentUser();
-    if (user == previous) return;
-    if (user) information.set(ORVAAccountUserChangeNewKey, user);
-    if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
-    currentRecord().set(user);
-    ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
-  }
+  const std::lock_guard guard(settingMutex);
+  const auto previous = ORVAAccountUser::currentUser();
+  const bool isChange = user != previous;
+  if (!isChange && (user || !isSignOutUnfinished())) return std::nullopt;
+  if (user) information.set(ORVAAccountUserChangeNewKey, user);
+  // Kept beyond the lock by what is returned: its destructor may be host code.
+  if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
+  currentRecord().set(user);
+  ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
+  if (!isChange) return std::nullopt;
+  return information;
+}
+
+void user::announceChange(const Dictionary& information) {
   NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
-      ORVAAccountUserDidChangeNotification, classObject(), information);
+      ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(), information);
 }
 
 const std::shared_ptr<Object>& ORVAAccountUser::classObject() {

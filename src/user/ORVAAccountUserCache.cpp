@@ -4,6 +4,7 @@
 #include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/Bundle.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <utility>
 
@@ -16,6 +17,7 @@
 #include "platform/process/UUID.h"
 #include "platform/storage/UserDefaults.h"
 #include "user/ArchivedClasses.h"
+#include "user/CurrentUser.h"
 
 namespace orx {
 
@@ -112,12 +114,17 @@ std::optional<std::string> installationUUID() {
   return uuid;
 }
 
+// True from the beginning of a removal until all of it is done; stays so when it throws.
+constinit std::atomic<bool> removalIsUnfinished = false;
+
 void removeStoredUser(ORVAAccountKeychain& keychain) {
   // The defaults first: if the item cannot be removed, or the process dies in between, it belongs
   // to no installation, and the next reading removes it.
-  noteDefaultsError(errorOf(
-      UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey)));
-  keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
+  const auto removed =
+      UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey);
+  noteDefaultsError(errorOf(removed));
+  const bool isGone = keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
+  removalIsUnfinished = !removed || !isGone;
 }
 
 // Absent for a record that no archive takes, as a host can make one: the user cannot be stored, and
@@ -145,12 +152,14 @@ Result<std::optional<FileLock>> lockTransaction(Missing missing) {
 }
 
 // Where no lock can be made because nothing can be written there, the UUID cannot change either,
-// and the work goes on without a lock.
+// and the work goes on without a lock. Any other failure to lock it says nothing about others.
 bool isHeldUp(const Result<std::optional<FileLock>>& lock) {
-  return !lock && isLockedByAnother(*lock.error());
+  return !lock && !isNotWritable(*lock.error());
 }
 
 }  // namespace
+
+bool user::isSignOutUnfinished() { return removalIsUnfinished; }
 
 ORVAAccountUserCache::ORVAAccountUserCache()
     : userKeychain_(ORVAAccountKeychain::initWithServiceID(keychainService())) {
@@ -168,6 +177,7 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
   // Forgets the restored user: the skip below is only for the write-back right after a restore.
   const LastRestored restored = lastRestored().exchange({});
   if (!user) {
+    removalIsUnfinished = true;
     // Goes on when another process keeps the lock: a sign-out must not be lost. It creates no
     // folder for the lock either: without one, nobody else has stored a user.
     const auto lock = lockTransaction(Missing::DoNotCreate);

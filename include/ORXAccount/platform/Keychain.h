@@ -16,8 +16,9 @@ enum class KeychainPolicy {
   SecretServiceOnly,
   // The file; the session bus is never spoken to.
   FileOnly,
-  // The keyring; the file where no Secret Service exists at all, as on a server. A service that
-  // exists but is locked, silent or broken is an error, and the file does not stand in for it.
+  // The keyring; the file where no Secret Service exists at all, as on a server, and where an
+  // unlocked keyring takes no new user without asking while prompts are not allowed. A service that
+  // is locked, silent or broken is an error, and the file does not stand in for it.
   PreferSecretService,
 };
 

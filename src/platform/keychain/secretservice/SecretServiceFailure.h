@@ -66,9 +66,13 @@ inline constexpr Kind OutOfResources{errSecIO,
 inline constexpr std::string_view allowAnew =
     "Unlock the keyring, or let the application allow prompts anew.";
 inline constexpr Kind Locked{
-    errSecInteractionNotAllowed, "The keyring is locked, or wants to ask somebody first.",
+    errSecInteractionNotAllowed, "The keyring is locked.",
     "Unlock the keyring (log in to the desktop, or open its key manager), or let the application "
     "allow prompts."};
+inline constexpr Kind AsksFirst{
+    errSecInteractionRequired,
+    "The keyring asks somebody before each change, and the application allows no prompts.",
+    "Let the application allow prompts, or switch this question off in the key manager."};
 inline constexpr Kind DismissedBefore{errSecInteractionNotAllowed,
                                       "The keyring is locked, and its prompt was dismissed before.",
                                       allowAnew};
