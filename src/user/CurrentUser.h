@@ -13,7 +13,7 @@ namespace orx::user {
 std::optional<Dictionary> changeCurrentUser(const std::shared_ptr<ORVAAccountUser>& user);
 void announceChange(const Dictionary& information);
 
-// Whether a sign-out has begun and left something behind that the next one may be able to remove.
+// Whether the last sign-out left something behind that the next one may be able to remove.
 bool isSignOutUnfinished();
 
 }  // namespace orx::user

@@ -114,7 +114,7 @@ std::optional<std::string> installationUUID() {
   return uuid;
 }
 
-// True from the beginning of a removal until all of it is done; stays so when it throws.
+// The last removal left something behind.
 constinit std::atomic<bool> removalIsUnfinished = false;
 
 void removeStoredUser(ORVAAccountKeychain& keychain) {
@@ -177,7 +177,6 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
   // Forgets the restored user: the skip below is only for the write-back right after a restore.
   const LastRestored restored = lastRestored().exchange({});
   if (!user) {
-    removalIsUnfinished = true;
     // Goes on when another process keeps the lock: a sign-out must not be lost. It creates no
     // folder for the lock either: without one, nobody else has stored a user.
     const auto lock = lockTransaction(Missing::DoNotCreate);
