@@ -68,6 +68,7 @@ TEST_F(CurrentUserTest, IsNobodyAtFirstWhateverIsStored) {
 }
 
 TEST_F(CurrentUserTest, LeavesASignOutThatFailedInTheStatusUntilAnotherSignOutFinishesIt) {
+  setKeychainPolicy(KeychainPolicy::FileOnly);
   ORVAAccountUser::setCurrentUser(userNamed("someone"));
   {
     const auto held = keychainLock();
@@ -90,6 +91,7 @@ TEST_F(CurrentUserTest, LeavesASignOutThatFailedInTheStatusUntilAnotherSignOutFi
 }
 
 TEST_F(CurrentUserTest, NamesWhatASignOutLeftAtEachStartUntilOneRemovesIt) {
+  setKeychainPolicy(KeychainPolicy::FileOnly);
   ORVAAccountUser::setCurrentUser(userNamed("someone"));
   setKeychainPatience(std::chrono::milliseconds(10));
   {
