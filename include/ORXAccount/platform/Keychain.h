@@ -40,7 +40,7 @@ struct KeychainStatus {
   // The last call found the keyring locked.
   bool locked = false;
   // The error of the last call, if it had one; errSecSuccess otherwise. An item that is not there
-  // is no error.
+  // is no error. What a sign-out could not remove is told until it is gone.
   OSStatus lastError = errSecSuccess;
   std::string description;  // what happened, in one sentence; empty without an error
   std::string path;         // the file it is about; empty where it is about none
