@@ -19,7 +19,7 @@ namespace {
 using SharedUser = std::shared_ptr<ORVAAccountUser>;
 
 // Locked from the identity check until the change is stored, so that memory and store agree however
-// many threads set the user.
+// many threads set the user. No host code runs under it.
 constinit std::mutex settingMutex;
 // That takes as long as the storage does, so a fork does not wait for it: the child starts with an
 // unlocked one.
@@ -40,23 +40,49 @@ void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& use
 }
 
 std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
+  const auto isDone = [&] {
+    return user == ORVAAccountUser::currentUser() && (user || !isSignOutUnfinished());
+  };
+  if (isDone()) return std::nullopt;
+  const auto& cache = ORVAAccountUserCache::sharedInstance();
+  const auto archived = cache->archivedUser(user);
   Dictionary information;
+  // Released at the end of this function, when no lock is held: its destructor may be host code.
+  SharedUser previous;
   const std::lock_guard guard(settingMutex);
-  const auto previous = ORVAAccountUser::currentUser();
-  const bool isChange = user != previous;
-  if (!isChange && (user || !isSignOutUnfinished())) return std::nullopt;
+  previous = ORVAAccountUser::currentUser();
+  if (isDone()) return std::nullopt;
   if (user) information.set(ORVAAccountUserChangeNewKey, user);
-  // Kept beyond the lock by what is returned: its destructor may be host code.
   if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
   currentRecord().set(user);
-  ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
-  if (!isChange) return std::nullopt;
+  try {
+    cache->setCachedUser_archivedUser(user, archived);
+  } catch (...) {
+    // A sign-out that memory ran out for would else find nobody to sign out when it is repeated,
+    // and the user would be back at the next start.
+    currentRecord().set(previous);
+    throw;
+  }
+  if (user == previous) return std::nullopt;
   return information;
 }
 
 void user::announceChange(const Dictionary& information) {
-  NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
-      ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(), information);
+  try {
+    // Throws before the first observer runs, or not at all.
+    NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
+        ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(), information);
+  } catch (...) {
+    // So that whoever repeats the change is heard of.
+    const auto userUnder = [&](std::string_view key) {
+      return information[key].objectOf<ORVAAccountUser>();
+    };
+    const std::lock_guard guard(settingMutex);
+    if (ORVAAccountUser::currentUser() == userUnder(ORVAAccountUserChangeNewKey)) {
+      currentRecord().set(userUnder(ORVAAccountUserChangeOldKey));
+    }
+    throw;
+  }
 }
 
 const std::shared_ptr<Object>& ORVAAccountUser::classObject() {

@@ -1,5 +1,8 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
+#include <atomic>
+#include <thread>
+
 #include "support/AccountServiceFixture.h"
 
 namespace orx {
@@ -233,6 +236,24 @@ TEST_F(UserData, AListThatWasTakenAwayDoesNotSilenceACall) {
   api()->setParsingTasks(std::nullopt);
   EXPECT_EQ(api()->parsingTasks(), std::nullopt);
   EXPECT_NE(fetch().result, nullptr);
+}
+
+TEST_F(UserData, AListThatIsReplacedDuringAParseSilencesNoCall) {
+  std::string data(20'000, 'x');
+  answerWith(soapAnswer(resultBlock("0", "words", "String", data)));
+  std::atomic<bool> isDone = false;
+  std::thread host([&] {
+    while (!isDone) {
+      api()->setParsingTasks(std::vector<Dictionary>());
+      api()->setParsingTasks(std::nullopt);
+    }
+  });
+  for (int call = 0; call < 20; ++call) {
+    const Report outcome = fetch();
+    EXPECT_TRUE(outcome.result && outcome.result->returnData() == Value(data));
+  }
+  isDone = true;
+  host.join();
 }
 
 TEST_F(UserData, NoTaskIsFoundInAListThatWasTakenAway) {

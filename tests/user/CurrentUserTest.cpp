@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/formats/KeyedUnarchiver.h"
 #include "platform/keychain/SecItemFunctions.h"
 #include "platform/keychain/StoreStatus.h"
 #include "platform/storage/StoredDirectory.h"
@@ -194,6 +195,37 @@ TEST_F(CurrentUserTest, ChangesEvenWhenTheRecordCannotBeArchived) {
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
   EXPECT_EQ(seen.size(), 2U);
   EXPECT_EQ(keychainStatus().lastError, errSecParam);
+}
+
+// What a host puts into a record may change the user while the record is archived.
+class Setter final : public SecureCoding {
+ public:
+  explicit Setter(std::function<void()> work) : work_(std::move(work)) {}
+  std::string_view archivedClassName() const override { return "Setter"; }
+  void encodeWithCoder(Coder&) const override { work_(); }
+
+ private:
+  std::function<void()> work_;
+};
+
+TEST_F(CurrentUserTest, IsArchivedWhileNoLockIsHeld) {
+  setClass_forClassName([](const Coder&) { return std::make_shared<Setter>([] {}); }, "Setter");
+  const auto second = userNamed("second");
+  testing::Event done;
+  std::thread setter;
+  const auto thing = std::make_shared<Setter>([&] {
+    setter = std::thread([&] {
+      ORVAAccountUser::setCurrentUser(second);
+      done.set();
+    });
+    EXPECT_TRUE(done.wait());
+  });
+  ORVAAccountUser::setCurrentUser(
+      ORVAAccountUser::initWithUserInfo(Dictionary{{"thing", thing}, {"login", "first"}}));
+  setter.join();
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[1].oldUser, second);
+  EXPECT_EQ(stored(), "first");
 }
 
 TEST_F(CurrentUserTest, CanBeSetByAnObserver) {

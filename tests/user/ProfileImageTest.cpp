@@ -5,6 +5,7 @@
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "support/AccountServiceFixture.h"
+#include "support/FailingAllocation.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx {
@@ -212,6 +213,21 @@ TEST_F(ProfileImage, ARecordWithoutAQueueLoadsAllTheSame) {
   const auto user = userFrom();
   user->setUserOperationQueue(nullptr);
   EXPECT_EQ(load(user).data, Data("picture"));
+}
+
+// Whatever allocation fails at the start of a load, it throws and does not report, or it reports.
+TEST_F(ProfileImage, ThrowsOrReportsWithoutMemory) {
+  answerWith("picture");
+  const auto mailbox = std::make_shared<Mailbox<Loaded>>();
+  std::shared_ptr<ORVAAccountUser> user;
+  failEachAllocation([&] { user = userFrom(); },
+                     [&] { user->loadProfileImageDataWithCompletionBlock(into(mailbox)); },
+                     [&](bool threw) {
+                       if (!threw) mailbox->take();
+                       user->loadProfileImageDataWithCompletionBlock(into(mailbox));
+                       mailbox->take();
+                     });
+  EXPECT_EQ(mailbox->count(), 0U);
 }
 
 TEST_F(ProfileImage, ARestoredRecordHasNoPicture) {
