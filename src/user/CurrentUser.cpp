@@ -1,3 +1,5 @@
+#include "user/CurrentUser.h"
+
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/ORVAAccountUserCache.h>
@@ -7,7 +9,6 @@
 #include <utility>
 
 #include "platform/process/ForkSafety.h"
-#include "user/CurrentUser.h"
 
 namespace orx {
 

@@ -22,9 +22,9 @@ using StoringASignIn = SignInFixture;
 TEST_F(StoringASignIn, HoldsOneThreadForAllThatWaitForTheStore) {
   constexpr std::size_t signIns = 40;
   signIn("first");
-  const auto directory = StoredDirectory::open(*dataHome() + "/orxaccount",
-                                               StoredDirectory::Kind::Private,
-                                               StoredDirectory::Missing::DoNotCreate);
+  const auto directory =
+      StoredDirectory::open(*dataHome() + "/orxaccount", StoredDirectory::Kind::Private,
+                            StoredDirectory::Missing::DoNotCreate);
   const auto held = (*directory)->lock("lock", Deadline::max());
   ASSERT_TRUE(held);
   // Longer than all answers take to come, so that they meet in the store.

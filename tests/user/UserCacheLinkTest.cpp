@@ -62,13 +62,12 @@ TEST_P(UserCacheBehindALink, SaysSoWhenTheLinkLeadsNowhere) {
 
 INSTANTIATE_TEST_SUITE_P(
     , UserCacheBehindALink,
-    ::testing::Values(
-        Layout{"Home", "home", "HOME", "home"},
-        Layout{"LocalShare", "home/.local/share", "HOME", "home"},
-        Layout{"Config", "home/.config", "HOME", "home"},
-        Layout{"DataHome", "data", "XDG_DATA_HOME", "data"},
-        Layout{"FolderAboveDataHome", "data", "XDG_DATA_HOME", "data/below"},
-        Layout{"ConfigurationHome", "config", "XDG_CONFIG_HOME", "config"}),
+    ::testing::Values(Layout{"Home", "home", "HOME", "home"},
+                      Layout{"LocalShare", "home/.local/share", "HOME", "home"},
+                      Layout{"Config", "home/.config", "HOME", "home"},
+                      Layout{"DataHome", "data", "XDG_DATA_HOME", "data"},
+                      Layout{"FolderAboveDataHome", "data", "XDG_DATA_HOME", "data/below"},
+                      Layout{"ConfigurationHome", "config", "XDG_CONFIG_HOME", "config"}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
 }  // namespace

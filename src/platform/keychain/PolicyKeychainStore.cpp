@@ -18,8 +18,8 @@ bool isGone(const Result<void>& removed) {
   return removed || statusOf(removed) == errSecItemNotFound;
 }
 
-// Whether the file may take what the store did not: there is no such store, or it takes nothing from
-// a host that lets nobody be asked.
+// Whether the file may take what the store did not: there is no such store, or it takes nothing
+// from a host that lets nobody be asked.
 bool letsTheFileStandIn(const Result<void>& written) {
   return isStoreMissing(written) || (!written && isAskingFirst(*written.error()));
 }

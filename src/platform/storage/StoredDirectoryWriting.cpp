@@ -40,9 +40,7 @@ int writeAndSynchronize(int descriptor, std::span<const std::uint8_t> bytes) {
 }
 
 // Unique by the lock of the file that it will replace: its holder has swept what others left.
-std::string temporaryNameOf(const std::string& name) {
-  return std::string(temporaryPrefix) + name;
-}
+std::string temporaryNameOf(const std::string& name) { return std::string(temporaryPrefix) + name; }
 
 bool isNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
@@ -179,8 +177,8 @@ Result<void> StoredDirectory::removeWhere(
 // none of its writers lives while this runs.
 Result<void> StoredDirectory::sweepTemporaryFiles(const std::string& name) const {
   return removeWhere([temporary = temporaryNameOf(name)](std::string_view found) {
-    return found == temporary || (found.starts_with(temporaryPrefix) &&
-                                  isNumber(found.substr(temporaryPrefix.size())));
+    return found == temporary ||
+           (found.starts_with(temporaryPrefix) && isNumber(found.substr(temporaryPrefix.size())));
   });
 }
 

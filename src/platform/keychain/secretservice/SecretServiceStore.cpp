@@ -28,8 +28,9 @@ bool isOwnSocket(const std::string& path) {
   return stat(path.c_str(), &file) == 0 && S_ISSOCK(file.st_mode) && file.st_uid == geteuid();
 }
 
-// Secrets are handed over unencrypted, so each of the places that the address lists must be a socket
-// of this machine: "tcp:" would send them over a network, "unixexec:" to whatever program it names.
+// Secrets are handed over unencrypted, so each of the places that the address lists must be a
+// socket of this machine: "tcp:" would send them over a network, "unixexec:" to whatever program it
+// names.
 void requireLocalSocket(std::string_view address) {
   while (!address.empty()) {
     const auto end = std::min(address.find(';'), address.size());
