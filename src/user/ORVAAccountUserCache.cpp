@@ -4,6 +4,7 @@
 #include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/Bundle.h>
 
+#include <atomic>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "platform/process/UUID.h"
 #include "platform/storage/UserDefaults.h"
 #include "user/ArchivedClasses.h"
+#include "user/CurrentUser.h"
 
 namespace orx {
 
@@ -140,12 +142,17 @@ std::optional<std::string> installationUUID() {
   return uuid;
 }
 
+// The last removal left something behind.
+constinit std::atomic<bool> removalIsUnfinished = false;
+
 void removeStoredUser(ORVAAccountKeychain& keychain) {
   // The defaults first: if the item cannot be removed, or the process dies in between, it belongs
   // to no installation, and the next reading removes it.
-  noteDefaultsError(errorOf(
-      UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey)));
-  keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
+  const auto removed =
+      UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey);
+  noteDefaultsError(errorOf(removed));
+  const bool isGone = keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
+  removalIsUnfinished = !removed || !isGone;
 }
 
 // Keeps out the application's other processes and threads while the defaults and the keychain are
@@ -159,12 +166,14 @@ Result<std::optional<FileLock>> lockTransaction(Missing missing) {
 }
 
 // Where no lock can be made because nothing can be written there, the UUID cannot change either,
-// and the work goes on without a lock.
+// and the work goes on without a lock. Any other failure to lock it says nothing about others.
 bool isHeldUp(const Result<std::optional<FileLock>>& lock) {
-  return !lock && isLockedByAnother(*lock.error());
+  return !lock && !isNotWritable(*lock.error());
 }
 
 }  // namespace
+
+bool user::isSignOutUnfinished() { return removalIsUnfinished; }
 
 ORVAAccountUserCache::ORVAAccountUserCache()
     : userKeychain_(ORVAAccountKeychain::initWithServiceID(keychainService())) {

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """The command line as its users and their scripts meet it.
 
-usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM
+usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM --service PROGRAM
+
+The last is the scripted Secret Service.
 """
 
 import argparse
@@ -19,6 +21,9 @@ import termios
 import time
 import unittest
 from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).parent.parent / "torture"))
+import session  # noqa: E402
 
 PASSWORD = "correct horse battery"
 WAIT = 60
@@ -188,7 +193,7 @@ class Answers(CommandLine):
         self.expect(4, "--identifier", "com.example.elsewhere", "whoami")
 
 
-class Prompt(CommandLine):
+class Terminal(CommandLine):
     """On a terminal of its own."""
 
     def start(self, *arguments):
@@ -225,14 +230,20 @@ class Prompt(CommandLine):
         _, status = os.waitpid(child, 0)
         return os.waitstatus_to_exitcode(status)
 
-    def test_the_password_is_asked_for_and_not_shown(self):
-        self.sign_up()
+    def sign_in(self):
         child, terminal = self.start("login", "--login", self.login)
         shown = self.read_until(terminal, "Password: ")
         self.wait_for_echo(terminal, False)
         os.write(terminal, (PASSWORD + "\n").encode())
         shown += self.read_until(terminal, None)
         self.assertEqual(self.exit_code(child), 0, shown)
+        return shown
+
+
+class Prompt(Terminal):
+    def test_the_password_is_asked_for_and_not_shown(self):
+        self.sign_up()
+        shown = self.sign_in()
         self.assertNotIn(PASSWORD, shown)
         self.assertIn(f"signed in as {self.login}", shown)
 
@@ -271,11 +282,38 @@ class Prompt(CommandLine):
             self.assertEqual(self.exit_code(child), -signal.SIGTERM)
 
 
+class Keyring(Terminal):
+    """With a keyring that asks before it takes anything."""
+
+    def setUp(self):
+        super().setUp()
+        self.sign_up()
+        self.expect(0, "logout")
+        self.keyring = session.Session(programs.service, self.home / "session")
+        self.addCleanup(self.keyring.end)
+        self.keyring.set_script("ask CreateItem\nprompt answer")
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.keyring.address
+
+    def test_somebody_at_a_terminal_with_a_display_is_asked(self):
+        self.environment["DISPLAY"] = ":0"
+        self.sign_in()
+        self.assertIn("Prompt", self.keyring.calls)
+        self.assertEqual(len(self.keyring.items_text.splitlines()), 1)
+
+    def test_without_a_display_or_a_terminal_the_file_takes_the_user(self):
+        self.sign_in()
+        self.expect(0, "login", "--login", self.login, "--password-stdin",
+                    typed=PASSWORD + "\n", DISPLAY=":0")
+        self.assertNotIn("Prompt", self.keyring.calls)
+        self.assertEqual(json.loads(self.expect(0, "status", "--json").stdout)["store"], "file")
+
+
 def main():
     global programs, service
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--orxaccount", required=True)
     parser.add_argument("--devserver", required=True)
+    parser.add_argument("--service", required=True)
     programs, others = parser.parse_known_args()
     service = Service()
     try:

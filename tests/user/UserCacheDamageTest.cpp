@@ -154,6 +154,24 @@ TEST_F(UserCacheTest, DeletesEvenADamagedBlobWhenTheDefaultsTrulyHoldNoUUID) {
   EXPECT_FALSE(blob());
 }
 
+// Who cannot take the lock knows nothing of a sign-in that another process is in the middle of.
+TEST_F(UserCacheTest, ChangesNothingWhereTheLockOfATransactionCannotBeTaken) {
+  signIn("someone");
+  putUUID("of another installation");
+  const auto lock = home.defaultsFile().parent_path() / ".transaction.lock";
+  std::filesystem::remove(lock);
+  std::filesystem::create_directory(lock);
+  const auto before = blob();
+  EXPECT_EQ(restored(), "(nobody)");
+  signIn("another");
+  EXPECT_EQ(keychainStatus().path, lock.string());
+  EXPECT_EQ(blob(), before);
+  EXPECT_EQ(uuid(), "of another installation");
+  std::filesystem::remove(lock);
+  EXPECT_EQ(restored(), "(nobody)");
+  EXPECT_FALSE(blob());
+}
+
 TEST_F(UserCacheTest, RemovesABlobThatNamesNoInstallation) {
   putUUID("U");
   putBlob(Dictionary{{"data", Data("x")}});

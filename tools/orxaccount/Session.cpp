@@ -1,5 +1,8 @@
 #include "Session.h"
 
+#include <unistd.h>
+
+#include <cstdlib>
 #include <iostream>
 #include <sstream>
 #include <utility>
@@ -65,6 +68,13 @@ void requireStored(const std::shared_ptr<orx::ORVAAccountUser>& user) {
                     ", but this could not be stored: the next start will not know it"};
 }
 
+// Whether somebody can see a window, and sits at the terminal that this was called on.
+bool somebodyCanBeAsked() {
+  const bool hasDisplay =
+      std::getenv("WAYLAND_DISPLAY") != nullptr || std::getenv("DISPLAY") != nullptr;
+  return hasDisplay && isatty(STDERR_FILENO) == 1;
+}
+
 }  // namespace
 
 class Session::Delegate final : public orx::ORVAAccountLoginManagerDelegate {
@@ -88,6 +98,7 @@ class Session::Delegate final : public orx::ORVAAccountLoginManagerDelegate {
 Session::Session(const GlobalOptions& options)
     : delegate_(std::make_shared<Delegate>(options.verbose)) {
   orx::Bundle::mainBundle()->setBundleIdentifier(options.identifier);
+  orx::setKeychainPromptsAllowed(somebodyCanBeAsked());
   orx::URLSessionConfiguration::setDefaultConfiguration(urlSessionConfiguration(options));
   orx::ORVAAccountLoginManager::setLoginServerIsCN(options.china);
   orx::ORVAAccountLoginManager::sharedInstance()->setDelegate(delegate_);
