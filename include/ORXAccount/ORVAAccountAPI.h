@@ -31,8 +31,10 @@ using ORVAAccountAPICompletionHandler = std::function<void(
 //
 // For all operations: `parameters` are sent as JSON and may be empty. Parameters that cannot be
 // written as JSON (NaN, infinities, data, objects, text that is not UTF-8) and an empty completion
-// handler throw std::invalid_argument on the calling thread; nothing is sent. A transfer that fails
-// gives an error of NSURLErrorDomain. The target server flag is read when the call is made.
+// handler throw std::invalid_argument on the calling thread; nothing is sent. Nor is anything where
+// the system has no thread to report from (std::system_error) or no memory (std::bad_alloc): these
+// are thrown there too, and the handler is not called. A transfer that fails gives an error of
+// NSURLErrorDomain. The target server flag is read when the call is made.
 //
 // Thread safety: operations may be started from any thread. appID and appKey are plain fields, to
 // be set before calls are started. A pending call keeps what it needs alive; the caller need not.

@@ -25,8 +25,9 @@ class ORVAAccountUser;
 // cancelled.
 //
 // A sign-in throws std::invalid_argument on the calling thread, and sends nothing, when ORVAAccount
-// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Safe
-// to use from any thread.
+// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Where
+// the system has no thread or memory for it, it throws std::system_error or std::bad_alloc there,
+// and the delegate hears nothing. Safe to use from any thread.
 class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParserDelegate {
  public:
   // Made on first use and never destroyed.
