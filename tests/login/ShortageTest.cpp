@@ -3,8 +3,10 @@
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 #include "support/FailingAllocation.h"
@@ -66,6 +68,19 @@ class Shortage : public ::testing::TestWithParam<std::size_t> {
   ServerProcess server_{{kGlobalHost}, answer};
 };
 
+// Whether every other thread of this process waits for something.
+bool othersSleep() {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (task.path().filename() == std::to_string(getpid())) continue;
+    std::ifstream file(task.path() / "stat");
+    std::string line;
+    std::getline(file, line);
+    // "ID (NAME) STATE ...": S says that it waits.
+    if (line.find(") S") == std::string::npos) return false;
+  }
+  return true;
+}
+
 class CallsWithFewThreads : public Shortage {
  protected:
   void SetUp() override {
@@ -87,6 +102,9 @@ TEST_P(CallsWithFewThreads, LoadPictures) {
                                 for (int i = 0; i < 20; ++i) {
                                   loadPicture(pictures);
                                   if (pictures.take() != Data("picture")) return 1;
+                                  // The one that leads waits for its sockets when the next load
+                                  // begins.
+                                  if (!eventually(othersSleep)) return 2;
                                 }
                                 return fine;
                               }),

@@ -8,6 +8,7 @@
 #include "platform/queues/WorkerPool.h"
 #include "support/Await.h"
 #include "support/JobsOnCommand.h"
+#include "support/ThreadCount.h"
 #include "support/ThreadLimit.h"
 
 namespace orx::testing {
@@ -102,6 +103,69 @@ TEST_F(ThreadShortage, LetsAJobWaitForTheNextOneOnTwoThreads) {
                                   if (done.take() != 1) return 1;
                                 }
                                 return reactor.hadTwoLeaders() ? 2 : fine;
+                              }),
+            fine);
+}
+
+// There is no watchdog that would take the lead from a job that keeps it.
+TEST_F(ThreadShortage, LetsAWorkerLeadThatReturnsWhileAJobKeepsTheLeader) {
+  EXPECT_EQ(statusWithThreads(2,
+                              [] {
+                                JobsOnCommand& reactor = JobsOnCommand::anew();
+                                Mailbox<int> done;
+                                const auto waitForTheNextOne = [&] {
+                                  Event inner;
+                                  reactor.submitNext([&inner] { inner.set(); });
+                                  done.put(inner.wait() ? 1 : 0);
+                                };
+                                // Makes the second thread a worker.
+                                reactor.submitNext(waitForTheNextOne);
+                                if (done.take() != 1) return 1;
+                                Event entered;
+                                Event gate;
+                                WorkerPool::shared().submit(makeJob([&] {
+                                  entered.set();
+                                  (void)gate.wait();
+                                }));
+                                if (!entered.wait()) return 2;
+                                Event kept;
+                                reactor.submitNext([&] {
+                                  kept.set();
+                                  waitForTheNextOne();
+                                });
+                                if (!kept.wait()) return 3;
+                                gate.set();
+                                return done.take() == 1 ? fine : 4;
+                              }),
+            fine);
+}
+
+TEST_F(ThreadShortage, LeavesTwoWorkersWhenItIsOver) {
+  EXPECT_EQ(statusWithThreads(2,
+                              [] {
+                                JobsOnCommand& reactor = JobsOnCommand::anew();
+                                Mailbox<int> done;
+                                reactor.submitNext([&] {
+                                  Event inner;
+                                  reactor.submitNext([&inner] { inner.set(); });
+                                  done.put(inner.wait() ? 1 : 0);
+                                });
+                                if (done.take() != 1) return 1;
+                                limitThreads(30);
+                                Event gate;
+                                constexpr int blocked = 10;
+                                for (int i = 0; i < blocked; ++i) {
+                                  WorkerPool::shared().submit(makeJob([&] {
+                                    done.put(1);
+                                    (void)gate.wait();
+                                    done.put(2);
+                                  }));
+                                }
+                                for (int i = 0; i < blocked; ++i) done.take();
+                                gate.set();
+                                for (int i = 0; i < blocked; ++i) done.take();
+                                // With the thread of this test.
+                                return eventually([] { return threadCount() == 3; }) ? fine : 2;
                               }),
             fine);
 }
