@@ -49,8 +49,8 @@ constexpr std::chrono::microseconds expectedReturn{200};
 constexpr std::chrono::microseconds shortJob{100};
 // An idle worker beyond the core, and an idle watchdog, end after this time.
 constexpr std::chrono::seconds idleTime{3};
-// After the system has refused a thread, none is asked for during this time: a thread is refused
-// at the cost of several system calls, and every job would pay for them.
+// How often a watchdog asks again for a thread that the system has refused: to be refused one costs
+// several system calls.
 constexpr std::chrono::milliseconds refusalTime{20};
 
 // This thread is the leader and inside Reactor::dispatch(): it runs what it submits itself.
@@ -86,8 +86,6 @@ struct WorkerPool::State {
   bool workerIsComing = false;
   Clock::time_point lastJobTaken;
   bool lastJobWasShort = true;
-
-  Clock::time_point threadsAreRefusedUntil{};
 
   Reactor* reactor = nullptr;
   const Worker* leader = nullptr;  // none: the next free worker leads
@@ -278,12 +276,10 @@ void WorkerPool::State::startThread(void (State::*body)()) {
 // False when the system has no thread or memory left. Jobs then wait until a worker is free; the
 // watchdog and later jobs try again.
 bool WorkerPool::State::triesToStart(void (State::*start)()) {
-  if (Clock::now() < threadsAreRefusedUntil) return false;
   try {
     (this->*start)();
     return true;
   } catch (const std::exception&) {
-    threadsAreRefusedUntil = Clock::now() + refusalTime;
     return false;
   }
 }
