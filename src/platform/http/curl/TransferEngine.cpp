@@ -57,8 +57,6 @@ void TransferEngine::leaveParentsConnections() {
 }
 
 void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
-  // Without any worker neither an answer nor an error could be reported.
-  WorkerPool::shared().ensureWorker();
   {
     const InboxLock lock(forkLocks.transferInbox);
     if (state_ == nullptr) state_ = new State(nullptr);
@@ -154,6 +152,8 @@ void TransferEngine::stop() {
 
 void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
                    TransferHandler handler) {
+  // Without any worker neither an answer nor an error could be reported.
+  WorkerPool::shared().ensureWorker();
   TransferEngine::shared().submit(
       std::make_unique<Transfer>(std::move(request), std::move(configuration), std::move(handler)));
 }

@@ -15,9 +15,9 @@ class TransferEngine final : private Reactor {
  public:
   static TransferEngine& shared();
 
-  // Takes the transfer over; it reports later, from a worker. Throws, and the transfer reports
-  // nothing, where startTransfer() throws. Cheap: wakes at most one thread for any number of
-  // transfers in a row. From any thread.
+  // Takes the transfer over; it reports later, from a worker, of which there must be one. Cheap:
+  // wakes at most one thread for any number of transfers in a row. From any thread. Throws
+  // std::bad_alloc without memory, and the transfer reports nothing.
   void submit(std::unique_ptr<Transfer> transfer);
 
   // For the child of a fork.
