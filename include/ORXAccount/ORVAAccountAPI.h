@@ -33,8 +33,10 @@ using ORVAAccountAPICompletionHandler = std::function<void(
 // written as JSON (NaN, infinities, data, objects, text that is not UTF-8, more than 512 arrays and
 // dictionaries inside each other), any other text that is not UTF-8 (an ApiID, the name of a list,
 // appID, appKey) and an empty completion handler throw std::invalid_argument on the calling thread;
-// nothing is sent. A transfer that fails gives an error of NSURLErrorDomain.
-// The target server flag is read when the call is made.
+// nothing is sent. Nor is anything where the system has no thread to report from
+// (std::system_error) or no memory (std::bad_alloc): these are thrown there too, and the handler is
+// not called. A transfer that fails gives an error of NSURLErrorDomain. The target server flag is
+// read when the call is made.
 //
 // What limits an answer: its body (64 MB) and its headers (256 KB) may be as long as
 // URLSessionConfiguration says, else the transfer fails. JSON that is nested more than 512 deep,
