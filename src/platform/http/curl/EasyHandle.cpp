@@ -273,6 +273,10 @@ void EasyHandle::reportProgress(bool wanted) {
   curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, wanted ? 0L : 1L);
 }
 
+void EasyHandle::keepConnection(bool allowed) {
+  curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
+}
+
 long EasyHandle::number(CURLINFO which) const {
   long value = 0;
   curl_easy_getinfo(curl_, which, &value);

@@ -71,6 +71,8 @@ class EasyHandle {
   void setRequest(const URLRequest& request, const std::string& url, long redirectsLeft,
                   bool needsFreshConnection);
   void reportProgress(bool wanted);
+  // Whether libcurl may keep the connection once it is done with this transfer.
+  void keepConnection(bool allowed);
 
   // What libcurl knows of the transfer so far.
   long number(CURLINFO which) const;

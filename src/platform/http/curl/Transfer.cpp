@@ -68,13 +68,16 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
   const bool isNew = now.connections > before.connections;
   if (isNew) {
     easy_->reportProgress(true);
-  } else if (context_->sockets.peerHasClosed(connection)) {
+  } else if (context_->sockets.isDead(connection)) {
     // A server ends a connection that was idle for long. Sent into it, the request would count as
     // lost though nobody read it, so it goes over a fresh connection instead.
     connectionWasDead_ = true;
     return false;
   }
   sending_ = now;
+  // libcurl would keep a connection on which sending failed. The TLS library still holds what could
+  // not be sent, and would send it in place of the next request.
+  easy_->keepConnection(false);
   // A redirect that libcurl followed has left its own reply here.
   reply_.reset();
   stage_ = TransferStage::waiting;
@@ -102,6 +105,10 @@ bool Transfer::onHeaderLine(std::string_view line) noexcept {
   const ReplyParser::Next next = reply_.takeHeaderLine(line, !request_.httpBody);
   if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
   if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
+  // What fails from here on makes libcurl close the connection by itself.
+  if (next == ReplyParser::Next::body || next == ReplyParser::Next::redirectedReply) {
+    easy_->keepConnection(true);
+  }
   return next != ReplyParser::Next::nothing;
 }
 
