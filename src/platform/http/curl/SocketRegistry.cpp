@@ -37,7 +37,9 @@ bool readEndpoint(int descriptor, AddressOf addressOf, std::string& address, int
 }  // namespace
 
 int SocketRegistry::open(int family, int type, int protocol) {
-  const int descriptor = socket(family, type | SOCK_CLOEXEC, protocol);
+  // libcurl asks for no blocking as well, and goes on when the system refuses it: a silent peer
+  // would then hold up all transfers.
+  const int descriptor = socket(family, type | SOCK_CLOEXEC | SOCK_NONBLOCK, protocol);
   if (descriptor < 0) return -1;
   try {
     poller_.registerSocket(descriptor);
