@@ -20,8 +20,7 @@ class FailedConnection : public AccountServiceFixture,
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(Calls, FailedConnection,
-                         ::testing::Values(Function::send, Function::recv),
+INSTANTIATE_TEST_SUITE_P(Calls, FailedConnection, ::testing::Values(Function::send, Function::recv),
                          [](const auto& instance) {
                            return instance.param == Function::send ? "Send" : "Recv";
                          });

@@ -67,9 +67,8 @@ TEST(FailingSystem, LetsEachCallReplaceABrokenConnectionHoweverManyDidBefore) {
 }
 
 TEST(FailingSystem, SaysWhatBecameOfACallWhoseConnectionsAllBroke) {
-  TLSTestServer server(hosts, [](const auto&) {
-    return Answer{.bytes = Answer::reply(200).bytes, .stalls = true};
-  });
+  TLSTestServer server(
+      hosts, [](const auto&) { return Answer{.bytes = Answer::reply(200).bytes, .stalls = true}; });
   // So many calls at a time leave as many connections.
   constexpr int connections = 10;
   const auto outcomes = std::make_shared<Outcomes>();

@@ -68,14 +68,15 @@ class OutOfMemory : public ::testing::Test {
   TLSTestServer server_{{"one.example"}, Answer::reply(200, "fine")};
 };
 
+// Over a kept connection: where memory ends while it makes one, libcurl 7.88 itself crashes.
 TEST_F(OutOfMemory, OfLibcurlEndsOneCallWithAnErrorThatSaysSo) {
   takeOverLibcurl();
   expectSuccess();
   std::set<std::int64_t> codes;
   for (int at = 1;; ++at) {
-    beginWithoutConnection();
+    auto asked = request();
     untilFailure = at;
-    const Outcome outcome = call(server_.configuration(), request());
+    const Outcome outcome = call(server_.configuration(), std::move(asked));
     const bool wasReached = untilFailure.exchange(0) <= 0;
     if (!wasReached) break;
     codes.insert(outcome.errorCode());
@@ -85,6 +86,22 @@ TEST_F(OutOfMemory, OfLibcurlEndsOneCallWithAnErrorThatSaysSo) {
   // Before the request has left, and after that.
   EXPECT_TRUE(codes.contains(NSURLErrorUnknown));
   EXPECT_TRUE(codes.contains(NSURLErrorDataLengthExceedsMaximum));
+}
+
+TEST_F(OutOfMemory, IsNoReasonToBlameTheTextOfAURL) {
+  takeOverLibcurl();
+  int failures = 0;
+  for (bool failed = true; failed;) {
+    untilFailure = failures + 1;
+    try {
+      EXPECT_TRUE(URL::URLWithString("https://one.example/a?b#c"));
+      failed = false;
+    } catch (const std::bad_alloc&) {
+      ++failures;
+    }
+  }
+  untilFailure = 0;
+  EXPECT_GT(failures, 0);
 }
 
 // Calls from a handler, so on the thread that drives the transfers, and lets one of the allocations

@@ -136,10 +136,10 @@ EasyHandle::~EasyHandle() {
   curl_url_cleanup(parsedURL_);
 }
 
-EasyHandle::Client& EasyHandle::clientOf(CURL* curl) {
+EasyHandle::Client* EasyHandle::clientOf(CURL* curl) {
   EasyHandle* handle = nullptr;
   curl_easy_getinfo(curl, CURLINFO_PRIVATE, &handle);
-  return handle->client();
+  return handle != nullptr ? handle->client_ : nullptr;
 }
 
 void EasyHandle::setClient(Client* client) {
@@ -254,6 +254,7 @@ void EasyHandle::setURL(const std::string& text) {
   // Stays empty when this throws, so that the next request sets it again.
   url_.clear();
   if (parsedURL_ == nullptr) parsedURL_ = curl_url();
+  if (parsedURL_ == nullptr) throw std::bad_alloc();
   curl_easy_setopt(curl_, CURLOPT_CURLU, parse(text, parsedURL_) ? parsedURL_ : nullptr);
   setText(curl_, CURLOPT_URL, text);
   url_ = text;

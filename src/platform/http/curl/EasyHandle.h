@@ -57,8 +57,8 @@ class EasyHandle {
   ~EasyHandle();
 
   CURL* curl() const { return curl_; }
-  // The client that was set last for the EasyHandle of this CURL handle.
-  static Client& clientOf(CURL* curl);
+  // The client that was set last for the EasyHandle of this CURL handle; null when there is none.
+  static Client* clientOf(CURL* curl);
   Client& client() const { return *client_; }
   // Starts or ends (null) the service for a client, and forgets the last one's error text.
   void setClient(Client* client);

@@ -73,13 +73,17 @@ void MultiHandle::abandon() {
 int MultiHandle::watchSocket(CURL* curl, curl_socket_t descriptor, int what, void* self,
                              void*) noexcept {
   auto& multi = *static_cast<MultiHandle*>(self);
+  Transfer* transfer = Transfer::of(curl);
   std::uint32_t events = 0;
   if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= EPOLLIN;
   if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= EPOLLOUT;
-  if (!multi.context_.poller.setInterest(descriptor, events) && events != 0) {
-    const int systemError = errno;
+  const bool isDone = multi.context_.poller.setInterest(descriptor, events);
+  // libcurl has handles of its own, too.
+  if (transfer == nullptr) return 0;
+  transfer->isWatched = events != 0;
+  if (!isDone && transfer->isWatched) {
     // It would wait for its time-out. Told of the failure, libcurl would end all others with it.
-    if (Transfer* transfer = multi.runningOn(curl)) transfer->onUnwatched(systemError);
+    transfer->onUnwatched(errno);
     multi.someAreUnwatched_ = true;
   }
   return 0;
@@ -113,7 +117,6 @@ void MultiHandle::enqueue(TransferList& transfers) { queued_.splice(queued_.end(
 void MultiHandle::runOnce() {
   startQueued();
   dispatchReady();
-  endUnwatched();
   if (!isAnyOverdue()) return;
   drainReady();
   endOverdue();
@@ -152,34 +155,42 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   addToMulti(started);
 }
 
-// Null when it is no transfer's handle.
-Transfer* MultiHandle::runningOn(CURL* curl) const {
-  const auto found = std::ranges::find(running_, curl, [](const auto& each) { return each->curl(); });
-  return found != running_.end() ? found->get() : nullptr;
-}
-
 // libcurl only sets its timer to this moment; the next dispatchReady() does the first work.
 void MultiHandle::addToMulti(Transfer& transfer) {
-  if (curl_multi_add_handle(multi_, transfer.curl()) != CURLM_OK) {
+  const CURLMcode code = curl_multi_add_handle(multi_, transfer.curl());
+  if (code == CURLM_OUT_OF_MEMORY) {
+    end(transfer, CURLE_OUT_OF_MEMORY);
+  } else if (code != CURLM_OK) {
     end(transfer, CURLE_FAILED_INIT);
   }
+}
+
+// For one socket, or for the timer. Without memory libcurl stops before it has said which socket a
+// transfer waits for. It does not name that transfer, which would wait for its time-out.
+void MultiHandle::work(curl_socket_t descriptor, int bits) {
+  int running = 0;
+  if (curl_multi_socket_action(multi_, descriptor, bits, &running) != CURLM_OUT_OF_MEMORY) return;
+  for (const auto& transfer : running_) {
+    if (!transfer->isWatched) transfer->onUnwatched(ENOMEM);
+  }
+  someAreUnwatched_ = true;
 }
 
 // libcurl is told which connections are ready and looks at no other, so a pass costs the same
 // however many transfers only wait.
 void MultiHandle::dispatchReady() {
-  int running = 0;
   // libcurl may close a socket in one of these calls. It does not know the number any more then,
   // and ignores a later event for it.
   for (const auto& event : std::exchange(ready_, {})) {
-    curl_multi_socket_action(multi_, event.data.fd, selectBits(event.events), &running);
+    work(event.data.fd, selectBits(event.events));
   }
   if (timer_ && *timer_ <= Clock::now()) {
     // Reset before the call, in which libcurl may set it anew.
     timer_.reset();
-    curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
+    work(CURL_SOCKET_TIMEOUT, 0);
   }
   collectFinished();
+  endUnwatched();
 }
 
 // From the back, because end() puts the last transfer in the place of the one that it ends.
@@ -226,7 +237,7 @@ void MultiHandle::collectFinished() {
     if (message->msg != CURLMSG_DONE) continue;
     // The message is gone as soon as its handle leaves the multi handle.
     const CURLcode code = message->data.result;
-    Transfer& transfer = Transfer::of(message->easy_handle);
+    Transfer& transfer = *Transfer::of(message->easy_handle);
     if (continues(transfer, code)) {
       // Only a handle that is added again starts over.
       curl_multi_remove_handle(multi_, transfer.curl());

@@ -52,8 +52,8 @@ class MultiHandle {
   void startQueued();
   std::unique_ptr<EasyHandle> takeEasyHandle();
   void start(std::unique_ptr<Transfer> transfer);
-  Transfer* runningOn(CURL* curl) const;
   void addToMulti(Transfer& transfer);
+  void work(curl_socket_t descriptor, int bits);
   void dispatchReady();
   void endUnwatched();
   bool isAnyOverdue();

@@ -39,8 +39,8 @@ class Transfer final : private EasyHandle::Client {
     return configuration_;
   }
   CURL* curl() const { return easy_->curl(); }
-  // The transfer that runs on an easy handle.
-  static Transfer& of(CURL* curl) { return static_cast<Transfer&>(EasyHandle::clientOf(curl)); }
+  // The transfer that runs on an easy handle; null when there is none.
+  static Transfer* of(CURL* curl) { return static_cast<Transfer*>(EasyHandle::clientOf(curl)); }
 
   // Takes an easy handle until finish(), and sets it up for this request. The time-out counts from
   // here. Like continuesAfter() and finish() it throws std::bad_alloc without memory.
@@ -65,6 +65,8 @@ class Transfer final : private EasyHandle::Client {
 
   // The index in the multi handle's list of running transfers, which the multi handle keeps here.
   std::size_t place = 0;
+  // Whether the multi handle watches a socket for it; likewise.
+  bool isWatched = false;
 
  private:
   // What libcurl had done when it was last allowed to send.

@@ -1,11 +1,10 @@
-#include "platform/http/curl/SocketRegistry.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/http/curl/SocketRegistry.h"
 #include "support/Await.h"
 #include "support/LoopbackListener.h"
 
