@@ -61,7 +61,7 @@ inline constexpr std::int64_t NSURLErrorHTTPTooManyRedirects = -1007;
 // What came is no HTTP.
 inline constexpr std::int64_t NSURLErrorBadServerResponse = -1011;
 inline constexpr std::int64_t NSURLErrorCannotDecodeRawData = -1015;
-// The reply is longer than URLSessionConfiguration allows.
+// The reply is longer than URLSessionConfiguration allows, or memory ran out while it was awaited.
 inline constexpr std::int64_t NSURLErrorDataLengthExceedsMaximum = -1103;
 inline constexpr std::int64_t NSURLErrorSecureConnectionFailed = -1200;
 // The certificate is not trusted, is for another host name, or has expired.
