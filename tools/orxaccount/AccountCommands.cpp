@@ -77,16 +77,17 @@ void runWhoAmI(const GlobalOptions& options) {
   Output(options.json).printFields(fields);
 }
 
-// Throws a Failure when the stores say that something of a user is, or may be, still there: the
-// ticket in it opens the account for whoever reads it.
+// Throws a Failure when something of a user is, or may be, still stored: the ticket in it opens the
+// account for whoever reads it.
 void requireNothingLeft(const std::string& what) {
+  orx::KeychainStatus status = orx::keychainStatus();
   // A reading removes what belongs to nobody, and finds what cannot be removed.
   const auto stored = orx::ORVAAccountUserCache::sharedInstance()->cachedUser();
-  const orx::KeychainStatus status = orx::keychainStatus();
+  if (status.lastError == orx::errSecSuccess) status = orx::keychainStatus();
   if (!stored && status.lastError == orx::errSecSuccess) return;
-  std::string text = what + ", but the stored user could not be removed";
-  for (const std::string& more : {status.description, status.path, status.remedy}) {
-    if (!more.empty()) text += "; " + more;
+  std::string text = what + ", but a stored user may still be there.";
+  for (const std::string& more : {status.description, status.remedy}) {
+    if (!more.empty()) text += ' ' + more;
   }
   throw Failure{ExitCode::Storage, std::move(text)};
 }

@@ -107,7 +107,9 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
       "--app-key-file",
       [&options](const std::string& file) { options.appKey = readSecretFile(file); },
       "A file that holds the application's key (else Env:ORXACCOUNT_APP_KEY, the key itself)");
-  if (const char* key = std::getenv("ORXACCOUNT_APP_KEY")) options.appKey = key;
+  if (const char* key = std::getenv("ORXACCOUNT_APP_KEY"); key != nullptr && *key != 0) {
+    options.appKey = key;
+  }
   app.add_option_function<std::string>(
          "--app-key",
          [](const std::string&) {
