@@ -13,8 +13,8 @@
 namespace orx::devserver {
 namespace {
 
-// login_key is what makes an account unique: the lower-cased login, or the key of an identity, which
-// no login equals because logins have no colon.
+// login_key is what makes an account unique: the lower-cased login, or the key of an identity,
+// which no login equals because logins have no colon.
 constexpr const char* kSchema = R"sql(
   PRAGMA foreign_keys = ON;
   CREATE TABLE IF NOT EXISTS account (
@@ -73,9 +73,9 @@ class AccountStore::Database {
   explicit Database(const std::string& path) {
     const std::string place = path.empty() ? ":memory:" : makePrivateFile(path).string();
     // SQLite looks for links in the whole path; those among its folders are resolved by now.
-    const int opened = sqlite3_open_v2(
-        place.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW,
-        nullptr);
+    const int opened =
+        sqlite3_open_v2(place.c_str(), &handle_,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW, nullptr);
     if (opened != SQLITE_OK) fail();
     sqlite3_busy_timeout(handle_, kBusyMilliseconds);
     execute(kSchema);

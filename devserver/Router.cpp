@@ -118,9 +118,8 @@ HTTPResponse Router::respondToCall(const HTTPRequest& request,
     return soapFault(guessVersion(request.body), false,
                      "Server was unable to read request. There is an error in the XML document.");
   }
-  return request.path == kCustomerInfoPath
-             ? answerCustomerInfo(environment_, *call)
-             : answerAccountService(environment_, *call, authority);
+  return request.path == kCustomerInfoPath ? answerCustomerInfo(environment_, *call)
+                                           : answerAccountService(environment_, *call, authority);
 }
 
 HTTPResponse Router::respondToGet(const HTTPRequest& request) {

@@ -46,7 +46,8 @@ TEST_F(Limits, EndAConnectionWhoseBodyInChunksIsTooLarge) {
 
 TEST_F(Limits, KeepTheHostHeaderOutOfAddresses) {
   const std::string ticket = ticketOfNewAccount(ServiceClient(service_));
-  const std::string body = soap11HeaderEnvelope({}, "sso0000006", R"({"ticket":")" + ticket + "\"}");
+  const std::string body =
+      soap11HeaderEnvelope({}, "sso0000006", R"({"ticket":")" + ticket + "\"}");
   const auto answerFor = [&](const std::string& host) {
     return answerTo("POST /ws/OrvaService.asmx HTTP/1.1\r\nHost: " + host +
                     "\r\nConnection: close\r\nContent-Type: text/xml\r\nContent-Length: " +
@@ -54,8 +55,8 @@ TEST_F(Limits, KeepTheHostHeaderOutOfAddresses) {
   };
   EXPECT_NE(answerFor("localhost").find("https://localhost/sso/"), std::string::npos);
   EXPECT_NE(answerFor("LocalHost:8443").find("https://localhost:8443/sso/"), std::string::npos);
-  for (const char* host : {"localhost:@evil.example", "localhost:1/evil", "localhost:", "localhost:0",
-                           "localhost:65536", "localhost:44x", "evil.example"}) {
+  for (const char* host : {"localhost:@evil.example", "localhost:1/evil", "localhost:",
+                           "localhost:0", "localhost:65536", "localhost:44x", "evil.example"}) {
     const std::string answer = answerFor(host);
     EXPECT_EQ(answer.find("/sso/"), std::string::npos) << host;
     EXPECT_TRUE(answer.starts_with("HTTP/1.1 4")) << host << answer;

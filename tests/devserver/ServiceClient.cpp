@@ -118,8 +118,8 @@ std::string ServiceClient::exchange(const std::string& request) const {
   std::size_t count = 0;
   for (std::size_t sent = 0; sent < request.size(); sent += count) {
     count = 0;
-    const auto code = curl_easy_send(handle.get(), request.data() + sent, request.size() - sent,
-                                     &count);
+    const auto code =
+        curl_easy_send(handle.get(), request.data() + sent, request.size() - sent, &count);
     if (!await(code, POLLOUT)) break;
   }
   std::string answer;

@@ -35,9 +35,8 @@ bool isSecret(const std::string& key) {
     if (letter >= 'a' && letter <= 'z') name += letter;
   }
   constexpr std::array kMarks = {"passw", "pwd", "ticket", "secret", "token", "appkey"};
-  return std::any_of(kMarks.begin(), kMarks.end(), [&](const char* mark) {
-    return name.find(mark) != std::string::npos;
-  });
+  return std::any_of(kMarks.begin(), kMarks.end(),
+                     [&](const char* mark) { return name.find(mark) != std::string::npos; });
 }
 
 // The first key of a secret, at any depth; empty when there is none.

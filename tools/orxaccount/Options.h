@@ -45,8 +45,8 @@ void addFlag(CLI::App& command, const char* name, bool& value, const char* descr
 // The library's configuration for these options. Throws a Failure for a malformed --connect.
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options);
 
-// Where the parameters of one command come from: named options, --set, --set-json, files, and secrets
-// that never stand on a command line.
+// Where the parameters of one command come from: named options, --set, --set-json, files, and
+// secrets that never stand on a command line.
 class ParameterOptions {
  public:
   // Adds --set, --set-json and the two that read files, and refuses secrets.

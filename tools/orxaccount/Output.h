@@ -34,7 +34,8 @@ class Output {
   bool json_;
 };
 
-// Writes one line of text to standard error, in one piece, or the lines of several threads would mix.
+// Writes one line of text to standard error, in one piece, or the lines of several threads would
+// mix.
 void printMessage(std::string_view line);
 
 // The lines of a table with the union of the rows' keys as columns. Absent when a row is no

@@ -1,5 +1,4 @@
 #include <ORXAccount/ORXAccount.h>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -55,8 +54,8 @@ void writeNew(const std::string& place, std::string_view bytes) {
   failToWrite(place);
 }
 
-// A link is replaced, not followed: where it leads may be another's file. What is neither a file nor
-// a link stays, or /dev/null would become a picture.
+// A link is replaced, not followed: where it leads may be another's file. What is neither a file
+// nor a link stays, or /dev/null would become a picture.
 void replace(const std::string& place, std::string_view bytes) {
   struct stat before = {};
   if (lstat(place.c_str(), &before) == 0 && !S_ISREG(before.st_mode) && !S_ISLNK(before.st_mode)) {
@@ -89,8 +88,7 @@ void runPicture(const GlobalOptions& options, const std::string& output, bool fo
   const std::string place =
       std::filesystem::absolute(output.empty() ? fileNameFor(*user, format) : output).string();
   save(picture, place, force);
-  orx::Dictionary fields{
-      {"format", format.name}, {"bytes", picture.size()}, {"file", place}};
+  orx::Dictionary fields{{"format", format.name}, {"bytes", picture.size()}, {"file", place}};
   std::string sentence = format.name + " picture, ";
   if (format.size) {
     fields.set("width", format.size->width);

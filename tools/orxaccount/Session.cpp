@@ -20,8 +20,8 @@ void tellNotification(const orx::Notification& notification) {
   const auto user = [&](std::string_view key) {
     return nameOf(notification.userInfo[key].objectOf<orx::ORVAAccountUser>());
   };
-  printMessage("observer: " + notification.name + ": " + user(orx::ORVAAccountUserChangeOldKey) + " -> " +
-       user(orx::ORVAAccountUserChangeNewKey));
+  printMessage("observer: " + notification.name + ": " + user(orx::ORVAAccountUserChangeOldKey) +
+               " -> " + user(orx::ORVAAccountUserChangeNewKey));
 }
 
 void tellReport(const std::shared_ptr<orx::ORVAAccountUser>& user,

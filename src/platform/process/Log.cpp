@@ -17,8 +17,8 @@ namespace orx::platform {
 
 namespace {
 
-// Longer records would not be written in one piece: a pipe mixes what exceeds PIPE_BUF, and one answer
-// of many megabytes would fill a log. The rest is room for the note about the cut.
+// Longer records would not be written in one piece: a pipe mixes what exceeds PIPE_BUF, and one
+// answer of many megabytes would fill a log. The rest is room for the note about the cut.
 constexpr std::size_t kLongestText = PIPE_BUF - 64;
 
 // Text that a server sent must neither control a terminal nor forge a second record: control
