@@ -49,6 +49,11 @@ using ORVAAccountAPICompletionHandler = std::function<void(
 // limits of XMLParser. When memory runs out while an answer is read, the call gives an error that
 // says so (NSURLErrorUnknown; within XML, code 1 of NSXMLParserErrorDomain).
 //
+// The JSON goes into a SOAP envelope as it stands, so a "&" or "<" in a key or in a text (a
+// password, a name) makes an envelope that the service refuses, mostly with an empty description.
+// Look for them in what people type before the call, `text.find_first_of("&<") != text.npos`, and
+// ask for another text. The two operations of the JSON interface (...V2...) have no such limit.
+//
 // Thread safety: operations may be started from any thread. appID and appKey are plain fields, to
 // be set before calls are started. A pending call keeps what it needs alive; the caller need not.
 class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate {

@@ -45,7 +45,8 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   std::shared_ptr<ORVAAccountLoginManagerDelegate> delegate() const;
   void setDelegate(const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate);
 
-  // With login name and password, under kORVAAccountLogin and kORVAAccountPassword.
+  // With login name and password, under kORVAAccountLogin and kORVAAccountPassword. The service
+  // refuses either with a "&" or "<" in it without a reason; see ORVAAccountAPI for how to check.
   void loginWithParameters(const Dictionary& parameters);
   // With an identity of another provider, under kORVAAccountOpenIDType and kORVAAccountOpenIDUID.
   void loginOpenIDWithParameters(const Dictionary& parameters);

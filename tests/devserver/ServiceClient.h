@@ -42,6 +42,10 @@ class ServiceClient {
   Reply send(const std::string& method, const std::string& url, const std::string& body,
              const std::string& contentType) const;
 
+  // What the server sends on a connection of its own, from its first byte to its end, for a request
+  // as it stands; empty when it ends the connection without an answer.
+  std::string exchange(const std::string& request) const;
+
   // Sends `count` GETs one after the other and returns how many connections they used; -1 when one
   // failed.
   long connectionsFor(const std::string& url, int count) const;

@@ -6,7 +6,6 @@ usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM --service P
 The last is the scripted Secret Service.
 """
 
-import argparse
 import errno
 import json
 import os
@@ -14,71 +13,15 @@ import pty
 import select
 import signal
 import socket
-import subprocess
 import sys
-import tempfile
 import termios
 import time
-import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent.parent / "torture"))
 import session  # noqa: E402
-
-PASSWORD = "correct horse battery"
-WAIT = 60
-programs = None
-service = None
-
-
-class Service:
-    def __init__(self):
-        self.folder = tempfile.TemporaryDirectory(prefix="orxaccount-service.")
-        self.process = subprocess.Popen([programs.devserver], stdout=subprocess.PIPE, text=True,
-                                        cwd=self.folder.name)
-        self.ready = json.loads(self.process.stdout.readline())
-
-    def stop(self):
-        self.process.terminate()
-        self.process.wait(WAIT)
-        self.process.stdout.close()
-        self.folder.cleanup()
-
-
-class CommandLine(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="orxaccount-home.")
-        self.addCleanup(folder.cleanup)
-        self.home = Path(folder.name)
-        port = service.ready["port"]
-        self.environment = {
-            "PATH": os.environ["PATH"],
-            "HOME": folder.name,
-            "ORXACCOUNT_APP_ID": "demo-app",
-            "ORXACCOUNT_APP_KEY": "demo-key",
-            "ORXACCOUNT_CA_FILE": service.ready["caFile"],
-            "ORXACCOUNT_CONNECT": ",".join(
-                f"{host}=127.0.0.1:{port}" for host in service.ready["hosts"]),
-            **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")},
-        }
-        self.login = f"{self.id().rsplit('.', 1)[1].lower()}@example.com"
-
-    def run_tool(self, *arguments, typed=None, stdout=subprocess.PIPE, **environment):
-        return subprocess.run(
-            [programs.orxaccount, *arguments], text=True, stdout=stdout, stderr=subprocess.PIPE,
-            input=typed or "", timeout=WAIT, cwd=self.home,
-            env={**self.environment, **environment}, start_new_session=True)
-
-    def expect(self, code, *arguments, **options):
-        done = self.run_tool(*arguments, **options)
-        self.assertEqual(done.returncode, code, (done.stdout or "") + done.stderr)
-        return done
-
-    def sign_up(self, *more):
-        self.expect(0, "register", "--login", self.login, "--password-stdin", *more,
-                    typed=PASSWORD + "\n")
-        return self.expect(0, "login", "--login", self.login, "--password-stdin", "--json",
-                           typed=PASSWORD + "\n")
+import support
+from support import PASSWORD, WAIT, CommandLine, main
 
 
 class Usage(CommandLine):
@@ -138,7 +81,7 @@ class Answers(CommandLine):
     def test_no_answer_is_a_code_of_its_own(self):
         with socket.socket() as closed:
             closed.bind(("127.0.0.1", 0))
-            mapping = f"{service.ready['hosts'][0]}=127.0.0.1:{closed.getsockname()[1]}"
+            mapping = f"{support.service.ready['hosts'][0]}=127.0.0.1:{closed.getsockname()[1]}"
             done = self.expect(3, "--json", "call", "w1", ORXACCOUNT_CONNECT=mapping)
         error = json.loads(done.stdout)["error"]
         self.assertEqual((error["domain"], error["code"]), ("NSURLErrorDomain", -1004))
@@ -200,7 +143,7 @@ class Terminal(CommandLine):
         child, terminal = pty.fork()
         if child == 0:
             os.chdir(self.home)
-            os.execve(programs.orxaccount, [programs.orxaccount, *arguments], self.environment)
+            os.execve(support.programs.orxaccount, [support.programs.orxaccount, *arguments], self.environment)
         self.addCleanup(os.close, terminal)
         return child, terminal
 
@@ -275,7 +218,7 @@ class Prompt(Terminal):
             silent.bind(("127.0.0.1", 0))
             silent.listen()
             self.environment["ORXACCOUNT_CONNECT"] = (
-                f"{service.ready['hosts'][0]}=127.0.0.1:{silent.getsockname()[1]}")
+                f"{support.service.ready['hosts'][0]}=127.0.0.1:{silent.getsockname()[1]}")
             child, terminal = self.start("call", "w1")
             self.read_until(terminal, "waiting for the service ... ")
             os.kill(child, signal.SIGTERM)
@@ -289,7 +232,7 @@ class Keyring(Terminal):
         super().setUp()
         self.sign_up()
         self.expect(0, "logout")
-        self.keyring = session.Session(programs.service, self.home / "session")
+        self.keyring = session.Session(support.programs.service, self.home / "session")
         self.addCleanup(self.keyring.end)
         self.keyring.set_script("ask CreateItem\nprompt answer")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.keyring.address
@@ -308,20 +251,5 @@ class Keyring(Terminal):
         self.assertEqual(json.loads(self.expect(0, "status", "--json").stdout)["store"], "file")
 
 
-def main():
-    global programs, service
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--orxaccount", required=True)
-    parser.add_argument("--devserver", required=True)
-    parser.add_argument("--service", required=True)
-    programs, others = parser.parse_known_args()
-    service = Service()
-    try:
-        result = unittest.main(argv=[sys.argv[0], *others], exit=False).result
-    finally:
-        service.stop()
-    return 0 if result.wasSuccessful() else 1
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(__doc__))

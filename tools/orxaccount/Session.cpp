@@ -20,15 +20,12 @@ std::string nameOf(const std::shared_ptr<orx::ORVAAccountUser>& user) {
   return user->cusID().value_or("a user without a name");
 }
 
-// Writes a line with one call, or the lines of several threads would mix.
-void tell(const std::string& line) { std::cerr << printable(line) + '\n'; }
-
 void tellNotification(const orx::Notification& notification) {
   const auto user = [&](std::string_view key) {
     return nameOf(notification.userInfo[key].objectOf<orx::ORVAAccountUser>());
   };
-  tell("observer: " + notification.name + ": " + user(orx::ORVAAccountUserChangeOldKey) + " -> " +
-       user(orx::ORVAAccountUserChangeNewKey));
+  printMessage("observer: " + notification.name + ": " + user(orx::ORVAAccountUserChangeOldKey) +
+               " -> " + user(orx::ORVAAccountUserChangeNewKey));
 }
 
 void tellReport(const std::shared_ptr<orx::ORVAAccountUser>& user,
@@ -41,7 +38,7 @@ void tellReport(const std::shared_ptr<orx::ORVAAccountUser>& user,
   } else {
     line << "none";
   }
-  tell(line.str());
+  printMessage(line.str());
 }
 
 struct Report {
@@ -152,7 +149,7 @@ orx::Data Session::loadPicture(orx::ORVAAccountUser& user) {
 
 std::shared_ptr<orx::ORVAAccountUser> Session::signedInUser() {
   auto user = orx::ORVAAccountUser::currentUser();
-  if (!user) throw Failure{ExitCode::NotSignedIn, "nobody is signed in"};
+  if (!user) throw nobodySignedIn();
   return user;
 }
 
