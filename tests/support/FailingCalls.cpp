@@ -11,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -26,13 +27,16 @@ struct Plan {
   unsigned last = 0;
   unsigned step = 1;
 };
-Plan plan;
+std::mutex mutex;
+Plan plan;  // under the mutex
 std::atomic<bool> isOn = false;
 std::atomic<unsigned> counted = 0;
 
 // True, with errno set, when this call is to fail.
 bool fails(Function function) {
-  if (!isOn || plan.function != function) return false;
+  if (!isOn) return false;
+  const std::lock_guard lock(mutex);
+  if (plan.function != function) return false;
   const unsigned number = ++counted;
   if (number < plan.first || number > plan.last) return false;
   if ((number - plan.first) % plan.step != 0) return false;
@@ -51,6 +55,7 @@ bool isEventDescriptor(int descriptor) {
 
 FailingCalls::FailingCalls(Function function, int error, unsigned first, unsigned last,
                            unsigned step) {
+  const std::lock_guard lock(mutex);
   plan = {.function = function, .error = error, .first = first, .last = last, .step = step};
   counted = 0;
   isOn = true;
