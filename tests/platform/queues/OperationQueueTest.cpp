@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include "platform/queues/OperationQueue.h"
 #include "support/Await.h"
+#include "support/ChildProcess.h"
 #include "support/ThreadCount.h"
 
 namespace orx::testing {
@@ -140,6 +143,30 @@ TEST(OperationQueue, RunsWhatWasAddedAfterItsHandleIsGone) {
   queue.reset();
   gate.set();
   EXPECT_EQ(ran.take(), 1);
+}
+
+constexpr int fine = 7;
+
+// Set in a process that ends: it adds an operation when the pool has stopped.
+OperationQueue* addedToAtTheEnd = nullptr;
+
+// Registered before main, and so run after the pool's own handler.
+[[maybe_unused]] const int registered = std::atexit([] {
+  if (addedToAtTheEnd == nullptr) return;
+  addedToAtTheEnd->addOperationWithBlock([] { _exit(1); });
+  _exit(eventually(othersSleep) ? fine : 2);
+});
+
+TEST(OperationQueue, StartsNothingOnceTheProcessEnds) {
+  ChildProcess child([]() -> int {
+    const auto queue = std::make_shared<OperationQueue>();
+    Event ran;
+    queue->addOperationWithBlock([&] { ran.set(); });
+    if (!ran.wait()) return 3;
+    addedToAtTheEnd = queue.get();
+    exit(4);
+  });
+  EXPECT_EQ(child.wait(), fine);
 }
 
 TEST(OperationQueue, MayBeDroppedOnItsOwnThread) {
