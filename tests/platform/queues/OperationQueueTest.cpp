@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -147,14 +148,12 @@ TEST(OperationQueue, RunsWhatWasAddedAfterItsHandleIsGone) {
 
 constexpr int fine = 7;
 
-// Set in a process that ends: it adds an operation when the pool has stopped.
-OperationQueue* addedToAtTheEnd = nullptr;
+// What a process does at its end, when the pool has stopped; its result is the exit status.
+const std::function<int()>* lastWork = nullptr;
 
 // Registered before main, and so run after the pool's own handler.
 [[maybe_unused]] const int registered = std::atexit([] {
-  if (addedToAtTheEnd == nullptr) return;
-  addedToAtTheEnd->addOperationWithBlock([] { _exit(1); });
-  _exit(eventually(othersSleep) ? fine : 2);
+  if (lastWork != nullptr) _exit((*lastWork)());
 });
 
 TEST(OperationQueue, StartsNothingOnceTheProcessEnds) {
@@ -163,7 +162,34 @@ TEST(OperationQueue, StartsNothingOnceTheProcessEnds) {
     Event ran;
     queue->addOperationWithBlock([&] { ran.set(); });
     if (!ran.wait()) return 3;
-    addedToAtTheEnd = queue.get();
+    const std::function<int()> work = [&] {
+      queue->addOperationWithBlock([] { _exit(1); });
+      return eventually(othersSleep) ? fine : 2;
+    };
+    lastWork = &work;
+    exit(4);
+  });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+TEST(OperationQueue, StartsNothingAfterAnOperationThatOutlastsTheEndOfTheProcess) {
+  ChildProcess child([]() -> int {
+    const auto queue = std::make_shared<OperationQueue>();
+    Event entered;
+    Event gate;
+    Event left;
+    queue->addOperationWithBlock([&] {
+      entered.set();
+      (void)gate.wait();
+      left.set();
+    });
+    queue->addOperationWithBlock([] { _exit(1); });
+    if (!entered.wait()) return 3;
+    const std::function<int()> work = [&] {
+      gate.set();
+      return left.wait() && eventually(othersSleep) ? fine : 2;
+    };
+    lastWork = &work;
     exit(4);
   });
   EXPECT_EQ(child.wait(), fine);
