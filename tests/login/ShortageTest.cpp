@@ -3,15 +3,14 @@
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 #include "allocations/FailingAllocation.h"
 #include "support/ServerProcess.h"
 #include "support/SignInFixture.h"
+#include "support/ThreadCount.h"
 #include "support/ThreadLimit.h"
 
 namespace orx::testing {
@@ -67,19 +66,6 @@ class Shortage : public ::testing::TestWithParam<std::size_t> {
   TemporaryDirectory storage_;
   ServerProcess server_{{kGlobalHost}, answer};
 };
-
-// Whether every other thread of this process waits for something.
-bool othersSleep() {
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    if (task.path().filename() == std::to_string(getpid())) continue;
-    std::ifstream file(task.path() / "stat");
-    std::string line;
-    std::getline(file, line);
-    // "ID (NAME) STATE ...": S says that it waits.
-    if (line.find(") S") == std::string::npos) return false;
-  }
-  return true;
-}
 
 class CallsWithFewThreads : public Shortage {
  protected:

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/types.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <functional>
@@ -39,6 +41,33 @@ TEST(WorkerPool, GrowsPastJobsThatBlockAndShrinksAgain) {
   // The thread of this test and two workers.
   EXPECT_TRUE(eventually([] { return threadCount() <= 3; }));
   EXPECT_EQ(threadCount(), 3U) << "two workers stay, however many fell asleep together";
+}
+
+// The threads that run so many jobs at the same time, when they have fallen asleep again.
+std::set<pid_t> threadsOf(int jobs) {
+  Mailbox<pid_t> entered;
+  Mailbox<int> left;
+  Event gate;
+  for (int i = 0; i < jobs; ++i) {
+    submit([&] {
+      entered.put(gettid());
+      (void)gate.wait();
+      left.put(1);
+    });
+  }
+  std::set<pid_t> threads;
+  for (int i = 0; i < jobs; ++i) threads.insert(entered.take());
+  gate.set();
+  for (int i = 0; i < jobs; ++i) left.take();
+  EXPECT_TRUE(eventually(othersSleep));
+  return threads;
+}
+
+TEST(WorkerPool, KeepsIdleWorkersForTheNextBurst) {
+  constexpr int jobs = 20;
+  std::set<pid_t> all = threadsOf(jobs);
+  all.merge(threadsOf(jobs));
+  EXPECT_LT(all.size(), 2U * jobs - 5);
 }
 
 TEST(WorkerPool, NeedsFewWorkersForJobsThatAreShort) {
