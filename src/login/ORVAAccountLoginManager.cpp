@@ -4,6 +4,8 @@
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
+#include <cerrno>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -12,6 +14,7 @@
 #include "platform/process/Log.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/queues/WorkerPool.h"
+#include "platform/storage/FileErrors.h"
 #include "service/XMLTasks.h"
 #include "user/CurrentUser.h"
 
@@ -49,6 +52,37 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
 const std::shared_ptr<OperationQueue>& storingQueue() {
   static constinit ProcessWide<std::shared_ptr<OperationQueue>> queue;
   return queue.get([] { return std::make_shared<OperationQueue>(); });
+}
+
+// How a sign-in has ended: with an error, or null.
+using Report = std::function<void(const std::shared_ptr<Error>& failure)>;
+
+// On a worker nobody else would catch a lack of memory, and the process would end.
+std::shared_ptr<Error> noMemoryToSignIn() {
+  return makeFailure(NSPOSIXErrorDomain, ENOMEM, "There is no memory to sign the user in.").value();
+}
+
+void announceAndReport(const std::optional<Dictionary>& change, const Report& report) {
+  std::shared_ptr<Error> failure;
+  try {
+    if (change) announceChange(*change);
+  } catch (const std::bad_alloc&) {
+    failure = noMemoryToSignIn();
+  }
+  report(failure);
+}
+
+void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user, const Report& report) {
+  try {
+    // Made first: once the user is current, nothing may be lacking to tell so. A job of its own,
+    // since observers and the delegate may block, and may not hold up who is stored next.
+    const auto change = std::make_shared<std::optional<Dictionary>>();
+    auto job = makeJob([change, report] { announceAndReport(*change, report); });
+    *change = changeCurrentUser(user);
+    WorkerPool::shared().submit(std::move(job));
+  } catch (const std::bad_alloc&) {
+    report(noMemoryToSignIn());
+  }
 }
 
 // The user's fields as the service sent them. Absent when the data is no dictionary, and when there
@@ -148,7 +182,8 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
     NSLog("[OrvaAccount] The return data is not XML format: " + result->returnData().description());
     return didLoginWithUser_error(ORVAAccountUser::currentUser(), nullptr);
   }
-  // Not here: this runs inside the parse of the service's answer.
+  // In a job of its own: this function runs inside the parse of the service's answer, which would
+  // stay in memory until the delegate has returned.
   WorkerPool::shared().submit(makeJob([this, self = shared_from_this(), parser, ticket] {
     parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(self));
     service::XMLTask task;
@@ -159,21 +194,25 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
   }));
 }
 
-// How every sign-in ends. The report carries the user who is current at this moment: after a
-// failure the one from before, and with overlapping sign-ins perhaps the other one's.
+// How a sign-in ends, but for a ticket's data that is no XML. The report carries the user who is
+// current at this moment: after a failure the one from before, and with overlapping sign-ins
+// perhaps the other one's.
 void ORVAAccountLoginManager::finishLogin(std::optional<Dictionary> userInfo,
                                           const std::shared_ptr<Error>& error) {
-  if (error) return didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
-  // Storing can wait for a disk or a lock. In one queue, the sign-ins that wait hold one worker
-  // together rather than one each.
-  storingQueue()->addOperationWithBlock(
-      [this, self = shared_from_this(), user = ORVAAccountUser::initWithUserInfo(userInfo)] {
-        // The host's observers and delegate may block, and not hold up who is stored next.
-        WorkerPool::shared().submit(makeJob([this, self, change = changeCurrentUser(user)] {
-          if (change) announceChange(*change);
-          didLoginWithUser_error(ORVAAccountUser::currentUser(), nullptr);
-        }));
-      });
+  const Report report = [this, self = shared_from_this()](const std::shared_ptr<Error>& failure) {
+    didLoginWithUser_error(ORVAAccountUser::currentUser(), failure);
+  };
+  if (error) return report(error);
+  try {
+    // Storing can wait for a disk or a lock. In one queue, the sign-ins that wait hold one worker
+    // together rather than one each.
+    storingQueue()->addOperationWithBlock(
+        [user = ORVAAccountUser::initWithUserInfo(std::move(userInfo)), report] {
+          makeCurrent(user, report);
+        });
+  } catch (const std::bad_alloc&) {
+    report(noMemoryToSignIn());
+  }
 }
 
 void ORVAAccountLoginManager::logout() { ORVAAccountUser::setCurrentUser(nullptr); }

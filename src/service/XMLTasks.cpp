@@ -105,7 +105,11 @@ std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) {
   const BriefSection section;
   const XMLTask* task = locate(parser);
   if (task == nullptr) return std::nullopt;
-  return *task;
+  return XMLTask{.parser = task->parser,
+                 .elements = task->elements,
+                 .parsingString = {},
+                 .parsingError = task->parsingError,
+                 .completionHandler = task->completionHandler};
 }
 
 void XMLTaskList::remove(const XMLParser& parser) {

@@ -62,7 +62,9 @@ class XMLTaskList {
   void append(XMLTask task);
   // Makes a list where there is none.
   void appendAnyway(XMLTask task);
-  // A task that is in the list or under way, that is appended and not removed yet.
+  // A task that is in the list or under way, that is appended and not removed yet. Without the
+  // character data that belongs to no element: a copy of it takes memory, and the end of a document
+  // must be reported without any.
   std::optional<XMLTask> find(const XMLParser& parser);
   void remove(const XMLParser& parser);
 

@@ -13,8 +13,9 @@ namespace orx {
 
 // What the library delivers, by domain:
 //
-// - NSURLErrorDomain, with one of the codes below: the reply did not come or broke off. From every
-//   call over the network except the lists.
+// - NSURLErrorDomain, with one of the codes below: the reply did not come, broke off, or came when
+//   there was no memory to read it. From every call over the network; from the lists only for want
+//   of memory.
 // - kORVAAccountErrorDomain, with one of its codes kORVAAccountError...: the service refused. From
 //   registration and the sign-ins of either interface, and commonWithApiId...
 // - kORVAAccountErrorDomain, with the service's ResultCode (0 when there was none): the service
@@ -24,12 +25,12 @@ namespace orx {
 // - kORVAAccountUserErrorDomain, with the HTTP status: it is not 200 to 299. From picture loads.
 // - NSCocoaErrorDomain, with NSPropertyListReadCorruptError: the answer is not the JSON object that
 //   the service promises. From registerV2... and the OpenID V2 sign-in.
-// - NSXMLParserErrorDomain, with the parser's own code: the text is not well-formed. From
-//   getUserData..., the ticket sign-in and XMLParser::parserError().
+// - NSXMLParserErrorDomain, with the parser's own code: the text is not well-formed, or goes beyond
+//   a limit of XMLParser. From getUserData..., the ticket sign-in and XMLParser::parserError().
 //
-// Lists deliver no errors. The user information holds NSLocalizedDescriptionKey, except for
+// Lists deliver no other errors. The user information holds NSLocalizedDescriptionKey, except for
 // kORVAAccountAPIErrorDomain and where the service gave no text; for NSURLErrorDomain it holds
-// NSURLErrorFailingURLStringErrorKey as well.
+// NSURLErrorFailingURLStringErrorKey as well, unless only memory to read the reply was missing.
 
 // Key of the text for people in an error's user information.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
