@@ -48,9 +48,9 @@ class ItemFile {
 
   // Reads the file without a lock. Where the user has no home directory there is no file.
   Result<void> look();
-  // The same, keeping out everybody else who enters until this object goes. A file that cannot be
-  // read is a problem of the state rather than an error, so that it can be replaced; one that may
-  // not be trusted is an error.
+  // The same, keeping out whoever else enters for this item until this object goes. A file that
+  // cannot be read is a problem of the state rather than an error, so that it can be replaced; one
+  // that may not be trusted is an error.
   Result<void> enter(StoredDirectory::Missing missing, Deadline deadline);
 
   const ItemState& state() const { return state_; }
