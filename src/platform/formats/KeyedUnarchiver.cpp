@@ -13,7 +13,6 @@
 
 #include "platform/base/DateFormatter.h"
 #include "platform/base/Limits.h"
-#include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/PropertyList.h"
 #include "platform/process/ForkSafety.h"
 
