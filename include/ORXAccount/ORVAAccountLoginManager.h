@@ -27,8 +27,8 @@ class ORVAAccountUser;
 //
 // A sign-in throws std::invalid_argument on the calling thread, and sends nothing, when ORVAAccount
 // has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Safe
-// to use from any thread. The answers have the limits that ORVAAccountAPI names, and a ticket's user
-// data those of XMLParser.
+// to use from any thread. The answers have the limits that ORVAAccountAPI names, and a ticket's
+// user data those of XMLParser.
 class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParserDelegate {
  public:
   // Made on first use and never destroyed.

@@ -85,8 +85,8 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // one record run one after the other, those of different records side by side. A status outside
   // 200 to 299 gives an error of kORVAAccountUserErrorDomain with the status as its code; picture
   // text that makes no URL gives NSURLErrorBadURL, a picture or headers longer than
-  // URLSessionConfiguration allows NSURLErrorDataLengthExceedsMaximum. An empty block loads all the same and reports to
-  // nobody.
+  // URLSessionConfiguration allows NSURLErrorDataLengthExceedsMaximum. An empty block loads all the
+  // same and reports to nobody.
   void loadProfileImageDataWithCompletionBlock(ORVAAccountProfileImageBlock completionBlock);
   // The picture in memory; absent until one was loaded. From any thread.
   std::optional<Data> profileImageData() const;
