@@ -33,8 +33,15 @@ using ORVAAccountAPICompletionHandler = std::function<void(
 // written as JSON (NaN, infinities, data, objects, text that is not UTF-8, more than 512 arrays and
 // dictionaries inside each other), any other text that is not UTF-8 (an ApiID, the name of a list,
 // appID, appKey) and an empty completion handler throw std::invalid_argument on the calling thread;
-// nothing is sent. A transfer that fails gives an error of NSURLErrorDomain.
-// The target server flag is read when the call is made.
+// nothing is sent. Nor is anything where the system has no thread to report from
+// (std::system_error) or no memory (std::bad_alloc): these are thrown there too, and the handler is
+// not called. The target server flag is read when the call is made.
+//
+// A transfer that fails gives an error of NSURLErrorDomain. Four operations read what has come of
+// an answer all the same when the connection breaks off in its body: register, login, loginOpenID
+// and common. A result block that came whole counts; without one the error is that of an absent
+// block: kORVAAccountErrorDomain, kORVAAccountErrorOther, an empty text. An answer that the service
+// compresses, though nobody asks it to, is not unpacked, and counts as one without a block.
 //
 // What limits an answer: its body (64 MB) and its headers (256 KB) may be as long as
 // URLSessionConfiguration says, else the transfer fails. JSON that is nested more than 512 deep,

@@ -26,9 +26,10 @@ class ORVAAccountUser;
 // "NSPOSIXErrorDomain" with the code ENOMEM, and the user the one from before.
 //
 // A sign-in throws std::invalid_argument on the calling thread, and sends nothing, when ORVAAccount
-// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Safe
-// to use from any thread. The answers have the limits that ORVAAccountAPI names, and a ticket's
-// user data those of XMLParser.
+// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Where
+// the system has no thread or memory for it, it throws std::system_error or std::bad_alloc there,
+// and the delegate hears nothing. Safe to use from any thread. The answers have the limits that
+// ORVAAccountAPI names, and a ticket's user data those of XMLParser.
 class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParserDelegate {
  public:
   // Made on first use and never destroyed.

@@ -1,6 +1,6 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
-#include "support/FailingAllocation.h"
+#include "allocations/FailingAllocation.h"
 #include "support/SignInFixture.h"
 
 namespace orx {

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "support/FailingAllocation.h"
+#include "allocations/FailingAllocation.h"
 #include "support/SignInFixture.h"
 
 namespace orx {

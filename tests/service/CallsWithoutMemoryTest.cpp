@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include "support/AccountServiceFixture.h"
-#include "support/FailingAllocation.h"
+#include "allocations/FailingAllocation.h"
 #include "support/Operations.h"
 
 namespace orx {

@@ -2,7 +2,7 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <gtest/gtest.h>
 
-#include "allocations/FailingAllocations.h"
+#include "allocations/FailingAllocation.h"
 #include "service/Answer.h"
 #include "service/XMLTasks.h"
 #include "support/AccountServiceFixture.h"

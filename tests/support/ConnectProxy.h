@@ -16,7 +16,8 @@ namespace orx::testing {
 // An HTTP proxy on loopback. Every CONNECT gets a tunnel to the same port, whatever host it names.
 class ConnectProxy {
  public:
-  explicit ConnectProxy(std::uint16_t target);
+  // `reply` is what it answers before the tunnel begins.
+  explicit ConnectProxy(std::uint16_t target, std::string reply = "HTTP/1.1 200 Connected\r\n\r\n");
   // Cuts all tunnels.
   ~ConnectProxy();
   ConnectProxy(const ConnectProxy&) = delete;
@@ -36,6 +37,7 @@ class ConnectProxy {
 
   const LoopbackListener listener_;
   const std::uint16_t target_;
+  const std::string reply_;
   std::atomic<std::size_t> tunnelCount_{0};
   std::atomic<std::size_t> openTunnelCount_{0};
   std::mutex mutex_;

@@ -5,7 +5,7 @@
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "support/AccountServiceFixture.h"
-#include "support/FailingAllocation.h"
+#include "allocations/FailingAllocation.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx {

@@ -15,7 +15,8 @@ namespace orx {
 //
 // - NSURLErrorDomain, with one of the codes below: the reply did not come, broke off, or came when
 //   there was no memory to read it. From every call over the network; from the lists only for want
-//   of memory.
+//   of memory. Registration, the SOAP sign-ins and commonWithApiId... read a reply that broke off
+//   in its body, and then give kORVAAccountErrorOther with empty text when it holds no whole result.
 // - kORVAAccountErrorDomain, with one of its codes kORVAAccountError...: the service refused. From
 //   registration and the sign-ins of either interface, and commonWithApiId...
 // - kORVAAccountErrorDomain, with the service's ResultCode (0 when there was none): the service
@@ -60,7 +61,7 @@ inline constexpr std::int64_t NSURLErrorHTTPTooManyRedirects = -1007;
 // What came is no HTTP.
 inline constexpr std::int64_t NSURLErrorBadServerResponse = -1011;
 inline constexpr std::int64_t NSURLErrorCannotDecodeRawData = -1015;
-// The reply is longer than URLSessionConfiguration allows.
+// The reply is longer than URLSessionConfiguration allows, or memory ran out while it was awaited.
 inline constexpr std::int64_t NSURLErrorDataLengthExceedsMaximum = -1103;
 inline constexpr std::int64_t NSURLErrorSecureConnectionFailed = -1200;
 // The certificate is not trusted, is for another host name, or has expired.

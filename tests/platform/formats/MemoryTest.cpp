@@ -4,7 +4,7 @@
 #include <new>
 #include <string>
 
-#include "allocations/FailingAllocations.h"
+#include "allocations/FailingAllocation.h"
 #include "platform/formats/JSONSerialization.h"
 
 // What readers do when memory runs out, at each allocation that they make.

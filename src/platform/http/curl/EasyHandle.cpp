@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <exception>
+#include <new>
 #include <utility>
 
 namespace orx::platform {
@@ -25,7 +25,17 @@ constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20)
 
 // The list with a copy of the line at its end.
 CurlList appended(CurlList list, const std::string& line) {
-  return CurlList(curl_slist_append(list.release(), line.c_str()));
+  curl_slist* longer = curl_slist_append(list.get(), line.c_str());
+  // Passed over, the list would go on without a line that it needs.
+  if (longer == nullptr) throw std::bad_alloc();
+  (void)list.release();
+  return CurlList(longer);
+}
+
+// libcurl copies the text. Without memory for that it would go on as if the option were not set:
+// with another authority's certificates, or without the proxy.
+void setText(CURL* curl, CURLoption option, const std::string& text) {
+  if (curl_easy_setopt(curl, option, text.c_str()) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
 }
 
 // libcurl wants numeric IPv6 addresses in brackets, to tell their colons from a port's.
@@ -70,7 +80,8 @@ int prerequest(void* handle, char* peerAddress, char* localAddress, int peerPort
                                                         .localAddress = localAddress,
                                                         .peerAddress = peerAddress});
     return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
-  } catch (const std::exception&) {
+  } catch (const std::bad_alloc&) {
+    clientOf(handle).onNoMemory();
     return CURL_PREREQFUNC_ABORT;
   }
 }
@@ -115,16 +126,20 @@ bool parse(const std::string& text, CURLU* parsed) {
 
 }  // namespace
 
+EasyHandle::EasyHandle() : curl_(curl_easy_init()) {
+  if (curl_ == nullptr) throw std::bad_alloc();
+}
+
 EasyHandle::~EasyHandle() {
   // First, because the handle points to the parsed URL and to both lists.
   curl_easy_cleanup(curl_);
   curl_url_cleanup(parsedURL_);
 }
 
-EasyHandle::Client& EasyHandle::clientOf(CURL* curl) {
+EasyHandle::Client* EasyHandle::clientOf(CURL* curl) {
   EasyHandle* handle = nullptr;
   curl_easy_getinfo(curl, CURLINFO_PRIVATE, &handle);
-  return handle->client();
+  return handle != nullptr ? handle->client_ : nullptr;
 }
 
 void EasyHandle::setClient(Client* client) {
@@ -174,7 +189,7 @@ void EasyHandle::setOptions() {
   curl_easy_setopt(curl_, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
   curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
   const auto& caFile = configuration_->caFile;
-  if (caFile) curl_easy_setopt(curl_, CURLOPT_CAINFO, caFile->c_str());
+  if (caFile) setText(curl_, CURLOPT_CAINFO, *caFile);
   // The distribution's libcurl names a bundle and a directory with the same authorities, and keeps
   // the parsed store only when there is no directory. A configured file replaces both.
   if (caFile || systemBundleIsReadable()) curl_easy_setopt(curl_, CURLOPT_CAPATH, nullptr);
@@ -188,7 +203,7 @@ void EasyHandle::setOptions() {
   curl_easy_setopt(curl_, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   // Unset, libcurl looks into the environment; empty text means no proxy.
   const auto& proxy = configuration_->proxy;
-  if (proxy) curl_easy_setopt(curl_, CURLOPT_PROXY, proxy->c_str());
+  if (proxy) setText(curl_, CURLOPT_PROXY, *proxy);
   curl_easy_setopt(curl_, CURLOPT_CONNECT_TO, connectTo_.get());
 }
 
@@ -236,11 +251,13 @@ void EasyHandle::setRequest(const URLRequest& request, const std::string& url, l
 // What cannot be parsed stays text, which libcurl refuses in its own words.
 void EasyHandle::setURL(const std::string& text) {
   if (url_ == text) return;
-  // Stays empty when libcurl has no memory for the URL, so that the next request sets it again.
+  // Stays empty when this throws, so that the next request sets it again.
   url_.clear();
   if (parsedURL_ == nullptr) parsedURL_ = curl_url();
+  if (parsedURL_ == nullptr) throw std::bad_alloc();
   curl_easy_setopt(curl_, CURLOPT_CURLU, parse(text, parsedURL_) ? parsedURL_ : nullptr);
-  if (curl_easy_setopt(curl_, CURLOPT_URL, text.c_str()) == CURLE_OK) url_ = text;
+  setText(curl_, CURLOPT_URL, text);
+  url_ = text;
 }
 
 void EasyHandle::setBody(const std::string& body) {
@@ -273,6 +290,10 @@ void EasyHandle::reportProgress(bool wanted) {
   curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, wanted ? 0L : 1L);
 }
 
+void EasyHandle::keepConnection(bool allowed) {
+  curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
+}
+
 long EasyHandle::number(CURLINFO which) const {
   long value = 0;
   curl_easy_getinfo(curl_, which, &value);
@@ -289,7 +310,11 @@ void EasyHandle::releaseTLSBuffers() {
   const curl_tlssessioninfo* session = nullptr;
   const CURLcode code = curl_easy_getinfo(curl_, CURLINFO_TLS_SSL_PTR, &session);
   if (code != CURLE_OK || session == nullptr || session->backend != CURLSSLBACKEND_OPENSSL) return;
-  if (session->internals != nullptr) SSL_free_buffers(static_cast<SSL*>(session->internals));
+  auto* tls = static_cast<SSL*>(session->internals);
+  if (tls == nullptr) return;
+  // Of a record that is half there OpenSSL before 3.0.14 frees the buffer, and reads on into it.
+  const bool waitsForRecord = std::string_view(SSL_rstate_string(tls)) == "RH";
+  if (waitsForRecord && SSL_has_pending(tls) == 0) SSL_free_buffers(tls);
 }
 
 }  // namespace orx::platform
