@@ -125,8 +125,9 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
                                      ORVAAccountAPICompletionHandler completionHandler);
 
   // Fetches one of the service's lists of values. Every answer is a success, a failed transfer
-  // included (not one that there is no memory to read): the payload is the ReturnData text parsed as JSON, null when there is nothing to
-  // read. The name is sent as it stands. This object may go while the request runs.
+  // included (not one that there is no memory to read): the payload is the ReturnData text parsed
+  // as JSON, null when there is nothing to read. The name is sent as it stands. This object may go
+  // while the request runs.
   void parameterListWithName_completionHandler(std::string_view name,
                                                ORVAAccountAPICompletionHandler completionHandler);
   void countryListWithCompletionHandler(ORVAAccountAPICompletionHandler completionHandler);
