@@ -21,7 +21,7 @@ std::string contentOf(const std::filesystem::path& path) {
   return std::string((std::istreambuf_iterator<char>(file)), {});
 }
 
-// The program as a child of this process, its standard input and output in our hands.
+// The program as a child process, with pipes as its standard input and output.
 class Program {
  public:
   explicit Program(std::vector<std::string> arguments) {
@@ -46,7 +46,7 @@ class Program {
     output_ = fdopen(output[0], "r");
   }
   ~Program() {
-    // Not killed: it has a directory to take away.
+    // SIGTERM rather than SIGKILL: the program removes its temporary directory before it ends.
     if (process_ > 0) kill(process_, SIGTERM);
     end();
     std::fclose(output_);
@@ -156,7 +156,7 @@ TEST(Program, TakesTheRightsOfOthersToItsFilesAway) {
     std::ofstream(file).close();
     std::filesystem::permissions(file, std::filesystem::perms(0666));
   }
-  // Whoever opened the earlier file must not read the new key.
+  // A process that has the earlier file open must not read the new key.
   std::ifstream earlier(key);
   Program program({"--ca-key-out", key, "--database", database});
   EXPECT_NE(program.line(), "");

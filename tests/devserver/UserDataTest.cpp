@@ -10,7 +10,7 @@ class UserData : public ::testing::Test {
   UserData() { service_.start(); }
   ServiceClient client() const { return ServiceClient(service_); }
 
-  // The escaped document of a user with this nick name, given as a JSON text's inside.
+  // The escaped document of a user whose nick name is this, written as in a JSON string.
   std::string documentWithNickName(const std::string& json) {
     const std::string parameters =
         R"({"login":"a@orva.example","passwd":"correct horse","nick_name":")" + json + R"("})";
