@@ -16,7 +16,8 @@ std::string lowerCased(std::string_view name) {
 }  // namespace
 
 std::optional<Parameters> Parameters::parse(std::string_view json) {
-  const auto object = nlohmann::ordered_json::parse(json, nullptr, false);
+  // Not ordered_json: it looks through all earlier members for each one, in quadratic time.
+  const auto object = nlohmann::json::parse(json, nullptr, false);
   if (!object.is_object()) return std::nullopt;
   Parameters parameters;
   for (const auto& [name, value] : object.items()) {
