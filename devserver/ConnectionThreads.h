@@ -44,7 +44,8 @@ class ConnectionThreads {
   bool finishing_ = false;
 };
 
-// The task queue that the HTTP library wants to own. The threads outlive it.
+// The HTTP library owns and deletes its task queue; the threads belong to ConnectionThreads, which
+// lives longer.
 class ConnectionQueue : public httplib::TaskQueue {
  public:
   explicit ConnectionQueue(ConnectionThreads& threads) : threads_(threads) {}

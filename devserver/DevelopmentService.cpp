@@ -11,7 +11,7 @@
 namespace orx::devserver {
 namespace {
 
-// A directory that only this user can enter, removed with its content by the destructor.
+// A directory that only this user can enter. The destructor removes it with its content.
 class PrivateDirectory {
  public:
   PrivateDirectory() {

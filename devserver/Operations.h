@@ -22,7 +22,7 @@ struct Environment {
   // Application keys by application ID.
   const std::map<std::string, std::string> applications;
 
-  // Empty when the application is known and its key is right, else the service's words.
+  // Empty when the application is known and its key is right, else the service's error text.
   std::string refusalOf(const std::string& appID, const std::string& appKey) const;
 };
 

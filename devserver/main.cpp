@@ -10,12 +10,12 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "devserver/DevelopmentService.h"
+#include "devserver/JSONText.h"
 #include "devserver/PrivateFile.h"
 
 namespace {
@@ -148,12 +148,14 @@ void chooseAuthority(CommandLine& line) {
 }
 
 void announce(const DevelopmentService& service) {
-  const nlohmann::ordered_json line = {
-      {"port", service.port()},
-      {"caFile", std::filesystem::absolute(service.caFile()).string()},
-      {"hosts", DevelopmentService::hosts()},
-      {"pid", getpid()}};
-  std::cout << line.dump() << std::endl;
+  std::string hosts;
+  for (const std::string& host : DevelopmentService::hosts()) {
+    if (!hosts.empty()) hosts += ',';
+    hosts += jsonString(host);
+  }
+  std::cout << "{\"port\":" << service.port()
+            << ",\"caFile\":" << jsonString(std::filesystem::absolute(service.caFile()).string())
+            << ",\"hosts\":[" << hosts << "],\"pid\":" << getpid() << "}" << std::endl;
 }
 
 // Whether the standard input has reached its end. Reads and drops what it holds.

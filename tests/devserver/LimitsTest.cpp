@@ -85,7 +85,7 @@ TEST_F(Limits, EndConnectionsBeyondFiveHundredAndTwelve) {
     connections.push_back({silentConnection(service_.port()), POLLIN, 0});
     ASSERT_GE(connections.back().fd, 0);
   }
-  // Which of them comes too late is the threads' business: exactly one ends.
+  // Each has a thread of its own, so any of them may be the one that is beyond the limit.
   connections.push_back({silentConnection(service_.port()), POLLIN, 0});
   constexpr int untilSilenceItselfEndsThem = 20'000;
   EXPECT_EQ(poll(connections.data(), connections.size(), untilSilenceItselfEndsThem), 1);

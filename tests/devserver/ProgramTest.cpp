@@ -156,7 +156,7 @@ TEST(Program, TakesTheRightsOfOthersToItsFilesAway) {
     std::ofstream(file).close();
     std::filesystem::permissions(file, std::filesystem::perms(0666));
   }
-  // Whoever opened the earlier file must not read the new key.
+  // A process that has the earlier file open must not read the new key.
   std::ifstream earlier(key);
   Program program({"--ca-key-out", key, "--database", database});
   EXPECT_NE(program.line(), "");

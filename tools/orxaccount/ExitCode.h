@@ -2,7 +2,7 @@
 
 namespace tool {
 
-// Part of the command line's interface: scripts test them.
+// Scripts test these numbers, so they never change.
 enum class ExitCode {
   Success = 0,
   Refused = 1,      // the service answered, with a refusal or with nothing usable

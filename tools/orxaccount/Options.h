@@ -18,7 +18,7 @@ class App;
 
 namespace tool {
 
-// What holds for every command.
+// The options that every command takes.
 struct GlobalOptions {
   std::optional<std::string> appID;
   std::optional<std::string> appKey;

@@ -39,8 +39,8 @@ class Output {
 void printMessage(std::string_view line);
 
 // The lines of a table with the union of the rows' keys as columns. Absent when a row is no
-// dictionary or an empty one, when there is no row, and for more than 64 columns: a table of many
-// thousand would take gigabytes.
+// dictionary or an empty one, when there is no row, and for more than 64 columns: a table with
+// thousands of columns would take gigabytes.
 std::optional<std::vector<std::string>> tableOf(const orx::Array& rows);
 
 }  // namespace tool

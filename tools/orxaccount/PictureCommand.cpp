@@ -46,7 +46,7 @@ void writeNew(const std::string& place, std::string_view bytes) {
     done = written > 0 || (written < 0 && errno == EINTR);
     if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
   }
-  // Some file systems report a full disk only here.
+  // Some file systems report a full disk only when the file is closed.
   if (close(file) == 0 && done) return;
   const int problem = errno;
   unlink(place.c_str());
