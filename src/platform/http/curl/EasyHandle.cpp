@@ -226,7 +226,7 @@ void EasyHandle::setRequest(const URLRequest& request, const std::string& url, l
     curl_easy_setopt(curl_, CURLOPT_HTTPGET, 1L);
   }
   // A POST's redirects are not libcurl's: it would send some of them a second time.
-  curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, request.httpBody ? 0L : 1L);
+  followRedirects(!request.httpBody);
   curl_easy_setopt(curl_, CURLOPT_MAXREDIRS, redirectsLeft);
   // Set at each request, since the handle keeps it from the one before.
   curl_easy_setopt(curl_, CURLOPT_FRESH_CONNECT, needsFreshConnection ? 1L : 0L);
@@ -271,6 +271,10 @@ void EasyHandle::setHeaderLines(const URLRequest& request) {
 
 void EasyHandle::reportProgress(bool wanted) {
   curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, wanted ? 0L : 1L);
+}
+
+void EasyHandle::followRedirects(bool wanted) {
+  curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, wanted ? 1L : 0L);
 }
 
 long EasyHandle::number(CURLINFO which) const {

@@ -71,6 +71,8 @@ class EasyHandle {
   void setRequest(const URLRequest& request, const std::string& url, long redirectsLeft,
                   bool needsFreshConnection);
   void reportProgress(bool wanted);
+  // What setRequest() chose stands until the next one, unless it is changed meanwhile.
+  void followRedirects(bool wanted);
 
   // What libcurl knows of the transfer so far.
   long number(CURLINFO which) const;

@@ -100,6 +100,8 @@ std::size_t Transfer::onReadBody(std::span<char> buffer) noexcept {
 bool Transfer::onHeaderLine(std::string_view line) noexcept {
   noteProgress();
   const ReplyParser::Next next = reply_.takeHeaderLine(line, !request_.httpBody);
+  // libcurl goes wherever any 3xx says, so it is told to stay before it has read the place.
+  if (reply_.isNoRedirect()) easy_->followRedirects(false);
   if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
   if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
   return next != ReplyParser::Next::nothing;
