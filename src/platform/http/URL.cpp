@@ -50,7 +50,7 @@ bool isStrictURL(std::string_view text) {
   const auto hasBracket = [](std::string_view part) {
     return part.find_first_of("[]") != part.npos;
   };
-  return isSpelledRightly(rest) && !hasBracket(user) && !hasBracket(after) &&
+  return !authority.empty() && isSpelledRightly(rest) && !hasBracket(user) && !hasBracket(after) &&
          std::ranges::count(after, '#') <= 1 && std::ranges::count(authority, '@') <= 1;
 }
 
