@@ -10,6 +10,8 @@
 
 #include "platform/http/TransportError.h"
 #include "platform/http/curl/MultiHandle.h"
+#include "platform/http/curl/Proxy.h"
+#include "platform/http/curl/TLSOptions.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
@@ -84,7 +86,7 @@ bool TransferEngine::ensureRunning() {
 
 void TransferEngine::initialiseLibcurl() {
   if (std::exchange(libcurlIsInitialised_, true)) return;
-  curl_global_init(CURL_GLOBAL_DEFAULT);
+  initialiseCurlWithoutKeyLog();
   // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
   // have just registered, and no thread may be inside them by then.
   std::atexit([] { shared().stop(); });
@@ -150,8 +152,19 @@ void TransferEngine::stop() {
 
 void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
                    TransferHandler handler) {
-  TransferEngine::shared().submit(
-      std::make_unique<Transfer>(std::move(request), std::move(configuration), std::move(handler)));
+  // On the caller's thread: the host may change its environment once the call has returned.
+  configuration = withProxyOfEnvironment(std::move(configuration));
+  const auto& proxy = configuration->proxy;
+  const bool isReachable = !proxy || proxy->empty() || parsedProxy(*proxy);
+  const URL url = request.url;
+  auto transfer =
+      std::make_unique<Transfer>(std::move(request), std::move(configuration), std::move(handler));
+  if (isReachable) return TransferEngine::shared().submit(std::move(transfer));
+  // In words of its own, since libcurl would repeat the text with its password.
+  transfer->report({.error = transportError(NSURLErrorCannotConnectToHost,
+                                            "could not connect to " + url.host() +
+                                                ": what names the proxy is no URL of one",
+                                            url.absoluteString())});
 }
 
 }  // namespace orx::platform
