@@ -128,6 +128,7 @@ class SetUserID(CommandLine):
             self.skipTest("the folder for temporary files knows no set-user-ID programs")
         ca_file = self.home / "ca.pem"
         shutil.copy(service.ready["caFile"], ca_file)
+        ca_file.chmod(0o644)
         self.keys = self.home / "keys"
         self.environment.update(ORXACCOUNT_CA_FILE=str(ca_file), SSLKEYLOGFILE=str(self.keys),
                                 https_proxy="http://127.0.0.1:1")
