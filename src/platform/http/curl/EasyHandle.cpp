@@ -180,11 +180,13 @@ void EasyHandle::setOptions() {
 }
 
 void EasyHandle::setProxy() {
-  proxy_.reset();
-  const auto& text = configuration_->proxy;
-  if (text && !text->empty()) proxy_ = parsedProxy(*text);
+  const auto text = configuration_->proxy.value_or("");
+  proxy_ = text.empty() ? std::nullopt : parsedProxy(text);
+  // Not empty, since the request would go past the proxy that cannot be used.
+  const char* url = text.empty() ? "" : "http://[";
+  if (proxy_) url = proxy_->url.c_str();
   // Unset, libcurl looks for both in the environment; empty text means none.
-  curl_easy_setopt(curl_, CURLOPT_PROXY, proxy_ ? proxy_->url.c_str() : "");
+  curl_easy_setopt(curl_, CURLOPT_PROXY, url);
   curl_easy_setopt(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions.c_str());
   if (proxy_ && !proxy_->credentials.empty()) {
     curl_easy_setopt(curl_, CURLOPT_PROXYUSERPWD, proxy_->credentials.c_str());

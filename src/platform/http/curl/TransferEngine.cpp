@@ -155,16 +155,17 @@ void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
   // On the caller's thread: the host may change its environment once the call has returned.
   configuration = withProxyOfEnvironment(std::move(configuration));
   const auto& proxy = configuration->proxy;
-  const bool isReachable = !proxy || proxy->empty() || parsedProxy(*proxy);
-  const URL url = request.url;
-  auto transfer =
-      std::make_unique<Transfer>(std::move(request), std::move(configuration), std::move(handler));
-  if (isReachable) return TransferEngine::shared().submit(std::move(transfer));
+  if (!proxy || proxy->empty() || parsedProxy(*proxy)) {
+    return TransferEngine::shared().submit(std::make_unique<Transfer>(
+        std::move(request), std::move(configuration), std::move(handler)));
+  }
   // In words of its own, since libcurl would repeat the text with its password.
-  transfer->report({.error = transportError(NSURLErrorCannotConnectToHost,
-                                            "could not connect to " + url.host() +
-                                                ": what names the proxy is no URL of one",
-                                            url.absoluteString())});
+  const auto error = transportError(
+      NSURLErrorCannotConnectToHost,
+      "could not connect to " + request.url.host() + ": what names the proxy is no URL of one",
+      request.url.absoluteString());
+  Transfer(std::move(request), std::move(configuration), std::move(handler))
+      .report({.error = error});
 }
 
 }  // namespace orx::platform
