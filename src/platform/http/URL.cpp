@@ -48,7 +48,7 @@ bool isStrictURL(std::string_view text) {
   // Brackets stand around an IPv6 address alone, which the parser reads. One "#" begins the
   // fragment, and one "@" ends the user's name.
   const auto hasBracket = [](std::string_view part) {
-    return part.find_first_of("[]") != part.npos;
+    return part.find_first_of("[]") != std::string_view::npos;
   };
   return !authority.empty() && isSpelledRightly(rest) && !hasBracket(user) && !hasBracket(after) &&
          std::ranges::count(after, '#') <= 1 && std::ranges::count(authority, '@') <= 1;

@@ -1,13 +1,11 @@
 // Whom the configuration trusts, while what it names changes.
-#include <devserver/OpenSSLHandles.h>
 #include <gmock/gmock.h>
-#include <openssl/pem.h>
 
-#include <array>
 #include <filesystem>
 #include <fstream>
 
 #include "support/Call.h"
+#include "support/HashedDirectory.h"
 #include "support/TLSTestServer.h"
 
 namespace orx::testing {
@@ -38,17 +36,6 @@ class Trust : public ::testing::Test {
     const Outcome outcome = get();
     EXPECT_EQ(outcome.errorCode(), outcome.error ? NSURLErrorServerCertificateUntrusted : 0);
     return !outcome.error;
-  }
-
-  // Puts a certificate where OpenSSL looks for it.
-  void putHashed(const std::string& text) const {
-    fs::create_directory(*configuration_.caFile);
-    const devserver::MemoryBIO memory(BIO_new_mem_buf(text.c_str(), -1));
-    const devserver::Certificate certificate(
-        PEM_read_bio_X509(memory.get(), nullptr, nullptr, nullptr));
-    std::array<char, 16> name{};
-    snprintf(name.data(), name.size(), "%08lx.0", X509_subject_name_hash(certificate.get()));
-    std::ofstream(fs::path(*configuration_.caFile) / name.data()) << text;
   }
 
   TLSTestServer server_{{"one.example"}, Answer::reply(200)};
@@ -107,12 +94,12 @@ TEST_F(Trust, NamesTheFileThatHoldsNoAuthorityAsItIsConfigured) {
 }
 
 TEST_F(Trust, TakesADirectoryInWhichTheAuthorityIsFoundByItsHash) {
-  putHashed(servers_);
+  putHashed(*configuration_.caFile, servers_);
   EXPECT_TRUE(isTrusted());
 }
 
 TEST_F(Trust, TakesNobodyWhomTheDirectoryDoesNotHold) {
-  putHashed(anothers_);
+  putHashed(*configuration_.caFile, anothers_);
   EXPECT_FALSE(isTrusted());
   // Not by a hash.
   std::ofstream(fs::path(*configuration_.caFile) / "server.pem") << servers_;
@@ -122,7 +109,7 @@ TEST_F(Trust, TakesNobodyWhomTheDirectoryDoesNotHold) {
 }
 
 TEST_F(Trust, EndsWithTheDirectorysEntry) {
-  putHashed(servers_);
+  putHashed(*configuration_.caFile, servers_);
   EXPECT_TRUE(isTrusted());
   fs::remove_all(*configuration_.caFile);
   fs::create_directory(*configuration_.caFile);
