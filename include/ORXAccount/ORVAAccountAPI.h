@@ -31,8 +31,14 @@ using ORVAAccountAPICompletionHandler = std::function<void(
 //
 // For all operations: `parameters` are sent as JSON and may be empty. Parameters that cannot be
 // written as JSON (NaN, infinities, data, objects, text that is not UTF-8) and an empty completion
-// handler throw std::invalid_argument on the calling thread; nothing is sent. A transfer that fails
-// gives an error of NSURLErrorDomain. The target server flag is read when the call is made.
+// handler throw std::invalid_argument on the calling thread; nothing is sent. The target server flag
+// is read when the call is made.
+//
+// A transfer that fails gives an error of NSURLErrorDomain. Four operations read what has come of an
+// answer all the same when the connection breaks off in its body: register, login, loginOpenID and
+// common. A result block that came whole counts; without one the error is that of an absent block:
+// kORVAAccountErrorDomain, kORVAAccountErrorOther, an empty text. An answer that the service
+// compresses, though nobody asks it to, is not unpacked, and counts as one without a block.
 //
 // Thread safety: operations may be started from any thread. appID and appKey are plain fields, to
 // be set before calls are started. A pending call keeps what it needs alive; the caller need not.

@@ -14,7 +14,9 @@ namespace orx {
 // What the library delivers, by domain:
 //
 // - NSURLErrorDomain, with one of the codes below: the reply did not come or broke off. From every
-//   call over the network except the lists.
+//   call over the network except the lists. Registration, the SOAP sign-ins and commonWithApiId...
+//   read a reply that broke off in its body, and then give kORVAAccountErrorOther with empty text
+//   when it holds no whole result.
 // - kORVAAccountErrorDomain, with one of its codes kORVAAccountError...: the service refused. From
 //   registration and the sign-ins of either interface, and commonWithApiId...
 // - kORVAAccountErrorDomain, with the service's ResultCode (0 when there was none): the service

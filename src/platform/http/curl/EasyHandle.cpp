@@ -3,9 +3,10 @@
 #include <openssl/ssl.h>
 
 #include <algorithm>
-#include <exception>
+#include <new>
 #include <utility>
 
+#include "platform/http/curl/CurlOption.h"
 #include "platform/http/curl/TLSOptions.h"
 
 namespace orx::platform {
@@ -26,7 +27,11 @@ constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20)
 
 // The list with a copy of the line at its end.
 CurlList appended(CurlList list, const std::string& line) {
-  return CurlList(curl_slist_append(list.release(), line.c_str()));
+  curl_slist* longer = curl_slist_append(list.get(), line.c_str());
+  // Passed over, the list would go on without a line that it needs.
+  if (longer == nullptr) throw std::bad_alloc();
+  (void)list.release();
+  return CurlList(longer);
 }
 
 // libcurl wants numeric IPv6 addresses in brackets, to tell their colons from a port's.
@@ -66,7 +71,8 @@ int prerequest(void* handle, char* peerAddress, char* localAddress, int peerPort
                                                         .localAddress = localAddress,
                                                         .peerAddress = peerAddress});
     return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
-  } catch (const std::exception&) {
+  } catch (const std::bad_alloc&) {
+    clientOf(handle).onNoMemory();
     return CURL_PREREQFUNC_ABORT;
   }
 }
@@ -111,16 +117,20 @@ bool parse(const std::string& text, CURLU* parsed) {
 
 }  // namespace
 
+EasyHandle::EasyHandle() : curl_(curl_easy_init()) {
+  if (curl_ == nullptr) throw std::bad_alloc();
+}
+
 EasyHandle::~EasyHandle() {
   // First, because the handle points to the parsed URL and to both lists.
   curl_easy_cleanup(curl_);
   curl_url_cleanup(parsedURL_);
 }
 
-EasyHandle::Client& EasyHandle::clientOf(CURL* curl) {
+EasyHandle::Client* EasyHandle::clientOf(CURL* curl) {
   EasyHandle* handle = nullptr;
   curl_easy_getinfo(curl, CURLINFO_PRIVATE, &handle);
-  return handle->client();
+  return handle != nullptr ? handle->client_ : nullptr;
 }
 
 void EasyHandle::setClient(Client* client) {
@@ -186,10 +196,10 @@ void EasyHandle::setProxy() {
   const char* url = text.empty() ? "" : "http://[";
   if (proxy_) url = proxy_->url.c_str();
   // Unset, libcurl looks for both in the environment; empty text means none.
-  curl_easy_setopt(curl_, CURLOPT_PROXY, url);
-  curl_easy_setopt(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions.c_str());
+  setText(curl_, CURLOPT_PROXY, url);
+  setText(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions);
   if (proxy_ && !proxy_->credentials.empty()) {
-    curl_easy_setopt(curl_, CURLOPT_PROXYUSERPWD, proxy_->credentials.c_str());
+    setText(curl_, CURLOPT_PROXYUSERPWD, proxy_->credentials);
   }
 }
 
@@ -215,12 +225,14 @@ void EasyHandle::trustConfigured() {
 // One of both, since libcurl keeps no parsed bundle when it is told of a directory too.
 void EasyHandle::trust(TrustPlace place) {
   trusted_ = std::move(place);
-  const char* directory = trusted_.isDirectory ? trusted_.path.c_str() : nullptr;
-  const char* file = trusted_.isDirectory ? nullptr : trusted_.path.c_str();
-  curl_easy_setopt(curl_, CURLOPT_CAINFO, file);
-  curl_easy_setopt(curl_, CURLOPT_CAPATH, directory);
-  curl_easy_setopt(curl_, CURLOPT_PROXY_CAINFO, file);
-  curl_easy_setopt(curl_, CURLOPT_PROXY_CAPATH, directory);
+  const auto set = [this](CURLoption option, bool isMeant) {
+    if (isMeant) return setText(curl_, option, trusted_.path);
+    curl_easy_setopt(curl_, option, nullptr);
+  };
+  set(CURLOPT_CAINFO, !trusted_.isDirectory);
+  set(CURLOPT_CAPATH, trusted_.isDirectory);
+  set(CURLOPT_PROXY_CAINFO, !trusted_.isDirectory);
+  set(CURLOPT_PROXY_CAPATH, trusted_.isDirectory);
 }
 
 void EasyHandle::setCallbacks(SocketRegistry& sockets) {
@@ -267,11 +279,13 @@ void EasyHandle::setRequest(const URLRequest& request, const std::string& url, l
 // What cannot be parsed stays text, which libcurl refuses in its own words.
 void EasyHandle::setURL(const std::string& text) {
   if (url_ == text) return;
-  // Stays empty when libcurl has no memory for the URL, so that the next request sets it again.
+  // Stays empty when this throws, so that the next request sets it again.
   url_.clear();
   if (parsedURL_ == nullptr) parsedURL_ = curl_url();
+  if (parsedURL_ == nullptr) throw std::bad_alloc();
   curl_easy_setopt(curl_, CURLOPT_CURLU, parse(text, parsedURL_) ? parsedURL_ : nullptr);
-  if (curl_easy_setopt(curl_, CURLOPT_URL, text.c_str()) == CURLE_OK) url_ = text;
+  setText(curl_, CURLOPT_URL, text);
+  url_ = text;
 }
 
 void EasyHandle::setBody(const std::string& body) {
@@ -306,6 +320,10 @@ void EasyHandle::reportProgress(bool wanted) {
 
 void EasyHandle::followRedirects(bool wanted) {
   curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, wanted ? 1L : 0L);
+}
+
+void EasyHandle::keepConnection(bool allowed) {
+  curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
 }
 
 long EasyHandle::number(CURLINFO which) const {
@@ -344,7 +362,11 @@ void EasyHandle::releaseTLSBuffers() {
   const curl_tlssessioninfo* session = nullptr;
   const CURLcode code = curl_easy_getinfo(curl_, CURLINFO_TLS_SSL_PTR, &session);
   if (code != CURLE_OK || session == nullptr || session->backend != CURLSSLBACKEND_OPENSSL) return;
-  if (session->internals != nullptr) SSL_free_buffers(static_cast<SSL*>(session->internals));
+  auto* tls = static_cast<SSL*>(session->internals);
+  if (tls == nullptr) return;
+  // Of a record that is half there OpenSSL before 3.0.14 frees the buffer, and reads on into it.
+  const bool waitsForRecord = std::string_view(SSL_rstate_string(tls)) == "RH";
+  if (waitsForRecord && SSL_has_pending(tls) == 0) SSL_free_buffers(tls);
 }
 
 }  // namespace orx::platform

@@ -28,13 +28,15 @@ using CurlList = std::unique_ptr<curl_slist, FreeCurlList>;
 // twenty times the processor time. Used by one thread at a time.
 class EasyHandle {
  public:
-  // What libcurl calls while a transfer runs. libcurl is C code, so only onPrerequest() may
-  // throw.
+  // What libcurl calls while a transfer runs. libcurl is C code, so only onPrerequest() may throw,
+  // and only std::bad_alloc.
   class Client {
    public:
     // The connection is there and the request is about to leave over it. False, or an exception,
     // ends the transfer with CURLE_ABORTED_BY_CALLBACK.
     virtual bool onPrerequest(const Endpoints& connection) = 0;
+    // There was no memory for the call of onPrerequest().
+    virtual void onNoMemory() noexcept = 0;
     // After each step of the transfer, while reportProgress() is on.
     virtual void onProgress() noexcept = 0;
     // Fills the buffer with the next bytes of a body that does not leave in one piece; returns how
@@ -49,19 +51,22 @@ class EasyHandle {
     ~Client() = default;
   };
 
-  // Takes the handle over.
-  explicit EasyHandle(CURL* curl) : curl_(curl) {}
+  // Like configure() and setRequest() it throws std::bad_alloc when libcurl has no memory. What has
+  // thrown once must not be used again.
+  EasyHandle();
   EasyHandle(const EasyHandle&) = delete;
   EasyHandle& operator=(const EasyHandle&) = delete;
   ~EasyHandle();
 
   CURL* curl() const { return curl_; }
-  // The client that was set last for the EasyHandle of this CURL handle.
-  static Client& clientOf(CURL* curl);
+  // The client that was set last for the EasyHandle of this CURL handle; null when there is none.
+  static Client* clientOf(CURL* curl);
   Client& client() const { return *client_; }
   // Starts or ends (null) the service for a client, and forgets the last one's error text.
   void setClient(Client* client);
 
+  // Lets the next configure() set it up anew.
+  void forgetConfiguration() { configuration_.reset(); }
   // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
   void configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
                  SocketRegistry& sockets, CURLSH* share);
@@ -75,6 +80,8 @@ class EasyHandle {
   void reportProgress(bool wanted);
   // What setRequest() chose stands until the next one, unless it is changed meanwhile.
   void followRedirects(bool wanted);
+  // Whether libcurl may keep the connection once it is done with this transfer.
+  void keepConnection(bool allowed);
 
   // What libcurl knows of the transfer so far.
   long number(CURLINFO which) const;

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/http/curl/CurlOption.h"
+
 namespace orx::platform {
 namespace {
 
@@ -64,8 +66,8 @@ void setTLSOptions(CURL* curl) {
   curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
   curl_easy_setopt(curl, CURLOPT_PROXY_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
   if (!usesOpenSSL(curl)) return;
-  curl_easy_setopt(curl, CURLOPT_SSL_CIPHER_LIST, ciphers);
-  curl_easy_setopt(curl, CURLOPT_PROXY_SSL_CIPHER_LIST, ciphers);
+  setText(curl, CURLOPT_SSL_CIPHER_LIST, ciphers);
+  setText(curl, CURLOPT_PROXY_SSL_CIPHER_LIST, ciphers);
   curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &restrictContext);
 }
 

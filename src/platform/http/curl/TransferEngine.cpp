@@ -6,7 +6,6 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 #include "platform/http/TransportError.h"
 #include "platform/http/curl/MultiHandle.h"
@@ -33,7 +32,7 @@ struct TransferEngine::State {
   const State* const parents;
 
   // Under the inbox's mutex.
-  std::vector<std::unique_ptr<Transfer>> inbox;
+  TransferList inbox;
   bool isRunning = false;  // the pool runs this reactor
   bool sleeps = false;     // the leader waits for sockets and must be woken for a new transfer
   bool isInsideLibcurl = false;
@@ -41,7 +40,7 @@ struct TransferEngine::State {
 
   // The leader's own.
   MultiHandle multi;
-  std::vector<std::unique_ptr<Transfer>> arrived;
+  TransferList arrived;
   bool skippedSockets = false;  // in the last pass
 };
 
