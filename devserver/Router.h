@@ -26,7 +26,8 @@ class Router {
 
  private:
   HTTPResponse respond(const HTTPRequest& request, const std::string& host);
-  HTTPResponse respondToCall(const HTTPRequest& request, const std::optional<CallEnvelope>& call);
+  HTTPResponse respondToCall(const HTTPRequest& request, const std::optional<CallEnvelope>& call,
+                             const std::string& authority);
   HTTPResponse respondToGet(const HTTPRequest& request);
   HTTPResponse picture(const HTTPRequest& request);
   HTTPResponse webSSO(const HTTPRequest& request);

@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "devserver/DevelopmentService.h"
+#include "devserver/PrivateFile.h"
 
 namespace {
 
@@ -143,9 +144,7 @@ void chooseAuthority(CommandLine& line) {
           ? CertificateAuthority::generate()
           : CertificateAuthority::fromPEM(contentOf(line.caCertificate), contentOf(line.caKey));
   if (line.caKeyOut.empty()) return;
-  std::ofstream file(line.caKeyOut, std::ios::binary | std::ios::trunc);
-  file << line.options.certificateAuthority->privateKeyPEM();
-  if (!file.flush()) throw std::runtime_error("cannot write " + line.caKeyOut);
+  writePrivateFile(line.caKeyOut, line.options.certificateAuthority->privateKeyPEM());
 }
 
 void announce(const DevelopmentService& service) {
@@ -185,7 +184,7 @@ int serve(CommandLine line) {
   sigaddset(&ending, SIGINT);
   sigprocmask(SIG_BLOCK, &ending, nullptr);
   const int signals = signalfd(-1, &ending, SFD_CLOEXEC);
-  // The database and the key file hold password hashes and private keys.
+  // SQLite's journal holds what the database holds.
   umask(077);
   DevelopmentService service;
   if (!line.faultPlan.empty()) service.faults().load(contentOf(line.faultPlan));

@@ -15,9 +15,16 @@ static bool nestsTooDeep(std::string_view text) {
          }) > static_cast<std::ptrdiff_t>(orx::platform::limits::jsonDepth);
 }
 
-// The library's reader refuses what the other one skips or does not bound; of all other texts both
-// make the same, down to the place of what they refuse.
+// The library refuses empty texts, a byte order mark, NUL and deep nesting, some of which the
+// oracle accepts. For every other text both must give the same value, or name the same place of the
+// same error.
 static void compare(const json::Result<orx::Value>& reading, std::string_view text) {
+  using namespace std::string_view_literals;
+  // What begins with the mark of another encoding is not what the other one reads.
+  for (const auto mark : {"\xFF\xFE"sv, "\xFE\xFF"sv, "\0\0\xFE\xFF"sv}) {
+    if (text.starts_with(mark)) return;
+  }
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   if (text.empty() || text.starts_with("\xEF") || text.find('\0') != std::string_view::npos) {
     ORX_FUZZ_CHECK(!reading);
     return;

@@ -21,7 +21,7 @@ std::string contentOf(const std::filesystem::path& path) {
   return std::string((std::istreambuf_iterator<char>(file)), {});
 }
 
-// The program as a child of this process, its standard input and output in our hands.
+// Runs the program as a child with pipes for its standard input and output.
 class Program {
  public:
   explicit Program(std::vector<std::string> arguments) {
@@ -46,7 +46,7 @@ class Program {
     output_ = fdopen(output[0], "r");
   }
   ~Program() {
-    // Not killed: it has a directory to take away.
+    // Not SIGKILL, after which the program could not remove its temporary directory.
     if (process_ > 0) kill(process_, SIGTERM);
     end();
     std::fclose(output_);
@@ -65,7 +65,7 @@ class Program {
     if (input_ >= 0) close(input_);
     input_ = -1;
   }
-  // The exit status; -1 when it was ended by a signal.
+  // Waits for the exit status; -1 when a signal ended the program.
   int end() {
     int status = 0;
     if (process_ > 0 && waitpid(process_, &status, 0) == process_) {
@@ -146,6 +146,54 @@ TEST(Program, KeepsItsAuthorityAndItsAccountsFromRunToRun) {
   const ServiceClient client(line.at("port"), contentOf(ca));
   EXPECT_EQ(client.call("sso0000004", R"({"Ticket":")" + ticket + R"("})").element("ResultCode"),
             "0");
+}
+
+TEST(Program, TakesTheRightsOfOthersToItsFilesAway) {
+  const TemporaryDirectory directory;
+  const std::string key = directory / "ca.key";
+  const std::string database = directory / "accounts.db";
+  for (const std::string& file : {key, database}) {
+    std::ofstream(file).close();
+    std::filesystem::permissions(file, std::filesystem::perms(0666));
+  }
+  // Whoever opened the earlier file must not read the new key.
+  std::ifstream earlier(key);
+  Program program({"--ca-key-out", key, "--database", database});
+  EXPECT_NE(program.line(), "");
+  for (const std::string& file : {key, database}) {
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600)) << file;
+  }
+  EXPECT_NE(contentOf(key), "");
+  EXPECT_EQ(std::string((std::istreambuf_iterator<char>(earlier)), {}), "");
+}
+
+TEST(Program, WritesNothingAtTheOtherEndOfALink) {
+  const TemporaryDirectory directory;
+  const std::string victim = directory / "victim";
+  const std::string link = directory / "link";
+  std::ofstream(victim).close();
+  for (const char* option : {"--ca-key-out", "--database", "--ca-out"}) {
+    for (const std::string& target : {victim, (directory / "not-there").string()}) {
+      std::filesystem::create_symlink(target, link);
+      Program program({option, link});
+      EXPECT_EQ(program.line(), "") << option;
+      program.signal(SIGTERM);
+      EXPECT_EQ(program.end(), 1) << option;
+      EXPECT_TRUE(std::filesystem::is_symlink(link)) << option;
+      std::filesystem::remove(link);
+    }
+  }
+  EXPECT_EQ(contentOf(victim), "");
+  EXPECT_FALSE(std::filesystem::exists(directory / "not-there"));
+}
+
+TEST(Program, KeepsItsDatabaseInAFolderBehindALink) {
+  const TemporaryDirectory directory;
+  std::filesystem::create_directory(directory / "real");
+  std::filesystem::create_directory_symlink("real", directory / "link");
+  Program program({"--database", directory / "link" / "accounts.db"});
+  EXPECT_NE(program.line(), "");
+  EXPECT_TRUE(std::filesystem::exists(directory / "real" / "accounts.db"));
 }
 
 TEST(Program, TakesApplicationsAndAFaultPlan) {

@@ -39,7 +39,9 @@ TEST_P(FailedConnection, GivesNoCallTheResultOfAnother) {
         api()->commonWithApiId_parameters_completionHandler("any", {{"number", own}}, handler);
       });
       failures += report.error ? 1 : 0;
-      if (report.result) EXPECT_EQ(report.result->resultDescription(), own);
+      if (report.result) {
+        EXPECT_EQ(report.result->resultDescription(), own);
+      }
     }
     EXPECT_LE(failures, 1) << at;
     if (failing.count() < at) break;

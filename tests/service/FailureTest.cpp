@@ -138,6 +138,32 @@ INSTANTIATE_TEST_SUITE_P(, Misuse,
                                            kUserData, kRegisterV2, kLoginV2),
                          nameOf);
 
+class ForeignText : public OperationTest {};
+
+TEST_P(ForeignText, AsACredentialThrowsAndSendsNothing) {
+  const auto never = [](const auto&, const auto&) { ADD_FAILURE() << "reported"; };
+  for (const auto key : {kORVAAccountAppID, kORVAAccountAppKey}) {
+    const auto client = ORVAAccountAPI::initWithOptions(
+        Dictionary{{kORVAAccountAppID, "id"}, {kORVAAccountAppKey, "key"}, {key, "\xff"}});
+    EXPECT_THROW(GetParam().start(*client, Dictionary(), never), std::invalid_argument) << key;
+  }
+  EXPECT_EQ(server().connectionCount(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ForeignText,
+                         ::testing::Values(kRegister, kLogin, kLoginOpenID, kCommon, kWebSSO,
+                                           kUserData, kRegisterV2, kLoginV2, kList),
+                         nameOf);
+
+TEST_F(AccountServiceFixture, ForeignTextAsListNameOrApiIDThrowsAndSendsNothing) {
+  const auto never = [](const auto&, const auto&) { ADD_FAILURE() << "reported"; };
+  EXPECT_THROW(api()->parameterListWithName_completionHandler("\xc3(", never),
+               std::invalid_argument);
+  EXPECT_THROW(api()->commonWithApiId_parameters_completionHandler("w\x80", Dictionary(), never),
+               std::invalid_argument);
+  EXPECT_EQ(server().connectionCount(), 0U);
+}
+
 class CertificateFaults : public ::testing::TestWithParam<CertificateFault> {};
 
 TEST_P(CertificateFaults, EndTheCallBeforeAByteOfItLeaves) {

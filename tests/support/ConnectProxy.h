@@ -13,11 +13,11 @@
 
 namespace orx::testing {
 
-// An HTTP proxy on loopback that makes tunnels, all of them to one port, whatever host is asked
-// for.
+// An HTTP proxy on loopback. Every CONNECT gets a tunnel to the same port, whatever host it names.
 class ConnectProxy {
  public:
-  explicit ConnectProxy(std::uint16_t target);
+  // `reply` is what it answers before the tunnel begins.
+  explicit ConnectProxy(std::uint16_t target, std::string reply = "HTTP/1.1 200 Connected\r\n\r\n");
   // Cuts all tunnels.
   ~ConnectProxy();
   ConnectProxy(const ConnectProxy&) = delete;
@@ -30,18 +30,19 @@ class ConnectProxy {
     return lastHead_;
   }
   std::size_t tunnelCount() const { return tunnelCount_; }
-  // Those that have not ended yet.
   std::size_t openTunnelCount() const { return openTunnelCount_; }
 
  private:
   void accept();
   void serve(int client);
   int connectToTarget() const;
-  // Keeps what must be shut down at the end; -1 stays -1.
+  // Remembers a descriptor for the destructor to shut down and close, and returns it. Passes -1
+  // through.
   int kept(int descriptor);
 
   const LoopbackListener listener_;
   const std::uint16_t target_;
+  const std::string reply_;
   std::atomic<std::size_t> tunnelCount_{0};
   std::atomic<std::size_t> openTunnelCount_{0};
   mutable std::mutex mutex_;

@@ -5,6 +5,7 @@
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "support/AccountServiceFixture.h"
+#include "allocations/FailingAllocation.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx {
@@ -142,7 +143,7 @@ TEST_F(ProfileImage, TextThatMakesNoURLIsReportedOnceWithoutARequest) {
   EXPECT_EQ(loaded.error->domain(), NSURLErrorDomain);
   EXPECT_EQ(loaded.error->code(), NSURLErrorBadURL);
   EXPECT_EQ(server().connectionCount(), 0U);
-  // The queue is free again.
+  // The record's queue goes on after the error.
   user->setProfileImageData(Data("set"));
   EXPECT_EQ(load(user).data, Data("set"));
   EXPECT_EQ(mailbox->count(), 0U);
@@ -156,7 +157,8 @@ TEST_F(ProfileImage, TheReportHasReturnedBeforeTheNextLoadBegins) {
   user->loadProfileImageDataWithCompletionBlock(
       [&, reports](const std::optional<Data>&, const std::shared_ptr<Error>&) {
         EXPECT_TRUE(gate.wait());
-        // Another record's load comes and goes, so a request of this one's would be here by now.
+        // Wait for a whole load of another record: had this record's next load begun, its request
+        // would have arrived by then.
         EXPECT_NE(load(userFrom("TWN")).error, nullptr);
         EXPECT_EQ(server().requests().size(), 2U);
         reports->put(1);
@@ -212,6 +214,21 @@ TEST_F(ProfileImage, ARecordWithoutAQueueLoadsAllTheSame) {
   const auto user = userFrom();
   user->setUserOperationQueue(nullptr);
   EXPECT_EQ(load(user).data, Data("picture"));
+}
+
+// Whatever allocation fails at the start of a load, it throws and does not report, or it reports.
+TEST_F(ProfileImage, ThrowsOrReportsWithoutMemory) {
+  answerWith("picture");
+  const auto mailbox = std::make_shared<Mailbox<Loaded>>();
+  std::shared_ptr<ORVAAccountUser> user;
+  failEachAllocation([&] { user = userFrom(); },
+                     [&] { user->loadProfileImageDataWithCompletionBlock(into(mailbox)); },
+                     [&](bool threw) {
+                       if (!threw) mailbox->take();
+                       user->loadProfileImageDataWithCompletionBlock(into(mailbox));
+                       mailbox->take();
+                     });
+  EXPECT_EQ(mailbox->count(), 0U);
 }
 
 TEST_F(ProfileImage, ARestoredRecordHasNoPicture) {

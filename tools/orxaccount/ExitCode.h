@@ -9,7 +9,7 @@ enum class ExitCode {
   Usage = 2,        // wrong options, or values that cannot be sent
   Transport = 3,    // no complete answer came
   NotSignedIn = 4,  // the command needs a signed-in user
-  Storage = 5,      // a file or the stored user could not be written
+  Storage = 5,      // a file or the stored user could not be written or removed
 };
 
 }  // namespace tool

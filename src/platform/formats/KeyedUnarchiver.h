@@ -20,8 +20,13 @@ using ArchiveFactory = std::function<std::shared_ptr<Object>(const Coder&)>;
 // replaces the factory.
 void setClass_forClassName(ArchiveFactory factory, std::string_view className);
 
+// Whether an object that is archived under this class name comes back as one: it has a factory, and
+// no list or text of the archive's own is called so.
+bool canUnarchiveClass(std::string_view className);
+
 // Reads an archive that this or any other conforming archiver wrote. Whatever the bytes are, it
 // gives a value or an error (NSCocoaErrorDomain, 4864), in time and memory bounded by their length.
+// Throws std::bad_alloc alone, which says nothing about the bytes.
 Result<Value> unarchiveObjectWithData(const Data& data);
 
 }  // namespace orx::platform

@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "platform/keychain/KeychainStore.h"
 #include "platform/storage/StoredDirectory.h"
@@ -59,10 +60,11 @@ class ItemFile {
   // Makes the file say `next`, in one step. Says nothing, and does nothing, where the directory is
   // made only now and somebody else has stored the item since.
   Result<void> write(const ItemState& next);
-  // Removes what dead writers left, of whatever item, and the quarantined versions of this one.
+  // Removes what dead writers of the item left, and its quarantined versions.
   Result<void> removeTraces() const;
 
  private:
+  std::string recordName() const { return stem_ + ".state"; }
   Result<void> open(StoredDirectory::Missing missing);
   Result<void> read();
   Result<void> readRecord();
@@ -73,9 +75,9 @@ class ItemFile {
 
   const KeychainItem& item_;
   std::string name_;
-  std::string recordName_;
+  std::string stem_;  // the name without its ending
   std::optional<StoredDirectory> directory_;
-  std::optional<FileLock> lock_;
+  std::vector<FileLock> locks_;
   Deadline deadline_;
   ItemState state_;
   // What an earlier version of the library left beside the file.

@@ -119,5 +119,16 @@ TEST_F(Proxy, GetsANewTunnelForOneThatDiedWhileIdle) {
   EXPECT_EQ(call(postRequest("https://one.example/", "bob")).text(), "POST bob");
 }
 
+TEST_F(Proxy, MaySayMoreThanAReplysHeaderMayHold) {
+  const ConnectProxy talkative(
+      server_.port(), "HTTP/1.1 200 Connected\r\nVia: " + std::string(2000, 'x') + "\r\n\r\n");
+  auto configuration = server_.configurationFor({});
+  configuration.connectTo.clear();
+  configuration.proxy = talkative.url();
+  configuration.maximumHeaderSize = 1000;
+  const auto outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
+  EXPECT_EQ(outcome.text(), "GET ");
+}
+
 }  // namespace
 }  // namespace orx::testing

@@ -7,6 +7,7 @@
 
 #include "platform/queues/WorkerPool.h"
 #include "support/Await.h"
+#include "support/JobsOnCommand.h"
 #include "support/ThreadCount.h"
 
 namespace orx::testing {
@@ -75,41 +76,8 @@ TEST(WorkerPool, DestroysAJobOnTheWorkerThatRanIt) {
   EXPECT_NE(ranOn, std::this_thread::get_id());
 }
 
-// Submits a job each time it is told to.
-class JobsOnCommand final : public Reactor {
- public:
-  void submitNext(std::function<void()> block) { pending_.put(makeJob(std::move(block))); }
-  // The threads that have led, one for each job.
-  std::thread::id nextLeader() { return leaders_.take(); }
-  bool hadTwoLeaders() const { return hadTwoLeaders_; }
-
- private:
-  void wait() override {
-    if (isLed_.exchange(true)) hadTwoLeaders_ = true;
-    next_ = pending_.take(std::chrono::hours(1));
-  }
-  void dispatch() override {
-    leaders_.put(std::this_thread::get_id());
-    WorkerPool::shared().submit(std::move(next_));
-    isLed_ = false;
-  }
-
-  Mailbox<std::unique_ptr<Job>> pending_;
-  Mailbox<std::thread::id> leaders_;
-  std::unique_ptr<Job> next_;
-  std::atomic<bool> isLed_ = false;
-  std::atomic<bool> hadTwoLeaders_ = false;
-};
-
-// Workers lead it for the rest of the process.
-JobsOnCommand& runningReactor() {
-  static auto& reactor = *new JobsOnCommand;
-  EXPECT_TRUE(WorkerPool::shared().setReactor(reactor));
-  return reactor;
-}
-
 TEST(WorkerPool, RunsTheReactorsShortJobsOnTheLeader) {
-  JobsOnCommand& reactor = runningReactor();
+  JobsOnCommand& reactor = JobsOnCommand::running();
   Mailbox<std::thread::id> ranOn;
   int switches = 0;
   constexpr int jobs = 1000;
@@ -123,7 +91,7 @@ TEST(WorkerPool, RunsTheReactorsShortJobsOnTheLeader) {
 }
 
 TEST(WorkerPool, PromotesAFollowerWhenAJobKeepsTheLeader) {
-  JobsOnCommand& reactor = runningReactor();
+  JobsOnCommand& reactor = JobsOnCommand::running();
   Mailbox<std::thread::id> entered;
   Mailbox<int> left;
   Event gate;
@@ -149,7 +117,7 @@ TEST(WorkerPool, PromotesAFollowerWhenAJobKeepsTheLeader) {
 }
 
 TEST(WorkerPool, LetsAJobOfTheReactorWaitForTheNextOne) {
-  JobsOnCommand& reactor = runningReactor();
+  JobsOnCommand& reactor = JobsOnCommand::running();
   Mailbox<int> done;
   reactor.submitNext([&] {
     Event inner;
@@ -161,7 +129,7 @@ TEST(WorkerPool, LetsAJobOfTheReactorWaitForTheNextOne) {
 }
 
 TEST(WorkerPool, RunsTheReactorWhileOtherJobsKeepComing) {
-  JobsOnCommand& reactor = runningReactor();
+  JobsOnCommand& reactor = JobsOnCommand::running();
   std::atomic<bool> enough = false;
   Mailbox<int> done;
   std::function<void()> again = [&] {

@@ -166,7 +166,8 @@ void MultiHandle::addToMulti(Transfer& transfer) {
 }
 
 // For one socket, or for the timer. Without memory libcurl stops before it has said which socket a
-// transfer waits for. It does not name that transfer, which would wait for its time-out.
+// transfer waits for, and that transfer would wait for its time-out. libcurl does not name it, so
+// all end that wait for no socket.
 void MultiHandle::work(curl_socket_t descriptor, int bits) {
   int running = 0;
   if (curl_multi_socket_action(multi_, descriptor, bits, &running) != CURLM_OUT_OF_MEMORY) return;

@@ -70,16 +70,16 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
     }
   }
   // Outside the lock: nothing of the host's, a handler's destructor either, may run under it.
-  transfer->report(
-      {.error = transportError(NSURLErrorUnknown,
-                               "the system has no thread, descriptor or memory left", {})});
+  transfer->report({.error = transportError(NSURLErrorUnknown,
+                                            "the system has no descriptor or memory left", {})});
 }
 
 bool TransferEngine::ensureRunning() {
   if (state_->isRunning) return true;
   initialiseLibcurl();
   // A failure is not remembered: the next submission tries again, when there may be descriptors.
-  state_->isRunning = state_->multi.open() && WorkerPool::shared().setReactor(*this);
+  state_->isRunning = state_->multi.open();
+  if (state_->isRunning) WorkerPool::shared().setReactor(*this);
   return state_->isRunning;
 }
 
@@ -125,6 +125,8 @@ void TransferEngine::dispatch() {
   leaveLibcurl(lock);
 }
 
+void TransferEngine::interrupt() { state_->multi.wake(); }
+
 // exit() frees what libcurl and OpenSSL share while other threads still run. So stop() forbids to
 // enter from then on, and waits for the thread that is inside.
 bool TransferEngine::enterLibcurl(const InboxLock&) {
@@ -151,6 +153,8 @@ void TransferEngine::stop() {
 
 void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
                    TransferHandler handler) {
+  // Without any worker neither an answer nor an error could be reported.
+  WorkerPool::shared().ensureWorker();
   // On the caller's thread: the host may change its environment once the call has returned.
   configuration = withProxyOfEnvironment(std::move(configuration));
   const auto& proxy = configuration->proxy;

@@ -1,4 +1,4 @@
-// What stands between the library and a service: the bus, and what it starts.
+// Buses that are missing, silent, dying, or that start a service on demand.
 
 #include <unistd.h>
 
@@ -9,6 +9,7 @@
 #include "platform/keychain/secretservice/ServiceFixture.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
+#include "support/LoopbackListener.h"
 
 namespace orx {
 
@@ -84,6 +85,24 @@ TEST_F(Bus, WithAnAddressThatIsNoneIsAnError) {
   expectEach(errSecNotAvailable, false);
 }
 
+TEST_F(Bus, ThatIsNoLocalSocketIsNotSpokenToAndNoReasonToStandIn) {
+  const testing::LoopbackListener listener(SOCK_NONBLOCK);
+  const auto remote = "tcp:host=127.0.0.1,port=" + std::to_string(listener.port());
+  const auto program = "unixexec:path=/usr/bin/touch,argv1=" + (home.path() / "run").string();
+  bus.emplace(home.path());
+  startWithItem("");
+  const std::string local = getenv("DBUS_SESSION_BUS_ADDRESS");
+  for (const auto& address : {remote, program, remote + ";" + local, local + ";" + remote}) {
+    setAddress(address);
+    expectEach(errSecNotAvailable, false);
+  }
+  EXPECT_EQ(listener.accept(), -1);
+  EXPECT_FALSE(std::filesystem::exists(home.path() / "run"));
+  EXPECT_EQ(service.calls("OpenSession"), 0);
+  setAddress(local + ";" + local);
+  EXPECT_EQ(read().bytes, "old");
+}
+
 TEST_F(Bus, WithoutAServiceHasNone) {
   bus.emplace(home.path());
   expectEach(errSecNotAvailable, true);
@@ -122,7 +141,7 @@ TEST_F(Bus, ThatDiesInMidCallIsAnError) {
   }
 }
 
-// The library below keeps a thread that no child has.
+// GIO keeps a thread that a forked child does not have, so a call in the child would hang.
 TEST_F(Bus, IsRefusedToAForkedChildOfAProcessThatHasUsedIt) {
   bus.emplace(home.path());
   startWithItem("");
