@@ -49,7 +49,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   std::optional<std::string> lastName() const;
   std::optional<std::string> nickName() const;
   // Where the picture is, on the picture server of the user's own country; absent when the picture
-  // field makes no URL.
+  // field makes no URL: a blank, "100%" or "a[b]", since nothing is escaped.
   std::optional<URL> pictureURL() const;
   // The instant of the birth date, read as UTC; absent unless it has the form 1985-07-14T08:30:00.
   std::optional<std::chrono::sys_seconds> birthdate() const;

@@ -79,7 +79,12 @@ int ConnectProxy::connectToTarget() const {
 }
 
 void ConnectProxy::serve(int client) {
-  if (!readHead(client).starts_with("CONNECT ")) return;
+  const std::string head = readHead(client);
+  {
+    const std::lock_guard lock(mutex_);
+    lastHead_ = head;
+  }
+  if (!head.starts_with("CONNECT ")) return;
   const int server = kept(connectToTarget());
   if (server < 0) return;
   ++tunnelCount_;

@@ -24,6 +24,11 @@ class ConnectProxy {
   ConnectProxy& operator=(const ConnectProxy&) = delete;
 
   std::string url() const { return "http://127.0.0.1:" + std::to_string(listener_.port()); }
+  // What the last client asked for, header fields included.
+  std::string lastHead() const {
+    const std::lock_guard lock(mutex_);
+    return lastHead_;
+  }
   std::size_t tunnelCount() const { return tunnelCount_; }
   std::size_t openTunnelCount() const { return openTunnelCount_; }
 
@@ -40,7 +45,8 @@ class ConnectProxy {
   const std::string reply_;
   std::atomic<std::size_t> tunnelCount_{0};
   std::atomic<std::size_t> openTunnelCount_{0};
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
+  std::string lastHead_;
   std::list<int> descriptors_;
   std::list<std::thread> tunnels_;
   std::thread acceptor_;

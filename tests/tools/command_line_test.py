@@ -11,6 +11,7 @@ import json
 import os
 import pty
 import select
+import shutil
 import signal
 import socket
 import sys
@@ -62,6 +63,42 @@ class Usage(CommandLine):
         self.assertEqual(done.stderr, "")
         done = self.expect(4, "whoami", "--json")
         self.assertEqual(json.loads(done.stdout)["error"]["kind"], "not-signed-in")
+
+
+@unittest.skipUnless(os.geteuid() == 0, "only root can make a program that runs as somebody else")
+class SetUserID(CommandLine):
+    """A program with other rights than whoever starts it takes no orders from the environment."""
+
+    def setUp(self):
+        super().setUp()
+        self.home.chmod(0o777)
+        if os.statvfs(self.home).f_flag & os.ST_NOSUID:
+            self.skipTest("the folder for temporary files knows no set-user-ID programs")
+        ca_file = self.home / "ca.pem"
+        shutil.copy(service.ready["caFile"], ca_file)
+        ca_file.chmod(0o644)
+        self.keys = self.home / "keys"
+        self.environment.update(ORXACCOUNT_CA_FILE=str(ca_file), SSLKEYLOGFILE=str(self.keys),
+                                https_proxy="http://127.0.0.1:1")
+
+    def run_as_nobody(self, *arguments):
+        nobody = 65534
+        program = self.home / "orxaccount"
+        shutil.copy(programs.orxaccount, program)
+        os.chown(program, nobody, nobody)
+        program.chmod(0o4755)
+        return subprocess.run([program, *arguments], text=True, capture_output=True, timeout=WAIT,
+                              cwd=self.home, env=self.environment)
+
+    def test_goes_through_no_proxy_of_the_environment_and_logs_no_keys(self):
+        self.expect(3, "call", "w000000019")
+        if self.run_as_nobody("--help").returncode != 0:
+            self.skipTest("others may not read the library")
+        done = self.run_as_nobody("call", "w000000019")
+        self.assertNotEqual(done.returncode, 3, done.stdout + done.stderr)
+        self.environment["no_proxy"] = "*"
+        self.expect(done.returncode, "call", "w000000019")
+        self.assertFalse(self.keys.exists())
 
 
 class Answers(CommandLine):

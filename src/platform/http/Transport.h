@@ -47,8 +47,8 @@ using TransferHandler = std::function<void(const TransferOutcome& outcome)>;
 // and the handler is not called.
 //
 // A request is sent at most once: when its connection is lost after a byte has left, that is the
-// outcome. A GET follows redirects. A POST that is answered by 301, 302 or 303 goes on as a GET
-// without a body; any other redirect of a POST is the reply.
+// outcome. A GET follows 301, 302, 303, 307 and 308 to the place that they name. A POST that is
+// answered by 301, 302 or 303 goes on as a GET without a body. Any other 3xx is the reply.
 void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
                    TransferHandler handler);
 

@@ -1,11 +1,13 @@
 #include "platform/http/curl/EasyHandle.h"
 
 #include <openssl/ssl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <new>
 #include <utility>
+
+#include "platform/http/curl/CurlOption.h"
+#include "platform/http/curl/TLSOptions.h"
 
 namespace orx::platform {
 namespace {
@@ -17,8 +19,8 @@ constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
 // takes no smaller buffer for sending.
 constexpr long receiveBufferSize = 2L * 1024;
 constexpr long sendBufferSize = 16L * 1024;
-// Seconds. A renewed CA file is taken up after this time at the latest; parsing the distribution's
-// bundle for each connection would cost 34 ms of processor time.
+// Seconds. A renewed bundle of the system's is taken up after this time at the latest; parsing it
+// for each connection would cost 34 ms of processor time.
 constexpr long caStoreLifetime = 600;
 // Beyond this libcurl's own arithmetic with times overflows.
 constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
@@ -30,12 +32,6 @@ CurlList appended(CurlList list, const std::string& line) {
   if (longer == nullptr) throw std::bad_alloc();
   (void)list.release();
   return CurlList(longer);
-}
-
-// libcurl copies the text. Without memory for that it would go on as if the option were not set:
-// with another authority's certificates, or without the proxy.
-void setText(CURL* curl, CURLoption option, const std::string& text) {
-  if (curl_easy_setopt(curl, option, text.c_str()) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
 }
 
 // libcurl wants numeric IPv6 addresses in brackets, to tell their colons from a port's.
@@ -50,11 +46,6 @@ CurlList connectToList(const URLSessionConfiguration& configuration) {
                                          (address.port == 0 ? "" : std::to_string(address.port)));
   }
   return list;
-}
-
-bool systemBundleIsReadable() {
-  const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
-  return bundle != nullptr && access(bundle, R_OK) == 0;
 }
 
 // ---- The functions that libcurl calls. Those of a transfer get its EasyHandle. libcurl
@@ -153,7 +144,7 @@ void EasyHandle::setClient(Client* client) {
 void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
                            SocketRegistry& sockets, CURLSH* share) {
   if (configuration_ == configuration || (configuration_ && *configuration_ == *configuration)) {
-    return;
+    return trustConfigured();
   }
   // Forgets the options, not the connections, which belong to the multi handle.
   curl_easy_reset(curl_);
@@ -164,6 +155,8 @@ void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>&
   // With the TLS sessions of earlier connections a new one needs no full handshake.
   curl_easy_setopt(curl_, CURLOPT_SHARE, share);
   setOptions();
+  setProxy();
+  setTrust();
   setCallbacks(sockets);
 }
 
@@ -181,18 +174,10 @@ void EasyHandle::setOptions() {
   curl_easy_setopt(curl_, CURLOPT_BUFFERSIZE, receiveBufferSize);
   curl_easy_setopt(curl_, CURLOPT_UPLOAD_BUFFERSIZE, sendBufferSize);
 
-  // HTTPS only, redirects included, and certificates are verified always.
+  // HTTPS only, redirects included.
   curl_easy_setopt(curl_, CURLOPT_PROTOCOLS_STR, "https");
   curl_easy_setopt(curl_, CURLOPT_REDIR_PROTOCOLS_STR, "https");
-  curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, 1L);
-  curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, 2L);
-  curl_easy_setopt(curl_, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
-  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
-  const auto& caFile = configuration_->caFile;
-  if (caFile) setText(curl_, CURLOPT_CAINFO, *caFile);
-  // The distribution's libcurl names a bundle and a directory with the same authorities, and keeps
-  // the parsed store only when there is no directory. A configured file replaces both.
-  if (caFile || systemBundleIsReadable()) curl_easy_setopt(curl_, CURLOPT_CAPATH, nullptr);
+  setTLSOptions(curl_);
 
   // Offers "http/1.1" alone to the server: over HTTP/2 this libcurl loses answers.
   curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
@@ -201,10 +186,53 @@ void EasyHandle::setOptions() {
   curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout().count()));
   // The lines of a proxy's answer to CONNECT are no part of the reply.
   curl_easy_setopt(curl_, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-  // Unset, libcurl looks into the environment; empty text means no proxy.
-  const auto& proxy = configuration_->proxy;
-  if (proxy) setText(curl_, CURLOPT_PROXY, *proxy);
   curl_easy_setopt(curl_, CURLOPT_CONNECT_TO, connectTo_.get());
+}
+
+void EasyHandle::setProxy() {
+  const auto text = configuration_->proxy.value_or("");
+  proxy_ = text.empty() ? std::nullopt : parsedProxy(text);
+  // Not empty, since the request would go past the proxy that cannot be used.
+  const char* url = text.empty() ? "" : "http://[";
+  if (proxy_) url = proxy_->url.c_str();
+  // Unset, libcurl looks for both in the environment; empty text means none.
+  setText(curl_, CURLOPT_PROXY, url);
+  setText(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions);
+  if (proxy_ && !proxy_->credentials.empty()) {
+    setText(curl_, CURLOPT_PROXYUSERPWD, proxy_->credentials);
+  }
+}
+
+void EasyHandle::setTrust() {
+  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
+  trusted_ = {};
+  trustedState_.reset();
+  if (configuration_->caFile) return trustConfigured();
+  const auto* libcurl = curl_version_info(CURLVERSION_NOW);
+  // Where there is neither, libcurl's own choice stays, and refuses everybody.
+  if (const auto place = systemTrust(libcurl->cainfo, libcurl->capath)) trust(*place);
+}
+
+void EasyHandle::trustConfigured() {
+  const auto& path = configuration_->caFile;
+  if (!path) return;
+  const FileState state(*path);
+  if (trustedState_ == state) return;
+  trustedState_ = state;
+  trust({state.exists() ? state.respelled(*path) : *path, state.isDirectory()});
+}
+
+// One of both, since libcurl keeps no parsed bundle when it is told of a directory too.
+void EasyHandle::trust(TrustPlace place) {
+  trusted_ = std::move(place);
+  const auto set = [this](CURLoption option, bool isMeant) {
+    if (isMeant) return setText(curl_, option, trusted_.path);
+    curl_easy_setopt(curl_, option, nullptr);
+  };
+  set(CURLOPT_CAINFO, !trusted_.isDirectory);
+  set(CURLOPT_CAPATH, trusted_.isDirectory);
+  set(CURLOPT_PROXY_CAINFO, !trusted_.isDirectory);
+  set(CURLOPT_PROXY_CAPATH, trusted_.isDirectory);
 }
 
 void EasyHandle::setCallbacks(SocketRegistry& sockets) {
@@ -241,7 +269,7 @@ void EasyHandle::setRequest(const URLRequest& request, const std::string& url, l
     curl_easy_setopt(curl_, CURLOPT_HTTPGET, 1L);
   }
   // A POST's redirects are not libcurl's: it would send some of them a second time.
-  curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, request.httpBody ? 0L : 1L);
+  followRedirects(!request.httpBody);
   curl_easy_setopt(curl_, CURLOPT_MAXREDIRS, redirectsLeft);
   // Set at each request, since the handle keeps it from the one before.
   curl_easy_setopt(curl_, CURLOPT_FRESH_CONNECT, needsFreshConnection ? 1L : 0L);
@@ -290,6 +318,10 @@ void EasyHandle::reportProgress(bool wanted) {
   curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, wanted ? 0L : 1L);
 }
 
+void EasyHandle::followRedirects(bool wanted) {
+  curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, wanted ? 1L : 0L);
+}
+
 void EasyHandle::keepConnection(bool allowed) {
   curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
 }
@@ -304,6 +336,26 @@ std::optional<std::string> EasyHandle::text(CURLINFO which) const {
   char* text = nullptr;
   curl_easy_getinfo(curl_, which, &text);
   return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
+std::string EasyHandle::errorText() const {
+  std::string text = errorText_.data();
+  const auto& caFile = configuration_->caFile;
+  // libcurl knows the file by another name.
+  const auto at = caFile ? text.find(trusted_.path) : std::string::npos;
+  if (at != std::string::npos) text.replace(at, trusted_.path.size(), *caFile);
+  return text;
+}
+
+std::optional<std::string> EasyHandle::proxyInHandshake() const {
+  if (!proxy_ || !proxy_->isReachedOverTLS || number(CURLINFO_HTTP_CONNECTCODE) != 0) {
+    return std::nullopt;
+  }
+  // libcurl does not say whether the host is an exception. If it is, no proxy's certificate is
+  // looked at.
+  const bool mayBeException = !configuration_->proxyExceptions.empty();
+  if (mayBeException && number(CURLINFO_PROXY_SSL_VERIFYRESULT) == 0) return std::nullopt;
+  return proxy_->host;
 }
 
 void EasyHandle::releaseTLSBuffers() {

@@ -12,7 +12,9 @@
 #include <string_view>
 
 #include "platform/http/Transport.h"
+#include "platform/http/curl/Proxy.h"
 #include "platform/http/curl/SocketRegistry.h"
+#include "platform/http/curl/TrustPlace.h"
 
 namespace orx::platform {
 
@@ -76,6 +78,8 @@ class EasyHandle {
   void setRequest(const URLRequest& request, const std::string& url, long redirectsLeft,
                   bool needsFreshConnection);
   void reportProgress(bool wanted);
+  // What setRequest() chose stands until the next one, unless it is changed meanwhile.
+  void followRedirects(bool wanted);
   // Whether libcurl may keep the connection once it is done with this transfer.
   void keepConnection(bool allowed);
 
@@ -83,7 +87,10 @@ class EasyHandle {
   long number(CURLINFO which) const;
   std::optional<std::string> text(CURLINFO which) const;
   // libcurl's own words on the last failure; may be empty.
-  std::string errorText() const { return errorText_.data(); }
+  std::string errorText() const;
+  // The host of the proxy whose TLS handshake is not over yet. Absent once it is, or when there is
+  // no proxy, or one that is reached without TLS.
+  std::optional<std::string> proxyInHandshake() const;
 
   // Gives back the memory in which the TLS connection of the running transfer would read and write
   // its next records; it takes it anew when they come. Does nothing while some are on their way, or
@@ -92,6 +99,10 @@ class EasyHandle {
 
  private:
   void setOptions();
+  void setProxy();
+  void setTrust();
+  void trustConfigured();
+  void trust(TrustPlace place);
   void setCallbacks(SocketRegistry& sockets);
   void setURL(const std::string& text);
   void setBody(const std::string& body);
@@ -104,6 +115,9 @@ class EasyHandle {
   // What it is set up for, and a list that libcurl does not copy.
   std::shared_ptr<const URLSessionConfiguration> configuration_;
   CurlList connectTo_;
+  std::optional<Proxy> proxy_;
+  TrustPlace trusted_;                     // as libcurl was told
+  std::optional<FileState> trustedState_;  // of the configured file
 
   // Kept from request to request, because the next one mostly asks for the same.
   std::string url_;             // as it stands in the handle

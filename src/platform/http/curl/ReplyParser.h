@@ -31,6 +31,8 @@ class ReplyParser {
   void reset() { reply_ = {}; }
 
   long statusCode() const { return reply_.statusCode; }
+  // True from the status line of a 3xx on that sends nobody elsewhere, though it may name a place.
+  bool isNoRedirect() const;
   bool headIsComplete() const { return reply_.headIsComplete; }
   // True after a complete head with a status from 104 to 199: an interim reply by its number, but
   // none that HTTP defines.

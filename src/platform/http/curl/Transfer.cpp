@@ -123,6 +123,8 @@ std::size_t Transfer::onReadBody(std::span<char> buffer) noexcept {
 bool Transfer::onHeaderLine(std::string_view line) noexcept {
   noteProgress();
   const ReplyParser::Next next = reply_.takeHeaderLine(line, !request_.httpBody);
+  // libcurl goes wherever any 3xx says, so it is told to stay before it has read the place.
+  if (reply_.isNoRedirect()) easy_->followRedirects(false);
   if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
   if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
   // What fails from here on makes libcurl close the connection by itself.
@@ -226,6 +228,7 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   failure.stage = stage_;
   failure.url = effectiveURL().value_or(request_.url.absoluteString());
   failure.detail = easy_->errorText();
+  failure.proxy = easy_->proxyInHandshake();
   if (code == CURLE_COULDNT_CONNECT) {
     failure.systemError = static_cast<int>(easy_->number(CURLINFO_OS_ERRNO));
   }

@@ -9,6 +9,8 @@
 
 #include "platform/http/TransportError.h"
 #include "platform/http/curl/MultiHandle.h"
+#include "platform/http/curl/Proxy.h"
+#include "platform/http/curl/TLSOptions.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
@@ -83,7 +85,7 @@ bool TransferEngine::ensureRunning() {
 
 void TransferEngine::initialiseLibcurl() {
   if (std::exchange(libcurlIsInitialised_, true)) return;
-  curl_global_init(CURL_GLOBAL_DEFAULT);
+  initialiseCurlWithoutKeyLog();
   // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
   // have just registered, and no thread may be inside them by then.
   std::atexit([] { shared().stop(); });
@@ -153,8 +155,20 @@ void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
                    TransferHandler handler) {
   // Without any worker neither an answer nor an error could be reported.
   WorkerPool::shared().ensureWorker();
-  TransferEngine::shared().submit(
-      std::make_unique<Transfer>(std::move(request), std::move(configuration), std::move(handler)));
+  // On the caller's thread: the host may change its environment once the call has returned.
+  configuration = withProxyOfEnvironment(std::move(configuration));
+  const auto& proxy = configuration->proxy;
+  if (!proxy || proxy->empty() || parsedProxy(*proxy)) {
+    return TransferEngine::shared().submit(std::make_unique<Transfer>(
+        std::move(request), std::move(configuration), std::move(handler)));
+  }
+  // In words of its own, since libcurl would repeat the text with its password.
+  const auto error = transportError(
+      NSURLErrorCannotConnectToHost,
+      "could not connect to " + request.url.host() + ": what names the proxy is no URL of one",
+      request.url.absoluteString());
+  Transfer(std::move(request), std::move(configuration), std::move(handler))
+      .report({.error = error});
 }
 
 }  // namespace orx::platform

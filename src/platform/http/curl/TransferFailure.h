@@ -4,6 +4,7 @@
 #include <curl/curl.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace orx::platform {
@@ -18,6 +19,8 @@ struct TransferFailure {
   int systemError = 0;  // errno of what the system refused, else 0
   std::string detail;   // libcurl's own words, may be empty
   std::string url;
+  // The host of the proxy that failed, where it was not the server.
+  std::optional<std::string> proxy{};
 };
 
 // The record of NSURLErrorDomain that stands for it; its description names the stage, the host and
