@@ -2,8 +2,8 @@
 
 #include <atomic>
 
-#include "support/AccountServiceFixture.h"
 #include "allocations/FailingAllocation.h"
+#include "support/AccountServiceFixture.h"
 #include "support/Operations.h"
 
 namespace orx {

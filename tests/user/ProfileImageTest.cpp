@@ -1,11 +1,11 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
+#include "allocations/FailingAllocation.h"
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/KeyedUnarchiver.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "support/AccountServiceFixture.h"
-#include "allocations/FailingAllocation.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx {

@@ -1,7 +1,7 @@
 #include <ORXAccount/ORVAAccount.h>
 
-#include "platform/keychain/StoreStatus.h"
 #include "allocations/FailingAllocation.h"
+#include "platform/keychain/StoreStatus.h"
 #include "user/UserCacheTest.h"
 
 namespace orx {

@@ -16,7 +16,8 @@ namespace orx {
 // - NSURLErrorDomain, with one of the codes below: the reply did not come, broke off, or came when
 //   there was no memory to read it. From every call over the network; from the lists only for want
 //   of memory. Registration, the SOAP sign-ins and commonWithApiId... read a reply that broke off
-//   in its body, and then give kORVAAccountErrorOther with empty text when it holds no whole result.
+//   in its body, and then give kORVAAccountErrorOther with empty text when it holds no whole
+//   result.
 // - kORVAAccountErrorDomain, with one of its codes kORVAAccountError...: the service refused. From
 //   registration and the sign-ins of either interface, and commonWithApiId...
 // - kORVAAccountErrorDomain, with the service's ResultCode (0 when there was none): the service

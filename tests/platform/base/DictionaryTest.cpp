@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/FailingAllocation.h"
+#include "allocations/FailingAllocation.h"
 
 namespace orx {
 namespace {

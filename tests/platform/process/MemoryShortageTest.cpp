@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/process/ForkSafety.h"
 #include "allocations/FailingAllocation.h"
+#include "platform/process/ForkSafety.h"
 
 namespace orx::testing {
 

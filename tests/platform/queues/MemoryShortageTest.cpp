@@ -4,11 +4,11 @@
 #include <functional>
 #include <memory>
 
+#include "allocations/FailingAllocation.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
-#include "allocations/FailingAllocation.h"
 
 namespace orx::testing {
 namespace {
