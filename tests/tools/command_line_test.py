@@ -14,9 +14,11 @@ import select
 import shutil
 import signal
 import socket
+import subprocess
 import sys
 import termios
 import time
+import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent.parent / "torture"))
@@ -75,7 +77,7 @@ class SetUserID(CommandLine):
         if os.statvfs(self.home).f_flag & os.ST_NOSUID:
             self.skipTest("the folder for temporary files knows no set-user-ID programs")
         ca_file = self.home / "ca.pem"
-        shutil.copy(service.ready["caFile"], ca_file)
+        shutil.copy(support.service.ready["caFile"], ca_file)
         ca_file.chmod(0o644)
         self.keys = self.home / "keys"
         self.environment.update(ORXACCOUNT_CA_FILE=str(ca_file), SSLKEYLOGFILE=str(self.keys),
@@ -84,7 +86,7 @@ class SetUserID(CommandLine):
     def run_as_nobody(self, *arguments):
         nobody = 65534
         program = self.home / "orxaccount"
-        shutil.copy(programs.orxaccount, program)
+        shutil.copy(support.programs.orxaccount, program)
         os.chown(program, nobody, nobody)
         program.chmod(0o4755)
         return subprocess.run([program, *arguments], text=True, capture_output=True, timeout=WAIT,
