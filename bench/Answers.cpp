@@ -20,7 +20,7 @@ using namespace platform;
 using namespace service;
 namespace {
 
-// Processor time: nothing here waits, and other programs on the machine must not count.
+// Measures processor time, so that other programs on the machine do not count.
 template <typename Action>
 double medianTime(long rounds, long repetitions, Action action) {
   std::vector<double> times;
@@ -75,10 +75,10 @@ std::shared_ptr<ORVAAccountUser> userOfTwentyFields() {
   return ORVAAccountUser::initWithUserInfo(fields);
 }
 
-// Whether freed memory stays with the process. Otherwise the system maps and clears new pages for
-// each large answer.
+// Says whether the allocator keeps freed memory. When it does not, the system maps and clears new
+// pages for each large answer.
 void keepMemory(bool keep) {
-  constexpr int least = 128 * 1024;  // what is in force before a process has shown its needs
+  constexpr int least = 128 * 1024;  // glibc's initial threshold
   mallopt(M_MMAP_THRESHOLD, keep ? 1 << 30 : least);
   mallopt(M_TRIM_THRESHOLD, keep ? 1 << 30 : least);
 }

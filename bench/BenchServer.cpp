@@ -18,7 +18,7 @@ using namespace service;
 
 namespace {
 
-// The request of one sign-in call.
+// The envelope of one sign-in call.
 std::string soapRequest() {
   return filledEnvelope({.envelope = lumcusinfo_asmx_pattern,
                          .path = kCustomerInfoPath,

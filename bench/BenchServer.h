@@ -7,8 +7,8 @@
 
 namespace orx::bench {
 
-// The nginx that all calls go to, and the call that the contestants make. The constructor points
-// the library's default configuration at it.
+// The nginx that all calls go to, and the call that each contestant makes. The constructor points
+// the library's default configuration at this server.
 class BenchServer {
  public:
   BenchServer();

@@ -11,7 +11,8 @@ namespace {
 struct Entry {
   std::string name;
   std::unique_ptr<Contestant> contestant;
-  // Its cost as a multiple of the floor's, roughly: a round makes so many times fewer calls.
+  // Roughly how many times slower than the fastest contestant; a round makes that many times fewer
+  // calls.
   std::size_t cost;
 };
 
@@ -71,8 +72,8 @@ void compareContestants(const Settings& settings) {
       // Each round starts with another contestant, so that the order favours none.
       std::rotate(entries.begin(), entries.begin() + 1, entries.end());
       for (auto& entry : entries) {
-        // Parsing the bundle costs the same in every call: more calls in flight would show nothing
-        // new.
+        // Each call parses the whole CA bundle, however many calls are in flight, so further rounds
+        // would only take time.
         if (entry.cost > 100 && inFlight > 16 && round > 0) continue;
         measure(entry, inFlight, callsOf(entry, inFlight, calls), round);
       }

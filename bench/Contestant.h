@@ -17,11 +17,11 @@ struct Work {
   std::string contentType;
   std::string body;
   std::string answer;
-  std::string caFile;      // the server's authority alone
-  std::string bundleFile;  // it among those of the distribution
+  std::string caFile;      // holds the server's authority alone
+  std::string bundleFile;  // holds it among those of the distribution
 };
 
-// One way of making calls. Connections that it keeps are kept from one run to the next.
+// One way of making calls. A contestant that keeps connections keeps them from run to run.
 class Contestant {
  public:
   virtual ~Contestant() = default;
@@ -36,7 +36,7 @@ std::unique_ptr<Contestant> freshCurlHandles(const Work& work, const std::string
 std::unique_ptr<Contestant> keptHttplibClients(const Work& work);
 std::unique_ptr<Contestant> freshHttplibClients(const Work& work);
 std::unique_ptr<Contestant> keptBeastStreams(const Work& work);
-// This library, once its default configuration reaches the server.
+// These two use this library, whose default configuration must lead to the server.
 std::unique_ptr<Contestant> commonCalls();
 std::unique_ptr<Contestant> logins();
 

@@ -26,7 +26,7 @@ void endure(const Settings& settings) {
 void idle(const Settings& settings) {
   const BenchServer server;
   makeLibraryCalls(commonCall(), 64, 2000);
-  // Workers beyond the core retire within this time.
+  // Wait until the extra workers have retired; their wake-ups would count as the idle library's.
   std::this_thread::sleep_for(std::chrono::seconds(settings.number("settle", 8)));
   const std::size_t switchesBefore = contextSwitchesOfOthers();
   const double processorBefore = processorTime();

@@ -1,5 +1,4 @@
-// The cost of a session per call without anything shared: a libcurl handle and a thread for each
-// call.
+// A libcurl handle and a thread for each call, with no connection or session shared between calls.
 
 #include "CurlHandle.h"
 #include "Threads.h"

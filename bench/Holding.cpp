@@ -15,7 +15,7 @@
 namespace orx::bench {
 namespace {
 
-// The highest figures while many calls were in flight.
+// The highest values while many calls were in flight.
 struct Peak {
   std::size_t residentKiB = 0;
   std::size_t threads = 0;

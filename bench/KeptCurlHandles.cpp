@@ -1,5 +1,5 @@
-// libcurl used as well as a careful host could: handles that are set up once, and one thread that
-// runs them over kept connections.
+// libcurl as a careful host would use it: handles that are set up once, and one thread that runs
+// them over kept connections.
 
 #include <algorithm>
 #include <deque>
@@ -51,7 +51,7 @@ class KeptCurlHandles final : public Contestant {
     curl_multi_add_handle(multi_, slot.handle.easy());
   }
 
-  // True when it ended at least one call.
+  // Takes the calls that have ended; true when there was one.
   bool collect() {
     bool any = false;
     int left = 0;

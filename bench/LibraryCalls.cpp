@@ -12,8 +12,8 @@
 namespace orx::bench {
 namespace {
 
-// A chain of calls: the callback of one starts the next, so one thread at a time uses the chain's
-// members and they need no lock.
+// A chain of calls: the callback of one starts the next, so only one thread at a time uses the
+// members, and no lock is needed.
 class Chain {
  public:
   Chain(const StartCall& start, std::atomic<std::size_t>& started, std::size_t calls,

@@ -18,7 +18,7 @@ const Dictionary& benchParameters();
 StartCall commonCall();
 StartCall loginCall();
 
-// Counts calls that are on their way, from any thread.
+// Counts calls that have started and not ended. Any thread may call.
 class Outstanding {
  public:
   void add();

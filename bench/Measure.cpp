@@ -42,7 +42,7 @@ std::size_t residentKiB() { return statusField("/proc/self/status", "VmRSS"); }
 
 std::size_t threadCount() { return entriesOf("/proc/self/task"); }
 
-// Without the descriptor that reads the directory.
+// Minus one: the iterator over the directory holds a descriptor itself.
 std::size_t descriptorCount() { return entriesOf("/proc/self/fd") - 1; }
 
 std::size_t contextSwitchesOfOthers() {

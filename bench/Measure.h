@@ -20,10 +20,10 @@ double processorTime();
 std::size_t residentKiB();
 std::size_t threadCount();
 std::size_t descriptorCount();
-// How often threads other than the caller have gone to sleep or were preempted, since they began.
+// The context switches, voluntary or not, of all other threads since each began.
 std::size_t contextSwitchesOfOthers();
 
-// The value below which this share (0 to 1) of the samples lies; 0 without samples.
+// The value below which the given share of the samples lies (0 to 1); 0 without samples.
 double percentile(std::vector<double> samples, double share);
 inline double median(std::vector<double> samples) { return percentile(std::move(samples), 0.5); }
 

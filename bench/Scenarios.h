@@ -25,15 +25,15 @@ void compareContestants(const Settings& settings);
 void holdCalls(const Settings& settings);
 // The time that starting a call takes on the caller's thread, with one and with several callers.
 void submitCalls(const Settings& settings);
-// From an answer's body to the result.
+// Reading an answer's body into the result.
 void readAnswers(const Settings& settings);
-// A user record into its archive and back.
+// Archiving a user record and reading it back.
 void archiveUsers(const Settings& settings);
 // Memory, descriptors and threads over very many calls.
 void endure(const Settings& settings);
 // Wake-ups and processor time of an idle library.
 void idle(const Settings& settings);
-// Start of a process to its restored user.
+// The time from a process's start until it has restored the user.
 void restoreUsers(const Settings& settings);
 
 }  // namespace orx::bench

@@ -96,7 +96,7 @@ class Loop {
     }
   }
 
-  // Answers are small: they fit into the socket's buffer, so a write never waits.
+  // Answers are small enough for the socket's buffer, so a write never blocks.
   void advance(int socket) {
     Connection& connection = connections_.at(socket);
     if (!connection.established) {

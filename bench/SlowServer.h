@@ -10,8 +10,8 @@
 
 namespace orx::bench {
 
-// A process of its own that takes HTTPS requests, over any number of connections, and answers each
-// after a fixed time. To be made before other threads run.
+// A process that answers each HTTPS request after a fixed time, over any number of connections.
+// Make it before other threads run, because it forks.
 class SlowServer {
  public:
   SlowServer(const std::string& host, const std::string& answer, std::chrono::milliseconds delay);

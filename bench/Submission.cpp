@@ -15,7 +15,7 @@ namespace {
 
 struct Burst {
   std::vector<double> submit;  // microseconds for each call
-  double wall = 0;             // from the first submission's begin to the last one's end
+  double wall = 0;             // microseconds from the first one's start to the last one's end
 };
 
 // `threads` threads start calls together, each as fast as it can.

@@ -1,5 +1,5 @@
-# Warnings, sanitizers and clang-tidy for the project's own targets; linked privately, so a consumer
-# of the library gets none of it.
+# Warnings, sanitizers and clang-tidy for the project's own targets. They link this privately, so a
+# consumer of the library gets none of the flags.
 add_library(orx_compiler_settings INTERFACE)
 target_compile_options(orx_compiler_settings INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor)
 # Without it, each folder that the sources are built in gives another library.
@@ -25,24 +25,24 @@ if(ORX_SANITIZE)
   if(NOT ORX_SANITIZE MATCHES "^(address|undefined|thread)$")
     message(FATAL_ERROR "ORX_SANITIZE is '${ORX_SANITIZE}'; it takes address, undefined or thread")
   endif()
-  # For the whole build, so that no object is left out.
+  # For every target of the build: an object without the sanitizer would go unchecked.
   add_compile_options(-fsanitize=${ORX_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ORX_SANITIZE})
 endif()
 if(ORX_LIBFUZZER)
-  # The library itself is what the fuzzer must see into.
+  # For every target: without this the fuzzer could not see which code of the library an input
+  # reaches.
   add_compile_options(-fsanitize=fuzzer-no-link,address -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address)
 endif()
-# ccache passes over whatever includes a precompiled header, unless it is told that these may differ
-# in their times and in macros that they do not use.
+# Without these settings ccache does not cache any file that includes a precompiled header.
 if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "(^|/)ccache$")
   list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros)
 endif()
 if(ORX_CLANG_TIDY)
-  # It cannot read what another compiler has precompiled.
+  # clang-tidy cannot read a header that GCC has precompiled.
   set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
   set(CMAKE_CXX_CLANG_TIDY clang-tidy --quiet)
 endif()

@@ -1,1 +1,1 @@
-// Nothing: what is compiled here is the precompiled header.
+// Empty, because only the target's precompiled header is needed.

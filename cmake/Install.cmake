@@ -1,5 +1,5 @@
-# What `cmake --install` puts where; everything that is found from another file is found relative to
-# it, so an installed tree may be moved.
+# The files that `cmake --install` installs. They refer to each other by relative paths, so an
+# installed tree may be moved.
 include(CMakePackageConfigHelpers)
 
 set(ORX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ORXAccount)

@@ -8,7 +8,7 @@
 #include <limits>
 #include <string_view>
 
-// Begins a fuzz target whose input is seen as text: ORX_FUZZ_TARGET(text) { ... }
+// Defines a fuzz target that takes its input as a std::string_view: ORX_FUZZ_TARGET(text) { ... }
 #define ORX_FUZZ_TARGET(text)                                                         \
   static void fuzzTarget(std::string_view text);                                      \
   extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) { \
@@ -17,7 +17,7 @@
   }                                                                                   \
   static void fuzzTarget(std::string_view text)
 
-// Ends the process, which a fuzzer counts as a find, when the condition does not hold.
+// Aborts when the condition does not hold, which a fuzzer reports as a finding.
 #define ORX_FUZZ_CHECK(condition)                              \
   do {                                                         \
     if (!(condition)) {                                        \

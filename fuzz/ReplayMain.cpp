@@ -17,7 +17,7 @@ std::size_t replayFolder(const std::filesystem::path& folder) {
     if (!entry.is_regular_file()) continue;
     std::ifstream file(entry.path(), std::ios::binary);
     const std::string bytes(std::istreambuf_iterator<char>(file), {});
-    // Named before it runs, so that the last line tells which input ended the process.
+    // Print the name first: when an input ends the process, the last line tells which one.
     std::cout << entry.path().filename().string() << std::endl;
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
     ++replayed;
@@ -33,7 +33,7 @@ int main(int argumentCount, char** arguments) {
     std::size_t replayed = 0;
     for (int index = 1; index < argumentCount; ++index) replayed += replayFolder(arguments[index]);
     std::cout << replayed << " inputs replayed\n";
-    // A corpus that is not there must not look like one that passes.
+    // Fail on an empty corpus, or a wrong path would look like a pass.
     return replayed > 0 ? 0 : 1;
   } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';

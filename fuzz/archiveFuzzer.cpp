@@ -5,7 +5,7 @@
 #include "platform/formats/KeyedUnarchiver.h"
 #include "user/ArchivedClasses.h"
 
-// Whatever is read can be written, and what was written reads back the same.
+// Whatever is read can be archived again, and that archive reads back the same.
 ORX_FUZZ_TARGET(text) {
   static const bool registered = (orx::user::registerArchivedClasses(), true);
   ORX_FUZZ_CHECK(registered);
@@ -16,9 +16,10 @@ ORX_FUZZ_TARGET(text) {
   }
   const orx::Data written = orx::platform::archivedDataWithRootObject(*reading);
   const auto again = orx::platform::unarchiveObjectWithData(written);
-  // What may fan out grows with the length, and bytes that meant nothing are gone now.
+  // The limit on references that fan out grows with the archive's length. An archive written
+  // shorter, without unused bytes, may exceed it.
   if (!again && written.size() < text.size()) return;
-  // Bytes instead of values: a record without fields and a number that is none equal nothing.
+  // Compares bytes, because some values do not equal themselves: NaN, and a record without fields.
   ORX_FUZZ_CHECK(again);
   ORX_FUZZ_CHECK(orx::platform::archivedDataWithRootObject(*again) == written);
 }

@@ -6,7 +6,7 @@ namespace {
 using orx::platform::PropertyListReader;
 using Kind = PropertyListReader::Kind;
 
-// Each object is looked at once, so this takes no longer than the input is.
+// Looks at each object once and not into its elements, so the time is proportional to the input.
 void readObject(const PropertyListReader& list, PropertyListReader::Reference object) {
   switch (list.kind(object)) {
     case Kind::Null:
@@ -24,7 +24,7 @@ void readObject(const PropertyListReader& list, PropertyListReader::Reference ob
       return;
     case Kind::String:
     case Kind::UTF16String: {
-      // Whatever is read as text can be written, and reads back as the same.
+      // Text that was read can be written and reads back the same.
       const std::string text = list.string(object);
       orx::platform::PropertyListWriter writer;
       const orx::Data written = writer.finish(writer.addString(text));
@@ -55,7 +55,7 @@ ORX_FUZZ_TARGET(text) {
       try {
         readObject(list, object);
       } catch (const orx::platform::MalformedPropertyList&) {
-        // This object is none; the others may be.
+        // This object is malformed; the others may be well-formed.
       }
     }
   } catch (const orx::platform::MalformedPropertyList&) {

@@ -12,7 +12,7 @@ static void compare(std::string_view text, ResultBlockPattern pattern) {
         orx::testing::descriptionOf(orx::testing::matchResultBlockByPattern(text, pattern));
     ORX_FUZZ_CHECK(own == expected);
   } catch (const std::runtime_error&) {
-    // The oracle has run into its own backtracking limit: nothing to compare with.
+    // The oracle has hit its backtracking limit, so there is nothing to compare with.
   }
 }
 

@@ -3,7 +3,8 @@
 #include "FuzzTarget.h"
 #include "platform/base/Unicode.h"
 
-// Lower-casing touches the first character only, is done after one step, and keeps texts valid.
+// Lower-casing changes the first character only, changes nothing when repeated, and keeps valid
+// text valid.
 ORX_FUZZ_TARGET(text) {
   const std::string lower = orx::platform::lowercasingFirstUTF16Unit(text);
   if (!orx::platform::isValidUTF8(text)) {

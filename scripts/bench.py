@@ -31,7 +31,7 @@ RUNS = {
 
 
 def smoke_settings(scenario):
-    """The smallest run of a scenario, which shows only that it works."""
+    """Settings for the smallest run of a scenario, which only shows that it works."""
     return {
         "compare": ["rounds=1", "calls=16"],
         "hold": ["calls=20", "delay=100"],
@@ -60,7 +60,7 @@ def processor_time_of(command):
 
 
 def include_time(root, build, rounds):
-    """Processor seconds that the umbrella header costs, and that <string> and <functional> cost."""
+    """Processor seconds for compiling the umbrella header, and for <string> and <functional> alone."""
     texts = {
         "umbrella": "#include <ORXAccount/ORXAccount.h>\n",
         "plain": "#include <string>\n#include <functional>\n",

@@ -1,4 +1,4 @@
-"""Turns what the benchmarks measured into docs/benchmarks.md and two plots."""
+"""Turns the measurements of the benchmarks into docs/benchmarks.md and two plots."""
 
 import collections
 import math
@@ -51,7 +51,8 @@ def verdict(reached):
 
 
 def ratio_figures(table):
-    """The rows of the table of goals: what is compared, the goal, the figure, whether it is reached."""
+    """The rows of the table of goals: what is compared, the goal, the measured figure, whether the goal is
+    reached."""
     rows = []
     worst = {n: max(table[name, n]["cpu"] for name in OURS) / table[FLOOR, n]["cpu"]
              for n in (1, 16, 256)}
@@ -142,7 +143,7 @@ WIDTH, HEIGHT, LEFT, TOP, BOTTOM, LEGEND = 760, 420, 70, 40, 60, 230
 
 
 def plot(table, field, title):
-    """Both axes logarithmic; one line for each contestant."""
+    """Plots one line for each contestant, both axes logarithmic."""
     names = sorted({key[0] for key in table}, key=lambda name: table[name, 16][field])
     counts = sorted({key[1] for key in table})
     values = [row[field] for row in table.values()]

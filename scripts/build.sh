@@ -15,19 +15,19 @@ configure() {
   cmake --preset "$preset" "${options[@]}"
 }
 
-# Everything of a preset, or only the targets named after it.
+# Builds all targets of a preset, or only those named after it.
 build() {
   local preset=$1 targets=("${@:2}")
   say "building ${targets[*]:+${targets[*]} in }build/$preset"
   cmake --build "build/$preset" ${targets[*]:+--target "${targets[@]}"}
 }
 
-# Two tests per core at a time: most of them wait for sockets and timers.
+# Runs two tests per core at a time, since most of them wait for sockets and timers.
 run_ctest() {
   local preset=$1 runner=()
   shift
-  # The thread sanitizer of this compiler cannot reserve its memory where the kernel randomises
-  # addresses over a wide range, so the tests run without randomisation.
+  # This compiler's thread sanitizer cannot reserve its memory when the kernel randomises addresses
+  # over a wide range, so the tests run without randomisation.
   if [[ $preset == thread ]] && setarch --addr-no-randomize true 2>/dev/null; then
     runner=(setarch --addr-no-randomize)
   fi
@@ -39,7 +39,7 @@ run_ctest() {
     --parallel "$((2 * $(nproc)))" "$@"
 }
 
-# Every C++ file of the project, one a line.
+# Prints the C++ files of the project, one a line.
 sources() {
   find include src devserver tools examples fuzz tests bench -name '*.cpp' -o -name '*.h' | sort
 }

@@ -46,7 +46,7 @@ class Outcome:
 
 
 class DevelopmentService:
-    """The service on a loopback port, from its ready line to its end."""
+    """Runs the service on a loopback port. The constructor returns when it is ready."""
 
     def __init__(self, program, folder):
         self.process = subprocess.Popen(
@@ -63,7 +63,7 @@ class DevelopmentService:
         return ",".join(f"{host}=127.0.0.1:{self.port}" for host in self.hosts)
 
     def get(self, url):
-        """Gets a page over HTTPS and verifies the certificate, as a browser would."""
+        """Gets a page over HTTPS and verifies the certificate as a browser does."""
         parts = urllib.parse.urlsplit(url)
         context = ssl.create_default_context(cafile=self.ca_file)
         connection = http.client.HTTPSConnection(parts.hostname, timeout=WAIT)

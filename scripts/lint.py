@@ -1,5 +1,5 @@
 """Runs clang-tidy over the project's sources, all or the named ones, with the commands of a build folder.
-A source that has passed is read again only when it, or a project file that it includes, has changed.
+A source that has passed is checked again only when it, or a project file that it includes, has changed.
 Exits with 1 when there is a finding."""
 
 import argparse
@@ -36,7 +36,7 @@ class Inclusions:
             found = []
             for name in INCLUDE.findall(self.content(path)):
                 places = [folder / os.fsdecode(name) for folder in (path.parent, *folders)]
-                # A name that no project folder holds is a system header and left out.
+                # A name that is in no project folder is a system header, which is not followed.
                 found += [place.resolve() for place in places if place.is_file()][:1]
             self._included[key] = found
         return self._included[key]

@@ -1,7 +1,7 @@
 """Plants small faults in the library, one at a time, and says which of them no test notices.
 
-It works in a copy of the sources below build/mutate and writes down what became of each fault, so
-that it can be stopped at any time and goes on where it was. Ends with 1 when a fault survived that
+It works in a copy of the sources below build/mutate and records the outcome of each fault, so it
+can be stopped at any time and continues there. Exits with 1 when a fault survived that
 docs/mutation.md does not name.
 """
 
@@ -20,8 +20,8 @@ from mutation_runs import Build
 ROOT = Path(__file__).resolve().parent.parent
 PLACE = ROOT / "build" / "mutate"
 
-# The test programs that look at a folder's files, the nearest first: the next one runs only for a
-# fault that all before it have missed. The first folder that fits counts.
+# Folder → test programs to run, in this order, until one notices the fault. The first folder that matches a
+# file counts.
 PROGRAMS = [
     ("src/platform/base/", ["base", "formats", "service"]),
     ("src/platform/process/", ["process", "storage", "http"]),
@@ -45,7 +45,7 @@ _HARMLESS = re.compile(r"^- `([^`]+)`: `([^`]*)` → `([^`]*)` — \S", re.MULTI
 
 
 class Journal:
-    """What became of each fault: a line of JSON for each, the last one about it counts."""
+    """The outcome of each fault, as a file of JSON lines; the last line about a fault counts."""
 
     def __init__(self, path):
         self._path = path
@@ -66,7 +66,7 @@ class Journal:
 
 
 def key_of(path, mutant):
-    """Names a fault for as long as its line stays as it is, wherever that line moves."""
+    """Identifies a fault by its line's text, so that it is known again when the line moves."""
     return (str(path), mutant.old_line, mutant.new_line)
 
 
@@ -84,7 +84,7 @@ def candidates(paths, kinds):
 
 
 def chosen(found, seed, count):
-    """The same choice for the same seed; a change elsewhere in the sources does not change it."""
+    """Chooses by a hash of the seed and the fault, so a change elsewhere does not change the choice."""
     def rank(key):
         return hashlib.sha256("\0".join((str(seed), *key)).encode()).digest()
     keys = sorted(found, key=rank)[:count]
@@ -126,7 +126,7 @@ def run(found, keys, journal, place):
         mutant = found[key]
         if key in journal.outcomes:
             continue
-        # Without the thread sanitizer, a lock that is not taken shows once in a million runs.
+        # Without the thread sanitizer a test hardly ever fails for a lock that is not taken.
         kind = "thread" if mutant.kind == "lock" else "plain"
         if kind not in builds:
             sanitizer = "thread" if kind == "thread" else ""
@@ -139,7 +139,7 @@ def run(found, keys, journal, place):
 
 
 def summary(found, keys, journal):
-    """Prints what is left over; how many unnamed faults survived."""
+    """Prints the survivors and the totals; returns how many survivors docs/mutation.md does not name."""
     of = {outcome: [key for key in keys if journal.outcomes.get(key) == outcome]
           for outcome in ("killed", "survived", "invalid")}
     print()

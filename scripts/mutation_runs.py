@@ -15,7 +15,7 @@ import time
 from pathlib import Path
 
 JOBS = os.cpu_count() or 1
-# A fault may allocate, or write, without end.
+# Limits in bytes: a fault may allocate or write without end.
 MEMORY, FILE_SIZE = 8 << 30, 1 << 30
 LONG = 2.0  # seconds
 _FAILED = re.compile(r"^\[  FAILED  \] ([^\s,]+)", re.MULTILINE)
@@ -23,7 +23,7 @@ _RUN = re.compile(r"^\[ RUN      \] (\S+)", re.MULTILINE)
 
 
 def _limited(is_sanitized):
-    # The thread sanitizer reserves far more addresses than it uses.
+    # The thread sanitizer reserves far more address space than this limit.
     if not is_sanitized:
         resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_SIZE, FILE_SIZE))
@@ -31,12 +31,12 @@ def _limited(is_sanitized):
 
 
 class Build:
-    """One folder with a copy of the sources and what is built of it, without debug information."""
+    """A folder with a copy of the sources and its build, without debug information."""
 
     def __init__(self, root, place, sanitizer, times):
         self._times = times
         self.source = place / "source"
-        # Where it is built otherwise, so that a compiler cache knows most of it already.
+        # The usual name of the build folder, so that a compiler cache knows most files already.
         self._build = self.source / "build" / "release"
         self._scratch = place / "scratch"
         self._is_sanitized = bool(sanitizer)
@@ -60,7 +60,7 @@ class Build:
                        stdout=subprocess.DEVNULL, check=True)
 
     def _copy(self, root):
-        """Files that are the same keep their time, so that they are not compiled again."""
+        """Copies changed files only: a new modification time would compile a file again."""
         listed = subprocess.run(["git", "ls-files", "-z", "-co", "--exclude-standard"], cwd=root,
                                 capture_output=True, text=True, check=True).stdout
         wanted = {name for name in listed.split("\0") if name and (root / name).is_file()}
@@ -75,7 +75,7 @@ class Build:
                 path.unlink()
 
     def builds(self, program, has_fault=False):
-        # A fault may leave a variable unused: that is no reason to leave it out.
+        # -w, because a fault may leave a variable unused, and -Werror would then reject it.
         settings = {}
         if has_fault:
             settings = {"ORX_FAULT_FLAGS": "-w -D_GLIBCXX_ASSERTIONS", "CCACHE_DISABLE": "1"}
@@ -84,8 +84,7 @@ class Build:
                               stdout=subprocess.DEVNULL, check=False).returncode == 0
 
     def learn(self, program):
-        """Which tests the program has and how long each takes; those that fail without a fault are
-        left aside."""
+        """Finds the program's tests and how long each takes, except for those that fail without a fault."""
         if program in self._tests:
             return
         if not self.builds(program):
@@ -129,8 +128,8 @@ class Build:
         return [result for result in results if result]
 
     def _together(self, program, tests):
-        """The quick tests that pass in one process; a suite that does not bear the company of those
-        before it is left out."""
+        """The quick tests that pass together in one process. When one fails there, its whole suite is left
+        out."""
         quick = [test[0] for test in tests if test[2] < LONG]
         for _ in range(8):
             failed = self._failure(program, ":".join(quick), 120)
@@ -140,8 +139,8 @@ class Build:
         return []
 
     def _failure(self, program, names, limit, stop=None):
-        """The test that failed, or that was at work when the program died or hung; None when all
-        pass or `stop` is set."""
+        """The test that failed, or that was running when the program died or hung; None when all pass or
+        `stop` is set."""
         scratch = self._scratch / f"{threading.get_ident()}"
         scratch.mkdir(parents=True, exist_ok=True)
         environment = dict(os.environ, DBUS_SESSION_BUS_ADDRESS="disabled:", TMPDIR=str(scratch),
@@ -179,7 +178,8 @@ class Build:
             shutil.rmtree(scratch, ignore_errors=True)
 
     def _fails_twice(self, program, names, seconds, stop=None):
-        """The test that noticed. A hang counts; one failure on a busy machine does not."""
+        """The test that noticed the fault. A hang counts at once; a failure must happen twice, as a busy
+        machine can cause one."""
         limit = 8 + 5 * seconds
         begin = time.monotonic()
         failed = self._failure(program, names, limit, stop)
@@ -189,9 +189,9 @@ class Build:
                 or self._failure(program, names, limit, stop))
 
     def failing_test(self, program, stem, is_far):
-        """The first test of the program that fails or hangs; None when all pass. Those that go
-        together in one process go first; of a program that is far from the source, the long ones do
-        not go at all."""
+        """The first test of the program that fails or hangs; None when all pass. First run the tests that
+        pass together in one process, then the others. Of a program that is far from the source the long tests
+        are skipped."""
         together = self._filters[program]
         if together:
             seconds = sum(test[2] for test in self._tests[program] if test[0] in together)

@@ -8,7 +8,7 @@ _NO_CODE = re.compile(
     r"(?<![0-9A-Za-z_])'(?:\\.|[^'\\\n])*'|^[ \t]*\#(?:\\\n|[^\n])*",
     re.DOTALL | re.MULTILINE)
 
-# A pattern over code whose literals are blank, and what is put in place of its group 1.
+# A pattern to find in code whose literals are blanked, and the text that replaces its group 1.
 _EXCHANGES = [
     ("comparison", r" (==|!=|<|<=|>|>=)(?=\s)",
      {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">"}),
@@ -29,7 +29,7 @@ _CONDITION = re.compile(r"\b(if|while) \(")
 _RETURN = re.compile(r"\breturn ([^;{}]+);")
 _LOCK = re.compile(r"^[ ]*(?:const )?(?:std::(?:lock_guard|scoped_lock|unique_lock)|Creation)\b[^;=]*;",
                    re.MULTILINE)
-# A call, or the change of something that is declared elsewhere, standing as a statement.
+# A statement that is a call, or an assignment to something declared elsewhere.
 _STATEMENT = re.compile(
     r"(?:(?<=[;{}])|(?<=\) )|(?<=else ))\s*((?!return\b|throw\b|if\b|for\b|while\b|switch\b|do\b|using\b|"
     r"static_assert\b|case\b|break\b|continue\b)"
@@ -39,7 +39,7 @@ _DECLARES = re.compile(r"^\s*(?:static_assert|using|namespace|template|#include|
 
 @dataclass(frozen=True)
 class Mutant:
-    """The text of a file between two offsets, and what stands there instead."""
+    """A fault: the text between two offsets of a file and its replacement."""
     kind: str
     line: int
     begin: int
@@ -53,7 +53,7 @@ class Mutant:
 
 
 def blanked(text):
-    """The text with comments, literals and directives as blanks; every character keeps its place."""
+    """The text with comments, literals and directives replaced by spaces, so that offsets stay the same."""
     return _NO_CODE.sub(lambda found: re.sub(r"[^\n]", " ", found.group()), text)
 
 
@@ -67,7 +67,7 @@ def _closing(code, start):
 
 
 def _statement_end(code, start):
-    """Where the statement that begins here has its semicolon; None when it has none."""
+    """The offset of the semicolon of the statement that begins here; None when it has none."""
     at = start
     while at < len(code):
         if code[at] in "([{":
@@ -98,7 +98,7 @@ def _constants(code):
 
 
 def _branches(code):
-    """A condition that always, or never, holds; not one that declares something."""
+    """Faults that make a condition always or never hold, except for one that declares a variable."""
     for found in _CONDITION.finditer(code):
         begin, end = found.end(), _closing(code, found.end() - 1)
         semicolon = code.rfind(";", begin, end)

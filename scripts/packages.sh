@@ -16,7 +16,8 @@ fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev)
 bench_packages=(nginx libboost1.81-dev ca-certificates binutils)
 lint_packages=(clang-tidy clang-format)
 
-# Installs those of the packages that are missing. Calls neither apt-get nor sudo when none is.
+# Installs the missing ones of the given packages. Needs neither apt-get nor sudo when none is
+# missing.
 require_packages() {
   local package installed missing=() as_root=()
   installed=$(dpkg-query -W -f '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)

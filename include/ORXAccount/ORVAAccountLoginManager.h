@@ -48,7 +48,8 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   void loginOpenIDWithParameters(const Dictionary& parameters);
   // The same over the service's JSON interface, which always is the global server's.
   void loginOpenIDV2WithParameters(const Dictionary& parameters);
-  // With a ticket issued elsewhere; it is sent as it stands, empty text too.
+  // With a ticket issued elsewhere; it is sent as it stands, empty text too. Where the service
+  // answers it with data that is no XML, the delegate gets no error and the current user stays.
   void loginWithTicket(std::string_view ticket);
 
   // Signs out on this machine: nobody is current, and what is stored of the user is removed. What

@@ -139,7 +139,8 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
     NSLog("[OrvaAccount] The return data is not XML format: " + result->returnData().description());
     return didLoginWithUser_error(ORVAAccountUser::currentUser(), nullptr);
   }
-  // Not here: this runs inside the parse of the service's answer.
+  // In a job of its own: this function runs inside the parse of the service's answer, which would
+  // stay in memory until the delegate has returned.
   WorkerPool::shared().submit(makeJob([this, self = shared_from_this(), parser, ticket] {
     parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(self));
     service::XMLTask task;
@@ -150,8 +151,9 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
   }));
 }
 
-// How every sign-in ends. The report carries the user who is current at this moment: after a
-// failure the one from before, and with overlapping sign-ins perhaps the other one's.
+// How a sign-in ends, but for a ticket's data that is no XML. The report carries the user who is
+// current at this moment: after a failure the one from before, and with overlapping sign-ins
+// perhaps the other one's.
 void ORVAAccountLoginManager::finishLogin(std::optional<Dictionary> userInfo,
                                           const std::shared_ptr<Error>& error) {
   if (!error) {

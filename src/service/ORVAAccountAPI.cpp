@@ -1,3 +1,6 @@
+// What the operations share. They are in AccountOperations.cpp, OpenIDOperations.cpp,
+// ParameterLists.cpp and UserDataFetch.cpp.
+
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountConstants.h>
 

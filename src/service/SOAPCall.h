@@ -15,7 +15,7 @@ extern const std::string_view soap11_header_request_pattern;
 
 // What tells one SOAP operation's request from another's.
 struct SOAPCall {
-  std::string_view envelope;  // one of the three templates
+  std::string_view envelope;  // the template above or one of ORVAAccountConstants.h
   std::string_view path;      // kCustomerInfoPath or kAccountServicePath
   std::string_view apiID;
   std::string parameterText;  // compact JSON

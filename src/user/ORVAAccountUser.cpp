@@ -1,3 +1,6 @@
+// The record's fields and its archive. The current user is in CurrentUser.cpp, the picture in
+// ProfileImage.cpp.
+
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountUser.h>
 

@@ -15,7 +15,7 @@ WAIT = 120
 
 
 class BrowserError(Exception):
-    """What the browser says it could not do: `name` is WebDriver's, `text` its own words."""
+    """A command that the browser could not carry out: WebDriver's name of the error and its message."""
 
     def __init__(self, name, text):
         super().__init__(f"{name}: {text}")
@@ -24,8 +24,8 @@ class BrowserError(Exception):
 
 
 class Browser:
-    """One window. Reaches the given hosts at a port of this machine and trusts the given CA, as a
-    browser trusts one that its user has installed; without a CA file it trusts the usual ones."""
+    """One window. It reaches the given hosts at a port of this machine and trusts the given CA as one that
+    its user has installed; without a CA file it trusts the usual ones."""
 
     def __init__(self, hosts, port, ca_file=None, dark=False):
         self.folder = Path(tempfile.mkdtemp(prefix="orxaccount-browser."))
@@ -70,8 +70,8 @@ class Browser:
             "--headless", "--disable-gpu", "--disable-quic", "--no-first-run",
             "--disable-background-networking", "--disable-component-update", "--disable-sync",
             "--disable-dev-shm-usage", "--window-size=1000,760",
-            # Its sandbox wants rights that neither root nor most containers have; the only pages
-            # that are opened here are our own.
+            # Chromium does not start with its sandbox as root or in most containers. Only the test's own
+            # pages are opened, so none is needed.
             "--no-sandbox",
             f"--user-data-dir={self.folder / 'profile'}",
             "--host-resolver-rules=" + ",".join(
@@ -85,7 +85,7 @@ class Browser:
         self.session = self.new_session(capabilities)
 
     def new_session(self, capabilities, tries=4):
-        # On a busy machine the browser can take longer to start than its driver waits.
+        # On a busy machine the browser can start more slowly than its driver waits; try again then.
         for left in reversed(range(tries)):
             try:
                 return self.send("POST", "/session", {"capabilities": capabilities})["sessionId"]
@@ -97,7 +97,7 @@ class Browser:
         body = None if parameters is None else json.dumps(parameters).encode()
         request = urllib.request.Request(self.address + path, body, method=method,
                                          headers={"Content-Type": "application/json"})
-        # The driver is on this machine, whatever proxy the environment names.
+        # Without this, a proxy named in the environment would get the requests to the driver.
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
         try:
             with opener.open(request, timeout=WAIT) as answer:
@@ -120,7 +120,7 @@ class Browser:
         self.command("window/rect", {"width": width, "height": height})
 
     def evaluate(self, script, *arguments):
-        """What a function body returns when it runs in the page."""
+        """Runs the body of a function in the page and returns its result."""
         return self.command("execute/sync", {"script": script, "args": list(arguments)})
 
     def text(self, selector):
@@ -134,7 +134,7 @@ class Browser:
             try:
                 self.send("DELETE", f"/session/{self.session}")
             except (BrowserError, OSError):
-                pass  # The driver's end, below, ends the browser as well.
+                pass  # Terminating the driver below ends the browser too.
         if self.driver:
             self.driver.terminate()
             try:
@@ -146,7 +146,7 @@ class Browser:
         self.remove_folder()
 
     def remove_folder(self):
-        # Helpers of the browser write on for a moment after it has ended.
+        # Child processes of the browser still write files for a moment after it has ended.
         end = time.monotonic() + WAIT
         while self.folder.exists():
             shutil.rmtree(self.folder, ignore_errors=time.monotonic() < end)

@@ -108,7 +108,7 @@ class WebSSO(unittest.TestCase):
 
     def test_what_users_typed_is_text_and_fits_a_small_screen(self):
         typed = "<img src=x onerror=document.title='owned'>" + "W" * 80
-        # The JSON interface: a "<" would break the envelope of a SOAP call.
+        # Sent over the JSON interface, because a "<" would break the envelope of a SOAP call.
         identity = ("--type", "google", "--uid", "eve")
         self.tool("register-openid-v2", *identity, "--nick-name", typed)
         self.tool("login-openid-v2", *identity)
@@ -127,7 +127,7 @@ class WebSSO(unittest.TestCase):
         browser = self.browser(trusting=False)
         browser.open(link)
         self.assertIn("NET::ERR_CERT_AUTHORITY_INVALID", browser.text("body"))
-        # Nothing was asked for, so the link is as good as before.
+        # The browser sent no request, so the link has not been used up.
         trusting = self.browser()
         trusting.open(link)
         self.assertEqual(trusting.title(), "Signed in as ada@example.com")

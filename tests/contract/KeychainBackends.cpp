@@ -17,7 +17,8 @@ std::shared_ptr<KeychainStore> storeUnder(KeychainPolicy policy) {
   return keychainStoreOfHost();
 }
 
-// The service of the storage home that is set up, started when the first store is made in it.
+// A session bus with a service in the current storage home, started when the first store is made
+// there.
 template <typename Service>
 class Session {
  public:

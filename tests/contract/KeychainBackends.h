@@ -16,12 +16,12 @@ namespace orx::testing {
 
 using namespace platform;
 
-// One store that the contract holds for. `make` is called with the storage home set up, and gives a
-// store without items; a second one made in the same home sees the items of the first.
+// A store that the contract tests run over. `make` is called while a StorageHome exists. The first
+// store that it makes there is empty; a second one shares the first one's items.
 struct KeychainBackend {
   std::string name;
   std::function<std::shared_ptr<KeychainStore>()> make;
-  // What the status calls the place of its items.
+  // The name of the store in KeychainStatus.
   std::string place;
 };
 
@@ -33,7 +33,7 @@ const std::vector<KeychainBackend>& keychainBackends();
 
 class KeychainContract : public ::testing::TestWithParam<KeychainBackend> {
  protected:
-  // What is tested here is not how long it takes on a busy machine.
+  // The default patience is too short for a busy machine.
   KeychainContract() { setKeychainPatience(std::chrono::seconds(20)); }
 
   static Deadline deadline() { return std::chrono::steady_clock::now() + std::chrono::seconds(20); }

@@ -23,7 +23,7 @@ class KeychainStoreContract : public KeychainContract {
   }
   OSStatus remove(const KeychainItem& which) { return statusOf(store->remove(which, deadline())); }
 
-  // The bytes, or the status in their place.
+  // The item's bytes, or the status as text.
   std::string copy(const KeychainItem& which) {
     const auto bytes = store->copy(which, deadline());
     return bytes ? std::string(bytes->text()) : std::to_string(statusOf(bytes));
@@ -113,7 +113,7 @@ TEST_P(KeychainStoreContract, TellsItemsApartByServiceAndAccount) {
   }
 }
 
-// A store need not work in a child that was forked after it had been used, so children come first.
+// Fork before the first use: a store need not work in a child of a process that has used it.
 TEST_P(KeychainStoreContract, SharesItsItemsAmongProcesses) {
   testing::ChildProcess child([&] {
     const bool added = testing::eventually([&] { return copy(item) == "of the parent"; });

@@ -181,7 +181,8 @@ TEST_F(NotificationCenterTest, IsTheBoundaryForExceptionsOfAnObserver) {
 }
 
 TEST_F(NotificationCenterTest, DestroysABlockOutsideItsLock) {
-  // What the block holds posts when it goes; with the lock held this would hang.
+  // The block holds an object whose destructor posts. Destroying it under the center's lock would
+  // deadlock.
   const auto witness = record("destroyed", nullptr, 'd');
   auto posting = std::shared_ptr<int>(new int(0), [this](const int* number) {
     post("destroyed");

@@ -78,7 +78,7 @@ TEST_P(SecItemContract, ReportsMissingAndDuplicateItemsAsNoProblemOfTheStore) {
 INSTANTIATE_TEST_SUITE_P(, SecItemContract, ::testing::ValuesIn(testing::keychainBackends()),
                          [](const auto& instance) { return instance.param.name; });
 
-// The small store of byte values over the same functions.
+// ORVAAccountKeychain, which stores bytes under a key with these functions.
 class AccountKeychainContract : public testing::KeychainContract {
  protected:
   AccountKeychainContract() { setKeychainStoreInForce(store); }

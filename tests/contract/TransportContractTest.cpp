@@ -1,4 +1,4 @@
-// What callers of a transport rely on, through the one function that starts a transfer.
+// What callers of startTransfer() rely on, whatever library implements it.
 #include <gmock/gmock.h>
 
 #include "support/Call.h"
@@ -83,7 +83,7 @@ TEST(TransportContract, ReportsTheBytesSoFarWhenTheConnectionBreaksInTheBody) {
     const Outcome outcome = call(server.configuration(), getRequest("https://one.example/"));
     EXPECT_EQ(outcome.errorCode(), NSURLErrorNetworkConnectionLost);
     EXPECT_EQ(outcome.statusCode, 200);
-    // A reset may overtake the bytes before it.
+    // A reset may discard bytes that the client has not read yet.
     if (end != End::reset) {
       EXPECT_EQ(outcome.text(), "0123");
     }
@@ -152,7 +152,7 @@ TEST(TransportContract, CallsTheHandlerOnce) {
   auto outcomes = std::make_shared<Outcomes>();
   start(server.configuration(), getRequest("https://one.example/"), into(outcomes));
   EXPECT_EQ(outcomes->take().statusCode, 200);
-  // A later transfer's outcome is the next that comes.
+  // Wait for a later transfer: a second outcome of the first one would have come by then.
   EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/later")).statusCode, 200);
   EXPECT_EQ(outcomes->count(), 0U);
   EXPECT_EQ(server.requests().size(), 2U);

@@ -18,7 +18,7 @@ std::string replaced(std::string text, const std::string& from, const std::strin
   return text;
 }
 
-// The answer with what is random in it put back to the placeholders of the expected one.
+// The answer with its random parts replaced by the placeholders of the recorded answer.
 std::string withPlaceholders(const std::string& answer) {
   static const std::regex ticket(R"re("([Tt])icket":"[0-9a-f]{48}")re");
   static const std::regex token(R"re(/sso/[0-9a-f]{48})re");

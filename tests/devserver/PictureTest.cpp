@@ -81,7 +81,7 @@ TEST(Drawing, DiffersFromSeedToSeedAndIsSymmetric) {
   }
 }
 
-// A plain LZW reader with the growing code width of GIF, for codes of at least eight bits.
+// Decodes GIF's LZW with its growing code width, for pictures of 128 colours.
 std::string readLZW(const std::string& data) {
   std::vector<std::string> table;
   std::string pixels;
@@ -113,7 +113,7 @@ std::string readLZW(const std::string& data) {
 TEST(Drawing, AsGIFReadsBackPixelForPixel) {
   const Drawing drawing = orx::devserver::drawPattern("C00001002", 64);
   const std::string gif = orx::devserver::encodeGIF(drawing);
-  // Header 13, colours 6, image descriptor 10, code size 1.
+  // The code size follows 13 bytes of header, 6 of colours and 10 of image descriptor.
   ASSERT_EQ(gif[29], 7);
   std::string data;
   std::size_t at = 30;

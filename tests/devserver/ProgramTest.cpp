@@ -21,7 +21,7 @@ std::string contentOf(const std::filesystem::path& path) {
   return std::string((std::istreambuf_iterator<char>(file)), {});
 }
 
-// The program as a child of this process, its standard input and output in our hands.
+// Runs the program as a child with pipes for its standard input and output.
 class Program {
  public:
   explicit Program(std::vector<std::string> arguments) {
@@ -46,7 +46,7 @@ class Program {
     output_ = fdopen(output[0], "r");
   }
   ~Program() {
-    // Not killed: it has a directory to take away.
+    // Not SIGKILL, after which the program could not remove its temporary directory.
     if (process_ > 0) kill(process_, SIGTERM);
     end();
     std::fclose(output_);
@@ -65,7 +65,7 @@ class Program {
     if (input_ >= 0) close(input_);
     input_ = -1;
   }
-  // The exit status; -1 when it was ended by a signal.
+  // Waits for the exit status; -1 when a signal ended the program.
   int end() {
     int status = 0;
     if (process_ > 0 && waitpid(process_, &status, 0) == process_) {

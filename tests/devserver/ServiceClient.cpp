@@ -45,7 +45,8 @@ std::string envelopeWithHeader(const std::string& prefix, const std::string& spa
          prefix + ":Envelope>";
 }
 
-// What every transfer of a client has in common; the lists must outlive the transfer.
+// Sets the options of every transfer. libcurl keeps a pointer to `connectTo`, which must outlive
+// the transfer.
 void configure(CURL* curl, const std::string& authority, curl_slist* connectTo, Reply& reply) {
   curl_blob blob{const_cast<char*>(authority.data()), authority.size(), CURL_BLOB_COPY};
   curl_easy_setopt(curl, CURLOPT_CAINFO_BLOB, &blob);

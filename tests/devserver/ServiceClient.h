@@ -8,7 +8,7 @@
 namespace orx::testing {
 
 struct Reply {
-  // libcurl's own code; 0 when a whole answer came.
+  // libcurl's error code; 0 when a whole answer came.
   int transport = 0;
   long status = 0;
   std::string contentType;
@@ -16,7 +16,7 @@ struct Reply {
   // Names in lower case.
   std::map<std::string, std::string> headers;
 
-  // The first of the element's texts, as it stands in the answer; empty when there is none.
+  // The text of the first element of this name, still escaped; empty when there is none.
   std::string element(const std::string& name) const;
 };
 
@@ -42,11 +42,12 @@ class ServiceClient {
   Reply send(const std::string& method, const std::string& url, const std::string& body,
              const std::string& contentType) const;
 
-  // How many connections so many GETs one after the other have taken; -1 when one failed.
+  // Sends `count` GETs one after the other and returns how many connections they used; -1 when one
+  // failed.
   long connectionsFor(const std::string& url, int count) const;
 
-  // The call as the SOAP endpoint that knows this ApiID takes it, at the global host. Parameters
-  // and credentials are not escaped.
+  // Sends a call to the SOAP endpoint that knows this ApiID, at the global host. Parameters and
+  // credentials are not escaped.
   Reply call(const std::string& apiID, const std::string& parameters,
              const Credentials& credentials = {}) const;
 
@@ -69,7 +70,7 @@ std::string soap12Envelope(const Credentials& credentials, const std::string& ap
 // The first ticket that an answer holds, empty when there is none.
 std::string ticketIn(const std::string& answer);
 
-// Registers an account with the password "correct horse", signs it in and gives the ticket.
+// Registers an account with the password "correct horse", signs it in and returns the ticket.
 std::string ticketOfNewAccount(const ServiceClient& client,
                                const std::string& login = "ada@orva.example");
 

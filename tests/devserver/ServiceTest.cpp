@@ -44,7 +44,7 @@ TEST(DevelopmentService, KeepsAccountsAndTicketsInItsFileOverARestart) {
   EXPECT_EQ(client.call("w000000011", R"({"login":"ada@orva.example","passwd":"correct horse"})")
                 .element("ResultCode"),
             "1");
-  // The number of the next account goes on from the last one's.
+  // The next account gets the number after the last one's.
   EXPECT_EQ(client.call("w000000012", R"({"login":"bo@orva.example","passwd":"correct horse"})")
                 .element("ReturnData"),
             "C00001002");

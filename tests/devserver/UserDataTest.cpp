@@ -10,7 +10,8 @@ class UserData : public ::testing::Test {
   UserData() { service_.start(); }
   ServiceClient client() const { return ServiceClient(service_); }
 
-  // The escaped document of a user with this nick name, given as a JSON text's inside.
+  // The escaped document of a user with this nick name, which is given as it stands between the
+  // quotes of a JSON text.
   std::string documentWithNickName(const std::string& json) {
     const std::string parameters =
         R"({"login":"a@orva.example","passwd":"correct horse","nick_name":")" + json + R"("})";

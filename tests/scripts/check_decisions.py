@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Every line of docs/decisions.md names a test, and every test that it names is there. A pattern
-names none: any test of the suite would do, whatever it shows.
+"""Every line of docs/decisions.md names a test, and every test that it names exists. Wildcards are refused:
+they would match a suite whose tests show something else.
 
 usage: check_decisions.py
 """

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The shared library shows its namespace and the two version symbols, needs no desktop library, and
-stays loaded until the process ends.
+"""The shared library exports its public namespace and the two version symbols only, links no desktop library,
+and is not unloaded by dlclose().
 
 usage: check_exports.py LIBRARY
 """

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every source has clang-format's layout; ./dev format gives it that."""
+"""Every source is laid out as clang-format does; ./dev format lays it out."""
 
 import subprocess
 import sys

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Every file stands in a room; includes point one way; a vendor's header is known in one room only."""
+"""Every file belongs to a room, includes between rooms go one way, and each vendor's headers are included in
+one room only."""
 
 import re
 import sys
@@ -10,7 +11,7 @@ from cpp_source import ROOT, bare, circles, files, includes, matching, report
 ACCOUNT = {"config", "service", "user", "login"}
 PLATFORM = {"base", "process", "formats", "queues", "storage", "http", "keychain"}
 
-# Implementations: nobody includes their headers but the file that names the classes in use.
+# Rooms of implementations: only Backends.cpp, which names the classes in use, includes their headers.
 SEALED = {"http/curl", "keychain/secretservice"}
 
 # room → the rooms that its files may include beside their own.
@@ -106,7 +107,7 @@ def room_of(place):
 
 
 def place_of(name, quoted):
-    """Where the included file lies; None when it is not one of this project's."""
+    """The path of the included file; None when it is not one of this project's."""
     if quoted:
         return f"src/{name}"
     return f"include/{name}" if name.startswith("ORXAccount/") else None
@@ -129,7 +130,7 @@ def check_vendor(place, name):
 
 
 def check_file(place, text):
-    """The includes of one file of src/ or include/ against the tables."""
+    """Checks the includes of one file of src/ or include/ against the tables."""
     room = room_of(place)
     if not room:
         yield f"{place} stands in no room"
@@ -167,7 +168,7 @@ def check_circles(texts):
 
 
 def check_namespaces(place, text):
-    """What a private header of the platform declares stands in orx::platform."""
+    """Checks that a private header of the platform declares its names in orx::platform."""
     text = bare(text)
     for found in re.finditer(r"^namespace (orx(?:::\w+)*) \{", text, re.MULTILINE):
         name = found.group(1)
@@ -185,7 +186,7 @@ def check_namespaces(place, text):
 
 
 def check_tree(texts):
-    """All of it, over {place: text} of the files of src/ and include/."""
+    """All complaints about {place: text}, the files of src/ and include/."""
     for place, text in texts.items():
         yield from check_file(place, text)
         if place.startswith("src/platform/") and place.endswith(".h"):

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""No two types of one test program have the same full name: the linker would take the functions of
-either for both. Types in unnamed namespaces, and inside of functions, cannot meet.
+"""No two types of one test program have the same full name: the linker would silently use the functions of
+one for both. Types in unnamed namespaces and inside of functions cannot collide.
 
 usage: check_one_definition.py
 """
@@ -18,7 +18,7 @@ _SCOPE = re.compile(
 
 
 def types_of(text):
-    """The full names of the types that this text defines and that other files could define too."""
+    """The full names of the types in this text that could collide with those of other files."""
     code = bare(text)
     at, scopes = 0, []
     while found := _SCOPE.search(code, at):

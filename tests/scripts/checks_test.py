@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The checks find what they are for."""
+"""Tests of the checks: each finds the faults that it is for."""
 
 import sys
 import unittest

@@ -80,7 +80,7 @@ void AccountServiceFixture::answerWith(const std::string& body, int status) {
 
 Report AccountServiceFixture::outcomeOf(
     const std::function<void(ORVAAccountAPICompletionHandler)>& start) {
-  // Shared with the callback, which a test that has given up may not wait for.
+  // Shared with the callback, which may still come after take() has given up waiting.
   const auto reports = std::make_shared<Mailbox<Report>>();
   start([reports](const std::shared_ptr<ORVAAccountAPIResult>& result,
                   const std::shared_ptr<Error>& error) {

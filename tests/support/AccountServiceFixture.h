@@ -18,12 +18,13 @@ inline constexpr const char* kGlobalHost = ORX_TEST_GLOBAL_HOST;
 inline constexpr const char* kChinaHost = ORX_TEST_CHINA_HOST;
 inline constexpr const char* kDevelopmentHost = ORX_TEST_DEVELOPMENT_HOST;
 
-// A SOAP answer that holds this run of text inside its envelope.
+// A SOAP answer with this text inside its envelope.
 std::string soapAnswer(std::string_view block);
-// The four elements with nothing between them; without data the empty element.
+// The four elements of a result block, without white space between them. ReturnData is an empty
+// element when there is no data.
 std::string resultBlock(std::string_view code, std::string_view description,
                         std::string_view dataType, std::optional<std::string_view> data);
-// Text as it stands in XML.
+// The text with XML's special characters escaped.
 std::string xmlEscaped(std::string_view text);
 
 // The text between the first `from` and the next `to`; throws when they are not there.
@@ -35,8 +36,8 @@ struct Report {
   std::shared_ptr<Error> error;
 };
 
-// A server that stands in for all three hosts, with the process's calls led to it. The answer is
-// set before the call.
+// One server for all three hosts, to which the default configuration leads every call of the
+// process. A test sets the answer before its call.
 class AccountServiceFixture : public ::testing::Test {
  protected:
   using Answer = TLSTestServer::Answer;
@@ -49,8 +50,8 @@ class AccountServiceFixture : public ::testing::Test {
   void answerWith(const std::string& body, int status = 200);
   void answerBy(TLSTestServer::Handler handler);
 
-  // Starts one call and waits for its report; fails the test when the report is not one of a result
-  // and an error.
+  // Starts one call and waits for its report; fails the test unless the report holds exactly one of
+  // a result and an error.
   Report outcomeOf(const std::function<void(ORVAAccountAPICompletionHandler)>& start);
 
   std::shared_ptr<ORVAAccountAPI> api() const { return api_; }

@@ -11,22 +11,22 @@
 
 namespace orx::testing {
 
-// How long a test waits for what must come. Reached only by a test that fails.
+// The longest wait for an event that must come. Only a failing test waits this long.
 inline constexpr std::chrono::seconds patience{30};
 
-// Outcomes that other threads hand in and the test takes out, in the order of their coming. It must
-// outlive whoever may still put something in.
+// A queue between threads: callbacks put values in, and the test takes them out in the order of
+// their arrival. It must outlive every thread that may still call put().
 template <typename T>
 class Mailbox {
  public:
   void put(T value) {
     const std::lock_guard lock(mutex_);
     values_.push_back(std::move(value));
-    // Under the lock, so that a mailbox may go as soon as its last value was taken.
+    // Notify under the lock: after it, the taker may already have destroyed the mailbox.
     changed_.notify_all();
   }
 
-  // The oldest one; throws when none comes in time.
+  // Waits for the oldest value; throws when none comes in time.
   T take(std::chrono::milliseconds limit = patience) {
     std::unique_lock lock(mutex_);
     if (!changed_.wait_for(lock, limit, [this] { return !values_.empty(); })) {
@@ -37,7 +37,7 @@ class Mailbox {
     return value;
   }
 
-  // Those that lie here untaken.
+  // The number of values that have not been taken.
   std::size_t count() const {
     const std::lock_guard lock(mutex_);
     return values_.size();
@@ -73,7 +73,7 @@ class Event {
   bool isSet_ = false;
 };
 
-// Waits until a condition that nothing announces holds; false when it does not in time.
+// Polls a condition that no event announces; false when it does not hold in time.
 [[nodiscard]] bool eventually(const std::function<bool()>& condition,
                               std::chrono::milliseconds limit = patience);
 

@@ -32,7 +32,7 @@ inline URLRequest postRequest(const std::string& url, std::string body) {
   return {*URL::URLWithString(url), std::move(body), "text/plain"};
 }
 
-// As the account calls start theirs.
+// Starts one transfer, as the account's operations start theirs.
 inline void start(const URLSessionConfiguration& configuration, URLRequest request,
                   TransferHandler handler) {
   startTransfer(std::move(request), std::make_shared<const URLSessionConfiguration>(configuration),

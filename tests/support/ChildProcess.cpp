@@ -14,9 +14,9 @@ bool isForkedChild = false;
 
 }  // namespace
 
-// Asked by the leak checker at exit: in a forked child it would take for lost what only the
-// parent's threads know.
-// The sanitizer looks for this very name. NOLINTNEXTLINE(bugprone-reserved-identifier)
+// The leak checker calls this function, by this name, at exit. In a forked child it would report
+// memory as leaked that only the parent's other threads point to.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
   return isForkedChild ? 1 : 0;
 }

@@ -7,8 +7,9 @@
 
 namespace orx::testing {
 
-// A forked child that runs `work` and ends with its result as exit status, 0 when it gives none (it
-// runs no destructors of the test). Killed when this object goes and it still runs.
+// A forked child that runs `work` and exits with its result, or with 0 when it returns nothing. It
+// ends with _exit(), so none of the test's destructors run in it. The destructor kills a child that
+// still runs.
 class ChildProcess {
  public:
   explicit ChildProcess(const std::function<int()>& work);
@@ -23,8 +24,8 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
   ~ChildProcess();
 
-  // The exit status; minus the signal's number when one ended it, or when it took too long and was
-  // killed for it.
+  // Waits for the child's end: its exit status, or minus the number of the signal that ended it. A
+  // child that takes too long is killed.
   int wait();
   void kill(int signal);
 

@@ -13,8 +13,7 @@
 
 namespace orx::testing {
 
-// An HTTP proxy on loopback that makes tunnels, all of them to one port, whatever host is asked
-// for.
+// An HTTP proxy on loopback. Every CONNECT gets a tunnel to the same port, whatever host it names.
 class ConnectProxy {
  public:
   explicit ConnectProxy(std::uint16_t target);
@@ -25,14 +24,14 @@ class ConnectProxy {
 
   std::string url() const { return "http://127.0.0.1:" + std::to_string(listener_.port()); }
   std::size_t tunnelCount() const { return tunnelCount_; }
-  // Those that have not ended yet.
   std::size_t openTunnelCount() const { return openTunnelCount_; }
 
  private:
   void accept();
   void serve(int client);
   int connectToTarget() const;
-  // Keeps what must be shut down at the end; -1 stays -1.
+  // Remembers a descriptor for the destructor to shut down and close, and returns it. Passes -1
+  // through.
   int kept(int descriptor);
 
   const LoopbackListener listener_;

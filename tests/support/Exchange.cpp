@@ -9,7 +9,8 @@
 namespace orx::testing {
 namespace {
 
-// The parameters are an object, written compactly, or a text that stands as it is.
+// The file gives the parameters as an object, which is written compactly, or as a text, which is
+// sent unchanged.
 std::string requestText(const nlohmann::ordered_json& request) {
   return request.is_string() ? request.get<std::string>() : request.dump();
 }

@@ -17,15 +17,16 @@ struct HostileAnswer {
   std::string text;
 };
 
-// Documents that no XML parser should accept, or not go to the end of.
+// Documents that an XML parser must refuse, or stop reading before their end.
 std::vector<HostileAnswer> hostileXML();
 // Texts that no JSON reader should accept.
 std::vector<HostileAnswer> hostileJSON();
 // Both, and texts that are neither.
 std::vector<HostileAnswer> hostileAnswers();
 
-// How often a large one of them repeats what is to wear its reader out. The thread sanitizer has
-// memrchr look at all of its text, so that going back from tag to tag takes it quadratic time.
+// How often a large answer repeats the text that is to exhaust its reader. Under the thread
+// sanitizer memrchr() checks the whole of its text, so searching backwards from tag to tag takes
+// quadratic time.
 #if defined(__SANITIZE_THREAD__)
 inline constexpr std::size_t hostileCount = 20'000;
 #else
@@ -33,10 +34,10 @@ inline constexpr std::size_t hostileCount = 200'000;
 #endif
 
 std::string repeated(std::string_view text, std::size_t count);
-// An element with that many attributes, and this content.
+// An element with this many attributes and this content.
 std::string elementWithAttributes(std::size_t count, const std::string& content);
 
-// A file and a port that documents name, which nobody may open.
+// A file and a port that hostile documents refer to, with a check whether a parser opened them.
 class ForbiddenPlaces {
  public:
   ForbiddenPlaces();
@@ -46,8 +47,8 @@ class ForbiddenPlaces {
 
   // The file's content.
   static constexpr const char* secret = "nobody may read this";
-  // Document types, each of which names one of the two places as an entity that "&e;" stands for,
-  // or as a part of the document type itself.
+  // DOCTYPE declarations. Each refers to one of the two places, either as the entity "&e;" or as an
+  // external part of the declaration itself.
   std::vector<std::string> documentTypes() const;
 
   bool fileWasOpened() const;
@@ -59,7 +60,7 @@ class ForbiddenPlaces {
   const LoopbackListener listener_{SOCK_NONBLOCK};
 };
 
-// The most memory that this process has had at one time, in bytes.
+// The peak resident memory of this process, in bytes.
 std::size_t peakMemory();
 
 }  // namespace orx::testing

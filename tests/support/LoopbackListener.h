@@ -12,11 +12,11 @@
 
 namespace orx::testing {
 
-// A loopback port that the system chose. Connections to it are made; nobody says a word on them
-// unless the test accepts them.
+// Listens on a loopback port that the system chose. The kernel completes connections to it, and
+// nothing is sent on them until the test accepts them.
 class LoopbackListener {
  public:
-  // `flags`: what the socket is made with beside SOCK_CLOEXEC.
+  // `flags` are added to SOCK_CLOEXEC when the socket is made.
   explicit LoopbackListener(int flags = 0)
       : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0)) {
     sockaddr_in address{};
@@ -37,9 +37,9 @@ class LoopbackListener {
 
   int descriptor() const { return socket_; }
   std::uint16_t port() const { return port_; }
-  // The next connection, which is the caller's to close; -1 when there is none.
+  // The next connection, which the caller must close; -1 when there is none.
   int accept() const { return accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC); }
-  // Whether a connection is there to be accepted; waits for one.
+  // Waits until a connection can be accepted; false when none comes in time.
   [[nodiscard]] bool awaitConnection() const {
     pollfd waiting{.fd = socket_, .events = POLLIN, .revents = 0};
     const auto limit = std::chrono::duration_cast<std::chrono::milliseconds>(patience);

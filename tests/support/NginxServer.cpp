@@ -28,7 +28,8 @@ sockaddr_in loopback(std::uint16_t port) {
   return address;
 }
 
-// Free at this moment; nginx cannot be told to take any.
+// nginx cannot let the system choose a port. Another process may take this one first; then nginx
+// fails, and the constructor tries another.
 std::uint16_t freePort() { return LoopbackListener().port(); }
 
 bool isListening(std::uint16_t port) {
@@ -40,7 +41,7 @@ bool isListening(std::uint16_t port) {
   return taken;
 }
 
-// As text of the configuration file.
+// The text as a quoted string of the configuration file.
 std::string quoted(const std::string& text) {
   std::string result = "\"";
   for (const char character : text) {
@@ -50,7 +51,8 @@ std::string quoted(const std::string& text) {
   return result + '"';
 }
 
-// "return" alone would answer before the request's body is read, so it stands behind a proxy.
+// "return" answers before the request's body is read. The proxy in front of it reads the whole
+// request first.
 constexpr const char* configurationText = R"(daemon off;
 master_process off;
 worker_processes 1;

@@ -11,9 +11,9 @@
 
 namespace orx::testing {
 
-// The distribution's nginx with TLS on a loopback port, a certificate from an authority of its own,
-// and everything it writes in a temporary directory. Ends with this object, and with the thread
-// that made it.
+// The distribution's nginx with TLS on a loopback port, with a certificate from an authority of its
+// own and all its files in a temporary directory. The destructor ends it; the kernel does when the
+// thread that made it ends.
 class NginxServer {
  public:
   struct Setup {
@@ -35,8 +35,8 @@ class NginxServer {
   // Trusts this server's authority and reaches the certificate's hosts here.
   URLSessionConfiguration configuration() const;
 
-  // How many connections nginx has ended or open, and how many requests came over each, are in its
-  // access log: one line a request, holding the connection's number, the protocol and the status.
+  // The lines of nginx's access log: one for each request, with the connection's number, the
+  // protocol and the status. A test counts connections and their requests by it.
   std::vector<std::string> accessLog() const;
 
  private:

@@ -50,7 +50,7 @@ inline const Operation kLoginV2{"LoginV2", [](auto& api, const auto& parameters,
                                   api.loginOpenIDV2WithParameters_completionHandler(parameters,
                                                                                     handler);
                                 }};
-// Takes no parameters; those that it is given are left aside.
+// This operation takes no parameters and ignores the given ones.
 inline const Operation kList{"List", [](auto& api, const auto& /*parameters*/, auto handler) {
                                api.parameterListWithName_completionHandler("country", handler);
                              }};

@@ -11,7 +11,7 @@
 
 namespace orx::testing {
 
-// Bytes, each with a meaning of its own, that one process sends to those it shares a pipe with.
+// Signals of one byte each between processes that share a pipe.
 class PipeSignals {
  public:
   PipeSignals() {

@@ -24,8 +24,8 @@ std::string configurationOf(const std::filesystem::path& directory) {
          "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>";
 }
 
-// Waits until an item can be stored. It asks in a child, so that this process may still fork
-// children that use the keyring.
+// Waits until an item can be stored. A child does the asking: once this process has used the bus,
+// the children that it forks are refused the keyring.
 void awaitKeyring() {
   ChildProcess asking([] {
     SecretServiceStore store(

@@ -8,11 +8,11 @@
 
 namespace orx::testing {
 
-// A session bus of the test's own, and the one that the environment names as long as this lives.
+// A session bus of the test's own. DBUS_SESSION_BUS_ADDRESS names it while this object lives.
 class PrivateBus {
  public:
-  // Below `directory`. With `activation`, a command that the bus runs when somebody wants the
-  // Secret Service.
+  // Its files lie below `directory`. `activation` is the command with which the bus starts a Secret
+  // Service when a client calls one; without it the bus starts none.
   explicit PrivateBus(const std::filesystem::path& directory, const std::string& activation = {});
   ~PrivateBus();
 
@@ -37,10 +37,10 @@ class ScriptedService {
  public:
   explicit ScriptedService(const std::filesystem::path& directory);
 
-  // Its items, which must be given before it starts, and what it does from the next call on.
+  // The items that start() begins with, and what the service does from its next call on.
   void setItems(std::string_view items) const;
   void setScript(std::string_view script) const;
-  // Returns when it can be called. Its items are the given ones again.
+  // Starts a new service, with the items of setItems(); returns when it can be called.
   void start();
   void stop() { process_.reset(); }
 

@@ -6,9 +6,9 @@
 
 namespace orx::testing {
 
-// The least processor time that this thread needed for `work` in several runs: what is left of
-// other load on the machine is small enough for comparing one amount of work with eight times as
-// much.
+// The least processor time of this thread for `work` over several runs. A single run would be too
+// noisy on a busy machine; the minimum is steady enough to compare one amount of work with eight
+// times as much.
 template <typename Work>
 std::chrono::nanoseconds leastProcessorTime(Work work) {
   const auto used = [] {

@@ -12,11 +12,11 @@ namespace orx::testing {
 
 using namespace platform;
 
-// A program that runs beside the test, in a process group of its own, and is killed with all its
-// children when this object goes or the test dies.
+// A program that runs beside the test in a process group of its own. It is killed with all its
+// children when this object is destroyed or the test dies.
 class Program {
  public:
-  // `input` is what it finds on its standard input.
+  // `input` is the whole of its standard input.
   explicit Program(const std::vector<std::string>& command, std::string_view input = {});
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;

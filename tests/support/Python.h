@@ -5,9 +5,8 @@
 
 namespace orx::testing {
 
-// Runs a script below the folder of the tests with python3 and gives what it prints. Throws
-// std::runtime_error when it cannot be run or ends with a status other than 0; what it wrote to
-// standard error is then on the test's own.
+// Runs a script below tests/ with python3 and returns its standard output; its standard error is
+// the test's. Throws std::runtime_error when it cannot be run or exits with a status other than 0.
 std::string runPython(const std::string& script, const std::vector<std::string>& arguments);
 
 }  // namespace orx::testing

@@ -21,7 +21,7 @@ ServerProcess::ServerProcess(std::vector<std::string> hosts, TLSTestServer::Hand
     const std::string place = std::to_string(server.port()) + ' ' + server.caFile() + '\n';
     (void)!write(fromServer[1], place.data(), place.size());
     char byte = 0;
-    // Ends with the test, however that ends.
+    // Returns on the destructor's byte, or at the pipe's end when the test has died.
     (void)!read(toServer[0], &byte, 1);
   });
   close(toServer[0]);
@@ -39,7 +39,7 @@ ServerProcess::ServerProcess(std::vector<std::string> hosts, TLSTestServer::Hand
 }
 
 ServerProcess::~ServerProcess() {
-  // A byte rather than the pipe's end: forked children hold copies of it.
+  // Closing the pipe alone would not wake the server: forked children hold copies of this end.
   (void)!write(stop_, "x", 1);
   close(stop_);
   process_->wait();

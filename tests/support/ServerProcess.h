@@ -9,8 +9,8 @@
 
 namespace orx::testing {
 
-// A TLSTestServer in a process of its own, so that a test may fork without taking the server's
-// threads, and what they hold, along. To be made before any thread is.
+// A TLSTestServer in a process of its own: in the test's process, a fork would copy locks that the
+// server's threads hold. Make it before any other thread exists, because it forks itself.
 class ServerProcess {
  public:
   ServerProcess(std::vector<std::string> hosts, TLSTestServer::Handler handler);

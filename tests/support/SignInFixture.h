@@ -29,7 +29,7 @@ class RecordingDelegate : public ORVAAccountLoginManagerDelegate {
   Mailbox<LoginReport> reports;
 };
 
-// A host application with storage of its own, initialised, and led to the test's server.
+// An initialised host application with storage of its own, whose calls reach the test's server.
 class SignInFixture : public AccountServiceFixture {
  protected:
   SignInFixture();
@@ -45,7 +45,7 @@ class SignInFixture : public AccountServiceFixture {
   // Lets the next sign-ins succeed with this record as JSON, or fail with this description.
   void answerWithRecord(const std::string& json);
   void answerWithRefusal(std::string_view description);
-  // Signs somebody in and takes the report.
+  // Signs a user of this name in and waits for the delegate's report.
   std::shared_ptr<ORVAAccountUser> signIn(const std::string& name);
 
  private:

@@ -6,8 +6,8 @@
 
 namespace orx::testing {
 
-// For as long as this lives, SIGUSR1 comes again and again to the thread that made it, whose system
-// calls it interrupts: its handler asks for no restart. The handler stays.
+// While this lives, a timer sends SIGUSR1 to the thread that made it. The handler is set without
+// SA_RESTART, so the thread's system calls fail with EINTR. The handler stays set afterwards.
 class SignalStorm {
  public:
   explicit SignalStorm(std::chrono::microseconds interval = std::chrono::microseconds(200));
@@ -15,7 +15,7 @@ class SignalStorm {
   SignalStorm& operator=(const SignalStorm&) = delete;
   ~SignalStorm();
 
-  // How many have come to this process.
+  // How many of these signals this process has received.
   static int caught();
 
  private:

@@ -26,7 +26,8 @@ namespace {
 constexpr std::array<unsigned, 5> slowCalls = {SYS_openat, SYS_read, SYS_write, SYS_fsync,
                                                SYS_flock};
 
-// Lets the kernel hold this thread's slow calls until the descriptor's owner has answered for each.
+// Installs a seccomp filter: from now on the kernel holds each slow call of this thread until it is
+// answered through the returned descriptor.
 FileDescriptor holdSlowCalls() {
   std::array<sock_filter, slowCalls.size() + 3> program{};
   std::size_t at = 0;
@@ -43,13 +44,13 @@ FileDescriptor holdSlowCalls() {
       syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &filter)));
 }
 
-// Until the last thread that is held is gone.
+// Answers each held call after `delay`, until the last thread with the filter has ended.
 void letThrough(const FileDescriptor& held, std::chrono::milliseconds delay) {
   for (;;) {
     pollfd state{.fd = held.get(), .events = POLLIN, .revents = 0};
     if (poll(&state, 1, -1) > 0 && (state.revents & POLLIN) == 0) return;
     seccomp_notif call{};
-    // One that was interrupted meanwhile is there no more, neither here nor below.
+    // Fails when a signal has ended the call meanwhile; sending the answer below may fail likewise.
     if (ioctl(held.get(), SECCOMP_IOCTL_NOTIF_RECV, &call) != 0) continue;
     std::this_thread::sleep_for(delay);
     seccomp_notif_resp answer{};
@@ -63,8 +64,8 @@ void letThrough(const FileDescriptor& held, std::chrono::milliseconds delay) {
 
 void withSlowFiles(std::chrono::milliseconds delay, const std::function<void()>& work) {
   const auto handover = std::make_shared<Mailbox<FileDescriptor>>();
-  // Before there is a slow call: one that is held may hold up the start of any thread. A thread
-  // that `work` starts, and with it this one, can outlive the test.
+  // Start this thread before any call is held: a held call can block the start of a thread. It is
+  // detached because threads of `work`, which it serves, can outlive this function.
   std::thread([handover, delay] { letThrough(handover->take(), delay); }).detach();
   std::thread([&] {
     auto held = holdSlowCalls();

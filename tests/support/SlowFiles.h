@@ -5,10 +5,10 @@
 
 namespace orx::testing {
 
-// Runs `work` on a thread for which files are as slow as on a distant file server, and as easy to
-// interrupt: each opening, reading, writing, locking and synchronising takes `delay`, during which
-// a signal ends it with EINTR before it has begun. Threads that `work` starts are slowed down as
-// well. Returns when `work` has; what it throws ends the process.
+// Runs `work` on a new thread with slow files, as on a network file system: each openat, read,
+// write, flock and fsync waits for `delay` first, and a signal during that wait ends the call with
+// EINTR. Threads that `work` starts are slowed as well. Returns when `work` has; an exception from
+// `work` ends the process.
 void withSlowFiles(std::chrono::milliseconds delay, const std::function<void()>& work);
 
 }  // namespace orx::testing

@@ -10,14 +10,14 @@
 
 namespace orx::testing {
 
-// Lets the process's user defaults and keychain files live in a directory of their own, under a
-// bundle identifier and without a session bus, for as long as this lives. Made before other threads
-// run.
+// Points the process's user defaults and keychain files at a temporary directory, sets a bundle
+// identifier and hides the session bus. Make it before other threads run, because it changes the
+// environment.
 class StorageHome {
  public:
   StorageHome();
 
-  // Where the bundle identifier that is set here leads.
+  // The defaults file of this bundle identifier.
   std::filesystem::path defaultsFile() const;
   std::filesystem::path keychainDirectory() const;
   // The path of the one item that is stored; throws when there is not exactly one.
@@ -30,7 +30,8 @@ class StorageHome {
   TemporaryDirectory directory_;
 };
 
-// Hides the session bus of the machine that the test runs on, and with it the user's own keyring.
+// Unsets the variables that lead to the session bus, so that no test touches the keyring of the
+// user who runs it.
 void withoutSessionBus();
 
 std::string contentOf(const std::filesystem::path& file);

@@ -54,14 +54,15 @@ struct TLSTestServer::Connection {
   SSL* tls = nullptr;
   std::string buffer;  // received and not yet taken
   std::atomic<End> end{End::cut};
-  std::atomic<bool> dropped{false};  // by the test
+  std::atomic<bool> dropped{false};  // set by dropConnections()
   std::atomic<bool> done{false};
   std::thread thread;
 };
 
 namespace {
 
-// A write to a connection that the client has left must not end the test program.
+// Without this, writing to a connection that the client has closed ends the test program by
+// SIGPIPE.
 void blockAllSignals() {
   sigset_t all;
   sigfillset(&all);
@@ -262,7 +263,8 @@ void TLSTestServer::serve(Connection& connection) {
     if (connection.end == End::close) SSL_shutdown(connection.tls);
   }
   if (connection.end == End::reset) resetOnClose(connection.descriptor);
-  // The descriptor's number stays taken until the server's end, so that nobody's reuse is hit.
+  // Keep the descriptor's number occupied until the server's end: a shutdown() of it from another
+  // thread would otherwise hit whatever file has reused the number.
   const std::lock_guard lock(mutex_);
   if (connection.end == End::reset) {
     const int placeholder = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -301,7 +303,8 @@ bool TLSTestServer::serveRequest(Connection& connection) {
   const Answer answer = handler_(request);
   send(connection, answer);
   if (answer.stalls) {
-    // Each with a thread of its own, so those whose client is gone must not pile up.
+    // Each answer that stalls occupies a thread. Without this check, those whose client is gone
+    // pile up.
     while (!released_.wait(std::chrono::milliseconds(20)) && !connection.dropped) {
       if (connection.peerHasClosed()) return false;
     }

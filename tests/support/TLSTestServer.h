@@ -50,8 +50,8 @@ class TLSTestServer {
 
   enum class End {
     keepAlive,
-    close,  // TLS's own goodbye, then FIN
-    cut,    // FIN alone, as a middlebox or a killed process does it
+    close,  // close_notify, then FIN
+    cut,    // FIN without close_notify, as from a middlebox or a killed process
     reset,  // RST
   };
 
@@ -62,22 +62,22 @@ class TLSTestServer {
     bool stalls = false;
     // Pause before each byte.
     std::chrono::milliseconds pace{0};
-    // Told after each writing how many bytes have been sent.
+    // Called after each write with the number of bytes sent so far.
     std::function<void(std::size_t)> onSent = nullptr;
 
     // A whole reply; Content-Length is added.
     static Answer reply(int status, std::string_view body = {}, const HeaderFields& headers = {});
     static Answer hangUp(End end) { return {.bytes = {}, .end = end}; }
     static Answer silence() { return {.bytes = {}, .stalls = true}; }
-    // Only the first bytes of this answer, and then the end.
+    // The first `count` bytes of this answer; then the connection ends as `how` says.
     Answer cutAfter(std::size_t count, End how) const;
     std::size_t headSize() const;
   };
 
   // Called on the connection's thread, for several connections at the same time.
   using Handler = std::function<Answer(const Request&)>;
-  // Called when a request's head is in, before its body is read: how many bytes of the body to read
-  // before the connection ends, or nothing for a normal course.
+  // Called after a request's head is read and before its body. A HangUp says how many bytes of the
+  // body to read before the connection ends; without one the request is served as usual.
   struct HangUp {
     std::size_t bodyBytes = 0;
     End end = End::cut;
@@ -89,7 +89,7 @@ class TLSTestServer {
                 CertificateFault fault = CertificateFault::none, HeadHandler headHandler = {});
   // The same answer to everything.
   TLSTestServer(std::vector<std::string> hosts, Answer answer);
-  // Ends every connection and joins the threads; a handler that blocks must have been let go.
+  // Ends every connection and joins the threads. A handler that still blocks would make it hang.
   ~TLSTestServer();
   TLSTestServer(const TLSTestServer&) = delete;
   TLSTestServer& operator=(const TLSTestServer&) = delete;
@@ -113,11 +113,11 @@ class TLSTestServer {
   // Protocols that the last handshake offered for negotiation, in order.
   std::vector<std::string> offeredProtocols() const;
 
-  // Lets go of the answers that stall.
+  // Ends the waiting of all answers that stall.
   void release() { released_.set(); }
-  // Ends all connections that are open, as the given end says; new ones are taken as before.
+  // Ends all open connections in the given way; new ones are accepted as before.
   void dropConnections(End end);
-  // New connections are refused from here on; those that are open go on.
+  // Refuses new connections from here on; open ones go on.
   void refuseConnections();
 
  private:

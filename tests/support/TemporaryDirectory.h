@@ -5,7 +5,7 @@
 
 namespace orx::testing {
 
-// A private directory that goes with all its content when this object does.
+// A private directory that the destructor removes with all its content.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();

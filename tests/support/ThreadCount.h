@@ -6,7 +6,6 @@
 
 namespace orx::testing {
 
-// The threads of this process at the moment.
 inline std::size_t threadCount() {
   const std::filesystem::directory_iterator threads("/proc/self/task");
   return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));

@@ -46,7 +46,7 @@ class Counters {
   void* memory_ = nullptr;
 };
 
-// Every field holds the same text, so that a mix of two users shows.
+// Every field holds the same text, so that a record mixed from two users is recognised.
 std::shared_ptr<ORVAAccountUser> userOf(std::size_t slot, std::uint64_t number) {
   const auto login = std::to_string(slot) + ":" + std::to_string(number);
   return ORVAAccountUser::initWithUserInfo(

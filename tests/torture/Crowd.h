@@ -6,7 +6,7 @@
 
 namespace orx::torture {
 
-// One process of many that sign in, read and sign out at once over the same stores.
+// The task of one of many processes that sign in, read and sign out at once over the same stores.
 struct CrowdTask {
   int process = 0;
   int threads = 0;
@@ -16,7 +16,7 @@ struct CrowdTask {
   std::string counters;
 };
 
-// What the threads did, and under "complaints" what they saw that must not be.
+// Counts of what the threads did, and under "complaints" the errors that they saw.
 Dictionary joinCrowd(const CrowdTask& task);
 
 }  // namespace orx::torture

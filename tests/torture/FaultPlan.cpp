@@ -20,8 +20,8 @@ using Action = FaultPlan::Action;
 
 FaultPlan plan;
 std::atomic<bool> counting = false;
-// Only the thread of the operation counts: GLib and OpenSSL make calls on threads of their own, in
-// no fixed order.
+// Only calls of the operation's thread are counted. GLib and OpenSSL make calls on other threads in
+// no fixed order, so with them a call's number would differ from run to run.
 thread_local bool counts = false;
 std::atomic<unsigned> counted = 0;
 std::array<const char*, 4096> names;

@@ -13,8 +13,7 @@ struct FaultPlan {
     KillBefore,  // SIGKILL in place of the call
     KillAfter,   // SIGKILL once the call is done
     Fail,        // the call does nothing and sets errno to `number`
-    ShortWrite,  // a write takes half of what it is given, one byte of one; zero where `number` is
-                 // 0
+    ShortWrite,  // a write stores half of its bytes, at least one; none where `number` is 0
   };
   Action action = Action::CountOnly;
   unsigned at = 0;        // the number of the call that goes wrong; the first is 1
@@ -23,9 +22,9 @@ struct FaultPlan {
   bool readsToo = false;  // counts calls that only read, besides those that change the disk
 };
 
-// Counts the calls of this thread from now on.
+// Carries out the plan on the calls that this thread makes from now on.
 void begin(const FaultPlan& plan);
-// Ends what `begin` began and gives the names of the calls that were counted, in their order.
+// Ends the plan and returns the names of the counted calls, in their order.
 std::vector<std::string> end();
 
 }  // namespace orx::torture

@@ -100,7 +100,7 @@ void start() {
       std::nullopt, "key", "application", false);
 }
 
-// Done before the calls are counted.
+// The steps before the operation, whose calls are not counted.
 void prepare(std::string_view operation) {
   if (operation == "switch" || operation == "sign-out") start();
 }

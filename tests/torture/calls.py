@@ -1,7 +1,7 @@
-"""Two checks that need no incident. The host program defines the system calls that the trials make
-fail; a call that changes the disk and is undefined there would go to the C library unseen. And the
-calls come in an order that survives a crash of the machine, which killing a process cannot show:
-written data is flushed before the rename, the folder after it."""
+"""Two checks that need no incident. First, the host program defines every system call that the library makes
+to change the disk; the trials could not see one that goes to the C library. Second, the order of the calls
+survives a crash of the machine, which killing a process cannot show: data is flushed before the rename, the
+folder after it."""
 
 import re
 import subprocess

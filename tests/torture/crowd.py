@@ -13,7 +13,7 @@ THREADS = 8
 
 
 def run(program, seconds, random):
-    """(how often the stored user was set, cleared or read; what was seen that must not be)"""
+    """(how often the stored user was set, cleared or read; complaints)"""
     with temporary_folder() as folder:
         home = Path(folder) / "home"
         stores.plant(home, {})

@@ -62,8 +62,8 @@ def scenarios():
 
 
 class MigrationBench:
-    """Plants states, asks the host program, and checks what is stored. Remains that were checked
-    once are not checked again."""
+    """Plants states, has the host program operate on them, and checks what is stored. States after an
+    incident that were checked once are not checked again."""
 
     def __init__(self, bench):
         self.home, self.host, self.session = bench.home, bench.host, bench.session
@@ -125,7 +125,7 @@ class MigrationBench:
     # What must hold after an incident, whether or not the next program finds a service.
 
     def check_aftermath(self, here):
-        """Takes each of WAYS, every time from what the incident has left."""
+        """Runs each check of WAYS, each from the state that the incident has left."""
         remains, held = self.snapshot(), self.held
         kind = (here, two_stores.kind(remains, held))
         if kind in self.passed:

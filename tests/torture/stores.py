@@ -21,8 +21,7 @@ DAMAGED = "(damaged)"
 
 @dataclass(frozen=True)
 class Stored:
-    """What the defaults and the item say. None means that it is absent, DAMAGED that it cannot be
-    read."""
+    """The content of the defaults and the item. None stands for absent, DAMAGED for unreadable."""
 
     uuid: str | None
     blob_uuid: str | None
@@ -83,7 +82,7 @@ def read_uuid(data):
         content = plist(data)
     except (plistlib.InvalidFileException, ValueError, IndexError, OverflowError):
         return DAMAGED
-    # Another program's property list has zeros there.
+    # A property list of another program has zeros in place of the checksum.
     assert checksum_of(data) in (bytes(5), expected_checksum(data)), "the checksum is wrong"
     assert set(content) <= {UUID_KEY}, content
     return content.get(UUID_KEY)

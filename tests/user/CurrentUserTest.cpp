@@ -38,7 +38,7 @@ class CurrentUserTest : public ::testing::Test {
     return user ? user->login().value_or("(no login)") : "(nobody)";
   }
 
-  // Whoever stores something waits while it is held.
+  // While this lock is held, storing an item waits.
   Result<FileLock> keychainLock() {
     const auto directory =
         StoredDirectory::open(home.keychainDirectory(), StoredDirectory::Kind::Private,
@@ -185,7 +185,7 @@ TEST_F(CurrentUserTest, CanBeSetByAnotherThreadWhileAnObserverRuns) {
 TEST_F(CurrentUserTest, IsReadWithoutWaitingForTheStore) {
   ORVAAccountUser::setCurrentUser(userNamed("first"));
   const auto second = userNamed("second");
-  // While this lock is held a set waits for storage, but the new user is current already.
+  // The set below waits for this lock to store the user, but has already made it current.
   auto lock = std::make_optional(keychainLock());
   ASSERT_TRUE(*lock);
   testing::Event done;

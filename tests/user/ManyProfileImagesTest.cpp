@@ -22,7 +22,7 @@ std::size_t threadCount() {
   return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
 }
 
-// Each record has a connection of its own while all are under way.
+// All loads are under way at once, each with a connection of its own.
 void allowManyDescriptors() {
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -31,7 +31,7 @@ void allowManyDescriptors() {
   ASSERT_GT(limit.rlim_cur, 2 * kRecords);
 }
 
-// A semaphore between processes: take() waits until there is one.
+// A semaphore that works between processes; take() waits until the count is above zero.
 class Tickets {
  public:
   Tickets() : descriptor_(eventfd(0, EFD_SEMAPHORE)) {}

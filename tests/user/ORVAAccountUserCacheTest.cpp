@@ -18,7 +18,7 @@ using testing::snapshotOf;
 using testing::UserCacheTest;
 using testing::userNamed;
 
-// The five rows of what the two stores can hold.
+// The five states that the two stores can be in.
 
 TEST_F(UserCacheTest, RestoresNobodyAndChangesNothingWhenSignedOut) {
   EXPECT_EQ(restored(), "(nobody)");
@@ -205,7 +205,7 @@ TEST_F(UserCacheTest, HoldsOneWholeUserAfterManyProcessesSignedInAndOut) {
           if (number == 0 && turn % 2 == 0) signOut();
           signIn(std::to_string(number));
           const auto seen = restored();
-          // Another thread may have signed out meanwhile, but the two stores never disagree.
+          // Another process may have signed out or in meanwhile, but the two stores never disagree.
           if (seen != "(nobody)" && seen.size() != 1) return 1;
         }
         return 0;

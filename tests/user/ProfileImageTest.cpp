@@ -142,7 +142,7 @@ TEST_F(ProfileImage, TextThatMakesNoURLIsReportedOnceWithoutARequest) {
   EXPECT_EQ(loaded.error->domain(), NSURLErrorDomain);
   EXPECT_EQ(loaded.error->code(), NSURLErrorBadURL);
   EXPECT_EQ(server().connectionCount(), 0U);
-  // The queue is free again.
+  // The record's queue goes on after the error.
   user->setProfileImageData(Data("set"));
   EXPECT_EQ(load(user).data, Data("set"));
   EXPECT_EQ(mailbox->count(), 0U);
@@ -156,7 +156,8 @@ TEST_F(ProfileImage, TheReportHasReturnedBeforeTheNextLoadBegins) {
   user->loadProfileImageDataWithCompletionBlock(
       [&, reports](const std::optional<Data>&, const std::shared_ptr<Error>&) {
         EXPECT_TRUE(gate.wait());
-        // Another record's load comes and goes, so a request of this one's would be here by now.
+        // Wait for a whole load of another record: had this record's next load begun, its request
+        // would have arrived by then.
         EXPECT_NE(load(userFrom("TWN")).error, nullptr);
         EXPECT_EQ(server().requests().size(), 2U);
         reports->put(1);

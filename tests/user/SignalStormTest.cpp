@@ -1,5 +1,4 @@
-// The stored user, with signals that come faster than a system call ends to the thread that sets
-// and restores it.
+// Sets and restores the stored user on a thread that gets signals faster than its system calls end.
 
 #include <gtest/gtest.h>
 

@@ -13,8 +13,8 @@ using testing::contentOf;
 using testing::snapshotOf;
 using testing::writeContent;
 
-// Whatever becomes of a byte of one of the two stored files, the damage is named and nothing is
-// deleted or changed.
+// Whichever bit of the two stored files changes, and wherever one is cut off, the status names the
+// damaged file, and nothing is deleted or changed.
 class UserCacheFlipTest : public testing::UserCacheTest {
  protected:
   UserCacheFlipTest() {
@@ -45,7 +45,7 @@ class UserCacheFlipTest : public testing::UserCacheTest {
     fs::remove(asideOf(file));
   }
 
-  // Writes the byte in place, which is cheaper than a new file for each.
+  // Writes the byte in place; a new file for each bit would take much longer.
   static void flip(const fs::path& file, std::size_t bit) {
     std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
     const auto place = static_cast<std::streamoff>(bit / 8);
@@ -56,7 +56,7 @@ class UserCacheFlipTest : public testing::UserCacheTest {
     ASSERT_TRUE(stream.flush()) << file;
   }
 
-  // Every 500th is followed by a sign-in too.
+  // Signs in after every 500th flip too; after each one it would take too long.
   void isDamagedByTheFlipOfEachBit(const fs::path& file) {
     const auto bits = contentOf(file).size() * 8;
     for (std::size_t bit = 0; bit < bits; ++bit) {

@@ -11,8 +11,8 @@ namespace {
 bool theUserDatabaseKnowsNobody = false;
 }
 
-// Replaces the C library's function in this program: making a user without an entry would take
-// root.
+// Replaces the C library's function in this program, because only root could run the test as a user
+// without an entry.
 extern "C" int getpwuid_r(uid_t user, passwd* entry, char* buffer, size_t size, passwd** result) {
   *result = nullptr;
   if (theUserDatabaseKnowsNobody) return 0;
@@ -35,7 +35,7 @@ using testing::StorageHome;
 using testing::userNamed;
 using testing::writeContent;
 
-// Something that may not be trusted stands where the item, or the directory around it, should be.
+// Something that must not be trusted, in the place of the item or of its directory.
 struct Obstacle {
   const char* name;
   bool ofDirectory;
@@ -56,7 +56,7 @@ class UserCacheRefusal : public testing::UserCacheTest,
     fs::rename(place, kept);
     GetParam().make(place);
   }
-  // The status says which, why, and what to do.
+  // The status names the place and the reason, and says what to do.
   void expectItIsNamed() {
     const auto status = keychainStatus();
     EXPECT_EQ(status.lastError, errSecNotAvailable);

@@ -13,8 +13,8 @@ using testing::ChildProcess;
 using testing::snapshotOf;
 using testing::userNamed;
 
-// A start-up restores the user and then sets it. Here other processes sign in or out between the
-// two.
+// A start-up restores the user and then sets it. Here another process signs in or out between the
+// two steps.
 class UserCacheStartTest : public testing::UserCacheTest {
  protected:
   void inAnotherProcess(const std::function<void()>& work) {
@@ -83,7 +83,7 @@ TEST_F(UserCacheStartTest, StoresARestoredUserAgainAfterAnother) {
 class UserCacheHeldUp : public testing::UserCacheTest {
  protected:
   UserCacheHeldUp() { signIn("someone"); }
-  // The waits are the library's own limit of 2 seconds each; a test cannot shorten them.
+  // The library waits up to 2 seconds for this lock, and a test cannot shorten that.
   Result<std::optional<FileLock>> held() {
     return defaults.lockTransaction(std::chrono::steady_clock::now() + std::chrono::seconds(20));
   }

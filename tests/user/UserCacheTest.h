@@ -35,7 +35,7 @@ class UserCacheTest : public ::testing::Test {
   }
   static ORVAAccountUserCache& cache() { return *ORVAAccountUserCache::sharedInstance(); }
 
-  // What the stores hold, read past the cache.
+  // uuid() and blob() read the stores directly, without the cache under test.
   std::string uuid() {
     const auto reading = defaults.stringForKey(ORVAAccountUserUserDefaultKey);
     return reading ? reading->value_or("(absent)") : "(error)";

@@ -37,8 +37,8 @@ TEST_F(UserStoreInterop, HoldsExactlyWhatTheFormatHas) {
   EXPECT_EQ(readByOthers(), std::string("defaults besides: {}\n") + storedUser);
 }
 
-// Whole rounds: another program writes defaults and item, a start-up reads them, and the other
-// program reads what the start-up wrote back.
+// Each test is a whole round: another program writes the defaults and the item, a start-up restores
+// the user from them, and the other program reads what the start-up wrote back.
 class UserStoreByOthers : public UserStoreInterop,
                           public ::testing::WithParamInterface<const char*> {};
 

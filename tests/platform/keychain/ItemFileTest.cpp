@@ -101,7 +101,7 @@ TEST_F(ItemFileTest, KeepsWhatWasDamagedAsideUntilTheItemGoes) {
   }
   EXPECT_EQ(contentOf(file.string() + ".damaged"), "damaged");
   EXPECT_EQ(contentOf(file.string() + ".damaged-2"), "damaged again");
-  // What is whole is not kept, and what belongs to others not removed.
+  // An update keeps no copy of an undamaged item, and a removal touches no other item's files.
   ASSERT_TRUE(store.update(item, Data("newer"), deadline()));
   EXPECT_FALSE(fs::exists(file.string() + ".damaged-3"));
   const KeychainItem other{.service = item.service, .account = "someone.item.damaged-2"};
@@ -185,7 +185,7 @@ TEST_F(ItemFileTest, KeepsTheOldBytesWhenThereIsNoRoomForTheNew) {
   EXPECT_EQ(copy().value().text(), "old");
 }
 
-// Long enough to see that calls wait, and that they do not wait for good.
+// The update waits for the lock until its deadline.
 TEST_F(ItemFileTest, SaysWhoHoldsItUpAndStillReadsMeanwhile) {
   ASSERT_TRUE(add("bytes"));
   const auto opened = StoredDirectory::open(directory, StoredDirectory::Kind::Private,

@@ -12,7 +12,7 @@ namespace {
 const KeychainItem item{.service = "service", .account = "account"};
 const Data bytes(std::vector<std::uint8_t>{0, 255, 10});
 
-// Written down from the format's description with another program's CRC-32.
+// Written by hand from the description of the format, with the CRC-32 of another program.
 const std::vector<std::uint8_t> file{'O', 'R', 'X', 'I', 'T',  'E',  'M',  '1', 7,   0,   0,
                                      0,   7,   0,   0,   0,    3,    0,    0,   0,   's', 'e',
                                      'r', 'v', 'i', 'c', 'e',  'a',  'c',  'c', 'o', 'u', 'n',

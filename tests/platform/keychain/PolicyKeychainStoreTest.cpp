@@ -67,7 +67,7 @@ class PolicyKeychainStoreTest : public ::testing::Test {
   Result<Data> copy() { return store.copy(item, deadline()); }
   Result<void> remove() { return store.remove(item, deadline()); }
 
-  // As on a disk that is full.
+  // Fails every write, as a full disk does.
   template <typename Operation>
   static auto whileNothingCanBeWritten(const Operation& operation) {
     rlimit before{};
@@ -140,7 +140,7 @@ TEST_F(PolicyKeychainStoreTest, LeavesNothingOfADamagedItemThatIsRemoved) {
   }
 }
 
-// What an earlier version stored beside the item's file.
+// An earlier version stored a record beside the item's file.
 TEST_F(PolicyKeychainStoreTest, KeepsWhatADamagedRecordMayHaveNamedUntilAVersionIsStored) {
   const auto record = std::filesystem::path(file).replace_extension(".state");
   ASSERT_TRUE(add("old"));

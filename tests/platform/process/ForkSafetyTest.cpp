@@ -37,15 +37,16 @@ bool mainThreadSleeps() {
   std::ifstream file("/proc/self/task/" + std::to_string(getpid()) + "/stat");
   std::string line;
   std::getline(file, line);
-  // "PID (NAME) STATE ...": S says that it waits.
+  // The line begins "PID (NAME) STATE"; state S is sleeping.
   return line.find(") S") != std::string::npos;
 }
 
-// Forks while another thread is in the middle of `work`, from where it calls its argument to wait
-// until the fork waits for it. Gives the status of the child, which runs `inChild`.
+// Forks while another thread is in the middle of `work`. `work` calls its argument there, which
+// returns once fork() waits in a handler. Returns the status of the child, which runs `inChild`; 1
+// when fork() did not wait.
 int forkAmid(const std::function<void(const std::function<void()>& awaitFork)>& work,
              const std::function<int()>& inChild) {
-  // The handlers that were registered last run first.
+  // Prepare handlers run in reverse order of registration, so this one runs before the library's.
   pthread_atfork([] { isForking = true; }, nullptr, nullptr);
   Event begun;
   Event over;
@@ -55,7 +56,7 @@ int forkAmid(const std::function<void(const std::function<void()>& awaitFork)>& 
       begun.set();
       forkWaited = eventually([] { return isForking && mainThreadSleeps(); });
     });
-    // Not before the child was made: at a fork this thread must not be inside an allocator.
+    // Keep the thread from ending, and so from being inside the allocator, while the child is made.
     (void)over.wait();
   });
   if (!begun.wait()) return 1;
@@ -104,7 +105,7 @@ TEST(ForkSafety, CountsTheForksOfAProcessAndItsParents) {
   EXPECT_EQ(forkCount(), before);
 }
 
-// For locks that are held too long for a fork to wait.
+// A mutex that may be held for so long that no fork should wait for it.
 std::mutex longMutex;
 const ForkChildHandler unlockInChild([] { std::construct_at(&longMutex); });
 
@@ -174,7 +175,7 @@ TEST(BriefSection, RefusesToNestRatherThanHang) {
 }
 #endif
 
-// One that is being made is nobody's yet: the child makes its own.
+// The child cannot wait for a thread that it does not have, so it makes the object itself.
 TEST(ProcessWide, IsMadeByTheChildOfAForkAmidItsMaking) {
   static constinit ProcessWide<int> object;
   const auto status = statusOf([] {
@@ -253,12 +254,12 @@ TEST(ProcessWide, IsMadeByTheNextUseWhenItsMakingFails) {
   EXPECT_EQ(status, fine);
 }
 
-// A value may hold a host's object, whose destructor may use the library.
+// The replaced value may hold an object of the host whose destructor calls the library.
 TEST(Guarded, DestroysWhatIsReplacedOutsideTheSection) {
   const auto status = statusOf([] {
     bool isDestroyed = false;
     const auto usesTheLibrary = [&](int* value) {
-      // Ends the process inside another section: sections refuse to nest.
+      // Aborts when a section is entered already: sections do not nest.
       const BriefSection section;
       isDestroyed = true;
       delete value;

@@ -16,10 +16,10 @@ namespace orx {
 using namespace platform;
 namespace {
 
-// Sends the standard error of the process into a pipe while it lives.
+// Redirects the process's standard error into a pipe while it lives.
 class StandardErrorPipe {
  public:
-  // Packets keep every write(2) apart from the next.
+  // With O_DIRECT among the flags each write() is one packet, so a test can count the writes.
   explicit StandardErrorPipe(int flags) {
     if (pipe2(ends_.data(), flags) != 0) throw std::runtime_error("pipe2");
     before_ = dup(STDERR_FILENO);

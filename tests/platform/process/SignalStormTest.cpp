@@ -1,4 +1,4 @@
-// Storage on a thread to which signals come faster than its system calls end.
+// Storage on a thread that gets signals faster than its system calls end.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ using std::chrono::milliseconds;
 using testing::SignalStorm;
 using Clock = std::chrono::steady_clock;
 
-// On a thread of its own, with files that take longer than the next signal.
+// Runs `work` on a new thread whose file calls last longer than the interval between signals.
 void inAStorm(const std::function<void()>& work) {
   testing::withSlowFiles(milliseconds(1), [&] {
     const SignalStorm storm;

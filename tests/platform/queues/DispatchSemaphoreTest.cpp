@@ -10,7 +10,7 @@
 namespace orx::testing {
 namespace {
 
-// Queues whose first operation waits for a semaphore; the next one says which queue goes on.
+// Queues whose first operation waits for the semaphore and whose second reports the queue's number.
 class Waiters {
  public:
   explicit Waiters(std::size_t count) : semaphore_(std::make_shared<DispatchSemaphore>(count)) {}

@@ -82,7 +82,8 @@ TEST(OperationQueue, StartsNothingWhileItIsSuspended) {
   });
   for (int i = 0; i < 3; ++i) queue->addOperationWithBlock([&, i] { ran.put(i); });
   ASSERT_TRUE(suspended.wait());
-  // Another queue's operation comes and goes, so a worker is free.
+  // Wait for another queue's operation: a worker is free, so a suspended operation would have
+  // started by then.
   Event other;
   std::make_shared<OperationQueue>()->addOperationWithBlock([&] { other.set(); });
   ASSERT_TRUE(other.wait());

@@ -35,7 +35,7 @@ TEST(WorkerPool, GrowsPastJobsThatBlockAndShrinksAgain) {
   EXPECT_TRUE(other.wait());
   gate.set();
   for (std::size_t i = 0; i < blocked; ++i) left.take();
-  // The thread of this test and two workers.
+  // This test's thread and two workers remain.
   EXPECT_TRUE(eventually([] { return threadCount() <= 3; }));
   EXPECT_EQ(threadCount(), 3U) << "two workers stay, however many fell asleep together";
 }
@@ -44,7 +44,8 @@ TEST(WorkerPool, NeedsFewWorkersForJobsThatAreShort) {
   Mailbox<int> done;
   for (int i = 0; i < 20'000; ++i) submit([&] { done.put(1); });
   for (int i = 0; i < 20'000; ++i) done.take();
-  // The system may stop a worker for a while, so a few more may come.
+  // The pool starts more workers while the system does not schedule one, so the number may exceed
+  // two.
   EXPECT_LT(threadCount(), 50U);
 }
 
@@ -75,11 +76,11 @@ TEST(WorkerPool, DestroysAJobOnTheWorkerThatRanIt) {
   EXPECT_NE(ranOn, std::this_thread::get_id());
 }
 
-// Submits a job each time it is told to.
+// A reactor that submits one job for each call of submitNext().
 class JobsOnCommand final : public Reactor {
  public:
   void submitNext(std::function<void()> block) { pending_.put(makeJob(std::move(block))); }
-  // The threads that have led, one for each job.
+  // The thread that led when the next job was submitted.
   std::thread::id nextLeader() { return leaders_.take(); }
   bool hadTwoLeaders() const { return hadTwoLeaders_; }
 
@@ -101,7 +102,7 @@ class JobsOnCommand final : public Reactor {
   std::atomic<bool> hadTwoLeaders_ = false;
 };
 
-// Workers lead it for the rest of the process.
+// Not destroyed, because workers run the reactor until the process ends.
 JobsOnCommand& runningReactor() {
   static auto& reactor = *new JobsOnCommand;
   EXPECT_TRUE(WorkerPool::shared().setReactor(reactor));
@@ -117,7 +118,8 @@ TEST(WorkerPool, RunsTheReactorsShortJobsOnTheLeader) {
     reactor.submitNext([&] { ranOn.put(std::this_thread::get_id()); });
     if (reactor.nextLeader() != ranOn.take()) ++switches;
   }
-  // The system may stop the leader for a while, and then a follower is promoted.
+  // While the system does not schedule the leader, the pool promotes a follower, so a few switches
+  // are normal.
   EXPECT_LT(switches, jobs / 10);
   EXPECT_FALSE(reactor.hadTwoLeaders());
 }

@@ -24,7 +24,7 @@ class FileLockTest : public ::testing::Test {
   static Deadline soon() { return Clock::now() + std::chrono::milliseconds(50); }
   static Deadline late() { return Clock::now() + testing::patience; }
 
-  // A child that holds the lock until it is killed, and has said so.
+  // A child that holds the lock until it is killed. Returns once the child has it.
   std::unique_ptr<ChildProcess> lockingChild() {
     std::array<int, 2> ends{};
     EXPECT_EQ(pipe(ends.data()), 0);

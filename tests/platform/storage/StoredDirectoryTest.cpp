@@ -183,7 +183,7 @@ TEST_F(StoredDirectoryTest, KeepsTheReplacedFileBesideWhenAsked) {
   EXPECT_EQ(contentOf(path / "file.damaged-3"), "three");
 }
 
-// What stands in the file's place, and what the refusal says of it.
+// Something that is not a trustworthy file in the file's place, and the reason in the error.
 struct Obstacle {
   const char* name;
   void (*make)(const fs::path& file);
@@ -287,7 +287,7 @@ TEST_F(StoredDirectoryTest, ClosesAPrivateDirectoryThatOthersMayLookInto) {
 }
 
 TEST_F(StoredDirectoryTest, IsRefusedInAPrivateDirectoryOfAnotherUser) {
-  // Only root can give a directory away; everybody else has those of root before them.
+  // Only root can make a directory of another user; other users try one of root's.
   fs::path foreign = "/usr";
   if (geteuid() == 0) {
     fs::create_directories(path);
@@ -302,7 +302,7 @@ TEST_F(StoredDirectoryTest, IsRefusedInAPrivateDirectoryOfAnotherUser) {
 }
 
 TEST_F(StoredDirectoryTest, IsRefusedWhenItBelongsToAnotherUser) {
-  // Only root can give a file away; everybody else has files of root, in directories of root.
+  // Only root can make a file of another user; other users try one of root's.
   fs::path foreign = "/etc/passwd";
   if (geteuid() == 0) {
     ASSERT_TRUE(open().replace("file", Data("planted")));
@@ -321,7 +321,7 @@ TEST_F(StoredDirectoryTest, IsRefusedWhenItBelongsToAnotherUser) {
       std::string::npos);
 }
 
-// Permissions bind everybody but root.
+// Root ignores file permissions, so a child that runs as root becomes another user.
 void beAnOrdinaryUser(const fs::path& directory) {
   if (geteuid() != 0) return;
   if (chown(directory.c_str(), 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) {

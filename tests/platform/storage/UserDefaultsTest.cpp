@@ -79,7 +79,8 @@ TEST_F(UserDefaultsTest, BeginAsTheOwnersAloneAndKeepThePermissionsThatTheyAreGi
   }
 }
 
-// What becomes of a file of this group and these permissions when the process writes it anew.
+// Gives the file this group and these permissions, has the process rewrite it, and returns the
+// group and permissions that it has then.
 struct stat rewritten(UserDefaults& defaults, const fs::path& file, gid_t group, mode_t mode) {
   EXPECT_EQ(chown(file.c_str(), static_cast<uid_t>(-1), group), 0);
   fs::permissions(file, fs::perms(mode));
@@ -100,7 +101,8 @@ TEST_F(UserDefaultsTest, KeepTheGroupThatTheyAreGiven) {
 
 TEST_F(UserDefaultsTest, GiveAnotherGroupNoMoreThanOthersWhereTheirOwnCannotBeKept) {
   if (geteuid() != 0) {
-    // Nobody else can bring such a file about: what such a user gives, it can also keep.
+    // Only root can make such a file: other users cannot give a file to a group that they could not
+    // keep.
     ASSERT_NE(chown(home.path().c_str(), static_cast<uid_t>(-1), 12'345), 0);
     return;
   }
@@ -169,13 +171,13 @@ Data listOfEveryKind() {
       writer.addScalar(nullptr), writer.addScalar(true),
       writer.addScalar(std::numeric_limits<std::int64_t>::min()),
       writer.addScalar(std::numeric_limits<std::uint64_t>::max()), writer.addScalar(0.1),
-      // Becomes a date below.
+      // Made a date below.
       writer.addScalar(490'000'000.25),
       writer.addScalar(Data(std::vector<std::uint8_t>{0, 255, 7})), writer.addUID(70'000),
       writer.addContainer(PropertyListKind::Set, std::array{text, shared}), shared,
       writer.addDictionary(std::array{text}, std::array{shared}), deep, text};
   std::string list(writer.finish(writer.addDictionary(keys, values)).text());
-  // A date is stored as a real number is, behind another marker.
+  // A date is stored like a real number, with another marker byte.
   list.replace(list.find("\x23\x41\xBD"), 1, "\x33");
   return Data(list);
 }
@@ -211,7 +213,7 @@ TEST_F(UserDefaultsTest, CarryEveryOtherEntryOver) {
   for (; list.kind(deep) == Kind::Array; ++depth) deep = list.element(deep, 0);
   EXPECT_EQ(depth, 50'000);
 
-  // Without the key it is the list that it was.
+  // After the key is removed, the list is the same as before.
   ASSERT_TRUE(defaults.removeObjectForKey("key"));
   const auto once = contentOf(file);
   ASSERT_TRUE(defaults.setString_forKey("value", "key"));

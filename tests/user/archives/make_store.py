@@ -1,5 +1,5 @@
-"""Writes what the two stores could hold, had other conforming archivers written it, into the
-directory that it is given: defaults.plist, and NAME.blob for each way to write the item's blob."""
+"""Writes the content of the two stores as other conforming archivers would, into the given directory:
+defaults.plist, and NAME.blob for each way to write the item's blob."""
 
 import os
 import plistlib

@@ -1,4 +1,4 @@
-"""Writes user records as other conforming archivers would into the directory that it is given."""
+"""Writes user records as other conforming archivers would, into the given directory."""
 
 import os
 import plistlib

@@ -1,4 +1,4 @@
-"""Prints what plistlib alone finds in the two stores: `read_store.py DEFAULTS BLOB`."""
+"""Prints the content of the two stores as plistlib reads it: `read_store.py DEFAULTS BLOB`."""
 
 import plistlib
 import sys
@@ -9,7 +9,7 @@ def load(data):
 
 
 def show(archive):
-    """The root object: classes by name, dictionaries in their order, nothing left out."""
+    """The root object of an archive, with the names of classes and with dictionaries in their order."""
     assert set(archive) == {"$archiver", "$version", "$top", "$objects"}, archive
     assert archive["$archiver"] == "NSKeyedArchiver" and archive["$version"] == 100000
     assert archive["$objects"][0] == "$null" and set(archive["$top"]) == {"root"}

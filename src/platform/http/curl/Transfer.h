@@ -41,8 +41,8 @@ class Transfer final : private EasyHandle::Client {
   // The transfer that runs on an easy handle.
   static Transfer& of(CURL* curl) { return static_cast<Transfer&>(EasyHandle::clientOf(curl)); }
 
-  // Takes an easy handle until finish(), and sets it up for this request. The time-out counts from
-  // here.
+  // Takes an easy handle until takeEasyHandle(), and sets it up for this request. The time-out
+  // counts from here.
   void start(std::unique_ptr<EasyHandle> easy, TransferContext& context);
   // When the time-out strikes, unless there is progress before.
   TransferContext::Clock::time_point deadline() const { return lastProgress_ + easy_->timeout(); }

@@ -1,4 +1,4 @@
-// What stands between the library and a service: the bus, and what it starts.
+// Buses that are missing, silent, dying, or that start a service on demand.
 
 #include <unistd.h>
 
@@ -122,7 +122,7 @@ TEST_F(Bus, ThatDiesInMidCallIsAnError) {
   }
 }
 
-// The library below keeps a thread that no child has.
+// GIO keeps a thread that a forked child does not have, so a call in the child would hang.
 TEST_F(Bus, IsRefusedToAForkedChildOfAProcessThatHasUsedIt) {
   bus.emplace(home.path());
   startWithItem("");

@@ -12,7 +12,7 @@ using namespace platform;
 
 namespace {
 
-// False when the other side has gone before it said that.
+// Waits until the client has sent these words; false when it has closed the connection.
 bool hear(int client, const std::string& words) {
   std::string heard;
   while (heard.find(words) == std::string::npos) {

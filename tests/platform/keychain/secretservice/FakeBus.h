@@ -11,14 +11,14 @@ namespace orx::testing {
 
 using namespace platform;
 
-// A socket whose owner holds the same conversation with everybody who connects, one after the
-// other, and then says nothing more.
+// A socket in the place of a bus. It goes through the same turns with each client, one client after
+// the other, and then stays silent.
 class FakeBus {
  public:
   struct Turn {
-    std::string heard;    // what the other side has said by then; empty for nothing
-    std::string said;     // what it is told then
-    bool isDeaf = false;  // before it says so, it closes its ears: writing gives EPIPE from then on
+    std::string heard;    // waits until the client has sent this; empty for no wait
+    std::string said;     // is sent then
+    bool isDeaf = false;  // stops reading before it sends, so the client's next write gives EPIPE
   };
 
   explicit FakeBus(const std::filesystem::path& path, std::vector<Turn> turns = {});

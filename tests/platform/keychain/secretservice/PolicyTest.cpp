@@ -78,7 +78,7 @@ TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   EXPECT_EQ(inKeyring(), "A");
   EXPECT_EQ(user(), "B");
   EXPECT_EQ(inKeyring(), "-");
-  // As the start of a program writes back whom it restored.
+  // A program's start writes the user whom it restored back to the store.
   EXPECT_EQ(signIn("B"), errSecSuccess);
   EXPECT_EQ(inKeyring(), "B");
   EXPECT_EQ(inFile(), "-");
@@ -332,7 +332,7 @@ TEST_F(Policy, FindsWhatAKeyringHoldsWithoutARecord) {
   EXPECT_TRUE(hasNote());
 }
 
-// Keeps nothing, and notes until when it may wait.
+// Stores nothing, and collects the deadlines that it is given.
 class NotingStore final : public KeychainStore {
  public:
   NotingStore(std::string_view name, std::vector<Deadline>& deadlines, bool absent)

@@ -118,7 +118,7 @@ TEST(PromptSettings, ForgetADismissalOnlyWhenTheHostAllowsPromptsAnew) {
   EXPECT_EQ(rules.patience + rules.patienceAfterwards, std::chrono::seconds(120));
 }
 
-// Several items that match.
+// Several items in the keyring have the attributes of ours.
 class Matches : public testing::ServiceFixture {
  protected:
   void startWith(std::string_view items) {
@@ -144,7 +144,8 @@ TEST_F(Matches, GiveTheNewestAndAreReplacedByOne) {
 
 TEST_F(Matches, GoTheOldestFirstSoThatNoneCountsAgain) {
   startWith(itemLine("-", 5, secretOf("older")) + itemLine("-", 9, secretOf("newer")));
-  // After the search and two properties of each, the second deletion.
+  // Call 7 is the second deletion: before it come the search, two properties of each item, and the
+  // first deletion.
   service.setScript("call 7 error org.freedesktop.DBus.Error.Failed");
   EXPECT_EQ(run(KeychainOperation::Delete).status, errSecIO);
   EXPECT_EQ(service.calls("Delete"), 2);

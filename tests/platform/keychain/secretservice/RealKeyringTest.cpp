@@ -1,4 +1,5 @@
-// From a desktop to a server and back with the keyring that desktops have.
+// The user moves from a desktop session to one without a keyring and back, with gnome-keyring as
+// the service.
 
 #include <gtest/gtest.h>
 

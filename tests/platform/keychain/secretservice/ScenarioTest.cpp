@@ -1,4 +1,4 @@
-// How each kind of misbehaviour ends, for reading, adding, updating and deleting.
+// Each kind of misbehaviour of a service, met by reading, adding, updating and deleting.
 
 #include <array>
 
@@ -16,14 +16,14 @@ constexpr std::array everyOperation{KeychainOperation::Read, KeychainOperation::
                                     KeychainOperation::Update, KeychainOperation::Delete};
 constexpr OSStatus done = errSecSuccess;
 
-// A script, and the statuses of reading, adding, updating and deleting under it. Adding finds no
-// item of ours at first; the others find one.
+// A script, and the statuses of reading, adding, updating and deleting under it. Adding starts
+// without an item; the others start with one.
 struct Scenario {
   std::string name;
   std::string script;
   std::array<OSStatus, 4> statuses;
-  // What the service holds afterwards, once it behaves again: for the same operations. "-" is no
-  // item.
+  // The item's bytes after each of these operations, read once the service behaves again; "-" for
+  // no item.
   std::array<std::string, 4> left;
 };
 
@@ -98,7 +98,7 @@ std::vector<Scenario> scenarios() {
   };
 }
 
-// What the service says of the secrets that it gives.
+// Services that give wrong secrets, or describe them wrongly.
 std::vector<Scenario> scenariosOfAnswers() {
   const auto io = all(errSecIO);
   return {
@@ -176,7 +176,8 @@ class Misbehaviour : public testing::ServiceFixture,
   void start(KeychainOperation operation, std::string_view script) {
     operation == KeychainOperation::Add ? startEmpty(script) : startWithItem(script);
   }
-  // What is there once the service behaves. A dead one has lost nothing that it had stored.
+  // The item's bytes once the service behaves. One that died is started again with its stored
+  // items.
   std::string contentNow(KeychainOperation operation, bool died) {
     died ? start(operation, "") : service.setScript("");
     const auto ending = read();
@@ -192,7 +193,8 @@ TEST_P(Misbehaviour, EndsInAStatusAndLeavesWhatItSays) {
     const auto ending = run(operation);
     EXPECT_EQ(ending.status, scenario.statuses[index]) << "operation " << index;
     EXPECT_FALSE(ending.storeMissing);
-    // The scripted service keeps nothing beyond its life.
+    // The scripted service loses its items when it dies, so it is started anew before they are
+    // read.
     const bool died = ending.status == errSecIO && scenario.name.starts_with("Dies");
     EXPECT_EQ(contentNow(operation, died), scenario.left[index]) << "operation " << index;
     EXPECT_EQ(service.calls("Prompt"), 0);
@@ -202,14 +204,14 @@ TEST_P(Misbehaviour, EndsInAStatusAndLeavesWhatItSays) {
 INSTANTIATE_TEST_SUITE_P(, Misbehaviour, ::testing::ValuesIn(allScenarios()),
                          [](const auto& instance) { return instance.param.name; });
 
-// A service that never answers one of the calls: the operation ends all the same.
+// A service that never answers one of the calls. The operation must end at its deadline.
 class Silence : public testing::ServiceFixture,
                 public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(Silence, EndsAsNotAvailableWhenTheTimeIsUp) {
   using std::chrono::milliseconds;
   auto method = GetParam();
-  // Properties have a dot, which no test's name may have.
+  // A test's name may not contain the dot of "Get.Locked".
   if (method.starts_with("Property")) method.replace(0, 8, "Get.");
   int silences = 0;
   for (const auto operation : everyOperation) {

@@ -14,7 +14,7 @@ namespace orx::testing {
 
 using namespace platform;
 
-// What one operation on the item came to: a status, and for a successful reading the bytes.
+// The outcome of one operation on the item: a status, and the bytes of a successful reading.
 struct Ending {
   OSStatus status;
   bool storeMissing;
@@ -34,7 +34,7 @@ class ServiceFixture : public ::testing::Test {
   Ending run(KeychainOperation operation,
              std::chrono::milliseconds patience = std::chrono::seconds(20));
   Ending read() { return run(KeychainOperation::Read); }
-  // A service that begins with an item of ours, and then does as scripted.
+  // Starts the service with an item of this library, and with this script.
   void startWithItem(std::string_view script);
   void startEmpty(std::string_view script);
   // The line of ScriptedService::setItems for the item with this secret.

@@ -1,4 +1,4 @@
-// That the host's signals stay the host's, although the library below takes them for its own.
+// GIO ignores SIGPIPE for the whole process. The host's handling of signals must stay as it was.
 
 #include <pthread.h>
 #include <signal.h>
@@ -32,12 +32,12 @@ std::string textOf(const sigset_t& set) {
   return text;
 }
 
-// What the process does about each signal, and what this thread blocks, as text to compare.
+// The process's action for each signal and this thread's signal mask, as text to compare.
 std::string stateOfSignals() {
   std::string text;
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction action {};
-    // Two belong to the C library, which shows them to nobody.
+    // The C library reserves two signals, for which sigaction() fails.
     if (sigaction(signal, nullptr, &action) != 0) continue;
     text += std::to_string(signal) + ": " +
             std::to_string(reinterpret_cast<std::uintptr_t>(action.sa_handler)) + " " +
@@ -50,7 +50,7 @@ std::string stateOfSignals() {
 
 class Signals : public testing::ServiceFixture {
  protected:
-  // Ends the process where a signal for a broken pipe comes to it.
+  // SIGPIPE ends the test process, so a SIGPIPE that the library lets through fails the test.
   Signals() { signal(SIGPIPE, SIG_DFL); }
 
   void expectRoundTrip() {
@@ -59,8 +59,8 @@ class Signals : public testing::ServiceFixture {
     EXPECT_EQ(run(KeychainOperation::Delete).status, errSecSuccess);
   }
 
-  // An operation on this very thread, on which SIGPIPE is not blocked, and nor is it on the one
-  // that the library below starts. Why it failed.
+  // Runs a search on this thread, where SIGPIPE is not blocked; nor is it on the thread that GIO
+  // starts. Returns the reason of the failure.
   static std::optional<SecretServiceFailure::Kind> failureOfASearch() {
     try {
       requireSecretServiceLibrary();
@@ -158,8 +158,8 @@ TEST_F(Signals, DoNotComeFromABusThatNoLongerReadsInTheMiddleOfTheWelcome) {
 }
 
 TEST_F(Signals, DoNotComeFromABusThatNoLongerReadsAfterTheWelcome) {
-  // The answer to the first call, which gives the caller its name: a header that refers to that
-  // call and says that one text follows, and the text.
+  // The reply to Hello, as D-Bus encodes it: a header that names the call it answers, then the
+  // client's name as text.
   using namespace std::string_literals;
   const auto name = "l\2\1\1\x09\0\0\0\1\0\0\0\x0f\0\0\0"s + "\5\1u\0\1\0\0\0\x08\1g\0\1s\0\0"s +
                     "\4\0\0\0:1.1\0"s;

@@ -39,7 +39,7 @@ GVariant* bytesOf(const std::string& text) {
 void killProcessNamedIn(const std::string& file) {
   pid_t process = 0;
   std::ifstream(file) >> process;
-  // Never a group of processes, nor all of them.
+  // kill() of 0 or a negative number would reach a group of processes, or all of them.
   if (process > 1) kill(process, SIGKILL);
 }
 

@@ -9,19 +9,19 @@
 
 #include "Script.h"
 
-// A keyring of one collection in memory, with the interface of the Secret Service, that behaves as
-// a script says. Used by one thread at a time.
+// A keyring of one collection in memory, with the interface of the Secret Service. A script can
+// make it misbehave. Not safe for several threads at once.
 class Keyring {
  public:
-  // `items` names a file with an item a line: service, account, schema or "-", time of the last
-  // change, secret with %XX for bytes, and the number in the item's path where it matters.
+  // `items` is a file with one item a line: service, account, schema or "-", time of the last
+  // change, secret with %XX for bytes, and optionally the number in the item's path.
   explicit Keyring(const std::string& items);
 
   struct Answer {
     GVariant* value = nullptr;  // floating
     std::string error;
     bool silent = false;
-    // A prompt that has ended; its arguments are floating.
+    // Set when a prompt has ended; `completed` are the arguments of its signal, floating.
     std::string promptPath = {};
     GVariant* completed = nullptr;
   };

@@ -3,7 +3,7 @@
 // usage: scripted_secret_service SCRIPT ITEMS LOG
 //
 // SCRIPT and ITEMS need not exist. Each call adds a line to LOG: the method and the object's path.
-// Prints a line when it can be called. Ends with its bus.
+// Prints a line when it can be called. Exits when its bus ends.
 
 #include <algorithm>
 #include <chrono>
@@ -36,7 +36,7 @@ void sendCompleted(GDBusConnection* connection, const Keyring::Answer& answer) {
   send(connection, signal);
 }
 
-// Properties count as methods of their own.
+// The reading of a property is named "Get." and the property, so that scripts can tell them apart.
 std::string methodOf(GDBusMessage* message) {
   std::string method = g_dbus_message_get_member(message);
   if (method != "Get") return method;
