@@ -106,8 +106,8 @@ void readAnswers(const Settings& settings) {
 void archiveUsers(const Settings& settings) {
   const long rounds = settings.number("rounds", 15);
   const Value user = userOfTwentyFields();
-  const Data archive = archivedDataWithRootObject(user);
   user::registerArchivedClasses();
+  const Data archive = archivedDataWithRootObject(user);
   if (!unarchiveObjectWithData(archive)) throw std::runtime_error("the archive cannot be read");
   std::printf("{\"archive\":%.2f,\"unarchive\":%.2f}\n",
               medianTime(rounds, 1000, [&] { archivedDataWithRootObject(user); }),

@@ -8,11 +8,13 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "devserver/PrivateFile.h"
+
 namespace orx::devserver {
 namespace {
 
-// login_key is what makes a login unique: the lower-cased login, or an identity's exact text, which
-// no login equals because logins have no colon.
+// login_key is what makes an account unique: the lower-cased login, or the key of an identity,
+// which no login equals because logins have no colon.
 constexpr const char* kSchema = R"sql(
   PRAGMA foreign_keys = ON;
   CREATE TABLE IF NOT EXISTS account (
@@ -41,6 +43,21 @@ std::string lowerCased(std::string text) {
 
 std::string loginOf(const OpenIDIdentity& identity) { return identity.type + ":" + identity.uid; }
 
+// The type without a colon: ("a", "b:c") and ("a:b", "c") would have one key otherwise.
+std::string keyOf(const OpenIDIdentity& identity) {
+  std::string key;
+  for (const char c : identity.type) {
+    if (c == ':') {
+      key += "%3a";
+    } else if (c == '%') {
+      key += "%25";
+    } else {
+      key += c;
+    }
+  }
+  return key + ":" + identity.uid;
+}
+
 }  // namespace
 
 std::string Account::customerID() const {
@@ -54,8 +71,11 @@ class AccountStore::Database {
   class Statement;
 
   explicit Database(const std::string& path) {
-    const int opened = sqlite3_open_v2(path.empty() ? ":memory:" : path.c_str(), &handle_,
-                                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    const std::string place = path.empty() ? ":memory:" : makePrivateFile(path).string();
+    // SQLite looks for links in the whole path; those among its folders are resolved by now.
+    const int opened =
+        sqlite3_open_v2(place.c_str(), &handle_,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW, nullptr);
     if (opened != SQLITE_OK) fail();
     sqlite3_busy_timeout(handle_, kBusyMilliseconds);
     execute(kSchema);
@@ -233,7 +253,7 @@ std::optional<Account> AccountStore::create(const std::string& login,
 
 std::optional<Account> AccountStore::createLinked(const OpenIDIdentity& identity,
                                                   const Profile& profile) {
-  return database_->insert(loginOf(identity), loginOf(identity), "", profile);
+  return database_->insert(loginOf(identity), keyOf(identity), "", profile);
 }
 
 std::optional<Account> AccountStore::findByLogin(const std::string& login) {
@@ -243,7 +263,7 @@ std::optional<Account> AccountStore::findByLogin(const std::string& login) {
 
 std::optional<Account> AccountStore::findByIdentity(const OpenIDIdentity& identity) {
   const std::lock_guard lock(database_->mutex());
-  return database_->find("login_key = ?", loginOf(identity));
+  return database_->find("login_key = ?", keyOf(identity));
 }
 
 std::optional<Account> AccountStore::findByTicket(const std::string& ticket) {

@@ -13,12 +13,13 @@ struct ServerCertificate {
   std::string privateKeyPEM;
 };
 
-// A certificate authority of one's own, for servers on loopback that are verified for real.
+// A private certificate authority. Clients that trust it verify the certificate of a server on
+// loopback as they verify any other.
 class CertificateAuthority {
  public:
   // A fresh one (P-256), valid from a day ago for a year.
   static CertificateAuthority generate();
-  // One that was kept; throws std::runtime_error when the texts are none.
+  // From a stored certificate and its key; throws std::runtime_error when the texts are not those.
   static CertificateAuthority fromPEM(const std::string& certificatePEM,
                                       const std::string& privateKeyPEM);
 
@@ -29,8 +30,8 @@ class CertificateAuthority {
     std::chrono::hours from{-24};
     std::chrono::hours until{24 * 365};
   };
-  // Names are DNS names or IP addresses; validity counts from now, so a certificate that has
-  // expired can be asked for.
+  // Names are DNS names or IP addresses. The validity counts from now; tests ask for one that lies
+  // in the past to get an expired certificate.
   ServerCertificate issue(const std::vector<std::string>& names, Validity validity) const;
   ServerCertificate issue(const std::vector<std::string>& names) const {
     return issue(names, Validity{});

@@ -32,7 +32,9 @@ void ConnectionThreads::run(std::function<void()> task) {
 ConnectionThreads::Registration::Registration(ConnectionThreads& threads, TLSConnection& connection)
     : threads_(threads), connection_(connection) {
   const std::lock_guard lock(threads_.mutex_);
-  accepted_ = !threads_.finishing_;
+  // Each has a thread and a descriptor; without descriptors the listener could accept nobody.
+  constexpr std::size_t kMostConnections = 512;
+  accepted_ = !threads_.finishing_ && threads_.open_.size() < kMostConnections;
   threads_.open_.insert(&connection_);
 }
 

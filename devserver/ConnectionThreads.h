@@ -16,7 +16,8 @@ class ConnectionThreads {
   // Runs the task on a thread of its own; a task that finds no thread is run by the caller.
   void run(std::function<void()> task);
 
-  // While it lives, the connection can be ended by finish; `accepted` is false once that has begun.
+  // While it lives, the connection can be ended by finish; `accepted` is false once that has begun,
+  // and for a connection beyond 512.
   class Registration {
    public:
     Registration(ConnectionThreads& threads, TLSConnection& connection);
@@ -43,7 +44,8 @@ class ConnectionThreads {
   bool finishing_ = false;
 };
 
-// The task queue that the HTTP library wants to own. The threads outlive it.
+// The HTTP library owns and deletes its task queue; the threads belong to ConnectionThreads, which
+// lives longer.
 class ConnectionQueue : public httplib::TaskQueue {
  public:
   explicit ConnectionQueue(ConnectionThreads& threads) : threads_(threads) {}

@@ -1,17 +1,17 @@
 #include "devserver/DevelopmentService.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
 #include "devserver/HTTPSServer.h"
+#include "devserver/PrivateFile.h"
 #include "devserver/Router.h"
 
 namespace orx::devserver {
 namespace {
 
-// A directory that only this user can enter, removed with its content by the destructor.
+// A directory that only this user can enter. The destructor removes it with its content.
 class PrivateDirectory {
  public:
   PrivateDirectory() {
@@ -31,12 +31,6 @@ class PrivateDirectory {
   std::filesystem::path path_;
 };
 
-void writeFile(const std::filesystem::path& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file << text;
-  if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
-}
-
 std::vector<std::string> certifiedNames() {
   std::vector<std::string> names = DevelopmentService::hosts();
   names.insert(names.end(), {"localhost", "127.0.0.1"});
@@ -55,7 +49,7 @@ class DevelopmentService::Running {
                [this](const HTTPRequest& request) { return router.answer(request); }) {
     caFile = options.caOut;
     if (caFile.empty()) caFile = directory.emplace().path() / "ca.pem";
-    writeFile(caFile, authority.certificatePEM());
+    writePrivateFile(caFile, authority.certificatePEM());
     port = server.start(options.port);
   }
 

@@ -16,10 +16,10 @@ namespace orx::devserver {
 struct DevelopmentServiceOptions {
   // 0 lets the system choose.
   int port = 0;
-  // An SQLite file that keeps the accounts; empty for memory.
+  // An SQLite file that keeps the accounts; empty for memory. Made private to its owner; no link.
   std::filesystem::path database;
-  // The file for the CA's certificate; empty for one in a private directory that goes with this
-  // object.
+  // The file for the CA's certificate, replaced when it is there, no link; empty for one in a
+  // private directory that is removed with this object.
   std::filesystem::path caOut;
   // Signs the server's certificate; absent for a fresh one.
   std::optional<CertificateAuthority> certificateAuthority;
@@ -44,7 +44,7 @@ class DevelopmentService {
   // Ends all connections, returns when every thread has gone. Does nothing when not started.
   void stop();
 
-  // These three want a service that was started; they stay as they are after stop.
+  // Call these three only after start(). Their values stay the same after stop().
   int port() const;
   const std::filesystem::path& caFile() const;
   // The certificate of the CA, as PEM text.

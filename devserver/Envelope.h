@@ -26,11 +26,10 @@ struct CallEnvelope {
 // Absent when the text is not well-formed XML or has no element `call`.
 std::optional<CallEnvelope> parseCallEnvelope(const std::string& body);
 
-// A guess at the SOAP version of a text that cannot be parsed.
+// The SOAP version that a text seems to use which cannot be parsed; a fault needs one.
 SOAPVersion guessVersion(std::string_view body);
 
-// One result block. Only characters that XML cannot hold are escaped in its texts; absent data
-// gives an empty element.
+// One result block. Texts are given unescaped; empty data becomes an empty element.
 struct ResultFields {
   std::string code;
   std::string description;

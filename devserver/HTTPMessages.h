@@ -28,11 +28,11 @@ struct HTTPResponse {
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
-// A stall or delay that lasts until the client disconnects or the server stops.
+// As a stall or delay: until the client disconnects or the server stops.
 inline constexpr std::chrono::milliseconds kForever = std::chrono::milliseconds::max();
 
-// An answer and the faults of its delivery. Without any of the optional parts it is sent as HTTP
-// prescribes, and the connection is kept.
+// An answer and how its delivery fails. When no fault is set, it is sent as HTTP prescribes, and
+// the connection stays open.
 struct Delivery {
   HTTPResponse response;
   // Silence before the first byte.

@@ -61,7 +61,7 @@ void fill(httplib::Response& to, const HTTPResponse& response) {
   to.set_content(response.body, response.contentType);
 }
 
-// The whole head of an answer, for answers that the HTTP library refuses to send.
+// The head of an answer that is sent without the HTTP library.
 std::string headOf(const HTTPResponse& response) {
   std::string head = "HTTP/1.1 " + std::to_string(response.status) + " -\r\n";
   for (const auto& [name, value] : response.headers) {
@@ -71,8 +71,8 @@ std::string headOf(const HTTPResponse& response) {
          "\r\nContent-Length: " + std::to_string(response.body.size()) + "\r\n\r\n";
 }
 
-// Writes the answer past the HTTP library and ends the connection, which the library then finds
-// closed.
+// Writes the answer to the connection itself, because the HTTP library cannot send a broken one.
+// The connection then counts as ended, so the library writes nothing more to it.
 void sendWithFault(TLSConnection& connection, const Delivery& delivery) {
   const std::string_view body = delivery.response.body;
   if (!delivery.close) {

@@ -6,7 +6,7 @@
 namespace orx::devserver {
 namespace {
 
-// Characters that are plain in JSON but markup in XML or a line end to a reader of lines.
+// Characters that JSON allows unescaped but that are markup in XML or end a line.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 9> kEscapes = {{
     {"&", "\\u0026"},
     {"<", "\\u003c"},

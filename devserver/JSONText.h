@@ -7,8 +7,8 @@
 
 namespace orx::devserver {
 
-// JSON texts that stand inside XML without escaping there and hold no line terminator of any
-// kind: "&", "<", ">" and the separators beyond ASCII are written as \u escapes.
+// JSON text for the inside of an XML element. Clients do not unescape XML there and read line by
+// line, so "&", "<", ">" and every kind of line terminator are written as \u escapes.
 std::string jsonString(std::string_view utf8);
 std::string jsonObject(const std::vector<std::pair<std::string, std::string>>& fields);
 

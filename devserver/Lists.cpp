@@ -52,7 +52,7 @@ std::string countries() {
   return asArray(entries);
 }
 
-// Entries numbered from 1 under the list's own key.
+// One object for each name, which is numbered from 1 under the list's own key.
 template <typename Names>
 std::string numbered(const char* key, const Names& names) {
   std::vector<Entry> entries;

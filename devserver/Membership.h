@@ -8,7 +8,7 @@
 
 namespace orx::devserver {
 
-// Either an account or the service's own words for why there is none.
+// An account, or the service's text that says why there is none.
 struct MembershipOutcome {
   std::optional<Account> account;
   std::string refusal;

@@ -22,12 +22,12 @@ struct Environment {
   // Application keys by application ID.
   const std::map<std::string, std::string> applications;
 
-  // Empty when the application is known and its key is right, else the service's words.
+  // Empty when the application is known and its key is right, else the service's error text.
   std::string refusalOf(const std::string& appID, const std::string& appKey) const;
 };
 
-// The two SOAP endpoints. Every refusal is a result block with status 200. The host is the one that
-// the caller reached, with its port if it wrote one.
+// The two SOAP endpoints. Every refusal is a result block with status 200. The host is the
+// served name that the caller reached, with its port if it wrote one; never the header as it came.
 HTTPResponse answerCustomerInfo(Environment& environment, const CallEnvelope& call);
 HTTPResponse answerAccountService(Environment& environment, const CallEnvelope& call,
                                   const std::string& host);

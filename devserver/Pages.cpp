@@ -19,7 +19,7 @@ code { overflow-wrap: anywhere; }
 footer { margin-top: 2rem; font-size: .875rem; opacity: .75; }
 )css";
 
-// Stands on every page, so that nobody mistakes it for one of the real service.
+// On every page, so that nobody takes it for a page of the real service.
 constexpr const char* kFooter =
     "<footer>This is the account service for development, on this machine.</footer>\n";
 

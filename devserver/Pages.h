@@ -7,7 +7,7 @@
 
 namespace orx::devserver {
 
-// Web pages: self-contained but for the user's picture, and safe for whatever a user has typed.
+// Web pages. They load nothing but the user's picture, and escape what users have typed.
 HTTPResponse startPage();
 HTTPResponse signedInPage(const Account& account);
 HTTPResponse spentLinkPage();

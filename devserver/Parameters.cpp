@@ -16,14 +16,21 @@ std::string lowerCased(std::string_view name) {
 }  // namespace
 
 std::optional<Parameters> Parameters::parse(std::string_view json) {
-  const auto object = nlohmann::ordered_json::parse(json, nullptr, false);
-  if (!object.is_object()) return std::nullopt;
+  using Event = nlohmann::json::parse_event_t;
   Parameters parameters;
-  for (const auto& [name, value] : object.items()) {
-    if (value.is_null() || value.is_structured()) continue;
-    parameters.values_[lowerCased(name)] =
-        value.is_string() ? value.get<std::string>() : value.dump();
-  }
+  std::string name;
+  // Taken while they are read: a finished object no longer knows in which order its names came, or
+  // takes quadratic time to find it out.
+  const auto take = [&](int depth, Event event, const nlohmann::json& parsed) {
+    if (depth != 1) return true;
+    if (event == Event::key) {
+      name = lowerCased(parsed.get_ref<const std::string&>());
+    } else if (event == Event::value && !parsed.is_null()) {
+      parameters.values_[name] = parsed.is_string() ? parsed.get<std::string>() : parsed.dump();
+    }
+    return true;
+  };
+  if (!nlohmann::json::parse(json, take, false).is_object()) return std::nullopt;
   return parameters;
 }
 

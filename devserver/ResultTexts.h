@@ -2,7 +2,8 @@
 
 #include <string_view>
 
-// The service's own words. Clients compare them letter by letter.
+// The service's result descriptions. Clients compare them exactly, so a changed letter changes the
+// error code that a client reports.
 namespace orx::devserver::text {
 
 inline constexpr std::string_view kSuccess = "Success";

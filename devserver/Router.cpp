@@ -1,6 +1,7 @@
 #include "devserver/Router.h"
 
 #include <charconv>
+#include <cstdint>
 #include <stdexcept>
 #include <string_view>
 
@@ -31,6 +32,19 @@ bool isChinaHost(std::string_view host) { return host == ORX_CHINA_HOST; }
 
 bool isServedHost(std::string_view host) {
   return host == ORX_GLOBAL_HOST || isChinaHost(host) || host == "localhost" || host == "127.0.0.1";
+}
+
+// The name and the port of a Host header, made anew: only served names and numbers get into the
+// addresses that an answer names. Absent for everything else.
+std::optional<std::string> servedAuthority(const std::string& host) {
+  const std::string name = withoutPort(host);
+  if (!isServedHost(name)) return std::nullopt;
+  if (name.size() == host.size()) return name;
+  std::uint16_t port = 0;
+  const char* end = host.data() + host.size();
+  const auto [stop, problem] = std::from_chars(host.data() + name.size() + 1, end, port);
+  if (problem != std::errc() || stop != end || port == 0) return std::nullopt;
+  return name + ":" + std::to_string(port);
 }
 
 HTTPResponse plain(int status, const std::string& text) {
@@ -65,6 +79,7 @@ constexpr PictureFile kPictureFiles[] = {
 
 Delivery Router::answer(const HTTPRequest& request) {
   const std::string host = withoutPort(request.host);
+  const auto authority = servedAuthority(request.host);
   std::optional<CallEnvelope> call;
   const bool soap = isSOAPPath(request.path) && request.method == "POST";
   if (soap) call = parseCallEnvelope(request.body);
@@ -73,7 +88,11 @@ Delivery Router::answer(const HTTPRequest& request) {
   const auto fault = faults_.next(request.path, apiID, host);
   HTTPResponse response;
   try {
-    response = soap && isServedHost(host) ? respondToCall(request, call) : respond(request, host);
+    if (!authority) {
+      response = plain(421, "This server does not answer for " + request.host);
+    } else {
+      response = soap ? respondToCall(request, call, *authority) : respond(request, host);
+    }
   } catch (const std::runtime_error& problem) {
     response = soap ? soapFault(guessVersion(request.body), true, problem.what())
                     : plain(500, problem.what());
@@ -83,7 +102,6 @@ Delivery Router::answer(const HTTPRequest& request) {
 }
 
 HTTPResponse Router::respond(const HTTPRequest& request, const std::string& host) {
-  if (!isServedHost(host)) return plain(421, "This server does not answer for " + host);
   if (isSOAPPath(request.path)) return methodNotAllowed("POST");
   if (isOpenIDPath(request.path) && !isChinaHost(host)) {
     if (request.method != "POST") return methodNotAllowed("POST");
@@ -94,14 +112,14 @@ HTTPResponse Router::respond(const HTTPRequest& request, const std::string& host
 }
 
 HTTPResponse Router::respondToCall(const HTTPRequest& request,
-                                   const std::optional<CallEnvelope>& call) {
+                                   const std::optional<CallEnvelope>& call,
+                                   const std::string& authority) {
   if (!call) {
     return soapFault(guessVersion(request.body), false,
                      "Server was unable to read request. There is an error in the XML document.");
   }
-  return request.path == kCustomerInfoPath
-             ? answerCustomerInfo(environment_, *call)
-             : answerAccountService(environment_, *call, request.host);
+  return request.path == kCustomerInfoPath ? answerCustomerInfo(environment_, *call)
+                                           : answerAccountService(environment_, *call, authority);
 }
 
 HTTPResponse Router::respondToGet(const HTTPRequest& request) {

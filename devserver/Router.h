@@ -11,8 +11,8 @@
 
 namespace orx::devserver {
 
-// From a request to its answer: which server set, which operation, and what the fault plan makes of
-// it. Any thread may call.
+// Finds the server set and the operation of a request, runs it, and applies the fault plan to the
+// answer. Any thread may call.
 class Router {
  public:
   Router(const std::string& databasePath, std::map<std::string, std::string> applications,
@@ -26,7 +26,8 @@ class Router {
 
  private:
   HTTPResponse respond(const HTTPRequest& request, const std::string& host);
-  HTTPResponse respondToCall(const HTTPRequest& request, const std::optional<CallEnvelope>& call);
+  HTTPResponse respondToCall(const HTTPRequest& request, const std::optional<CallEnvelope>& call,
+                             const std::string& authority);
   HTTPResponse respondToGet(const HTTPRequest& request);
   HTTPResponse picture(const HTTPRequest& request);
   HTTPResponse webSSO(const HTTPRequest& request);

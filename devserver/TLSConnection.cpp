@@ -36,6 +36,11 @@ bool pollUntil(int socket, short events, std::chrono::milliseconds timeout) {
   }
 }
 
+// The HTTP library bounds one line of the head and a body whose length is stated, but neither the
+// number of header fields nor a body in chunks: a request could fill the memory.
+constexpr std::size_t kLargestHead = std::size_t{64} << 10;
+constexpr std::size_t kLargestRequest = std::size_t{8} << 20;
+
 using NameOf = int (*)(int, sockaddr*, socklen_t*);
 
 void addressOf(int socket, NameOf nameOf, std::string& ip, int& port) {
@@ -74,6 +79,9 @@ bool TLSConnection::handshake() {
 
 bool TLSConnection::awaitRequest(std::chrono::milliseconds timeout) {
   if (ended_) return false;
+  received_ = 0;
+  inHead_ = true;
+  lineIsEmpty_ = false;
   if (SSL_pending(ssl_.get()) > 0) return true;
   if (!pollUntil(socket_, POLLIN, timeout)) return false;
   // Readable bytes can be a close_notify or another TLS record without any data.
@@ -113,8 +121,25 @@ ssize_t TLSConnection::read(char* bytes, std::size_t size) {
   ERR_clear_error();
   const int count =
       SSL_read(ssl_.get(), bytes, static_cast<int>(std::min<std::size_t>(size, INT_MAX)));
-  if (count <= 0) ended_ = SSL_get_error(ssl_.get(), count) != SSL_ERROR_ZERO_RETURN;
+  if (count <= 0) {
+    ended_ = SSL_get_error(ssl_.get(), count) != SSL_ERROR_ZERO_RETURN;
+    return count;
+  }
+  if (!isWithinLimits({bytes, static_cast<std::size_t>(count)})) {
+    ended_ = true;
+    return -1;
+  }
   return count;
+}
+
+// The head ends with its first empty line.
+bool TLSConnection::isWithinLimits(std::string_view received) {
+  for (std::size_t i = 0; i < received.size() && inHead_; ++i) {
+    inHead_ = received[i] != '\n' || !lineIsEmpty_;
+    if (received[i] != '\r') lineIsEmpty_ = received[i] == '\n';
+  }
+  received_ += received.size();
+  return received_ <= (inHead_ ? kLargestHead : kLargestRequest);
 }
 
 ssize_t TLSConnection::write(const char* bytes, std::size_t size) {

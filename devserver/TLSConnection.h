@@ -21,7 +21,8 @@ class TLSConnection : public httplib::Stream {
   ~TLSConnection() override;
 
   bool handshake();
-  // Waits for the next request's first byte; false when none came in time or the stream ended.
+  // Waits for the next request's first byte; false when none came in time or the stream ended. From
+  // here the request's bytes are counted: one that exceeds the limits ends the stream.
   bool awaitRequest(std::chrono::milliseconds timeout);
   // Waits without reading; false as soon as the peer goes away or the server stops.
   bool pause(std::chrono::milliseconds duration);
@@ -42,8 +43,14 @@ class TLSConnection : public httplib::Stream {
   int socket() const override { return socket_; }
 
  private:
+  bool isWithinLimits(std::string_view received);
+
   TLSStream ssl_;
   int socket_;
+  // Of the request that is being read.
+  std::size_t received_ = 0;
+  bool inHead_ = true;
+  bool lineIsEmpty_ = false;
   bool established_ = false;
   bool ended_ = false;
   bool reset_ = false;

@@ -12,8 +12,8 @@ namespace orx::devserver {
 // Field names and texts, in the order in which the service sends them.
 using UserRecord = std::vector<std::pair<std::string, std::string>>;
 
-// The fields that every record carries are there even when they are empty; other fields of the
-// profile only when they are not. An empty ticket is left out.
+// Some fields are part of every record, even when they are empty. Other fields of the profile, and
+// the ticket, are left out when they are empty.
 UserRecord userRecord(const Account& account, const std::string& ticket);
 
 // The profile fields among the parameters; a birth date without a time gets midnight.
@@ -22,7 +22,7 @@ Profile profileFrom(const Parameters& parameters);
 // The account's picture file.
 std::string pictureName(const Account& account);
 
-// A JSON array with the one record, as text that stands in XML as it is and on one line.
+// A JSON array with this one record, on one line, that needs no escaping inside XML.
 std::string asJSONArray(const UserRecord& record);
 // A JSON object whose keys begin with a capital letter.
 std::string asCapitalisedJSON(const UserRecord& record);

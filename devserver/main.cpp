@@ -10,12 +10,13 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "devserver/DevelopmentService.h"
+#include "devserver/JSONText.h"
+#include "devserver/PrivateFile.h"
 
 namespace {
 
@@ -143,18 +144,18 @@ void chooseAuthority(CommandLine& line) {
           ? CertificateAuthority::generate()
           : CertificateAuthority::fromPEM(contentOf(line.caCertificate), contentOf(line.caKey));
   if (line.caKeyOut.empty()) return;
-  std::ofstream file(line.caKeyOut, std::ios::binary | std::ios::trunc);
-  file << line.options.certificateAuthority->privateKeyPEM();
-  if (!file.flush()) throw std::runtime_error("cannot write " + line.caKeyOut);
+  writePrivateFile(line.caKeyOut, line.options.certificateAuthority->privateKeyPEM());
 }
 
 void announce(const DevelopmentService& service) {
-  const nlohmann::ordered_json line = {
-      {"port", service.port()},
-      {"caFile", std::filesystem::absolute(service.caFile()).string()},
-      {"hosts", DevelopmentService::hosts()},
-      {"pid", getpid()}};
-  std::cout << line.dump() << std::endl;
+  std::string hosts;
+  for (const std::string& host : DevelopmentService::hosts()) {
+    if (!hosts.empty()) hosts += ',';
+    hosts += jsonString(host);
+  }
+  std::cout << "{\"port\":" << service.port()
+            << ",\"caFile\":" << jsonString(std::filesystem::absolute(service.caFile()).string())
+            << ",\"hosts\":[" << hosts << "],\"pid\":" << getpid() << "}" << std::endl;
 }
 
 // Whether the standard input has reached its end. Reads and drops what it holds.
@@ -185,7 +186,7 @@ int serve(CommandLine line) {
   sigaddset(&ending, SIGINT);
   sigprocmask(SIG_BLOCK, &ending, nullptr);
   const int signals = signalfd(-1, &ending, SFD_CLOEXEC);
-  // The database and the key file hold password hashes and private keys.
+  // SQLite's journal holds what the database holds.
   umask(077);
   DevelopmentService service;
   if (!line.faultPlan.empty()) service.faults().load(contentOf(line.faultPlan));

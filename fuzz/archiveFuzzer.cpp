@@ -1,11 +1,13 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
+#include <stdexcept>
+
 #include "FuzzTarget.h"
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/KeyedUnarchiver.h"
 #include "user/ArchivedClasses.h"
 
-// Whatever is read can be archived again, and that archive reads back the same.
+// What was read and written reads back the same.
 ORX_FUZZ_TARGET(text) {
   static const bool registered = (orx::user::registerArchivedClasses(), true);
   ORX_FUZZ_CHECK(registered);
@@ -14,12 +16,15 @@ ORX_FUZZ_TARGET(text) {
     ORX_FUZZ_CHECK(reading.error()->code() == orx::NSCoderReadCorruptError);
     return;
   }
-  const orx::Data written = orx::platform::archivedDataWithRootObject(*reading);
+  orx::Data written;
+  try {
+    written = orx::platform::archivedDataWithRootObject(*reading);
+  } catch (const std::invalid_argument&) {
+    // What may fan out grows with the length, and bytes that meant nothing are gone now.
+    return;
+  }
   const auto again = orx::platform::unarchiveObjectWithData(written);
-  // The limit on references that fan out grows with the archive's length. An archive written
-  // shorter, without unused bytes, may exceed it.
-  if (!again && written.size() < text.size()) return;
-  // Compares bytes, because some values do not equal themselves: NaN, and a record without fields.
+  // Bytes instead of values: a record without fields and a number that is none equal nothing.
   ORX_FUZZ_CHECK(again);
   ORX_FUZZ_CHECK(orx::platform::archivedDataWithRootObject(*again) == written);
 }

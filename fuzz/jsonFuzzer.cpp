@@ -19,6 +19,12 @@ static bool nestsTooDeep(std::string_view text) {
 // oracle accepts. For every other text both must give the same value, or name the same place of the
 // same error.
 static void compare(const json::Result<orx::Value>& reading, std::string_view text) {
+  using namespace std::string_view_literals;
+  // What begins with the mark of another encoding is not what the other one reads.
+  for (const auto mark : {"\xFF\xFE"sv, "\xFE\xFF"sv, "\0\0\xFE\xFF"sv}) {
+    if (text.starts_with(mark)) return;
+  }
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   if (text.empty() || text.starts_with("\xEF") || text.find('\0') != std::string_view::npos) {
     ORX_FUZZ_CHECK(!reading);
     return;

@@ -30,9 +30,29 @@ using ORVAAccountAPICompletionHandler = std::function<void(
 // cancellation and no retry.
 //
 // For all operations: `parameters` are sent as JSON and may be empty. Parameters that cannot be
-// written as JSON (NaN, infinities, data, objects, text that is not UTF-8) and an empty completion
-// handler throw std::invalid_argument on the calling thread; nothing is sent. A transfer that fails
-// gives an error of NSURLErrorDomain. The target server flag is read when the call is made.
+// written as JSON (NaN, infinities, data, objects, text that is not UTF-8, more than 512 arrays and
+// dictionaries inside each other), any other text that is not UTF-8 (an ApiID, the name of a list,
+// appID, appKey) and an empty completion handler throw std::invalid_argument on the calling thread;
+// nothing is sent. Nor is anything where the system has no thread to report from
+// (std::system_error) or no memory (std::bad_alloc): these are thrown there too, and the handler is
+// not called. The target server flag is read when the call is made.
+//
+// A transfer that fails gives an error of NSURLErrorDomain. Four operations read what has come of
+// an answer all the same when the connection breaks off in its body: register, login, loginOpenID
+// and common. A result block that came whole counts; without one the error is that of an absent
+// block: kORVAAccountErrorDomain, kORVAAccountErrorOther, an empty text. An answer that the service
+// compresses, though nobody asks it to, is not unpacked, and counts as one without a block.
+//
+// What limits an answer: its body (64 MB) and its headers (256 KB) may be as long as
+// URLSessionConfiguration says, else the transfer fails. JSON that is nested more than 512 deep,
+// holds more than 4,000,000 values or a number beyond every double counts as no JSON. XML has the
+// limits of XMLParser. When memory runs out while an answer is read, the call gives an error that
+// says so (NSURLErrorUnknown; within XML, code 1 of NSXMLParserErrorDomain).
+//
+// The JSON goes into a SOAP envelope as it stands, so a "&" or "<" in a key or in a text (a
+// password, a name) makes an envelope that the service refuses, mostly with an empty description.
+// Look for them in what people type before the call, `text.find_first_of("&<") != text.npos`, and
+// ask for another text. The two operations of the JSON interface (...V2...) have no such limit.
 //
 // Thread safety: operations may be started from any thread. appID and appKey are plain fields, to
 // be set before calls are started. A pending call keeps what it needs alive; the caller need not.
@@ -89,7 +109,8 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   // global production server. The credentials are sent with the parameters; an absent appID or
   // appKey throws std::invalid_argument. HTTP status 200 and "Status" 0 (or none) are success; the
   // payload is the value of "Result", null when there was none. Another HTTP status gives an error
-  // as apToWebSSOWithParameters does; an answer that is no JSON object one of NSCocoaErrorDomain.
+  // as apToWebSSOWithParameters does; an answer that is no JSON object, or goes beyond a limit, one
+  // of NSCocoaErrorDomain.
   void registerV2WithParameters_completeHandler(const Dictionary& parameters,
                                                 ORVAAccountAPICompletionHandler completeHandler);
   void loginOpenIDV2WithParameters_completionHandler(
@@ -98,13 +119,15 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   // Fetches the data of the user who holds a ticket (under kORVAAccounTicket). Success is result
   // code 0. The payload is an XMLParser that has not been run when the answer says that ReturnData
   // is XML; otherwise the ReturnData text, null when there was none. Other result codes give an
-  // error of kORVAAccountErrorDomain with that very code.
+  // error of kORVAAccountErrorDomain with that very code; an answer that is not well-formed XML, or
+  // goes beyond a limit of XMLParser, one of NSXMLParserErrorDomain.
   void getUserData_completionHandler(const Dictionary& parameters,
                                      ORVAAccountAPICompletionHandler completionHandler);
 
   // Fetches one of the service's lists of values. Every answer is a success, a failed transfer
-  // included: the payload is the ReturnData text parsed as JSON, null when there is nothing to
-  // read. The name is sent as it stands. This object may go while the request runs.
+  // included (not one that there is no memory to read): the payload is the ReturnData text parsed
+  // as JSON, null when there is nothing to read. The name is sent as it stands. This object may go
+  // while the request runs.
   void parameterListWithName_completionHandler(std::string_view name,
                                                ORVAAccountAPICompletionHandler completionHandler);
   void countryListWithCompletionHandler(ORVAAccountAPICompletionHandler completionHandler);
@@ -117,7 +140,8 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   // From here on: what the library itself calls while it reads a user-data answer; not for hosts.
 
   // The answers that are being parsed at this moment: a snapshot of their task dictionaries, absent
-  // when the list was set to absent. Safe from any thread.
+  // when the list was set to absent. An answer that is being parsed while another list is set is
+  // reported all the same. Safe from any thread.
   std::optional<std::vector<Dictionary>> parsingTasks() const;
   void setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks);
   // The task of the answer that this parser reads, found by the parser's identity; absent when

@@ -32,6 +32,11 @@ class ORX_EXPORT ORVAAccountKeychain final : public Object {
   // is absent.
   std::optional<Data> dataForKey(std::optional<std::string_view> key) const;
 
+  // From here on: what the library itself calls; not for hosts.
+
+  // The same, and why there are none: errSecItemNotFound only when there truly is no such item.
+  OSStatus copyData_forKey(std::optional<Data>& data, std::string_view key) const;
+
  private:
   explicit ORVAAccountKeychain(std::string_view serviceID) : serviceID_(serviceID) {}
 

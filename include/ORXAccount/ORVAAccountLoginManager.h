@@ -22,11 +22,14 @@ class ORVAAccountUser;
 // (see ORVAAccountUser::setCurrentUser: the user is stored and the change announced), and then its
 // outcome goes to the delegate; both happen on a background worker. Sign-ins are not queued:
 // several may be under way, and each reports when its own answer has come. They cannot be
-// cancelled.
+// cancelled. Where there is no memory to make the user current, the outcome is an error of
+// "NSPOSIXErrorDomain" with the code ENOMEM, and the user the one from before.
 //
 // A sign-in throws std::invalid_argument on the calling thread, and sends nothing, when ORVAAccount
-// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Safe
-// to use from any thread.
+// has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Where
+// the system has no thread or memory for it, it throws std::system_error or std::bad_alloc there,
+// and the delegate hears nothing. Safe to use from any thread. The answers have the limits that
+// ORVAAccountAPI names, and a ticket's user data those of XMLParser.
 class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParserDelegate {
  public:
   // Made on first use and never destroyed.
@@ -42,7 +45,8 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   std::shared_ptr<ORVAAccountLoginManagerDelegate> delegate() const;
   void setDelegate(const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate);
 
-  // With login name and password, under kORVAAccountLogin and kORVAAccountPassword.
+  // With login name and password, under kORVAAccountLogin and kORVAAccountPassword. The service
+  // refuses either with a "&" or "<" in it without a reason; see ORVAAccountAPI for how to check.
   void loginWithParameters(const Dictionary& parameters);
   // With an identity of another provider, under kORVAAccountOpenIDType and kORVAAccountOpenIDUID.
   void loginOpenIDWithParameters(const Dictionary& parameters);
@@ -55,7 +59,8 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   // Signs out on this machine: nobody is current, and what is stored of the user is removed. What
   // could not be removed (a locked keyring, a disk that refuses), keychainStatus() tells. Sends
   // nothing and reports nothing to the delegate; changes nothing when nobody is signed in. It waits
-  // for the stores as ORVAAccountUser::setCurrentUser does, three times 2 seconds at most.
+  // for the stores as ORVAAccountUser::setCurrentUser does, three times 2 seconds at most. After
+  // std::bad_alloc the user is still current, and it can be called again.
   void logout();
 
   ~ORVAAccountLoginManager() override;

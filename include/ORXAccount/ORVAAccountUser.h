@@ -49,7 +49,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   std::optional<std::string> lastName() const;
   std::optional<std::string> nickName() const;
   // Where the picture is, on the picture server of the user's own country; absent when the picture
-  // field makes no URL.
+  // field makes no URL: a blank, "100%" or "a[b]", since nothing is escaped.
   std::optional<URL> pictureURL() const;
   // The instant of the birth date, read as UTC; absent unless it has the form 1985-07-14T08:30:00.
   std::optional<std::chrono::sys_seconds> birthdate() const;
@@ -70,7 +70,8 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // Makes `user` current (null: signs out), stores the change, and posts
   // ORVAAccountUserDidChangeNotification; every observer has run, on the calling thread, when it
   // returns. The record that is current already, and null when nobody is, change nothing. What the
-  // store could not keep is kept for this process; keychainStatus() says why.
+  // store could not keep is kept for this process; keychainStatus() says why. After std::bad_alloc
+  // the user is the one from before, and the call can be made again.
   //
   // It waits for the disk, and for a change that another thread is storing. Where another process
   // holds a lock or the keyring is silent it waits up to 2 seconds for each call on a store, which
@@ -83,8 +84,10 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // Loads the picture, or answers from memory once it has been loaded; returns at once. Loads of
   // one record run one after the other, those of different records side by side. A status outside
   // 200 to 299 gives an error of kORVAAccountUserErrorDomain with the status as its code; picture
-  // text that makes no URL gives NSURLErrorBadURL. An empty block loads all the same and reports to
-  // nobody.
+  // text that makes no URL gives NSURLErrorBadURL, a picture or headers longer than
+  // URLSessionConfiguration allows NSURLErrorDataLengthExceedsMaximum. An empty block loads all the
+  // same and reports to nobody. Where the system has no thread or memory for it, throws
+  // std::system_error or std::bad_alloc, and the block is not called.
   void loadProfileImageDataWithCompletionBlock(ORVAAccountProfileImageBlock completionBlock);
   // The picture in memory; absent until one was loaded. From any thread.
   std::optional<Data> profileImageData() const;

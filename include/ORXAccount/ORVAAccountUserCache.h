@@ -1,9 +1,11 @@
 #pragma once
 
+#include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
 
 #include <memory>
+#include <optional>
 
 namespace orx {
 
@@ -20,14 +22,26 @@ class ORX_EXPORT ORVAAccountUserCache final : public Object {
   static const std::shared_ptr<ORVAAccountUserCache>& sharedInstance();
 
   // Stores the user, or removes what is stored when `user` is null. What could not be stored is not
-  // reported here.
+  // reported here. After std::bad_alloc the same call can be made again.
   void setCachedUser(const std::shared_ptr<ORVAAccountUser>& user);
 
-  // The stored user as a new record; null when there is none and when the store cannot be read. An
-  // item that belongs to another installation is removed.
+  // The stored user as a new record; null when there is none and when the store cannot be read:
+  // locked, out of reach or damaged. keychainStatus() tells these apart. An item that belongs to
+  // another installation is removed.
   std::shared_ptr<ORVAAccountUser> cachedUser();
 
   ~ORVAAccountUserCache() override;
+
+  // From here on: what the library itself calls; not for hosts.
+
+  // The same, but absent, rather than null, when the store cannot be read.
+  std::optional<std::shared_ptr<ORVAAccountUser>> readCachedUser();
+  // The two halves of setCachedUser(). The first one runs encodeWithCoder of what the record holds,
+  // so no lock may be held around it. It gives nothing for null and for a record that no archive
+  // takes, which the second then does not store.
+  std::optional<Data> archivedUser(const std::shared_ptr<ORVAAccountUser>& user);
+  void setCachedUser_archivedUser(const std::shared_ptr<ORVAAccountUser>& user,
+                                  const std::optional<Data>& archivedUser);
 
  private:
   ORVAAccountUserCache();

@@ -67,7 +67,11 @@
 //
 // Errors. What a call over the network cannot do comes as an Error (see platform/Error.h).
 // std::invalid_argument is thrown on the calling thread, and only for a mistake of the caller's own
-// that the operation's header names.
+// that the operation's header names. Two more come of the machine's own limits: where the system
+// has not a single thread for the library, a call over the network throws std::system_error, and
+// without memory std::bad_alloc; nothing is sent then, no callback comes, and the call may be made
+// again.
+// With one thread everything works, only slower.
 
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountAPI.h>

@@ -50,7 +50,10 @@ void ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(
     const BriefSection section;
     state_->observations.push_back(std::move(observation));
   }
-  ORVAAccountUser::setCurrentUser(ORVAAccountUserCache::sharedInstance()->cachedUser());
+  // Where the store cannot be read, nobody knows that nobody is signed in: a keyring that was
+  // locked since the last initialisation would sign out the current user, for good.
+  const auto stored = ORVAAccountUserCache::sharedInstance()->readCachedUser();
+  if (stored) ORVAAccountUser::setCurrentUser(*stored);
 }
 
 void ORVAAccount::didUser(const Notification& /*notification*/) {}

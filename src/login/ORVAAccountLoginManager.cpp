@@ -4,18 +4,24 @@
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
+#include <cerrno>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
 #include "platform/base/Unicode.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Log.h"
+#include "platform/queues/OperationQueue.h"
 #include "platform/queues/WorkerPool.h"
+#include "platform/storage/FileErrors.h"
 #include "service/XMLTasks.h"
+#include "user/CurrentUser.h"
 
 namespace orx {
 
 using namespace platform;
+using namespace user;
 
 struct ORVAAccountLoginManager::State {
   Guarded<std::weak_ptr<ORVAAccountLoginManagerDelegate>> delegate;
@@ -40,6 +46,43 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
   }
   return ORVAAccountAPI::initWithOptions(
       {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, *appKey}});
+}
+
+// For all managers: there is one stored user.
+const std::shared_ptr<OperationQueue>& storingQueue() {
+  static constinit ProcessWide<std::shared_ptr<OperationQueue>> queue;
+  return queue.get([] { return std::make_shared<OperationQueue>(); });
+}
+
+// How a sign-in has ended: with an error, or null.
+using Report = std::function<void(const std::shared_ptr<Error>& failure)>;
+
+// On a worker nobody else would catch a lack of memory, and the process would end.
+std::shared_ptr<Error> noMemoryToSignIn() {
+  return makeFailure(NSPOSIXErrorDomain, ENOMEM, "There is no memory to sign the user in.").value();
+}
+
+void announceAndReport(const std::optional<Dictionary>& change, const Report& report) {
+  std::shared_ptr<Error> failure;
+  try {
+    if (change) announceChange(*change);
+  } catch (const std::bad_alloc&) {
+    failure = noMemoryToSignIn();
+  }
+  report(failure);
+}
+
+void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user, const Report& report) {
+  try {
+    // Made first: once the user is current, nothing may be lacking to tell so. A job of its own,
+    // since observers and the delegate may block, and may not hold up who is stored next.
+    const auto change = std::make_shared<std::optional<Dictionary>>();
+    auto job = makeJob([change, report] { announceAndReport(*change, report); });
+    *change = changeCurrentUser(user);
+    WorkerPool::shared().submit(std::move(job));
+  } catch (const std::bad_alloc&) {
+    report(noMemoryToSignIn());
+  }
 }
 
 // The user's fields as the service sent them. Absent when the data is no dictionary, and when there
@@ -156,10 +199,20 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
 // perhaps the other one's.
 void ORVAAccountLoginManager::finishLogin(std::optional<Dictionary> userInfo,
                                           const std::shared_ptr<Error>& error) {
-  if (!error) {
-    ORVAAccountUser::setCurrentUser(ORVAAccountUser::initWithUserInfo(std::move(userInfo)));
+  const Report report = [this, self = shared_from_this()](const std::shared_ptr<Error>& failure) {
+    didLoginWithUser_error(ORVAAccountUser::currentUser(), failure);
+  };
+  if (error) return report(error);
+  try {
+    // Storing can wait for a disk or a lock. In one queue, the sign-ins that wait hold one worker
+    // together rather than one each.
+    storingQueue()->addOperationWithBlock(
+        [user = ORVAAccountUser::initWithUserInfo(std::move(userInfo)), report] {
+          makeCurrent(user, report);
+        });
+  } catch (const std::bad_alloc&) {
+    report(noMemoryToSignIn());
   }
-  didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
 }
 
 void ORVAAccountLoginManager::logout() { ORVAAccountUser::setCurrentUser(nullptr); }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/formats/JSONSerialization.h"
+#include "platform/process/ForkSafety.h"
 
 namespace orx::service {
 
@@ -14,11 +15,23 @@ ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler complet
   return completionHandler;
 }
 
+std::shared_ptr<Error> outOfMemoryError() {
+  static constinit ProcessWide<std::shared_ptr<Error>> error;
+  return error.get([] {
+    return makeFailure(NSURLErrorDomain, NSURLErrorUnknown,
+                       "The reply came and could not be read: memory has run out.")
+        .value();
+  });
+}
+
 TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler, AnswerRule rule,
                           std::shared_ptr<const Object> keptAlive) {
+  outOfMemoryError();
   // The rule is a plain function, so a pending call holds nothing but the handler and `keptAlive`.
-  return [handler = required(std::move(completionHandler)), rule, keptAlive = std::move(keptAlive)](
-             const TransferOutcome& reply) { report(rule(reply), handler); };
+  return [handler = required(std::move(completionHandler)), rule,
+          keptAlive = std::move(keptAlive)](const TransferOutcome& reply) {
+    report(answerOf([&] { return rule(reply); }), handler);
+  };
 }
 
 void report(const Answer& answer, const ORVAAccountAPICompletionHandler& completionHandler) {

@@ -4,6 +4,7 @@
 #include <ORXAccount/platform/Value.h>
 
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,6 +27,21 @@ using AnswerRule = Answer (*)(const platform::TransferOutcome& reply);
 // The handler as it is. Throws std::invalid_argument when it is empty: its call could never report.
 ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler);
 
+// The error of a reply for whose reading memory ran out (NSURLErrorDomain, NSURLErrorUnknown). Made
+// by the first use, which may throw std::bad_alloc; so each call uses it before it starts.
+std::shared_ptr<Error> outOfMemoryError();
+
+// What `read` makes of a reply, or outOfMemoryError() when it throws std::bad_alloc. What memory
+// had no room for is neither absent nor malformed: nothing may be concluded from it, or stored.
+template <typename Read>
+Answer answerOf(Read read) {
+  try {
+    return read();
+  } catch (const std::bad_alloc&) {
+    return platform::Failure(outOfMemoryError());
+  }
+}
+
 // A handler for a transfer that reads the reply by the rule and reports what comes of it, a result
 // or an error. `keptAlive` (may be null) lives until then. Throws as required() does.
 platform::TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler,
@@ -41,7 +57,7 @@ std::string_view textOf(const platform::TransferOutcome& reply);
 // Its views end with the reply.
 ResultBlock resultBlockIn(const platform::TransferOutcome& reply, ResultBlockPattern pattern);
 
-// The value that the text holds; null when the text is not JSON.
+// The value that the text holds; null when the text is not JSON. Throws std::bad_alloc.
 Value parsedJSON(std::string_view text);
 
 // A result record holding both.

@@ -29,6 +29,16 @@ Failure unexpectedJSON(std::string_view description) {
   return makeFailure(NSCocoaErrorDomain, NSPropertyListReadCorruptError, std::string(description));
 }
 
+// A number counts by its digits, all of them: those of a large integer, which a double would round,
+// are read again.
+std::optional<std::string> messageOf(const Dictionary& answer, const TransferOutcome& reply) {
+  constexpr std::string_view kMessage = "Message";
+  const Value& message = answer[kMessage];
+  if (message.kind() != Value::Kind::Double) return message.text();
+  const auto again = JSONObjectWithText(textOf(reply), LargeIntegers::Text);
+  return (*again->dictionary())[kMessage].text();
+}
+
 // The error comes first, then the status: only a whole answer with status 200 is read. In it, a
 // Status of 0 is success.
 Answer openIDAnswer(const TransferOutcome& reply) {
@@ -42,7 +52,7 @@ Answer openIDAnswer(const TransferOutcome& reply) {
   if (status.array() != nullptr || status.dictionary() != nullptr) {
     return unexpectedJSON("the answer's Status is not a number");
   }
-  const std::optional<std::string> message = (*answer)["Message"].text();
+  const std::optional<std::string> message = messageOf(*answer, reply);
   // A Status that is missing reads as 0.
   if (intValue(status) != 0) return Failure(refusalError(message.value_or("")));
   return makeResult(message, (*answer)["Result"]);

@@ -4,8 +4,10 @@
 #include <ORXAccount/ORVAAccountAPI.h>
 
 #include <array>
+#include <stdexcept>
 #include <utility>
 
+#include "platform/base/Unicode.h"
 #include "platform/http/URLSessionConfiguration.h"
 
 namespace orx::service {
@@ -23,6 +25,17 @@ constinit const std::string_view soap11_header_request_pattern =
     R"(  <soap:Body>    <call xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
     R"(      <ApiID>%@</ApiID>      <Parameters>%@</Parameters>    </call>  </soap:Body>)"
     R"(</soap:Envelope>)";
+
+namespace {
+
+// Throws std::invalid_argument for text that is not UTF-8: the service would get an envelope that
+// is none, and answer with a text about something else.
+void requireUTF8(std::string_view text, const char* name) {
+  if (isValidUTF8(text)) return;
+  throw std::invalid_argument(std::string(name) + " is not UTF-8");
+}
+
+}  // namespace
 
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {
   constexpr std::string_view kPlace = "%@";
@@ -47,6 +60,10 @@ std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials)
 
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
                    TransferHandler replyHandler) {
+  requireUTF8(credentials.appID.value_or(""), "the application ID");
+  requireUTF8(credentials.appKey.value_or(""), "the application key");
+  requireUTF8(call.apiID, "the operation's ApiID");
+  requireUTF8(call.parameterText, "the parameter text");
   const ServerSet servers =
       ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
   startTransfer({.url = serviceURL(servers, call.path),

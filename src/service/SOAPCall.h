@@ -31,7 +31,8 @@ struct Credentials {
 // put in is left alone.
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials);
 
-// Sends the call to the server set of this moment's target server flag.
+// Sends the call to the server set of this moment's target server flag. Throws
+// std::invalid_argument when one of the four texts is not UTF-8.
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
                    platform::TransferHandler replyHandler);
 

@@ -4,6 +4,7 @@
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountConstants.h>
 
+#include <new>
 #include <utility>
 
 #include "platform/base/Integers.h"
@@ -62,15 +63,21 @@ void ORVAAccountAPI::getUserData_completionHandler(
                        handler =
                            required(std::move(completionHandler))](const TransferOutcome& reply) {
     if (reply.error) return handler(nullptr, reply.error);
-    XMLTask task;
-    task.parser = XMLParser::initWithData(reply.data.value_or(Data()));
-    task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
-    const auto parser = task.parser;
-    parser->setDelegate(std::static_pointer_cast<ORVAAccountAPI>(self));
-    // A host may have set the list to absent. Without a task the call would never report.
-    tasks_->appendAnyway(std::move(task));
+    std::shared_ptr<XMLParser> parser;
+    try {
+      parser = XMLParser::initWithData(reply.data.value_or(Data()));
+      XMLTask task;
+      task.parser = parser;
+      task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
+      parser->setDelegate(std::static_pointer_cast<ORVAAccountAPI>(self));
+      // A host may have set the list to absent. Without a task the call would never report.
+      tasks_->appendAnyway(std::move(task));
+    } catch (const std::bad_alloc&) {
+      return handler(nullptr, outOfMemoryError());
+    }
     parser->parse();
   };
+  outOfMemoryError();
   startSOAPCall({.envelope = soap12_request_pattern,
                  .path = kAccountServicePath,
                  .apiID = getUserDataAPIID,
@@ -111,8 +118,9 @@ void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   if (!task) return;
   // A task that a host put into the list may have no callback.
   if (const auto& callback = task->completionHandler) {
-    const Answer answer =
-        task->parsingError ? Failure(task->parsingError) : userDataAnswer(task->elements);
+    const Answer answer = task->parsingError
+                              ? Failure(task->parsingError)
+                              : answerOf([&] { return userDataAnswer(task->elements); });
     report(answer, callback->handler);
   }
   tasks_->remove(parser);

@@ -1,6 +1,7 @@
 #include "service/XMLTasks.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "platform/process/ForkSafety.h"
@@ -34,63 +35,100 @@ XMLTask XMLTaskList::taskOf(const Dictionary& dictionary) const {
   return task;
 }
 
+namespace {
+
+// The first task with this parser, or the end.
+auto located(auto& tasks, const XMLParser* parser) {
+  return std::ranges::find(tasks, parser, [](const auto& task) { return task->parser.get(); });
+}
+
+}  // namespace
+
 std::optional<std::vector<Dictionary>> XMLTaskList::dictionaries() {
   const BriefSection section;
   if (!tasks_) return std::nullopt;
   std::vector<Dictionary> all;
   all.reserve(tasks_->size());
-  for (const XMLTask& task : *tasks_) all.push_back(dictionaryOf(task));
+  for (const auto& task : *tasks_) all.push_back(dictionaryOf(*task));
   return all;
 }
 
 void XMLTaskList::setDictionaries(const std::optional<std::vector<Dictionary>>& dictionaries) {
-  std::optional<std::vector<XMLTask>> tasks;
+  std::optional<Tasks> tasks;
   if (dictionaries) {
     tasks.emplace();
-    for (const Dictionary& dictionary : *dictionaries) tasks->push_back(taskOf(dictionary));
+    for (const Dictionary& dictionary : *dictionaries) {
+      tasks->push_back(std::make_shared<XMLTask>(taskOf(dictionary)));
+    }
   }
+  // Destroyed after the section, like the old list: what they hold is the host's.
+  Tasks replaced;
   const BriefSection section;
+  if (tasks) {
+    for (const auto& task : *tasks) {
+      const auto known = located(underWay_, task->parser.get());
+      if (known == underWay_.end()) continue;
+      if (!task->completionHandler) task->completionHandler = (*known)->completionHandler;
+      replaced.push_back(std::exchange(*known, task));
+    }
+  }
   tasks_.swap(tasks);
 }
 
 std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* parser) {
   const BriefSection section;
-  const XMLTask* task = locate(parser);
-  if (task == nullptr) return std::nullopt;
-  return dictionaryOf(*task);
+  if (!tasks_ || parser == nullptr) return std::nullopt;
+  const auto task = located(*tasks_, parser);
+  if (task == tasks_->end()) return std::nullopt;
+  return dictionaryOf(**task);
 }
 
 void XMLTaskList::append(XMLTask task) {
+  auto added = std::make_shared<XMLTask>(std::move(task));
   const BriefSection section;
-  if (tasks_) tasks_->push_back(std::move(task));
+  if (tasks_) add(std::move(added));
 }
 
 void XMLTaskList::appendAnyway(XMLTask task) {
+  auto added = std::make_shared<XMLTask>(std::move(task));
   const BriefSection section;
   if (!tasks_) tasks_.emplace();
-  tasks_->push_back(std::move(task));
+  add(std::move(added));
+}
+
+void XMLTaskList::add(std::shared_ptr<XMLTask> task) {
+  tasks_->push_back(task);
+  underWay_.push_back(std::move(task));
 }
 
 std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) {
   const BriefSection section;
-  const XMLTask* task = locate(&parser);
+  const XMLTask* task = locate(parser);
   if (task == nullptr) return std::nullopt;
-  return *task;
+  return XMLTask{.parser = task->parser,
+                 .elements = task->elements,
+                 .parsingString = {},
+                 .parsingError = task->parsingError,
+                 .completionHandler = task->completionHandler};
 }
 
 void XMLTaskList::remove(const XMLParser& parser) {
   // Destroyed after the section: what its callback holds is the host's.
-  std::optional<XMLTask> removed;
+  std::array<std::shared_ptr<XMLTask>, 2> removed;
+  const auto take = [&](Tasks& tasks, std::shared_ptr<XMLTask>& taken) {
+    const auto task = located(tasks, &parser);
+    if (task == tasks.end()) return;
+    taken = std::move(*task);
+    tasks.erase(task);
+  };
   const BriefSection section;
-  if (XMLTask* task = locate(&parser)) {
-    removed = std::move(*task);
-    tasks_->erase(tasks_->begin() + (task - tasks_->data()));
-  }
+  if (tasks_) take(*tasks_, removed[0]);
+  take(underWay_, removed[1]);
 }
 
 void XMLTaskList::foundCharacters(const XMLParser& parser, std::string_view characters) {
   const BriefSection section;
-  XMLTask* task = locate(&parser);
+  XMLTask* task = locate(parser);
   if (task == nullptr) return;
   if (!task->parsingString) task->parsingString.emplace();
   task->parsingString->append(characters);
@@ -100,7 +138,7 @@ void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elemen
   // Destroyed after the section: a host may have put an object of its own under this name.
   Value replaced;
   const BriefSection section;
-  XMLTask* task = locate(&parser);
+  XMLTask* task = locate(parser);
   if (task == nullptr || !task->parsingString) return;
   replaced = task->elements[elementName];
   task->elements.set(elementName, *std::move(task->parsingString));
@@ -111,14 +149,16 @@ void XMLTaskList::parseErrorOccurred(const XMLParser& parser, const std::shared_
   // After the swap this holds the error from before, which is destroyed after the section.
   std::shared_ptr<Error> replaced = error;
   const BriefSection section;
-  if (XMLTask* task = locate(&parser)) task->parsingError.swap(replaced);
+  if (XMLTask* task = locate(parser)) task->parsingError.swap(replaced);
 }
 
-XMLTask* XMLTaskList::locate(const XMLParser* parser) {
-  if (!tasks_ || parser == nullptr) return nullptr;
-  const auto found =
-      std::ranges::find(*tasks_, parser, [](const XMLTask& task) { return task.parser.get(); });
-  return found == tasks_->end() ? nullptr : &*found;
+XMLTask* XMLTaskList::locate(const XMLParser& parser) {
+  for (Tasks* tasks : {&underWay_, tasks_ ? &*tasks_ : nullptr}) {
+    if (tasks == nullptr) continue;
+    const auto task = located(*tasks, &parser);
+    if (task != tasks->end()) return task->get();
+  }
+  return nullptr;
 }
 
 }  // namespace orx::service

@@ -44,12 +44,17 @@ struct XMLTask {
 
 // The documents that one object reads, found by their parser's identity. Safe to use from any
 // thread: each operation is guarded for its own length.
+//
+// A host may set the list to another one at any moment. What is being parsed is then no longer in
+// the list, but goes on and reports all the same.
 class XMLTaskList {
  public:
   explicit XMLTaskList(const XMLTaskKeys& keys) : keys_(keys) {}
 
-  // As dictionaries; absent when there is no list.
+  // The list as dictionaries; absent when there is none.
   std::optional<std::vector<Dictionary>> dictionaries();
+  // A dictionary that names the parser of a task under way takes that task's place. It may leave
+  // out the callback, which stays.
   void setDictionaries(const std::optional<std::vector<Dictionary>>& dictionaries);
   std::optional<Dictionary> dictionaryWithParser(const XMLParser* parser);
 
@@ -57,6 +62,9 @@ class XMLTaskList {
   void append(XMLTask task);
   // Makes a list where there is none.
   void appendAnyway(XMLTask task);
+  // A task that is in the list or under way, that is appended and not removed yet. Without the
+  // character data that belongs to no element: a copy of it takes memory, and the end of a document
+  // must be reported without any.
   std::optional<XMLTask> find(const XMLParser& parser);
   void remove(const XMLParser& parser);
 
@@ -68,13 +76,18 @@ class XMLTaskList {
   void parseErrorOccurred(const XMLParser& parser, const std::shared_ptr<Error>& error);
 
  private:
+  using Tasks = std::vector<std::shared_ptr<XMLTask>>;
+
   Dictionary dictionaryOf(const XMLTask& task) const;
   XMLTask taskOf(const Dictionary& dictionary) const;
-  // Null when there is none; called inside a brief section.
-  XMLTask* locate(const XMLParser* parser);
+  // Called inside a brief section, as all below that changes something.
+  void add(std::shared_ptr<XMLTask> task);
+  // Null when there is none.
+  XMLTask* locate(const XMLParser& parser);
 
   const XMLTaskKeys keys_;
-  std::optional<std::vector<XMLTask>> tasks_;
+  std::optional<Tasks> tasks_;
+  Tasks underWay_;
 };
 
 }  // namespace orx::service

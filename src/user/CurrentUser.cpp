@@ -1,3 +1,5 @@
+#include "user/CurrentUser.h"
+
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/ORVAAccountUserCache.h>
@@ -11,13 +13,14 @@
 namespace orx {
 
 using namespace platform;
+using namespace user;
 
 namespace {
 
 using SharedUser = std::shared_ptr<ORVAAccountUser>;
 
 // Locked from the identity check until the change is stored, so that memory and store agree however
-// many threads set the user.
+// many threads set the user. No host code runs under it.
 constinit std::mutex settingMutex;
 // That takes as long as the storage does, so a fork does not wait for it: the child starts with an
 // unlocked one.
@@ -34,20 +37,53 @@ Guarded<SharedUser>& currentRecord() {
 std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return currentRecord().get(); }
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
+  if (const auto information = changeCurrentUser(user)) announceChange(*information);
+}
+
+std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
+  const auto isDone = [&] {
+    return user == ORVAAccountUser::currentUser() && (user || !isSignOutUnfinished());
+  };
+  if (isDone()) return std::nullopt;
+  const auto& cache = ORVAAccountUserCache::sharedInstance();
+  const auto archived = cache->archivedUser(user);
   Dictionary information;
   // Released at the end of this function, when no lock is held: its destructor may be host code.
   SharedUser previous;
-  {
-    const std::lock_guard guard(settingMutex);
-    previous = currentUser();
-    if (user == previous) return;
-    if (user) information.set(ORVAAccountUserChangeNewKey, user);
-    if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
-    currentRecord().set(user);
-    ORVAAccountUserCache::sharedInstance()->setCachedUser(user);
+  const std::lock_guard guard(settingMutex);
+  previous = ORVAAccountUser::currentUser();
+  if (isDone()) return std::nullopt;
+  if (user) information.set(ORVAAccountUserChangeNewKey, user);
+  if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
+  currentRecord().set(user);
+  try {
+    cache->setCachedUser_archivedUser(user, archived);
+  } catch (...) {
+    // A sign-out that memory ran out for would else find nobody to sign out when it is repeated,
+    // and the user would be back at the next start.
+    currentRecord().set(previous);
+    throw;
   }
-  NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
-      ORVAAccountUserDidChangeNotification, classObject(), information);
+  if (user == previous) return std::nullopt;
+  return information;
+}
+
+void user::announceChange(const Dictionary& information) {
+  try {
+    // Throws before the first observer runs, or not at all.
+    NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
+        ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(), information);
+  } catch (...) {
+    // So that whoever repeats the change is heard of.
+    const auto userUnder = [&](std::string_view key) {
+      return information[key].objectOf<ORVAAccountUser>();
+    };
+    const std::lock_guard guard(settingMutex);
+    if (ORVAAccountUser::currentUser() == userUnder(ORVAAccountUserChangeNewKey)) {
+      currentRecord().set(userUnder(ORVAAccountUserChangeOldKey));
+    }
+    throw;
+  }
 }
 
 const std::shared_ptr<Object>& ORVAAccountUser::classObject() {

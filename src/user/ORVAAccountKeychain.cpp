@@ -33,14 +33,21 @@ bool ORVAAccountKeychain::setData_forKey(const std::optional<Data>& data,
 }
 
 std::optional<Data> ORVAAccountKeychain::dataForKey(std::optional<std::string_view> key) const {
-  if (!key) return std::nullopt;
-  auto query = queryWithKey(*key);
+  std::optional<Data> data;
+  if (key) copyData_forKey(data, *key);
+  return data;
+}
+
+OSStatus ORVAAccountKeychain::copyData_forKey(std::optional<Data>& data,
+                                              std::string_view key) const {
+  data.reset();
+  auto query = queryWithKey(key);
   query.set(kSecReturnData, true);
   query.set(kSecMatchLimit, kSecMatchLimitOne);
   std::optional<Value> result;
-  if (SecItemCopyMatching(query, result) != errSecSuccess) return std::nullopt;
-  if (!result || result->data() == nullptr) return std::nullopt;
-  return *result->data();
+  const OSStatus status = SecItemCopyMatching(query, result);
+  if (result && result->data() != nullptr) data = *result->data();
+  return status;
 }
 
 }  // namespace orx

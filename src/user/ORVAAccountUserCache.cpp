@@ -4,18 +4,22 @@
 #include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/Bundle.h>
 
+#include <atomic>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
 #include "platform/base/Limits.h"
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/KeyedUnarchiver.h"
+#include "platform/keychain/ItemFile.h"
 #include "platform/keychain/KeychainStore.h"
 #include "platform/keychain/StoreStatus.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/UUID.h"
 #include "platform/storage/UserDefaults.h"
 #include "user/ArchivedClasses.h"
+#include "user/CurrentUser.h"
 
 namespace orx {
 
@@ -62,29 +66,55 @@ Result<std::optional<std::string>> readInstallationUUID() {
   return uuid;
 }
 
-std::shared_ptr<ORVAAccountUser> restoreRecord(const Value& bytes) {
-  if (bytes.data() == nullptr) return nullptr;
-  return unarchiveObjectWithData(*bytes.data()).value_or(Value()).objectOf<ORVAAccountUser>();
+// Says of an item that was read and makes no sense what is said of a damaged file. Whose it is
+// cannot be told, so there is no reading.
+std::optional<StoredUser> notUnderstood(const ORVAAccountKeychain& keychain,
+                                        std::string_view reason) {
+  const Dictionary query = keychain.queryWithKey(ORVAAccountUserKeychainKey);
+  const KeychainItem item{.service = *query[kSecAttrService].string(),
+                          .account = *query[kSecAttrAccount].string()};
+  const std::string store = keychainStatus().store;
+  ItemFile file(item);
+  const bool isHere = store == ItemState::here && file.look().has_value();
+  const auto failure = keychainFailure(
+      errSecDecode,
+      "The stored user (item " + item.account + " of " + item.service + " in the store " + store +
+          ") is damaged. " + std::string(reason),
+      isHere ? file.path() : "", "The next sign-in replaces it; nothing needs to be removed.");
+  noteKeychainError(failure.value());
+  return std::nullopt;
 }
 
-StoredUser readStoredUser(const ORVAAccountKeychain& keychain) {
+// Absent when the stores do not tell, and the status says why: they are locked, out of reach or
+// damaged.
+std::optional<StoredUser> readStoredUser(const ORVAAccountKeychain& keychain) {
   const auto uuid = readInstallationUUID();
-  const auto blob = keychain.dataForKey(ORVAAccountUserKeychainKey);
-  if (!uuid || !blob) return {};
-  if (!*uuid) return {.isForeign = true};
+  std::optional<Data> blob;
+  const OSStatus status = keychain.copyData_forKey(blob, ORVAAccountUserKeychainKey);
+  if (!uuid || (status != errSecSuccess && status != errSecItemNotFound)) return std::nullopt;
+  if (!blob) return StoredUser{};
+  if (!*uuid) return StoredUser{.isForeign = true};
 
   const auto item = unarchiveObjectWithData(*blob);
-  const auto* entries = item ? item->dictionary() : nullptr;
-  // It cannot be told whose a damaged blob is, so it is not removed; the next sign-in replaces it.
-  if (entries == nullptr) return {};
+  if (!item) return notUnderstood(keychain, item.error()->localizedDescription());
+  const auto* entries = item->dictionary();
+  if (entries == nullptr) return notUnderstood(keychain, "It holds no dictionary.");
   const auto* blobUUID = (*entries)[ORVAAccountUserUUIDKey].string();
-  if (blobUUID == nullptr || *blobUUID != **uuid) return {.isForeign = true};
-  return {.user = restoreRecord((*entries)[ORVAAccountUserDataKey]), .uuid = *uuid, .blob = blob};
+  if (blobUUID == nullptr || *blobUUID != **uuid) return StoredUser{.isForeign = true};
+  const auto* bytes = (*entries)[ORVAAccountUserDataKey].data();
+  if (bytes == nullptr) return notUnderstood(keychain, "It holds no record.");
+  const auto record = unarchiveObjectWithData(*bytes);
+  if (!record) return notUnderstood(keychain, record.error()->localizedDescription());
+  auto user = record->objectOf<ORVAAccountUser>();
+  if (!user) return notUnderstood(keychain, "Its record is none of a user.");
+  return StoredUser{.user = std::move(user), .uuid = *uuid, .blob = std::move(blob)};
 }
 
-std::shared_ptr<ORVAAccountUser> restoredFrom(const StoredUser& stored) {
-  lastRestored().set({.user = stored.user, .uuid = stored.uuid, .blob = stored.blob});
-  return stored.user;
+// Compares the owners and not what lock() gives: that might be the last to hold the record, whose
+// destructor is host code and would run under the caller's locks.
+bool isOf(const std::weak_ptr<ORVAAccountUser>& known,
+          const std::shared_ptr<ORVAAccountUser>& user) {
+  return !known.owner_before(user) && !user.owner_before(known);
 }
 
 bool isStillStored(const LastRestored& restored, const ORVAAccountKeychain& keychain) {
@@ -112,26 +142,17 @@ std::optional<std::string> installationUUID() {
   return uuid;
 }
 
+// The last removal left something behind.
+constinit std::atomic<bool> removalIsUnfinished = false;
+
 void removeStoredUser(ORVAAccountKeychain& keychain) {
   // The defaults first: if the item cannot be removed, or the process dies in between, it belongs
   // to no installation, and the next reading removes it.
-  noteDefaultsError(errorOf(
-      UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey)));
-  keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
-}
-
-// Absent for a record that no archive takes, as a host can make one: the user cannot be stored, and
-// the status says so.
-std::optional<Data> archived(const std::shared_ptr<ORVAAccountUser>& user) {
-  try {
-    return archivedDataWithRootObject(user);
-  } catch (const std::exception& reason) {
-    const auto failure =
-        keychainFailure(errSecParam, std::string("The user cannot be stored: ") + reason.what(), {},
-                        "Make the record of text, numbers and the like only.");
-    noteKeychainError(failure.value());
-    return std::nullopt;
-  }
+  const auto removed =
+      UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey);
+  noteDefaultsError(errorOf(removed));
+  const bool isGone = keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
+  removalIsUnfinished = !removed || !isGone;
 }
 
 // Keeps out the application's other processes and threads while the defaults and the keychain are
@@ -145,12 +166,14 @@ Result<std::optional<FileLock>> lockTransaction(Missing missing) {
 }
 
 // Where no lock can be made because nothing can be written there, the UUID cannot change either,
-// and the work goes on without a lock.
+// and the work goes on without a lock. Any other failure to lock it says nothing about others.
 bool isHeldUp(const Result<std::optional<FileLock>>& lock) {
-  return !lock && isLockedByAnother(*lock.error());
+  return !lock && !isNotWritable(*lock.error());
 }
 
 }  // namespace
+
+bool user::isSignOutUnfinished() { return removalIsUnfinished; }
 
 ORVAAccountUserCache::ORVAAccountUserCache()
     : userKeychain_(ORVAAccountKeychain::initWithServiceID(keychainService())) {
@@ -164,7 +187,31 @@ const std::shared_ptr<ORVAAccountUserCache>& ORVAAccountUserCache::sharedInstanc
   return cache.get([] { return std::shared_ptr<ORVAAccountUserCache>(new ORVAAccountUserCache); });
 }
 
+// Absent for a record that no archive takes, as a host can make one: the user cannot be stored, and
+// the status says so.
+std::optional<Data> ORVAAccountUserCache::archivedUser(
+    const std::shared_ptr<ORVAAccountUser>& user) {
+  if (!user) return std::nullopt;
+  try {
+    return archivedDataWithRootObject(user);
+  } catch (const std::bad_alloc&) {
+    // Nothing is wrong with the record, and nothing has happened yet.
+    throw;
+  } catch (const std::exception& reason) {
+    const auto failure =
+        keychainFailure(errSecParam, std::string("The user cannot be stored: ") + reason.what(), {},
+                        "Make the record of text, numbers and the like only.");
+    noteKeychainError(failure.value());
+    return std::nullopt;
+  }
+}
+
 void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>& user) {
+  setCachedUser_archivedUser(user, archivedUser(user));
+}
+
+void ORVAAccountUserCache::setCachedUser_archivedUser(const std::shared_ptr<ORVAAccountUser>& user,
+                                                      const std::optional<Data>& archivedUser) {
   // Forgets the restored user: the skip below is only for the write-back right after a restore.
   const LastRestored restored = lastRestored().exchange({});
   if (!user) {
@@ -174,27 +221,33 @@ void ORVAAccountUserCache::setCachedUser(const std::shared_ptr<ORVAAccountUser>&
     removeStoredUser(*userKeychain_);
     return;
   }
-  const auto userBytes = archived(user);
-  if (!userBytes) return;
+  if (!archivedUser) return;
   const auto lock = lockTransaction(Missing::Create);
   if (isHeldUp(lock)) return;
-  if (user == restored.user.lock() && !isStillStored(restored, *userKeychain_)) return;
+  if (isOf(restored.user, user) && !isStillStored(restored, *userKeychain_)) return;
   const auto uuid = installationUUID();
   if (!uuid) return;
-  const Dictionary blob{{ORVAAccountUserUUIDKey, *uuid}, {ORVAAccountUserDataKey, *userBytes}};
+  const Dictionary blob{{ORVAAccountUserUUIDKey, *uuid}, {ORVAAccountUserDataKey, *archivedUser}};
   userKeychain_->setData_forKey(archivedDataWithRootObject(blob), ORVAAccountUserKeychainKey);
 }
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
+  return readCachedUser().value_or(nullptr);
+}
+
+std::optional<std::shared_ptr<ORVAAccountUser>> ORVAAccountUserCache::readCachedUser() {
   auto stored = readStoredUser(*userKeychain_);
-  if (!stored.isForeign) return restoredFrom(stored);
-  // The defaults and the keychain were read one after the other, and another process may have
-  // signed in between. Only what is foreign while everyone else is kept out is removed.
-  const auto lock = lockTransaction(Missing::Create);
-  if (isHeldUp(lock)) return nullptr;
-  stored = readStoredUser(*userKeychain_);
-  if (stored.isForeign) removeStoredUser(*userKeychain_);
-  return restoredFrom(stored);
+  if (stored && stored->isForeign) {
+    // The defaults and the keychain were read one after the other, and another process may have
+    // signed in between. Only what is foreign while everyone else is kept out is removed.
+    const auto lock = lockTransaction(Missing::Create);
+    if (isHeldUp(lock)) return std::nullopt;
+    stored = readStoredUser(*userKeychain_);
+    if (stored && stored->isForeign) removeStoredUser(*userKeychain_);
+  }
+  if (!stored) return std::nullopt;
+  lastRestored().set({.user = stored->user, .uuid = stored->uuid, .blob = stored->blob});
+  return stored->user;
 }
 
 }  // namespace orx

@@ -148,6 +148,54 @@ TEST(Program, KeepsItsAuthorityAndItsAccountsFromRunToRun) {
             "0");
 }
 
+TEST(Program, TakesTheRightsOfOthersToItsFilesAway) {
+  const TemporaryDirectory directory;
+  const std::string key = directory / "ca.key";
+  const std::string database = directory / "accounts.db";
+  for (const std::string& file : {key, database}) {
+    std::ofstream(file).close();
+    std::filesystem::permissions(file, std::filesystem::perms(0666));
+  }
+  // A process that has the earlier file open must not read the new key.
+  std::ifstream earlier(key);
+  Program program({"--ca-key-out", key, "--database", database});
+  EXPECT_NE(program.line(), "");
+  for (const std::string& file : {key, database}) {
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600)) << file;
+  }
+  EXPECT_NE(contentOf(key), "");
+  EXPECT_EQ(std::string((std::istreambuf_iterator<char>(earlier)), {}), "");
+}
+
+TEST(Program, WritesNothingAtTheOtherEndOfALink) {
+  const TemporaryDirectory directory;
+  const std::string victim = directory / "victim";
+  const std::string link = directory / "link";
+  std::ofstream(victim).close();
+  for (const char* option : {"--ca-key-out", "--database", "--ca-out"}) {
+    for (const std::string& target : {victim, (directory / "not-there").string()}) {
+      std::filesystem::create_symlink(target, link);
+      Program program({option, link});
+      EXPECT_EQ(program.line(), "") << option;
+      program.signal(SIGTERM);
+      EXPECT_EQ(program.end(), 1) << option;
+      EXPECT_TRUE(std::filesystem::is_symlink(link)) << option;
+      std::filesystem::remove(link);
+    }
+  }
+  EXPECT_EQ(contentOf(victim), "");
+  EXPECT_FALSE(std::filesystem::exists(directory / "not-there"));
+}
+
+TEST(Program, KeepsItsDatabaseInAFolderBehindALink) {
+  const TemporaryDirectory directory;
+  std::filesystem::create_directory(directory / "real");
+  std::filesystem::create_directory_symlink("real", directory / "link");
+  Program program({"--database", directory / "link" / "accounts.db"});
+  EXPECT_NE(program.line(), "");
+  EXPECT_TRUE(std::filesystem::exists(directory / "real" / "accounts.db"));
+}
+
 TEST(Program, TakesApplicationsAndAFaultPlan) {
   const TemporaryDirectory directory;
   const std::string plan = directory / "plan.json";

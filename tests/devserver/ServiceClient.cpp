@@ -1,6 +1,7 @@
 #include "devserver/ServiceClient.h"
 
 #include <curl/curl.h>
+#include <poll.h>
 
 #include <memory>
 #include <stdexcept>
@@ -99,6 +100,37 @@ Reply ServiceClient::send(const std::string& method, const std::string& url,
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
   reply.contentType = reply.headers["content-type"];
   return reply;
+}
+
+std::string ServiceClient::exchange(const std::string& request) const {
+  const Handle handle = makeHandle();
+  Reply reply;
+  const List connectTo = connectToPort(port_);
+  configure(handle.get(), caCertificate_, connectTo.get(), reply);
+  curl_easy_setopt(handle.get(), CURLOPT_URL, globalURL("/").c_str());
+  curl_easy_setopt(handle.get(), CURLOPT_CONNECT_ONLY, 1L);
+  if (curl_easy_perform(handle.get()) != CURLE_OK) throw std::runtime_error("no connection");
+  curl_socket_t socket = CURL_SOCKET_BAD;
+  curl_easy_getinfo(handle.get(), CURLINFO_ACTIVESOCKET, &socket);
+  const auto await = [&](CURLcode code, short events) {
+    pollfd entry{socket, events, 0};
+    return code == CURLE_OK || (code == CURLE_AGAIN && poll(&entry, 1, -1) > 0);
+  };
+  std::size_t count = 0;
+  for (std::size_t sent = 0; sent < request.size(); sent += count) {
+    count = 0;
+    const auto code =
+        curl_easy_send(handle.get(), request.data() + sent, request.size() - sent, &count);
+    if (!await(code, POLLOUT)) break;
+  }
+  std::string answer;
+  char bytes[4096];
+  for (bool more = true; more; answer.append(bytes, count)) {
+    count = 0;
+    const auto code = curl_easy_recv(handle.get(), bytes, sizeof bytes, &count);
+    more = await(code, POLLIN) && (code == CURLE_AGAIN || count > 0);
+  }
+  return answer;
 }
 
 long ServiceClient::connectionsFor(const std::string& url, int count) const {

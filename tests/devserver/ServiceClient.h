@@ -42,6 +42,10 @@ class ServiceClient {
   Reply send(const std::string& method, const std::string& url, const std::string& body,
              const std::string& contentType) const;
 
+  // Sends the text, which need not be valid HTTP, on a new connection, and gives all that the
+  // server sends until it ends the connection; empty when that is nothing.
+  std::string exchange(const std::string& request) const;
+
   // Sends `count` GETs one after the other and returns how many connections they used; -1 when one
   // failed.
   long connectionsFor(const std::string& url, int count) const;

@@ -58,6 +58,20 @@ TEST_F(SignIn, WithOpenIDTellsIdentitiesApartByLetterCase) {
   EXPECT_NE(other.body.find("C00001002"), std::string::npos);
 }
 
+TEST_F(SignIn, WithOpenIDTellsIdentitiesApartWhereverTheirColonsAre) {
+  const char* identities[] = {R"({"openid_type":"a","openid_uid":"b:c"})",
+                              R"({"openid_type":"a:b","openid_uid":"c"})",
+                              R"({"openid_type":"a%3ab","openid_uid":"c"})"};
+  for (int round = 0; round < 2; ++round) {
+    int number = 1001;
+    for (const char* identity : identities) {
+      const auto reply = client().call("w000000019", identity);
+      EXPECT_NE(reply.body.find("C0000" + std::to_string(number++)), std::string::npos)
+          << identity << reply.body;
+    }
+  }
+}
+
 TEST_F(SignIn, WithAPasswordIsClosedToALinkedAccount) {
   client().call("w000000019", R"({"openid_type":"lighthouse","openid_uid":"77"})");
   for (const char* password : {"", "correct horse"}) {

@@ -8,6 +8,7 @@
 #include <ORXAccount/platform/Keychain.h>
 #include <ORXAccount/platform/NotificationCenter.h>
 #include <ORXAccount/platform/URLSessionConfiguration.h>
+#include <ORXAccount/platform/XMLParser.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -22,6 +23,7 @@
 #include "platform/keychain/SecItemFunctions.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
+#include "service/Answer.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -44,7 +46,7 @@ void startNowhere() {
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
-constexpr std::array<void (*)(), 15> uses{
+constexpr std::array<void (*)(), 17> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
@@ -57,9 +59,11 @@ constexpr std::array<void (*)(), 15> uses{
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
     [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); },
-    [] { (void)unarchiveObjectWithData(Data()); },                       // KeyedUnarchiver
-    [] { (void)SecItemDelete({}); },                                     // SecItemFunctions
-    [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); }};  // XMLTasks
+    [] { (void)unarchiveObjectWithData(Data()); },                      // KeyedUnarchiver
+    [] { (void)SecItemDelete({}); },                                    // SecItemFunctions
+    [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); },  // XMLTasks
+    [] { (void)XMLParser::initWithData(Data()); },
+    [] { (void)service::outOfMemoryError(); }};  // Answer
 
 // All of them, from any one on.
 void useEverything(std::size_t start) {

@@ -1,8 +1,10 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <stdexcept>
 
+#include "allocations/FailingAllocation.h"
 #include "support/SignInFixture.h"
 
 namespace orx {
@@ -53,6 +55,35 @@ TEST_F(TicketLogin, AnEmptyElementIsRecordedOnlyWithWhiteSpaceBeforeIt) {
   EXPECT_EQ(infoFrom("<r><nick/><login>a</login></r>"),
             (Dictionary{{"ticket", "T"}, {"login", "a"}}));
   EXPECT_EQ(infoFrom("<r> <nick></nick></r>"), (Dictionary{{"ticket", "T"}, {"nick", " "}}));
+}
+
+// The end of a document, whatever allocation fails there.
+TEST_F(TicketLogin, WithoutMemoryThrowsOrReportsOnce) {
+  const auto before = signIn("before");
+  const auto parser = XMLParser::initWithText(Data("<a/>"));
+  const Dictionary task{{kLoginWithTicketXMLParser, parser},
+                        {kLoginWithTicketReturnDataDictionary, Dictionary{{"login", "someone"}}}};
+  int failures = 0;
+  failEachAllocation(
+      [&] {
+        ORVAAccountUser::setCurrentUser(before);
+        manager()->setLoginWithTicketTasks(std::vector{task});
+      },
+      [&] { manager()->parserDidEndDocument(*parser); },
+      [&](bool threw) {
+        EXPECT_EQ(delegate().reports.count(), threw ? 0U : 1U);
+        if (threw) return;
+        const LoginReport outcome = report();
+        EXPECT_EQ(outcome.user, ORVAAccountUser::currentUser());
+        if (outcome.error) {
+          ++failures;
+          EXPECT_EQ(outcome.error->code(), ENOMEM);
+          EXPECT_EQ(outcome.user, before);
+        } else {
+          EXPECT_EQ(outcome.user->login(), "someone");
+        }
+      });
+  EXPECT_GT(failures, 0);
 }
 
 TEST_F(TicketLogin, ATicketElementReplacesTheCallersTicket) {

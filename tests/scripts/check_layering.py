@@ -79,6 +79,7 @@ VENDORS = {
     "dlfcn.h": "keychain/secretservice",
     "gio/": "keychain/secretservice",
     "expat.h": "formats",
+    "iconv.h": "formats",
     "tl/expected.hpp": "src/platform/base/Result.h",
     "utf8proc.h": "base",
     "uuid/": "process",

@@ -50,13 +50,37 @@ INSTANTIATE_TEST_SUITE_P(, EveryOperation,
                                            kUserData, kRegisterV2, kLoginV2),
                          nameOf);
 
-class ResponseTestedFirst : public OperationTest {};
+class ResponseTestedFirst : public OperationTest {
+ protected:
+  static void expectErrorOfTheEmptyDescription(const Report& outcome) {
+    ASSERT_NE(outcome.error, nullptr);
+    EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
+    EXPECT_EQ(outcome.error->code(), kORVAAccountErrorOther);
+    EXPECT_EQ(outcome.error->userInfo(), (Dictionary{{"NSLocalizedDescription", ""}}));
+  }
+};
 
 TEST_P(ResponseTestedFirst, ABodyThatBrokeOffIsReadSoFar) {
   answerWith(brokenAfterTheBlock());
   const Report outcome = run();
   ASSERT_NE(outcome.result, nullptr);
   EXPECT_EQ(outcome.result->resultDescription(), "words");
+}
+
+TEST_P(ResponseTestedFirst, ABodyThatBrokeOffWithinTheBlockIsTheErrorOfTheEmptyDescription) {
+  const Answer whole = Answer::reply(200, resultBlock("1", "words", "Json", "[]"));
+  answerWith(whole.cutAfter(whole.bytes.size() - 1, TLSTestServer::End::cut));
+  expectErrorOfTheEmptyDescription(run());
+}
+
+TEST_P(ResponseTestedFirst, ABodyCompressedUnaskedIsTheErrorOfTheEmptyDescription) {
+  // "<ResultCode>1</ResultCode>" as gzip stores it: a header, one block without compression.
+  const std::string text = resultBlock("1", "words", "Json", "[]");
+  const auto size = static_cast<unsigned char>(text.size());
+  std::string body("\x1f\x8b\x08\0\0\0\0\0\0\x03\x01", 11);
+  for (const int byte : {int{size}, 0, 0xff - size, 0xff}) body += static_cast<char>(byte);
+  answerWith(Answer::reply(200, body + text, {{"Content-Encoding", "gzip"}}));
+  expectErrorOfTheEmptyDescription(run());
 }
 
 TEST_P(ResponseTestedFirst, TheStatusIsNotExamined) {
@@ -70,11 +94,7 @@ TEST_P(ResponseTestedFirst, ABodyWithoutABlockIsTheErrorOfTheEmptyDescription) {
   for (const std::string body : {"", "<html><h1>Service Unavailable</h1></html>",
                                  "<soap:Fault><faultcode>x</faultcode></soap:Fault>", "\xc3("}) {
     answerWith(body, 503);
-    const Report outcome = run();
-    ASSERT_NE(outcome.error, nullptr);
-    EXPECT_EQ(outcome.error->domain(), kORVAAccountErrorDomain);
-    EXPECT_EQ(outcome.error->code(), 7);
-    EXPECT_EQ(outcome.error->userInfo(), (Dictionary{{"NSLocalizedDescription", ""}}));
+    expectErrorOfTheEmptyDescription(run());
   }
 }
 
@@ -117,6 +137,32 @@ INSTANTIATE_TEST_SUITE_P(, Misuse,
                          ::testing::Values(kRegister, kLogin, kLoginOpenID, kCommon, kWebSSO,
                                            kUserData, kRegisterV2, kLoginV2),
                          nameOf);
+
+class ForeignText : public OperationTest {};
+
+TEST_P(ForeignText, AsACredentialThrowsAndSendsNothing) {
+  const auto never = [](const auto&, const auto&) { ADD_FAILURE() << "reported"; };
+  for (const auto key : {kORVAAccountAppID, kORVAAccountAppKey}) {
+    const auto client = ORVAAccountAPI::initWithOptions(
+        Dictionary{{kORVAAccountAppID, "id"}, {kORVAAccountAppKey, "key"}, {key, "\xff"}});
+    EXPECT_THROW(GetParam().start(*client, Dictionary(), never), std::invalid_argument) << key;
+  }
+  EXPECT_EQ(server().connectionCount(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ForeignText,
+                         ::testing::Values(kRegister, kLogin, kLoginOpenID, kCommon, kWebSSO,
+                                           kUserData, kRegisterV2, kLoginV2, kList),
+                         nameOf);
+
+TEST_F(AccountServiceFixture, ForeignTextAsListNameOrApiIDThrowsAndSendsNothing) {
+  const auto never = [](const auto&, const auto&) { ADD_FAILURE() << "reported"; };
+  EXPECT_THROW(api()->parameterListWithName_completionHandler("\xc3(", never),
+               std::invalid_argument);
+  EXPECT_THROW(api()->commonWithApiId_parameters_completionHandler("w\x80", Dictionary(), never),
+               std::invalid_argument);
+  EXPECT_EQ(server().connectionCount(), 0U);
+}
 
 class CertificateFaults : public ::testing::TestWithParam<CertificateFault> {};
 

@@ -132,6 +132,29 @@ TEST_P(OpenIDV2, AMessageOfAForeignKindIsAbsent) {
   EXPECT_EQ(answered(R"({"Status":0,"Message":true})").result->resultDescription(), "true");
 }
 
+TEST_P(OpenIDV2, AMessageKeepsAllDigitsOfAnInteger) {
+  const std::string digits = "123456789012345678901234567890";
+  const Report outcome =
+      answered(R"({"Status":0,"Message":)" + digits + R"(,"Result":)" + digits + "}");
+  ASSERT_NE(outcome.result, nullptr);
+  EXPECT_EQ(outcome.result->resultDescription(), digits);
+  EXPECT_EQ(outcome.result->returnData(), Value(123456789012345678901234567890.0));
+  EXPECT_EQ(answered(R"({"Status":0,"Message":1.5})").result->resultDescription(), "1.5");
+}
+
+TEST_P(OpenIDV2, AnAnswerMayBeginWithAByteOrderMark) {
+  for (const std::string& mark : {std::string("\xEF\xBB\xBF"), std::string("\xFF\xFE")}) {
+    std::string body = mark;
+    for (const char character : std::string_view(R"({"Status":0,"Message":"fine"})")) {
+      body += character;
+      if (mark.size() == 2) body += '\0';
+    }
+    const Report outcome = answered(body);
+    ASSERT_NE(outcome.result, nullptr);
+    EXPECT_EQ(outcome.result->resultDescription(), "fine");
+  }
+}
+
 TEST_P(OpenIDV2, AResultOfAnyKindIsHandedOnAsItIs) {
   EXPECT_EQ(answered(R"({"Status":0,"Result":[1]})").result->returnData(), Value(Array{1}));
   EXPECT_EQ(answered(R"({"Status":0,"Result":"x"})").result->returnData(), Value("x"));
@@ -150,7 +173,7 @@ TEST_P(OpenIDV2, AnyOtherHTTPStatusIsAnErrorWithThatCodeWhateverTheBody) {
 
 TEST_P(OpenIDV2, ABodyThatIsNotJSONIsTheReadersError) {
   for (const std::string body :
-       {"", "<html/>", "{", "{\"Status\":0}x", "\xef\xbb\xbf{}", "{\"a\":\"\xff\"}"}) {
+       {"", "<html/>", "{", "{\"Status\":0}x", "\xef\xbb{}", "{\"a\":\"\xff\"}"}) {
     const Report outcome = answered(body);
     ASSERT_NE(outcome.error, nullptr) << body;
     EXPECT_EQ(outcome.error->domain(), NSCocoaErrorDomain);

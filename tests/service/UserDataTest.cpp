@@ -1,5 +1,7 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
+#include <thread>
+
 #include "support/AccountServiceFixture.h"
 
 namespace orx {
@@ -72,6 +74,14 @@ TEST_F(UserData, TheInnerTextsOwnEncodingIsNotBelieved) {
   parser->setDelegate(recorder);
   EXPECT_TRUE(parser->parse());
   EXPECT_EQ(recorder->text, "é");
+}
+
+TEST_F(UserData, AnAnswerIsReadInTheEncodingThatItDeclares) {
+  const Report outcome = answered(R"(<?xml version="1.0" encoding="GB2312"?><r>)" +
+                                  resultBlock("0", "\xD6\xD0", "String", "\xCE\xC4") + "</r>");
+  ASSERT_NE(outcome.result, nullptr);
+  EXPECT_EQ(outcome.result->resultDescription(), "\u4E2D");
+  EXPECT_EQ(outcome.result->returnData(), Value("\u6587"));
 }
 
 TEST_F(UserData, AnyOtherDataTypeHandsBackTheTextDecoded) {
@@ -233,6 +243,23 @@ TEST_F(UserData, AListThatWasTakenAwayDoesNotSilenceACall) {
   api()->setParsingTasks(std::nullopt);
   EXPECT_EQ(api()->parsingTasks(), std::nullopt);
   EXPECT_NE(fetch().result, nullptr);
+}
+
+TEST_F(UserData, AListThatIsReplacedDuringAParseSilencesNoCall) {
+  // Each line is a report of its own, so that a parse takes long enough.
+  std::string data;
+  for (int line = 0; line < 50'000; ++line) data += "x\n";
+  answerWith(soapAnswer(resultBlock("0", "words", "String", data)));
+  const std::jthread host([this](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      api()->setParsingTasks(std::vector<Dictionary>());
+      api()->setParsingTasks(std::nullopt);
+    }
+  });
+  for (int call = 0; call < 5; ++call) {
+    const Report outcome = fetch();
+    EXPECT_TRUE(outcome.result && outcome.result->returnData() == Value(data));
+  }
 }
 
 TEST_F(UserData, NoTaskIsFoundInAListThatWasTakenAway) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <string_view>
+#include <utility>
 
 namespace orx::testing {
 namespace {
@@ -38,7 +39,8 @@ bool pass(int from, int to) {
 
 }  // namespace
 
-ConnectProxy::ConnectProxy(std::uint16_t target) : target_(target) {
+ConnectProxy::ConnectProxy(std::uint16_t target, std::string reply)
+    : target_(target), reply_(std::move(reply)) {
   acceptor_ = std::thread([this] { accept(); });
 }
 
@@ -77,12 +79,17 @@ int ConnectProxy::connectToTarget() const {
 }
 
 void ConnectProxy::serve(int client) {
-  if (!readHead(client).starts_with("CONNECT ")) return;
+  const std::string head = readHead(client);
+  {
+    const std::lock_guard lock(mutex_);
+    lastHead_ = head;
+  }
+  if (!head.starts_with("CONNECT ")) return;
   const int server = kept(connectToTarget());
   if (server < 0) return;
   ++tunnelCount_;
   ++openTunnelCount_;
-  sendAll(client, "HTTP/1.1 200 Connected\r\n\r\n");
+  sendAll(client, reply_);
   std::array<pollfd, 2> ends{pollfd{client, POLLIN, 0}, pollfd{server, POLLIN, 0}};
   for (bool isOpen = true; isOpen;) {
     poll(ends.data(), ends.size(), -1);

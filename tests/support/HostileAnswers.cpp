@@ -76,7 +76,7 @@ std::vector<HostileAnswer> hostileJSON() {
       {"InvalidUTF8InJSON", "{\"Status\":0,\"Message\":\"\xc3(\"}"},
       {"NulInJSON", "{\"Status\":0,\"Message\":\"a\0b\"}"s},
       {"LoneSurrogate", R"({"Status":0,"Message":"\ud800"})"},
-      {"ByteOrderMark", "\xef\xbb\xbf{\"Status\":0}"},
+      {"TwoByteOrderMarks", "\xef\xbb\xbf\xef\xbb\xbf{\"Status\":0}"},
       {"NotANumber", R"({"Status":NaN})"},
   };
 }

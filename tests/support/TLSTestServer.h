@@ -96,6 +96,9 @@ class TLSTestServer {
 
   std::uint16_t port() const { return listener_.port(); }
   std::string caFile() const { return (directory_ / "ca.pem").string(); }
+  const devserver::CertificateAuthority& authority() const { return authority_; }
+  // How it speaks TLS. To be changed before the first connection.
+  ssl_ctx_st* tls() const { return context_.get(); }
   // Trusts this server's authority and reaches the given hosts (without any: those of the
   // certificate) at this server's port.
   URLSessionConfiguration configuration() const { return configurationFor(hosts_); }

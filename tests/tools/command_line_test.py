@@ -1,79 +1,28 @@
 #!/usr/bin/env python3
 """The command line as its users and their scripts meet it.
 
-usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM
+usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM --service PROGRAM
+
+The last is the scripted Secret Service.
 """
 
-import argparse
 import errno
 import json
 import os
 import pty
 import select
+import shutil
 import signal
 import socket
-import subprocess
 import sys
-import tempfile
 import termios
 import time
-import unittest
 from pathlib import Path
 
-PASSWORD = "correct horse battery"
-WAIT = 60
-programs = None
-service = None
-
-
-class Service:
-    def __init__(self):
-        self.folder = tempfile.TemporaryDirectory(prefix="orxaccount-service.")
-        self.process = subprocess.Popen([programs.devserver], stdout=subprocess.PIPE, text=True,
-                                        cwd=self.folder.name)
-        self.ready = json.loads(self.process.stdout.readline())
-
-    def stop(self):
-        self.process.terminate()
-        self.process.wait(WAIT)
-        self.process.stdout.close()
-        self.folder.cleanup()
-
-
-class CommandLine(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="orxaccount-home.")
-        self.addCleanup(folder.cleanup)
-        self.home = Path(folder.name)
-        port = service.ready["port"]
-        self.environment = {
-            "PATH": os.environ["PATH"],
-            "HOME": folder.name,
-            "ORXACCOUNT_APP_ID": "demo-app",
-            "ORXACCOUNT_APP_KEY": "demo-key",
-            "ORXACCOUNT_CA_FILE": service.ready["caFile"],
-            "ORXACCOUNT_CONNECT": ",".join(
-                f"{host}=127.0.0.1:{port}" for host in service.ready["hosts"]),
-            **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")},
-        }
-        self.login = f"{self.id().rsplit('.', 1)[1].lower()}@example.com"
-
-    def run_tool(self, *arguments, typed=None, stdout=subprocess.PIPE, **environment):
-        return subprocess.run(
-            [programs.orxaccount, *arguments], text=True, stdout=stdout, stderr=subprocess.PIPE,
-            input=typed or "", timeout=WAIT, cwd=self.home,
-            env={**self.environment, **environment}, start_new_session=True)
-
-    def expect(self, code, *arguments, **options):
-        done = self.run_tool(*arguments, **options)
-        self.assertEqual(done.returncode, code, (done.stdout or "") + done.stderr)
-        return done
-
-    def sign_up(self, *more):
-        self.expect(0, "register", "--login", self.login, "--password-stdin", *more,
-                    typed=PASSWORD + "\n")
-        return self.expect(0, "login", "--login", self.login, "--password-stdin", "--json",
-                           typed=PASSWORD + "\n")
+sys.path.insert(0, str(Path(__file__).parent.parent / "torture"))
+import session  # noqa: E402
+import support
+from support import PASSWORD, WAIT, CommandLine, main
 
 
 class Usage(CommandLine):
@@ -116,6 +65,42 @@ class Usage(CommandLine):
         self.assertEqual(json.loads(done.stdout)["error"]["kind"], "not-signed-in")
 
 
+@unittest.skipUnless(os.geteuid() == 0, "only root can make a program that runs as somebody else")
+class SetUserID(CommandLine):
+    """A program with other rights than whoever starts it takes no orders from the environment."""
+
+    def setUp(self):
+        super().setUp()
+        self.home.chmod(0o777)
+        if os.statvfs(self.home).f_flag & os.ST_NOSUID:
+            self.skipTest("the folder for temporary files knows no set-user-ID programs")
+        ca_file = self.home / "ca.pem"
+        shutil.copy(service.ready["caFile"], ca_file)
+        ca_file.chmod(0o644)
+        self.keys = self.home / "keys"
+        self.environment.update(ORXACCOUNT_CA_FILE=str(ca_file), SSLKEYLOGFILE=str(self.keys),
+                                https_proxy="http://127.0.0.1:1")
+
+    def run_as_nobody(self, *arguments):
+        nobody = 65534
+        program = self.home / "orxaccount"
+        shutil.copy(programs.orxaccount, program)
+        os.chown(program, nobody, nobody)
+        program.chmod(0o4755)
+        return subprocess.run([program, *arguments], text=True, capture_output=True, timeout=WAIT,
+                              cwd=self.home, env=self.environment)
+
+    def test_goes_through_no_proxy_of_the_environment_and_logs_no_keys(self):
+        self.expect(3, "call", "w000000019")
+        if self.run_as_nobody("--help").returncode != 0:
+            self.skipTest("others may not read the library")
+        done = self.run_as_nobody("call", "w000000019")
+        self.assertNotEqual(done.returncode, 3, done.stdout + done.stderr)
+        self.environment["no_proxy"] = "*"
+        self.expect(done.returncode, "call", "w000000019")
+        self.assertFalse(self.keys.exists())
+
+
 class Answers(CommandLine):
     def test_a_refusal_gives_the_services_words_and_code(self):
         self.sign_up()
@@ -133,7 +118,7 @@ class Answers(CommandLine):
     def test_no_answer_is_a_code_of_its_own(self):
         with socket.socket() as closed:
             closed.bind(("127.0.0.1", 0))
-            mapping = f"{service.ready['hosts'][0]}=127.0.0.1:{closed.getsockname()[1]}"
+            mapping = f"{support.service.ready['hosts'][0]}=127.0.0.1:{closed.getsockname()[1]}"
             done = self.expect(3, "--json", "call", "w1", ORXACCOUNT_CONNECT=mapping)
         error = json.loads(done.stdout)["error"]
         self.assertEqual((error["domain"], error["code"]), ("NSURLErrorDomain", -1004))
@@ -188,14 +173,14 @@ class Answers(CommandLine):
         self.expect(4, "--identifier", "com.example.elsewhere", "whoami")
 
 
-class Prompt(CommandLine):
+class Terminal(CommandLine):
     """On a terminal of its own."""
 
     def start(self, *arguments):
         child, terminal = pty.fork()
         if child == 0:
             os.chdir(self.home)
-            os.execve(programs.orxaccount, [programs.orxaccount, *arguments], self.environment)
+            os.execve(support.programs.orxaccount, [support.programs.orxaccount, *arguments], self.environment)
         self.addCleanup(os.close, terminal)
         return child, terminal
 
@@ -225,14 +210,20 @@ class Prompt(CommandLine):
         _, status = os.waitpid(child, 0)
         return os.waitstatus_to_exitcode(status)
 
-    def test_the_password_is_asked_for_and_not_shown(self):
-        self.sign_up()
+    def sign_in(self):
         child, terminal = self.start("login", "--login", self.login)
         shown = self.read_until(terminal, "Password: ")
         self.wait_for_echo(terminal, False)
         os.write(terminal, (PASSWORD + "\n").encode())
         shown += self.read_until(terminal, None)
         self.assertEqual(self.exit_code(child), 0, shown)
+        return shown
+
+
+class Prompt(Terminal):
+    def test_the_password_is_asked_for_and_not_shown(self):
+        self.sign_up()
+        shown = self.sign_in()
         self.assertNotIn(PASSWORD, shown)
         self.assertIn(f"signed in as {self.login}", shown)
 
@@ -264,26 +255,38 @@ class Prompt(CommandLine):
             silent.bind(("127.0.0.1", 0))
             silent.listen()
             self.environment["ORXACCOUNT_CONNECT"] = (
-                f"{service.ready['hosts'][0]}=127.0.0.1:{silent.getsockname()[1]}")
+                f"{support.service.ready['hosts'][0]}=127.0.0.1:{silent.getsockname()[1]}")
             child, terminal = self.start("call", "w1")
             self.read_until(terminal, "waiting for the service ... ")
             os.kill(child, signal.SIGTERM)
             self.assertEqual(self.exit_code(child), -signal.SIGTERM)
 
 
-def main():
-    global programs, service
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--orxaccount", required=True)
-    parser.add_argument("--devserver", required=True)
-    programs, others = parser.parse_known_args()
-    service = Service()
-    try:
-        result = unittest.main(argv=[sys.argv[0], *others], exit=False).result
-    finally:
-        service.stop()
-    return 0 if result.wasSuccessful() else 1
+class Keyring(Terminal):
+    """With a keyring that asks before it takes anything."""
+
+    def setUp(self):
+        super().setUp()
+        self.sign_up()
+        self.expect(0, "logout")
+        self.keyring = session.Session(support.programs.service, self.home / "session")
+        self.addCleanup(self.keyring.end)
+        self.keyring.set_script("ask CreateItem\nprompt answer")
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.keyring.address
+
+    def test_somebody_at_a_terminal_with_a_display_is_asked(self):
+        self.environment["DISPLAY"] = ":0"
+        self.sign_in()
+        self.assertIn("Prompt", self.keyring.calls)
+        self.assertEqual(len(self.keyring.items_text.splitlines()), 1)
+
+    def test_without_a_display_or_a_terminal_the_file_takes_the_user(self):
+        self.sign_in()
+        self.expect(0, "login", "--login", self.login, "--password-stdin",
+                    typed=PASSWORD + "\n", DISPLAY=":0")
+        self.assertNotIn("Prompt", self.keyring.calls)
+        self.assertEqual(json.loads(self.expect(0, "status", "--json").stdout)["store"], "file")
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(__doc__))

@@ -1,4 +1,5 @@
 #include <ORXAccount/ORVAAccountConstants.h>
+#include <ORXAccount/ORVAAccountKeychain.h>
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/ORVAAccountUserCache.h>
 #include <ORXAccount/platform/NotificationCenter.h>
@@ -7,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/formats/KeyedUnarchiver.h"
+#include "platform/keychain/SecItemFunctions.h"
 #include "platform/keychain/StoreStatus.h"
 #include "platform/storage/StoredDirectory.h"
 #include "support/Await.h"
@@ -63,6 +66,47 @@ TEST_F(CurrentUserTest, IsNobodyAtFirstWhateverIsStored) {
   EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
   ORVAAccountUserCache::sharedInstance()->setCachedUser(userNamed("stored"));
   EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
+}
+
+TEST_F(CurrentUserTest, LeavesASignOutThatFailedInTheStatusUntilAnotherSignOutFinishesIt) {
+  setKeychainPolicy(KeychainPolicy::FileOnly);
+  ORVAAccountUser::setCurrentUser(userNamed("someone"));
+  {
+    const auto held = keychainLock();
+    setKeychainPatience(std::chrono::milliseconds(10));
+    ORVAAccountUser::setCurrentUser(nullptr);
+  }
+  ASSERT_NO_THROW(home.onlyItemFile());
+  const auto reason = keychainStatus();
+  EXPECT_NE(reason.lastError, errSecSuccess);
+  EXPECT_EQ(reason.path, (home.keychainDirectory() / "lock").string());
+  const auto other = ORVAAccountKeychain::initWithServiceID("another");
+  EXPECT_TRUE(other->setData_forKey(Data("bytes"), "key"));
+  EXPECT_TRUE(other->setData_forKey(std::nullopt, "key"));
+  EXPECT_EQ(keychainStatus().description, reason.description);
+
+  ORVAAccountUser::setCurrentUser(nullptr);
+  EXPECT_ANY_THROW(home.onlyItemFile());
+  EXPECT_EQ(keychainStatus().description, "");
+  EXPECT_EQ(seen.size(), 2U) << "signed in, signed out";
+}
+
+TEST_F(CurrentUserTest, NamesWhatASignOutLeftAtEachStartUntilOneRemovesIt) {
+  setKeychainPolicy(KeychainPolicy::FileOnly);
+  ORVAAccountUser::setCurrentUser(userNamed("someone"));
+  setKeychainPatience(std::chrono::milliseconds(10));
+  {
+    const auto held = keychainLock();
+    ORVAAccountUser::setCurrentUser(nullptr);
+    testing::ChildProcess start([&] {
+      EXPECT_EQ(stored(), "(nobody)");
+      return keychainStatus().path == (home.keychainDirectory() / "lock").string() ? 0 : 1;
+    });
+    EXPECT_EQ(start.wait(), 0);
+  }
+  testing::ChildProcess start([&] { return stored() == "(nobody)" ? 0 : 1; });
+  EXPECT_EQ(start.wait(), 0);
+  EXPECT_ANY_THROW(home.onlyItemFile());
 }
 
 TEST_F(CurrentUserTest, IsAnnouncedWithTheNewAndTheOldRecordAsFarAsThereAreAny) {
@@ -151,6 +195,37 @@ TEST_F(CurrentUserTest, ChangesEvenWhenTheRecordCannotBeArchived) {
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
   EXPECT_EQ(seen.size(), 2U);
   EXPECT_EQ(keychainStatus().lastError, errSecParam);
+}
+
+// What a host puts into a record may change the user while the record is archived.
+class Setter final : public SecureCoding {
+ public:
+  explicit Setter(std::function<void()> work) : work_(std::move(work)) {}
+  std::string_view archivedClassName() const override { return "Setter"; }
+  void encodeWithCoder(Coder&) const override { work_(); }
+
+ private:
+  std::function<void()> work_;
+};
+
+TEST_F(CurrentUserTest, IsArchivedWhileNoLockIsHeld) {
+  setClass_forClassName([](const Coder&) { return std::make_shared<Setter>([] {}); }, "Setter");
+  const auto second = userNamed("second");
+  testing::Event done;
+  std::thread setter;
+  const auto thing = std::make_shared<Setter>([&] {
+    setter = std::thread([&] {
+      ORVAAccountUser::setCurrentUser(second);
+      done.set();
+    });
+    EXPECT_TRUE(done.wait());
+  });
+  ORVAAccountUser::setCurrentUser(
+      ORVAAccountUser::initWithUserInfo(Dictionary{{"thing", thing}, {"login", "first"}}));
+  setter.join();
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[1].oldUser, second);
+  EXPECT_EQ(stored(), "first");
 }
 
 TEST_F(CurrentUserTest, CanBeSetByAnObserver) {

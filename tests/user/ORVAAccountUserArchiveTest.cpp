@@ -17,6 +17,11 @@ namespace orx::testing {
 using namespace platform;
 namespace {
 
+Data archived(const Value& root) {
+  user::registerArchivedClasses();
+  return archivedDataWithRootObject(root);
+}
+
 std::shared_ptr<ORVAAccountUser> restored(const Data& archive) {
   user::registerArchivedClasses();
   const auto reading = unarchiveObjectWithData(archive);
@@ -46,7 +51,7 @@ TEST(ORVAAccountUser, SupportsSecureCodingUnderItsOwnName) {
 TEST(ORVAAccountUser, ComesBackEqualAndWithoutAPictureFromAnArchive) {
   const auto user = ORVAAccountUser::initWithUserInfo(profile());
   user->setProfileImageData(Data("picture"));
-  const Data archive = archivedDataWithRootObject(user);
+  const Data archive = archived(user);
   EXPECT_EQ(archive.text().find("picture"), std::string_view::npos);
   const auto again = restored(archive);
   ASSERT_NE(again, nullptr);
@@ -59,8 +64,8 @@ TEST(ORVAAccountUser, ComesBackEqualAndWithoutAPictureFromAnArchive) {
 }
 
 TEST(ORVAAccountUser, KeepsTheOrderOfItsFieldsInAnArchive) {
-  const auto again = restored(archivedDataWithRootObject(
-      ORVAAccountUser::initWithUserInfo(Dictionary{{"b", 1}, {"a", 2}, {"c", 3}})));
+  const auto again = restored(
+      archived(ORVAAccountUser::initWithUserInfo(Dictionary{{"b", 1}, {"a", 2}, {"c", 3}})));
   ASSERT_NE(again, nullptr);
   std::string keys;
   for (const auto& entry : *again->userInfo()) keys += entry.key;
@@ -68,20 +73,17 @@ TEST(ORVAAccountUser, KeepsTheOrderOfItsFieldsInAnArchive) {
 }
 
 TEST(ORVAAccountUser, TellsAnEmptyDictionaryFromAnAbsentOneInAnArchive) {
-  const auto empty =
-      restored(archivedDataWithRootObject(ORVAAccountUser::initWithUserInfo(Dictionary())));
+  const auto empty = restored(archived(ORVAAccountUser::initWithUserInfo(Dictionary())));
   ASSERT_NE(empty, nullptr);
   EXPECT_EQ(empty->userInfo(), Dictionary());
-  const auto absent =
-      restored(archivedDataWithRootObject(ORVAAccountUser::initWithUserInfo(std::nullopt)));
+  const auto absent = restored(archived(ORVAAccountUser::initWithUserInfo(std::nullopt)));
   ASSERT_NE(absent, nullptr);
   EXPECT_EQ(absent->userInfo(), std::nullopt);
 }
 
 TEST(ORVAAccountUser, IsReadInsideAnotherValue) {
-  user::registerArchivedClasses();
   const auto user = ORVAAccountUser::initWithUserInfo(profile());
-  const auto reading = unarchiveObjectWithData(archivedDataWithRootObject(Array{user, "text"}));
+  const auto reading = unarchiveObjectWithData(archived(Array{user, "text"}));
   ASSERT_TRUE(reading);
   ASSERT_NE(reading->array(), nullptr);
   EXPECT_TRUE(user->isEqual(reading->array()->at(0).object().get()));
@@ -126,9 +128,8 @@ TEST_F(ORVAAccountUserFile, HasNoFieldsWhenAnArchiveHoldsNoDictionary) {
 }
 
 TEST_F(ORVAAccountUserFile, HoldsOneFieldForOthersToRead) {
-  write("user.plist",
-        archivedDataWithRootObject(ORVAAccountUser::initWithUserInfo(Dictionary{{"login", "me"}})));
-  write("empty.plist", archivedDataWithRootObject(ORVAAccountUser::initWithUserInfo(std::nullopt)));
+  write("user.plist", archived(ORVAAccountUser::initWithUserInfo(Dictionary{{"login", "me"}})));
+  write("empty.plist", archived(ORVAAccountUser::initWithUserInfo(std::nullopt)));
   // Hexadecimal: "class ORVAAccountUser", "_userInfo", "login", "me".
   const std::string record = "{s636c617373204f5256414163636f756e7455736572={s5f75736572496e666f=";
   EXPECT_EQ(runPython("platform/formats/archives/read_archive.py",
@@ -138,7 +139,7 @@ TEST_F(ORVAAccountUserFile, HoldsOneFieldForOthersToRead) {
 
 TEST(ORVAAccountUser, CanBeReadAndRegisteredOnManyThreadsAtOnce) {
   const auto user = ORVAAccountUser::initWithUserInfo(profile());
-  const Data archive = archivedDataWithRootObject(user);
+  const Data archive = archived(user);
   std::vector<std::thread> threads;
   threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
@@ -148,7 +149,7 @@ TEST(ORVAAccountUser, CanBeReadAndRegisteredOnManyThreadsAtOnce) {
         ASSERT_NE(again, nullptr);
         EXPECT_TRUE(again->isEqual(user.get()));
         EXPECT_EQ(user->login(), "someone@example.com");
-        EXPECT_EQ(archivedDataWithRootObject(user), archive);
+        EXPECT_EQ(archived(user), archive);
       }
     });
   }

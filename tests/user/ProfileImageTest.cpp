@@ -1,5 +1,6 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
+#include "allocations/FailingAllocation.h"
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/KeyedUnarchiver.h"
 #include "platform/queues/DispatchSemaphore.h"
@@ -213,6 +214,21 @@ TEST_F(ProfileImage, ARecordWithoutAQueueLoadsAllTheSame) {
   const auto user = userFrom();
   user->setUserOperationQueue(nullptr);
   EXPECT_EQ(load(user).data, Data("picture"));
+}
+
+// Whatever allocation fails at the start of a load, it throws and does not report, or it reports.
+TEST_F(ProfileImage, ThrowsOrReportsWithoutMemory) {
+  answerWith("picture");
+  const auto mailbox = std::make_shared<Mailbox<Loaded>>();
+  std::shared_ptr<ORVAAccountUser> user;
+  failEachAllocation([&] { user = userFrom(); },
+                     [&] { user->loadProfileImageDataWithCompletionBlock(into(mailbox)); },
+                     [&](bool threw) {
+                       if (!threw) mailbox->take();
+                       user->loadProfileImageDataWithCompletionBlock(into(mailbox));
+                       mailbox->take();
+                     });
+  EXPECT_EQ(mailbox->count(), 0U);
 }
 
 TEST_F(ProfileImage, ARestoredRecordHasNoPicture) {

@@ -108,6 +108,17 @@ TEST_F(UserCacheTest, DeletesNothingForAnItemDamagedAtAnyLengthAndReplacesItAtTh
   EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
 }
 
+// The status says which item is damaged, where it is, and what to do.
+void expectTheItemIsNamed(const testing::StorageHome& home) {
+  const auto status = keychainStatus();
+  EXPECT_EQ(status.lastError, errSecDecode);
+  EXPECT_NE(status.description.find("damaged"), std::string::npos) << status.description;
+  EXPECT_NE(status.description.find(std::string(ORVAAccountUserKeychainKey)), std::string::npos);
+  EXPECT_NE(status.description.find(testing::StorageHome::bundleIdentifier), std::string::npos);
+  EXPECT_EQ(status.path, home.onlyItemFile().string());
+  EXPECT_NE(status.remedy.find("sign-in"), std::string::npos);
+}
+
 TEST_F(UserCacheTest, KeepsABlobThatCannotBeUnarchivedUntilTheNextSignIn) {
   signIn("someone");
   const auto archive = blob().value();
@@ -116,11 +127,13 @@ TEST_F(UserCacheTest, KeepsABlobThatCannotBeUnarchivedUntilTheNextSignIn) {
         archivedDataWithRootObject("text in place of a dictionary")}) {
     ASSERT_TRUE(keychain->setData_forKey(bytes, ORVAAccountUserKeychainKey));
     EXPECT_EQ(restored(), "(nobody)");
+    expectTheItemIsNamed(home);
     EXPECT_EQ(blob(), bytes);
     EXPECT_NE(uuid(), "(absent)");
   }
   signIn("another");
   EXPECT_EQ(restored(), "another");
+  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
 }
 
 TEST_F(UserCacheTest, KeepsABlobWhoseRecordCannotBeUnarchived) {
@@ -129,6 +142,7 @@ TEST_F(UserCacheTest, KeepsABlobWhoseRecordCannotBeUnarchived) {
                             Value(archivedDataWithRootObject("text in place of a record"))}) {
     putBlob(Dictionary{{"uuid", "U"}, {"data", data}});
     EXPECT_EQ(restored(), "(nobody)");
+    expectTheItemIsNamed(home);
     EXPECT_TRUE(blob());
     EXPECT_EQ(uuid(), "U");
   }
@@ -136,6 +150,24 @@ TEST_F(UserCacheTest, KeepsABlobWhoseRecordCannotBeUnarchived) {
 
 TEST_F(UserCacheTest, DeletesEvenADamagedBlobWhenTheDefaultsTrulyHoldNoUUID) {
   ASSERT_TRUE(keychain->setData_forKey(Data("no archive"), ORVAAccountUserKeychainKey));
+  EXPECT_EQ(restored(), "(nobody)");
+  EXPECT_FALSE(blob());
+}
+
+// Who cannot take the lock knows nothing of a sign-in that another process is in the middle of.
+TEST_F(UserCacheTest, ChangesNothingWhereTheLockOfATransactionCannotBeTaken) {
+  signIn("someone");
+  putUUID("of another installation");
+  const auto lock = home.defaultsFile().parent_path() / ".transaction.lock";
+  std::filesystem::remove(lock);
+  std::filesystem::create_directory(lock);
+  const auto before = blob();
+  EXPECT_EQ(restored(), "(nobody)");
+  signIn("another");
+  EXPECT_EQ(keychainStatus().path, lock.string());
+  EXPECT_EQ(blob(), before);
+  EXPECT_EQ(uuid(), "of another installation");
+  std::filesystem::remove(lock);
   EXPECT_EQ(restored(), "(nobody)");
   EXPECT_FALSE(blob());
 }

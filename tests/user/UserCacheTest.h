@@ -27,6 +27,9 @@ inline std::shared_ptr<ORVAAccountUser> userNamed(std::string_view login) {
 // The cache over stores of the test's own.
 class UserCacheTest : public ::testing::Test {
  protected:
+  // Makes the cache, which lets records be archived.
+  UserCacheTest() { cache(); }
+
   void signIn(std::string_view login) { cache().setCachedUser(userNamed(login)); }
   void signOut() { cache().setCachedUser(nullptr); }
   std::string restored() {

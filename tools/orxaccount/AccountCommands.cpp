@@ -1,6 +1,7 @@
 #include <ORXAccount/ORXAccount.h>
 
 #include <memory>
+#include <utility>
 
 #include "Commands.h"
 #include "Output.h"
@@ -76,14 +77,31 @@ void runWhoAmI(const GlobalOptions& options) {
   Output(options.json).printFields(fields);
 }
 
+// Throws a Failure when something of a user is, or may be, still stored: the ticket in it opens the
+// account for whoever reads it.
+void requireNothingLeft(const std::string& what) {
+  orx::KeychainStatus status = orx::keychainStatus();
+  // A reading removes what belongs to nobody, and finds what cannot be removed.
+  const auto stored = orx::ORVAAccountUserCache::sharedInstance()->cachedUser();
+  if (status.lastError == orx::errSecSuccess) status = orx::keychainStatus();
+  if (!stored && status.lastError == orx::errSecSuccess) return;
+  std::string text = what + ", but a stored user may still be there.";
+  for (const std::string& more : {status.description, status.remedy}) {
+    if (!more.empty()) text += ' ' + more;
+  }
+  throw Failure{ExitCode::Storage, std::move(text)};
+}
+
 void runLogout(const GlobalOptions& options) {
   const Session session(options);
-  const auto user = Session::signedInUser();
-  orx::ORVAAccountLoginManager::sharedInstance()->logout();
-  if (orx::ORVAAccountUserCache::sharedInstance()->cachedUser()) {
-    throw Failure{ExitCode::Storage, "signed out, but the stored user could not be removed"};
+  const auto user = orx::ORVAAccountUser::currentUser();
+  if (!user) {
+    requireNothingLeft("nobody is signed in");
+    throw nobodySignedIn();
   }
+  orx::ORVAAccountLoginManager::sharedInstance()->logout();
   const std::string name = user->login().value_or(user->cusID().value_or("the user"));
+  requireNothingLeft("signed out " + name);
   Output(options.json).printDone("signed out " + name, {{"signedOut", orNull(user->login())}});
 }
 

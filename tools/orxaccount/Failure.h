@@ -21,6 +21,7 @@ struct Failure {
 // Maps an error of the library to a message and an exit code.
 Failure failureOf(const std::shared_ptr<orx::Error>& error);
 
+inline Failure nobodySignedIn() { return {ExitCode::NotSignedIn, "nobody is signed in"}; }
 inline Failure usageFailure(std::string text) { return {ExitCode::Usage, std::move(text)}; }
 
 }  // namespace tool

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Printable.h"
+
 namespace tool {
 namespace {
 
@@ -27,7 +29,9 @@ JSON toJSON(const orx::Value& value) {
     }
     case orx::Value::Kind::Dictionary: {
       JSON object = JSON::object();
-      for (const auto& [key, entry] : *value.dictionary()) object[key] = toJSON(entry);
+      // The keys are unique already. Looking for each one again would take quadratic time.
+      auto& entries = static_cast<JSON::object_t::Container&>(object.get_ref<JSON::object_t&>());
+      for (const auto& [key, entry] : *value.dictionary()) entries.emplace_back(key, toJSON(entry));
       return object;
     }
     case orx::Value::Kind::Null:
@@ -66,13 +70,21 @@ orx::Value fromJSON(const JSON& json) {
 
 }  // namespace
 
-std::string jsonFromValue(const orx::Value& value) {
-  return toJSON(value).dump(2, ' ', false, JSON::error_handler_t::replace);
+std::string jsonFromValue(const orx::Value& value, JSONLayout layout) {
+  const int indent = layout == JSONLayout::Indented ? 2 : -1;
+  return printableJSON(toJSON(value).dump(indent, ' ', false, JSON::error_handler_t::replace));
 }
 
 std::optional<orx::Value> valueFromJSON(const std::string& text) {
-  const JSON json = JSON::parse(text, nullptr, false);
-  if (json.is_discarded()) return std::nullopt;
+  // Values are converted and destroyed by recursion: without a bound, deep nesting ends in SIGSEGV.
+  constexpr int kDeepest = 512;
+  bool tooDeep = false;
+  const auto notTooDeep = [&](int depth, JSON::parse_event_t, const JSON&) {
+    tooDeep = tooDeep || depth > kDeepest;
+    return !tooDeep;
+  };
+  const JSON json = JSON::parse(text, notTooDeep, false);
+  if (tooDeep || json.is_discarded()) return std::nullopt;
   return fromJSON(json);
 }
 

@@ -4,19 +4,22 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstdlib>
 #include <utility>
 
 #include "Failure.h"
 #include "JSON.h"
+#include "Secrets.h"
 
 namespace tool {
 namespace {
 
 constexpr const char* kNeverOnACommandLine =
-    "a password or ticket on the command line would show in the process list (ps) and in the "
-    "shell's history; leave it out to be asked for it, or pipe it in with --password-stdin or "
-    "--ticket-stdin";
+    "a password, ticket or key on the command line would show in the process list (ps) and in the "
+    "shell's history; leave it out to be asked for it, pipe it in with --password-stdin or "
+    "--ticket-stdin, or name a file that holds it with --set-file or --set-json-file";
 
 std::string lowered(std::string text) {
   for (char& letter : text) {
@@ -25,19 +28,49 @@ std::string lowered(std::string text) {
   return text;
 }
 
+// Whether a parameter of that name holds what nobody else may read: "passwd", "sso_ticket".
 bool isSecret(const std::string& key) {
-  const std::string name = lowered(key);
-  return name.find("passw") != std::string::npos || name == "pwd" || name == "ticket";
+  std::string name;
+  for (const char letter : lowered(key)) {
+    if (letter >= 'a' && letter <= 'z') name += letter;
+  }
+  constexpr std::array kMarks = {"passw", "pwd", "ticket", "secret", "token", "appkey"};
+  return std::any_of(kMarks.begin(), kMarks.end(),
+                     [&](const char* mark) { return name.find(mark) != std::string::npos; });
 }
 
-std::pair<std::string, std::string> splitPair(const std::string& pair, const char* option) {
+// The first key of a secret, at any depth; empty when there is none.
+std::string secretIn(const orx::Value& value) {
+  std::string found;
+  if (const orx::Array* array = value.array()) {
+    for (std::size_t i = 0; i < array->size() && found.empty(); ++i) found = secretIn((*array)[i]);
+  }
+  if (const orx::Dictionary* dictionary = value.dictionary()) {
+    for (const auto& [key, entry] : *dictionary) {
+      if (!found.empty()) break;
+      found = isSecret(key) ? key : secretIn(entry);
+    }
+  }
+  return found;
+}
+
+void refuseSecret(const std::string& key, const std::string& option) {
+  if (isSecret(key)) throw usageFailure(option + " " + key + ": " + kNeverOnACommandLine);
+}
+
+std::pair<std::string, std::string> splitPair(const std::string& pair, const std::string& option) {
   const auto equals = pair.find('=');
   if (equals == std::string::npos || equals == 0) {
-    throw usageFailure(std::string(option) + " takes KEY=VALUE, not '" + pair + "'");
+    // The text is not repeated: it may be a secret whose key was forgotten.
+    throw usageFailure(option + " takes KEY=VALUE: there is no '=' behind a key");
   }
-  std::string key = pair.substr(0, equals);
-  if (isSecret(key)) throw usageFailure(option + (" " + key + ": ") + kNeverOnACommandLine);
-  return {std::move(key), pair.substr(equals + 1)};
+  return {pair.substr(0, equals), pair.substr(equals + 1)};
+}
+
+orx::Value requireJSON(const std::string& text, const std::string& what) {
+  std::optional<orx::Value> value = valueFromJSON(text);
+  if (!value) throw usageFailure(what + " is not JSON, or is nested too deep");
+  return *std::move(value);
 }
 
 Failure noMapping(const std::string& text) {
@@ -69,8 +102,21 @@ std::pair<std::string, orx::URLSessionConfiguration::Address> mapping(const std:
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_option("--app-id", options.appID, "The application's ID")->envname("ORXACCOUNT_APP_ID");
-  app.add_option("--app-key", options.appKey, "The application's key")
-      ->envname("ORXACCOUNT_APP_KEY");
+  app.add_option_function<std::string>(
+      "--app-key-file",
+      [&options](const std::string& file) { options.appKey = readSecretFile(file); },
+      "A file that holds the application's key (else Env:ORXACCOUNT_APP_KEY, the key itself)");
+  if (const char* key = std::getenv("ORXACCOUNT_APP_KEY"); key != nullptr && *key != 0) {
+    options.appKey = key;
+  }
+  app.add_option_function<std::string>(
+         "--app-key",
+         [](const std::string&) {
+           throw usageFailure(
+               "--app-key: the key would show in the process list (ps); put it into the variable "
+               "ORXACCOUNT_APP_KEY, or name its file with --app-key-file");
+         })
+      ->group("");
   app.add_option("--identifier", options.identifier,
                  "The application identifier that the stored user belongs to")
       ->envname("ORXACCOUNT_IDENTIFIER")
@@ -107,6 +153,10 @@ void addRequiredText(CLI::App& command, const char* names, std::string& value,
   command.add_option(names, value, description)->required();
 }
 
+void addFlag(CLI::App& command, const char* name, bool& value, const char* description) {
+  command.add_flag(name, value, description);
+}
+
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options) {
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
   configuration.caFile = options.caFile;
@@ -115,13 +165,15 @@ orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& option
 }
 
 void ParameterOptions::addTo(CLI::App& command) {
-  command.add_option("--set", pairs_, "KEY=VALUE: a parameter of text; may be repeated")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command
-      .add_option("--set-json", jsonPairs_, "KEY=JSON: a parameter of any kind; may be repeated")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  const auto add = [&](const char* name, std::vector<std::string>& pairs, const char* description) {
+    command.add_option(name, pairs, description)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  };
+  add("--set", pairs_, "KEY=VALUE: a parameter of text; may be repeated");
+  add("--set-json", jsonPairs_, "KEY=JSON: a parameter of any kind; may be repeated");
+  add("--set-file", filePairs_, "KEY=FILE: a parameter whose text the file holds, for secrets");
+  add("--set-json-file", jsonFilePairs_, "KEY=FILE: a parameter whose JSON the file holds");
   refuseSecrets(command);
 }
 
@@ -174,19 +226,23 @@ orx::Dictionary ParameterOptions::parameters() const {
   }
   for (const std::string& pair : pairs_) {
     auto [key, value] = splitPair(pair, "--set");
+    refuseSecret(key, "--set");
     parameters.set(std::move(key), std::move(value));
   }
   for (const std::string& pair : jsonPairs_) {
     auto [key, text] = splitPair(pair, "--set-json");
-    std::optional<orx::Value> value = valueFromJSON(text);
-    if (!value) {
-      throw usageFailure(std::string("--set-json ")
-                             .append(key)
-                             .append(": '")
-                             .append(text)
-                             .append("' is not JSON"));
-    }
-    parameters.set(std::move(key), std::move(*value));
+    refuseSecret(key, "--set-json");
+    orx::Value value = requireJSON(text, "--set-json " + key + ": '" + text + "'");
+    refuseSecret(secretIn(value), "--set-json");
+    parameters.set(std::move(key), std::move(value));
+  }
+  for (const std::string& pair : filePairs_) {
+    auto [key, file] = splitPair(pair, "--set-file");
+    parameters.set(std::move(key), readSecretFile(file));
+  }
+  for (const std::string& pair : jsonFilePairs_) {
+    auto [key, file] = splitPair(pair, "--set-json-file");
+    parameters.set(std::move(key), requireJSON(readSecretFile(file), file));
   }
   return parameters;
 }

@@ -18,7 +18,7 @@ class App;
 
 namespace tool {
 
-// What holds for every command.
+// The options that every command takes.
 struct GlobalOptions {
   std::optional<std::string> appID;
   std::optional<std::string> appKey;
@@ -40,15 +40,16 @@ CLI::App& addCommand(CLI::App& app, const char* name, const char* description,
 void addText(CLI::App& command, const char* names, std::string& value, const char* description);
 void addRequiredText(CLI::App& command, const char* names, std::string& value,
                      const char* description);
+void addFlag(CLI::App& command, const char* name, bool& value, const char* description);
 
 // The library's configuration for these options. Throws a Failure for a malformed --connect.
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options);
 
-// Where the parameters of one command come from: named options, --set, --set-json, and secrets that
-// never stand on a command line.
+// Where the parameters of one command come from: named options, --set, --set-json, files, and
+// secrets that never stand on a command line.
 class ParameterOptions {
  public:
-  // Adds --set and --set-json, and refuses secrets.
+  // Adds --set, --set-json and the two that read files, and refuses secrets.
   void addTo(CLI::App& command);
   // Makes --password and --ticket say why they are refused.
   static void refuseSecrets(CLI::App& command);
@@ -66,8 +67,10 @@ class ParameterOptions {
   bool passwordFromInput() const { return passwordFromInput_; }
   bool ticketFromInput() const { return ticketFromInput_; }
 
-  // The parameters without secrets, in the order: named options, --set, --set-json. Throws a
-  // Failure for a pair without "=" or with malformed JSON, and for one that holds a secret.
+  // The parameters but for the password and the ticket that are asked for, in the order: named
+  // options, --set, --set-json, --set-file, --set-json-file. Throws a Failure for a pair without
+  // "=", with malformed JSON or with a file that cannot be read, and for an argument that holds a
+  // secret.
   orx::Dictionary parameters() const;
 
  private:
@@ -82,6 +85,8 @@ class ParameterOptions {
   std::vector<std::unique_ptr<Field>> fields_;
   std::vector<std::string> pairs_;
   std::vector<std::string> jsonPairs_;
+  std::vector<std::string> filePairs_;
+  std::vector<std::string> jsonFilePairs_;
   bool passwordFromInput_ = false;
   bool ticketFromInput_ = false;
 };

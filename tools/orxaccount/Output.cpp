@@ -2,21 +2,20 @@
 
 #include <algorithm>
 #include <iostream>
+#include <utility>
 
 #include "JSON.h"
+#include "Printable.h"
 
 namespace tool {
 namespace {
 
-bool isTable(const orx::Array& array) {
-  return !array.empty() && std::all_of(array.begin(), array.end(), [](const orx::Value& value) {
-    return value.dictionary() != nullptr && !value.dictionary()->empty();
-  });
-}
+// Everything that is printed as text leaves through here.
+void printLine(std::ostream& stream, std::string_view line) { stream << printable(line) + '\n'; }
 
 std::string lineOf(const orx::Value& value) {
-  if (const auto text = value.text()) return printable(*text);
-  return jsonFromValue(value);
+  if (const auto text = value.text()) return *text;
+  return jsonFromValue(value, JSONLayout::OneLine);
 }
 
 const char* kindOf(ExitCode code) {
@@ -37,17 +36,26 @@ const char* kindOf(ExitCode code) {
   return "none";
 }
 
-void printJSON(const orx::Dictionary& object) { std::cout << jsonFromValue(object) << '\n'; }
+void printJSON(const orx::Dictionary& object) {
+  std::cout << jsonFromValue(object, JSONLayout::Indented) << '\n';
+}
+
+// Longer keys stick out: one of many megabytes must not make every line as long.
+constexpr std::size_t kWidestLabel = 40;
 
 void printFieldLines(const orx::Dictionary& fields) {
+  std::vector<std::pair<std::string, std::string>> lines;
   std::size_t width = 0;
-  for (const auto& [key, value] : fields) width = std::max(width, key.size());
   for (const auto& [key, value] : fields) {
-    const std::string line = lineOf(value);
+    std::string line = lineOf(value);
     if (value.isNull() || line.empty()) continue;
-    std::string label = key + ':';
-    label.resize(width + 2, ' ');
-    std::cout << label << line << '\n';
+    const auto& [label, text] =
+        lines.emplace_back(printable(key, kLongestLine / 2) + ':', std::move(line));
+    width = std::max(width, std::min(widthOf(label), kWidestLabel));
+  }
+  for (const auto& [label, text] : lines) {
+    const std::size_t used = std::min(widthOf(label), width);
+    printLine(std::cout, label + std::string(width - used + 1, ' ') + text);
   }
 }
 
@@ -59,32 +67,27 @@ void Output::printFields(const orx::Dictionary& fields) const {
 
 void Output::printValue(const std::string& key, const orx::Value& value) const {
   if (json_) return printJSON({{key, value}});
-  const orx::Array* array = value.array();
-  if (array != nullptr && isTable(*array)) {
-    std::cout << tableOf(*array);
-  } else if (array != nullptr) {
-    for (const orx::Value& element : *array) std::cout << lineOf(element) << '\n';
-  } else if (value.dictionary() != nullptr) {
-    printFieldLines(*value.dictionary());
+  if (value.dictionary() != nullptr) return printFieldLines(*value.dictionary());
+  if (value.array() == nullptr) return printLine(std::cout, lineOf(value));
+  if (const auto table = tableOf(*value.array())) {
+    for (const std::string& line : *table) printLine(std::cout, line);
   } else {
-    std::cout << lineOf(value) << '\n';
+    for (const orx::Value& element : *value.array()) printLine(std::cout, lineOf(element));
   }
 }
 
 void Output::printDone(const std::string& sentence, const orx::Dictionary& fields) const {
   if (json_) return printJSON(fields);
-  std::cout << printable(sentence) << '\n';
+  printLine(std::cout, sentence);
 }
 
 void Output::printFailure(const Failure& failure) const {
   if (!json_) {
-    std::cerr << "orxaccount: " << printable(failure.text);
+    std::string line = "orxaccount: " + printable(failure.text, kLongestLine / 2);
     if (failure.error) {
-      std::cerr << " (" << printable(failure.error->domain()) << ' ' << failure.error->code()
-                << ')';
+      line += " (" + failure.error->domain() + ' ' + std::to_string(failure.error->code()) + ')';
     }
-    std::cerr << '\n';
-    return;
+    return printMessage(line);
   }
   orx::Dictionary error{{"kind", kindOf(failure.exitCode)}, {"description", failure.text}};
   if (failure.error) {
@@ -94,20 +97,6 @@ void Output::printFailure(const Failure& failure) const {
   printJSON({{"error", error}});
 }
 
-std::string printable(std::string_view text) {
-  std::string shown;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    const bool c1 =
-        byte == 0xc2 && at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xa0;
-    if (c1) ++at;
-    if (c1 || byte < 0x20 || byte == 0x7f) {
-      shown.push_back(byte == '\n' || byte == '\t' ? ' ' : '?');
-    } else {
-      shown.push_back(text[at]);
-    }
-  }
-  return shown;
-}
+void printMessage(std::string_view line) { printLine(std::cerr, line); }
 
 }  // namespace tool

@@ -2,8 +2,10 @@
 
 #include <ORXAccount/platform/Value.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ExitCode.h"
 #include "Failure.h"
@@ -32,10 +34,13 @@ class Output {
   bool json_;
 };
 
-// Text of the service as it may be shown on a terminal: without control characters.
-std::string printable(std::string_view text);
+// Writes one line of text to standard error, in one piece, or the lines of several threads would
+// mix.
+void printMessage(std::string_view line);
 
-// A table with the union of the rows' keys as columns; empty for no rows.
-std::string tableOf(const orx::Array& rows);
+// The lines of a table with the union of the rows' keys as columns. Absent when a row is no
+// dictionary or an empty one, when there is no row, and for more than 64 columns: a table with
+// thousands of columns would take gigabytes.
+std::optional<std::vector<std::string>> tableOf(const orx::Array& rows);
 
 }  // namespace tool

@@ -1,10 +1,14 @@
 #include <ORXAccount/ORXAccount.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <memory>
+#include <string_view>
 
 #include "Commands.h"
 #include "Output.h"
@@ -28,28 +32,63 @@ std::string fileNameFor(const orx::ORVAAccountUser& user, const PictureFormat& f
   return name + '.' + format.extension;
 }
 
-void save(const orx::Data& picture, const std::filesystem::path& place) {
-  errno = 0;
-  std::ofstream file(place, std::ios::binary | std::ios::trunc);
-  file << picture.text();
-  file.close();
-  if (!file) {
-    throw Failure{ExitCode::Storage,
-                  "cannot write " + place.string() + ": " + std::strerror(errno)};
-  }
+[[noreturn]] void failToWrite(const std::string& place) {
+  throw Failure{ExitCode::Storage, "cannot write " + place + ": " + std::strerror(errno)};
 }
 
-void runPicture(const GlobalOptions& options, const std::string& output) {
+// Makes the file, or fails where something of that name is: O_EXCL follows no link.
+void writeNew(const std::string& place, std::string_view bytes) {
+  const int file = open(place.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (file < 0) failToWrite(place);
+  bool done = true;
+  while (done && !bytes.empty()) {
+    const ssize_t written = write(file, bytes.data(), bytes.size());
+    done = written > 0 || (written < 0 && errno == EINTR);
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  // Some file systems report a full disk only when the file is closed.
+  if (close(file) == 0 && done) return;
+  const int problem = errno;
+  unlink(place.c_str());
+  errno = problem;
+  failToWrite(place);
+}
+
+// A link is replaced, not followed: where it leads may be another's file. What is neither a file
+// nor a link stays, or /dev/null would become a picture.
+void replace(const std::string& place, std::string_view bytes) {
+  struct stat before = {};
+  if (lstat(place.c_str(), &before) == 0 && !S_ISREG(before.st_mode) && !S_ISLNK(before.st_mode)) {
+    throw Failure{ExitCode::Storage, "cannot write " + place + ": it is no file"};
+  }
+  const std::string whole = place + ".new-" + std::to_string(getpid());
+  writeNew(whole, bytes);
+  if (rename(whole.c_str(), place.c_str()) == 0) return;
+  const int problem = errno;
+  unlink(whole.c_str());
+  errno = problem;
+  failToWrite(place);
+}
+
+void save(const orx::Data& picture, const std::string& place, bool force) {
+  if (force) return replace(place, picture.text());
+  struct stat before = {};
+  if (lstat(place.c_str(), &before) == 0) {
+    throw Failure{ExitCode::Storage, place + " exists already; --force replaces it"};
+  }
+  writeNew(place, picture.text());
+}
+
+void runPicture(const GlobalOptions& options, const std::string& output, bool force) {
   Session session(options);
   const auto user = Session::signedInUser();
   const orx::Data picture = session.loadPicture(*user);
   if (picture.empty()) throw Failure{ExitCode::Refused, "the service sent an empty picture"};
   const PictureFormat format = formatOf(picture);
-  const std::filesystem::path place =
-      std::filesystem::absolute(output.empty() ? fileNameFor(*user, format) : output);
-  save(picture, place);
-  orx::Dictionary fields{
-      {"format", format.name}, {"bytes", picture.size()}, {"file", place.string()}};
+  const std::string place =
+      std::filesystem::absolute(output.empty() ? fileNameFor(*user, format) : output).string();
+  save(picture, place, force);
+  orx::Dictionary fields{{"format", format.name}, {"bytes", picture.size()}, {"file", place}};
   std::string sentence = format.name + " picture, ";
   if (format.size) {
     fields.set("width", format.size->width);
@@ -57,7 +96,7 @@ void runPicture(const GlobalOptions& options, const std::string& output) {
     sentence += std::to_string(format.size->width) + " x " + std::to_string(format.size->height) +
                 " pixels, ";
   }
-  sentence += std::to_string(picture.size()) + " bytes, saved as " + place.string();
+  sentence += std::to_string(picture.size()) + " bytes, saved as " + place;
   Output(options.json).printDone(sentence, fields);
 }
 
@@ -65,10 +104,13 @@ void runPicture(const GlobalOptions& options, const std::string& output) {
 
 void addPictureCommand(CLI::App& app, const GlobalOptions& options) {
   auto output = std::make_shared<std::string>();
-  CLI::App& command = addCommand(app, "picture", "Save the signed-in user's picture",
-                                 [&options, output] { runPicture(options, *output); });
+  auto force = std::make_shared<bool>(false);
+  CLI::App& command =
+      addCommand(app, "picture", "Save the signed-in user's picture",
+                 [&options, output, force] { runPicture(options, *output, *force); });
   addText(command, "-o,--output", *output,
           "The file to write; without it, one named after the customer");
+  addFlag(command, "--force", *force, "Replace a file, or a link, that is there already");
 }
 
 }  // namespace tool

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <iostream>
 #include <utility>
 
@@ -104,6 +105,20 @@ std::string readSecretLine(const std::string& option) {
   if (!line.empty() && line.back() == '\r') line.pop_back();
   if (line.empty()) throw usageFailure(option + ": the line is empty");
   return line;
+}
+
+std::string readSecretFile(const std::string& file) {
+  constexpr std::size_t kLargest = std::size_t{4} << 20;
+  std::ifstream stream(file, std::ios::binary);
+  std::string text(kLargest + 1, '\0');
+  stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<std::size_t>(stream.gcount()));
+  if (!stream.is_open() || stream.bad()) throw usageFailure("cannot read " + file);
+  if (text.size() > kLargest) throw usageFailure(file + " is larger than 4 MB");
+  if (text.ends_with('\n')) text.pop_back();
+  if (text.ends_with('\r')) text.pop_back();
+  if (text.empty()) throw usageFailure(file + " is empty");
+  return text;
 }
 
 std::string ticketFor(const ParameterOptions& input) {

@@ -17,6 +17,10 @@ std::string askForNewSecret(const std::string& prompt, const std::string& option
 // One line of standard input, without its line end. Throws a Failure when there is none.
 std::string readSecretLine(const std::string& option);
 
+// The text of a file without the line end behind it; FILE may be /dev/stdin. Throws a Failure when
+// it cannot be read, is empty or has more than 4 MB.
+std::string readSecretFile(const std::string& file);
+
 // The ticket of a command: from standard input when the options say so, else asked for.
 std::string ticketFor(const ParameterOptions& input);
 

@@ -14,8 +14,8 @@ namespace {
 using Handler = orx::ORVAAccountAPICompletionHandler;
 using Start = std::function<void(orx::ORVAAccountAPI&, Handler)>;
 
-// The service answers a list it cannot give with words and no payload, which the library reports as
-// a success.
+// For a list that it does not have, the service sends a description and no data. The library
+// reports that as a success, so this command looks at the data.
 void runList(const GlobalOptions& options, const Start& start) {
   Session session(options);
   const auto result = session.call(start);

@@ -1,5 +1,8 @@
 #include "Session.h"
 
+#include <unistd.h>
+
+#include <cstdlib>
 #include <iostream>
 #include <sstream>
 #include <utility>
@@ -17,15 +20,12 @@ std::string nameOf(const std::shared_ptr<orx::ORVAAccountUser>& user) {
   return user->cusID().value_or("a user without a name");
 }
 
-// Writes a line with one call, or the lines of several threads would mix.
-void tell(const std::string& line) { std::cerr << printable(line) + '\n'; }
-
 void tellNotification(const orx::Notification& notification) {
   const auto user = [&](std::string_view key) {
     return nameOf(notification.userInfo[key].objectOf<orx::ORVAAccountUser>());
   };
-  tell("observer: " + notification.name + ": " + user(orx::ORVAAccountUserChangeOldKey) + " -> " +
-       user(orx::ORVAAccountUserChangeNewKey));
+  printMessage("observer: " + notification.name + ": " + user(orx::ORVAAccountUserChangeOldKey) +
+               " -> " + user(orx::ORVAAccountUserChangeNewKey));
 }
 
 void tellReport(const std::shared_ptr<orx::ORVAAccountUser>& user,
@@ -38,7 +38,7 @@ void tellReport(const std::shared_ptr<orx::ORVAAccountUser>& user,
   } else {
     line << "none";
   }
-  tell(line.str());
+  printMessage(line.str());
 }
 
 struct Report {
@@ -65,6 +65,13 @@ void requireStored(const std::shared_ptr<orx::ORVAAccountUser>& user) {
                     ", but this could not be stored: the next start will not know it"};
 }
 
+// Whether somebody can see a window, and sits at the terminal that this was called on.
+bool somebodyCanBeAsked() {
+  const bool hasDisplay =
+      std::getenv("WAYLAND_DISPLAY") != nullptr || std::getenv("DISPLAY") != nullptr;
+  return hasDisplay && isatty(STDERR_FILENO) == 1;
+}
+
 }  // namespace
 
 class Session::Delegate final : public orx::ORVAAccountLoginManagerDelegate {
@@ -88,6 +95,7 @@ class Session::Delegate final : public orx::ORVAAccountLoginManagerDelegate {
 Session::Session(const GlobalOptions& options)
     : delegate_(std::make_shared<Delegate>(options.verbose)) {
   orx::Bundle::mainBundle()->setBundleIdentifier(options.identifier);
+  orx::setKeychainPromptsAllowed(somebodyCanBeAsked());
   orx::URLSessionConfiguration::setDefaultConfiguration(urlSessionConfiguration(options));
   orx::ORVAAccountLoginManager::setLoginServerIsCN(options.china);
   orx::ORVAAccountLoginManager::sharedInstance()->setDelegate(delegate_);
@@ -141,7 +149,7 @@ orx::Data Session::loadPicture(orx::ORVAAccountUser& user) {
 
 std::shared_ptr<orx::ORVAAccountUser> Session::signedInUser() {
   auto user = orx::ORVAAccountUser::currentUser();
-  if (!user) throw Failure{ExitCode::NotSignedIn, "nobody is signed in"};
+  if (!user) throw nobodySignedIn();
   return user;
 }
 

@@ -11,8 +11,8 @@ namespace {
 constexpr const char* kFooter =
     "Exit codes: 0 done, 1 the service refused, 2 wrong usage, 3 no answer, 4 nobody is signed "
     "in,\n"
-    "5 something could not be stored.\n"
-    "Passwords and tickets are asked for, or piped in; they are never arguments.";
+    "5 something could not be stored or removed.\n"
+    "Passwords and tickets are asked for, piped in or read from files; they are never arguments.";
 
 int fail(const tool::GlobalOptions& options, const tool::Failure& failure) {
   tool::Output(options.json).printFailure(failure);

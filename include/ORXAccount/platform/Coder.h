@@ -20,9 +20,10 @@ class ORX_EXPORT Coder {
   virtual Value decodeObjectOfClass_forKey(Value::Kind kind, std::string_view key) const = 0;
 };
 
-// An object that can be archived under its class name, which is part of the stored format. Its
-// encodeWithCoder runs while the current user is being stored: changing the current user in there
-// would wait for itself.
+// An object that can be archived under its class name, which is part of the stored format. Of a
+// class that the library cannot restore none is archived: a user whose record holds one is kept for
+// this process alone, and keychainStatus() says so. encodeWithCoder runs on the thread that sets
+// the user, before anything has changed, and under no lock.
 class ORX_EXPORT SecureCoding : public Object {
  public:
   virtual std::string_view archivedClassName() const = 0;

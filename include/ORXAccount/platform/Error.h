@@ -13,8 +13,11 @@ namespace orx {
 
 // What the library delivers, by domain:
 //
-// - NSURLErrorDomain, with one of the codes below: the reply did not come or broke off. From every
-//   call over the network except the lists.
+// - NSURLErrorDomain, with one of the codes below: the reply did not come, broke off, or came when
+//   there was no memory to read it. From every call over the network; from the lists only for want
+//   of memory. Registration, the SOAP sign-ins and commonWithApiId... read a reply that broke off
+//   in its body, and then give kORVAAccountErrorOther with empty text when it holds no whole
+//   result.
 // - kORVAAccountErrorDomain, with one of its codes kORVAAccountError...: the service refused. From
 //   registration and the sign-ins of either interface, and commonWithApiId...
 // - kORVAAccountErrorDomain, with the service's ResultCode (0 when there was none): the service
@@ -24,16 +27,17 @@ namespace orx {
 // - kORVAAccountUserErrorDomain, with the HTTP status: it is not 200 to 299. From picture loads.
 // - NSCocoaErrorDomain, with NSPropertyListReadCorruptError: the answer is not the JSON object that
 //   the service promises. From registerV2... and the OpenID V2 sign-in.
-// - NSXMLParserErrorDomain, with the parser's own code: the text is not well-formed. From
-//   getUserData..., the ticket sign-in and XMLParser::parserError().
+// - NSXMLParserErrorDomain, with the parser's own code: the text is not well-formed, or goes beyond
+//   a limit of XMLParser. From getUserData..., the ticket sign-in and XMLParser::parserError().
 //
-// Lists deliver no errors. The user information holds NSLocalizedDescriptionKey, except for
+// Lists deliver no other errors. The user information holds NSLocalizedDescriptionKey, except for
 // kORVAAccountAPIErrorDomain and where the service gave no text; for NSURLErrorDomain it holds
-// NSURLErrorFailingURLStringErrorKey as well.
+// NSURLErrorFailingURLStringErrorKey as well, unless only memory to read the reply was missing.
 
 // Key of the text for people in an error's user information.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
-// Key of the URL text that a transport error concerns.
+// Key of the URL text that a transport error concerns, without user, password, query and fragment,
+// which can be secrets; empty text when it is no URL.
 inline constexpr std::string_view NSURLErrorFailingURLStringErrorKey = "NSErrorFailingURLStringKey";
 
 // Domain of transport errors.
@@ -59,7 +63,7 @@ inline constexpr std::int64_t NSURLErrorHTTPTooManyRedirects = -1007;
 // What came is no HTTP.
 inline constexpr std::int64_t NSURLErrorBadServerResponse = -1011;
 inline constexpr std::int64_t NSURLErrorCannotDecodeRawData = -1015;
-// The reply is longer than URLSessionConfiguration allows.
+// The reply is longer than URLSessionConfiguration allows, or memory ran out while it was awaited.
 inline constexpr std::int64_t NSURLErrorDataLengthExceedsMaximum = -1103;
 inline constexpr std::int64_t NSURLErrorSecureConnectionFailed = -1200;
 // The certificate is not trusted, is for another host name, or has expired.

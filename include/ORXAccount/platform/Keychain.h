@@ -16,8 +16,9 @@ enum class KeychainPolicy {
   SecretServiceOnly,
   // The file; the session bus is never spoken to.
   FileOnly,
-  // The keyring; the file where no Secret Service exists at all, as on a server. A service that
-  // exists but is locked, silent or broken is an error, and the file does not stand in for it.
+  // The keyring; the file where no Secret Service exists at all, as on a server, and where an
+  // unlocked keyring takes no new user without asking while prompts are not allowed. A service that
+  // is locked, silent or broken is an error, and the file does not stand in for it.
   PreferSecretService,
 };
 
@@ -39,7 +40,7 @@ struct KeychainStatus {
   // The last call found the keyring locked.
   bool locked = false;
   // The error of the last call, if it had one; errSecSuccess otherwise. An item that is not there
-  // is no error.
+  // is no error. What a sign-out could not remove is told until it is gone.
   OSStatus lastError = errSecSuccess;
   std::string description;  // what happened, in one sentence; empty without an error
   std::string path;         // the file it is about; empty where it is about none

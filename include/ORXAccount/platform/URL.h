@@ -13,7 +13,8 @@ namespace orx {
 // An absolute URL that keeps the text it was made from, character by character. Copies share it.
 class ORX_EXPORT URL {
  public:
-  // Absent when the text is not a URL (nothing is escaped or mended to make it one).
+  // Absent when RFC 3986 does not allow the text as "scheme://authority…", or names no host in it.
+  // Nothing is escaped or mended to make it one.
   static std::optional<URL> URLWithString(std::string_view text);
 
   // Moving copies: a URL that was moved from would have no text.

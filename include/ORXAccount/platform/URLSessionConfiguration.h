@@ -13,7 +13,10 @@ namespace orx {
 
 // How the library's HTTPS transfers are made. A host that needs other than the defaults sets the
 // process-wide default once at start-up; a call takes the default that stands when it is made.
-// Nothing here switches certificate or host name verification off.
+// Nothing here switches certificate or host name verification off, or lets anybody have the keys of
+// a connection: SSLKEYLOGFILE in the environment has no effect. Every connection, one to a proxy
+// over TLS too, has TLS 1.2 at least, keys with forward secrecy, no CBC with SHA-1, and a
+// certificate that names its host as an alternative name.
 struct ORX_EXPORT URLSessionConfiguration {
   // Where a host name is reached instead of the address that the system's resolver gives. The
   // certificate is still checked against the host name.
@@ -24,11 +27,23 @@ struct ORX_EXPORT URLSessionConfiguration {
     friend bool operator==(const Address&, const Address&) = default;
   };
 
-  // A PEM file of the certificate authorities to trust, instead of the system's. A file that cannot
-  // be read fails every call with NSURLErrorServerCertificateUntrusted.
+  // The certificate authorities to trust, instead of the system's: a PEM file, or a directory of
+  // such files as `openssl rehash` prepares it. It is looked at again at each call: once the file,
+  // or the directory's list of names, has changed, whoever is not in it any more is not trusted,
+  // not even over a connection that is open. A file that cannot be read fails every call with
+  // NSURLErrorServerCertificateUntrusted. Absent means the system's, of which a change counts after
+  // ten minutes at the latest.
   std::optional<std::string> caFile;
-  // A proxy URL; empty text means no proxy at all; absent means the one of the process environment.
+  // The URL of a proxy (http, https, socks4, socks4a, socks5 or socks5h), with name and password
+  // where it asks for them; neither ever stands in an error. Text that is no such URL fails every
+  // call with NSURLErrorCannotConnectToHost. Empty text means no proxy at all. Absent means the one
+  // that the process environment names at the moment of the call: https_proxy, HTTPS_PROXY,
+  // all_proxy or ALL_PROXY, with the exceptions of no_proxy or NO_PROXY. A program with more rights
+  // than its user (set-user-ID) takes none from the environment.
   std::optional<std::string> proxy;
+  // The hosts that are reached without `proxy`, separated by commas, as no_proxy lists them; "*"
+  // means all. Nothing in the environment adds to it.
+  std::string proxyExceptions;
   // Keyed by lower-case host name.
   std::map<std::string, Address> connectTo;
   // The longest time a connection attempt may take, and the longest time without any progress.

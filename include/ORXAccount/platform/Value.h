@@ -81,8 +81,8 @@ class ORX_EXPORT Value {
   }
 
   // The text that stands for this value where text is asked for: text as it is, a number in the
-  // fewest digits that read back as the same number, a boolean as "true" or "false". Absent for
-  // null, data, arrays, dictionaries and objects.
+  // fewest digits that read back as the same number (without an exponent from 1e-5 to 1e21), a
+  // boolean as "true" or "false". Absent for null, data, arrays, dictionaries and objects.
   std::optional<std::string> text() const;
 
   // A text for people (a log line). Its form is not a format; it never fails.

@@ -14,8 +14,9 @@ namespace orx {
 class XMLParser;
 
 // What a parser reports, on the thread that runs the parse, while parse() is on the stack. Every
-// operation is optional: the ones given here do nothing. They must not throw. The views live for
-// the length of the call.
+// operation is optional: the ones given here do nothing. What one of them throws ends the parse and
+// comes out of parse(), and nothing more is reported; std::bad_alloc is a parse error instead. The
+// views live for the length of the call.
 class ORX_EXPORT XMLParserDelegate {
  public:
   virtual ~XMLParserDelegate();
@@ -35,11 +36,15 @@ class ORX_EXPORT XMLParserDelegate {
 };
 
 // An event-driven reader of one XML document held in memory. It loads nothing from outside:
-// external entities and DTDs are not fetched, and the expansion of internal ones is bounded. For
-// one thread at a time: the one that sets the delegate and runs the parse.
+// external entities and DTDs are not fetched. These end a parse with an error: elements nested more
+// than 1,024 deep, more than 1,000,000 elements, a DTD that declares more than 256 entities,
+// attributes and notations together, and entities that make the document more than four times as
+// long once they have added 64 KB. For one thread at a time: the one that sets the delegate and
+// runs the parse.
 class ORX_EXPORT XMLParser final : public Object {
  public:
-  // Reads bytes in the encoding that the document declares.
+  // Reads bytes in the encoding that the document declares: any that the system's iconv knows.
+  // Another name is an error.
   static std::shared_ptr<XMLParser> initWithData(Data data);
   // Reads UTF-8 text, whatever encoding its own declaration claims.
   static std::shared_ptr<XMLParser> initWithText(Data text);
@@ -52,7 +57,8 @@ class ORX_EXPORT XMLParser final : public Object {
   // was well-formed. A second call does nothing and gives false.
   bool parse();
 
-  // The error of a parse that gave false; null before a parse and after a good one.
+  // The error of a parse that gave false (NSXMLParserErrorDomain; code 1 says that memory ran out);
+  // null before a parse and after a good one.
   std::shared_ptr<Error> parserError() const;
 
   ~XMLParser() override;

@@ -49,10 +49,16 @@ struct Dictionary::Content {
     }
     if (entries.empty()) entries.reserve(kFirstCapacity);
     entries.emplace_back(key, std::move(value));
-    if (index) {
-      index->emplace(key, entries.size() - 1);
-    } else if (entries.size() == kIndexedFrom) {
-      indexAll();
+    try {
+      if (index) {
+        index->emplace(key, entries.size() - 1);
+      } else if (entries.size() >= kIndexedFrom) {
+        indexAll();
+      }
+    } catch (...) {
+      // Left in, it would be there for who walks and not for who looks it up.
+      entries.pop_back();
+      throw;
     }
   }
 
@@ -68,13 +74,16 @@ struct Dictionary::Content {
   // Makes the index anew. False when a key is there twice.
   bool indexAll() {
     index.reset();
-    if (entries.size() >= kIndexedFrom) index = std::make_unique<Index>();
+    std::unique_ptr<Index> whole;
+    if (entries.size() >= kIndexedFrom) whole = std::make_unique<Index>();
     bool areDistinct = true;
     for (std::size_t position = 0; position < entries.size(); ++position) {
       const std::string& key = entries[position].key;
       areDistinct &=
-          index ? index->emplace(key, position).second : !positionBefore(position, key).has_value();
+          whole ? whole->emplace(key, position).second : !positionBefore(position, key).has_value();
     }
+    // Not before: without an index all keys are found, with half of one not all.
+    index = std::move(whole);
     return areDistinct;
   }
 

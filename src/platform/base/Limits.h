@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 
 // Every ceiling of what the library reads and of how long it waits for other processes, with its
 // unit and reason. What a host may choose (the size of an answer and of its headers) is in
@@ -21,9 +22,11 @@ inline constexpr std::size_t xmlElements = 1'000'000;
 // Open elements of an XML document. The service nests five deep.
 inline constexpr std::size_t xmlDepth = 1024;
 
-// Entities that an XML document declares. They may be nested in each other, and each level costs
-// machine stack; the service declares none.
-inline constexpr std::size_t xmlEntities = 256;
+// What the DTD of an XML document declares: entities, attributes and notations together. Entities
+// may be nested in each other, and each level costs machine stack; each element gets all attributes
+// that have a default. The service declares none of them. Elements are not counted: their
+// declaration leaves nothing behind, and to be told of them costs fifty times more.
+inline constexpr std::size_t xmlDeclarations = 256;
 
 // How many times its own size a document may grow to by its entities, once it has grown beyond the
 // threshold (in bytes).
@@ -39,10 +42,12 @@ inline constexpr std::size_t archiveObjects = 1'000'000;
 // Nested containers of one keyed archive; restored values are destroyed recursively.
 inline constexpr std::size_t archiveDepth = 512;
 
-// What one keyed archive may give beyond four times its own length: entries plus bytes of text and
-// data, each counted as often as it is referred to. References can fan out: thirty arrays that each
-// hold the next one twice are a billion entries to whoever compares or walks them.
+// What one keyed archive of `size` bytes may give: entries plus bytes of text and data, each
+// counted as often as it is referred to. References can fan out: thirty arrays that each hold the
+// next one twice are a billion entries to whoever compares or walks them. What is there once comes
+// to no more than three bytes for each of the archive's; the rest is for what is referred to again.
 inline constexpr std::size_t archiveExpansion = std::size_t{4} * 1024 * 1024;
+constexpr std::uint64_t archiveAllowance(std::uint64_t size) { return 4 * size + archiveExpansion; }
 
 // Bytes of a stored file (user defaults, keychain item) that is read into memory.
 inline constexpr std::size_t storedFileSize = std::size_t{64} * 1024 * 1024;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <concepts>
 #include <string>
 #include <string_view>
 
@@ -16,12 +17,16 @@ bool equalsIgnoringCase(std::string_view left, std::string_view right);
 // Without blanks and line ends at both ends.
 std::string_view trimmed(std::string_view text);
 
-// A number's decimal digits; of a double, the fewest that read back as the same number.
-template <typename Number>
-std::string numberText(Number number) {
-  std::array<char, 32> digits{};
+// An integer's decimal digits.
+template <std::integral Integer>
+std::string numberText(Integer number) {
+  std::array<char, 24> digits{};
   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number);
   return {digits.data(), end.ptr};
 }
+
+// A double's decimal digits, as few as read back as the same number: from 1e-5 to 1e21 without an
+// exponent, as people and services that count without one expect it.
+std::string numberText(double number);
 
 }  // namespace orx::platform

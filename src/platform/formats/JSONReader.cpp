@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <exception>
 #include <memory>
 #include <string>
 #include <utility>
@@ -9,6 +8,7 @@
 #include "platform/base/Limits.h"
 #include "platform/formats/JSONScanner.h"
 #include "platform/formats/JSONSerialization.h"
+#include "platform/formats/TextEncoding.h"
 
 namespace orx::platform {
 
@@ -19,7 +19,8 @@ namespace {
 // them there nearly doubles the time that an answer of 1 KB takes.
 class JSONParser {
  public:
-  explicit JSONParser(std::string_view text) : scanner_(text), size_(text.size()) {
+  JSONParser(std::string_view text, LargeIntegers largeIntegers)
+      : scanner_(text, largeIntegers), size_(text.size()) {
     usualSizes_.fill(std::min(text.size() / kUsualEntrySize, kMostReserved));
   }
 
@@ -132,21 +133,18 @@ Failure failure(std::string_view text, const JSONSyntaxError& error) {
 
 }  // namespace
 
-Result<Value> JSONObjectWithText(std::string_view text) {
+Result<Value> JSONObjectWithText(std::string_view text, LargeIntegers largeIntegers) {
+  const auto converted = textWithWideMarkInUTF8(text);
+  if (converted) text = *converted;
+  if (text.starts_with(utf8ByteOrderMark)) text.remove_prefix(utf8ByteOrderMark.size());
   try {
     if (text.empty()) throw JSONSyntaxError{0, "it is empty"};
-    if (text.starts_with("\xEF\xBB\xBF")) {
-      throw JSONSyntaxError{1, "it begins with a byte order mark"};
-    }
     if (const auto nul = text.find('\0'); nul != std::string_view::npos) {
       throw JSONSyntaxError{nul + 1, "it holds a NUL"};
     }
-    return JSONParser(text).parse();
+    return JSONParser(text, largeIntegers).parse();
   } catch (const JSONSyntaxError& error) {
     return failure(text, error);
-  } catch (const std::exception& error) {
-    // Memory has run out.
-    return failure({}, {0, error.what()});
   }
 }
 

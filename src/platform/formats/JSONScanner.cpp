@@ -119,7 +119,7 @@ void JSONScanner::digits() {
   while (isDigit(peek())) advance();
 }
 
-// An integer where 64 bits hold it, else the nearest double.
+// An integer where 64 bits hold it, else what largeIntegers_ says or the nearest double.
 void JSONScanner::number(Value& place) {
   const std::size_t begin = position_;
   if (peek() == '-') {
@@ -153,7 +153,8 @@ void JSONScanner::number(Value& place) {
   } else if (isInteger && read(token, unsignedInteger)) {
     std::construct_at(&place, unsignedInteger);
   } else if (read(token, real)) {
-    std::construct_at(&place, real);
+    const bool isText = isInteger && largeIntegers_ == LargeIntegers::Text;
+    std::construct_at(&place, isText ? Value(token) : Value(real));
   } else if (isTooSmall(token)) {
     std::construct_at(&place, token.front() == '-' ? -0.0 : 0.0);
   } else {

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/formats/JSONSerialization.h"
+
 namespace orx::platform {
 
 // The letters that follow a backslash in place of these characters.
@@ -22,7 +24,8 @@ struct JSONSyntaxError {
 // is not a token throws JSONSyntaxError.
 class JSONScanner {
  public:
-  explicit JSONScanner(std::string_view text) noexcept : text_(text) {}
+  JSONScanner(std::string_view text, LargeIntegers largeIntegers) noexcept
+      : text_(text), largeIntegers_(largeIntegers) {}
 
   // The first character of the next token, which stays unread; NUL at the end of the text.
   char next() noexcept {
@@ -65,6 +68,7 @@ class JSONScanner {
   char32_t codeUnit();
 
   std::string_view text_;
+  LargeIntegers largeIntegers_;
   std::size_t position_ = 0;
   // The text of a string that holds escapes.
   std::string decoded_;

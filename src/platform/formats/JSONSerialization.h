@@ -14,9 +14,14 @@ namespace orx::platform {
 // the limit.
 std::string textWithJSONObject(const Value& value);
 
-// Reads one JSON value of any kind. Text that is empty, not UTF-8, begins with a byte order mark,
-// is followed by anything but white space, or is nested beyond the limit, is an error
-// (NSCocoaErrorDomain, 3840).
-Result<Value> JSONObjectWithText(std::string_view text);
+// What becomes of an integer that 64 bits do not hold.
+enum class LargeIntegers { NearestDouble, Text };
+
+// Reads one JSON value of any kind, in UTF-8 or, behind a byte order mark, in UTF-16 or UTF-32.
+// Text that is empty, not UTF-8, is followed by anything but white space, holds a number beyond
+// every double, or goes beyond a limit in depth or number of values, is an error
+// (NSCocoaErrorDomain, 3840). Memory that runs out says nothing of the text: std::bad_alloc.
+Result<Value> JSONObjectWithText(std::string_view text,
+                                 LargeIntegers largeIntegers = LargeIntegers::NearestDouble);
 
 }  // namespace orx::platform

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -12,7 +13,6 @@
 
 #include "platform/base/DateFormatter.h"
 #include "platform/base/Limits.h"
-#include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/PropertyList.h"
 #include "platform/process/ForkSafety.h"
 
@@ -93,9 +93,7 @@ class FieldDecoder final : public Coder {
 class ArchiveReader {
  public:
   explicit ArchiveReader(std::span<const std::uint8_t> bytes)
-      : plist_(bytes),
-        allowance_(4 * std::uint64_t{bytes.size()} + limits::archiveExpansion),
-        unspent_(allowance_) {
+      : plist_(bytes), allowance_(limits::archiveAllowance(bytes.size())), unspent_(allowance_) {
     if (plist_.kind(plist_.top()) != Kind::Dictionary ||
         !plist_.isString(entry(plist_.top(), archive::kArchiver), archive::kArchiverName) ||
         plist_.scalar(entry(plist_.top(), archive::kVersion)) != Value(archive::kVersionNumber)) {
@@ -113,6 +111,11 @@ class ArchiveReader {
 
   Value readRoot() {
     return restored(uidIn(entry(entry(plist_.top(), archive::kTop), archive::kRoot))).value;
+  }
+
+  static bool knowsRecord(std::string_view className) {
+    const auto known = classNamed(className);
+    return known && known->form == Form::Record;
   }
 
  private:
@@ -377,9 +380,14 @@ void setClass_forClassName(ArchiveFactory factory, std::string_view className) {
   known.insert_or_assign(std::string(className), std::move(factory));
 }
 
+bool canUnarchiveClass(std::string_view className) { return ArchiveReader::knowsRecord(className); }
+
 Result<Value> unarchiveObjectWithData(const Data& data) {
   try {
     return ArchiveReader(data.bytes()).readRoot();
+  } catch (const std::bad_alloc&) {
+    // A whole archive would count as damaged, and the user in it as nobody.
+    throw;
   } catch (const std::exception& failure) {
     return makeFailure(NSCocoaErrorDomain, NSCoderReadCorruptError,
                        std::string("The archive cannot be read: ") + failure.what() + ".");

@@ -124,6 +124,10 @@ class PropertyListWriter {
   Reference addUID(std::uint32_t uid);
   // Equal texts give the same object. Throws std::invalid_argument for text that is not UTF-8.
   Reference addString(std::string_view text);
+  // Gives an object of its own, even where there is one with equal text.
+  Reference addAnotherString(std::string_view text);
+  // The object that addString() would give; absent where it would make one.
+  std::optional<Reference> findString(std::string_view text) const;
   // The elements of an Array or Set, or a Dictionary's keys and then as many values. References may
   // name objects that are added later.
   Reference addContainer(Kind kind, std::span<const Reference> references);
@@ -139,6 +143,9 @@ class PropertyListWriter {
   // are shared stay shared, and one that contains itself does so in the copy.
   std::vector<Reference> addObjects(const PropertyListReader& source,
                                     std::span<const Reference> roots);
+
+  // Bytes that the list will have at least.
+  std::size_t leastSize() const { return bytes_.size(); }
 
   // The property list whose root is `top`. Called once, as the last operation.
   Data finish(Reference top);

@@ -64,20 +64,30 @@ PropertyListWriter::Reference PropertyListWriter::addUID(std::uint32_t uid) {
 PropertyListWriter::Reference PropertyListWriter::addString(std::string_view text) {
   const auto place = strings_.lower_bound(text);
   if (place != strings_.end() && place->first == text) return place->second;
-  const Reference object = static_cast<Reference>(offsets_.size());
-  if (isASCII(text)) {
-    beginObject();
-    appendCounted(Kind::String, text.size());
-    bytes_.insert(bytes_.end(), text.begin(), text.end());
-  } else {
-    const auto units = utf16FromUTF8(text);
-    if (!units) throw std::invalid_argument("text that is not UTF-8 cannot be archived");
-    beginObject();
-    appendCounted(Kind::UTF16String, units->size());
-    for (const std::uint16_t unit : *units) appendUnsigned(unit, 2);
-  }
+  const Reference object = addAnotherString(text);
   strings_.emplace_hint(place, text, object);
   return object;
+}
+
+PropertyListWriter::Reference PropertyListWriter::addAnotherString(std::string_view text) {
+  if (isASCII(text)) {
+    const Reference object = beginObject();
+    appendCounted(Kind::String, text.size());
+    bytes_.insert(bytes_.end(), text.begin(), text.end());
+    return object;
+  }
+  const auto units = utf16FromUTF8(text);
+  if (!units) throw std::invalid_argument("text that is not UTF-8 cannot be archived");
+  const Reference object = beginObject();
+  appendCounted(Kind::UTF16String, units->size());
+  for (const std::uint16_t unit : *units) appendUnsigned(unit, 2);
+  return object;
+}
+
+std::optional<PropertyListWriter::Reference> PropertyListWriter::findString(
+    std::string_view text) const {
+  const auto found = strings_.find(text);
+  return found == strings_.end() ? std::nullopt : std::optional(found->second);
 }
 
 PropertyListWriter::Reference PropertyListWriter::addContainer(

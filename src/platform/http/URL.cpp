@@ -7,29 +7,57 @@
 namespace orx {
 namespace {
 
-// Checked here because a lenient parser trims and escapes what a URL must not hold.
-bool isPlainASCII(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool isForbidden = std::string_view(R"("<>\^`{|})").find(c) != std::string_view::npos;
-    return byte > 0x20 && byte < 0x7F && !isForbidden;
+constexpr std::string_view hexDigits = "0123456789ABCDEFabcdef";
+
+bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isIn(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }
+
+// RFC 3986: every character is one that stands for itself or has a meaning, or belongs to a "%"
+// with two hexadecimal digits.
+bool isSpelledRightly(std::string_view text) {
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c == '%') {
+      if (text.size() - at < 3 || !isIn(hexDigits, text[at + 1]) ||
+          !isIn(hexDigits, text[at + 2])) {
+        return false;
+      }
+    } else if (!isLetter(c) && !isDigit(c) && !isIn("-._~:/?#[]@!$&'()*+,;=", c)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool isScheme(std::string_view text) {
+  return !text.empty() && isLetter(text.front()) && std::ranges::all_of(text, [](char c) {
+    return isLetter(c) || isDigit(c) || isIn("+-.", c);
   });
 }
 
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
-// "scheme://host…". Checked here because a lenient parser guesses a scheme that is missing, and
-// overlooks a third slash.
-bool namesSchemeAndHost(std::string_view text) {
+// "scheme://authority…" as RFC 3986 wants it. Checked before the parser, which is lenient: it
+// trims, escapes, guesses a scheme that is missing, and overlooks a third slash.
+bool isStrictURL(std::string_view text) {
   const auto colon = text.find("://");
-  return colon != std::string_view::npos && isLetter(text.front()) &&
-         !text.substr(colon + 3).starts_with('/');
+  if (colon == std::string_view::npos || !isScheme(text.substr(0, colon))) return false;
+  const auto rest = text.substr(colon + 3);
+  const auto authority = rest.substr(0, rest.find_first_of("/?#"));
+  const auto user = authority.substr(0, authority.find('@') + 1);
+  const auto after = rest.substr(authority.size());
+  // Brackets stand around an IPv6 address alone, which the parser reads. One "#" begins the
+  // fragment, and one "@" ends the user's name.
+  const auto hasBracket = [](std::string_view part) {
+    return part.find_first_of("[]") != std::string_view::npos;
+  };
+  return !authority.empty() && isSpelledRightly(rest) && !hasBracket(user) && !hasBracket(after) &&
+         std::ranges::count(after, '#') <= 1 && std::ranges::count(authority, '@') <= 1;
 }
 
 }  // namespace
 
 std::optional<URL> URL::URLWithString(std::string_view text) {
-  if (!namesSchemeAndHost(text) || !isPlainASCII(text)) return std::nullopt;
+  if (!isStrictURL(text)) return std::nullopt;
   std::string copy(text);
   auto parts = platform::parsedURL(copy);
   if (!parts) return std::nullopt;

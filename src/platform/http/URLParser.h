@@ -16,4 +16,9 @@ struct URLParts {
 // transport, so that what passes here is what it will go to.
 std::optional<URLParts> parsedURL(const std::string& text);
 
+// The text for people: without user, password, query and fragment, any of which can be a secret.
+// Empty when the transport would not take the text for a URL, since nobody knows then where a
+// password in it ends.
+std::string shownURL(const std::string& text);
+
 }  // namespace orx::platform

@@ -28,11 +28,13 @@ void URLSessionDataTask::resume() {
   if (url_) {
     return startTransfer({.url = *url_}, std::move(configuration_), std::move(completionHandler_));
   }
-  WorkerPool::shared().submit(makeJob([handler = std::move(completionHandler_)] {
+  auto job = makeJob([handler = std::move(completionHandler_)] {
     const auto error =
         transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {});
     if (handler) handler({.error = error});
-  }));
+  });
+  WorkerPool::shared().ensureWorker();
+  WorkerPool::shared().submit(std::move(job));
 }
 
 }  // namespace orx

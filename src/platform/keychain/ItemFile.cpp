@@ -16,8 +16,9 @@ namespace {
 
 using Missing = StoredDirectory::Missing;
 
-// One lock for all items: a change takes milliseconds, and each lock's file would stay for ever.
-constexpr const char* lockName = "lock";
+// Which an earlier version holds, exclusively, while it changes any item. Changes of this version
+// share it, and so keep out that version's alone.
+constexpr const char* sharedLockName = "lock";
 // Leaves room in the 255 bytes of a file name.
 constexpr std::size_t longestPlainName = 200;
 
@@ -70,7 +71,7 @@ ItemState readLines(std::string_view text) {
 }  // namespace
 
 ItemFile::ItemFile(const KeychainItem& item)
-    : item_(item), name_(nameOf(item)), recordName_(name_.substr(0, name_.rfind('.')) + ".state") {}
+    : item_(item), name_(nameOf(item)), stem_(name_.substr(0, name_.rfind('.'))) {}
 
 // The comma stands in no component, so different items never share a name.
 std::string ItemFile::nameOf(const KeychainItem& item) {
@@ -100,9 +101,12 @@ Result<void> ItemFile::look() {
 Result<void> ItemFile::enter(Missing missing, Deadline deadline) {
   deadline_ = deadline;
   if (auto opened = open(missing); !opened || !directory_) return opened;
-  auto lock = directory_->lock(lockName, deadline);
-  if (!lock) return Failure(lock.error());
-  lock_.emplace(*std::move(lock));
+  for (const auto& [name, mode] : {std::pair(std::string(sharedLockName), FileLock::Mode::Shared),
+                                   std::pair(stem_ + ".lock", FileLock::Mode::Exclusive)}) {
+    auto lock = directory_->lock(name, deadline, mode);
+    if (!lock) return Failure(lock.error());
+    locks_.push_back(*std::move(lock));
+  }
   if (auto done = read(); !done) return done;
   if (record_ != Record::Whole) return {};
   // An item file that is damaged says no more than that; only the record goes then.
@@ -127,14 +131,14 @@ Result<void> ItemFile::read() {
 // An earlier version kept the note in a file of its own, whose name ends in ".state", and the item
 // alone in this one; while there is such a record, it rules. It could name this file as stale, too.
 Result<void> ItemFile::readRecord() {
-  const auto record = directory_->read(recordName_);
+  const auto record = directory_->read(recordName());
   if (!record) return Failure(record.error());
   if (!*record) return {};
   auto noted = readLines((*record)->text());
   record_ = linesOf(noted) == (*record)->text() ? Record::Whole : Record::Damaged;
   if (record_ == Record::Damaged) {
     // It may have named this file or the keyring, which was the other store of that version.
-    state_ = damaged(recordName_);
+    state_ = damaged(recordName());
     state_.stale = {"secret-service"};
     return {};
   }
@@ -154,7 +158,7 @@ Result<void> ItemFile::readRecord() {
 // one goes with the first change that was stored: if it went earlier, an item that lies in a store
 // that is out of reach at the moment would count as removed.
 Result<void> ItemFile::removeRecord() {
-  if (auto removed = directory_->remove(recordName_); !removed) return removed;
+  if (auto removed = directory_->remove(recordName()); !removed) return removed;
   record_ = Record::None;
   return {};
 }
@@ -212,7 +216,7 @@ Result<void> ItemFile::write(const ItemState& next) {
 Result<void> ItemFile::removeTraces() const {
   if (!directory_) return {};
   // Both, whatever the first one comes to: each may hold bytes of the item.
-  auto swept = directory_->sweepTemporaryFiles();
+  auto swept = directory_->sweepTemporaryFiles(name_);
   auto removed = directory_->removeQuarantined(name_);
   return swept ? removed : swept;
 }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "platform/keychain/KeychainStore.h"
 #include "platform/storage/StoredDirectory.h"
@@ -47,9 +48,9 @@ class ItemFile {
 
   // Reads the file without a lock. Where the user has no home directory there is no file.
   Result<void> look();
-  // The same, keeping out everybody else who enters until this object goes. A file that cannot be
-  // read is a problem of the state rather than an error, so that it can be replaced; one that may
-  // not be trusted is an error.
+  // The same, keeping out whoever else enters for this item until this object goes. A file that
+  // cannot be read is a problem of the state rather than an error, so that it can be replaced; one
+  // that may not be trusted is an error.
   Result<void> enter(StoredDirectory::Missing missing, Deadline deadline);
 
   const ItemState& state() const { return state_; }
@@ -59,10 +60,11 @@ class ItemFile {
   // Makes the file say `next`, in one step. Says nothing, and does nothing, where the directory is
   // made only now and somebody else has stored the item since.
   Result<void> write(const ItemState& next);
-  // Removes what dead writers left, of whatever item, and the quarantined versions of this one.
+  // Removes what dead writers of the item left, and its quarantined versions.
   Result<void> removeTraces() const;
 
  private:
+  std::string recordName() const { return stem_ + ".state"; }
   Result<void> open(StoredDirectory::Missing missing);
   Result<void> read();
   Result<void> readRecord();
@@ -73,9 +75,9 @@ class ItemFile {
 
   const KeychainItem& item_;
   std::string name_;
-  std::string recordName_;
+  std::string stem_;  // the name without its ending
   std::optional<StoredDirectory> directory_;
-  std::optional<FileLock> lock_;
+  std::vector<FileLock> locks_;
   Deadline deadline_;
   ItemState state_;
   // What an earlier version of the library left beside the file.

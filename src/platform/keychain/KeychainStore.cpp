@@ -15,16 +15,24 @@ Failure keychainFailure(OSStatus status, std::string text, std::string path, std
                      std::move(remedy));
 }
 
+namespace {
+
+bool hasStatus(const Error& error, OSStatus status) {
+  return error.domain() == NSOSStatusErrorDomain && error.code() == status;
+}
+
+}  // namespace
+
 // Errors of files come with domains of their own. A file that may not be trusted is not available
 // rather than broken: the user can mend it.
 OSStatus statusOf(const Error& error) {
   if (isStoreMissing(error) || isRefusal(error)) return errSecNotAvailable;
+  if (isAskingFirst(error)) return errSecInteractionNotAllowed;
   if (error.domain() == NSOSStatusErrorDomain) return static_cast<OSStatus>(error.code());
   return errSecIO;
 }
 
-bool isStoreMissing(const Error& error) {
-  return error.domain() == NSOSStatusErrorDomain && error.code() == errSecNoSuchKeychain;
-}
+bool isStoreMissing(const Error& error) { return hasStatus(error, errSecNoSuchKeychain); }
+bool isAskingFirst(const Error& error) { return hasStatus(error, errSecInteractionRequired); }
 
 }  // namespace orx::platform

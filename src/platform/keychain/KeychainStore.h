@@ -15,6 +15,8 @@ namespace orx::platform {
 struct KeychainItem {
   std::string service;
   std::string account;
+
+  bool operator==(const KeychainItem&) const = default;
 };
 
 // A place where items are kept. Every operation is safe to call from any thread and any process,
@@ -55,6 +57,10 @@ inline constexpr std::string_view NSOSStatusErrorDomain = "NSOSStatusErrorDomain
 // a host it is errSecNotAvailable.
 inline constexpr OSStatus errSecNoSuchKeychain = -25294;
 
+// The store takes nothing without asking somebody, and nobody may be asked. To a host it is
+// errSecInteractionNotAllowed.
+inline constexpr OSStatus errSecInteractionRequired = -25315;
+
 // The texts are those of makeFailure(); all of them are empty where the status says it all.
 Failure keychainFailure(OSStatus status, std::string text = {}, std::string path = {},
                         std::string remedy = {});
@@ -72,5 +78,7 @@ template <typename T>
 bool isStoreMissing(const Result<T>& result) {
   return !result && isStoreMissing(*result.error());
 }
+// True for a failure with errSecInteractionRequired.
+bool isAskingFirst(const Error& error);
 
 }  // namespace orx::platform

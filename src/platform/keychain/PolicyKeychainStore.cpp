@@ -18,10 +18,16 @@ bool isGone(const Result<void>& removed) {
   return removed || statusOf(removed) == errSecItemNotFound;
 }
 
+// Whether the file may take what the store did not: there is no such store, or it takes nothing
+// from a host that lets nobody be asked.
+bool letsTheFileStandIn(const Result<void>& written) {
+  return isStoreMissing(written) || (!written && isAskingFirst(*written.error()));
+}
+
 // Whether the store surely has not written anything. A keyring that says that it is locked may have
 // written first, and have been locked since.
 bool surelyWroteNothing(const Result<void>& written) {
-  return isStoreMissing(written) || statusOf(written) == errSecDuplicateItem;
+  return letsTheFileStandIn(written) || statusOf(written) == errSecDuplicateItem;
 }
 
 Failure excludedByPolicy(std::string_view store) {
@@ -218,7 +224,9 @@ Result<void> PolicyKeychainStore::move(KeychainStore* target, ItemFile& file,
     if (!written) {
       // Best effort: a note that stays only makes later calls look for a copy that is not there.
       if (surelyWroteNothing(written) && !before.problem) file.write(before);
-      return written;
+      if (!letsTheFileStandIn(written) || isExcluded(here)) return written;
+      noteKeychainStore(here);
+      return move(nullptr, file, change);
     }
   }
   if (auto noted = file.write(after); !noted) return noted;

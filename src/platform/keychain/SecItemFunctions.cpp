@@ -24,7 +24,8 @@ std::optional<KeychainItem> itemOf(const Dictionary& query) {
 // Runs one operation on the store in force, within the bound of one call. `isComplete` says whether
 // the call names the data that it needs.
 template <typename Operation>
-OSStatus perform(const Dictionary& query, bool isComplete, const Operation& operation) {
+OSStatus perform(KeychainCall call, const Dictionary& query, bool isComplete,
+                 const Operation& operation) {
   const auto item = itemOf(query);
   if (!item || !isComplete) {
     const auto failure =
@@ -34,7 +35,7 @@ OSStatus perform(const Dictionary& query, bool isComplete, const Operation& oper
   }
   const auto store = keychainStoreInForce();
   const auto result = operation(*store, *item, std::chrono::steady_clock::now() + patience.load());
-  noteKeychainError(errorOf(result));
+  noteKeychainCall(call, *item, errorOf(result));
   return statusOf(result);
 }
 
@@ -44,31 +45,35 @@ void setKeychainPatience(std::chrono::milliseconds limit) { patience = limit; }
 
 OSStatus SecItemAdd(const Dictionary& query) {
   const auto* bytes = query[kSecValueData].data();
-  return perform(query, bytes != nullptr, [&](auto& store, const auto& item, Deadline deadline) {
-    return store.add(item, *bytes, deadline);
-  });
+  return perform(KeychainCall::Writing, query, bytes != nullptr,
+                 [&](auto& store, const auto& item, Deadline deadline) {
+                   return store.add(item, *bytes, deadline);
+                 });
 }
 
 OSStatus SecItemUpdate(const Dictionary& query, const Dictionary& attributesToUpdate) {
   const auto* bytes = attributesToUpdate[kSecValueData].data();
-  return perform(query, bytes != nullptr, [&](auto& store, const auto& item, Deadline deadline) {
-    return store.update(item, *bytes, deadline);
-  });
+  return perform(KeychainCall::Writing, query, bytes != nullptr,
+                 [&](auto& store, const auto& item, Deadline deadline) {
+                   return store.update(item, *bytes, deadline);
+                 });
 }
 
 OSStatus SecItemDelete(const Dictionary& query) {
-  return perform(query, true, [](auto& store, const auto& item, Deadline deadline) {
-    return store.remove(item, deadline);
-  });
+  return perform(KeychainCall::Removal, query, true,
+                 [](auto& store, const auto& item, Deadline deadline) {
+                   return store.remove(item, deadline);
+                 });
 }
 
 OSStatus SecItemCopyMatching(const Dictionary& query, std::optional<Value>& result) {
   result.reset();
-  return perform(query, true, [&](auto& store, const auto& item, Deadline deadline) {
-    auto bytes = store.copy(item, deadline);
-    if (bytes && query[kSecReturnData].boolean() == true) result = *bytes;
-    return bytes;
-  });
+  return perform(KeychainCall::Reading, query, true,
+                 [&](auto& store, const auto& item, Deadline deadline) {
+                   auto bytes = store.copy(item, deadline);
+                   if (bytes && query[kSecReturnData].boolean() == true) result = *bytes;
+                   return bytes;
+                 });
 }
 
 }  // namespace orx::platform

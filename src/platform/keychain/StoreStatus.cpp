@@ -10,9 +10,16 @@ using namespace platform;
 
 namespace {
 
+struct LeftBehind {
+  KeychainItem item;
+  std::shared_ptr<Error> reason;
+};
+
 struct Notes {
   std::string store;
   std::shared_ptr<Error> keychainError;
+  // The item that was to be removed last, where it is still there.
+  std::optional<LeftBehind> leftBehind;
   std::shared_ptr<Error> defaultsError;
 };
 
@@ -42,6 +49,7 @@ KeychainStatus keychainStatus() {
   // Before the first call on an item, the store that the policy would use.
   if (!noted.store.empty()) status.store = noted.store;
   // One error can be told; the keychain's comes first.
+  if (!noted.keychainError && noted.leftBehind) noted.keychainError = noted.leftBehind->reason;
   const bool ofKeychain = noted.keychainError != nullptr;
   const auto& error = ofKeychain ? noted.keychainError : noted.defaultsError;
   if (!error) return status;
@@ -64,6 +72,23 @@ void platform::noteKeychainError(std::shared_ptr<Error> error) {
   const auto status = error ? statusOf(*error) : errSecSuccess;
   if (status == errSecItemNotFound || status == errSecDuplicateItem) error.reset();
   exchange(notes().keychainError, error);
+}
+
+void platform::noteKeychainCall(KeychainCall call, const KeychainItem& item,
+                                std::shared_ptr<Error> error) {
+  const bool isMissing = error && statusOf(*error) == errSecItemNotFound;
+  const bool isChanged = !error && call != KeychainCall::Reading;
+  auto& shared = notes();
+  // Before the section, so that what it held is let go after it.
+  std::optional<LeftBehind> left;
+  if (error && !isMissing) left = {.item = item, .reason = error};
+  if (isMissing || isChanged) {
+    const BriefSection section;
+    if (shared.leftBehind && shared.leftBehind->item == item) std::swap(shared.leftBehind, left);
+  } else if (call == KeychainCall::Removal) {
+    exchange(shared.leftBehind, left);
+  }
+  noteKeychainError(std::move(error));
 }
 
 void platform::noteKeychainStore(std::string name) { exchange(notes().store, name); }

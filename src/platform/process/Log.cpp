@@ -2,37 +2,61 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <cstdio>
 #include <exception>
 #include <string>
 
+#include "platform/base/Unicode.h"
 #include "platform/process/Signals.h"
 
 namespace orx::platform {
 
 namespace {
 
-// One record is one line, and text that a server sent must not control a terminal: control
-// characters are written as escapes.
+// Longer records would not be written in one piece: a pipe mixes what exceeds PIPE_BUF, and one
+// answer of many megabytes would fill a log. The rest is room for the note about the cut.
+constexpr std::size_t kLongestText = PIPE_BUF - 64;
+
+// Text that a server sent must neither control a terminal nor forge a second record: control
+// characters (C0, DEL, C1), the separators U+2028 and U+2029, and the characters that turn the
+// direction of writing.
+constexpr bool mustBeEscaped(char32_t c) {
+  return (c < 0x20 && c != '\t') || (c >= 0x7F && c < 0xA0) || c == 0x61C || c == 0x200E ||
+         c == 0x200F || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+std::string escapeOf(char32_t character, const char* form) {
+  std::array<char, 8> escape{};
+  std::snprintf(escape.data(), escape.size(), form, static_cast<unsigned>(character));
+  return escape.data();
+}
+
+// What stands in a record for the character at `position`, or for the byte there that is not UTF-8.
+// Moves the position behind it.
+std::string nextPiece(std::string_view line, std::size_t& position) {
+  const std::size_t start = position;
+  const auto character = nextCharacter(line, position);
+  if (!character) return escapeOf(static_cast<unsigned char>(line[position++]), "\\x%02x");
+  if (*character == '\n') return "\\n";
+  if (!mustBeEscaped(*character)) return std::string(line.substr(start, position - start));
+  return escapeOf(*character, *character < 0x80 ? "\\x%02x" : "\\u%04x");
+}
+
 std::string recordOf(std::string_view line) {
   std::string record;
-  record.reserve(line.size() + 1);
-  for (const char character : line) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n') {
-      record += "\\n";
-    } else if ((byte < 0x20 && character != '\t') || byte == 0x7f) {
-      constexpr std::string_view digits = "0123456789abcdef";
-      record += "\\x";
-      record += digits[byte >> 4U];
-      record += digits[byte & 0xfU];
-    } else {
-      record += character;
+  for (std::size_t position = 0; position < line.size();) {
+    const std::string piece = nextPiece(line, position);
+    if (record.size() + piece.size() > kLongestText) {
+      record += "... (cut, " + std::to_string(line.size()) + " bytes)";
+      break;
     }
+    record += piece;
   }
-  record += '\n';
-  return record;
+  return record + '\n';
 }
 
 void writeToStandardError(std::string_view bytes) {

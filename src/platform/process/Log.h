@@ -5,8 +5,9 @@
 namespace orx::platform {
 
 // Writes one diagnostic line to standard error, in one write, so that lines of several threads do
-// not mix. `line` needs no line feed; control characters are escaped. From any thread; never fails,
-// and keeps errno.
+// not mix. `line` needs no line feed. Control characters and bytes that are not UTF-8 are escaped;
+// of a line beyond some 4,000 bytes the rest is left out. From any thread; never fails, and keeps
+// errno.
 void NSLog(std::string_view line) noexcept;
 
 }  // namespace orx::platform

@@ -54,6 +54,7 @@ void OperationQueue::addOperationWithBlock(std::function<void()> block) {
   // not exist.
   std::unique_ptr<Job> operation = std::make_unique<Operation>(
       std::static_pointer_cast<OperationQueue>(shared_from_this()), std::move(block));
+  WorkerPool::shared().ensureWorker();
   update([&] { waiting_.add(std::move(operation)); });
 }
 
@@ -64,9 +65,11 @@ void OperationQueue::setSuspended(bool isSuspended) {
 // In the child of a fork the queue starts afresh. The parent's operations are kept for ever: what
 // they hold may depend on what the parent's threads were doing at the fork, so it is not destroyed.
 void OperationQueue::leaveParentsOperations() {
-  if (std::exchange(forkCount_, forkCount()) == forkCount()) return;
+  if (forkCount_ == forkCount()) return;
   static constinit JobList* parents = nullptr;
+  // First of all: should it fail, the next use of the queue begins with it again.
   if (parents == nullptr) parents = new JobList;
+  forkCount_ = forkCount();
   waiting_.moveTo(*parents);
   isRunning_ = false;
   isSuspended_ = false;

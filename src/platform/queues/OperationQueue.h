@@ -19,7 +19,8 @@ class OperationQueue final : public Object {
  public:
   OperationQueue();
 
-  // `block` must not throw.
+  // `block` must not throw. When the system has no thread or memory for it, throws
+  // std::system_error or std::bad_alloc, and the queue is as it was.
   void addOperationWithBlock(std::function<void()> block);
 
   // While a queue is suspended, no operation of it starts; one that runs goes on. An operation that

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -22,8 +23,10 @@
 //     otherwise sleeps.
 //   - The watchdog looks at the oldest job and at the reactor. What has waited for 2 ms gets a
 //     worker more. So a guess of submit() that turns out wrong costs 2 ms and never a hang.
-//   - Without a thread or memory for a further worker, jobs wait for one that returns. When the
-//     pool has no worker at all, the next submit() tries to start one.
+//   - Without a thread or memory for a further worker, jobs wait for one that returns, and the
+//     leader is called back from its reactor for them. A watchdog that can get no second worker
+//     becomes that worker. Where there is no watchdog, what it would do after 2 ms is done at once.
+//   - ensureWorker() tells a caller when there is no worker at all and none can be had.
 //   - At exit() all threads stop at the next job or pass; what runs goes on, and nobody waits for
 //     it. Jobs that are left are neither run nor destroyed.
 //   - The child of a fork has one thread, none of the pool's or the one worker whose job forked.
@@ -46,6 +49,9 @@ constexpr std::chrono::microseconds expectedReturn{200};
 constexpr std::chrono::microseconds shortJob{100};
 // An idle worker beyond the core, and an idle watchdog, end after this time.
 constexpr std::chrono::seconds idleTime{3};
+// How often a watchdog asks again for a thread that the system has refused: to be refused one costs
+// several system calls.
+constexpr std::chrono::milliseconds refusalTime{20};
 
 // This thread is the leader and inside Reactor::dispatch(): it runs what it submits itself.
 constinit thread_local bool isDispatching = false;
@@ -100,10 +106,14 @@ struct WorkerPool::State {
   bool sleepUntilWoken(Lock& lock, Worker& self);
   void wakeWorker();
   bool wakeOrStartWorker();
-  bool startThread(void (State::*body)());
+  void startWorker();
+  void startThread(void (State::*body)());
+  bool triesToStart(void (State::*start)());
+  void interruptLeader() const;
 
   void alertWatchdog();
-  void promoteFollower();
+  void startWatchdog();
+  bool promoteFollower();
   std::optional<Clock::time_point> deadline() const;
 
   [[noreturn]] static void parkForever(Lock& lock);
@@ -124,6 +134,12 @@ WorkerPool::State& WorkerPool::state() {
   return *state_;
 }
 
+void WorkerPool::ensureWorker() {
+  const Lock lock(forkLocks.workerPool);
+  State& pool = state();
+  if (pool.workers == 0 && !pool.isStopped) pool.startWorker();
+}
+
 void WorkerPool::submit(std::unique_ptr<Job> job) {
   const Lock lock(forkLocks.workerPool);
   State& pool = state();
@@ -138,14 +154,12 @@ void WorkerPool::submit(std::unique_ptr<Job> job) {
   }
 }
 
-bool WorkerPool::setReactor(Reactor& reactor) {
+void WorkerPool::setReactor(Reactor& reactor) {
   const Lock lock(forkLocks.workerPool);
   State& pool = state();
   pool.reactor = &reactor;
   pool.leaderLeft = Clock::now();
-  if (pool.isStopped || pool.wakeOrStartWorker()) return true;
-  pool.reactor = nullptr;
-  return false;
+  if (!pool.isStopped) pool.wakeWorker();
 }
 
 void WorkerPool::stop() {
@@ -230,36 +244,50 @@ void WorkerPool::State::wakeWorker() {
   const bool oneIsFree = !idle.empty() || workers < coreWorkers;
   if (oneReturnsSoon || !oneIsFree) {
     alertWatchdog();
-  } else {
-    wakeOrStartWorker();
+  } else if (!wakeOrStartWorker()) {
+    interruptLeader();
   }
 }
 
 // True when a worker comes.
 bool WorkerPool::State::wakeOrStartWorker() {
-  if (idle.empty()) {
-    if (!startThread(&State::work)) return false;
-    ++workers;
-  } else {
-    Worker* worker = idle.back();
-    idle.pop_back();
-    worker->isAwake = true;
-    worker->wake.notify_one();
-  }
+  if (idle.empty()) return triesToStart(&State::startWorker);
+  Worker* worker = idle.back();
+  idle.pop_back();
+  worker->isAwake = true;
+  worker->wake.notify_one();
   workerIsComing = true;
   return true;
 }
 
+void WorkerPool::State::startWorker() {
+  startThread(&State::work);
+  ++workers;
+  workerIsComing = true;
+}
+
+// Throws std::system_error when the system has no thread left, std::bad_alloc without memory.
+void WorkerPool::State::startThread(void (State::*body)()) {
+  // A worker that falls asleep, and a watchdog that becomes one, must find its place here.
+  idle.reserve(std::max(workers + 1, coreWorkers));
+  startBackgroundThread([this, body] { (this->*body)(); });
+}
+
 // False when the system has no thread or memory left. Jobs then wait until a worker is free; the
-// watchdog and the next submit() try again.
-bool WorkerPool::State::startThread(void (State::*body)()) {
+// watchdog and later jobs try again.
+bool WorkerPool::State::triesToStart(void (State::*start)()) {
   try {
-    idle.reserve(workers + 1);
-    startBackgroundThread([this, body] { (this->*body)(); });
+    (this->*start)();
     return true;
   } catch (const std::exception&) {
     return false;
   }
+}
+
+// For a job that has no other worker: the leader would sleep in its reactor until something happens
+// there, which may be never. Back from it, it takes the job.
+void WorkerPool::State::interruptLeader() const {
+  if (leaderIsInReactor) reactor->interrupt();
 }
 
 // What a thread of the pool does once exit() has begun. If it returned, its thread-local
@@ -278,12 +306,14 @@ void WorkerPool::State::watch() {
     const auto now = Clock::now();
     const auto due = deadline();
     const bool isOverdue = due && *due <= now;
-    if (isOverdue) promoteFollower();
+    const bool isHelpless = isOverdue && !promoteFollower();
+    if (isHelpless && workers < coreWorkers) break;
     if (due || std::exchange(watchdogIsAlerted, false)) {
       // After a promotion that worker takes the job; looking again at once would find the same one
       // overdue. After an alert more jobs will come: falling asleep between them would make each
       // submit() pay for waking the watchdog.
-      watchdogWake.wait_until(lock, due && !isOverdue ? *due : now + patience);
+      const auto pause = isHelpless ? refusalTime : patience;
+      watchdogWake.wait_until(lock, due && !isOverdue ? *due : now + pause);
     } else {
       watchdogIsAsleep = true;
       if (watchdogWake.wait_for(lock, idleTime, [this] { return !watchdogIsAsleep; })) continue;
@@ -292,25 +322,39 @@ void WorkerPool::State::watch() {
       return;
     }
   }
+  // This may be the last thread that can be had: a worker more is worth more than a watchdog.
+  hasWatchdog = false;
+  ++workers;
+  lock.unlock();
+  work();
 }
 
 // Makes sure that the watchdog looks within 2 ms. One that is not asleep does so by itself.
 void WorkerPool::State::alertWatchdog() {
   watchdogIsAlerted = true;
   if (!hasWatchdog) {
-    hasWatchdog = startThread(&State::watch);
+    if (!triesToStart(&State::startWatchdog)) promoteFollower();
   } else if (watchdogIsAsleep) {
     watchdogIsAsleep = false;
     watchdogWake.notify_one();
   }
 }
 
+void WorkerPool::State::startWatchdog() {
+  startThread(&State::watch);
+  hasWatchdog = true;
+}
+
 // Gets a further worker for the job that has waited too long. When a job keeps the leader from the
-// reactor, it loses the lead, and the worker takes that over once no job is left.
-void WorkerPool::State::promoteFollower() {
-  const bool leaderIsKept = !leaderIsInReactor && leaderLeft + patience <= Clock::now();
-  if (reactor != nullptr && leaderIsKept) leader = nullptr;
-  wakeOrStartWorker();
+// reactor, it loses the lead, and the worker takes that over once no job is left. False when there
+// is no thread for a further worker.
+bool WorkerPool::State::promoteFollower() {
+  // Without a watchdog nobody looks again later.
+  const bool isTooLong = !hasWatchdog || leaderLeft + patience <= Clock::now();
+  if (reactor != nullptr && !leaderIsInReactor && isTooLong) leader = nullptr;
+  if (wakeOrStartWorker()) return true;
+  interruptLeader();
+  return false;
 }
 
 // When a job, or the reactor, will have waited too long; absent when nothing waits.

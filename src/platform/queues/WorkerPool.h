@@ -14,6 +14,9 @@ class Reactor {
   // Handles what there is, and submits the jobs that come of it. The leader calls wait() and
   // dispatch() in turn; neither may throw.
   virtual void dispatch() = 0;
+  // Lets wait(), this one or the next, return at once. Called from any thread with the pool locked:
+  // must not block, and cannot fail.
+  virtual void interrupt() = 0;
 
  protected:
   ~Reactor() = default;
@@ -30,12 +33,20 @@ class WorkerPool {
  public:
   static WorkerPool& shared();
 
-  // Runs the job on a worker. Cheap: wakes at most one thread and never waits for one.
+  // Makes sure that there is at least one worker, for as long as the process lives: from then on
+  // every job runs, later where the system has no thread for a second worker. When there is none
+  // and none can be had, throws std::system_error, or std::bad_alloc without memory. To be called
+  // before anything has changed, by whoever promises a host that something will run.
+  void ensureWorker();
+
+  // Runs the job on a worker. Cheap: wakes at most one thread and never waits for one. After
+  // ensureWorker() it cannot fail; without any worker the job waits for the next call that can
+  // start one.
   void submit(std::unique_ptr<Job> job);
 
   // From here on one worker at a time runs `reactor`, until the process ends. There is at most one
-  // reactor. False, and nothing has changed, when the system has no thread for it.
-  bool setReactor(Reactor& reactor);
+  // reactor. Fails as submit() does.
+  void setReactor(Reactor& reactor);
 
   // From here on no job starts; those that run go on. Called by itself at exit().
   void stop();

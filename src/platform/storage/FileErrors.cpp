@@ -72,4 +72,9 @@ bool isRefusal(const Error& error) { return hasCode(error, NSFileReadNoPermissio
 bool isLockedByAnother(const Error& error) { return hasCode(error, NSFileLockingError); }
 bool isHomeNotFound(const Error& error) { return hasCode(error, NSFileReadNoSuchFileError); }
 
+bool isNotWritable(const Error& error) {
+  const auto code = error.code();
+  return error.domain() == NSPOSIXErrorDomain && (code == EROFS || code == EACCES || code == EPERM);
+}
+
 }  // namespace orx::platform

@@ -1,30 +1,32 @@
 #pragma once
 
-#include <sys/file.h>
+#include <memory>
 
-#include <utility>
-
-#include "platform/process/Signals.h"
 #include "platform/storage/FileDescriptor.h"
 
 namespace orx::platform {
 
-// An exclusive lock that other processes and other threads respect, held until this object goes or
-// the process dies. StoredDirectory::lock() makes it.
+struct HeldLock;
+
+// A lock of a file that other processes and other threads respect, held until this object goes or
+// the process dies. A child that was forked meanwhile does not share it. StoredDirectory::lock()
+// makes it.
 class FileLock {
  public:
-  // Of a file that is locked already.
-  explicit FileLock(FileDescriptor descriptor) noexcept : descriptor_(std::move(descriptor)) {}
-  FileLock(FileLock&&) noexcept = default;
-  FileLock& operator=(FileLock&&) = delete;
-  // Unlocks before it closes: a child that was forked meanwhile shares the open file, and closing
-  // alone would leave the lock with the child.
-  ~FileLock() {
-    if (descriptor_) uninterrupted([&] { return flock(descriptor_.get(), LOCK_UN); });
-  }
+  // An exclusive lock keeps out every other one, a shared lock only exclusive ones.
+  enum class Mode { Exclusive, Shared };
+
+  // Of an open file that is not locked yet.
+  explicit FileLock(FileDescriptor descriptor);
+
+  int descriptor() const noexcept;
 
  private:
-  FileDescriptor descriptor_;
+  struct Release {
+    void operator()(HeldLock* held) const noexcept;
+  };
+
+  std::unique_ptr<HeldLock, Release> held_;
 };
 
 }  // namespace orx::platform

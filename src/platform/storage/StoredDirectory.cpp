@@ -21,14 +21,12 @@ std::string parentOf(const std::string& path) {
 }
 
 // True when the path ends in a link without a target, as to a volume that is not mounted. "There is
-// no such file" would then be a lie: the file is on that volume.
+// no such file" would then be a lie: the file is on that volume. A link that has a target is as
+// good as a directory.
 bool leadsThroughDanglingLink(std::string path) {
-  while (!path.empty()) {
-    struct stat entry {};
-    if (lstat(path.c_str(), &entry) == 0) return S_ISLNK(entry.st_mode);
-    path = parentOf(path);
-  }
-  return false;
+  struct stat entry {};
+  while (!path.empty() && lstat(path.c_str(), &entry) != 0) path = parentOf(path);
+  return !path.empty() && stat(path.c_str(), &entry) != 0;
 }
 
 // Without it, a crash of the machine could lose a new directory and all that is in it. Best effort:

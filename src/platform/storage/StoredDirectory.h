@@ -39,7 +39,8 @@ class StoredDirectory {
                                                      Missing missing);
 
   // Waits at most until `deadline`. The lock's file is made where there is none, and stays.
-  Result<FileLock> lock(const std::string& name, Deadline deadline) const;
+  Result<FileLock> lock(const std::string& name, Deadline deadline,
+                        FileLock::Mode mode = FileLock::Mode::Exclusive) const;
 
   // Absent when there is no such file.
   Result<std::optional<Data>> read(const std::string& name) const;
@@ -48,18 +49,19 @@ class StoredDirectory {
 
   // Afterwards the file holds `bytes` and survives a crash of the machine, or an error says why not
   // and it holds what it held (or, where only the last step failed, either). At no moment does it
-  // hold anything else. Equal bytes touch nothing. Called under the directory's lock.
+  // hold anything else. Equal bytes touch nothing. Called under a lock that keeps out whoever else
+  // changes this file.
   Result<void> replace(const std::string& name, const Data& bytes,
                        Previous previous = Previous::Discard) const;
   // Removes the file; afterwards the removal survives a crash of the machine. A missing file is no
-  // error. Called under the directory's lock.
+  // error. Called under the same lock.
   Result<void> remove(const std::string& name) const;
   // Makes sure that the file's present content survives a crash of the machine. A missing file is
   // no error.
   Result<void> synchronize(const std::string& name) const;
-  // Removes what writers that died left behind. Called under the directory's lock.
-  Result<void> sweepTemporaryFiles() const;
-  // Removes every quarantined version of this file. Called under the directory's lock.
+  // Removes what writers of this file that died left behind. Called under the same lock.
+  Result<void> sweepTemporaryFiles(const std::string& name) const;
+  // Removes every quarantined version of this file. Called under the same lock.
   Result<void> removeQuarantined(const std::string& name) const;
 
   std::string pathOf(std::string_view name) const;

@@ -17,9 +17,10 @@ using Clock = std::chrono::steady_clock;
 
 // Tries again after a pause, at most 20 ms, until the deadline: a blocking flock() could only be
 // ended by a signal, and signals are the host's. 0 when locked, EWOULDBLOCK when the time is up.
-int lockUntil(int descriptor, Deadline deadline) {
+int lockUntil(const FileLock& lock, FileLock::Mode mode, Deadline deadline) {
+  const int operation = LOCK_NB | (mode == FileLock::Mode::Shared ? LOCK_SH : LOCK_EX);
   auto pause = std::chrono::milliseconds(1);
-  while (uninterrupted([&] { return flock(descriptor, LOCK_EX | LOCK_NB); }) != 0) {
+  while (uninterrupted([&] { return flock(lock.descriptor(), operation); }) != 0) {
     if (errno != EWOULDBLOCK) return errno;
     const auto now = Clock::now();
     if (now >= deadline) return EWOULDBLOCK;
@@ -56,7 +57,8 @@ FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
 
 // flock() rather than fcntl(): the latter's locks are the process's, so that they do not keep out
 // its other threads, and go when any descriptor of the file is closed.
-Result<FileLock> StoredDirectory::lock(const std::string& name, Deadline deadline) const {
+Result<FileLock> StoredDirectory::lock(const std::string& name, Deadline deadline,
+                                       FileLock::Mode mode) const {
   const auto path = pathOf(name);
   while (true) {
     auto file = openLockFile(name);
@@ -66,15 +68,16 @@ Result<FileLock> StoredDirectory::lock(const std::string& name, Deadline deadlin
       if (auto found = exists(name); !found) return Failure(found.error());
       return systemFailure(number, "lock", path);
     }
+    FileLock lock(std::move(file));
     struct stat state {};
-    if (fstat(file.get(), &state) != 0) return systemFailure(errno, "lock", path);
+    if (fstat(lock.descriptor(), &state) != 0) return systemFailure(errno, "lock", path);
     if (auto trusted = checkFile(name, state); !trusted) return Failure(trusted.error());
-    const int number = lockUntil(file.get(), deadline);
+    const int number = lockUntil(lock, mode, deadline);
     if (number == EWOULDBLOCK) return lockedByAnother(path);
     if (number != 0) return systemFailure(number, "lock", path);
     // If somebody removed the file while this waited, others lock a new one of the same name: a
     // lock on the removed one would keep out nobody.
-    if (fstat(file.get(), &state) == 0 && state.st_nlink > 0) return FileLock(std::move(file));
+    if (fstat(lock.descriptor(), &state) == 0 && state.st_nlink > 0) return lock;
     if (Clock::now() >= deadline) return lockedByAnother(path);
   }
 }

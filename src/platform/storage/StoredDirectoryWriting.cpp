@@ -39,8 +39,12 @@ int writeAndSynchronize(int descriptor, std::span<const std::uint8_t> bytes) {
   return synchronizeDescriptor(descriptor);
 }
 
-// Unique by the directory's lock: its holder has swept what others left.
-std::string temporaryName() { return std::string(temporaryPrefix) + std::to_string(getpid()); }
+// Unique by the lock of the file that it will replace: its holder has swept what others left.
+std::string temporaryNameOf(const std::string& name) { return std::string(temporaryPrefix) + name; }
+
+bool isNumber(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
 
 }  // namespace
 
@@ -116,8 +120,8 @@ Result<void> StoredDirectory::replace(const std::string& name, const Data& bytes
   if (exists && modeIsRight && existing && *existing == bytes) return {};
 
   // One that a dead writer left under this name would make the new one fail with EEXIST.
-  sweepTemporaryFiles();
-  const auto temporary = temporaryName();
+  sweepTemporaryFiles(name);
+  const auto temporary = temporaryNameOf(name);
   auto done = writeTemporary(temporary, bytes, exists ? &state : nullptr);
   if (done && previous == Previous::Quarantine) quarantine(name);
   if (done &&
@@ -169,8 +173,13 @@ Result<void> StoredDirectory::removeWhere(
   return done;
 }
 
-Result<void> StoredDirectory::sweepTemporaryFiles() const {
-  return removeWhere([](std::string_view name) { return name.starts_with(temporaryPrefix); });
+// An earlier version named them by its process and held a lock that keeps out everybody, so that
+// none of its writers lives while this runs.
+Result<void> StoredDirectory::sweepTemporaryFiles(const std::string& name) const {
+  return removeWhere([temporary = temporaryNameOf(name)](std::string_view found) {
+    return found == temporary ||
+           (found.starts_with(temporaryPrefix) && isNumber(found.substr(temporaryPrefix.size())));
+  });
 }
 
 Result<void> StoredDirectory::removeQuarantined(const std::string& name) const {
@@ -179,8 +188,7 @@ Result<void> StoredDirectory::removeQuarantined(const std::string& name) const {
     if (!found.starts_with(aside)) return false;
     // Nothing, or a number: an item of a longer name may begin alike and is somebody else's.
     const auto number = found.substr(aside.size());
-    return number.empty() || (number.front() == '-' && number.size() > 1 &&
-                              number.find_first_not_of("0123456789", 1) == std::string_view::npos);
+    return number.empty() || (number.front() == '-' && isNumber(number.substr(1)));
   });
 }
 

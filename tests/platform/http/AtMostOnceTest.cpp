@@ -96,6 +96,15 @@ TEST_P(AtMostOnce, WhenTheServerReadsTheGetThatARedirectLedTo) {
                           call(server.configuration(), getRequest("https://one.example/a")));
 }
 
+// libcurl's own words for it are of a callback that nobody knows.
+TEST(AtMostOnceError, SaysThatTheRequestIsNotSentASecondTime) {
+  TLSTestServer server(hosts, fineThen(Answer::hangUp(End::close)));
+  const Outcome outcome = callOnKeptConnection(server, getRequest("https://one.example/x"));
+  ASSERT_NE(outcome.error, nullptr);
+  EXPECT_THAT(outcome.error->localizedDescription(),
+              ::testing::HasSubstr("it is not sent a second time"));
+}
+
 TEST_P(AtMostOnce, OnAFreshConnection) {
   TLSTestServer server(hosts, Answer::hangUp(GetParam()));
   const Outcome outcome = call(server.configuration(), postRequest("https://one.example/x", "b"));

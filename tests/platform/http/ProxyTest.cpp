@@ -51,11 +51,83 @@ TEST_F(Proxy, TakesARequestOnceThoughItsConnectionIsLost) {
   EXPECT_EQ(server_.requests().size(), 3U);
 }
 
+TEST_F(Proxy, IsToldTheNameAndThePasswordOfItsURL) {
+  auto configuration = server_.configurationFor({});
+  configuration.connectTo.clear();
+  const std::string place = proxy_.url().substr(std::string("http://").size());
+  for (const auto& [credentials, encoded] : std::vector<std::pair<std::string, std::string>>{
+           {"joe:p%40ss%3A/", ""}, {"joe:p%40ss%3A", "am9lOnBAc3M6"}, {"joe", "am9lOg=="}}) {
+    configuration.proxy = "http://" + credentials + '@' + place;
+    const Outcome outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
+    if (encoded.empty()) {
+      EXPECT_EQ(outcome.errorCode(), NSURLErrorCannotConnectToHost) << credentials;
+    } else {
+      EXPECT_EQ(outcome.text(), "GET ");
+      EXPECT_THAT(proxy_.lastHead(), HasSubstr("Proxy-Authorization: Basic " + encoded + "\r\n"));
+    }
+    server_.dropConnections(End::cut);
+    ASSERT_TRUE(eventually([&] { return proxy_.openTunnelCount() == 0; }));
+  }
+}
+
+TEST_F(Proxy, OfTheEnvironmentIsTheFirstThatIsNamedAtTheCall) {
+  auto configuration = server_.configurationFor({});
+  configuration.connectTo.clear();
+  configuration.proxy.reset();
+  const char* names[] = {"ALL_PROXY", "all_proxy", "HTTPS_PROXY", "https_proxy"};
+  for (const auto* name : names) {
+    // One that is looked at earlier wins over those before it.
+    setenv(name, proxy_.url().c_str(), 1);
+    EXPECT_EQ(orx::testing::call(configuration, getRequest("https://one.example/")).text(), "GET ")
+        << name;
+    setenv(name, "http://127.0.0.1:1", 1);
+    EXPECT_EQ(orx::testing::call(configuration, getRequest("https://one.example/")).errorCode(),
+              NSURLErrorCannotConnectToHost)
+        << name;
+  }
+  for (const auto* name : names) unsetenv(name);
+}
+
+TEST_F(Proxy, IsLeftOutForTheHostsThatAreExcepted) {
+  auto configuration = server_.configuration();
+  const auto direct = [&] {
+    return orx::testing::call(configuration, getRequest("https://one.example/")).text() == "GET ";
+  };
+  configuration.proxy = "http://127.0.0.1:1";
+  EXPECT_FALSE(direct());
+  configuration.proxyExceptions = "two.example, one.example";
+  EXPECT_TRUE(direct());
+  configuration.proxyExceptions = "two.example";
+  EXPECT_FALSE(direct());
+  // Those of the environment are the environment's proxy's alone.
+  setenv("no_proxy", "*", 1);
+  EXPECT_FALSE(direct());
+  configuration.proxy.reset();
+  configuration.proxyExceptions.clear();
+  setenv("https_proxy", "http://127.0.0.1:1", 1);
+  EXPECT_TRUE(direct());
+  setenv("no_proxy", "two.example", 1);
+  EXPECT_FALSE(direct());
+  unsetenv("no_proxy");
+  unsetenv("https_proxy");
+}
+
 TEST_F(Proxy, GetsANewTunnelForOneThatDiedWhileIdle) {
   EXPECT_EQ(call(postRequest("https://one.example/", "ann")).text(), "POST ann");
   server_.dropConnections(End::cut);
   ASSERT_TRUE(eventually([&] { return proxy_.openTunnelCount() == 0; }));
   EXPECT_EQ(call(postRequest("https://one.example/", "bob")).text(), "POST bob");
+}
+
+TEST_F(Proxy, MaySayMoreThanAReplysHeaderMayHold) {
+  const ConnectProxy talkative(
+      server_.port(), "HTTP/1.1 200 Connected\r\nVia: " + std::string(2000, 'x') + "\r\n\r\n");
+  auto configuration = server_.configurationFor({});
+  configuration.connectTo.clear();
+  configuration.proxy = talkative.url();
+  configuration.maximumHeaderSize = 1000;
+  const auto outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
+  EXPECT_EQ(outcome.text(), "GET ");
 }
 
 }  // namespace

@@ -144,6 +144,36 @@ TEST(Redirect, GoesOnAsAGetWithoutBodyWhenAPostIsMoved) {
   }
 }
 
+TEST(Redirect, FollowsAGetAfterTheFiveStatusesThatSendElsewhere) {
+  for (const int status : {301, 302, 303, 307, 308}) {
+    TLSTestServer server(hosts, [status](const Request& request) {
+      return request.target == "/a" ? redirect(status, "/b") : Answer::reply(200, "there");
+    });
+    const Outcome outcome = call(server.configuration(), getRequest("https://one.example/a"));
+    EXPECT_EQ(outcome.text(), "there") << status;
+  }
+}
+
+TEST(Redirect, GivesAnyOther3xxAsTheReplyOfAGetThoughItNamesAPlace) {
+  for (const int status : {300, 304, 305, 306, 309, 399}) {
+    TLSTestServer server(hosts, [status](const Request& request) {
+      if (request.target == "/moved") return redirect(302, "/a");
+      return request.target == "/a" ? redirect(status, "/b") : Answer::reply(200, "there");
+    });
+    for (const std::string target : {"/a", "/moved"}) {
+      const Outcome outcome =
+          call(server.configuration(), getRequest("https://one.example" + target));
+      EXPECT_EQ(outcome.error, nullptr) << status;
+      EXPECT_EQ(outcome.statusCode, status);
+      EXPECT_EQ(server.requests().back().target, "/a");
+      // The next request over the same handle follows again.
+      EXPECT_EQ(
+          call(server.configuration(), postRequest("https://one.example/moved", "b")).statusCode,
+          status);
+    }
+  }
+}
+
 TEST(Redirect, GivesTheRedirectItselfWhereAPostWouldBeSentAgain) {
   for (const int status : {300, 304, 307, 308}) {
     TLSTestServer server(hosts, redirect(status, "/b"));

@@ -273,27 +273,5 @@ TEST(Transport, TakesOneEndlessHeaderLineForTooLong) {
   EXPECT_EQ(outcome.statusCode, 0);
 }
 
-// ---- Handlers ----
-
-TEST(Transport, LetsNoBlockedHandlerHoldUpOtherTransfers) {
-  TLSTestServer server(hosts, Answer::reply(200));
-  Event gate;
-  Mailbox<int> entered;
-  Mailbox<int> left;
-  constexpr int blocked = 30;
-  for (int i = 0; i < blocked; ++i) {
-    start(server.configuration(), getRequest("https://one.example/"), [&](const auto&) {
-      entered.put(1);
-      (void)gate.wait();
-      left.put(1);
-    });
-  }
-  for (int i = 0; i < blocked; ++i) entered.take();
-  EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).statusCode, 200);
-  EXPECT_EQ(left.count(), 0U);
-  gate.set();
-  for (int i = 0; i < blocked; ++i) left.take();
-}
-
 }  // namespace
 }  // namespace orx::testing

@@ -9,7 +9,8 @@ TEST(URL, KeepsItsTextCharacterByCharacter) {
        {"https://account.orva.example/ws/lumcusinfo.asmx",
         "HTTPS://Account.Example:8443/A/../b?x=%2f#Y", "https://h.example",
         "https://h.example/?f=", "https://user@h.example/%41", "https://[::1]:8443/",
-        "https://127.0.0.1/a//b", "ftp://h.example/x"}) {
+        "https://127.0.0.1/a//b", "ftp://h.example/x", "https://h.example/?f=100%25#a?b/c",
+        "https://h.example/-._~!$&'()*+,;=:@/?/?-._~!$&'()*+,;=:@#-._~!$&'()*+,;=:@/?"}) {
     const auto url = URL::URLWithString(text);
     ASSERT_TRUE(url.has_value()) << text;
     EXPECT_EQ(url->absoluteString(), text);
@@ -47,7 +48,24 @@ TEST(URL, IsAbsentWhereTheTextIsNone) {
                                  "https://h.example/<a>",
                                  "https://h.example/\"",
                                  "https://[::1/",
-                                 "1https://h.example/"}) {
+                                 "1https://h.example/",
+                                 "ht_tps://h.example/",
+                                 "https://h.example/100%",
+                                 "https://h.example/%z0",
+                                 "https://h.example/%0z",
+                                 "https://h.example/?f=%",
+                                 "https://h.example/?f=%2",
+                                 "https://h.example/#%",
+                                 "https://%zz@h.example/",
+                                 "https://h.example/a[b]",
+                                 "https://h.example/?f=[",
+                                 "https://h.example/#]",
+                                 "https://h[1].example/",
+                                 "https://[::1]x/",
+                                 "https://u[@h.example/",
+                                 "https://h.example/#a#b",
+                                 "https://h.example/?a#b#c",
+                                 "https://a@b@h.example/"}) {
     EXPECT_FALSE(URL::URLWithString(text).has_value()) << text;
   }
   EXPECT_FALSE(URL::URLWithString(std::string_view("https://h.example/\0x", 20)).has_value());

@@ -71,9 +71,23 @@ TEST_F(ItemFileTest, DeletesEveryTraceOfAnItem) {
 TEST_F(ItemFileTest, SweepsADeadWritersBytesEvenWhenTheItemIsGone) {
   ASSERT_TRUE(add("x"));
   ASSERT_TRUE(store.remove(item, deadline()));
+  // As this version names it, and as an earlier one did.
+  const auto temporary = directory / (".orx-tmp-" + ItemFile::nameOf(item));
+  writeContent(temporary, "half a secr");
   writeContent(directory / ".orx-tmp-17", "half a secr");
   EXPECT_EQ(statusOf(store.remove(item, deadline())), errSecItemNotFound);
+  EXPECT_FALSE(fs::exists(temporary));
   EXPECT_FALSE(fs::exists(directory / ".orx-tmp-17"));
+}
+
+TEST_F(ItemFileTest, LeavesTheBytesOfAnotherItemsWriter) {
+  const KeychainItem other{.service = item.service, .account = "another"};
+  const auto temporary = directory / (".orx-tmp-" + ItemFile::nameOf(other));
+  ASSERT_TRUE(add("x"));
+  writeContent(temporary, "half a secr");
+  ASSERT_TRUE(store.update(item, Data("y"), deadline()));
+  ASSERT_TRUE(store.remove(item, deadline()));
+  EXPECT_TRUE(fs::exists(temporary));
 }
 
 TEST_F(ItemFileTest, NamesADamagedFileAndLeavesItUntilItIsReplaced) {
@@ -110,7 +124,8 @@ TEST_F(ItemFileTest, KeepsWhatWasDamagedAsideUntilTheItemGoes) {
   ASSERT_TRUE(store.remove(item, deadline()));
   for (const auto& [path, content] : testing::snapshotOf(home.path())) {
     EXPECT_EQ(content.find("damaged again"), std::string::npos) << path;
-    EXPECT_EQ(path.find(file.string() + ".damaged"), path.ends_with(".item") ? 0 : path.npos);
+    const bool isOthers = path.ends_with(".item") || path.ends_with(".lock");
+    EXPECT_TRUE(isOthers || !path.starts_with(file.string() + ".damaged")) << path;
   }
   EXPECT_TRUE(store.copy(other, deadline()));
 }
@@ -198,6 +213,23 @@ TEST_F(ItemFileTest, SaysWhoHoldsItUpAndStillReadsMeanwhile) {
   EXPECT_EQ(status.path, (directory / "lock").string());
   EXPECT_FALSE(status.remedy.empty());
   EXPECT_EQ(copy().value().text(), "bytes");
+}
+
+TEST_F(ItemFileTest, IsNotHeldUpByAChangeOfAnotherItem) {
+  const KeychainItem other{.service = "com.example.other", .account = "someone"};
+  ItemFile changing(other);
+  ASSERT_TRUE(changing.enter(StoredDirectory::Missing::Create, deadline()));
+  EXPECT_TRUE(store.add(item, Data("bytes"), std::chrono::steady_clock::now()));
+  EXPECT_EQ(statusOf(store.add(other, Data("bytes"), std::chrono::steady_clock::now())), errSecIO);
+}
+
+// It holds one lock for all items, and removes every temporary file when it has it.
+TEST_F(ItemFileTest, KeepsOutAnEarlierVersion) {
+  ItemFile changing(item);
+  ASSERT_TRUE(changing.enter(StoredDirectory::Missing::Create, deadline()));
+  const auto opened = StoredDirectory::open(directory, StoredDirectory::Kind::Private,
+                                            StoredDirectory::Missing::DoNotCreate);
+  EXPECT_FALSE((*opened)->lock("lock", std::chrono::steady_clock::now()));
 }
 
 TEST_F(ItemFileTest, ReportsWhyItFailedUntilItWorksAgain) {

@@ -70,17 +70,19 @@ TEST(ForkSafety, AForkTakesMutexesInTheOrderInWhichTheyNest) {
   const auto status = statusOf([] {
     return forkAmid(
         [](const auto& awaitFork) {
-          const std::lock_guard first(forkLocks.transferEngine);
+          const std::lock_guard first(forkLocks.encodings);
           awaitFork();
-          const std::lock_guard second(forkLocks.transferInbox);
-          const std::lock_guard third(forkLocks.workerPool);
-          const BriefSection fourth;
+          const std::lock_guard second(forkLocks.transferEngine);
+          const std::lock_guard third(forkLocks.transferInbox);
+          const std::lock_guard fourth(forkLocks.workerPool);
+          const BriefSection fifth;
         },
         [] {
-          const std::lock_guard first(forkLocks.transferEngine);
-          const std::lock_guard second(forkLocks.transferInbox);
-          const std::lock_guard third(forkLocks.workerPool);
-          const BriefSection fourth;
+          const std::lock_guard first(forkLocks.encodings);
+          const std::lock_guard second(forkLocks.transferEngine);
+          const std::lock_guard third(forkLocks.transferInbox);
+          const std::lock_guard fourth(forkLocks.workerPool);
+          const BriefSection fifth;
           return fine;
         });
   });

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <string>
 #include <thread>
@@ -64,6 +65,30 @@ TEST(Log, WritesControlCharactersOutSoThatNoTextSteersATerminal) {
   EXPECT_EQ(standardError.readOnce(), "a\\x1b[2Jb\\x0dc\\x7f\n");
 }
 
+TEST(Log, WritesOutWhateverElseSteersATerminalAndWhatIsNotUTF8) {
+  const StandardErrorPipe standardError(O_DIRECT);
+  NSLog("\u0085 \u009b \u061c \u200e \u2028 \u202e \u2066 \u2069");
+  NSLog("a\x9b\xff\u4e2d");
+  EXPECT_EQ(standardError.readOnce(),
+            "\\u0085 \\u009b \\u061c \\u200e \\u2028 \\u202e \\u2066 \\u2069\n");
+  EXPECT_EQ(standardError.readOnce(), "a\\x9b\\xff\u4e2d\n");
+}
+
+TEST(Log, CutsALongLineBetweenCharactersAndSaysSo) {
+  const StandardErrorPipe standardError(O_DIRECT | O_NONBLOCK);
+  std::string line;
+  for (int i = 0; i < 1'000'000; ++i) line += "\u4e2d";
+  NSLog(line);
+  NSLog(std::string(1'000'000, '\x1b'));
+  for (int i = 0; i < 2; ++i) {
+    const std::string written = standardError.readOnce();
+    EXPECT_LE(written.size(), static_cast<std::size_t>(PIPE_BUF));
+    EXPECT_TRUE(written.ends_with(i == 0 ? "\u4e2d... (cut, 3000000 bytes)\n"
+                                         : "\\x1b... (cut, 1000000 bytes)\n"))
+        << written;
+  }
+}
+
 TEST(Log, KeepsLineFeedsFromForgingARecord) {
   const StandardErrorPipe standardError(O_DIRECT);
   NSLog("said: ok\n[OrvaAccount] forged\n");
@@ -102,7 +127,8 @@ TEST(Log, OutlivesAStandardErrorThatNobodyReads) {
 TEST(Log, OutlivesAFullOrClosedStandardError) {
   {
     const StandardErrorPipe standardError(O_NONBLOCK);
-    NSLog(std::string(8'000'000, 'x'));
+    // More than a pipe holds.
+    for (int i = 0; i < 30; ++i) NSLog(std::string(4000, 'x'));
   }
   const int before = dup(STDERR_FILENO);
   close(STDERR_FILENO);

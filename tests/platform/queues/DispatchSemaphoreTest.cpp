@@ -62,6 +62,14 @@ TEST(DispatchSemaphore, KeepsASignalThatComesFirst) {
   waiters.signal();
   waiters.addOne();
   EXPECT_EQ(waiters.nextPassed(), 0);
+  // It counts for one.
+  waiters.addOne();
+  Event other;
+  std::make_shared<OperationQueue>()->addOperationWithBlock([&] { other.set(); });
+  ASSERT_TRUE(other.wait());
+  EXPECT_EQ(waiters.passedCount(), 0U);
+  waiters.signal();
+  EXPECT_EQ(waiters.nextPassed(), 1);
 }
 
 TEST(DispatchSemaphore, LosesNoSignalThatComesDuringTheWait) {

@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include "platform/queues/OperationQueue.h"
 #include "support/Await.h"
+#include "support/ChildProcess.h"
 #include "support/ThreadCount.h"
 
 namespace orx::testing {
@@ -141,6 +145,55 @@ TEST(OperationQueue, RunsWhatWasAddedAfterItsHandleIsGone) {
   queue.reset();
   gate.set();
   EXPECT_EQ(ran.take(), 1);
+}
+
+constexpr int fine = 7;
+
+// What a process does at its end, when the pool has stopped; its result is the exit status.
+const std::function<int()>* lastWork = nullptr;
+
+// Registered before main, and so run after the pool's own handler.
+[[maybe_unused]] const int registered = std::atexit([] {
+  if (lastWork != nullptr) _exit((*lastWork)());
+});
+
+TEST(OperationQueue, StartsNothingOnceTheProcessEnds) {
+  ChildProcess child([]() -> int {
+    const auto queue = std::make_shared<OperationQueue>();
+    Event ran;
+    queue->addOperationWithBlock([&] { ran.set(); });
+    if (!ran.wait()) return 3;
+    const std::function<int()> work = [&] {
+      queue->addOperationWithBlock([] { _exit(1); });
+      return eventually(othersSleep) ? fine : 2;
+    };
+    lastWork = &work;
+    exit(4);
+  });
+  EXPECT_EQ(child.wait(), fine);
+}
+
+TEST(OperationQueue, StartsNothingAfterAnOperationThatOutlastsTheEndOfTheProcess) {
+  ChildProcess child([]() -> int {
+    const auto queue = std::make_shared<OperationQueue>();
+    Event entered;
+    Event gate;
+    Event left;
+    queue->addOperationWithBlock([&] {
+      entered.set();
+      (void)gate.wait();
+      left.set();
+    });
+    queue->addOperationWithBlock([] { _exit(1); });
+    if (!entered.wait()) return 3;
+    const std::function<int()> work = [&] {
+      gate.set();
+      return left.wait() && eventually(othersSleep) ? fine : 2;
+    };
+    lastWork = &work;
+    exit(4);
+  });
+  EXPECT_EQ(child.wait(), fine);
 }
 
 TEST(OperationQueue, MayBeDroppedOnItsOwnThread) {

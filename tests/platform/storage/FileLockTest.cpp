@@ -85,6 +85,42 @@ TEST_F(FileLockTest, IsNotKeptByAChildThatWasForkedMeanwhile) {
   EXPECT_TRUE(directory.lock("lock", soon()));
 }
 
+// The process that holds the lock forks and is killed; its child lives on.
+TEST_F(FileLockTest, IsNotKeptByAChildOfAProcessThatIsKilled) {
+  std::array<int, 2> said{};
+  std::array<int, 2> alive{};
+  ASSERT_EQ(pipe(said.data()) + pipe(alive.data()), 0);
+  ChildProcess holder([&] {
+    close(alive[1]);
+    const auto taking = directory.lock("lock", late());
+    const bool isChild = fork() == 0;
+    if (isChild && write(said[1], "x", 1) != 1) return 1;
+    char ended = 0;
+    // Ends with the test.
+    return isChild ? static_cast<int>(read(alive[0], &ended, 1)) : pause();
+  });
+  char byte = 0;
+  ASSERT_EQ(read(said[0], &byte, 1), 1);
+  holder.kill(SIGKILL);
+  holder.wait();
+  EXPECT_TRUE(directory.lock("lock", soon()));
+  for (const int end : {said[0], said[1], alive[0], alive[1]}) close(end);
+}
+
+TEST_F(FileLockTest, LetsManyShareItAndKeepsOutWhoDoesNot) {
+  const auto first = directory.lock("lock", late(), FileLock::Mode::Shared);
+  ASSERT_TRUE(first);
+  {
+    const auto second = directory.lock("lock", soon(), FileLock::Mode::Shared);
+    EXPECT_TRUE(second);
+  }
+  EXPECT_FALSE(directory.lock("lock", soon()));
+  auto elsewhere = std::make_optional(directory.lock("other", late()));
+  EXPECT_FALSE(directory.lock("other", soon(), FileLock::Mode::Shared));
+  elsewhere.reset();
+  EXPECT_TRUE(directory.lock("other", soon(), FileLock::Mode::Shared));
+}
+
 TEST_F(FileLockTest, WorksWithAFileThatAFileCreationMaskHadShut) {
   ASSERT_EQ(mknod((temporary / "lock").c_str(), S_IFREG, 0), 0);
   ASSERT_EQ(chmod((temporary / "lock").c_str(), 0), 0);

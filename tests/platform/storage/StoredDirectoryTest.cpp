@@ -265,6 +265,20 @@ TEST_F(StoredDirectoryTest, IsNotAbsentWhereALinkLeadsNowhere) {
   }
 }
 
+TEST_F(StoredDirectoryTest, IsAbsentAndMadeBehindALinkThatLeadsSomewhere) {
+  fs::create_directories(temporary / "real");
+  fs::create_directory_symlink(temporary / "real", temporary / "link");
+  fs::create_directory_symlink(temporary / "link", temporary / "deep");
+  for (const auto kind : {Kind::Private, Kind::Settings}) {
+    const auto opening = StoredDirectory::open(path, kind, Missing::DoNotCreate);
+    ASSERT_TRUE(opening) << opening.error()->localizedDescription();
+    EXPECT_FALSE(*opening);
+    EXPECT_TRUE(StoredDirectory::open(path, kind, Missing::Create).value());
+    fs::remove_all(temporary / "real");
+    fs::create_directories(temporary / "real");
+  }
+}
+
 TEST_F(StoredDirectoryTest, IsRefusedInAPrivateDirectoryThatOthersMayWriteTo) {
   open();
   for (const unsigned mode : {0720U, 0702U, 0777U}) {

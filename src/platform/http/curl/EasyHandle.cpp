@@ -1,11 +1,13 @@
 #include "platform/http/curl/EasyHandle.h"
 
 #include <openssl/ssl.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <exception>
+#include <new>
 #include <utility>
+
+#include "platform/http/curl/CurlOption.h"
+#include "platform/http/curl/TLSOptions.h"
 
 namespace orx::platform {
 namespace {
@@ -17,15 +19,19 @@ constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
 // takes no smaller buffer for sending.
 constexpr long receiveBufferSize = 2L * 1024;
 constexpr long sendBufferSize = 16L * 1024;
-// Seconds. A renewed CA file is taken up after this time at the latest; parsing the distribution's
-// bundle for each connection would cost 34 ms of processor time.
+// Seconds. A renewed bundle of the system's is taken up after this time at the latest; parsing it
+// for each connection would cost 34 ms of processor time.
 constexpr long caStoreLifetime = 600;
 // Beyond this libcurl's own arithmetic with times overflows.
 constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
 
 // The list with a copy of the line at its end.
 CurlList appended(CurlList list, const std::string& line) {
-  return CurlList(curl_slist_append(list.release(), line.c_str()));
+  curl_slist* longer = curl_slist_append(list.get(), line.c_str());
+  // Passed over, the list would go on without a line that it needs.
+  if (longer == nullptr) throw std::bad_alloc();
+  (void)list.release();
+  return CurlList(longer);
 }
 
 // libcurl wants numeric IPv6 addresses in brackets, to tell their colons from a port's.
@@ -40,11 +46,6 @@ CurlList connectToList(const URLSessionConfiguration& configuration) {
                                          (address.port == 0 ? "" : std::to_string(address.port)));
   }
   return list;
-}
-
-bool systemBundleIsReadable() {
-  const char* bundle = curl_version_info(CURLVERSION_NOW)->cainfo;
-  return bundle != nullptr && access(bundle, R_OK) == 0;
 }
 
 // ---- The functions that libcurl calls. Those of a transfer get its EasyHandle. libcurl
@@ -70,7 +71,8 @@ int prerequest(void* handle, char* peerAddress, char* localAddress, int peerPort
                                                         .localAddress = localAddress,
                                                         .peerAddress = peerAddress});
     return allowed ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
-  } catch (const std::exception&) {
+  } catch (const std::bad_alloc&) {
+    clientOf(handle).onNoMemory();
     return CURL_PREREQFUNC_ABORT;
   }
 }
@@ -115,16 +117,20 @@ bool parse(const std::string& text, CURLU* parsed) {
 
 }  // namespace
 
+EasyHandle::EasyHandle() : curl_(curl_easy_init()) {
+  if (curl_ == nullptr) throw std::bad_alloc();
+}
+
 EasyHandle::~EasyHandle() {
   // First, because the handle points to the parsed URL and to both lists.
   curl_easy_cleanup(curl_);
   curl_url_cleanup(parsedURL_);
 }
 
-EasyHandle::Client& EasyHandle::clientOf(CURL* curl) {
+EasyHandle::Client* EasyHandle::clientOf(CURL* curl) {
   EasyHandle* handle = nullptr;
   curl_easy_getinfo(curl, CURLINFO_PRIVATE, &handle);
-  return handle->client();
+  return handle != nullptr ? handle->client_ : nullptr;
 }
 
 void EasyHandle::setClient(Client* client) {
@@ -138,7 +144,7 @@ void EasyHandle::setClient(Client* client) {
 void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
                            SocketRegistry& sockets, CURLSH* share) {
   if (configuration_ == configuration || (configuration_ && *configuration_ == *configuration)) {
-    return;
+    return trustConfigured();
   }
   // Forgets the options, not the connections, which belong to the multi handle.
   curl_easy_reset(curl_);
@@ -149,6 +155,8 @@ void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>&
   // With the TLS sessions of earlier connections a new one needs no full handshake.
   curl_easy_setopt(curl_, CURLOPT_SHARE, share);
   setOptions();
+  setProxy();
+  setTrust();
   setCallbacks(sockets);
 }
 
@@ -166,18 +174,10 @@ void EasyHandle::setOptions() {
   curl_easy_setopt(curl_, CURLOPT_BUFFERSIZE, receiveBufferSize);
   curl_easy_setopt(curl_, CURLOPT_UPLOAD_BUFFERSIZE, sendBufferSize);
 
-  // HTTPS only, redirects included, and certificates are verified always.
+  // HTTPS only, redirects included.
   curl_easy_setopt(curl_, CURLOPT_PROTOCOLS_STR, "https");
   curl_easy_setopt(curl_, CURLOPT_REDIR_PROTOCOLS_STR, "https");
-  curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, 1L);
-  curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, 2L);
-  curl_easy_setopt(curl_, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
-  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
-  const auto& caFile = configuration_->caFile;
-  if (caFile) curl_easy_setopt(curl_, CURLOPT_CAINFO, caFile->c_str());
-  // The distribution's libcurl names a bundle and a directory with the same authorities, and keeps
-  // the parsed store only when there is no directory. A configured file replaces both.
-  if (caFile || systemBundleIsReadable()) curl_easy_setopt(curl_, CURLOPT_CAPATH, nullptr);
+  setTLSOptions(curl_);
 
   // Offers "http/1.1" alone to the server: over HTTP/2 this libcurl loses answers.
   curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
@@ -186,10 +186,53 @@ void EasyHandle::setOptions() {
   curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout().count()));
   // The lines of a proxy's answer to CONNECT are no part of the reply.
   curl_easy_setopt(curl_, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-  // Unset, libcurl looks into the environment; empty text means no proxy.
-  const auto& proxy = configuration_->proxy;
-  if (proxy) curl_easy_setopt(curl_, CURLOPT_PROXY, proxy->c_str());
   curl_easy_setopt(curl_, CURLOPT_CONNECT_TO, connectTo_.get());
+}
+
+void EasyHandle::setProxy() {
+  const auto text = configuration_->proxy.value_or("");
+  proxy_ = text.empty() ? std::nullopt : parsedProxy(text);
+  // Not empty, since the request would go past the proxy that cannot be used.
+  const char* url = text.empty() ? "" : "http://[";
+  if (proxy_) url = proxy_->url.c_str();
+  // Unset, libcurl looks for both in the environment; empty text means none.
+  setText(curl_, CURLOPT_PROXY, url);
+  setText(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions);
+  if (proxy_ && !proxy_->credentials.empty()) {
+    setText(curl_, CURLOPT_PROXYUSERPWD, proxy_->credentials);
+  }
+}
+
+void EasyHandle::setTrust() {
+  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
+  trusted_ = {};
+  trustedState_.reset();
+  if (configuration_->caFile) return trustConfigured();
+  const auto* libcurl = curl_version_info(CURLVERSION_NOW);
+  // Where there is neither, libcurl's own choice stays, and refuses everybody.
+  if (const auto place = systemTrust(libcurl->cainfo, libcurl->capath)) trust(*place);
+}
+
+void EasyHandle::trustConfigured() {
+  const auto& path = configuration_->caFile;
+  if (!path) return;
+  const FileState state(*path);
+  if (trustedState_ == state) return;
+  trustedState_ = state;
+  trust({state.exists() ? state.respelled(*path) : *path, state.isDirectory()});
+}
+
+// One of both, since libcurl keeps no parsed bundle when it is told of a directory too.
+void EasyHandle::trust(TrustPlace place) {
+  trusted_ = std::move(place);
+  const auto set = [this](CURLoption option, bool isMeant) {
+    if (isMeant) return setText(curl_, option, trusted_.path);
+    curl_easy_setopt(curl_, option, nullptr);
+  };
+  set(CURLOPT_CAINFO, !trusted_.isDirectory);
+  set(CURLOPT_CAPATH, trusted_.isDirectory);
+  set(CURLOPT_PROXY_CAINFO, !trusted_.isDirectory);
+  set(CURLOPT_PROXY_CAPATH, trusted_.isDirectory);
 }
 
 void EasyHandle::setCallbacks(SocketRegistry& sockets) {
@@ -226,7 +269,7 @@ void EasyHandle::setRequest(const URLRequest& request, const std::string& url, l
     curl_easy_setopt(curl_, CURLOPT_HTTPGET, 1L);
   }
   // A POST's redirects are not libcurl's: it would send some of them a second time.
-  curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, request.httpBody ? 0L : 1L);
+  followRedirects(!request.httpBody);
   curl_easy_setopt(curl_, CURLOPT_MAXREDIRS, redirectsLeft);
   // Set at each request, since the handle keeps it from the one before.
   curl_easy_setopt(curl_, CURLOPT_FRESH_CONNECT, needsFreshConnection ? 1L : 0L);
@@ -236,11 +279,13 @@ void EasyHandle::setRequest(const URLRequest& request, const std::string& url, l
 // What cannot be parsed stays text, which libcurl refuses in its own words.
 void EasyHandle::setURL(const std::string& text) {
   if (url_ == text) return;
-  // Stays empty when libcurl has no memory for the URL, so that the next request sets it again.
+  // Stays empty when this throws, so that the next request sets it again.
   url_.clear();
   if (parsedURL_ == nullptr) parsedURL_ = curl_url();
+  if (parsedURL_ == nullptr) throw std::bad_alloc();
   curl_easy_setopt(curl_, CURLOPT_CURLU, parse(text, parsedURL_) ? parsedURL_ : nullptr);
-  if (curl_easy_setopt(curl_, CURLOPT_URL, text.c_str()) == CURLE_OK) url_ = text;
+  setText(curl_, CURLOPT_URL, text);
+  url_ = text;
 }
 
 void EasyHandle::setBody(const std::string& body) {
@@ -273,6 +318,14 @@ void EasyHandle::reportProgress(bool wanted) {
   curl_easy_setopt(curl_, CURLOPT_NOPROGRESS, wanted ? 0L : 1L);
 }
 
+void EasyHandle::followRedirects(bool wanted) {
+  curl_easy_setopt(curl_, CURLOPT_FOLLOWLOCATION, wanted ? 1L : 0L);
+}
+
+void EasyHandle::keepConnection(bool allowed) {
+  curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
+}
+
 long EasyHandle::number(CURLINFO which) const {
   long value = 0;
   curl_easy_getinfo(curl_, which, &value);
@@ -285,11 +338,35 @@ std::optional<std::string> EasyHandle::text(CURLINFO which) const {
   return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
 }
 
+std::string EasyHandle::errorText() const {
+  std::string text = errorText_.data();
+  const auto& caFile = configuration_->caFile;
+  // libcurl knows the file by another name.
+  const auto at = caFile ? text.find(trusted_.path) : std::string::npos;
+  if (at != std::string::npos) text.replace(at, trusted_.path.size(), *caFile);
+  return text;
+}
+
+std::optional<std::string> EasyHandle::proxyInHandshake() const {
+  if (!proxy_ || !proxy_->isReachedOverTLS || number(CURLINFO_HTTP_CONNECTCODE) != 0) {
+    return std::nullopt;
+  }
+  // libcurl does not say whether the host is an exception. If it is, no proxy's certificate is
+  // looked at.
+  const bool mayBeException = !configuration_->proxyExceptions.empty();
+  if (mayBeException && number(CURLINFO_PROXY_SSL_VERIFYRESULT) == 0) return std::nullopt;
+  return proxy_->host;
+}
+
 void EasyHandle::releaseTLSBuffers() {
   const curl_tlssessioninfo* session = nullptr;
   const CURLcode code = curl_easy_getinfo(curl_, CURLINFO_TLS_SSL_PTR, &session);
   if (code != CURLE_OK || session == nullptr || session->backend != CURLSSLBACKEND_OPENSSL) return;
-  if (session->internals != nullptr) SSL_free_buffers(static_cast<SSL*>(session->internals));
+  auto* tls = static_cast<SSL*>(session->internals);
+  if (tls == nullptr) return;
+  // Of a record that is half there OpenSSL before 3.0.14 frees the buffer, and reads on into it.
+  const bool waitsForRecord = std::string_view(SSL_rstate_string(tls)) == "RH";
+  if (waitsForRecord && SSL_has_pending(tls) == 0) SSL_free_buffers(tls);
 }
 
 }  // namespace orx::platform

@@ -12,7 +12,9 @@
 #include <string_view>
 
 #include "platform/http/Transport.h"
+#include "platform/http/curl/Proxy.h"
 #include "platform/http/curl/SocketRegistry.h"
+#include "platform/http/curl/TrustPlace.h"
 
 namespace orx::platform {
 
@@ -26,13 +28,15 @@ using CurlList = std::unique_ptr<curl_slist, FreeCurlList>;
 // twenty times the processor time. Used by one thread at a time.
 class EasyHandle {
  public:
-  // What libcurl calls while a transfer runs. libcurl is C code, so only onPrerequest() may
-  // throw.
+  // What libcurl calls while a transfer runs. libcurl is C code, so only onPrerequest() may throw,
+  // and only std::bad_alloc.
   class Client {
    public:
     // The connection is there and the request is about to leave over it. False, or an exception,
     // ends the transfer with CURLE_ABORTED_BY_CALLBACK.
     virtual bool onPrerequest(const Endpoints& connection) = 0;
+    // There was no memory for the call of onPrerequest().
+    virtual void onNoMemory() noexcept = 0;
     // After each step of the transfer, while reportProgress() is on.
     virtual void onProgress() noexcept = 0;
     // Fills the buffer with the next bytes of a body that does not leave in one piece; returns how
@@ -47,19 +51,22 @@ class EasyHandle {
     ~Client() = default;
   };
 
-  // Takes the handle over.
-  explicit EasyHandle(CURL* curl) : curl_(curl) {}
+  // Like configure() and setRequest() it throws std::bad_alloc when libcurl has no memory. What has
+  // thrown once must not be used again.
+  EasyHandle();
   EasyHandle(const EasyHandle&) = delete;
   EasyHandle& operator=(const EasyHandle&) = delete;
   ~EasyHandle();
 
   CURL* curl() const { return curl_; }
-  // The client that was set last for the EasyHandle of this CURL handle.
-  static Client& clientOf(CURL* curl);
+  // The client that was set last for the EasyHandle of this CURL handle; null when there is none.
+  static Client* clientOf(CURL* curl);
   Client& client() const { return *client_; }
   // Starts or ends (null) the service for a client, and forgets the last one's error text.
   void setClient(Client* client);
 
+  // Lets the next configure() set it up anew.
+  void forgetConfiguration() { configuration_.reset(); }
   // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
   void configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
                  SocketRegistry& sockets, CURLSH* share);
@@ -71,12 +78,19 @@ class EasyHandle {
   void setRequest(const URLRequest& request, const std::string& url, long redirectsLeft,
                   bool needsFreshConnection);
   void reportProgress(bool wanted);
+  // What setRequest() chose stands until the next one, unless it is changed meanwhile.
+  void followRedirects(bool wanted);
+  // Whether libcurl may keep the connection once it is done with this transfer.
+  void keepConnection(bool allowed);
 
   // What libcurl knows of the transfer so far.
   long number(CURLINFO which) const;
   std::optional<std::string> text(CURLINFO which) const;
   // libcurl's own words on the last failure; may be empty.
-  std::string errorText() const { return errorText_.data(); }
+  std::string errorText() const;
+  // The host of the proxy whose TLS handshake is not over yet. Absent once it is, or when there is
+  // no proxy, or one that is reached without TLS.
+  std::optional<std::string> proxyInHandshake() const;
 
   // Gives back the memory in which the TLS connection of the running transfer would read and write
   // its next records; it takes it anew when they come. Does nothing while some are on their way, or
@@ -85,6 +99,10 @@ class EasyHandle {
 
  private:
   void setOptions();
+  void setProxy();
+  void setTrust();
+  void trustConfigured();
+  void trust(TrustPlace place);
   void setCallbacks(SocketRegistry& sockets);
   void setURL(const std::string& text);
   void setBody(const std::string& body);
@@ -97,6 +115,9 @@ class EasyHandle {
   // What it is set up for, and a list that libcurl does not copy.
   std::shared_ptr<const URLSessionConfiguration> configuration_;
   CurlList connectTo_;
+  std::optional<Proxy> proxy_;
+  TrustPlace trusted_;                     // as libcurl was told
+  std::optional<FileState> trustedState_;  // of the configured file
 
   // Kept from request to request, because the next one mostly asks for the same.
   std::string url_;             // as it stands in the handle

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <exception>
 #include <utility>
 
 #include "platform/process/Signals.h"
@@ -36,14 +38,20 @@ EpollPoller::Watched& EpollPoller::watched(int descriptor) {
   return watched_[index];
 }
 
-void EpollPoller::updateEpoll(int descriptor, Watched& watched, std::uint32_t events) const {
-  if (watched.registered == events) return;
+bool EpollPoller::updateEpoll(int descriptor, Watched& watched, std::uint32_t events) const {
+  if (watched.registered == events) return true;
   epoll_event event{.events = events, .data = {.fd = descriptor}};
   int operation = EPOLL_CTL_MOD;
   if (watched.registered == 0) operation = EPOLL_CTL_ADD;
   if (events == 0) operation = EPOLL_CTL_DEL;
   const bool isDone = epoll_ctl(epoll_, operation, descriptor, &event) == 0;
-  watched.registered = isDone ? events : 0;
+  if (isDone) {
+    watched.registered = events;
+  } else if (errno == ENOENT || errno == EBADF) {
+    // It was closed behind this object's back.
+    watched.registered = 0;
+  }
+  return isDone;
 }
 
 void EpollPoller::registerSocket(int descriptor) { watched(descriptor) = {.stays = true}; }
@@ -55,17 +63,27 @@ void EpollPoller::unregisterSocket(int descriptor) {
   closing = {};
 }
 
-void EpollPoller::setInterest(int descriptor, std::uint32_t events) {
-  Watched& wanting = watched(descriptor);
-  wanting.interest = events;
-  if (events != 0 || !wanting.stays) updateEpoll(descriptor, wanting, events);
+bool EpollPoller::setInterest(int descriptor, std::uint32_t events) noexcept {
+  try {
+    Watched& wanting = watched(descriptor);
+    wanting.interest = events;
+    return (events == 0 && wanting.stays) || updateEpoll(descriptor, wanting, events);
+  } catch (const std::exception&) {
+    errno = ENOMEM;
+    return false;
+  }
+}
+
+void EpollPoller::takeWakeUp(const epoll_event& event) const {
+  std::uint64_t count = 0;
+  [[maybe_unused]] const auto size = read(wakeUp_, &count, sizeof count);
+  if ((event.events & EPOLLOUT) != 0) watchWakeUp(EPOLLIN);
 }
 
 bool EpollPoller::isWanted(const epoll_event& event) {
   const int descriptor = event.data.fd;
   if (descriptor == wakeUp_) {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto size = read(wakeUp_, &count, sizeof count);
+    takeWakeUp(event);
     return false;
   }
   Watched& source = watched(descriptor);
@@ -90,7 +108,15 @@ std::span<const epoll_event> EpollPoller::wait(std::chrono::milliseconds longest
 void EpollPoller::wake() const {
   const std::uint64_t one = 1;
   // Runs on a host's thread, where a signal may interrupt it.
-  uninterrupted([&] { return write(wakeUp_, &one, sizeof one); });
+  const auto size = uninterrupted([&] { return write(wakeUp_, &one, sizeof one); });
+  // Whoever waits would sleep on when this fails. It can always be written, so that watching for
+  // that wakes as well.
+  if (size < 0) watchWakeUp(EPOLLIN | EPOLLOUT);
+}
+
+void EpollPoller::watchWakeUp(std::uint32_t events) const {
+  epoll_event event{.events = events, .data = {.fd = wakeUp_}};
+  epoll_ctl(epoll_, EPOLL_CTL_MOD, wakeUp_, &event);
 }
 
 }  // namespace orx::platform

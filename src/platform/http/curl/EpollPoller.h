@@ -35,9 +35,9 @@ class EpollPoller {
   // transfer mostly comes soon: that saves two system calls for each transfer.
   void registerSocket(int descriptor);
   void unregisterSocket(int descriptor);
-  // `events`: EPOLLIN, EPOLLOUT, both or none, from now on. A socket that the system refuses to
-  // watch stays silent.
-  void setInterest(int descriptor, std::uint32_t events);
+  // `events`: EPOLLIN, EPOLLOUT, both or none, from now on. False, with errno set, when the system
+  // refuses to watch the socket, which then stays silent.
+  bool setInterest(int descriptor, std::uint32_t events) noexcept;
 
   // Returns when something has happened or when the time is over, rounded up to milliseconds; the
   // descriptor is each event's data.fd. Valid until the next call.
@@ -53,7 +53,9 @@ class EpollPoller {
   };
 
   Watched& watched(int descriptor);
-  void updateEpoll(int descriptor, Watched& watched, std::uint32_t events) const;
+  bool updateEpoll(int descriptor, Watched& watched, std::uint32_t events) const;
+  void takeWakeUp(const epoll_event& event) const;
+  void watchWakeUp(std::uint32_t events) const;
   bool isWanted(const epoll_event& event);
 
   int epoll_ = -1;

@@ -1,6 +1,8 @@
 #include "platform/http/curl/MultiHandle.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <new>
 #include <utility>
 
 #include "platform/http/TransportError.h"
@@ -25,7 +27,22 @@ int selectBits(std::uint32_t events) {
          ((events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0);
 }
 
+// False without memory for what comes next.
+bool continues(Transfer& transfer, CURLcode code) {
+  try {
+    return transfer.continuesAfter(code);
+  } catch (const std::bad_alloc&) {
+    transfer.onNoMemory();
+    return false;
+  }
+}
+
 }  // namespace
+
+MultiHandle::MultiHandle()
+    : outOfMemory_(transportError(NSURLErrorUnknown, "there is no memory for a transfer", {})) {
+  idleHandles_.reserve(keptHandles);
+}
 
 bool MultiHandle::open() {
   if (!context_.poller.open()) return false;
@@ -53,12 +70,22 @@ void MultiHandle::abandon() {
 // ---- libcurl calls back, from within curl_multi_socket_action() and curl_multi_add_handle(): it
 // says which sockets it waits for, and when it wants to be called though none is ready. ----
 
-int MultiHandle::watchSocket(CURL*, curl_socket_t descriptor, int what, void* self,
+int MultiHandle::watchSocket(CURL* curl, curl_socket_t descriptor, int what, void* self,
                              void*) noexcept {
+  auto& multi = *static_cast<MultiHandle*>(self);
+  Transfer* transfer = Transfer::of(curl);
   std::uint32_t events = 0;
   if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= EPOLLIN;
   if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= EPOLLOUT;
-  static_cast<MultiHandle*>(self)->context_.poller.setInterest(descriptor, events);
+  const bool isDone = multi.context_.poller.setInterest(descriptor, events);
+  // libcurl has handles of its own, too.
+  if (transfer == nullptr) return 0;
+  transfer->isWatched = events != 0;
+  if (!isDone && transfer->isWatched) {
+    // It would wait for its time-out. Told of the failure, libcurl would end all others with it.
+    transfer->onUnwatched(errno);
+    multi.someAreUnwatched_ = true;
+  }
   return 0;
 }
 
@@ -85,10 +112,7 @@ void MultiHandle::wait(bool isUrgent) {
   context_.now = Clock::now();
 }
 
-void MultiHandle::enqueue(std::vector<std::unique_ptr<Transfer>>& transfers) {
-  for (auto& transfer : transfers) queued_.push_back(std::move(transfer));
-  transfers.clear();
-}
+void MultiHandle::enqueue(TransferList& transfers) { queued_.splice(queued_.end(), transfers); }
 
 void MultiHandle::runOnce() {
   startQueued();
@@ -109,53 +133,74 @@ void MultiHandle::startQueued() {
   }
 }
 
-// Null when there is no memory.
 std::unique_ptr<EasyHandle> MultiHandle::takeEasyHandle() {
-  if (idleHandles_.empty()) {
-    CURL* curl = curl_easy_init();
-    return curl != nullptr ? std::make_unique<EasyHandle>(curl) : nullptr;
-  }
+  if (idleHandles_.empty()) return std::make_unique<EasyHandle>();
   auto easy = std::move(idleHandles_.back());
   idleHandles_.pop_back();
   return easy;
 }
 
 void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
-  auto easy = takeEasyHandle();
-  if (!easy) {
-    return transfer->report(
-        {.error = transportError(NSURLErrorUnknown, "no memory for a transfer", {})});
+  try {
+    auto easy = takeEasyHandle();
+    easy->configure(transfer->configuration(), context_.sockets, share_);
+    transfer->start(std::move(easy), context_);
+    transfer->place = running_.size();
+    running_.push_back(std::move(transfer));
+  } catch (const std::bad_alloc&) {
+    return transfer->report({.error = outOfMemory_});
   }
-  easy->configure(transfer->configuration(), context_.sockets, share_);
-  transfer->start(std::move(easy), context_);
-  transfer->place = running_.size();
-  firstDeadline_ = std::min(firstDeadline_, transfer->deadline());
-  running_.push_back(std::move(transfer));
-  addToMulti(*running_.back());
+  Transfer& started = *running_.back();
+  firstDeadline_ = std::min(firstDeadline_, started.deadline());
+  addToMulti(started);
 }
 
 // libcurl only sets its timer to this moment; the next dispatchReady() does the first work.
 void MultiHandle::addToMulti(Transfer& transfer) {
-  if (curl_multi_add_handle(multi_, transfer.curl()) != CURLM_OK) {
+  const CURLMcode code = curl_multi_add_handle(multi_, transfer.curl());
+  if (code == CURLM_OUT_OF_MEMORY) {
+    end(transfer, CURLE_OUT_OF_MEMORY);
+  } else if (code != CURLM_OK) {
     end(transfer, CURLE_FAILED_INIT);
   }
+}
+
+// For one socket, or for the timer. Without memory libcurl stops before it has said which socket a
+// transfer waits for, and that transfer would wait for its time-out. libcurl does not name it, so
+// all end that wait for no socket.
+void MultiHandle::work(curl_socket_t descriptor, int bits) {
+  int running = 0;
+  if (curl_multi_socket_action(multi_, descriptor, bits, &running) != CURLM_OUT_OF_MEMORY) return;
+  for (const auto& transfer : running_) {
+    if (!transfer->isWatched) transfer->onUnwatched(ENOMEM);
+  }
+  someAreUnwatched_ = true;
 }
 
 // libcurl is told which connections are ready and looks at no other, so a pass costs the same
 // however many transfers only wait.
 void MultiHandle::dispatchReady() {
-  int running = 0;
   // libcurl may close a socket in one of these calls. It does not know the number any more then,
   // and ignores a later event for it.
   for (const auto& event : std::exchange(ready_, {})) {
-    curl_multi_socket_action(multi_, event.data.fd, selectBits(event.events), &running);
+    work(event.data.fd, selectBits(event.events));
   }
   if (timer_ && *timer_ <= Clock::now()) {
     // Reset before the call, in which libcurl may set it anew.
     timer_.reset();
-    curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
+    work(CURL_SOCKET_TIMEOUT, 0);
   }
   collectFinished();
+  endUnwatched();
+}
+
+// From the back, because end() puts the last transfer in the place of the one that it ends.
+void MultiHandle::endUnwatched() {
+  if (!std::exchange(someAreUnwatched_, false)) return;
+  for (std::size_t place = running_.size(); place-- > 0;) {
+    Transfer& transfer = *running_[place];
+    if (transfer.isUnwatched()) end(transfer, CURLE_FAILED_INIT);
+  }
 }
 
 // Looks at all transfers, but only when the first deadline of the last look has come. That is about
@@ -179,7 +224,7 @@ void MultiHandle::drainReady() {
   }
 }
 
-// From the back, because end() puts the last transfer in the place of the one that it ends.
+// From the back, as above.
 void MultiHandle::endOverdue() {
   for (std::size_t place = running_.size(); place-- > 0;) {
     Transfer& transfer = *running_[place];
@@ -193,8 +238,8 @@ void MultiHandle::collectFinished() {
     if (message->msg != CURLMSG_DONE) continue;
     // The message is gone as soon as its handle leaves the multi handle.
     const CURLcode code = message->data.result;
-    Transfer& transfer = Transfer::of(message->easy_handle);
-    if (transfer.continuesAfter(code)) {
+    Transfer& transfer = *Transfer::of(message->easy_handle);
+    if (continues(transfer, code)) {
       // Only a handle that is added again starts over.
       curl_multi_remove_handle(multi_, transfer.curl());
       addToMulti(transfer);
@@ -204,9 +249,17 @@ void MultiHandle::collectFinished() {
   }
 }
 
+TransferOutcome MultiHandle::outcomeOf(Transfer& transfer, CURLcode code) const {
+  try {
+    return transfer.finish(code);
+  } catch (const std::bad_alloc&) {
+    return {.error = outOfMemory_};
+  }
+}
+
 void MultiHandle::end(Transfer& transfer, CURLcode code) {
   // First of all, because what libcurl knows of the transfer goes with the removal.
-  TransferOutcome outcome = transfer.finish(code);
+  TransferOutcome outcome = outcomeOf(transfer, code);
   curl_multi_remove_handle(multi_, transfer.curl());
   auto easy = transfer.takeEasyHandle();
   if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));

@@ -3,7 +3,7 @@
 #include <curl/curl.h>
 
 #include <chrono>
-#include <deque>
+#include <list>
 #include <memory>
 #include <optional>
 #include <span>
@@ -14,11 +14,14 @@
 
 namespace orx::platform {
 
+// Moved from list to list without need of memory.
+using TransferList = std::list<std::unique_ptr<Transfer>>;
+
 // libcurl's multi handle at work on all transfers. Connections, TLS sessions and the parsed
 // certificate authorities are shared by all of them. Used by one thread at a time, wake() apart.
 class MultiHandle {
  public:
-  MultiHandle() = default;
+  MultiHandle();
   MultiHandle(const MultiHandle&) = delete;
   MultiHandle& operator=(const MultiHandle&) = delete;
 
@@ -30,7 +33,7 @@ class MultiHandle {
   void abandon();
 
   // Takes all transfers out of the list. runOnce() starts a few of them at a time.
-  void enqueue(std::vector<std::unique_ptr<Transfer>>& transfers);
+  void enqueue(TransferList& transfers);
   // Waits until a connection is ready, a time is over, or somebody wakes it up; not at all when
   // `isUrgent`.
   void wait(bool isUrgent);
@@ -50,23 +53,29 @@ class MultiHandle {
   std::unique_ptr<EasyHandle> takeEasyHandle();
   void start(std::unique_ptr<Transfer> transfer);
   void addToMulti(Transfer& transfer);
+  void work(curl_socket_t descriptor, int bits);
   void dispatchReady();
+  void endUnwatched();
   bool isAnyOverdue();
   void drainReady();
   void endOverdue();
   void collectFinished();
   void end(Transfer& transfer, CURLcode code);
+  TransferOutcome outcomeOf(Transfer& transfer, CURLcode code) const;
 
   CURLSH* share_ = nullptr;
   CURLM* multi_ = nullptr;
   // When libcurl wants to be called though no connection is ready.
   std::optional<Clock::time_point> timer_;
-  std::deque<std::unique_ptr<Transfer>> queued_;
+  TransferList queued_;
   std::vector<std::unique_ptr<Transfer>> running_;  // in no order
   // No running transfer's deadline is before this. Progress moves a deadline on and leaves this as
   // it is, so noting progress costs next to nothing.
   Clock::time_point firstDeadline_ = Clock::time_point::max();
   std::span<const epoll_event> ready_;
+  bool someAreUnwatched_ = false;  // transfers whose socket the system does not watch
+  // Made while there is memory.
+  const std::shared_ptr<Error> outOfMemory_;
 
   TransferContext context_;
   // Kept set up for the next transfers, which mostly have the same configuration.

@@ -23,6 +23,10 @@ void readNumber(std::string_view text, Number& number) {
   std::from_chars(text.data(), text.data() + text.size(), number);
 }
 
+constexpr bool isRedirect(long status) {
+  return (status >= 301 && status <= 303) || status == 307 || status == 308;
+}
+
 // What follows the field's name and the blanks after it; absent when it is another field's line.
 // `name` holds the colon.
 std::optional<std::string_view> valueOf(std::string_view line, std::string_view name) {
@@ -71,10 +75,15 @@ ReplyParser::Next ReplyParser::endHead(bool followsRedirects) {
     reply_.isUnknown1xx = reply_.statusCode > lastKnownInterim;
     return reply_.isUnknown1xx && reply_.announcesBody ? Next::nothing : Next::head;
   }
-  const bool isRedirect = reply_.statusCode >= 300 && reply_.statusCode < 400;
-  if (followsRedirects && isRedirect && reply_.namesLocation) return Next::redirectedReply;
+  if (followsRedirects && isRedirect(reply_.statusCode) && reply_.namesLocation) {
+    return Next::redirectedReply;
+  }
   reply_.headIsComplete = true;
   return Next::body;
+}
+
+bool ReplyParser::isNoRedirect() const {
+  return reply_.statusCode >= 300 && reply_.statusCode < 400 && !isRedirect(reply_.statusCode);
 }
 
 bool ReplyParser::takeBody(std::string_view piece) {

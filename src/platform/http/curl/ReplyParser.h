@@ -13,8 +13,8 @@ namespace orx::platform {
 // pieces of the body; which reply counts, and how much of it is taken, is decided here.
 class ReplyParser {
  public:
-  // What there was too much of, for the ceilings or for the memory.
-  enum class Excess { none, header, body, memory };
+  // What there was too much of for the ceilings.
+  enum class Excess { none, header, body };
   // What comes after a line of the head; `nothing`: the line was refused, and the transfer ends.
   enum class Next { head, body, redirectedReply, nothing };
 
@@ -26,12 +26,13 @@ class ReplyParser {
   Next takeHeaderLine(std::string_view line, bool followsRedirects);
   // False when nothing more is wanted.
   bool takeBody(std::string_view piece);
-  void runOutOfMemory() { excess_ = Excess::memory; }
   // Starts over for another reply. The bytes of headers still count, so that no number of small
   // replies gets past the ceiling.
   void reset() { reply_ = {}; }
 
   long statusCode() const { return reply_.statusCode; }
+  // True from the status line of a 3xx on that sends nobody elsewhere, though it may name a place.
+  bool isNoRedirect() const;
   bool headIsComplete() const { return reply_.headIsComplete; }
   // True after a complete head with a status from 104 to 199: an interim reply by its number, but
   // none that HTTP defines.

@@ -37,7 +37,9 @@ bool readEndpoint(int descriptor, AddressOf addressOf, std::string& address, int
 }  // namespace
 
 int SocketRegistry::open(int family, int type, int protocol) {
-  const int descriptor = socket(family, type | SOCK_CLOEXEC, protocol);
+  // libcurl asks for no blocking as well, and goes on when the system refuses it: a silent peer
+  // would then hold up all transfers.
+  const int descriptor = socket(family, type | SOCK_CLOEXEC | SOCK_NONBLOCK, protocol);
   if (descriptor < 0) return -1;
   try {
     poller_.registerSocket(descriptor);
@@ -68,18 +70,20 @@ void SocketRegistry::resolveEndpoints() {
   });
 }
 
-bool SocketRegistry::peerHasClosed(const Endpoints& endpoints) {
+bool SocketRegistry::isDead(const Endpoints& endpoints) {
   auto found = resolved_.find(endpoints);
   // A connection is asked for only when it is used a second time, so its endpoints are read then:
   // many connections serve one transfer and are never asked for.
   if (found == resolved_.end()) {
     resolveEndpoints();
     found = resolved_.find(endpoints);
-    if (found == resolved_.end()) return false;
+    if (found == resolved_.end()) return true;
   }
   // MSG_PEEK cannot tell: an unread close_notify precedes the FIN.
   pollfd state{found->second, POLLIN | POLLRDHUP, 0};
-  return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+  const int ready = poll(&state, 1, 0);
+  constexpr int ends = POLLRDHUP | POLLHUP | POLLERR | POLLNVAL;
+  return ready < 0 || (ready > 0 && (state.revents & ends) != 0);
 }
 
 void SocketRegistry::closeAll() {

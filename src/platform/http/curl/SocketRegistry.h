@@ -33,9 +33,9 @@ class SocketRegistry {
   // How many are open.
   std::size_t count() const { return unresolved_.size() + resolved_.size(); }
 
-  // True when the peer has closed its side, so that what is sent now is lost. False for an unknown
-  // connection.
-  bool peerHasClosed(const Endpoints& endpoints);
+  // True when what is sent now is lost: the peer has closed its side, or the connection has broken
+  // so far that the system does not know its peer any more.
+  bool isDead(const Endpoints& endpoints);
 
   // In the child of a fork: closes the descriptors and says nothing to the peers, since the
   // connections go on in the parent.

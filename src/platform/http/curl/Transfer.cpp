@@ -19,13 +19,29 @@ bool isFailureToConnect(CURLcode code) {
 
 }  // namespace
 
+// Brings the outcome to the handler. Made together with the transfer, whose end may find no memory.
+// The handler goes with it, so that what it holds is destroyed on a worker too: a destructor of the
+// host's must not run in the midst of libcurl's work.
+class Transfer::Report final : public Job {
+ public:
+  explicit Report(TransferHandler handler) : handler_(std::move(handler)) {}
+  void setOutcome(TransferOutcome outcome) { outcome_ = std::move(outcome); }
+  void run() override { handler_(outcome_); }
+
+ private:
+  const TransferHandler handler_;
+  TransferOutcome outcome_;
+};
+
 Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
                    TransferHandler handler)
     : request_(std::move(request)),
       configuration_(std::move(configuration)),
-      handler_(std::move(handler)),
+      report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
       redirectsLeft_(limits::redirects),
       reply_(configuration_->maximumHeaderSize, configuration_->maximumBodySize) {}
+
+Transfer::~Transfer() = default;
 
 void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context) {
   easy_ = std::move(easy);
@@ -43,8 +59,11 @@ void Transfer::setRequest(bool needsFreshConnection) {
                     redirectsLeft_, needsFreshConnection);
 }
 
-std::unique_ptr<EasyHandle> Transfer::takeEasyHandle() {
+std::unique_ptr<EasyHandle> Transfer::takeEasyHandle() noexcept {
   easy_->setClient(nullptr);
+  // libcurl counts over a handle's whole life how often it sent a request anew, and fails with the
+  // sixth time. Set up anew, the handle begins at 0.
+  if (wasRepeated_) easy_->forgetConfiguration();
   return std::move(easy_);
 }
 
@@ -62,19 +81,23 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
   // libcurl sends a request again, by itself, when a kept connection dies without an answer. Once
   // bytes have left, the server may have acted upon them: no second time.
   const bool isRepeated = sending_ && now.redirects == before.redirects;
+  if (isRepeated) wasRepeated_ = true;
   if (isRepeated && now.bytes > before.bytes) return false;
   // A connection made just now cannot have been closed by an idle server: only a kept one is
   // tested.
   const bool isNew = now.connections > before.connections;
   if (isNew) {
     easy_->reportProgress(true);
-  } else if (context_->sockets.peerHasClosed(connection)) {
+  } else if (context_->sockets.isDead(connection)) {
     // A server ends a connection that was idle for long. Sent into it, the request would count as
     // lost though nobody read it, so it goes over a fresh connection instead.
     connectionWasDead_ = true;
     return false;
   }
   sending_ = now;
+  // libcurl would keep a connection on which sending failed. The TLS library still holds what could
+  // not be sent, and would send it in place of the next request.
+  easy_->keepConnection(false);
   // A redirect that libcurl followed has left its own reply here.
   reply_.reset();
   stage_ = TransferStage::waiting;
@@ -100,8 +123,14 @@ std::size_t Transfer::onReadBody(std::span<char> buffer) noexcept {
 bool Transfer::onHeaderLine(std::string_view line) noexcept {
   noteProgress();
   const ReplyParser::Next next = reply_.takeHeaderLine(line, !request_.httpBody);
+  // libcurl goes wherever any 3xx says, so it is told to stay before it has read the place.
+  if (reply_.isNoRedirect()) easy_->followRedirects(false);
   if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
   if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
+  // What fails from here on makes libcurl close the connection by itself.
+  if (next == ReplyParser::Next::body || next == ReplyParser::Next::redirectedReply) {
+    easy_->keepConnection(true);
+  }
   return next != ReplyParser::Next::nothing;
 }
 
@@ -112,7 +141,7 @@ bool Transfer::onBody(std::string_view bytes) noexcept {
   try {
     return reply_.takeBody(bytes);
   } catch (const std::exception&) {
-    reply_.runOutOfMemory();
+    onNoMemory();
     return false;
   }
 }
@@ -161,7 +190,7 @@ TransferOutcome Transfer::finish(CURLcode code) {
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&
-                            code != CURLE_OPERATION_TIMEDOUT;
+                            code != CURLE_OPERATION_TIMEDOUT && !ranOutOfMemory_;
   const bool hasReply = isUnknown1xx || reply_.headIsComplete();
   TransferOutcome outcome;
   if (hasReply) {
@@ -170,7 +199,7 @@ TransferOutcome Transfer::finish(CURLcode code) {
   }
   // With a reply and an error the caller gets both: what arrived before a connection broke off is
   // still of use to operations that read a body so far.
-  if (code != CURLE_OK && !isUnknown1xx) {
+  if ((code != CURLE_OK || ranOutOfMemory_) && !isUnknown1xx) {
     outcome.error = transportError(failureOf(code));
   } else if (!hasReply) {
     // libcurl saw no failure, and yet no head came to its end. Without this error the handler would
@@ -181,11 +210,9 @@ TransferOutcome Transfer::finish(CURLcode code) {
 }
 
 void Transfer::report(TransferOutcome outcome) {
-  if (!handler_) return;
-  // The handler moves into the job, so that what it holds is destroyed on a worker too: a
-  // destructor of the host's must not run in the midst of libcurl's work.
-  WorkerPool::shared().submit(
-      makeJob([handler = std::move(handler_), outcome = std::move(outcome)] { handler(outcome); }));
+  if (!report_) return;
+  report_->setOutcome(std::move(outcome));
+  WorkerPool::shared().submit(std::move(report_));
 }
 
 // ---- What went wrong. ----
@@ -201,6 +228,7 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   failure.stage = stage_;
   failure.url = effectiveURL().value_or(request_.url.absoluteString());
   failure.detail = easy_->errorText();
+  failure.proxy = easy_->proxyInHandshake();
   if (code == CURLE_COULDNT_CONNECT) {
     failure.systemError = static_cast<int>(easy_->number(CURLINFO_OS_ERRNO));
   }
@@ -213,13 +241,20 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
     tooLong("header", configuration_->maximumHeaderSize);
   } else if (reply_.excess() == ReplyParser::Excess::body) {
     tooLong("body", configuration_->maximumBodySize);
-  } else if (reply_.excess() == ReplyParser::Excess::memory) {
-    failure.code = CURLE_FILESIZE_EXCEEDED;
-    failure.detail = "there is not enough memory for it";
+  } else if (ranOutOfMemory_) {
+    failure.code = CURLE_OUT_OF_MEMORY;
+    failure.detail = "there is not enough memory";
+  } else if (systemError_ != 0) {
+    failure.systemError = systemError_;
   } else if (stage_ == TransferStage::waiting && isFailureToConnect(code)) {
     // The request has left, so the connection that cannot be made is one that libcurl wanted in
     // order to send it again. To the caller the first connection was lost.
     failure.code = CURLE_SEND_FAIL_REWIND;
+  } else if (wasRepeated_ && code == CURLE_SEND_ERROR) {
+    // libcurl only says how often it has tried, which is no help to the caller.
+    const bool hasLeft = easy_->number(CURLINFO_REQUEST_SIZE) > sending_.value_or(Sending{}).bytes;
+    if (hasLeft) failure.code = CURLE_SEND_FAIL_REWIND;
+    failure.detail = "each connection was lost before the request could leave";
   }
   return failure;
 }

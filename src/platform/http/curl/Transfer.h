@@ -33,16 +33,17 @@ class Transfer final : private EasyHandle::Client {
  public:
   Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
            TransferHandler handler);
+  ~Transfer();
 
   const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
     return configuration_;
   }
   CURL* curl() const { return easy_->curl(); }
-  // The transfer that runs on an easy handle.
-  static Transfer& of(CURL* curl) { return static_cast<Transfer&>(EasyHandle::clientOf(curl)); }
+  // The transfer that runs on an easy handle; null when there is none.
+  static Transfer* of(CURL* curl) { return static_cast<Transfer*>(EasyHandle::clientOf(curl)); }
 
   // Takes an easy handle until takeEasyHandle(), and sets it up for this request. The time-out
-  // counts from here.
+  // counts from here. Like continuesAfter() and finish() it throws std::bad_alloc without memory.
   void start(std::unique_ptr<EasyHandle> easy, TransferContext& context);
   // When the time-out strikes, unless there is progress before.
   TransferContext::Clock::time_point deadline() const { return lastProgress_ + easy_->timeout(); }
@@ -51,13 +52,21 @@ class Transfer final : private EasyHandle::Client {
   // Ends the transfer; `code` is libcurl's for the whole. The handle is free for another one once
   // the multi handle no longer has it.
   TransferOutcome finish(CURLcode code);
-  std::unique_ptr<EasyHandle> takeEasyHandle();
+  std::unique_ptr<EasyHandle> takeEasyHandle() noexcept;
 
-  // Brings the outcome to the handler, on a worker.
+  // Something that this transfer needs found no memory; finish() says so.
+  void onNoMemory() noexcept override { ranOutOfMemory_ = true; }
+  // The system does not watch its socket, for the reason that errno gave; finish() says so.
+  void onUnwatched(int systemError) noexcept { systemError_ = systemError; }
+  bool isUnwatched() const { return systemError_ != 0; }
+
+  // Brings the outcome to the handler, on a worker. Needs no memory and throws nothing.
   void report(TransferOutcome outcome);
 
   // The index in the multi handle's list of running transfers, which the multi handle keeps here.
   std::size_t place = 0;
+  // Whether the multi handle watches a socket for it; likewise.
+  bool isWatched = false;
 
  private:
   // What libcurl had done when it was last allowed to send.
@@ -66,6 +75,8 @@ class Transfer final : private EasyHandle::Client {
     long bytes = 0;  // those of CONNECT to a proxy included
     long connections = 0;
   };
+
+  class Report;
 
   void setRequest(bool needsFreshConnection);
   void continueOverAFreshConnection();
@@ -83,7 +94,7 @@ class Transfer final : private EasyHandle::Client {
 
   URLRequest request_;
   std::shared_ptr<const URLSessionConfiguration> configuration_;
-  TransferHandler handler_;
+  std::unique_ptr<Report> report_;  // null when nobody wants it
 
   std::unique_ptr<EasyHandle> easy_;
   TransferContext* context_ = nullptr;
@@ -93,6 +104,9 @@ class Transfer final : private EasyHandle::Client {
   long redirectsLeft_;
   std::optional<Sending> sending_;
   bool connectionWasDead_ = false;
+  bool wasRepeated_ = false;
+  bool ranOutOfMemory_ = false;
+  int systemError_ = 0;
 
   TransferStage stage_ = TransferStage::connecting;
   ReplyParser reply_;

@@ -6,10 +6,11 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 #include "platform/http/TransportError.h"
 #include "platform/http/curl/MultiHandle.h"
+#include "platform/http/curl/Proxy.h"
+#include "platform/http/curl/TLSOptions.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
@@ -31,7 +32,7 @@ struct TransferEngine::State {
   const State* const parents;
 
   // Under the inbox's mutex.
-  std::vector<std::unique_ptr<Transfer>> inbox;
+  TransferList inbox;
   bool isRunning = false;  // the pool runs this reactor
   bool sleeps = false;     // the leader waits for sockets and must be woken for a new transfer
   bool isInsideLibcurl = false;
@@ -39,7 +40,7 @@ struct TransferEngine::State {
 
   // The leader's own.
   MultiHandle multi;
-  std::vector<std::unique_ptr<Transfer>> arrived;
+  TransferList arrived;
   bool skippedSockets = false;  // in the last pass
 };
 
@@ -69,22 +70,22 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
     }
   }
   // Outside the lock: nothing of the host's, a handler's destructor either, may run under it.
-  transfer->report(
-      {.error = transportError(NSURLErrorUnknown,
-                               "the system has no thread, descriptor or memory left", {})});
+  transfer->report({.error = transportError(NSURLErrorUnknown,
+                                            "the system has no descriptor or memory left", {})});
 }
 
 bool TransferEngine::ensureRunning() {
   if (state_->isRunning) return true;
   initialiseLibcurl();
   // A failure is not remembered: the next submission tries again, when there may be descriptors.
-  state_->isRunning = state_->multi.open() && WorkerPool::shared().setReactor(*this);
+  state_->isRunning = state_->multi.open();
+  if (state_->isRunning) WorkerPool::shared().setReactor(*this);
   return state_->isRunning;
 }
 
 void TransferEngine::initialiseLibcurl() {
   if (std::exchange(libcurlIsInitialised_, true)) return;
-  curl_global_init(CURL_GLOBAL_DEFAULT);
+  initialiseCurlWithoutKeyLog();
   // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
   // have just registered, and no thread may be inside them by then.
   std::atexit([] { shared().stop(); });
@@ -124,6 +125,8 @@ void TransferEngine::dispatch() {
   leaveLibcurl(lock);
 }
 
+void TransferEngine::interrupt() { state_->multi.wake(); }
+
 // exit() frees what libcurl and OpenSSL share while other threads still run. So stop() forbids to
 // enter from then on, and waits for the thread that is inside.
 bool TransferEngine::enterLibcurl(const InboxLock&) {
@@ -150,8 +153,22 @@ void TransferEngine::stop() {
 
 void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
                    TransferHandler handler) {
-  TransferEngine::shared().submit(
-      std::make_unique<Transfer>(std::move(request), std::move(configuration), std::move(handler)));
+  // Without any worker neither an answer nor an error could be reported.
+  WorkerPool::shared().ensureWorker();
+  // On the caller's thread: the host may change its environment once the call has returned.
+  configuration = withProxyOfEnvironment(std::move(configuration));
+  const auto& proxy = configuration->proxy;
+  if (!proxy || proxy->empty() || parsedProxy(*proxy)) {
+    return TransferEngine::shared().submit(std::make_unique<Transfer>(
+        std::move(request), std::move(configuration), std::move(handler)));
+  }
+  // In words of its own, since libcurl would repeat the text with its password.
+  const auto error = transportError(
+      NSURLErrorCannotConnectToHost,
+      "could not connect to " + request.url.host() + ": what names the proxy is no URL of one",
+      request.url.absoluteString());
+  Transfer(std::move(request), std::move(configuration), std::move(handler))
+      .report({.error = error});
 }
 
 }  // namespace orx::platform

@@ -15,9 +15,9 @@ class TransferEngine final : private Reactor {
  public:
   static TransferEngine& shared();
 
-  // Takes the transfer over; it reports later, from a worker. When no thread can be had, it fails,
-  // and reports once the next thread can. Cheap: wakes at most one thread for any number of
-  // transfers in a row. From any thread.
+  // Takes the transfer over; it reports later, from a worker, of which there must be one. Cheap:
+  // wakes at most one thread for any number of transfers in a row. From any thread. Throws
+  // std::bad_alloc without memory, and the transfer reports nothing.
   void submit(std::unique_ptr<Transfer> transfer);
 
   // For the child of a fork.
@@ -28,7 +28,7 @@ class TransferEngine final : private Reactor {
   using InboxLock = std::unique_lock<std::mutex>;
 
   constexpr TransferEngine() = default;
-  // These four are called with the inbox locked. ensureRunning() is true when a worker leads.
+  // These four are called with the inbox locked. ensureRunning() is false without descriptors.
   bool ensureRunning();
   void initialiseLibcurl();
   // Around each use of libcurl. False when the process ends and libcurl is to be left alone.
@@ -37,6 +37,7 @@ class TransferEngine final : private Reactor {
 
   void wait() override;
   void dispatch() override;
+  void interrupt() override;
   // At exit(): waits, for a bounded time, until no thread is inside libcurl.
   void stop();
 

@@ -1,13 +1,12 @@
 #include "platform/http/curl/TransferFailure.h"
 
-#include <ORXAccount/platform/URL.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
 
 #include "platform/http/TransportError.h"
+#include "platform/http/URLParser.h"
 
 namespace orx::platform {
 namespace {
@@ -58,12 +57,14 @@ std::int64_t platformCode(const TransferFailure& failure) {
 }
 
 std::string whatWasTried(const TransferFailure& failure, std::int64_t code) {
-  const auto url = URL::URLWithString(failure.url);
-  const std::string host = url ? url->host() : failure.url;
+  const auto url = parsedURL(failure.url);
+  const std::string host = failure.proxy ? "the proxy " + *failure.proxy
+                           : url         ? url->host
+                                         : "a place";
   switch (code) {
     case NSURLErrorBadURL:
     case NSURLErrorUnsupportedURL:
-      return "could not use the URL " + failure.url;
+      return "could not use the URL " + shownURL(failure.url);
     case NSURLErrorCannotFindHost:
       return "could not find the host " + host;
     case NSURLErrorSecureConnectionFailed:

@@ -4,6 +4,7 @@
 #include <curl/curl.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace orx::platform {
@@ -15,9 +16,11 @@ enum class TransferStage { connecting, waiting, receiving };
 struct TransferFailure {
   CURLcode code = CURLE_OK;
   TransferStage stage = TransferStage::connecting;
-  int systemError = 0;  // errno of a failed connect, else 0
+  int systemError = 0;  // errno of what the system refused, else 0
   std::string detail;   // libcurl's own words, may be empty
   std::string url;
+  // The host of the proxy that failed, where it was not the server.
+  std::optional<std::string> proxy{};
 };
 
 // The record of NSURLErrorDomain that stands for it; its description names the stage, the host and

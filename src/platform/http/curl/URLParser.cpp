@@ -1,39 +1,33 @@
 #include "platform/http/URLParser.h"
 
-#include <curl/curl.h>
+#include <initializer_list>
 
-#include <memory>
+#include "platform/http/curl/CurlURL.h"
 
 namespace orx::platform {
-namespace {
-
-struct Cleanup {
-  void operator()(CURLU* url) const { curl_url_cleanup(url); }
-};
-
-std::string part(CURLU* url, CURLUPart which) {
-  char* text = nullptr;
-  if (curl_url_get(url, which, &text, 0) != CURLUE_OK) return {};
-  std::string copy(text);
-  curl_free(text);
-  return copy;
-}
-
-}  // namespace
 
 std::optional<URLParts> parsedURL(const std::string& text) {
-  const std::unique_ptr<CURLU, Cleanup> url(curl_url());
   // Any scheme is a URL; that only https is fetched is decided when a transfer starts.
-  if (!url ||
-      curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
-    return std::nullopt;
-  }
-  URLParts parts{.scheme = part(url.get(), CURLUPART_SCHEME),
-                 .host = part(url.get(), CURLUPART_HOST),
-                 .path = part(url.get(), CURLUPART_PATH)};
+  const CurlURL url = parsedByCurl(text, CURLU_NON_SUPPORT_SCHEME);
+  if (!url) return std::nullopt;
+  URLParts parts{.scheme = partOf(url, CURLUPART_SCHEME).value_or(""),
+                 .host = partOf(url, CURLUPART_HOST).value_or(""),
+                 .path = partOf(url, CURLUPART_PATH).value_or("")};
   if (parts.scheme.empty() || parts.host.empty()) return std::nullopt;
   if (parts.path.empty()) parts.path.push_back('/');
   return parts;
+}
+
+std::string shownURL(const std::string& text) {
+  // As libcurl reads the place that a redirect names.
+  constexpr unsigned flags = CURLU_NON_SUPPORT_SCHEME | CURLU_ALLOW_SPACE | CURLU_URLENCODE;
+  const CurlURL url = parsedByCurl(text, flags);
+  if (!url) return {};
+  for (const auto secret : {CURLUPART_USER, CURLUPART_PASSWORD, CURLUPART_OPTIONS, CURLUPART_QUERY,
+                            CURLUPART_FRAGMENT}) {
+    curl_url_set(url.get(), secret, nullptr, 0);
+  }
+  return partOf(url, CURLUPART_URL).value_or("");
 }
 
 }  // namespace orx::platform

@@ -294,12 +294,16 @@ Path SecretServiceConnection::createItem(const Path& collection, const KeychainI
       "  'org.freedesktop.Secret.Item.Attributes': <%@a{ss}>}, %@(oayays), false)",
       attributeOf(item.service).c_str(), attributesOf(item), value);
   const auto reply = ask(collection, collectionInterface, "CreateItem", arguments, "(oo)");
-  return afterPrompt(pathOf(childOf(reply, 0)), pathOf(childOf(reply, 1)));
+  const auto prompt = pathOf(childOf(reply, 1));
+  // A service may ask instead of saying that the keyring is locked.
+  const bool asksFirst = !prompt.empty() && !isLocked(collection);
+  return afterPrompt(pathOf(childOf(reply, 0)), prompt,
+                     asksFirst ? failures::AsksFirst : failures::Locked);
 }
 
 void SecretServiceConnection::deleteItem(const Path& item) {
   const auto reply = ask(item, itemInterface, "Delete", nullptr, "(o)");
-  afterPrompt({}, pathOf(childOf(reply, 0)));
+  afterPrompt({}, pathOf(childOf(reply, 0)), failures::AsksFirst);
 }
 
 // Which objects are unlocked is not told here: the caller looks again, since what a service says
@@ -328,11 +332,13 @@ Path SecretServiceConnection::createDefaultCollection() {
 }
 
 // What the service has made: at once, or where it wants to show a prompt, when that was answered.
-Path SecretServiceConnection::afterPrompt(const Path& made, const Path& prompt) {
+// Throws `forbidden` where nobody may be asked.
+Path SecretServiceConnection::afterPrompt(const Path& made, const Path& prompt,
+                                          const SecretServiceFailure::Kind& forbidden) {
   if (prompt.empty()) return made;
   switch (rules_.mayPrompt()) {
     case PromptRules::Answer::Forbidden:
-      throw SecretServiceFailure{failures::Locked};
+      throw SecretServiceFailure{forbidden};
     case PromptRules::Answer::DismissedBefore:
       throw SecretServiceFailure{failures::DismissedBefore};
     case PromptRules::Answer::Allowed:

@@ -45,9 +45,10 @@ class SecretServiceConnection {
   std::string secretOf(const Path& item);
   void setSecret(const Path& item, const std::string& secret);
 
-  // For these the service may want to show a prompt first. They wait for its end, and throw Locked
-  // or DismissedBefore without showing it where the rules forbid it, Dismissed or Unanswered where
-  // somebody did not consent. What is made is empty where the service does not say what it made.
+  // For these the service may want to show a prompt first. They wait for its end, and throw Locked,
+  // AsksFirst (nothing is locked) or DismissedBefore without showing it where the rules forbid it,
+  // Dismissed or Unanswered where somebody did not consent. What is made is empty where the service
+  // does not say what it made.
   Path createItem(const Path& collection, const KeychainItem& item, const std::string& secret);
   void deleteItem(const Path& item);
   void unlock(const std::vector<Path>& objects);
@@ -79,7 +80,8 @@ class SecretServiceConnection {
   void startService();
   const Path& session();
   GVariant* encoded(const std::string& secret);
-  Path afterPrompt(const Path& made, const Path& prompt);
+  Path afterPrompt(const Path& made, const Path& prompt,
+                   const SecretServiceFailure::Kind& forbidden = failures::Locked);
   Path show(const Path& prompt);
 
   std::shared_ptr<SecretServiceCall> call_;

@@ -48,7 +48,8 @@ inline constexpr Kind Forked{
     "Start a new program in the child, or use the keychain in the parent."};
 inline constexpr Kind BusUnusable{
     errSecNotAvailable, "The session bus cannot be used.",
-    "Check DBUS_SESSION_BUS_ADDRESS, and that the program runs as the session's user."};
+    "Check DBUS_SESSION_BUS_ADDRESS (it must begin with unix:), and that the program runs as the "
+    "session's user."};
 inline constexpr Kind NotStarted{errSecNotAvailable, "The Secret Service could not be started.",
                                  "See the session's log for why the keyring did not start."};
 inline constexpr Kind Silent{errSecNotAvailable, "The Secret Service did not answer in time.",
@@ -65,9 +66,13 @@ inline constexpr Kind OutOfResources{errSecIO,
 inline constexpr std::string_view allowAnew =
     "Unlock the keyring, or let the application allow prompts anew.";
 inline constexpr Kind Locked{
-    errSecInteractionNotAllowed, "The keyring is locked, or wants to ask somebody first.",
+    errSecInteractionNotAllowed, "The keyring is locked.",
     "Unlock the keyring (log in to the desktop, or open its key manager), or let the application "
     "allow prompts."};
+inline constexpr Kind AsksFirst{
+    errSecInteractionRequired,
+    "The keyring asks somebody before each change, and the application allows no prompts.",
+    "Let the application allow prompts, or switch this question off in the key manager."};
 inline constexpr Kind DismissedBefore{errSecInteractionNotAllowed,
                                       "The keyring is locked, and its prompt was dismissed before.",
                                       allowAnew};

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <new>
 #include <system_error>
@@ -27,14 +28,29 @@ bool isOwnSocket(const std::string& path) {
   return stat(path.c_str(), &file) == 0 && S_ISSOCK(file.st_mode) && file.st_uid == geteuid();
 }
 
+// Secrets are handed over unencrypted, so each of the places that the address lists must be a
+// socket of this machine: "tcp:" would send them over a network, "unixexec:" to whatever program it
+// names.
+void requireLocalSocket(std::string_view address) {
+  while (!address.empty()) {
+    const auto end = std::min(address.find(';'), address.size());
+    if (!address.starts_with("unix:")) {
+      throw SecretServiceFailure{failures::BusUnusable, "its address is not a local socket's"};
+    }
+    address.remove_prefix(std::min(end + 1, address.size()));
+  }
+}
+
 // The address of the user's session bus, as the environment and the runtime directory name it. Read
-// at each operation; absent where neither names one. No bus is ever started.
+// at each operation; absent where neither names one. No bus is ever started. Throws for one that
+// may not be used.
 std::optional<std::string> sessionBusAddress() {
   if (const char* address = secure_getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) {
     // The first says that the bus is switched off. The second asks for one to be started, which a
     // library must not do.
     const std::string_view text = address;
     if (text.starts_with("disabled:") || text.starts_with("autolaunch:")) return std::nullopt;
+    requireLocalSocket(text);
     return address;
   }
   const char* directory = secure_getenv("XDG_RUNTIME_DIR");
@@ -70,10 +86,10 @@ Result<Data> carryOut(const Work& work, const std::string& address,
 
 Result<Data> perform(const Rules& rules, const KeychainItem& item, Deadline deadline,
                      const Work& work) {
-  // On the caller's thread: the host may change its environment once the call has returned.
-  const auto address = sessionBusAddress();
-  if (!address) return failureOf({failures::NoBus});
   try {
+    // On the caller's thread: the host may change its environment once the call has returned.
+    const auto address = sessionBusAddress();
+    if (!address) return failureOf({failures::NoBus});
     requireSecretServiceLibrary();
     const auto call = std::make_shared<SecretServiceCall>(deadline);
     startBackgroundThread([work, address = *address, call, rules, item] {

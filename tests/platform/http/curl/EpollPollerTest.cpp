@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <thread>
 
 #include "platform/http/curl/EpollPoller.h"
 #include "support/Await.h"
+#include "support/FailingCalls.h"
 
 namespace orx::testing {
 
@@ -115,6 +117,27 @@ TEST_F(EpollPollerTest, IsWokenFromAnotherThread) {
   std::thread waker([this] { poller_.wake(); });
   EXPECT_TRUE(poller_.wait(std::chrono::hours(1)).empty());
   waker.join();
+}
+
+TEST_F(EpollPollerTest, IsWokenWhereTheEventCannotBeWritten) {
+  {
+    const FailingCalls failing(FailingCalls::Function::write, EIO, 1);
+    poller_.wake();
+    EXPECT_EQ(failing.count(), 1U);
+  }
+  EXPECT_TRUE(poller_.wait(std::chrono::hours(1)).empty());
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(poller_.wait(std::chrono::milliseconds(20)).empty());
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(20));
+}
+
+TEST_F(EpollPollerTest, SaysWhenTheSystemDoesNotWatchASocket) {
+  {
+    const FailingCalls failing(FailingCalls::Function::epoll_ctl, ENOSPC, 1);
+    EXPECT_FALSE(poller_.setInterest(near(), EPOLLIN));
+    EXPECT_EQ(errno, ENOSPC);
+  }
+  EXPECT_TRUE(poller_.setInterest(near(), EPOLLIN));
 }
 
 TEST_F(EpollPollerTest, RemembersThatItWasWoken) {

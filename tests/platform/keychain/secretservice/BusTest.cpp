@@ -9,6 +9,7 @@
 #include "platform/keychain/secretservice/ServiceFixture.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
+#include "support/LoopbackListener.h"
 
 namespace orx {
 
@@ -82,6 +83,24 @@ TEST_F(Bus, ThatRefusesTheUserIsAnError) {
 TEST_F(Bus, WithAnAddressThatIsNoneIsAnError) {
   setAddress("nonsense");
   expectEach(errSecNotAvailable, false);
+}
+
+TEST_F(Bus, ThatIsNoLocalSocketIsNotSpokenToAndNoReasonToStandIn) {
+  const testing::LoopbackListener listener(SOCK_NONBLOCK);
+  const auto remote = "tcp:host=127.0.0.1,port=" + std::to_string(listener.port());
+  const auto program = "unixexec:path=/usr/bin/touch,argv1=" + (home.path() / "run").string();
+  bus.emplace(home.path());
+  startWithItem("");
+  const std::string local = getenv("DBUS_SESSION_BUS_ADDRESS");
+  for (const auto& address : {remote, program, remote + ";" + local, local + ";" + remote}) {
+    setAddress(address);
+    expectEach(errSecNotAvailable, false);
+  }
+  EXPECT_EQ(listener.accept(), -1);
+  EXPECT_FALSE(std::filesystem::exists(home.path() / "run"));
+  EXPECT_EQ(service.calls("OpenSession"), 0);
+  setAddress(local + ";" + local);
+  EXPECT_EQ(read().bytes, "old");
 }
 
 TEST_F(Bus, WithoutAServiceHasNone) {

@@ -1,65 +1,14 @@
 // The keyring and the file store as one store, while services come and go.
 
-#include <cstdlib>
-
-#include "platform/keychain/PolicyKeychainStore.h"
 #include "platform/keychain/StoreStatus.h"
-#include "platform/keychain/secretservice/ServiceFixture.h"
+#include "platform/keychain/secretservice/PolicyFixture.h"
 
 namespace orx {
 
 using namespace platform;
 namespace {
 
-constexpr auto missing = errSecItemNotFound;
-
-class Policy : public testing::ServiceFixture {
- protected:
-  Policy() : address(getenv("DBUS_SESSION_BUS_ADDRESS")) {
-    const PromptRules rules{.mayPrompt = [this] { return prompts; }, .noteDismissed = [] {}};
-    store = std::make_shared<PolicyKeychainStore>(
-        PolicyKeychainStore::Stores{std::make_shared<SecretServiceStore>(rules)},
-        [this] { return policy; });
-    startEmpty("");
-  }
-
-  static Deadline deadline() { return std::chrono::steady_clock::now() + std::chrono::seconds(20); }
-
-  void headless() { unsetenv("DBUS_SESSION_BUS_ADDRESS"); }
-  void desktop() { setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1); }
-
-  // As a sign-in writes.
-  OSStatus signIn(std::string_view user) {
-    const auto updated = statusOf(store->update(item, Data(user), deadline()));
-    if (updated != missing) return updated;
-    return statusOf(store->add(item, Data(user), deadline()));
-  }
-  OSStatus signOut() { return statusOf(store->remove(item, deadline())); }
-  // The user, or the status in its place.
-  std::string user() {
-    const auto bytes = store->copy(item, deadline());
-    return bytes ? std::string(bytes->text()) : std::to_string(statusOf(bytes));
-  }
-  std::string inFile() {
-    ItemFile file(item);
-    EXPECT_TRUE(file.look());
-    const auto& bytes = file.state().bytes;
-    return bytes ? std::string(bytes->text()) : "-";
-  }
-  std::string inKeyring() {
-    const auto ending = read();
-    return ending.status == errSecSuccess ? ending.bytes : "-";
-  }
-  // Whether anything is left that says where the item is.
-  bool hasNote() { return std::filesystem::exists(itemFile); }
-
-  const std::string address;
-  KeychainPolicy policy = KeychainPolicy::PreferSecretService;
-  std::shared_ptr<PolicyKeychainStore> store;
-  const std::filesystem::path itemFile = home.keychainDirectory() / ItemFile::nameOf(item);
-  const std::string nobody = std::to_string(missing);
-  const std::string unavailable = std::to_string(errSecNotAvailable);
-};
+using testing::Policy;
 
 TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
@@ -115,6 +64,47 @@ TEST_F(Policy, NeverLetsTheFileStandInForAServiceThatExists) {
     EXPECT_EQ(inFile(), "-") << script;
   }
   service.stop();
+}
+
+TEST_F(Policy, LetsTheFileStandInForAKeyringThatAsksBeforeEachChangeWhereNobodyMayBeAsked) {
+  startEmpty("ask CreateItem\nask Delete\nprompt answer");
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  EXPECT_EQ(keychainStatus().store, "file");
+  EXPECT_EQ(inFile() + inKeyring(), "A-");
+  EXPECT_EQ(user(), "A");
+  ASSERT_EQ(signOut(), errSecSuccess);
+  EXPECT_FALSE(hasNote());
+
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  prompts = PromptRules::Answer::Allowed;
+  ASSERT_EQ(signIn("B"), errSecSuccess);
+  EXPECT_EQ(inFile() + inKeyring(), "-B");
+  // Who lies in the keyring goes from there or not at all.
+  prompts = PromptRules::Answer::Forbidden;
+  EXPECT_EQ(signOut(), errSecInteractionNotAllowed);
+  EXPECT_EQ(inKeyring(), "B");
+}
+
+TEST_F(Policy, DoesNotStandInForAKeyringThatIsLockedOrWhosePromptWasDismissed) {
+  startEmpty("locked refuse\nask CreateItem");
+  EXPECT_EQ(signIn("A"), errSecInteractionNotAllowed);
+  service.setScript("ask CreateItem");
+  prompts = PromptRules::Answer::DismissedBefore;
+  EXPECT_EQ(signIn("A"), errSecInteractionNotAllowed);
+  prompts = PromptRules::Answer::Forbidden;
+  policy = KeychainPolicy::SecretServiceOnly;
+  EXPECT_EQ(signIn("A"), errSecInteractionNotAllowed);
+  EXPECT_EQ(inFile() + inKeyring(), "--");
+}
+
+TEST_F(Policy, KeepsTheUserBehindALinkAsWell) {
+  const auto data = home.keychainDirectory().parent_path();
+  std::filesystem::create_directory(home.path() / "volume");
+  std::filesystem::create_directory_symlink(home.path() / "volume", data);
+  EXPECT_EQ(user(), nobody);
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  EXPECT_EQ(user(), "A");
+  EXPECT_EQ(inKeyring(), "A");
 }
 
 TEST_F(Policy, KeepsTheOldUserWhenTheKeyringRefusesTheNewOne) {
@@ -182,68 +172,6 @@ TEST_F(Policy, DoesNotBringBackAnOlderUserThatNoFileTellsOfAfterASignOutWithoutA
 }
 
 // What an earlier version stored: a record beside the item's file.
-
-class PolicyOverARecord : public Policy {
- protected:
-  void record(std::string_view text) {
-    std::filesystem::create_directories(home.keychainDirectory());
-    std::filesystem::permissions(home.keychainDirectory(), std::filesystem::perms(0700));
-    testing::writeContent(recordFile, text);
-    std::filesystem::permissions(recordFile, std::filesystem::perms(0600));
-  }
-  void putInFile(std::string_view user) {
-    policy = KeychainPolicy::FileOnly;
-    ASSERT_EQ(signIn(user), errSecSuccess);
-    policy = KeychainPolicy::PreferSecretService;
-  }
-
-  const std::filesystem::path recordFile =
-      std::filesystem::path(itemFile).replace_extension(".state");
-};
-
-TEST_F(PolicyOverARecord, ReadsTheKeyringThatItNamesAndNotTheStaleFile) {
-  startWithItem("");
-  putInFile("stale");
-  record("newest: secret-service\nstale: file\n");
-  EXPECT_EQ(user(), "old");
-  headless();
-  EXPECT_EQ(user(), unavailable);
-  desktop();
-  EXPECT_EQ(signIn("A"), errSecSuccess);
-  EXPECT_EQ(user(), "A");
-  EXPECT_EQ(inKeyring() + inFile(), "A-");
-  EXPECT_FALSE(std::filesystem::exists(recordFile));
-}
-
-TEST_F(PolicyOverARecord, ReadsTheFileThatItNamesAndRemovesTheStaleCopyInTheKeyring) {
-  startWithItem("");
-  putInFile("A");
-  record("newest: file\nstale: secret-service\n");
-  EXPECT_EQ(user(), "A");
-  EXPECT_EQ(inKeyring() + inFile(), "-A");
-  EXPECT_FALSE(std::filesystem::exists(recordFile));
-}
-
-TEST_F(PolicyOverARecord, RestoresNobodyWhoHadSignedOut) {
-  startWithItem("");
-  putInFile("stale");
-  record("newest: nowhere\nstale: secret-service file\n");
-  EXPECT_EQ(user(), nobody);
-  EXPECT_EQ(inKeyring(), "-");
-  EXPECT_EQ(signOut(), missing);
-  EXPECT_FALSE(hasNote() || std::filesystem::exists(recordFile));
-}
-
-TEST_F(PolicyOverARecord, SaysSoWhenItIsDamagedAndBringsNobodyBack) {
-  startWithItem("");
-  putInFile("stale");
-  record("newest: secret-serv");
-  EXPECT_EQ(user(), std::to_string(errSecDecode));
-  EXPECT_EQ(signOut(), errSecSuccess);
-  EXPECT_EQ(user(), nobody);
-  EXPECT_EQ(inKeyring() + inFile(), "--");
-  EXPECT_FALSE(hasNote() || std::filesystem::exists(recordFile));
-}
 
 TEST_F(Policy, SweepsWhatADeadWriterLeftBesideAKeyring) {
   ASSERT_EQ(signIn("A"), errSecSuccess);

@@ -1,0 +1,93 @@
+#include "platform/http/curl/TLSOptions.h"
+
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string_view>
+
+#include "platform/http/curl/CurlOption.h"
+
+namespace orx::platform {
+namespace {
+
+// Of TLS 1.2; those of TLS 1.3 are all of this kind.
+constexpr const char* ciphers = "kEECDH:kEDH:!aNULL:!eNULL:!SHA1";
+
+struct FreeNames {
+  void operator()(GENERAL_NAMES* names) const { GENERAL_NAMES_free(names); }
+};
+
+// Without such a name libcurl would take the subject's common name for the host's, which the
+// authority need not have looked at.
+bool namesAHost(const X509* certificate) {
+  const std::unique_ptr<GENERAL_NAMES, FreeNames> names(static_cast<GENERAL_NAMES*>(
+      X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
+  for (int at = 0; at < sk_GENERAL_NAME_num(names.get()); ++at) {
+    const int type = sk_GENERAL_NAME_value(names.get(), at)->type;
+    if (type == GEN_DNS || type == GEN_IPADD) return true;
+  }
+  return false;
+}
+
+// Called by OpenSSL for each certificate of the chain; 0 refuses it.
+int acceptCertificate(int isFine, X509_STORE_CTX* verification) {
+  const bool isTheHosts = X509_STORE_CTX_get_error_depth(verification) == 0;
+  if (isFine == 0 || !isTheHosts) return isFine;
+  if (namesAHost(X509_STORE_CTX_get_current_cert(verification))) return 1;
+  X509_STORE_CTX_set_error(verification, X509_V_ERR_EMPTY_SUBJECT_ALT_NAME);
+  return 0;
+}
+
+// Called by libcurl once it has set up a connection's TLS.
+CURLcode restrictContext(CURL*, void* context, void*) noexcept {
+  auto* tls = static_cast<SSL_CTX*>(context);
+  // The host may have initialised libcurl before, and then there is a key log.
+  SSL_CTX_set_keylog_callback(tls, nullptr);
+  SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, &acceptCertificate);
+  return CURLE_OK;
+}
+
+// The context is OpenSSL's own only where libcurl uses OpenSSL.
+bool usesOpenSSL(CURL* curl) {
+  const curl_tlssessioninfo* session = nullptr;
+  return curl_easy_getinfo(curl, CURLINFO_TLS_SSL_PTR, &session) == CURLE_OK &&
+         session != nullptr && session->backend == CURLSSLBACKEND_OPENSSL;
+}
+
+}  // namespace
+
+void setTLSOptions(CURL* curl) {
+  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+  curl_easy_setopt(curl, CURLOPT_PROXY_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(curl, CURLOPT_PROXY_SSL_VERIFYHOST, 2L);
+  curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
+  curl_easy_setopt(curl, CURLOPT_PROXY_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
+  if (!usesOpenSSL(curl)) return;
+  setText(curl, CURLOPT_SSL_CIPHER_LIST, ciphers);
+  setText(curl, CURLOPT_PROXY_SSL_CIPHER_LIST, ciphers);
+  curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &restrictContext);
+}
+
+// Taking the variable out of the environment would move the others while the host's threads read
+// them. So an empty one stands in its place meanwhile, which libcurl passes over.
+void initialiseCurlWithoutKeyLog() {
+  static char standIn[] = "SSLKEYLOGFILE=";
+  char* hidden = nullptr;
+  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    if (!std::string_view(*variable).starts_with(standIn)) continue;
+    hidden = *variable;
+    *variable = standIn;
+    break;
+  }
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  if (hidden == nullptr) return;
+  // Looked for anew, since the host may have changed other variables.
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    if (*variable == standIn) *variable = hidden;
+  }
+}
+
+}  // namespace orx::platform

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <curl/curl.h>
+
+namespace orx::platform {
+
+// What every TLS connection keeps to, to a server and to a proxy that is reached over TLS: TLS 1.2
+// at least, keys that nobody can work out later from the server's own (forward secrecy), no CBC
+// with SHA-1, a certificate that is verified and names its host as an alternative name. Nobody gets
+// the keys: SSLKEYLOGFILE in the environment has no effect.
+void setTLSOptions(CURL* curl);
+
+// curl_global_init(), which else makes the file that SSLKEYLOGFILE names, in a program with more
+// rights than its user (set-user-ID) too.
+void initialiseCurlWithoutKeyLog();
+
+}  // namespace orx::platform

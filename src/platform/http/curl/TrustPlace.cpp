@@ -1,0 +1,68 @@
+#include "platform/http/curl/TrustPlace.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdint>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace orx::platform {
+namespace {
+
+// "5ed36f99.0": eight hexadecimal digits and a number, as `openssl rehash` names its links.
+bool isHashName(std::string_view name) {
+  constexpr std::size_t hashLength = 8;
+  const auto isHex = [](unsigned char c) { return std::isxdigit(c) != 0; };
+  const auto isDigit = [](unsigned char c) { return std::isdigit(c) != 0; };
+  return name.size() > hashLength + 1 && name[hashLength] == '.' &&
+         std::ranges::all_of(name.substr(0, hashLength), isHex) &&
+         std::ranges::all_of(name.substr(hashLength + 1), isDigit);
+}
+
+bool hasHashes(const char* directory) {
+  std::error_code ignored;
+  std::filesystem::directory_iterator entry(directory, ignored);
+  const std::filesystem::directory_iterator end;
+  for (; !ignored && entry != end; entry.increment(ignored)) {
+    if (isHashName(entry->path().filename().native())) return true;
+  }
+  return false;
+}
+
+// What changes whenever the file is written or replaced.
+std::array<std::uint64_t, 7> marksOf(const struct stat& file) {
+  const auto number = [](auto value) { return static_cast<std::uint64_t>(value); };
+  return {number(file.st_dev),         number(file.st_ino),          number(file.st_size),
+          number(file.st_mtim.tv_sec), number(file.st_mtim.tv_nsec), number(file.st_ctim.tv_sec),
+          number(file.st_ctim.tv_nsec)};
+}
+
+}  // namespace
+
+std::optional<TrustPlace> systemTrust(const char* bundle, const char* directory) {
+  if (directory != nullptr && hasHashes(directory)) return TrustPlace{directory, true};
+  if (bundle != nullptr && access(bundle, R_OK) == 0) return TrustPlace{bundle, false};
+  return std::nullopt;
+}
+
+FileState::FileState(const std::string& path) { exists_ = stat(path.c_str(), &file_) == 0; }
+
+bool operator==(const FileState& left, const FileState& right) {
+  return left.exists_ == right.exists_ &&
+         (!left.exists_ || marksOf(left.file_) == marksOf(right.file_));
+}
+
+std::string FileState::respelled(const std::string& path) const {
+  // FNV-1a, and then each bit of it as a step that leads nowhere: "/" or "/.".
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  for (const std::uint64_t mark : marksOf(file_)) hash = (hash ^ mark) * 0x100000001B3U;
+  std::string name = path.starts_with('/') ? "" : ".";
+  for (; hash != 0; hash >>= 1U) name += (hash & 1U) != 0 ? "/." : "/";
+  return name + '/' + path;
+}
+
+}  // namespace orx::platform

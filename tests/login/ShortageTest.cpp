@@ -1,0 +1,193 @@
+// Sign-ins and pictures of a host to which the system refuses threads or memory.
+#include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountUser.h>
+#include <ORXAccount/platform/URLSessionConfiguration.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "allocations/FailingAllocation.h"
+#include "support/ServerProcess.h"
+#include "support/SignInFixture.h"
+#include "support/ThreadCount.h"
+#include "support/ThreadLimit.h"
+
+namespace orx::testing {
+namespace {
+
+constexpr int fine = 7;
+
+using Picture = std::optional<Data>;
+
+// A host whose server is another process, so that children of this one may use it.
+class Shortage : public ::testing::TestWithParam<std::size_t> {
+ protected:
+  Shortage() {
+    URLSessionConfiguration::setDefaultConfiguration(server_.configuration());
+    setenv("XDG_CONFIG_HOME", (storage_ / "config").c_str(), 1);
+    setenv("XDG_DATA_HOME", (storage_ / "data").c_str(), 1);
+  }
+
+  static void initialize(const std::shared_ptr<RecordingDelegate>& delegate) {
+    ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
+        std::nullopt, "my-key", "my-app", false);
+    ORVAAccountLoginManager::sharedInstance()->setDelegate(delegate);
+  }
+  static void signIn() {
+    ORVAAccountLoginManager::sharedInstance()->loginWithParameters({{"login", "ada"}});
+  }
+  static int signInTwice() {
+    const auto delegate = std::make_shared<RecordingDelegate>();
+    initialize(delegate);
+    for (int i = 0; i < 2; ++i) {
+      signIn();
+      const LoginReport report = delegate->reports.take();
+      if (report.error || !report.user) return 1;
+    }
+    return delegate->reports.count() == 0 ? fine : 2;
+  }
+
+  static void loadPicture(Mailbox<Picture>& pictures) {
+    ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", "me.png"}})
+        ->loadProfileImageDataWithCompletionBlock(
+            [&](const Picture& data, const auto& /*error*/) { pictures.put(data); });
+  }
+
+  const URLSessionConfiguration& configuration() const { return server_.configuration(); }
+
+ private:
+  static TLSTestServer::Answer answer(const TLSTestServer::Request& request) {
+    if (request.method == "GET") return TLSTestServer::Answer::reply(200, "picture");
+    return TLSTestServer::Answer::reply(
+        200, soapAnswer(resultBlock("1", "OK", "Json", R"([{"login":"ada"}])")));
+  }
+
+  TemporaryDirectory storage_;
+  ServerProcess server_{{kGlobalHost}, answer};
+};
+
+class CallsWithFewThreads : public Shortage {
+ protected:
+  void SetUp() override {
+    if (!canLimitThreads()) GTEST_SKIP() << "only root's processes can be limited";
+    // The child is another user's.
+    std::filesystem::permissions(std::filesystem::path(*configuration().caFile).parent_path(),
+                                 std::filesystem::perms{0755});
+  }
+};
+
+TEST_P(CallsWithFewThreads, SignIn) {
+  EXPECT_EQ(statusWithThreads(GetParam(), [] { return signInTwice(); }), fine);
+}
+
+TEST_P(CallsWithFewThreads, LoadPictures) {
+  EXPECT_EQ(statusWithThreads(GetParam(),
+                              [] {
+                                Mailbox<Picture> pictures;
+                                for (int i = 0; i < 20; ++i) {
+                                  loadPicture(pictures);
+                                  if (pictures.take() != Data("picture")) return 1;
+                                  // The one that leads waits for its sockets when the next load
+                                  // begins.
+                                  if (!eventually(othersSleep)) return 2;
+                                }
+                                return fine;
+                              }),
+            fine);
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, CallsWithFewThreads, ::testing::Values(1, 2, 3),
+                         ::testing::PrintToStringParamName());
+
+TEST_F(CallsWithFewThreads, ASignInWithoutAnyThrowsAndReportsNothing) {
+  EXPECT_EQ(statusWithThreads(0,
+                              [] {
+                                const auto delegate = std::make_shared<RecordingDelegate>();
+                                initialize(delegate);
+                                try {
+                                  signIn();
+                                  return 1;
+                                } catch (const std::system_error&) {
+                                }
+                                limitThreads(1);
+                                const int status = signInTwice();
+                                return delegate->reports.count() == 0 ? status : 3;
+                              }),
+            fine);
+}
+
+TEST_F(CallsWithFewThreads, APictureWithoutAnyThrowsAndReportsNothing) {
+  EXPECT_EQ(statusWithThreads(0,
+                              [] {
+                                Mailbox<Picture> pictures;
+                                try {
+                                  loadPicture(pictures);
+                                  return 1;
+                                } catch (const std::system_error&) {
+                                }
+                                limitThreads(1);
+                                loadPicture(pictures);
+                                if (pictures.take() != Data("picture")) return 2;
+                                return pictures.count() == 0 ? fine : 3;
+                              }),
+            fine);
+}
+
+// Each allocation of the thread that starts a call fails once: either the call throws and nothing
+// comes of it, or it goes on and reports as ever.
+class CallsWithoutMemory : public Shortage {
+ protected:
+  // Starts one call with this allocation failing and then one as ever, and takes all reports. False
+  // once there is no allocation of this number.
+  template <typename T>
+  static bool reportsAllOrNothing(std::size_t number, Mailbox<T>& reports,
+                                  const std::function<void()>& start) {
+    const auto first = withFailingAllocation(number, start);
+    start();
+    if (!first.threw) reports.take();
+    reports.take();
+    if (reports.count() != 0) throw std::logic_error("a call that threw has reported");
+    return first.hasFailed;
+  }
+
+  // The same for the first call of a process, in a child for each number.
+  static void expectOfFirstCalls(const std::function<bool(std::size_t)>& once) {
+    constexpr int over = 8;
+    int status = fine;
+    for (std::size_t number = 0; status == fine; ++number) {
+      ChildProcess child([&] { return once(number) ? fine : over; });
+      status = child.wait();
+    }
+    EXPECT_EQ(status, over);
+  }
+};
+
+TEST_F(CallsWithoutMemory, SignInOrThrow) {
+  const auto delegate = std::make_shared<RecordingDelegate>();
+  initialize(delegate);
+  for (std::size_t number = 0; reportsAllOrNothing(number, delegate->reports, signIn);) ++number;
+}
+
+TEST_F(CallsWithoutMemory, SignInOrThrowAsTheFirstCallOfAProcess) {
+  const auto delegate = std::make_shared<RecordingDelegate>();
+  initialize(delegate);
+  expectOfFirstCalls(
+      [&](std::size_t number) { return reportsAllOrNothing(number, delegate->reports, signIn); });
+}
+
+TEST_F(CallsWithoutMemory, LoadPicturesOrThrow) {
+  Mailbox<Picture> pictures;
+  const auto start = [&] { loadPicture(pictures); };
+  for (std::size_t number = 0; reportsAllOrNothing(number, pictures, start);) ++number;
+}
+
+TEST_F(CallsWithoutMemory, LoadPicturesOrThrowAsTheFirstCallOfAProcess) {
+  Mailbox<Picture> pictures;
+  expectOfFirstCalls([&](std::size_t number) {
+    return reportsAllOrNothing(number, pictures, [&] { loadPicture(pictures); });
+  });
+}
+
+}  // namespace
+}  // namespace orx::testing

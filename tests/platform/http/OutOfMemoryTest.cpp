@@ -1,0 +1,141 @@
+// Memory that runs out ends the call that needs it, with an error that says so, and nothing else.
+#include <curl/curl.h>
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <set>
+
+#include "support/Call.h"
+#include "support/TLSTestServer.h"
+
+namespace orx::testing {
+namespace {
+
+// Counts allocations down to the one that fails.
+class Countdown {
+ public:
+  void begin(int count) { left_ = count; }
+  // True when the failure has come.
+  bool end() { return left_.exchange(0) <= 0; }
+  bool strikes() { return left_ > 0 && --left_ == 0; }
+
+ private:
+  std::atomic<int> left_ = 0;
+};
+Countdown ofTheLibrary;
+Countdown ofLibcurl;
+// The test's own threads, whose memory does not run out.
+thread_local bool isSpared = false;
+
+}  // namespace
+}  // namespace orx::testing
+
+#pragma GCC visibility push(default)
+void* operator new(std::size_t size) {
+  using namespace orx::testing;
+  void* memory = !isSpared && ofTheLibrary.strikes() ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#pragma GCC visibility pop
+
+namespace orx::testing {
+
+using namespace platform;
+namespace {
+
+using Answer = TLSTestServer::Answer;
+
+// What libcurl allocates with.
+void* allocate(std::size_t size) { return ofLibcurl.strikes() ? nullptr : std::malloc(size); }
+void* allocateZeroed(std::size_t count, std::size_t size) {
+  return ofLibcurl.strikes() ? nullptr : std::calloc(count, size);
+}
+void* reallocate(void* memory, std::size_t size) {
+  return ofLibcurl.strikes() ? nullptr : std::realloc(memory, size);
+}
+char* duplicate(const char* text) { return ofLibcurl.strikes() ? nullptr : strdup(text); }
+
+class OutOfMemory : public ::testing::Test {
+ protected:
+  // As a host application that gives libcurl its own allocator. False when libcurl has been used in
+  // this process before, and keeps the one it has.
+  static bool takeOverLibcurl() {
+    curl_global_init_mem(CURL_GLOBAL_DEFAULT, allocate, std::free, reallocate, duplicate,
+                         allocateZeroed);
+    ofLibcurl.begin(1);
+    curl_url_cleanup(curl_url());
+    return ofLibcurl.end();
+  }
+  static URLRequest request() { return postRequest("https://one.example/", "b"); }
+  void expectSuccess() { EXPECT_EQ(call(server_.configuration(), request()).statusCode, 200); }
+
+  TLSTestServer server_{{"one.example"}, [](const auto&) {
+                          isSpared = true;
+                          return Answer::reply(200, "fine");
+                        }};
+};
+
+// Over a kept connection: where memory ends while it makes one, libcurl 7.88 itself crashes.
+TEST_F(OutOfMemory, OfLibcurlEndsOneCallWithAnErrorThatSaysSo) {
+  if (!takeOverLibcurl()) GTEST_SKIP() << "needs a process of its own";
+  expectSuccess();
+  std::set<std::int64_t> codes;
+  for (int at = 1;; ++at) {
+    auto asked = request();
+    ofLibcurl.begin(at);
+    const Outcome outcome = call(server_.configuration(), std::move(asked));
+    if (!ofLibcurl.end()) break;
+    codes.insert(outcome.errorCode());
+    EXPECT_TRUE(outcome.error || outcome.text() == "fine");
+    expectSuccess();
+  }
+  // Before the request has left, and after that.
+  EXPECT_TRUE(codes.contains(NSURLErrorUnknown));
+  EXPECT_TRUE(codes.contains(NSURLErrorDataLengthExceedsMaximum));
+}
+
+TEST_F(OutOfMemory, IsNoReasonToBlameTheTextOfAURL) {
+  if (!takeOverLibcurl()) GTEST_SKIP() << "needs a process of its own";
+  int failures = 0;
+  for (bool failed = true; failed;) {
+    ofLibcurl.begin(failures + 1);
+    try {
+      EXPECT_TRUE(URL::URLWithString("https://one.example/a?b#c"));
+      failed = false;
+    } catch (const std::bad_alloc&) {
+      ++failures;
+    }
+  }
+  ofLibcurl.end();
+  EXPECT_GT(failures, 0);
+}
+
+TEST_F(OutOfMemory, OfTheLibraryEndsOneCallWithAnErrorThatSaysSo) {
+  expectSuccess();
+  isSpared = true;
+  int failures = 0;
+  for (int at = 1;; ++at) {
+    auto configuration = server_.configuration();
+    // Another configuration than the last one needs the most.
+    configuration.maximumBodySize -= static_cast<std::size_t>(at);
+    ofTheLibrary.begin(at);
+    const Outcome outcome = call(configuration, request());
+    if (!ofTheLibrary.end()) break;
+    if (outcome.error) {
+      ++failures;
+      EXPECT_THAT(outcome.error->localizedDescription(), ::testing::HasSubstr("memory")) << at;
+    } else {
+      EXPECT_EQ(outcome.text(), "fine") << at;
+    }
+    expectSuccess();
+  }
+  EXPECT_GT(failures, 1);
+}
+
+}  // namespace
+}  // namespace orx::testing
