@@ -1,8 +1,26 @@
 # Warnings, sanitizers and clang-tidy for the project's own targets. They link this privately, so a
 # consumer of the library gets none of the flags.
 add_library(orx_compiler_settings INTERFACE)
-target_compile_options(orx_compiler_settings INTERFACE -Wall -Wextra -Werror -Wshadow
-                                                       -Wnon-virtual-dtor)
+target_compile_options(orx_compiler_settings INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor)
+# Without it, each folder that the sources are built in gives another library.
+target_compile_options(orx_compiler_settings
+                       INTERFACE -ffile-prefix-map=${PROJECT_BINARY_DIR}=/build
+                                 -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+# What the distribution gives its own libraries. A sanitizer checks the same things by itself.
+add_library(orx_hardening INTERFACE)
+if(ORX_HARDENING AND NOT ORX_SANITIZE AND NOT ORX_LIBFUZZER)
+  target_compile_options(orx_hardening INTERFACE -fstack-protector-strong)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
+    target_compile_options(orx_hardening INTERFACE -fcf-protection)
+  endif()
+  target_compile_definitions(orx_hardening INTERFACE _GLIBCXX_ASSERTIONS)
+  # Fortified functions need the optimiser; a distribution's flags bring a level of their own.
+  if(NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
+    target_compile_definitions(
+      orx_hardening INTERFACE $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:_FORTIFY_SOURCE=2>)
+  endif()
+  target_link_options(orx_hardening INTERFACE LINKER:-z,relro LINKER:-z,now)
+endif()
 if(ORX_SANITIZE)
   if(NOT ORX_SANITIZE MATCHES "^(address|undefined|thread)$")
     message(FATAL_ERROR "ORX_SANITIZE is '${ORX_SANITIZE}'; it takes address, undefined or thread")

@@ -2,10 +2,10 @@
 # it. What a single folder needs is found there.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
-pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
-find_package(OpenSSL REQUIRED)
-pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
-pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc)
+pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl>=7.87)
+find_package(OpenSSL 3.0 REQUIRED)
+pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat>=2.4)
+pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc>=2.5)
 pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
 
 # For the programs beside the library only; the library has a JSON reader of its own.

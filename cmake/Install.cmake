@@ -19,6 +19,13 @@ foreach(kind IN ITEMS Shared Static)
   install(EXPORT ORXAccount${kind}Targets NAMESPACE ORXAccount:: DESTINATION ${ORX_CMAKE_DIR})
 endforeach()
 
+# `cmake --install --strip` leaves static libraries as they are.
+install(CODE "if(CMAKE_INSTALL_DO_STRIP)
+  execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-debug
+    \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/liborxaccount.a\"
+    COMMAND_ERROR_IS_FATAL ANY)
+endif()")
+
 configure_package_config_file(cmake/ORXAccountConfig.cmake.in ORXAccountConfig.cmake
                               INSTALL_DESTINATION ${ORX_CMAKE_DIR})
 write_basic_package_version_file(ORXAccountConfigVersion.cmake COMPATIBILITY SameMajorVersion)
@@ -31,8 +38,8 @@ foreach(name IN ITEMS orxaccount orxaccount-static)
 endforeach()
 
 if(ORX_BUILD_TOOLS)
-  set_target_properties(orxaccount PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-  install(TARGETS orxaccount RUNTIME)
+  set_target_properties(orxaccount_cli PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  install(TARGETS orxaccount_cli RUNTIME)
 endif()
 if(TARGET orxaccount-devserver)
   install(TARGETS orxaccount-devserver RUNTIME)

@@ -6,7 +6,9 @@ unset(CMAKE_POSITION_INDEPENDENT_CODE)
 
 # Most of these files run for less time than it takes to optimise them. The library keeps its own
 # settings: it is what the tests are about, and what is installed.
-if(ORX_QUICK_PROGRAMS)
+if(NOT ORX_QUICK_PROGRAMS)
+  link_libraries(orx_hardening)
+else()
   string(APPEND CMAKE_CXX_FLAGS_RELWITHDEBINFO " -O0 -g1")
   # gold halves the time of linking some twenty programs with the library's debug information.
   find_program(ORX_GOLD ld.gold)

@@ -3,11 +3,14 @@
 
 usage: install_test.py install BUILD PREFIX
        install_test.py cmake|pkg-config shared|static --prefix PREFIX --devserver PROGRAM
+       install_test.py hardened|plugins PREFIX
+       install_test.py subproject --devserver PROGRAM
 """
 
 import argparse
 import json
 import os
+import re
 import shlex
 import shutil
 import subprocess
@@ -16,7 +19,8 @@ import tempfile
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
-PROGRAM = HERE.parents[1] / "examples/host.cpp"
+ROOT = HERE.parents[1]
+PROGRAM = ROOT / "examples/host.cpp"
 
 
 def run(*command, **options):
@@ -36,18 +40,72 @@ def build_with_cmake(kind, prefix, folder):
     return folder / "host"
 
 
+def flags_of(package, prefix, *options):
+    """As on a machine that has the package alone, without those that it was built with."""
+    folder = str(next(prefix.rglob("orxaccount.pc")).parent)
+    environment = {**os.environ, "PKG_CONFIG_LIBDIR": folder, "PKG_CONFIG_PATH": ""}
+    return run("pkg-config", "--cflags", "--libs", *options, package, env=environment,
+               capture_output=True).stdout.split()
+
+
 def build_with_pkg_config(kind, prefix, folder):
-    found = next(prefix.rglob("orxaccount.pc"))
-    package = "orxaccount" if kind == "shared" else "orxaccount-static"
-    environment = {**os.environ, "PKG_CONFIG_PATH": str(found.parent)}
-    flags = run("pkg-config", "--cflags", "--libs", package, env=environment,
-                capture_output=True).stdout.split()
-    private = run("pkg-config", "--static", "--libs", "orxaccount", env=environment,
-                  capture_output=True).stdout.split()
+    flags = flags_of("orxaccount" if kind == "shared" else "orxaccount-static", prefix)
+    foreign = [flag for flag in flags if flag.startswith(("-D", "-I")) and flag[2:] !=
+               str(prefix / "include")]
+    if foreign:
+        raise AssertionError(f"flags that are not the library's own reach the host: {foreign}")
+    private = flags_of("orxaccount", prefix, "--static")
     if not {"-lcurl", "-lexpat", "-luuid"} <= set(private):
         raise AssertionError(f"pkg-config --static leaves out a library: {private}")
     run("g++", "-std=c++20", PROGRAM, "-o", folder / "host", *flags)
     return folder / "host"
+
+
+def build_as_subproject(folder):
+    """Flags of the distribution, and both ways of compiling that look at many sources at once."""
+    flags = {name: run("dpkg-buildflags", "--get", name, capture_output=True).stdout.strip()
+             for name in ("CXXFLAGS", "CPPFLAGS", "LDFLAGS")}
+    run("cmake", "-S", HERE / "subproject", "-B", folder, "-G", "Ninja", f"-DORXACCOUNT={ROOT}",
+        f"-DSOURCE={PROGRAM}", "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_UNITY_BUILD=ON",
+        "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON",
+        f"-DCMAKE_CXX_FLAGS={flags['CXXFLAGS']} {flags['CPPFLAGS']} -U_FORTIFY_SOURCE "
+        "-D_FORTIFY_SOURCE=3", f"-DCMAKE_SHARED_LINKER_FLAGS={flags['LDFLAGS']}")
+    targets = run("cmake", "--build", folder, "--target", "help", capture_output=True).stdout
+    uninvited = [word for word in ("_tests", "devserver", "_cli", "_fuzzer", "install")
+                 if f"{word}: phony" in targets]
+    if uninvited:
+        raise AssertionError(f"a part of another project brings {uninvited}")
+    run("cmake", "--build", folder, "--target", "host")
+    return folder / "host"
+
+
+def check_hardening(prefix):
+    library = next(prefix.rglob("liborxaccount.so.1"))
+    said = run("readelf", "--wide", "--dynamic", "--program-headers", "--notes", "--dyn-syms", library,
+               capture_output=True).stdout
+    signs = {"stack protector": r"__stack_chk_fail", "fortified functions": r"UND __\w+_chk@",
+             "checked containers": r"__glibcxx_assert_fail", "immediate binding": r"FLAGS_1.*\bNOW\b",
+             "read-only relocations": r"GNU_RELRO", "control-flow protection": r"IBT, SHSTK",
+             "a stack without code": r"GNU_STACK .* RW "}
+    missing = [name for name, sign in signs.items() if not re.search(sign, said)]
+    if missing:
+        raise AssertionError(f"{library} lacks {missing}")
+
+
+def check_plugins(prefix):
+    """Two plug-ins with the static library in them outlive being unloaded."""
+    flags = flags_of("orxaccount-static", prefix)
+    with tempfile.TemporaryDirectory(prefix="orxaccount-plugins.") as name:
+        folder = Path(name)
+        for plugin in ("one.so", "two.so"):
+            run("g++", "-std=c++20", "-shared", "-fPIC", HERE / "plugin/plugin.cpp", "-o",
+                folder / plugin, *flags)
+        run("gcc", HERE / "plugin/loader.c", "-o", folder / "loader", "-ldl")
+        said = run(folder / "loader", "./one.so", "./two.so", "./one.so", cwd=folder,
+                   capture_output=True, env={"PATH": os.environ["PATH"], "HOME": name,
+                                             "DBUS_SESSION_BUS_ADDRESS": "disabled:"}).stdout
+    if said != "unloaded\n":
+        raise AssertionError(f"the loader said {said!r}")
 
 
 def sign_in(host, kind, prefix, devserver, folder):
@@ -75,17 +133,24 @@ def main():
     if sys.argv[1] == "install":
         install(*sys.argv[2:])
         return
+    if sys.argv[1] in ("hardened", "plugins"):
+        check = check_hardening if sys.argv[1] == "hardened" else check_plugins
+        check(Path(sys.argv[2]))
+        return
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("builder", choices=["cmake", "pkg-config"])
-    parser.add_argument("kind", choices=["shared", "static"])
-    parser.add_argument("--prefix", required=True, type=Path)
+    parser.add_argument("builder", choices=["cmake", "pkg-config", "subproject"])
+    parser.add_argument("kind", choices=["shared", "static"], nargs="?", default="shared")
+    parser.add_argument("--prefix", type=Path)
     parser.add_argument("--devserver", required=True)
     options = parser.parse_args()
-    build = build_with_cmake if options.builder == "cmake" else build_with_pkg_config
     with tempfile.TemporaryDirectory(prefix="orxaccount-install.") as name:
         folder = Path(name)
-        host = build(options.kind, options.prefix, folder)
-        sign_in(host, options.kind, options.prefix, options.devserver, folder)
+        if options.builder == "subproject":
+            host = build_as_subproject(folder)
+        else:
+            build = build_with_cmake if options.builder == "cmake" else build_with_pkg_config
+            host = build(options.kind, options.prefix, folder)
+        sign_in(host, options.kind, options.prefix or folder, options.devserver, folder)
 
 
 if __name__ == "__main__":

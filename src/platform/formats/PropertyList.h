@@ -17,6 +17,8 @@
 // indices on both sides: nothing recurses and nothing is expanded.
 namespace orx::platform {
 
+inline constexpr std::string_view kPropertyListMagic = "bplist00";
+
 // The bytes are no binary property list, or one of another form than was asked for. what() says
 // why.
 class MalformedPropertyList final : public std::runtime_error {

@@ -9,7 +9,6 @@ namespace orx::platform {
 
 namespace {
 
-constexpr std::string_view kMagic = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
 constexpr std::size_t kWidestInteger = 8;
 constexpr auto kUnknownKind = "an object is of an unknown kind";
@@ -27,8 +26,8 @@ std::size_t widthFrom(std::size_t logarithm, std::size_t least, std::size_t most
 }  // namespace
 
 PropertyListReader::PropertyListReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {
-  if (bytes.size() < kMagic.size() + kTrailerSize ||
-      !std::equal(kMagic.begin(), kMagic.end(), bytes.begin())) {
+  if (bytes.size() < kPropertyListMagic.size() + kTrailerSize ||
+      !std::equal(kPropertyListMagic.begin(), kPropertyListMagic.end(), bytes.begin())) {
     refuse("the data is no binary property list");
   }
   const std::size_t trailer = bytes.size() - kTrailerSize;
@@ -42,7 +41,8 @@ PropertyListReader::PropertyListReader(std::span<const std::uint8_t> bytes) : by
     refuse("the trailer names an impossible width");
   }
   if (count > limits::propertyListObjects) refuse("there are too many objects");
-  if (table < kMagic.size() || table > trailer || count > (trailer - table) / offsetWidth) {
+  if (table < kPropertyListMagic.size() || table > trailer ||
+      count > (trailer - table) / offsetWidth) {
     refuse("the offset table leaves the data");
   }
   if (top >= count) refuse("the root object is not in the table");
@@ -55,10 +55,11 @@ void PropertyListReader::readTable(std::uint64_t count, std::size_t offsetWidth)
   objects_.reserve(count);
   // A writer gives every object bytes of its own. Demanding it keeps whatever walks over all
   // objects linear in the length of the data.
-  std::size_t unclaimed = end_ - kMagic.size();
+  std::size_t unclaimed = end_ - kPropertyListMagic.size();
   for (std::size_t index = 0; index < count; ++index) {
     const std::uint64_t offset = unsignedAt(end_ + index * offsetWidth, offsetWidth);
-    if (offset < kMagic.size() || offset >= end_) refuse("an object lies outside the data");
+    if (offset < kPropertyListMagic.size() || offset >= end_)
+      refuse("an object lies outside the data");
     const Object object = objectAt(offset);
     const std::size_t size = object.headerSize + object.count * object.unit;
     if (size > unclaimed) refuse("objects overlap");

@@ -9,8 +9,6 @@ namespace orx::platform {
 
 namespace {
 
-constexpr std::string_view kMagic = "bplist00";
-
 // Of 1, 2, 4 and 8 bytes the fewest that hold `integer`.
 std::size_t widthOf(std::uint64_t integer) {
   const auto bits = static_cast<std::size_t>(std::bit_width(integer | 1U));
@@ -25,7 +23,7 @@ bool isASCII(std::string_view text) {
 
 PropertyListWriter::PropertyListWriter() {
   bytes_.reserve(2048);
-  bytes_.assign(kMagic.begin(), kMagic.end());
+  bytes_.assign(kPropertyListMagic.begin(), kPropertyListMagic.end());
 }
 
 PropertyListWriter::Reference PropertyListWriter::addScalar(const Value& value) {

@@ -39,8 +39,7 @@ FileDescriptor StoredDirectory::openLockFile(const std::string& name) const {
   if (!file && number == EACCES && exists(name).value_or(false)) {
     // A process under a harsh umask made it and died before it could correct the permissions. The
     // file is empty, so opening it up gives nothing away.
-    fchmodat(descriptor_.get(), name.c_str(), 0600, 0);
-    file = openFile(name, O_RDWR);
+    if (fchmodat(descriptor_.get(), name.c_str(), 0600, 0) == 0) file = openFile(name, O_RDWR);
   }
   // Where nothing can be written, a lock that is there can still be taken.
   if (!file && (number == EROFS || number == EACCES)) file = openFile(name, O_RDONLY);

@@ -1,0 +1,67 @@
+#!/usr/bin/env python3
+"""On a fresh Debian the packages install, README's program is built against them and signs in at the
+packaged development service, and nothing is left after they are removed.
+
+usage: package_test.py FOLDER-OF-PACKAGES
+"""
+
+import shutil
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+HERE = Path(__file__).resolve().parent
+PROGRAM = HERE.parents[1] / "examples/host.cpp"
+PACKAGES = ["liborxaccount1", "liborxaccount-dev", "orxaccount", "orxaccount-devserver"]
+
+INSIDE = r"""
+set -eu
+cd /trial
+list() { find / -xdev \( -path /proc -o -path /sys -o -path /trial -o -path /tmp -o -path /var/cache \
+  -o -path /var/log -o -path /var/lib/dpkg -o -path /var/lib/apt \) -prune -o -print | sort; }
+apt-get install -y -q --no-install-recommends g++ pkg-config >/dev/null
+apt-get install -y -q --no-install-recommends $(apt-cache depends --no-recommends --no-suggests \
+  --no-conflicts --no-breaks --no-replaces --no-enhances ./*.deb | awk '/Depends:/ {print $2}' |
+  grep -v orxaccount | grep -v '<' | sort -u) >/dev/null
+list >before
+apt-get install -y -q --no-install-recommends ./*.deb >/dev/null
+g++ -std=c++20 host.cpp -o host $(pkg-config --cflags --libs orxaccount)
+orxaccount-devserver >ready &
+server=$!
+while ! [ -s ready ]; do sleep 0.1; done
+host=$(sed 's/.*"caFile":"\([^"]*\)".*/\1/' ready)
+port=$(sed 's/.*"port":\([0-9]*\).*/\1/' ready)
+HOME=/trial DBUS_SESSION_BUS_ADDRESS=disabled: ./host "$host" "$port" | tee said
+orxaccount --help >/dev/null
+kill $server
+wait $server || true
+grep -q '^Hello ' said
+apt-get purge -y -q PACKAGES >/dev/null
+list >after
+diff before after
+"""
+
+
+def main():
+    packages = sorted(Path(sys.argv[1]).glob("*.deb"))
+    packages = [package for package in packages if "-dbgsym_" not in package.name]
+    if len(packages) != len(PACKAGES):
+        raise SystemExit(f"there are {len(packages)} packages, not {len(PACKAGES)}")
+    with tempfile.TemporaryDirectory(prefix="orxaccount-root.") as name:
+        root = Path(name) / "root"
+        subprocess.run(["mmdebstrap", "--variant=apt", "bookworm", root], check=True)
+        (root / "trial").mkdir()
+        for file in [*packages, PROGRAM]:
+            shutil.copy(file, root / "trial")
+        script = INSIDE.replace("PACKAGES", " ".join(PACKAGES))
+        subprocess.run(["mount", "--bind", "/proc", root / "proc"], check=True)
+        try:
+            subprocess.run(["chroot", root, "sh", "-c", script], check=True)
+        finally:
+            subprocess.run(["umount", root / "proc"], check=True)
+    print("installed, used and removed without a trace")
+
+
+if __name__ == "__main__":
+    main()
