@@ -2,13 +2,12 @@
 # consumer of the library gets none of the flags.
 add_library(orx_compiler_settings INTERFACE)
 target_compile_options(orx_compiler_settings INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor)
-# Without it, each folder that the sources are built in gives another library.
-target_compile_options(orx_compiler_settings
-                       INTERFACE -ffile-prefix-map=${PROJECT_BINARY_DIR}=/build
-                                 -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 # What the distribution gives its own libraries. A sanitizer checks the same things by itself.
 add_library(orx_hardening INTERFACE)
 if(ORX_HARDENING AND NOT ORX_SANITIZE AND NOT ORX_LIBFUZZER)
+  # Without it, each folder that the sources are built in gives another library.
+  target_compile_options(orx_hardening INTERFACE -ffile-prefix-map=${PROJECT_BINARY_DIR}=/build
+                                                 -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
   target_compile_options(orx_hardening INTERFACE -fstack-protector-strong)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
     target_compile_options(orx_hardening INTERFACE -fcf-protection)
