@@ -50,8 +50,9 @@ def flags_of(package, prefix, *options):
 
 def build_with_pkg_config(kind, prefix, folder):
     flags = flags_of("orxaccount" if kind == "shared" else "orxaccount-static", prefix)
-    foreign = [flag for flag in flags if flag.startswith(("-D", "-I")) and flag[2:] !=
-               str(prefix / "include")]
+    own = (prefix / "include").resolve()
+    foreign = [flag for flag in flags if flag.startswith("-D") or
+               flag.startswith("-I") and Path(flag[2:]).resolve() != own]
     if foreign:
         raise AssertionError(f"flags that are not the library's own reach the host: {foreign}")
     private = flags_of("orxaccount", prefix, "--static")
