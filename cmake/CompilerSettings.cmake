@@ -21,8 +21,9 @@ if(ORX_HARDENING AND NOT ORX_SANITIZE AND NOT ORX_LIBFUZZER)
   target_link_options(orx_hardening INTERFACE LINKER:-z,relro LINKER:-z,now)
 endif()
 if(ORX_SANITIZE)
-  if(NOT ORX_SANITIZE MATCHES "^(address|undefined|thread)$")
-    message(FATAL_ERROR "ORX_SANITIZE is '${ORX_SANITIZE}'; it takes address, undefined or thread")
+  if(NOT ORX_SANITIZE MATCHES "^(address|undefined|address,undefined|thread)$")
+    message(FATAL_ERROR "ORX_SANITIZE is '${ORX_SANITIZE}'; it takes address, undefined, both with "
+                        "a comma, or thread")
   endif()
   # For every target of the build: an object without the sanitizer would go unchecked.
   add_compile_options(-fsanitize=${ORX_SANITIZE} -fno-sanitize-recover=all
