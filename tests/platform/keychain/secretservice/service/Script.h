@@ -19,6 +19,7 @@
 //   call N ...             as METHOD ..., but only for the N-th call in the log
 //   keep                   the file of items and the keyring in memory always agree
 //   locked free|prompt|refuse|never   the keyring is locked; what Unlock does about it
+//   hide                   a locked keyring finds nothing
 //   prompt answer|dismiss|silent|die|malformed   how a prompt ends
 //   ask METHOD             this method needs a prompt first
 //   no-default             there is no default keyring
