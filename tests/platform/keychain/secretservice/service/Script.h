@@ -9,6 +9,7 @@
 //
 //   METHOD silent          never answers
 //   METHOD die             ends the process in place of an answer
+//   METHOD leave           answers and ends the process then
 //   METHOD error NAME      answers with that D-Bus error
 //   METHOD delay MS        answers that much later
 //   METHOD malformed       answers with another type than the interface has
