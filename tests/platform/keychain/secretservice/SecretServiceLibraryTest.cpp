@@ -29,7 +29,7 @@ std::optional<SecretServiceFailure::Kind> failureOfLoading() {
 TEST(SecretServiceLibrary, IsRefusedToAChildThatIsForkedWhileAThreadLoadsIt) {
   std::atomic<bool> isLoaded{false};
   std::thread loader([&] {
-    testing::withSlowFiles(std::chrono::milliseconds(10), [] { EXPECT_FALSE(failureOfLoading()); });
+    testing::withSlowFiles(std::chrono::milliseconds(30), [] { EXPECT_FALSE(failureOfLoading()); });
     isLoaded = true;
   });
   int refused = 0;
