@@ -70,7 +70,6 @@ Failure homeNotFound(std::string_view variable) {
 
 bool isRefusal(const Error& error) { return hasCode(error, NSFileReadNoPermissionError); }
 bool isLockedByAnother(const Error& error) { return hasCode(error, NSFileLockingError); }
-bool isHomeNotFound(const Error& error) { return hasCode(error, NSFileReadNoSuchFileError); }
 
 bool isNotWritable(const Error& error) {
   const auto code = error.code();

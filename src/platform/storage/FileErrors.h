@@ -21,7 +21,6 @@ Failure homeNotFound(std::string_view variable);
 
 bool isRefusal(const Error& error);
 bool isLockedByAnother(const Error& error);
-bool isHomeNotFound(const Error& error);
 // Nothing can be written at the path: no permission, or a read-only file system.
 bool isNotWritable(const Error& error);
 

@@ -58,6 +58,13 @@ TEST_F(ItemFileTest, NamesLongItemsWithinTheFileSystemsBounds) {
   EXPECT_EQ(ItemFile::nameOf({.service = "..", .account = "a/b"}), "%2E.,a%2Fb.item");
 }
 
+// Items of earlier versions are found by their names.
+TEST_F(ItemFileTest, NamesAnItemByItselfAsLongAsThatTakesNoMoreThanTwoHundredBytes) {
+  const std::string service(198, 's');
+  EXPECT_EQ(ItemFile::nameOf({.service = service, .account = "a"}), service + ",a.item");
+  EXPECT_EQ(ItemFile::nameOf({.service = service, .account = "ab"}).size(), 1U + 32U + 5U);
+}
+
 TEST_F(ItemFileTest, DeletesEveryTraceOfAnItem) {
   ASSERT_TRUE(add("first secret"));
   ASSERT_TRUE(store.update(item, Data("second secret"), deadline()));

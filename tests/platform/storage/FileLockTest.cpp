@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -6,10 +7,10 @@
 #include <array>
 #include <thread>
 
-#include "platform/storage/StoredDirectory.h"
+#include "platform/storage/StoredDirectoryFixture.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
-#include "support/TemporaryDirectory.h"
+#include "support/ProcessorTime.h"
 
 namespace orx {
 
@@ -121,10 +122,49 @@ TEST_F(FileLockTest, LetsManyShareItAndKeepsOutWhoDoesNot) {
   EXPECT_TRUE(directory.lock("other", soon(), FileLock::Mode::Shared));
 }
 
+// Open for writing, because a network file system locks no other file exclusively.
 TEST_F(FileLockTest, WorksWithAFileThatAFileCreationMaskHadShut) {
-  ASSERT_EQ(mknod((temporary / "lock").c_str(), S_IFREG, 0), 0);
-  ASSERT_EQ(chmod((temporary / "lock").c_str(), 0), 0);
-  EXPECT_TRUE(directory.lock("lock", late()));
+  const auto file = temporary / "lock";
+  ChildProcess child([&] {
+    testing::beAnOrdinaryUser(temporary.path());
+    for (const mode_t mode : {0000U, 0400U}) {
+      if (mknod(file.c_str(), S_IFREG, 0) != 0 || chmod(file.c_str(), mode) != 0) return 1;
+      const auto taking = directory.lock("lock", late());
+      if (!taking) return 2;
+      if ((fcntl(taking->descriptor(), F_GETFL) & O_ACCMODE) != O_RDWR) return 3;
+      if (testing::modeOf(file) != 0600U) return 4;
+      std::filesystem::remove(file);
+    }
+    return 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST_F(FileLockTest, IsTakenWhereNothingCanBeWritten) {
+  if (geteuid() != 0) {
+    // Only root can make a file of another user; other users may write to each of their own.
+    ASSERT_NE(chown(temporary.path().c_str(), 0, 0), 0);
+    return;
+  }
+  ASSERT_TRUE(directory.lock("lock", late()));
+  ASSERT_EQ(chmod(temporary.path().c_str(), 0755) + chmod((temporary / "lock").c_str(), 0644), 0);
+  ChildProcess child([&] {
+    constexpr uid_t nobody = 65'534;
+    if (setresuid(nobody, nobody, nobody) != 0) return 1;
+    const auto settings = StoredDirectory::open(temporary.path(), StoredDirectory::Kind::Settings,
+                                                StoredDirectory::Missing::DoNotCreate);
+    if (!settings) return 2;
+    return (*settings)->lock("lock", soon()) ? 0 : 3;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST_F(FileLockTest, CostsHardlyAnyProcessorTimeWhileItWaits) {
+  const auto child = lockingChild();
+  const auto waited = std::chrono::milliseconds(100);
+  const auto used = testing::leastProcessorTime(
+      [&] { EXPECT_FALSE(directory.lock("lock", Clock::now() + waited)); });
+  EXPECT_LT(used, waited / 10);
 }
 
 TEST_F(FileLockTest, MovesToTheNewFileWhenTheOldOneWasRemovedMeanwhile) {

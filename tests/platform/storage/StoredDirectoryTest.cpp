@@ -7,10 +7,8 @@
 #include <tuple>
 
 #include "platform/base/Limits.h"
-#include "platform/storage/StoredDirectory.h"
-#include "support/ChildProcess.h"
+#include "platform/storage/StoredDirectoryFixture.h"
 #include "support/StorageHome.h"
-#include "support/TemporaryDirectory.h"
 
 namespace orx {
 
@@ -19,35 +17,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::contentOf;
-using testing::TemporaryDirectory;
+using testing::detail;
+using testing::statusOf;
+using testing::StoredDirectoryTest;
 using testing::writeContent;
 using Kind = StoredDirectory::Kind;
 using Missing = StoredDirectory::Missing;
-
-struct stat statusOf(const fs::path& path) {
-  struct stat status {};
-  EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
-  return status;
-}
-
-mode_t modeOf(const fs::path& path) { return statusOf(path).st_mode & 07777U; }
-
-std::string detail(const Error& error, std::string_view key) {
-  return error.userInfo()[key].text().value_or("(none)");
-}
-
-class StoredDirectoryTest : public ::testing::Test {
- protected:
-  StoredDirectory open(Kind kind = Kind::Private) {
-    auto opening = StoredDirectory::open(path, kind, Missing::Create);
-    EXPECT_TRUE(opening) << opening.error()->localizedDescription();
-    return **std::move(opening);
-  }
-
-  TemporaryDirectory temporary;
-  fs::path path = temporary / "deep/er/store";
-  fs::path file = path / "file";
-};
 
 TEST_F(StoredDirectoryTest, IsAbsentWhereThereIsNoDirectory) {
   const auto opening = StoredDirectory::open(path, Kind::Private, Missing::DoNotCreate);
@@ -65,28 +40,10 @@ TEST_F(StoredDirectoryTest, IsAbsentInADirectoryWithoutIt) {
 TEST_F(StoredDirectoryTest, HoldsTheBytesItWasGiven) {
   const auto directory = open();
   for (const std::string& bytes :
-       {std::string("first"), std::string(), std::string(300'000, 'x')}) {
+       {std::string("first"), std::string(), std::string("x"), std::string(300'000, 'x')}) {
     ASSERT_TRUE(directory.replace("file", Data(bytes)));
     EXPECT_EQ((*directory.read("file"))->text(), bytes);
     EXPECT_EQ(contentOf(file), bytes);
-  }
-}
-
-TEST_F(StoredDirectoryTest, IsForItsOwnerAloneWhateverTheFileCreationMask) {
-  for (const mode_t mask : {0000, 0022, 0777}) {
-    fs::remove_all(temporary / "deep");
-    const mode_t before = umask(mask);
-    {
-      const auto directory = open();
-      EXPECT_TRUE(directory.replace("file", Data("secret")));
-      EXPECT_TRUE(directory.lock("lock", std::chrono::steady_clock::now()));
-    }
-    umask(before);
-    EXPECT_EQ(modeOf(file), 0600U) << mask;
-    EXPECT_EQ(modeOf(path / "lock"), 0600U) << mask;
-    for (auto made = path; made != temporary.path(); made = made.parent_path()) {
-      EXPECT_EQ(modeOf(made), 0700U) << made;
-    }
   }
 }
 
@@ -104,14 +61,6 @@ TEST_F(StoredDirectoryTest, IsNotTouchedByEqualBytes) {
   EXPECT_EQ(nanoseconds(after.st_mtim), nanoseconds(before.st_mtim));
   EXPECT_EQ(nanoseconds(after.st_ctim), nanoseconds(before.st_ctim));
   EXPECT_EQ(nanoseconds(statusOf(path).st_mtim), nanoseconds(directoryBefore.st_mtim));
-}
-
-TEST_F(StoredDirectoryTest, IsClosedToOthersAgainByTheNextWriteEvenOfEqualBytes) {
-  const auto directory = open();
-  ASSERT_TRUE(directory.replace("file", Data("same")));
-  fs::permissions(file, fs::perms(0644));
-  ASSERT_TRUE(directory.replace("file", Data("same")));
-  EXPECT_EQ(modeOf(file), 0600U);
 }
 
 TEST_F(StoredDirectoryTest, IsReplacedAsAWholeSoThatAReaderKeepsTheOldOne) {
@@ -279,27 +228,6 @@ TEST_F(StoredDirectoryTest, IsAbsentAndMadeBehindALinkThatLeadsSomewhere) {
   }
 }
 
-TEST_F(StoredDirectoryTest, IsRefusedInAPrivateDirectoryThatOthersMayWriteTo) {
-  open();
-  for (const unsigned mode : {0720U, 0702U, 0777U}) {
-    fs::permissions(path, fs::perms(mode));
-    const auto opening = StoredDirectory::open(path, Kind::Private, Missing::Create);
-    ASSERT_FALSE(opening) << mode;
-    EXPECT_TRUE(isRefusal(*opening.error()));
-    EXPECT_NE(detail(*opening.error(), NSLocalizedRecoverySuggestionErrorKey)
-                  .find("chmod 700 " + path.string()),
-              std::string::npos);
-    EXPECT_EQ(modeOf(path), mode);
-  }
-}
-
-TEST_F(StoredDirectoryTest, ClosesAPrivateDirectoryThatOthersMayLookInto) {
-  open();
-  fs::permissions(path, fs::perms(0755));
-  open();
-  EXPECT_EQ(modeOf(path), 0700U);
-}
-
 TEST_F(StoredDirectoryTest, IsRefusedInAPrivateDirectoryOfAnotherUser) {
   // Only root can make a directory of another user; other users try one of root's.
   fs::path foreign = "/usr";
@@ -333,58 +261,6 @@ TEST_F(StoredDirectoryTest, IsRefusedWhenItBelongsToAnotherUser) {
   EXPECT_NE(
       detail(error, NSLocalizedRecoverySuggestionErrorKey).find(detail(error, NSFilePathErrorKey)),
       std::string::npos);
-}
-
-// Root ignores file permissions, so a child that runs as root becomes another user.
-void beAnOrdinaryUser(const fs::path& directory) {
-  if (geteuid() != 0) return;
-  if (chown(directory.c_str(), 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) {
-    throw std::runtime_error("cannot become an ordinary user");
-  }
-}
-
-TEST_F(StoredDirectoryTest, OpensUpWhatAProcessThatDiedHadMadeUnderAHarshMask) {
-  testing::ChildProcess child([&] {
-    beAnOrdinaryUser(temporary.path());
-    for (const auto& made : {temporary / "deep", temporary / "deep/er", path}) {
-      fs::create_directories(made);
-      fs::permissions(made, fs::perms::none);
-      if (!StoredDirectory::open(path, Kind::Private, Missing::DoNotCreate)) return 1;
-      if (!open().replace("file", Data("new")) || modeOf(path) != 0700U) return 2;
-      fs::remove_all(temporary / "deep");
-    }
-    return 0;
-  });
-  EXPECT_EQ(child.wait(), 0);
-}
-
-TEST_F(StoredDirectoryTest, LeavesADirectoryShutThatHoldsSomething) {
-  testing::ChildProcess child([&] {
-    beAnOrdinaryUser(temporary.path());
-    if (!open().replace("file", Data("old"))) return 1;
-    for (const unsigned mode : {0000U, 0200U}) {
-      fs::permissions(path, fs::perms(mode));
-      for (const auto missing : {Missing::DoNotCreate, Missing::Create}) {
-        const auto opening = StoredDirectory::open(path, Kind::Private, missing);
-        if (opening || opening.error()->code() != EACCES) return 2;
-        if (modeOf(path) != mode) return 3;
-      }
-    }
-    fs::permissions(path, fs::perms(0700));
-    return 0;
-  });
-  EXPECT_EQ(child.wait(), 0);
-}
-
-TEST_F(StoredDirectoryTest, SaysThatALockCannotBeMadeRatherThanThatThereIsNone) {
-  testing::ChildProcess child([&] {
-    beAnOrdinaryUser(temporary.path());
-    const auto directory = open();
-    fs::permissions(path, fs::perms(0500));
-    const auto lock = directory.lock("lock", std::chrono::steady_clock::now());
-    return !lock && lock.error()->code() == EACCES ? 0 : 1;
-  });
-  EXPECT_EQ(child.wait(), 0);
 }
 
 TEST_F(StoredDirectoryTest, ReportsAFileOnTheWay) {

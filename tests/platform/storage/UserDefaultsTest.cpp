@@ -9,6 +9,7 @@
 #include <memory>
 #include <thread>
 
+#include "platform/base/Checksum.h"
 #include "platform/formats/PropertyList.h"
 #include "platform/storage/UserDefaults.h"
 #include "support/ChildProcess.h"
@@ -108,7 +109,7 @@ TEST_F(UserDefaultsTest, GiveAnotherGroupNoMoreThanOthersWhereTheirOwnCannotBeKe
   }
   ASSERT_TRUE(defaults.setString_forKey("old", "key"));
   ASSERT_EQ(chown(file.c_str(), static_cast<uid_t>(-1), 12'345), 0);
-  fs::permissions(file, fs::perms(0664));
+  fs::permissions(file, fs::perms(0665));
   constexpr uid_t nobody = 65'534;
   ASSERT_EQ(chown(home.path().c_str(), nobody, static_cast<gid_t>(-1)), 0);
   for (const auto& entry : fs::recursive_directory_iterator(home.path())) {
@@ -120,7 +121,7 @@ TEST_F(UserDefaultsTest, GiveAnotherGroupNoMoreThanOthersWhereTheirOwnCannotBeKe
   });
   ASSERT_EQ(child.wait(), 0);
   EXPECT_EQ(text("key"), "new");
-  EXPECT_EQ(modeOf(file), 0644U);
+  EXPECT_EQ(modeOf(file), 0645U);
 }
 
 TEST_F(UserDefaultsTest, AreThoseOfTheBundleIdentifierOfTheMoment) {
@@ -255,6 +256,21 @@ TEST_F(UserDefaultsTest, AreDamagedByTheChangeOfAnyBit) {
     writeContent(file, changed);
     EXPECT_TRUE(isDamage(defaults.stringForKey("key"))) << bit;
     EXPECT_TRUE(isDamage(defaults.setString_forKey("new", "key"))) << bit;
+  }
+}
+
+// The first four of the trailer's bytes: those of the checksum, the lowest first.
+TEST_F(UserDefaultsTest, EndInTheWholeChecksumOfAllElse) {
+  for (const auto* value : {"one", "two", "three", "four"}) {
+    ASSERT_TRUE(defaults.setString_forKey(value, "key"));
+    auto list = contentOf(file);
+    const auto field = list.substr(list.size() - 32, 4);
+    list.replace(list.size() - 32, 5, 5, '\0');
+    auto checksum = checksumOf(Data(list).bytes());
+    for (const char byte : field) {
+      EXPECT_EQ(static_cast<unsigned char>(byte), checksum & 0xFFU) << value;
+      checksum >>= 8U;
+    }
   }
 }
 

@@ -67,6 +67,21 @@ TEST_F(Bus, IsFoundInTheRuntimeDirectory) {
   EXPECT_EQ(read().bytes, "old");
 }
 
+TEST_F(Bus, IsNotTakenFromTheRuntimeDirectoryWhereItIsAnotherUsers) {
+  if (geteuid() != 0) {
+    // Only root can give a socket to another user.
+    ASSERT_NE(chown(home.path().c_str(), 0, 0), 0);
+    return;
+  }
+  bus.emplace(home.path());
+  startWithItem("");
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  setenv("XDG_RUNTIME_DIR", home.path().c_str(), 1);
+  ASSERT_EQ(chown((home.path() / "bus").c_str(), 65'534, 65'534), 0);
+  expectEach(errSecNotAvailable, true);
+  EXPECT_EQ(service.calls("SearchItems"), 0);
+}
+
 TEST_F(Bus, ThatAcceptsAndNeverAnswersIsSilentAndNoReasonToStandIn) {
   const FakeBus silent(home.path() / "silent");
   setAddress("unix:path=" + (home.path() / "silent").string());

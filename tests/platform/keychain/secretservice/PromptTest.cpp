@@ -68,6 +68,8 @@ TEST_F(Prompts, OfAServiceThatDiesOrMakesNoSenseAreErrors) {
   for (const auto operation : operationsOnAnItem) {
     startWithItem("locked prompt\nprompt die");
     EXPECT_EQ(run(operation).status, errSecIO);
+    startWithItem("locked prompt\nprompt silent\nPrompt leave");
+    EXPECT_EQ(run(operation).status, errSecIO);
     startWithItem("locked prompt\nprompt malformed");
     EXPECT_EQ(run(operation).status, errSecIO);
   }

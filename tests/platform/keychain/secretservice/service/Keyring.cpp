@@ -162,8 +162,9 @@ Keyring::Answer Keyring::searchItems(const Script& script, const std::string&,
   g_variant_unref(dictionary);
   GVariantBuilder found;
   g_variant_builder_init(&found, G_VARIANT_TYPE("ao"));
+  const bool hides = isLocked(script) && script.find("hide") != nullptr;
   for (const auto& [path, item] : items_) {
-    bool matches = true;
+    bool matches = !hides;
     for (const auto& [key, value] : wanted) {
       const auto attribute = item.attributes.find(key);
       matches = matches && attribute != item.attributes.end() && attribute->second == value;

@@ -9,6 +9,7 @@
 //
 //   METHOD silent          never answers
 //   METHOD die             ends the process in place of an answer
+//   METHOD leave           answers and ends the process then
 //   METHOD error NAME      answers with that D-Bus error
 //   METHOD delay MS        answers that much later
 //   METHOD malformed       answers with another type than the interface has
@@ -19,6 +20,7 @@
 //   call N ...             as METHOD ..., but only for the N-th call in the log
 //   keep                   the file of items and the keyring in memory always agree
 //   locked free|prompt|refuse|never   the keyring is locked; what Unlock does about it
+//   hide                   a locked keyring finds nothing
 //   prompt answer|dismiss|silent|die|malformed   how a prompt ends
 //   ask METHOD             this method needs a prompt first
 //   no-default             there is no default keyring

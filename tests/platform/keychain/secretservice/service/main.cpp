@@ -5,6 +5,8 @@
 // SCRIPT and ITEMS need not exist. Each call adds a line to LOG: the method and the object's path.
 // Prints a line when it can be called. Exits when its bus ends.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -73,6 +75,13 @@ void answerCall(Service& service, GDBusConnection* connection, GDBusMessage* mes
   }
   send(connection, reply);
   if (answer.completed != nullptr) sendCompleted(connection, answer);
+  if (script.has(method, "leave")) {
+    // On another thread, because what this one has sent goes out when it returns.
+    std::thread([connection] {
+      g_dbus_connection_flush_sync(connection, nullptr, nullptr);
+      _exit(0);
+    }).detach();
+  }
 }
 
 GDBusMessage* filter(GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
