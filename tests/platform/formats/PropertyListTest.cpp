@@ -274,12 +274,13 @@ TEST(PropertyListWriter, CopiesWhatTheRootsReachAndNothingElse) {
   const Bytes bytes = listOf({{0x51, 'x'}, {0xD1, 3, 2}, {0xA2, 2, 3}, {0x51, 'k'}});
   const PropertyListReader source(bytes);
   PropertyListWriter writer;
-  writer.addString("here already");
+  // So that no object has the number in the copy that it has in the source.
+  for (const std::string_view text : {"a", "b", "c"}) writer.addString(text);
   const PropertyListWriter::Reference root = 1;
   const auto copies = writer.addObjects(source, {&root, 1});
   const Data data = writer.finish(copies[root]);
   const PropertyListReader reader(data.bytes());
-  EXPECT_EQ(reader.size(), 4U);
+  EXPECT_EQ(reader.size(), 6U);
   const auto array = reader.find(reader.top(), "k");
   ASSERT_TRUE(array);
   ASSERT_EQ(reader.count(*array), 2U);
