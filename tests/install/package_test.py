@@ -20,6 +20,7 @@ set -eu
 cd /trial
 list() { find / -xdev \( -path /proc -o -path /sys -o -path /trial -o -path /tmp -o -path /var/cache \
   -o -path /var/log -o -path /var/lib/dpkg -o -path /var/lib/apt \) -prune -o -print | sort; }
+apt-get update -q >/dev/null
 apt-get install -y -q --no-install-recommends g++ pkg-config >/dev/null
 apt-get install -y -q --no-install-recommends $(apt-cache depends --no-recommends --no-suggests \
   --no-conflicts --no-breaks --no-replaces --no-enhances ./*.deb | awk '/Depends:/ {print $2}' |
@@ -54,6 +55,9 @@ def main():
         (root / "trial").mkdir()
         for file in [*packages, PROGRAM]:
             shutil.copy(file, root / "trial")
+        # It gets further packages from where this machine gets its own.
+        shutil.copytree("/etc/apt/apt.conf.d", root / "etc/apt/apt.conf.d", dirs_exist_ok=True)
+        shutil.copy("/etc/resolv.conf", root / "etc/resolv.conf")
         script = INSIDE.replace("PACKAGES", " ".join(PACKAGES))
         subprocess.run(["mount", "--bind", "/proc", root / "proc"], check=True)
         try:

@@ -272,7 +272,7 @@ class ArchiveReader {
     for (std::size_t index = 0; index < count; ++index) {
       const std::string key = text(plist_.key(object, index));
       // The first of two fields under one name counts, as it does for a class and its names.
-      if (key == archive::kClass || fields.find(key) != nullptr) continue;
+      if (fields.find(key) != nullptr) continue;
       const Reference field = plist_.element(object, index);
       const bool isChild = plist_.kind(field) == Kind::UID;
       fields.set(key, isChild ? std::move(values[index]) : leaf(field));

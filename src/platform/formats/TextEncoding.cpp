@@ -41,6 +41,7 @@ class Converter {
     // iconv writes through neither pointer. NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
     char* next = const_cast<char*>(bytes.data());
     std::size_t left = bytes.size();
+    bool isText = true;
     while (text.size() <= most) {
       // An encoding may keep a character back until it has seen the next; the last one comes when
       // there is no text any more.
@@ -53,10 +54,14 @@ class Converter {
                           static_cast<std::size_t>(-1);
       const bool isFull = !isDone && errno == E2BIG;
       text.append(piece.data(), end);
-      if (isDone && isEnd) return true;
+      if (isDone && isEnd) return isText;
       // One that is full and has written nothing would go round for ever.
       const bool goesOn = left < before || end != piece.data();
-      if (!isDone && !(isFull && goesOn)) return false;
+      if (isDone || (isFull && goesOn)) continue;
+      if (isEnd) return false;
+      // The character that is kept back stands before the bytes that are none.
+      isText = false;
+      left = 0;
     }
     return false;
   }

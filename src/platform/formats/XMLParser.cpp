@@ -177,7 +177,6 @@ class ExpatRun {
   // Ends the parse with an error. Expat may still report events that it has read already; they are
   // not passed on, since nothing but the document's end may follow an error.
   void stop(const std::string& reason) {
-    if (stopError_) return;
     stopError_ = errorHere(XML_ERROR_ABORTED, reason);
     XML_StopParser(expat_, XML_FALSE);
   }

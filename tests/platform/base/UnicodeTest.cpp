@@ -106,6 +106,9 @@ TEST(Unicode, LeavesTextsWithoutALetterOfOneUnitAlone) {
   // DESERET CAPITAL LETTER LONG I has a lower-case form, but takes two units.
   EXPECT_EQ(lowercasingFirstUTF16Unit("\U00010400x"), "\U00010400x");
   EXPECT_EQ(lowercasingFirstUTF16Unit("\u0301A"), "\u0301A");
+  for (const std::string caseless : {"\u00AA", "\u01BB", "\u05D0", "\u4E2D", "\uAC00", "\uFFFF"}) {
+    EXPECT_EQ(lowercasingFirstUTF16Unit(caseless + "X"), caseless + "X");
+  }
   EXPECT_EQ(lowercasingFirstUTF16Unit("A\xFF"), "A\xFF");
   EXPECT_EQ(lowercasingFirstUTF16Unit("\xC3"), "\xC3");
 }

@@ -8,8 +8,8 @@ using namespace platform;
 
 ArchiveBuilder::ArchiveBuilder() {
   place(writer_.addString("$null"));
-  arrayClass_ = classNamed("NSArray");
-  dictionaryClass_ = classNamed("NSDictionary");
+  arrayClass_ = addClass("NSArray");
+  dictionaryClass_ = addClass("NSDictionary");
 }
 
 ArchiveBuilder::UID ArchiveBuilder::add(std::string_view text) {
@@ -30,6 +30,27 @@ ArchiveBuilder::UID ArchiveBuilder::addDictionary(const std::vector<UID>& keys,
   return place(writer_.addDictionary(names, contents));
 }
 
+ArchiveBuilder::UID ArchiveBuilder::addClass(std::string_view name, std::size_t padding) {
+  const Reference text = writer_.addString(name);
+  const std::array names{text, writer_.addString("NSObject")};
+  std::vector<Reference> keys(padding, writer_.addString("padding"));
+  std::vector<Reference> values(padding, text);
+  keys.insert(keys.end(), {writer_.addString("$classname"), writer_.addString("$classes")});
+  values.insert(values.end(), {text, writer_.addArray(names)});
+  return place(writer_.addDictionary(keys, values));
+}
+
+ArchiveBuilder::UID ArchiveBuilder::addObject(
+    UID classUID, const std::vector<std::pair<std::string_view, UID>>& fields) {
+  std::vector<Reference> keys{writer_.addString("$class")};
+  std::vector<Reference> values{writer_.addUID(classUID)};
+  for (const auto& [name, uid] : fields) {
+    keys.push_back(writer_.addString(name));
+    values.push_back(writer_.addUID(uid));
+  }
+  return place(writer_.addDictionary(keys, values));
+}
+
 ArchiveBuilder::UID ArchiveBuilder::addAgain(UID known) { return place(objects_.at(known)); }
 
 Data ArchiveBuilder::finish(UID root) {
@@ -46,13 +67,6 @@ Data ArchiveBuilder::finish(UID root) {
 ArchiveBuilder::UID ArchiveBuilder::place(Reference object) {
   objects_.push_back(object);
   return static_cast<UID>(objects_.size() - 1);
-}
-
-ArchiveBuilder::UID ArchiveBuilder::classNamed(std::string_view name) {
-  const std::array names{writer_.addString(name), writer_.addString("NSObject")};
-  const std::array keys{writer_.addString("$classname"), writer_.addString("$classes")};
-  const std::array values{names[0], writer_.addArray(names)};
-  return place(writer_.addDictionary(keys, values));
 }
 
 ArchiveBuilder::Reference ArchiveBuilder::list(const std::vector<UID>& uids) {

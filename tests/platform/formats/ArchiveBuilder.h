@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/formats/PropertyList.h"
@@ -19,6 +20,10 @@ class ArchiveBuilder {
   UID add(std::string_view text);
   UID addArray(const std::vector<UID>& elements);
   UID addDictionary(const std::vector<UID>& keys, const std::vector<UID>& values);
+  // A description of this class, behind as many keys of no meaning as `padding` says.
+  UID addClass(std::string_view name, std::size_t padding = 0);
+  // An object of a class that addClass() gave, with these fields.
+  UID addObject(UID classUID, const std::vector<std::pair<std::string_view, UID>>& fields = {});
   // What was added as `known` once more, in a place of its own.
   UID addAgain(UID known);
   // The UID that the next object will get.
@@ -30,7 +35,6 @@ class ArchiveBuilder {
   using Reference = PropertyListWriter::Reference;
 
   UID place(Reference object);
-  UID classNamed(std::string_view name);
   Reference list(const std::vector<UID>& uids);
 
   PropertyListWriter writer_;

@@ -55,6 +55,8 @@ TEST(JSONWriter, WritesDoublesInTheFewestDigitsThatReadBackEqual) {
   EXPECT_EQ(textWithJSONObject(0.1), "0.1");
   EXPECT_EQ(textWithJSONObject(1.0), "1");
   EXPECT_EQ(textWithJSONObject(-1.5), "-1.5");
+  // Equal to 0 when it is compared, so that reading it back would not show a lost sign.
+  EXPECT_EQ(textWithJSONObject(-0.0), "-0");
   for (const double number :
        {0.1, 1.0, -0.0, 1e22, 1e21, 5e-324, 1.7976931348623157e308, 9007199254740993.0, 1.0 / 3,
         9223372036854775808.0, 18446744073709551616.0, 123456789012345680000.0}) {

@@ -136,6 +136,38 @@ TEST(KeyedUnarchiver, RefusesManyPlacesThatHoldOneLongList) {
   expectRefusal(builder.finish(builder.addArray(places)), "fan out");
 }
 
+// The places are nested, so that none is whole and has a weight before the cycle at their bottom.
+TEST(KeyedUnarchiver, RefusesOneLongListAtManyPlacesBeforeItHasReadThemAll) {
+  ArchiveBuilder builder;
+  const UID list = builder.addArray(std::vector<UID>(20'000, 0));
+  UID uid = builder.addArray({builder.next()});
+  for (int level = 0; level < 300; ++level) uid = builder.addArray({builder.addAgain(list), uid});
+  expectRefusal(builder.finish(uid), "fan out");
+}
+
+TEST(KeyedUnarchiver, RefusesManyClassesThatHaveOneLongDescription) {
+  ArchiveBuilder builder;
+  const UID description = builder.addClass("NSNull", 4'000);
+  std::vector<UID> objects;
+  for (int i = 0; i < 2'000; ++i)
+    objects.push_back(builder.addObject(builder.addAgain(description)));
+  expectRefusal(builder.finish(builder.addArray(objects)), "fan out");
+}
+
+// The archive is a little longer than the text; it may give four times its bytes and 4 MiB more.
+// The text counts once for itself and once for each reference.
+TEST(KeyedUnarchiver, TakesATextOfAMegabyteSevenTimesAndNotEight) {
+  const auto archiveWith = [](std::size_t references) {
+    ArchiveBuilder builder;
+    const UID text = builder.add(std::string(std::size_t{1} << 20U, 'x'));
+    return builder.finish(builder.addArray(std::vector<UID>(references, text)));
+  };
+  const auto reading = unarchiveObjectWithData(archiveWith(7));
+  ASSERT_TRUE(reading) << reading.error()->localizedDescription();
+  EXPECT_EQ(reading->array()->size(), 7U);
+  expectRefusal(archiveWith(8), "fan out");
+}
+
 TEST(KeyedUnarchiver, TakesReferencesThatFanOutModestly) {
   ArchiveBuilder builder;
   UID uid = builder.add("text");

@@ -169,17 +169,22 @@ TEST(KeyedArchive, OfAnObjectThatGoesOnWithoutAValueIsReadBack) {
                   .has_value());
 }
 
+// Has a few more fields than there is room for beside its list.
 class FieldsOfManyNames final : public SecureCoding {
  public:
+  static constexpr std::size_t kFields = 20;
+
   std::string_view archivedClassName() const override { return "FieldsOfManyNames"; }
   void encodeWithCoder(Coder& coder) const override {
-    for (std::size_t i = 0; i <= limits::archiveObjects; ++i) {
-      coder.encodeObject_forKey(nullptr, std::to_string(i));
-    }
+    Array list;
+    list.reserve(limits::archiveObjects - kFields);
+    while (list.size() < limits::archiveObjects - kFields) list.emplace_back(1);
+    EXPECT_NO_THROW(coder.encodeObject_forKey(list, "list"));
+    for (std::size_t i = 0; i < kFields; ++i) coder.encodeObject_forKey(nullptr, std::to_string(i));
   }
 };
 
-TEST(KeyedArchive, OfMoreFieldNamesThanObjectsIsNotWritten) {
+TEST(KeyedArchive, OfMoreObjectsAndFieldNamesThanItsLimitIsNotWritten) {
   setClass_forClassName([](const Coder&) { return std::make_shared<FieldsOfManyNames>(); },
                         "FieldsOfManyNames");
   EXPECT_THROW(archivedDataWithRootObject(std::make_shared<FieldsOfManyNames>()),

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "platform/base/Limits.h"
+#include "platform/formats/ArchiveBuilder.h"
 #include "platform/formats/ArchiveValues.h"
 #include "platform/formats/Canonical.h"
 #include "platform/formats/KeyedArchiver.h"
@@ -180,6 +181,22 @@ TEST(Coder, GivesAFieldOnlyAsTheKindThatItIs) {
       },
       Pair::kName);
   EXPECT_NE(roundTrip(std::make_shared<Pair>(7, "text")).objectOf<Opaque>(), nullptr);
+}
+
+TEST(KeyedUnarchiver, TakesTheFirstOfTwoFieldsOfOneName) {
+  registerPair();
+  ArchiveBuilder builder;
+  const auto pairClass = builder.addClass(Pair::kName);
+  const auto one = builder.add("one");
+  const auto two = builder.add("two");
+  const auto root = builder.addObject(
+      pairClass, {{"first", one}, {"first", two}, {"second", two}, {"second", one}});
+  const auto reading = unarchiveObjectWithData(builder.finish(root));
+  ASSERT_TRUE(reading) << reading.error()->localizedDescription();
+  const auto pair = reading->objectOf<Pair>();
+  ASSERT_NE(pair, nullptr);
+  EXPECT_EQ(pair->first(), Value("one"));
+  EXPECT_EQ(pair->second(), Value("two"));
 }
 
 TEST(KeyedUnarchiver, ReplacesAFactoryThatIsSetAgain) {

@@ -269,6 +269,25 @@ TEST(PropertyListWriter, UsesWiderReferencesAndOffsetsAsTheListGrows) {
   }
 }
 
+TEST(PropertyListWriter, CopiesWhatTheRootsReachAndNothingElse) {
+  // A dictionary of an array that holds itself and the dictionary's key; a text that nobody holds.
+  const Bytes bytes = listOf({{0x51, 'x'}, {0xD1, 3, 2}, {0xA2, 2, 3}, {0x51, 'k'}});
+  const PropertyListReader source(bytes);
+  PropertyListWriter writer;
+  // So that no object has the number in the copy that it has in the source.
+  for (const std::string_view text : {"a", "b", "c"}) writer.addString(text);
+  const PropertyListWriter::Reference root = 1;
+  const auto copies = writer.addObjects(source, {&root, 1});
+  const Data data = writer.finish(copies[root]);
+  const PropertyListReader reader(data.bytes());
+  EXPECT_EQ(reader.size(), 6U);
+  const auto array = reader.find(reader.top(), "k");
+  ASSERT_TRUE(array);
+  ASSERT_EQ(reader.count(*array), 2U);
+  EXPECT_EQ(reader.element(*array, 0), *array);
+  EXPECT_EQ(reader.scalar(reader.element(*array, 1)), Value("k"));
+}
+
 TEST(PropertyListWriter, TakesReferencesToObjectsThatComeLater) {
   PropertyListWriter writer;
   const PropertyListWriter::Reference later = 1;

@@ -47,6 +47,7 @@ Reading readIn(std::string_view encoding, std::string_view content) {
   return read(documentIn(encoding, content));
 }
 
+constexpr std::int64_t kNoElementEnd = 3;
 constexpr std::int64_t kInvalidToken = 4;
 constexpr std::int64_t kUnknownEncoding = 18;
 
@@ -102,6 +103,26 @@ TEST(XMLEncoding, SaysWhereBytesAreNoText) {
   EXPECT_EQ(reading.error->localizedDescription(),
             "The text is not well-formed XML: line 2, column 5: not well-formed (invalid token).");
   EXPECT_EQ(read("<?xml version='1.0' encoding='GBK'?><r>\xD6").code(), kInvalidToken);
+}
+
+// A letter of Hebrew is kept back until it is known whether a point follows it.
+TEST(XMLEncoding, KeepsTheLetterBeforeBytesThatAreNoText) {
+  const Reading reading = readIn("windows-1255", "\xE0\xFF");
+  EXPECT_EQ(reading.text, "\u05D0");
+  EXPECT_EQ(reading.error->localizedDescription(),
+            "The text is not well-formed XML: line 2, column 5: not well-formed (invalid token).");
+  EXPECT_EQ(readIn("windows-1255", "\xE0").text, "\u05D0");
+}
+
+// What follows an escape sequence is read by its rules, whether the text ends there or not.
+TEST(XMLEncoding, ReadsTextThatChangesItsAlphabet) {
+  EXPECT_EQ(readIn("ISO-2022-JP", "a\x1B$B\x46\x7C\x1B(Bb").text, "a\u65E5b");
+  EXPECT_EQ(readIn("ISO-2022-JP", "\x1B$B\x46\x7C").code(), kNoElementEnd);
+  EXPECT_EQ(readIn("UTF-7", "a+AOk-b").text, "a\u00E9b");
+  const std::string declaration = "<?xml version='1.0' encoding='ISO-2022-JP'?><r/>";
+  for (const std::string_view cut : {"\x1B", "\x1B$", "\x1B$B\x46"}) {
+    EXPECT_EQ(read(declaration + std::string(cut)).code(), kInvalidToken);
+  }
 }
 
 TEST(XMLEncoding, BelievesAMarkRatherThanTheDeclaration) {

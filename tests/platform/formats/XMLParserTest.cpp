@@ -109,6 +109,9 @@ TEST(XMLParser, SaysWhereAndWhyADocumentIsMalformed) {
   EXPECT_EQ(mismatch.error->code(), 7);
   EXPECT_EQ(mismatch.description(),
             "The text is not well-formed XML: line 2, column 8: mismatched tag.");
+  // A null byte behind the second one does not make the text UTF-16.
+  EXPECT_EQ(runText("<r\0/>"sv).description(),
+            "The text is not well-formed XML: line 1, column 3: not well-formed (invalid token).");
   const ParserReport empty = runData("");
   EXPECT_EQ(empty.report, "!.");
   EXPECT_EQ(empty.error->code(), 3);
