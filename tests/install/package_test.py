@@ -22,9 +22,6 @@ list() { find / -xdev \( -path /proc -o -path /sys -o -path /trial -o -path /tmp
   -o -path /var/log -o -path /var/lib/dpkg -o -path /var/lib/apt \) -prune -o -print | sort; }
 apt-get update -q >/dev/null
 apt-get install -y -q --no-install-recommends g++ pkg-config >/dev/null
-apt-get install -y -q --no-install-recommends $(apt-cache depends --no-recommends --no-suggests \
-  --no-conflicts --no-breaks --no-replaces --no-enhances ./*.deb | awk '/Depends:/ {print $2}' |
-  grep -v orxaccount | grep -v '<' | sort -u) >/dev/null
 list >before
 apt-get install -y -q --no-install-recommends ./*.deb >/dev/null
 g++ -std=c++20 host.cpp -o host $(pkg-config --cflags --libs orxaccount)
@@ -39,6 +36,7 @@ kill $server
 wait $server || true
 grep -q '^Hello ' said
 apt-get purge -y -q PACKAGES >/dev/null
+apt-get autoremove -y -q --purge >/dev/null
 list >after
 diff before after
 """
