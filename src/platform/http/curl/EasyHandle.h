@@ -67,8 +67,8 @@ class EasyHandle {
   // Lets the next configure() set it up anew.
   void forgetConfiguration() { configuration_.reset(); }
   // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
-  // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once must
-  // not be used again.
+  // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once
+  // must not be used again.
   void configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
                  SocketRegistry& sockets, CURLSH* share);
   // The configured time-out; one that is not positive counts as the default.
