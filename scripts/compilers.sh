@@ -24,7 +24,8 @@ clang-16-cxx23|clang++-16|Debug||-DCMAKE_CXX_STANDARD=23
 TEXT
 }
 
-# Two builds of the same sources in two folders give the same bytes.
+# Two builds of the same sources in two folders give the same bytes. The caller looks at the status,
+# so `set -e` ends nothing in here: each step that can fail returns by itself.
 compare_two_folders() {
   local place=$1 folder
   for folder in here somewhere/else; do
@@ -32,11 +33,11 @@ compare_two_folders() {
     mkdir -p "$place/$folder/sources"
     git ls-files -z | xargs -0 cp --parents -t "$place/$folder/sources"
     cmake -G Ninja -S "$place/$folder/sources" -B "$place/$folder/build" -DORX_BUILD_TESTS=OFF \
-      -DORX_BUILD_FUZZERS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-    cmake --build "$place/$folder/build" --target orxaccount_shared orxaccount_static
+      -DORX_BUILD_FUZZERS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null || return 1
+    cmake --build "$place/$folder/build" --target orxaccount_shared orxaccount_static || return 1
   done
   for file in src/liborxaccount.so.1.0.0 src/liborxaccount.a; do
-    cmp "$place/here/build/$file" "$place/somewhere/else/build/$file"
+    cmp "$place/here/build/$file" "$place/somewhere/else/build/$file" || return 1
   done
 }
 

@@ -63,6 +63,7 @@ void XMLTaskList::setDictionaries(const std::optional<std::vector<Dictionary>>& 
   }
   // Destroyed after the section, like the old list: what they hold is the host's.
   Tasks replaced;
+  if (tasks) replaced.reserve(tasks->size());
   const BriefSection section;
   if (tasks) {
     for (const auto& task : *tasks) {
@@ -84,21 +85,27 @@ std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* par
 }
 
 void XMLTaskList::append(XMLTask task) {
-  auto added = std::make_shared<XMLTask>(std::move(task));
+  const auto added = std::make_shared<XMLTask>(std::move(task));
   const BriefSection section;
-  if (tasks_) add(std::move(added));
+  if (tasks_) add(added);
 }
 
 void XMLTaskList::appendAnyway(XMLTask task) {
-  auto added = std::make_shared<XMLTask>(std::move(task));
+  const auto added = std::make_shared<XMLTask>(std::move(task));
   const BriefSection section;
   if (!tasks_) tasks_.emplace();
-  add(std::move(added));
+  add(added);
 }
 
-void XMLTaskList::add(std::shared_ptr<XMLTask> task) {
+void XMLTaskList::add(const std::shared_ptr<XMLTask>& task) {
   tasks_->push_back(task);
-  underWay_.push_back(std::move(task));
+  try {
+    underWay_.push_back(task);
+  } catch (...) {
+    // Left in one of the lists, it would stay there with its callback.
+    tasks_->pop_back();
+    throw;
+  }
 }
 
 std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) {

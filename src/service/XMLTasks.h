@@ -81,7 +81,7 @@ class XMLTaskList {
   Dictionary dictionaryOf(const XMLTask& task) const;
   XMLTask taskOf(const Dictionary& dictionary) const;
   // Called inside a brief section, as all below that changes something.
-  void add(std::shared_ptr<XMLTask> task);
+  void add(const std::shared_ptr<XMLTask>& task);
   // Null when there is none.
   XMLTask* locate(const XMLParser& parser);
 

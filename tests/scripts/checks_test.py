@@ -1,7 +1,11 @@
 #!/usr/bin/env python3
 """Tests of the checks: each finds the faults that it is for."""
 
+import os
+import re
+import subprocess
 import sys
+import tempfile
 import unittest
 from pathlib import Path
 
@@ -14,7 +18,8 @@ import check_one_definition
 import check_readme
 import check_sizes
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
+ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "scripts"))
 import mutate
 import mutations
 
@@ -319,6 +324,44 @@ class Readme(unittest.TestCase):
         usage = "  demo    walk\n  test    run\n"
         self.assertEqual(list(check_readme.check_commands("run `./dev demo`", usage)), [])
         self.assertEqual(len(list(check_readme.check_commands("run `./dev fly`", usage))), 1)
+
+
+class Dev(unittest.TestCase):
+    """./dev with other programs in the place of those that it runs."""
+
+    def run_with(self, programs, *command):
+        with tempfile.TemporaryDirectory() as folder:
+            for name, script in programs.items():
+                program = Path(folder, name)
+                program.write_text(f"#!/bin/sh\n{script}\n", encoding="ascii")
+                program.chmod(0o755)
+            return subprocess.run(
+                command, text=True, capture_output=True, cwd=ROOT,
+                env={**os.environ, "PATH": f"{folder}:{os.environ['PATH']}", "PLACE": folder})
+
+    def pattern_for(self, *arguments):
+        done = self.run_with({"cmake": "true", "ctest": 'printf "<%s>" "$@"', "sudo": "true",
+                              "apt-get": "true"}, "bash", "dev", "test", *arguments)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        # ctest heeds the last -R alone.
+        return done.stdout.rsplit("<-R>", 1)[1].split(">")[0].lstrip("<")
+
+    def test_runs_the_tests_of_one_room_whose_name_matches(self):
+        self.assertEqual(self.pattern_for("http"), "^http/")
+        both = self.pattern_for("http", "-R", "Redirect|Proxy")
+        for name, runs in (("http/Redirect.X", True), ("http/Proxy.X", True), ("http/URL.X", False),
+                           ("service/Proxy.X", False)):
+            self.assertEqual(bool(re.search(both, name)), runs, name)
+        self.assertEqual(self.pattern_for("-R", "login/"), "login/")
+
+    def test_compares_every_file_of_two_builds(self):
+        script = ("set -eu; source scripts/compilers.sh; "
+                  'if compare_two_folders "$PLACE/builds" >/dev/null; then echo same; fi')
+        for differs in ("none", "liborxaccount.so.1.0.0", "liborxaccount.a"):
+            compare = f'case $1 in *{differs}) exit 1 ;; esac'
+            done = self.run_with({"cmake": "true", "git": "printf dev", "cmp": compare},
+                                 "bash", "-c", script)
+            self.assertEqual(done.stdout, "same\n" if differs == "none" else "", done.stderr)
 
 
 if __name__ == "__main__":

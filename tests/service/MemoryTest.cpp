@@ -91,5 +91,58 @@ TEST(UserDataWithoutMemory, IsReportedOnceAndItsTaskGoes) {
   });
 }
 
+TEST(TaskListWithoutMemory, HoldsATaskOrThrowsWithoutIt) {
+  withEachAllocationFailing([](auto begin, auto end) {
+    XMLTaskList list({.parser = "parser",
+                      .elements = "elements",
+                      .parsingString = "string",
+                      .parsingError = "error",
+                      .completionHandler = "callback"});
+    const auto parser = XMLParser::initWithText(Data("<a/>"));
+    XMLTask task;
+    task.parser = parser;
+    bool isHeld = true;
+    begin();
+    try {
+      list.appendAnyway(std::move(task));
+    } catch (const std::bad_alloc&) {
+      isHeld = false;
+    }
+    end();
+    EXPECT_EQ(list.find(*parser).has_value(), isHeld);
+    EXPECT_EQ(list.dictionaryWithParser(parser.get()).has_value(), isHeld);
+  });
+}
+
+TEST(TaskListWithoutMemory, TakesAnotherListOrStaysAsItWas) {
+  withEachAllocationFailing([](auto begin, auto end) {
+    XMLTaskList list({.parser = "parser",
+                      .elements = "elements",
+                      .parsingString = "string",
+                      .parsingError = "error",
+                      .completionHandler = "callback"});
+    const Dictionary ofTheHost{{"of the host", "a text of some length"}};
+    std::vector<Dictionary> replacement;
+    std::vector<std::shared_ptr<XMLParser>> parsers;
+    for (int i = 0; i < 3; ++i) {
+      XMLTask task;
+      task.parser = parsers.emplace_back(XMLParser::initWithText(Data("<a/>")));
+      list.appendAnyway(std::move(task));
+      replacement.push_back({{"parser", parsers.back()}, {"elements", ofTheHost}});
+    }
+    bool isTaken = true;
+    begin();
+    try {
+      list.setDictionaries(replacement);
+    } catch (const std::bad_alloc&) {
+      isTaken = false;
+    }
+    end();
+    for (const auto& parser : parsers) {
+      EXPECT_EQ(list.find(*parser)->elements == ofTheHost, isTaken);
+    }
+  });
+}
+
 }  // namespace
 }  // namespace orx::testing

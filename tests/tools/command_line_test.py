@@ -10,6 +10,7 @@ import errno
 import json
 import os
 import pty
+import resource
 import select
 import shutil
 import signal
@@ -65,6 +66,32 @@ class Usage(CommandLine):
         self.assertEqual(done.stderr, "")
         done = self.expect(4, "whoami", "--json")
         self.assertEqual(json.loads(done.stdout)["error"]["kind"], "not-signed-in")
+
+    def test_errors_of_the_arguments_themselves_are_objects_too(self):
+        for arguments in (["whoami", "--app-key", "x"], ["whoami", "--app-key-file", "/nowhere"],
+                          ["login", "--login"], ["whoami", "--no-such-option"]):
+            for both in (["--json", *arguments], [*arguments, "--json"]):
+                with self.subTest(both):
+                    done = self.expect(2, *both)
+                    self.assertEqual(json.loads(done.stdout)["error"]["kind"], "usage")
+                    self.assertEqual(done.stderr, "")
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can become a user of its own")
+    def test_a_system_without_threads_is_a_failure_like_others(self):
+        def leave_no_thread():
+            unused = 0x60000000 + os.getpid()
+            os.setresuid(unused, unused, unused)
+            resource.setrlimit(resource.RLIMIT_NPROC, (0, 0))
+
+        self.home.chmod(0o777)
+        try:
+            done = subprocess.run([support.programs.orxaccount, "call", "w000000019"], text=True,
+                                  capture_output=True, timeout=WAIT, cwd=self.home,
+                                  env=self.environment, preexec_fn=leave_no_thread)
+        except PermissionError:
+            self.skipTest("others may not run the program")
+        self.assertEqual(done.returncode, 3, done.stderr)
+        self.assertIn("has no thread", done.stderr)
 
 
 @unittest.skipUnless(os.geteuid() == 0, "only root can make a program that runs as somebody else")

@@ -8,6 +8,7 @@ import fcntl
 import json
 import os
 import stat
+import subprocess
 import sys
 from pathlib import Path
 from xml.sax.saxutils import escape
@@ -126,7 +127,8 @@ class Secrets(CommandLine):
 
     def test_among_the_arguments_are_refused_under_any_name_and_at_any_depth(self):
         for arguments in (["--set", "sso_ticket=SECRET"], ["--set", "old_pass_word=SECRET"],
-                          ["--set", "client-secret=SECRET"],
+                          ["--set", "client-secret=SECRET"], ["--set", "PassPhrase=SECRET"],
+                          ["--set", "api_key=SECRET"], ["--set", "credentials=SECRET"],
                           ["--set-json", 'user={"passwd":"SECRET"}'],
                           ["--set-json", 'users=[{"a":[{"Ticket":"SECRET"}]}]'],
                           ["--app-key", "SECRET"], ["--app-key=SECRET"]):
@@ -199,6 +201,14 @@ class PictureFiles(CommandLine):
             self.place.unlink()
         self.assertEqual(victim.read_text(encoding="ascii"), "mine")
         self.assertFalse((self.home / "not-there").exists())
+
+    def test_a_folder_that_is_gone_takes_none(self):
+        script = 'mkdir gone && cd gone && rmdir ../gone && exec "$@"'
+        done = subprocess.run(["sh", "-c", script, "sh", support.programs.orxaccount, "picture"],
+                              text=True, capture_output=True, timeout=support.WAIT, cwd=self.home,
+                              env=self.environment)
+        self.assertEqual(done.returncode, 5, done.stderr)
+        self.assertIn("cannot write picture-", done.stderr)
 
     def test_what_is_no_file_is_not_replaced(self):
         os.mkfifo(self.place)

@@ -34,7 +34,9 @@ bool isSecret(const std::string& key) {
   for (const char letter : lowered(key)) {
     if (letter >= 'a' && letter <= 'z') name += letter;
   }
-  constexpr std::array kMarks = {"passw", "pwd", "ticket", "secret", "token", "appkey"};
+  constexpr std::array kMarks = {"passw",  "passphrase", "passcode",  "pwd",
+                                 "ticket", "secret",     "token",     "appkey",
+                                 "apikey", "privatekey", "credential"};
   return std::any_of(kMarks.begin(), kMarks.end(),
                      [&](const char* mark) { return name.find(mark) != std::string::npos; });
 }

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <string_view>
+#include <system_error>
 
 #include "Commands.h"
 #include "Output.h"
@@ -79,14 +80,23 @@ void save(const orx::Data& picture, const std::string& place, bool force) {
   writeNew(place, picture.text());
 }
 
+// The current folder may have been removed, and nothing can be written there then.
+std::string placeOf(const std::string& file) {
+  std::error_code problem;
+  const auto place = std::filesystem::absolute(file, problem);
+  if (problem) {
+    throw Failure{ExitCode::Storage, "cannot write " + file + ": " + problem.message()};
+  }
+  return place.string();
+}
+
 void runPicture(const GlobalOptions& options, const std::string& output, bool force) {
   Session session(options);
   const auto user = Session::signedInUser();
   const orx::Data picture = session.loadPicture(*user);
   if (picture.empty()) throw Failure{ExitCode::Refused, "the service sent an empty picture"};
   const PictureFormat format = formatOf(picture);
-  const std::string place =
-      std::filesystem::absolute(output.empty() ? fileNameFor(*user, format) : output).string();
+  const std::string place = placeOf(output.empty() ? fileNameFor(*user, format) : output);
   save(picture, place, force);
   orx::Dictionary fields{{"format", format.name}, {"bytes", picture.size()}, {"file", place}};
   std::string sentence = format.name + " picture, ";

@@ -1,7 +1,10 @@
 #include <CLI/CLI.hpp>
-#include <cstring>
+#include <algorithm>
 #include <iostream>
+#include <new>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 
 #include "Commands.h"
 #include "Output.h"
@@ -19,6 +22,11 @@ int fail(const tool::GlobalOptions& options, const tool::Failure& failure) {
   return static_cast<int>(failure.exitCode);
 }
 
+// Looked for before the arguments are parsed: what is wrong with them is told as JSON too.
+bool asksForJSON(int argc, char** argv) {
+  return std::any_of(argv, argv + argc, [](std::string_view text) { return text == "--json"; });
+}
+
 int run(CLI::App& app, const tool::GlobalOptions& options, int argc, char** argv) {
   try {
     app.parse(argc, argv);
@@ -31,6 +39,11 @@ int run(CLI::App& app, const tool::GlobalOptions& options, int argc, char** argv
     return fail(options, failure);
   } catch (const std::invalid_argument& misuse) {
     return fail(options, tool::usageFailure(misuse.what()));
+  } catch (const std::system_error& shortage) {
+    return fail(options, {tool::ExitCode::Transport,
+                          std::string("the system has no thread for a call: ") + shortage.what()});
+  } catch (const std::bad_alloc&) {
+    return fail(options, {tool::ExitCode::Transport, "memory has run out"});
   }
 }
 
@@ -42,6 +55,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   app.fallthrough();
   tool::GlobalOptions options;
+  options.json = asksForJSON(argc, argv);
   tool::addGlobalOptions(app, options);
   tool::addAccountCommands(app, options);
   tool::addSignInCommands(app, options);

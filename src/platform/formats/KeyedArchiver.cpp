@@ -230,6 +230,8 @@ class ArchiveWriter {
       FieldEncoder fields(*this);
       coded->encodeWithCoder(fields);
       measure = fields.measure;
+      // The reader counts the class as a field.
+      ++measure.weight;
       fields.keys.push_back(writer_.addString(archive::kClass));
       fields.values.push_back(classNamed(coded->archivedClassName()));
       return writer_.addDictionary(fields.keys, fields.values);
@@ -242,16 +244,25 @@ class ArchiveWriter {
   UID addOnce(const void* identity, Write write) {
     const auto known = uidsByIdentity_.find(identity);
     if (known != uidsByIdentity_.end()) return again(known->second);
-    if (++depth_ > limits::archiveDepth) refuseDepth();
+    if (depth_ == limits::archiveDepth) refuseDepth();
     const UID uid = addLeaf(kUnfinished);
     if (identity != nullptr) uidsByIdentity_.emplace(identity, uid);
-    Measure measure;
-    const Reference object = write(measure);
-    // The depth on this way here does not bound the value's: what was written earlier brings its
-    // own levels along.
-    if (++measure.height > limits::archiveDepth) refuseDepth();
-    objects_[uid] = object;
-    measures_[uid] = measure;
+    ++depth_;
+    try {
+      Measure measure;
+      const Reference object = write(measure);
+      // The depth on this way here does not bound the value's: what was written earlier brings its
+      // own levels along.
+      if (++measure.height > limits::archiveDepth) refuseDepth();
+      objects_[uid] = object;
+      measures_[uid] = measure;
+    } catch (...) {
+      // An object that goes on without this value must find its own depth, and the value unknown.
+      objects_[uid] = objects_[kNullUID];
+      uidsByIdentity_.erase(identity);
+      --depth_;
+      throw;
+    }
     --depth_;
     return uid;
   }

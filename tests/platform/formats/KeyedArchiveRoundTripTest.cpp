@@ -169,6 +169,61 @@ TEST(KeyedArchive, OfAnObjectThatGoesOnWithoutAValueIsReadBack) {
                   .has_value());
 }
 
+// Holds lists that cannot be archived, does without them, and holds one that can.
+class Patient final : public SecureCoding {
+ public:
+  std::string_view archivedClassName() const override { return "Patient"; }
+  void encodeWithCoder(Coder& coder) const override {
+    const Value good = nested(limits::archiveDepth - 1);
+    const Value tooDeep = Array{good};
+    for (std::size_t i = 0; i <= limits::archiveDepth; ++i) {
+      EXPECT_THROW(coder.encodeObject_forKey(Array{"\xff"}, "damaged"), std::invalid_argument);
+    }
+    EXPECT_THROW(coder.encodeObject_forKey(tooDeep, "deep"), std::invalid_argument);
+    coder.encodeObject_forKey(good, "good");
+  }
+};
+
+TEST(KeyedArchive, OfAnObjectThatGoesOnWithoutListsHoldsTheOthers) {
+  setClass_forClassName(
+      [](const Coder& coder) {
+        EXPECT_EQ(coder.decodeObjectOfClass_forKey(Value::Kind::Array, "good"),
+                  nested(limits::archiveDepth - 1));
+        return std::make_shared<Patient>();
+      },
+      "Patient");
+  std::optional<Data> archive;
+  ASSERT_NO_THROW(archive = archivedDataWithRootObject(std::make_shared<Patient>()));
+  EXPECT_TRUE(unarchiveObjectWithData(*archive).has_value());
+}
+
+class WithoutFields final : public SecureCoding {
+ public:
+  std::string_view archivedClassName() const override { return "WithoutFields"; }
+  void encodeWithCoder(Coder&) const override {}
+  bool isEqual(const Object* object) const override {
+    return dynamic_cast<const WithoutFields*>(object) != nullptr;
+  }
+};
+
+TEST(KeyedArchive, OfAnObjectThatIsHeldTooOftenIsNotWritten) {
+  setClass_forClassName([](const Coder&) { return std::make_shared<WithoutFields>(); },
+                        "WithoutFields");
+  Value value = std::make_shared<WithoutFields>();
+  bool isWritten = true;
+  // Each level holds the one below twice; comparing them all would take too long.
+  for (int level = 0; isWritten && level < 40; ++level) {
+    value = Array{value, value};
+    try {
+      const Data archive = archivedDataWithRootObject(value);
+      EXPECT_TRUE(unarchiveObjectWithData(archive).has_value()) << level;
+    } catch (const std::invalid_argument&) {
+      isWritten = false;
+    }
+  }
+  EXPECT_FALSE(isWritten);
+}
+
 // Has a few more fields than there is room for beside its list.
 class FieldsOfManyNames final : public SecureCoding {
  public:

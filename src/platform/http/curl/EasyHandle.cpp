@@ -117,10 +117,6 @@ bool parse(const std::string& text, CURLU* parsed) {
 
 }  // namespace
 
-EasyHandle::EasyHandle() : curl_(curl_easy_init()) {
-  if (curl_ == nullptr) throw std::bad_alloc();
-}
-
 EasyHandle::~EasyHandle() {
   // First, because the handle points to the parsed URL and to both lists.
   curl_easy_cleanup(curl_);
@@ -146,8 +142,12 @@ void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>&
   if (configuration_ == configuration || (configuration_ && *configuration_ == *configuration)) {
     return trustConfigured();
   }
-  // Forgets the options, not the connections, which belong to the multi handle.
-  curl_easy_reset(curl_);
+  // Forgets the options, not the connections, which belong to the multi handle. curl_easy_reset()
+  // would do for that, but not for a buffer that a transfer without a connection leaves behind: it
+  // stays as small as it is, and libcurl would read 16 KiB at a time into it, beyond its end.
+  curl_easy_cleanup(std::exchange(curl_, nullptr));
+  curl_ = curl_easy_init();
+  if (curl_ == nullptr) throw std::bad_alloc();
   // The handle holds no URL now. Left as it is, setURL() would take it for set.
   url_.clear();
   configuration_ = configuration;

@@ -51,9 +51,8 @@ class EasyHandle {
     ~Client() = default;
   };
 
-  // Like configure() and setRequest() it throws std::bad_alloc when libcurl has no memory. What has
-  // thrown once must not be used again.
-  EasyHandle();
+  // Comes to life with configure().
+  EasyHandle() = default;
   EasyHandle(const EasyHandle&) = delete;
   EasyHandle& operator=(const EasyHandle&) = delete;
   ~EasyHandle();
@@ -68,6 +67,8 @@ class EasyHandle {
   // Lets the next configure() set it up anew.
   void forgetConfiguration() { configuration_.reset(); }
   // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
+  // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once
+  // must not be used again.
   void configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
                  SocketRegistry& sockets, CURLSH* share);
   // The configured time-out; one that is not positive counts as the default.
@@ -108,7 +109,7 @@ class EasyHandle {
   void setBody(const std::string& body);
   void setHeaderLines(const URLRequest& request);
 
-  CURL* const curl_;
+  CURL* curl_ = nullptr;
   Client* client_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
 
