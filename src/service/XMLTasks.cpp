@@ -97,8 +97,10 @@ void XMLTaskList::appendAnyway(XMLTask task) {
 }
 
 void XMLTaskList::add(std::shared_ptr<XMLTask> task) {
-  tasks_->push_back(task);
-  underWay_.push_back(std::move(task));
+  // First, so that a task for which memory runs out is in neither list.
+  tasks_->reserve(tasks_->size() + 1);
+  underWay_.push_back(task);
+  tasks_->push_back(std::move(task));
 }
 
 std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) {
