@@ -269,5 +269,31 @@ TEST_F(WorkerWithoutMemory, ReportsASignInWithATicketOnce) {
   EXPECT_EQ(statusOfSigningIn([](auto& manager) { manager.loginWithTicket("T"); }), fine);
 }
 
+TEST_F(WorkerWithoutMemory, ReportsAPictureOnce) {
+  const auto load = [](std::size_t number) {
+    Mailbox<bool> failures;
+    std::optional<FailingAllocation> failing;
+    platform::WorkerPool::shared().submit(
+        platform::makeJob([&failing, number] { failing.emplace(number); }));
+    ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", "me.png"}})
+        ->loadProfileImageDataWithCompletionBlock([&](const Picture& data, const auto& error) {
+          const bool hasFailed = FailingAllocation::hasFailed();
+          failing.reset();
+          EXPECT_NE(data.has_value(), error != nullptr);
+          failures.put(hasFailed);
+        });
+    return failures.take();
+  };
+  EXPECT_EQ(statusWithThreads(1,
+                              [&] {
+                                Mailbox<Picture> pictures;
+                                loadPicture(pictures);
+                                pictures.take();
+                                for (std::size_t number = 0; load(number);) ++number;
+                                return fine;
+                              }),
+            fine);
+}
+
 }  // namespace
 }  // namespace orx::testing
