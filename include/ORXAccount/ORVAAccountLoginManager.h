@@ -7,6 +7,7 @@
 #include <ORXAccount/platform/Value.h>
 #include <ORXAccount/platform/XMLParser.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -90,7 +91,9 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   void didFetchUserData(const std::string& ticket,
                         const std::shared_ptr<ORVAAccountAPIResult>& result,
                         const std::shared_ptr<Error>& error);
-  void finishLogin(std::optional<Dictionary> userInfo, const std::shared_ptr<Error>& error);
+  void parse(const std::shared_ptr<XMLParser>& parser, const std::string& ticket);
+  void finishLogin(const std::function<std::optional<Dictionary>()>& userInfo,
+                   const std::shared_ptr<Error>& error);
   struct State;
 
   // Part of the record's layout; no operation uses it.

@@ -5,6 +5,7 @@
 #include <ORXAccount/ORVAAccountUser.h>
 
 #include <cerrno>
+#include <functional>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -34,6 +35,22 @@ struct ORVAAccountLoginManager::State {
 
 namespace {
 
+// For all managers: there is one stored user.
+const std::shared_ptr<OperationQueue>& storingQueue() {
+  static constinit ProcessWide<std::shared_ptr<OperationQueue>> queue;
+  return queue.get([] { return std::make_shared<OperationQueue>(); });
+}
+
+// On a worker nobody else would catch a lack of memory, and the process would end. Made by the
+// first use, which may throw; so each sign-in uses it before it starts.
+const std::shared_ptr<Error>& noMemoryToSignIn() {
+  static constinit ProcessWide<std::shared_ptr<Error>> error;
+  return error.get([] {
+    return makeFailure(NSPOSIXErrorDomain, ENOMEM, "There is no memory to sign the user in.")
+        .value();
+  });
+}
+
 // A web-service client with the credentials of ORVAAccount, for one sign-in alone. Throws
 // std::invalid_argument when one of them is missing.
 std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
@@ -44,45 +61,47 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
     throw std::invalid_argument(
         "a sign-in needs the application ID and key that ORVAAccount is initialised with");
   }
+  noMemoryToSignIn();
+  storingQueue();
   return ORVAAccountAPI::initWithOptions(
       {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, *appKey}});
 }
 
-// For all managers: there is one stored user.
-const std::shared_ptr<OperationQueue>& storingQueue() {
-  static constinit ProcessWide<std::shared_ptr<OperationQueue>> queue;
-  return queue.get([] { return std::make_shared<OperationQueue>(); });
+// The report carries the user who is current at this moment: after a failure the one from before,
+// and with overlapping sign-ins perhaps the other one's.
+void report(ORVAAccountLoginManager& manager, const std::shared_ptr<Error>& error) {
+  manager.didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
 }
 
-// How a sign-in has ended: with an error, or null.
-using Report = std::function<void(const std::shared_ptr<Error>& failure)>;
-
-// On a worker nobody else would catch a lack of memory, and the process would end.
-std::shared_ptr<Error> noMemoryToSignIn() {
-  return makeFailure(NSPOSIXErrorDomain, ENOMEM, "There is no memory to sign the user in.").value();
-}
-
-void announceAndReport(const std::optional<Dictionary>& change, const Report& report) {
-  std::shared_ptr<Error> failure;
+// False when there was no memory for the step.
+template <typename Step>
+bool hadMemory(const Step& step) {
   try {
-    if (change) announceChange(*change);
+    step();
+    return true;
   } catch (const std::bad_alloc&) {
-    failure = noMemoryToSignIn();
+    return false;
   }
-  report(failure);
 }
 
-void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user, const Report& report) {
-  try {
+void announceAndReport(const std::optional<Dictionary>& change, ORVAAccountLoginManager& manager) {
+  const bool isDone = hadMemory([&] {
+    if (change) announceChange(*change);
+  });
+  report(manager, isDone ? nullptr : noMemoryToSignIn());
+}
+
+void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user,
+                 const std::shared_ptr<ORVAAccountLoginManager>& manager) {
+  const bool isDone = hadMemory([&] {
     // Made first: once the user is current, nothing may be lacking to tell so. A job of its own,
     // since observers and the delegate may block, and may not hold up who is stored next.
     const auto change = std::make_shared<std::optional<Dictionary>>();
-    auto job = makeJob([change, report] { announceAndReport(*change, report); });
+    auto job = makeJob([change, manager] { announceAndReport(*change, *manager); });
     *change = changeCurrentUser(user);
     WorkerPool::shared().submit(std::move(job));
-  } catch (const std::bad_alloc&) {
-    report(noMemoryToSignIn());
-  }
+  });
+  if (!isDone) report(*manager, noMemoryToSignIn());
 }
 
 // The user's fields as the service sent them. Absent when the data is no dictionary, and when there
@@ -147,21 +166,21 @@ void ORVAAccountLoginManager::setDelegate(
 void ORVAAccountLoginManager::loginWithParameters(const Dictionary& parameters) {
   clientForOneLogin()->login_completionHandler(
       parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
-        finishLogin(fieldsIn(result), error);
+        finishLogin([&] { return fieldsIn(result); }, error);
       });
 }
 
 void ORVAAccountLoginManager::loginOpenIDWithParameters(const Dictionary& parameters) {
   clientForOneLogin()->loginOpenID_completionHandler(
       parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
-        finishLogin(fieldsIn(result), error);
+        finishLogin([&] { return fieldsIn(result); }, error);
       });
 }
 
 void ORVAAccountLoginManager::loginOpenIDV2WithParameters(const Dictionary& parameters) {
   clientForOneLogin()->loginOpenIDV2WithParameters_completionHandler(
       parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
-        finishLogin(withLowerCaseFirstLetters(fieldsIn(result)), error);
+        finishLogin([&] { return withLowerCaseFirstLetters(fieldsIn(result)); }, error);
       });
 }
 
@@ -172,47 +191,57 @@ void ORVAAccountLoginManager::loginWithTicket(std::string_view ticket) {
           const auto& result, const auto& error) { didFetchUserData(ticket, result, error); });
 }
 
-// Data that is no XML is reported without an error and without a change of the user.
 void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
                                                const std::shared_ptr<ORVAAccountAPIResult>& result,
                                                const std::shared_ptr<Error>& error) {
-  if (error) return finishLogin(std::nullopt, error);
+  if (error) return report(*this, error);
   const auto parser = result->returnData().objectOf<XMLParser>();
   if (!parser) {
-    NSLog("[OrvaAccount] The return data is not XML format: " + result->returnData().description());
-    return didLoginWithUser_error(ORVAAccountUser::currentUser(), nullptr);
+    // Data that is no XML is reported without an error and without a change of the user, also when
+    // the line is lost for want of memory.
+    hadMemory([&] {
+      NSLog("[OrvaAccount] The return data is not XML format: " +
+            result->returnData().description());
+    });
+    return report(*this, nullptr);
   }
   // In a job of its own: this function runs inside the parse of the service's answer, which would
   // stay in memory until the delegate has returned.
-  WorkerPool::shared().submit(makeJob([this, self = shared_from_this(), parser, ticket] {
-    parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(self));
+  const bool isDone = hadMemory([&] {
+    WorkerPool::shared().submit(
+        makeJob([this, self = shared_from_this(), parser, ticket] { parse(parser, ticket); }));
+  });
+  if (!isDone) report(*this, noMemoryToSignIn());
+}
+
+void ORVAAccountLoginManager::parse(const std::shared_ptr<XMLParser>& parser,
+                                    const std::string& ticket) {
+  const bool isDone = hadMemory([&] {
+    parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this()));
     service::XMLTask task;
     task.parser = parser;
     task.elements.set(kORVAAccountTicket, ticket);
     state_->ticketTasks.append(std::move(task));
-    parser->parse();
-  }));
+  });
+  if (!isDone) return report(*this, noMemoryToSignIn());
+  parser->parse();
 }
 
-// How a sign-in ends, but for a ticket's data that is no XML. The report carries the user who is
-// current at this moment: after a failure the one from before, and with overlapping sign-ins
-// perhaps the other one's.
-void ORVAAccountLoginManager::finishLogin(std::optional<Dictionary> userInfo,
-                                          const std::shared_ptr<Error>& error) {
-  const Report report = [this, self = shared_from_this()](const std::shared_ptr<Error>& failure) {
-    didLoginWithUser_error(ORVAAccountUser::currentUser(), failure);
-  };
-  if (error) return report(error);
-  try {
+// How a sign-in ends, but for a ticket's data that is no XML.
+void ORVAAccountLoginManager::finishLogin(
+    const std::function<std::optional<Dictionary>()>& userInfo,
+    const std::shared_ptr<Error>& error) {
+  if (error) return report(*this, error);
+  const bool isDone = hadMemory([&] {
     // Storing can wait for a disk or a lock. In one queue, the sign-ins that wait hold one worker
     // together rather than one each.
     storingQueue()->addOperationWithBlock(
-        [user = ORVAAccountUser::initWithUserInfo(std::move(userInfo)), report] {
-          makeCurrent(user, report);
+        [user = ORVAAccountUser::initWithUserInfo(userInfo()),
+         manager = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this())] {
+          makeCurrent(user, manager);
         });
-  } catch (const std::bad_alloc&) {
-    report(noMemoryToSignIn());
-  }
+  });
+  if (!isDone) report(*this, noMemoryToSignIn());
 }
 
 void ORVAAccountLoginManager::logout() { ORVAAccountUser::setCurrentUser(nullptr); }
@@ -260,7 +289,7 @@ void ORVAAccountLoginManager::parserDidEndDocument(XMLParser& parser) {
   const auto task = state_->ticketTasks.find(parser);
   if (!task) return;
   state_->ticketTasks.remove(parser);
-  finishLogin(task->elements, task->parsingError);
+  finishLogin([&] { return task->elements; }, task->parsingError);
 }
 
 }  // namespace orx

@@ -98,14 +98,10 @@ void XMLTaskList::appendAnyway(XMLTask task) {
 }
 
 void XMLTaskList::add(const std::shared_ptr<XMLTask>& task) {
+  // First, so that a task for which memory runs out is in neither list.
+  tasks_->reserve(tasks_->size() + 1);
+  underWay_.push_back(task);
   tasks_->push_back(task);
-  try {
-    underWay_.push_back(task);
-  } catch (...) {
-    // Left in one of the lists, it would stay there with its callback.
-    tasks_->pop_back();
-    throw;
-  }
 }
 
 std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) {

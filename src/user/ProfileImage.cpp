@@ -1,11 +1,16 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
+#include <cerrno>
+#include <new>
 #include <utility>
 
+#include "platform/base/Result.h"
 #include "platform/http/URLSessionDataTask.h"
+#include "platform/process/ForkSafety.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
+#include "platform/storage/FileErrors.h"
 #include "user/ImageState.h"
 
 namespace orx {
@@ -16,16 +21,30 @@ namespace {
 
 bool isSuccess(long statusCode) { return statusCode >= 200 && statusCode < 300; }
 
+// Made by the first use, which may throw; so each load uses it before it starts.
+const std::shared_ptr<Error>& noMemoryToLoad() {
+  static constinit ProcessWide<std::shared_ptr<Error>> error;
+  return error.get([] {
+    return makeFailure(NSPOSIXErrorDomain, ENOMEM, "There is no memory to load the picture.")
+        .value();
+  });
+}
+
 std::shared_ptr<Error> wrongResponseError(long statusCode) {
-  return Error::errorWithDomain_code_userInfo(
-      kORVAAccountUserErrorDomain, statusCode,
-      {{NSLocalizedDescriptionKey, "The response is wrong"}});
+  try {
+    return Error::errorWithDomain_code_userInfo(
+        kORVAAccountUserErrorDomain, statusCode,
+        {{NSLocalizedDescriptionKey, "The response is wrong"}});
+  } catch (const std::bad_alloc&) {
+    return noMemoryToLoad();
+  }
 }
 
 }  // namespace
 
 void ORVAAccountUser::loadProfileImageDataWithCompletionBlock(
     ORVAAccountProfileImageBlock completionBlock) {
+  noMemoryToLoad();
   auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
   auto queue = userOperationQueue();
   if (!queue) {
@@ -43,21 +62,29 @@ void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& compl
   if (const auto imageData = profileImageData()) {
     return didLoadProfileImageData_error_completionBlock(imageData, nullptr, completionBlock);
   }
-  const auto semaphore = std::make_shared<DispatchSemaphore>(0);
-  setLoadProfileImageSemaphore(semaphore);
-  auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
-  const auto task = URLSessionDataTask::dataTaskWithURL_completionHandler(
-      pictureURL(),
-      [self = std::move(self), completionBlock, semaphore](const TransferOutcome& outcome) {
-        // A transfer that breaks off may have a status too; it fails all the same.
-        self->didReceiveProfileImage(outcome.data, outcome.statusCode, outcome.error,
-                                     completionBlock);
-        semaphore->signal();
-      });
-  setLoadProfileImageTask(task);
-  task->resume();
-  // The record's next load starts when the signal has come, that is after the report of this one.
-  semaphore->wait(queue);
+  std::shared_ptr<DispatchSemaphore> semaphore;
+  try {
+    semaphore = std::make_shared<DispatchSemaphore>(0);
+    setLoadProfileImageSemaphore(semaphore);
+    auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
+    const auto task = URLSessionDataTask::dataTaskWithURL_completionHandler(
+        pictureURL(),
+        [self = std::move(self), completionBlock, semaphore](const TransferOutcome& outcome) {
+          // A transfer that breaks off may have a status too; it fails all the same.
+          self->didReceiveProfileImage(outcome.data, outcome.statusCode, outcome.error,
+                                       completionBlock);
+          semaphore->signal();
+        });
+    setLoadProfileImageTask(task);
+    // The record's next load starts when the signal has come, that is after the report of this one.
+    semaphore->wait(queue);
+    task->resume();
+  } catch (const std::bad_alloc&) {
+    // On a worker nobody else would catch it, and the process would end.
+    setLoadProfileImageTask(nullptr);
+    didLoadProfileImageData_error_completionBlock(std::nullopt, noMemoryToLoad(), completionBlock);
+    if (semaphore) semaphore->signal();
+  }
 }
 
 void ORVAAccountUser::didReceiveProfileImage(const std::optional<Data>& data, long statusCode,

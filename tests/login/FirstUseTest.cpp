@@ -46,7 +46,7 @@ void startNowhere() {
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
-constexpr std::array<void (*)(), 17> uses{
+constexpr std::array<void (*)(), 18> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
@@ -63,7 +63,12 @@ constexpr std::array<void (*)(), 17> uses{
     [] { (void)SecItemDelete({}); },                                    // SecItemFunctions
     [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); },  // XMLTasks
     [] { (void)XMLParser::initWithData(Data()); },
-    [] { (void)service::outOfMemoryError(); }};  // Answer
+    [] { (void)service::outOfMemoryError(); },  // Answer
+    [] {
+      // ProfileImage, of text that makes no URL
+      ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", " "}})
+          ->loadProfileImageDataWithCompletionBlock({});
+    }};
 
 // All of them, from any one on.
 void useEverything(std::size_t start) {

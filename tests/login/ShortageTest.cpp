@@ -5,9 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "allocations/FailingAllocation.h"
+#include "platform/queues/WorkerPool.h"
 #include "support/ServerProcess.h"
 #include "support/SignInFixture.h"
 #include "support/ThreadCount.h"
@@ -29,7 +31,7 @@ class Shortage : public ::testing::TestWithParam<std::size_t> {
     setenv("XDG_DATA_HOME", (storage_ / "data").c_str(), 1);
   }
 
-  static void initialize(const std::shared_ptr<RecordingDelegate>& delegate) {
+  static void initialize(const std::shared_ptr<ORVAAccountLoginManagerDelegate>& delegate) {
     ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
         std::nullopt, "my-key", "my-app", false);
     ORVAAccountLoginManager::sharedInstance()->setDelegate(delegate);
@@ -59,6 +61,14 @@ class Shortage : public ::testing::TestWithParam<std::size_t> {
  private:
   static TLSTestServer::Answer answer(const TLSTestServer::Request& request) {
     if (request.method == "GET") return TLSTestServer::Answer::reply(200, "picture");
+    if (request.target.ends_with("/Login")) {
+      return TLSTestServer::Answer::reply(200, R"({"Status":0,"Result":{"Login":"ada"}})");
+    }
+    if (request.body.find("<soap12:") != std::string::npos) {
+      return TLSTestServer::Answer::reply(
+          200,
+          soapAnswer(resultBlock("0", "OK", "XmlString", xmlEscaped("<u><login>ada</login></u>"))));
+    }
     return TLSTestServer::Answer::reply(
         200, soapAnswer(resultBlock("1", "OK", "Json", R"([{"login":"ada"}])")));
   }
@@ -187,6 +197,102 @@ TEST_F(CallsWithoutMemory, LoadPicturesOrThrowAsTheFirstCallOfAProcess) {
   expectOfFirstCalls([&](std::size_t number) {
     return reportsAllOrNothing(number, pictures, [&] { loadPicture(pictures); });
   });
+}
+
+// ---- On the worker that reads the answer, where nobody could catch what is thrown. ----
+
+// One allocation of its thread fails until it has the report.
+class ForgetfulDelegate final : public ORVAAccountLoginManagerDelegate {
+ public:
+  // On the worker that comes to it, which is the only one.
+  void failAllocation(std::size_t number) {
+    platform::WorkerPool::shared().submit(
+        platform::makeJob([this, number] { failing_.emplace(number); }));
+  }
+  void loginManager_didLoginWithUser_error(ORVAAccountLoginManager& manager,
+                                           const std::shared_ptr<ORVAAccountUser>& user,
+                                           const std::shared_ptr<Error>& error) override {
+    hasFailed_ = FailingAllocation::hasFailed();
+    failing_.reset();
+    reports.put({&manager, user, error});
+  }
+  bool hasFailed() const { return hasFailed_; }
+
+  Mailbox<LoginReport> reports;
+
+ private:
+  std::optional<FailingAllocation> failing_;
+  bool hasFailed_ = false;
+};
+
+class WorkerWithoutMemory : public CallsWithFewThreads {
+ protected:
+  using Start = void (*)(ORVAAccountLoginManager& manager);
+
+  static int statusOfSigningIn(Start start) {
+    return statusWithThreads(1, [start] { return signInWith(start); });
+  }
+
+ private:
+  static int signInWith(Start start) {
+    const auto delegate = std::make_shared<ForgetfulDelegate>();
+    initialize(delegate);
+    auto& manager = *ORVAAccountLoginManager::sharedInstance();
+    start(manager);
+    if (delegate->reports.take().error) return 1;
+    bool failed = true;
+    for (std::size_t number = 0; failed; ++number) {
+      const auto before = ORVAAccountUser::currentUser();
+      delegate->failAllocation(number);
+      start(manager);
+      const LoginReport report = delegate->reports.take();
+      failed = delegate->hasFailed();
+      if (report.error && report.user != before) return 2;
+      if (!failed && report.error) return 3;
+      if (delegate->reports.count() != 0) return 4;
+    }
+    return manager.loginWithTicketTasks()->empty() ? fine : 5;
+  }
+};
+
+TEST_F(WorkerWithoutMemory, ReportsASignInWithAPasswordOnce) {
+  const auto start = [](auto& manager) { manager.loginWithParameters({{"login", "ada"}}); };
+  EXPECT_EQ(statusOfSigningIn(start), fine);
+}
+
+TEST_F(WorkerWithoutMemory, ReportsASignInOverTheJSONInterfaceOnce) {
+  const auto start = [](auto& manager) { manager.loginOpenIDV2WithParameters({{"login", "ada"}}); };
+  EXPECT_EQ(statusOfSigningIn(start), fine);
+}
+
+TEST_F(WorkerWithoutMemory, ReportsASignInWithATicketOnce) {
+  EXPECT_EQ(statusOfSigningIn([](auto& manager) { manager.loginWithTicket("T"); }), fine);
+}
+
+TEST_F(WorkerWithoutMemory, ReportsAPictureOnce) {
+  const auto load = [](std::size_t number) {
+    Mailbox<bool> failures;
+    std::optional<FailingAllocation> failing;
+    platform::WorkerPool::shared().submit(
+        platform::makeJob([&failing, number] { failing.emplace(number); }));
+    ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", "me.png"}})
+        ->loadProfileImageDataWithCompletionBlock([&](const Picture& data, const auto& error) {
+          const bool hasFailed = FailingAllocation::hasFailed();
+          failing.reset();
+          EXPECT_NE(data.has_value(), error != nullptr);
+          failures.put(hasFailed);
+        });
+    return failures.take();
+  };
+  EXPECT_EQ(statusWithThreads(1,
+                              [&] {
+                                Mailbox<Picture> pictures;
+                                loadPicture(pictures);
+                                pictures.take();
+                                for (std::size_t number = 0; load(number);) ++number;
+                                return HasFailure() ? 1 : fine;
+                              }),
+            fine);
 }
 
 }  // namespace

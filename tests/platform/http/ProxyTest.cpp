@@ -1,9 +1,13 @@
 // What goes through a proxy's tunnel goes as without one.
 #include <gmock/gmock.h>
 
+#include <fstream>
+
 #include "support/Call.h"
 #include "support/ConnectProxy.h"
+#include "support/Program.h"
 #include "support/TLSTestServer.h"
+#include "support/TemporaryDirectory.h"
 
 namespace orx::testing {
 
@@ -20,6 +24,10 @@ class Proxy : public ::testing::Test {
   static Answer answer(const Request& request) {
     if (request.target == "/moved") return Answer::reply(302, "", {{"Location", "/"}});
     if (request.target == "/lost") return Answer::hangUp(End::cut);
+    if (request.target == "/short") {
+      const Answer whole = Answer::reply(200, "whole");
+      return whole.cutAfter(whole.headSize() + 1, End::cut);
+    }
     return Answer::reply(200, request.method + ' ' + request.body);
   }
 
@@ -128,6 +136,25 @@ TEST_F(Proxy, MaySayMoreThanAReplysHeaderMayHold) {
   configuration.maximumHeaderSize = 1000;
   const auto outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.text(), "GET ");
+}
+
+TEST_F(Proxy, IsNotBlamedForWhatTheServerDoesOverATunnelThatIsKept) {
+  const TemporaryDirectory directory;
+  const auto issued = server_.authority().issue({"127.0.0.1"});
+  std::ofstream(directory / "proxy.pem") << issued.certificatePEM << issued.privateKeyPEM;
+  Program overTLS({"python3", "-B", ORX_TESTS_DIR "/support/tls_proxy.py",
+                   (directory / "proxy.pem").string(), std::to_string(server_.port())});
+  auto configuration = server_.configurationFor({});
+  configuration.connectTo.clear();
+  configuration.proxy = "https://127.0.0.1:" + overTLS.readLine();
+  const auto get = [&](const std::string& url) {
+    return orx::testing::call(configuration, getRequest(url));
+  };
+  EXPECT_EQ(get("https://one.example/").text(), "GET ");
+  const Outcome lost = get("https://one.example/short");
+  EXPECT_EQ(server_.connectionCount(), 1U);
+  EXPECT_EQ(lost.errorCode(), NSURLErrorNetworkConnectionLost);
+  EXPECT_THAT(lost.error->localizedDescription(), HasSubstr("the whole answer of one.example: "));
 }
 
 }  // namespace

@@ -228,7 +228,8 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   failure.stage = stage_;
   failure.url = effectiveURL().value_or(request_.url.absoluteString());
   failure.detail = easy_->errorText();
-  failure.proxy = easy_->proxyInHandshake();
+  // On a kept connection the handshake is long over, but libcurl does not say so.
+  if (stage_ == TransferStage::connecting) failure.proxy = easy_->proxyInHandshake();
   if (code == CURLE_COULDNT_CONNECT) {
     failure.systemError = static_cast<int>(easy_->number(CURLINFO_OS_ERRNO));
   }

@@ -5,8 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <exception>
+#include <latch>
 #include <mutex>
+#include <thread>
 
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Signals.h"
@@ -58,6 +62,40 @@ const Library* load() {
   return library.release();
 }
 
+// Which the first connection needs: one for GLib, one for its D-Bus.
+constexpr std::size_t threadsOfGIO = 2;
+constinit std::atomic<bool> threadsAreThere{false};
+// Without it the threads with which one operation finds out could be those that another lacks.
+constinit std::timed_mutex firstConnection;
+
+// Finds out by starting as many at once, since the system tells in no other way. They are gone when
+// this returns.
+bool canHaveThreads() {
+  std::array<std::thread, threadsOfGIO> threads;
+  std::array<std::atomic<pid_t>, threadsOfGIO> numbers{};
+  std::latch all(1);
+  bool areThere = true;
+  try {
+    const BlockedSignals blocked;
+    for (std::size_t place = 0; place < threadsOfGIO; ++place) {
+      threads[place] = std::thread([&all, &number = numbers[place]] {
+        number = gettid();
+        all.wait();
+      });
+    }
+  } catch (const std::exception&) {
+    areThere = false;
+  }
+  all.count_down();
+  for (std::size_t place = 0; place < threadsOfGIO; ++place) {
+    if (!threads[place].joinable()) continue;
+    threads[place].join();
+    // It still counts for a moment after it was joined.
+    while (tgkill(getpid(), numbers[place], 0) == 0) std::this_thread::yield();
+  }
+  return areThere;
+}
+
 bool isIOError(const GError& error, std::initializer_list<GIOErrorEnum> codes) {
   return std::any_of(codes.begin(), codes.end(), [&](GIOErrorEnum code) {
     return lib().g_error_matches(&error, lib().g_io_error_quark(), code) != 0;
@@ -100,6 +138,15 @@ void requireSecretServiceLibrary() {
   }
   if (loadingProcess != getpid()) throw SecretServiceFailure{failures::Forked};
 }
+
+FirstConnection::FirstConnection(std::chrono::milliseconds patience)
+    : turn_(firstConnection, std::defer_lock) {
+  if (threadsAreThere) return;
+  if (!turn_.try_lock_for(patience)) throw SecretServiceFailure{failures::Silent};
+  if (!threadsAreThere && !canHaveThreads()) throw SecretServiceFailure{failures::OutOfResources};
+}
+
+void FirstConnection::isMade() { threadsAreThere = true; }
 
 // `error` is null when GIO has given neither an answer nor an error.
 SecretServiceFailure failureOf(const ErrorPointer& error) {

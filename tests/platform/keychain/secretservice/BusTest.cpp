@@ -10,6 +10,7 @@
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/LoopbackListener.h"
+#include "support/ThreadLimit.h"
 
 namespace orx {
 
@@ -168,6 +169,26 @@ TEST_F(Bus, IsRefusedToAForkedChildOfAProcessThatHasUsedIt) {
     return ending.status == errSecNotAvailable && !ending.storeMissing ? 0 : 1;
   });
   EXPECT_EQ(after.wait(), 0);
+}
+
+// GLib would end the process for want of a thread of its own.
+TEST_F(Bus, IsAnErrorWhereTheSystemHasTooFewThreadsForGIO) {
+  if (!testing::canLimitThreads()) GTEST_SKIP() << "only root's processes can be limited";
+  const FakeBus silent(home.path() / "silent");
+  setAddress("unix:path=" + (home.path() / "silent").string());
+  // The child is another user's.
+  std::filesystem::permissions(home.path(), std::filesystem::perms{0755});
+  std::filesystem::permissions(home.path() / "silent", std::filesystem::perms{0777});
+  const auto statusWith = [&](std::size_t threads) {
+    return testing::statusWithThreads(threads, [&] {
+      return run(KeychainOperation::Read, milliseconds(500)).status == errSecIO ? 1 : 2;
+    });
+  };
+  // One is the operation's own.
+  EXPECT_EQ(statusWith(1), 1);
+  EXPECT_EQ(statusWith(2), 1);
+  // It is silent then.
+  EXPECT_EQ(statusWith(3), 2);
 }
 
 }  // namespace
