@@ -145,7 +145,7 @@ SecretServiceConnection::SecretServiceConnection(const std::string& address,
     : call_(std::move(call)), rules_(rules) {
   // Before the first step that can block, so that giving up always finds something to cancel.
   call_->onAbandon([cancellable = cancellable_] { lib().g_cancellable_cancel(cancellable.get()); });
-  FirstConnection first(call_->remaining());
+  FirstConnection first;
   GError* error = nullptr;
   // Of its own rather than GIO's shared one, whose end may end the process.
   const auto flags =

@@ -65,8 +65,9 @@ const Library* load() {
 // Which the first connection needs: one for GLib, one for its D-Bus.
 constexpr std::size_t threadsOfGIO = 2;
 constinit std::atomic<bool> threadsAreThere{false};
-// Without it the threads with which one operation finds out could be those that another lacks.
-constinit std::timed_mutex firstConnection;
+// Without it the threads with which one operation finds out could be those that another lacks. An
+// operation waits on a thread of its own, and whoever called it no longer than its time limit.
+constinit std::mutex firstConnection;
 
 // Finds out by starting as many at once, since the system tells in no other way. They are gone when
 // this returns.
@@ -139,10 +140,9 @@ void requireSecretServiceLibrary() {
   if (loadingProcess != getpid()) throw SecretServiceFailure{failures::Forked};
 }
 
-FirstConnection::FirstConnection(std::chrono::milliseconds patience)
-    : turn_(firstConnection, std::defer_lock) {
+FirstConnection::FirstConnection() : turn_(firstConnection, std::defer_lock) {
   if (threadsAreThere) return;
-  if (!turn_.try_lock_for(patience)) throw SecretServiceFailure{failures::Silent};
+  turn_.lock();
   if (!threadsAreThere && !canHaveThreads()) throw SecretServiceFailure{failures::OutOfResources};
 }
 

@@ -2,7 +2,6 @@
 
 #include <gio/gio.h>
 
-#include <chrono>
 #include <memory>
 #include <mutex>
 
@@ -46,16 +45,16 @@ void requireSecretServiceLibrary();
 const SecretServiceLibrary& lib();
 
 // Held while the process's first connection is made. GIO starts threads with it that stay, and ends
-// the process when the system refuses one. Throws a failure when there are too few, or when others
-// take longer than `patience` over the same. What others start at the same moment it cannot know.
+// the process when the system refuses one. Waits while others make it, and throws a failure when
+// there are too few. What others start at the same moment it cannot know.
 class FirstConnection {
  public:
-  explicit FirstConnection(std::chrono::milliseconds patience);
+  FirstConnection();
   // From here on the threads are there, and nobody looks for them again.
   void isMade();
 
  private:
-  std::unique_lock<std::timed_mutex> turn_;
+  std::unique_lock<std::mutex> turn_;
 };
 
 // Owners of what the functions return; empty for null.
