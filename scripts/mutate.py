@@ -84,7 +84,7 @@ def candidates(paths, kinds):
 
 
 def chosen(found, seed, count):
-    """Chooses by a hash of the seed and the fault, so a change elsewhere does not change the choice."""
+    """A fault keeps its rank for as long as its line stays as it is, so other edits do not move it."""
     def rank(key):
         return hashlib.sha256("\0".join((str(seed), *key)).encode()).digest()
     keys = sorted(found, key=rank)[:count]
