@@ -91,13 +91,15 @@ TEST(UserDataWithoutMemory, IsReportedOnceAndItsTaskGoes) {
   });
 }
 
+constexpr XMLTaskKeys kTaskKeys{.parser = "parser",
+                                .elements = "elements",
+                                .parsingString = "string",
+                                .parsingError = "error",
+                                .completionHandler = "callback"};
+
 TEST(TaskListWithoutMemory, HoldsATaskOrThrowsWithoutIt) {
   withEachAllocationFailing([](auto begin, auto end) {
-    XMLTaskList list({.parser = "parser",
-                      .elements = "elements",
-                      .parsingString = "string",
-                      .parsingError = "error",
-                      .completionHandler = "callback"});
+    XMLTaskList list(kTaskKeys);
     const auto parser = XMLParser::initWithText(Data("<a/>"));
     XMLTask task;
     task.parser = parser;
@@ -116,11 +118,7 @@ TEST(TaskListWithoutMemory, HoldsATaskOrThrowsWithoutIt) {
 
 TEST(TaskListWithoutMemory, TakesAnotherListOrStaysAsItWas) {
   withEachAllocationFailing([](auto begin, auto end) {
-    XMLTaskList list({.parser = "parser",
-                      .elements = "elements",
-                      .parsingString = "string",
-                      .parsingError = "error",
-                      .completionHandler = "callback"});
+    XMLTaskList list(kTaskKeys);
     const Dictionary ofTheHost{{"of the host", "a text of some length"}};
     std::vector<Dictionary> replacement;
     std::vector<std::shared_ptr<XMLParser>> parsers;
