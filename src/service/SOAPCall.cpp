@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "platform/base/Unicode.h"
-#include "platform/http/URLSessionConfiguration.h"
 
 namespace orx::service {
 
@@ -69,7 +68,7 @@ void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
   startTransfer({.url = serviceURL(servers, call.path),
                  .httpBody = filledEnvelope(call, credentials),
                  .contentType = "text/xml; charset=utf-8"},
-                sharedDefaultConfiguration(), std::move(replyHandler));
+                URLSessionConfiguration::defaultConfiguration(), std::move(replyHandler));
 }
 
 }  // namespace orx::service

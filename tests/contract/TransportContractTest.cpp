@@ -185,7 +185,7 @@ TEST(TransportContract, TakesNoHandler) {
 TEST(TransportContract, LetsGoOfAHandlerOnceItHasReported) {
   TLSTestServer server({host}, Answer::reply(200));
   auto unreachable = server.configuration();
-  unreachable.caFile = "/nowhere.pem";
+  unreachable.setCaFile("/nowhere.pem");
   for (const auto& configuration : {server.configuration(), unreachable}) {
     auto held = std::make_shared<Event>();
     const std::weak_ptr<Event> watched = held;

@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <cstdlib>
+#include <ranges>
 #include <utility>
 
 #include "Failure.h"
@@ -161,8 +162,12 @@ void addFlag(CLI::App& command, const char* name, bool& value, const char* descr
 
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options) {
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
-  configuration.caFile = options.caFile;
-  for (const std::string& text : options.connect) configuration.connectTo.insert(mapping(text));
+  configuration.setCaFile(options.caFile);
+  // Backwards, since of two addresses for one host the first counts.
+  for (const std::string& text : std::views::reverse(options.connect)) {
+    const auto [host, address] = mapping(text);
+    configuration.setConnectTo(host, address);
+  }
   return configuration;
 }
 

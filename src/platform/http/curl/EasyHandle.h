@@ -69,9 +69,8 @@ class EasyHandle {
   // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
   // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once
   // must not be used again.
-  void configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
-                 SocketRegistry& sockets, CURLSH* share);
-  // The configured time-out; one that is not positive counts as the default.
+  void configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
+                 CURLSH* share);
   std::chrono::milliseconds timeout() const;
 
   // What is asked next, in place of what was asked before. The request must stay in its place
@@ -121,7 +120,7 @@ class EasyHandle {
   bool endWasAnnounced_ = true;
 
   // What it is set up for, and a list that libcurl does not copy.
-  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  std::optional<URLSessionConfiguration> configuration_;
   CurlList connectTo_;
   std::optional<Proxy> proxy_;
   TrustPlace trusted_;                     // as libcurl was told

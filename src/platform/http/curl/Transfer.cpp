@@ -33,13 +33,13 @@ class Transfer::Report final : public Job {
   TransferOutcome outcome_;
 };
 
-Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configuration,
                    TransferHandler handler)
     : request_(std::move(request)),
-      configuration_(std::move(configuration)),
+      configuration_(configuration),
       report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
       redirectsLeft_(limits::redirects),
-      reply_(configuration_->maximumHeaderSize, configuration_->maximumBodySize) {}
+      reply_(configuration_.maximumHeaderSize(), configuration_.maximumBodySize()) {}
 
 Transfer::~Transfer() = default;
 
@@ -243,9 +243,9 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
         "its " + std::string(part) + " is longer than " + std::to_string(limit) + " bytes";
   };
   if (reply_.excess() == ReplyParser::Excess::header) {
-    tooLong("header", configuration_->maximumHeaderSize);
+    tooLong("header", configuration_.maximumHeaderSize());
   } else if (reply_.excess() == ReplyParser::Excess::body) {
-    tooLong("body", configuration_->maximumBodySize);
+    tooLong("body", configuration_.maximumBodySize());
   } else if (ranOutOfMemory_) {
     failure.code = CURLE_OUT_OF_MEMORY;
     failure.detail = "there is not enough memory";
