@@ -251,13 +251,13 @@ ORX_EXPORT orx_error* orx_call(const char* api_id, const char* parameters, orx_c
                                void* context);
 /* One of the service's lists: an array, null when it could not be had. There is no error for that.
  */
-ORX_EXPORT orx_error* orx_list(const char* name, orx_callback callback, void* context);
+ORX_EXPORT orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context);
 #define ORX_LIST_COUNTRIES "country"
 #define ORX_LIST_EDUCATION "country" /* the service keeps both under one name */
 #define ORX_LIST_PROFESSIONS "profession"
 /* The data of the user who holds a ticket: a dictionary of texts, or one text when the service sent
    no XML. */
-ORX_EXPORT orx_error* orx_user_data(const char* ticket, orx_callback callback, void* context);
+ORX_EXPORT orx_error* orx_fetch_user_data(const char* ticket, orx_callback callback, void* context);
 /* Opens a web session for a signed-in user: its address as text. Where the service refuses, the
    text is mostly empty, and its words are the description; there is no error for that. */
 ORX_EXPORT orx_error* orx_web_sso(const char* parameters, orx_callback callback, void* context);

@@ -166,7 +166,7 @@ orx_error* orx_call(const char* api_id, const char* parameters, orx_callback cal
   });
 }
 
-orx_error* orx_list(const char* name, orx_callback callback, void* context) {
+orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context) {
   return call(callback, context, [&](auto& client, auto handler) {
     client.parameterListWithName_completionHandler(requiredText(name, "the name"), handler);
   });
@@ -178,7 +178,7 @@ orx_error* orx_web_sso(const char* parameters, orx_callback callback, void* cont
   });
 }
 
-orx_error* orx_user_data(const char* ticket, orx_callback callback, void* context) {
+orx_error* orx_fetch_user_data(const char* ticket, orx_callback callback, void* context) {
   return guarded([&] {
     client()->getUserData_completionHandler(
         {{orx::kORVAAccounTicket, requiredText(ticket, "the ticket")}},

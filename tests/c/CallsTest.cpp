@@ -10,7 +10,7 @@ class CCall : public CHost {
   Told toldOfUserData(const std::string& block) {
     answerWith(soapAnswer(block));
     return told(
-        [](auto callback, void* context) { return orx_user_data("T1", callback, context); });
+        [](auto callback, void* context) { return orx_fetch_user_data("T1", callback, context); });
   }
 };
 
@@ -39,8 +39,9 @@ TEST_F(CCall, GivesThePayloadAsJSONAndItsFieldsAsText) {
 
 TEST_F(CCall, ForAListIsNullWhereThereIsNone) {
   answerWith("", 500);
-  const Told outcome = told(
-      [](auto callback, void* context) { return orx_list(ORX_LIST_COUNTRIES, callback, context); });
+  const Told outcome = told([](auto callback, void* context) {
+    return orx_fetch_list(ORX_LIST_COUNTRIES, callback, context);
+  });
   EXPECT_EQ(outcome.json, "null");
   EXPECT_EQ(outcome.text, std::nullopt);
 }

@@ -71,7 +71,7 @@ TEST_F(CDevelopmentService, SignsInWithATicketAndFetchesItsData) {
   told(orx_register, kAda);
   told(orx_sign_in, kAda);
   const std::string ticket = field(ORX_TICKET);
-  EXPECT_NE(told(orx_user_data, ticket).json->find(R"("login":"ada@example.com")"),
+  EXPECT_NE(told(orx_fetch_user_data, ticket).json->find(R"("login":"ada@example.com")"),
             std::string::npos);
   EXPECT_EQ(refusal(orx_sign_out()), 0);
   EXPECT_EQ(told(orx_sign_in_ticket, ticket).login, "ada@example.com");
@@ -81,7 +81,8 @@ TEST_F(CDevelopmentService, SignsInWithATicketAndFetchesItsData) {
 TEST_F(CDevelopmentService, ServesListsWebSessionsOtherCallsAndPictures) {
   told(orx_register, kAda);
   told(orx_sign_in, kAda);
-  EXPECT_NE(told(orx_list, ORX_LIST_PROFESSIONS).json->find("Administration"), std::string::npos);
+  EXPECT_NE(told(orx_fetch_list, ORX_LIST_PROFESSIONS).json->find("Administration"),
+            std::string::npos);
   EXPECT_EQ(told(orx_web_sso, ticketParameter()).text->find("https://"), 0U);
   const auto check = [](const char* parameters, orx_callback callback, void* context) {
     return orx_call("w000000015", parameters, callback, context);

@@ -33,8 +33,8 @@ inline const std::vector<Start> kCalls{{"Register", orx_register},
                                        {"RegisterV2", orx_register_v2},
                                        {"CallWithParameters", callAnything},
                                        {"CallByIdentifier", callByIdentifier, false},
-                                       {"List", orx_list, false},
-                                       {"UserData", orx_user_data, false},
+                                       {"List", orx_fetch_list, false},
+                                       {"UserData", orx_fetch_user_data, false},
                                        {"WebSSO", orx_web_sso}};
 
 }  // namespace orx::testing
