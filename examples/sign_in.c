@@ -1,5 +1,5 @@
-/* Signs in, prints the user, and signs out: sign_in [CA-FILE PORT], the two values that
-   orxaccount-devserver prints for the development service on this machine. */
+// Signs in, prints the user, and signs out: sign_in [CA-FILE PORT], the two values that
+// orxaccount-devserver prints for the development service on this machine.
 #define _POSIX_C_SOURCE 200809L
 
 #include <ORXAccount/orxaccount.h>
@@ -11,7 +11,7 @@ struct outcome {
   int failed;
 };
 
-/* Runs on a thread of the library. */
+// Runs on a thread of the library.
 static void signed_in(void* context, const orx_result* result, const orx_error* error) {
   struct outcome* outcome = context;
   const orx_user* user = orx_result_user(result);
@@ -25,7 +25,7 @@ static void signed_in(void* context, const orx_result* result, const orx_error* 
   sem_post(&outcome->ended);
 }
 
-/* Whether a call was refused. */
+// Whether a call was refused.
 static int refused(orx_error* error) {
   if (error == NULL) return 0;
   fprintf(stderr, "%s\n", orx_error_text(error));

@@ -44,6 +44,10 @@ Choice choiceOf(const std::pair<std::string_view, Choice> (&choices)[count],
   refuse(*text, "a value of this option");
 }
 
+bool yesOrNo(const OptionalText& text) {
+  return choiceOf<bool>({{"no", false}, {"yes", true}}, text);
+}
+
 using Address = URLSessionConfiguration::Address;
 
 // HOST=ADDRESS:PORT, and an IPv6 address in brackets or without them.
@@ -141,14 +145,10 @@ constexpr std::array kOptions{
                  value));
            }},
     Option{ORX_OPTION_KEYCHAIN_PROMPTS,
-           [](const OptionalText& value) {
-             setKeychainPromptsAllowed(choiceOf<bool>({{"no", false}, {"yes", true}}, value));
-           }},
-    Option{ORX_OPTION_SERVERS,
-           [](const OptionalText& value) {
-             ORVAAccountAPI::setTargetServerWithIsCN(
-                 choiceOf<bool>({{"global", false}, {"china", true}}, value));
-           }},
+           [](const OptionalText& value) { setKeychainPromptsAllowed(yesOrNo(value)); }},
+    Option{
+        ORX_OPTION_CHINA,
+        [](const OptionalText& value) { ORVAAccountAPI::setTargetServerWithIsCN(yesOrNo(value)); }},
 };
 
 Value addressOf(const std::optional<URL>& url) {

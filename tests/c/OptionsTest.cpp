@@ -64,9 +64,9 @@ TEST(COptions, SayWhereTheUserIsStored) {
 }
 
 TEST(COptions, SayWhichServersAreCalled) {
-  EXPECT_EQ(set("servers", "china"), 0);
+  EXPECT_EQ(set("china", "yes"), 0);
   EXPECT_TRUE(ORVAAccountAPI::targetServerIsCN());
-  EXPECT_EQ(set("servers", "global"), 0);
+  EXPECT_EQ(set("china", "no"), 0);
   EXPECT_FALSE(ORVAAccountAPI::targetServerIsCN());
 }
 
@@ -80,7 +80,7 @@ TEST(COptions, GoBackToTheirDefaults) {
                                     {"maximumHeaderSize", "1"},
                                     {"keychain", "file"},
                                     {"keychainPrompts", "yes"},
-                                    {"servers", "china"}}) {
+                                    {"china", "yes"}}) {
     EXPECT_EQ(set(name, value), 0);
     EXPECT_EQ(set(name, nullptr), 0);
   }
@@ -105,7 +105,7 @@ TEST(COptions, ThatCannotBeTakenChangeNothing) {
        {"a", "a=b", "=b:1", "a=:1", "a=b:", "a=b:0", "a=b:65536", "a:1=b", ",", "a=b:1,c"}) {
     EXPECT_EQ(set("connectTo", place), EINVAL) << place;
   }
-  for (const char* name : {"keychain", "keychainPrompts", "servers"}) {
+  for (const char* name : {"keychain", "keychainPrompts", "china"}) {
     EXPECT_EQ(set(name, ""), EINVAL);
     EXPECT_EQ(set(name, "File"), EINVAL);
   }
@@ -122,7 +122,7 @@ TEST(CStatus, TellsTheServersAndTheKeychain) {
   EXPECT_EQ(statusText("accountServiceURL"),
             std::string("https://") + kGlobalHost + "/ws/OrvaService.asmx");
   EXPECT_EQ(statusText("china"), "false");
-  EXPECT_EQ(set("servers", "china"), 0);
+  EXPECT_EQ(set("china", "yes"), 0);
   EXPECT_EQ(statusText("china"), "true");
   EXPECT_EQ(statusText("keychainStore"), "file");
   EXPECT_EQ(statusText("keychainLocked"), "false");
