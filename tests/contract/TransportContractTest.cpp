@@ -105,8 +105,7 @@ TEST(TransportContract, ReportsTheErrorAloneWhenTheConnectionBreaksBeforeTheHead
 }
 
 TEST(TransportContract, TakesTheEndOfTheConnectionForTheEndOfABodyWithoutLength) {
-  TLSTestServer server({host},
-                       Answer{.bytes = "HTTP/1.1 200 OK\r\n\r\n0123", .end = End::close});
+  TLSTestServer server({host}, Answer{.bytes = "HTTP/1.1 200 OK\r\n\r\n0123", .end = End::close});
   const Outcome outcome = call(server.configuration(), getRequest("https://one.example/"));
   EXPECT_EQ(outcome.error, nullptr);
   EXPECT_EQ(outcome.text(), "0123");

@@ -3,6 +3,7 @@
 
 usage: install_test.py install BUILD PREFIX
        install_test.py cmake|pkg-config shared|static --prefix PREFIX --devserver PROGRAM
+       install_test.py c|python --prefix PREFIX --devserver PROGRAM
        install_test.py hardened|headers|plugins PREFIX
        install_test.py subproject --devserver PROGRAM
 """
@@ -61,6 +62,13 @@ def build_with_pkg_config(kind, prefix, folder):
         raise AssertionError(f"pkg-config --static leaves out a library: {private}")
     run("g++", "-std=c++20", PROGRAM, "-o", folder / "host", *flags)
     return folder / "host"
+
+
+def build_in_c(prefix, folder):
+    """As strict as a host can be: no warning may come out of the header."""
+    run("gcc", "-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror", ROOT / "examples/sign_in.c",
+        "-o", folder / "sign_in", *flags_of("orxaccount", prefix))
+    return folder / "sign_in"
 
 
 def build_as_subproject(folder):
@@ -132,7 +140,8 @@ def check_plugins(prefix):
 
 
 def sign_in(host, kind, prefix, devserver, folder):
-    needed = run("ldd", host, capture_output=True, env=environment_for(prefix, folder)).stdout
+    needed = "liborxaccount.so.1" if host.suffix == ".py" else run(
+        "ldd", host, capture_output=True, env=environment_for(prefix, folder)).stdout
     if ("liborxaccount.so.1" in needed) != (kind == "shared"):
         raise AssertionError(f"this is no {kind} build:\n{needed}")
     service = subprocess.Popen([devserver], cwd=folder, stdout=subprocess.PIPE, text=True)
@@ -161,7 +170,7 @@ def main():
         checks[sys.argv[1]](Path(sys.argv[2]))
         return
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("builder", choices=["cmake", "pkg-config", "subproject"])
+    parser.add_argument("builder", choices=["cmake", "pkg-config", "c", "python", "subproject"])
     parser.add_argument("kind", choices=["shared", "static"], nargs="?", default="shared")
     parser.add_argument("--prefix", type=Path)
     parser.add_argument("--devserver", required=True)
@@ -170,6 +179,10 @@ def main():
         folder = Path(name)
         if options.builder == "subproject":
             host = build_as_subproject(folder)
+        elif options.builder == "c":
+            host = build_in_c(options.prefix, folder)
+        elif options.builder == "python":
+            host = ROOT / "examples/sign_in.py"
         else:
             build = build_with_cmake if options.builder == "cmake" else build_with_pkg_config
             host = build(options.kind, options.prefix, folder)

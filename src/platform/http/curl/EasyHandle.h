@@ -83,8 +83,8 @@ class EasyHandle {
   // Whether libcurl may keep the connection once it is done with this transfer.
   void keepConnection(bool allowed);
 
-  // For a reply that ends with its connection, which libcurl then closes: notes from here on whether
-  // the server announces that end.
+  // For a reply that ends with its connection, which libcurl then closes: notes from here on
+  // whether the server announces that end.
   void watchForEnd();
   // False when it has not. Without watchForEnd(), and where the TLS library does not tell, true.
   bool endWasAnnounced() const { return endWasAnnounced_; }
