@@ -4,6 +4,7 @@
 #include <ORXAccount/platform/Export.h>
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 // The texts of the account service's interface. A host may spell any of them out instead: texts are
@@ -139,6 +140,10 @@ inline constexpr std::string_view soap12_request_pattern =
     R"(<AppID>%@</AppID><AppKey>%@</AppKey></AuthHeader></soap12:Header>)"
     R"(<soap12:Body><call xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
     R"(<ApiID>%@</ApiID><Parameters>%@</Parameters></call></soap12:Body></soap12:Envelope>)";
+
+// The versions of the library and of what carries its transfers, for reports of problems:
+// "ORXAccount/1.0.0 libcurl/7.88.1 OpenSSL/3.0.17". From any thread.
+ORX_EXPORT std::string ORXAccountVersions();
 
 }  // namespace orx
 
