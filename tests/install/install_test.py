@@ -3,7 +3,7 @@
 
 usage: install_test.py install BUILD PREFIX
        install_test.py cmake|pkg-config shared|static --prefix PREFIX --devserver PROGRAM
-       install_test.py hardened|plugins PREFIX
+       install_test.py hardened|pages|plugins PREFIX
        install_test.py subproject --devserver PROGRAM
 """
 
@@ -97,6 +97,17 @@ def check_hardening(prefix):
         raise AssertionError(f"{library} lacks {missing}")
 
 
+def check_pages(prefix):
+    """What the programs print is installed where the shells and man look for it."""
+    places = {"man": "man/man1/{}.1", "bash": "bash-completion/completions/{}",
+              "zsh": "zsh/site-functions/_{}", "fish": "fish/vendor_completions.d/{}.fish"}
+    for name in ("orxaccount",):
+        for kind, place in places.items():
+            printed = run(prefix / "bin" / name, "--page", kind, capture_output=True).stdout
+            if not printed or (prefix / "share" / place.format(name)).read_text() != printed:
+                raise AssertionError(f"the {kind} page of {name} is not the one that it prints")
+
+
 def check_plugins(prefix):
     """Two plug-ins with the static library in them outlive being unloaded."""
     flags = flags_of("orxaccount-static", prefix)
@@ -138,9 +149,9 @@ def main():
     if sys.argv[1] == "install":
         install(*sys.argv[2:])
         return
-    if sys.argv[1] in ("hardened", "plugins"):
-        check = check_hardening if sys.argv[1] == "hardened" else check_plugins
-        check(Path(sys.argv[2]))
+    checks = {"hardened": check_hardening, "pages": check_pages, "plugins": check_plugins}
+    if sys.argv[1] in checks:
+        checks[sys.argv[1]](Path(sys.argv[2]))
         return
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("builder", choices=["cmake", "pkg-config", "subproject"])
