@@ -126,7 +126,8 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
 
   // Fetches one of the service's lists of values. Every answer is a success, a failed transfer
   // included (not one that there is no memory to read): the payload is the ReturnData text parsed
-  // as JSON, null when there is nothing to read. The name is sent as it stands. This object may go
+  // as JSON, null when there is nothing to read; the result's transferError() tells a failed
+  // transfer from an answer that holds no list. The name is sent as it stands. This object may go
   // while the request runs.
   void parameterListWithName_completionHandler(std::string_view name,
                                                ORVAAccountAPICompletionHandler completionHandler);

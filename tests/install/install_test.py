@@ -4,7 +4,7 @@
 usage: install_test.py install BUILD PREFIX
        install_test.py cmake|pkg-config shared|static --prefix PREFIX --devserver PROGRAM
        install_test.py c|python --prefix PREFIX --devserver PROGRAM
-       install_test.py hardened|headers|plugins PREFIX
+       install_test.py hardened|headers|pages|plugins PREFIX
        install_test.py subproject --devserver PROGRAM
 """
 
@@ -121,6 +121,15 @@ def check_headers(prefix):
         run("cmake", "--install", folder / "build", "--prefix", folder, "--component", "headers")
         if contents_of(folder / "include") != contents_of(prefix / "include"):
             raise AssertionError("the headers differ from build to build")
+def check_pages(prefix):
+    """What the programs print is installed where the shells and man look for it."""
+    places = {"man": "man/man1/{}.1", "bash": "bash-completion/completions/{}",
+              "zsh": "zsh/site-functions/_{}", "fish": "fish/vendor_completions.d/{}.fish"}
+    for name in ("orxaccount",):
+        for kind, place in places.items():
+            printed = run(prefix / "bin" / name, "--page", kind, capture_output=True).stdout
+            if not printed or (prefix / "share" / place.format(name)).read_text() != printed:
+                raise AssertionError(f"the {kind} page of {name} is not the one that it prints")
 
 
 def check_plugins(prefix):
@@ -165,7 +174,8 @@ def main():
     if sys.argv[1] == "install":
         install(*sys.argv[2:])
         return
-    checks = {"hardened": check_hardening, "headers": check_headers, "plugins": check_plugins}
+    checks = {"hardened": check_hardening, "headers": check_headers, "pages": check_pages,
+              "plugins": check_plugins}
     if sys.argv[1] in checks:
         checks[sys.argv[1]](Path(sys.argv[2]))
         return

@@ -52,4 +52,8 @@ using TransferHandler = std::function<void(const TransferOutcome& outcome)>;
 void startTransfer(URLRequest request, URLSessionConfiguration configuration,
                    TransferHandler handler);
 
+// The names and versions of what carries the transfers, the TLS library included: words of the form
+// NAME/VERSION with a blank between them. From any thread.
+std::string transportVersions();
+
 }  // namespace orx::platform
