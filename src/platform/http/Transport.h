@@ -52,4 +52,10 @@ using TransferHandler = std::function<void(const TransferOutcome& outcome)>;
 void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
                    TransferHandler handler);
 
+// Makes a connection to the URL's server ready for the next transfer of the same configuration:
+// name, TCP, proxy, TLS and trust. Not a byte of a request leaves. Returns at once; from any
+// thread. Does nothing while such a connection is idle or on its way. Reports nothing: what hinders
+// it, the next transfer meets and reports. Throws as startTransfer() does.
+void prepareConnection(URL url, std::shared_ptr<const URLSessionConfiguration> configuration);
+
 }  // namespace orx::platform

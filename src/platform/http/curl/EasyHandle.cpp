@@ -326,6 +326,10 @@ void EasyHandle::keepConnection(bool allowed) {
   curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
 }
 
+void EasyHandle::endBeforeRequest(bool wanted) {
+  curl_easy_setopt(curl_, CURLOPT_CONNECT_ONLY, wanted ? 1L : 0L);
+}
+
 long EasyHandle::number(CURLINFO which) const {
   long value = 0;
   curl_easy_getinfo(curl_, which, &value);

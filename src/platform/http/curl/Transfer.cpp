@@ -43,6 +43,18 @@ Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
 
 Transfer::~Transfer() = default;
 
+std::unique_ptr<Transfer> Transfer::preparing(
+    URL url, std::shared_ptr<const URLSessionConfiguration> configuration) {
+  auto transfer = std::make_unique<Transfer>(URLRequest{.url = std::move(url)},
+                                             std::move(configuration), TransferHandler());
+  transfer->isPreparation_ = true;
+  return transfer;
+}
+
+bool Transfer::goesTheSameWayAs(const Transfer& other) const {
+  return request_.url == other.request_.url && *configuration_ == *other.configuration_;
+}
+
 void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context) {
   easy_ = std::move(easy);
   easy_->setClient(this);
@@ -93,6 +105,12 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
     // lost though nobody read it, so it goes over a fresh connection instead.
     connectionWasDead_ = true;
     return false;
+  }
+  if (isPreparation_) {
+    // The handle's last transfer may have forbidden it.
+    easy_->keepConnection(true);
+    easy_->endBeforeRequest(true);
+    return true;
   }
   sending_ = now;
   // libcurl would keep a connection on which sending failed. The TLS library still holds what could
@@ -187,6 +205,10 @@ void Transfer::continueAsGET(std::string url) {
 }
 
 TransferOutcome Transfer::finish(CURLcode code) {
+  if (isPreparation_) {
+    easy_->endBeforeRequest(false);
+    return {};
+  }
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&

@@ -171,4 +171,10 @@ void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfigura
       .report({.error = error});
 }
 
+void prepareConnection(URL url, std::shared_ptr<const URLSessionConfiguration> configuration) {
+  WorkerPool::shared().ensureWorker();
+  TransferEngine::shared().submit(
+      Transfer::preparing(std::move(url), withProxyOfEnvironment(std::move(configuration))));
+}
+
 }  // namespace orx::platform
