@@ -4,7 +4,7 @@
 usage: install_test.py install BUILD PREFIX
        install_test.py cmake|pkg-config shared|static --prefix PREFIX --devserver PROGRAM
        install_test.py c|python --prefix PREFIX --devserver PROGRAM
-       install_test.py hardened|plugins PREFIX
+       install_test.py hardened|headers|plugins PREFIX
        install_test.py subproject --devserver PROGRAM
 """
 
@@ -105,6 +105,24 @@ def check_hardening(prefix):
         raise AssertionError(f"{library} lacks {missing}")
 
 
+def contents_of(folder):
+    return {path.relative_to(folder): path.read_bytes() for path in folder.rglob("*.h")}
+
+
+def check_headers(prefix):
+    """A host that is compiled for one build runs with another: they differ in no header."""
+    with tempfile.TemporaryDirectory(prefix="orxaccount-headers.") as name:
+        folder = Path(name)
+        run("cmake", "-S", ROOT, "-B", folder / "build", "-G", "Ninja", "-DORX_BUILD_TOOLS=OFF",
+            "-DORX_BUILD_TESTS=OFF", "-DORX_BUILD_FUZZERS=OFF", "-DORX_HARDENING=OFF",
+            "-DORX_SERVICE_NAMESPACE=urn:x-example:service",
+            *(f"-DORX_{which}_HOST={which.lower()}.example:8443"
+              for which in ("GLOBAL", "CHINA", "DEVELOPMENT")))
+        run("cmake", "--install", folder / "build", "--prefix", folder, "--component", "headers")
+        if contents_of(folder / "include") != contents_of(prefix / "include"):
+            raise AssertionError("the headers differ from build to build")
+
+
 def check_plugins(prefix):
     """Two plug-ins with the static library in them outlive being unloaded."""
     flags = flags_of("orxaccount-static", prefix)
@@ -129,7 +147,7 @@ def sign_in(host, kind, prefix, devserver, folder):
     service = subprocess.Popen([devserver], cwd=folder, stdout=subprocess.PIPE, text=True)
     try:
         ready = json.loads(service.stdout.readline())
-        said = run(host, ready["caFile"], str(ready["port"]), capture_output=True,
+        said = run(host, ready["caFile"], f"localhost:{ready['port']}", capture_output=True,
                    env=environment_for(prefix, folder)).stdout
     finally:
         service.terminate()
@@ -147,9 +165,9 @@ def main():
     if sys.argv[1] == "install":
         install(*sys.argv[2:])
         return
-    if sys.argv[1] in ("hardened", "plugins"):
-        check = check_hardening if sys.argv[1] == "hardened" else check_plugins
-        check(Path(sys.argv[2]))
+    checks = {"hardened": check_hardening, "headers": check_headers, "plugins": check_plugins}
+    if sys.argv[1] in checks:
+        checks[sys.argv[1]](Path(sys.argv[2]))
         return
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("builder", choices=["cmake", "pkg-config", "c", "python", "subproject"])

@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <cstdlib>
+#include <ranges>
 #include <utility>
 
 #include "Failure.h"
@@ -100,6 +101,24 @@ std::pair<std::string, orx::URLSessionConfiguration::Address> mapping(const std:
   return {lowered(text.substr(0, equals)), std::move(address)};
 }
 
+void addServerOptions(CLI::App& app, GlobalOptions& options) {
+  CLI::Option* host =
+      app.add_option("--host", options.host,
+                     "HOST or HOST:PORT: the service's host, instead of those that were built in")
+          ->envname("ORXACCOUNT_HOST");
+  app.add_option("--china-host", options.chinaHost, "The host of its China server, else --host")
+      ->envname("ORXACCOUNT_CHINA_HOST")
+      ->needs(host);
+  app.add_option("--stage-host", options.stageHost,
+                 "The host of its development server, else --host")
+      ->envname("ORXACCOUNT_STAGE_HOST")
+      ->needs(host);
+  app.add_option("--namespace", options.serviceNamespace,
+                 "The namespace of its elements, else the one that was built in")
+      ->envname("ORXACCOUNT_NAMESPACE")
+      ->needs(host);
+}
+
 }  // namespace
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
@@ -123,6 +142,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
                  "The application identifier that the stored user belongs to")
       ->envname("ORXACCOUNT_IDENTIFIER")
       ->capture_default_str();
+  addServerOptions(app, options);
   app.add_option("--connect", options.connect,
                  "HOST=ADDRESS:PORT: reach HOST there; its certificate is checked all the same")
       ->envname("ORXACCOUNT_CONNECT")
@@ -161,8 +181,12 @@ void addFlag(CLI::App& command, const char* name, bool& value, const char* descr
 
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options) {
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
-  configuration.caFile = options.caFile;
-  for (const std::string& text : options.connect) configuration.connectTo.insert(mapping(text));
+  configuration.setCaFile(options.caFile);
+  // Backwards, since of two addresses for one host the first counts.
+  for (const std::string& text : std::views::reverse(options.connect)) {
+    const auto [host, address] = mapping(text);
+    configuration.setConnectTo(host, address);
+  }
   return configuration;
 }
 
