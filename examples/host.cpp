@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
   orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
   if (argc == 3) {  // host CA-FILE localhost:PORT: the development service on this machine
     orx::URLSessionConfiguration configuration;
-    configuration.caFile = argv[1];
+    configuration.setCaFile(argv[1]);
     orx::URLSessionConfiguration::setDefaultConfiguration(configuration);
     orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
         argv[2], {}, {}, {});

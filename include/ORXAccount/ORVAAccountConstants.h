@@ -3,6 +3,7 @@
 #include <ORXAccount/platform/Export.h>
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 // The texts of the account service's interface. A host may spell any of them out instead: texts are
@@ -124,6 +125,10 @@ inline constexpr std::string_view getUserDataAPIID = "sso0000004";
 extern ORX_EXPORT const std::string_view lumcusinfo_asmx_pattern;
 extern ORX_EXPORT const std::string_view orvaservice_asmx_pattern;  // the same text
 extern ORX_EXPORT const std::string_view soap12_request_pattern;
+
+// The versions of the library and of what carries its transfers, for reports of problems:
+// "ORXAccount/1.0.0 libcurl/7.88.1 OpenSSL/3.0.17". From any thread.
+ORX_EXPORT std::string ORXAccountVersions();
 
 }  // namespace orx
 

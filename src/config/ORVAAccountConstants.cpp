@@ -1,5 +1,7 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
+#include "platform/http/Transport.h"
+
 namespace orx {
 
 namespace {
@@ -26,6 +28,10 @@ constinit const std::string_view soap12_request_pattern =
     R"(<AppID>%@</AppID><AppKey>%@</AppKey></AuthHeader></soap12:Header>)"
     R"(<soap12:Body><call xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
     R"(<ApiID>%@</ApiID><Parameters>%@</Parameters></call></soap12:Body></soap12:Envelope>)";
+
+std::string ORXAccountVersions() {
+  return "ORXAccount/" ORX_VERSION " " + platform::transportVersions();
+}
 
 }  // namespace orx
 

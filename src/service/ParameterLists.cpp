@@ -18,12 +18,14 @@ namespace {
 
 constexpr std::string_view kParameterListAPIID = "secure0003";
 
-// Neither the error nor the status is looked at. Without a body, or without a block in it, the data
-// is null.
+// The status is not looked at, and a failed transfer is a result as well. Without a body, or
+// without a block in it, the data is null.
 Answer listAnswer(const TransferOutcome& reply) {
   const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Strict);
-  return makeResult(std::string(block.resultDescription),
-                    parsedJSON(block.returnData.value_or("")));
+  auto result =
+      makeResult(std::string(block.resultDescription), parsedJSON(block.returnData.value_or("")));
+  result->setTransferError(reply.error);
+  return result;
 }
 
 }  // namespace

@@ -170,5 +170,10 @@ TEST(Templates, AreSingleLines) {
   }
 }
 
+TEST(Versions, NameTheLibraryAndWhatCarriesItsTransfers) {
+  EXPECT_THAT(ORXAccountVersions(),
+              testing::MatchesRegex(R"(ORXAccount/[0-9.]+ libcurl/[^ ]+ [A-Za-z]+/[^ ]+)"));
+}
+
 }  // namespace
 }  // namespace orx

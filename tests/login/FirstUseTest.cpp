@@ -19,7 +19,6 @@
 #include "config/Servers.h"
 #include "platform/formats/KeyedUnarchiver.h"
 #include "platform/http/Transport.h"
-#include "platform/http/URLSessionConfiguration.h"
 #include "platform/keychain/SecItemFunctions.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
@@ -40,10 +39,7 @@ namespace {
 
 constexpr int fine = 7;
 
-void startNowhere() {
-  startTransfer({.url = *URL::URLWithString("https://127.0.0.1:1/")}, sharedDefaultConfiguration(),
-                {});
-}
+void startNowhere() { startTransfer({.url = *URL::URLWithString("https://127.0.0.1:1/")}, {}, {}); }
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
