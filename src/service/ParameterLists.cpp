@@ -33,7 +33,7 @@ Answer listAnswer(const TransferOutcome& reply) {
 // The name goes into the JSON as it stands, so one that holds a quote makes text that is no JSON.
 void ORVAAccountAPI::parameterListWithName_completionHandler(
     std::string_view name, ORVAAccountAPICompletionHandler completionHandler) {
-  startSOAPCall({.envelope = soap11_header_request_pattern,
+  startSOAPCall({.envelope = envelopes().soap11Header,
                  .path = kAccountServicePath,
                  .apiID = kParameterListAPIID,
                  .parameterText = R"({"Para":")" + std::string(name) + R"("})"},

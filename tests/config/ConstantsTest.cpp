@@ -121,7 +121,7 @@ std::string withNamespace(std::string_view text) {
   std::string filled(text);
   for (auto place = filled.find("NAMESPACE"); place != std::string::npos;
        place = filled.find("NAMESPACE")) {
-    filled.replace(place, 9, ORX_SERVICE_NAMESPACE);
+    filled.replace(place, 9, ORX_TEST_NAMESPACE);
   }
   return filled;
 }

@@ -292,6 +292,14 @@ class Exports(unittest.TestCase):
             shown = [*check_exports.MUST_SHOW, private]
             self.assertEqual(len(list(check_exports.check_symbols(shown))), 1, private)
 
+    def test_wants_each_function_of_the_c_header_under_its_version(self):
+        header = "ORX_EXPORT const char* orx_a(const char* b);\nORX_EXPORT orx_e* orx_b(void);\n"
+        shown = ["orx_a@@ORXACCOUNT_1.0", "orx_b@@ORXACCOUNT_1.0"]
+        self.assertEqual(list(check_exports.check_c_symbols(shown, header)), [])
+        self.assertEqual(len(list(check_exports.check_c_symbols(shown[1:], header))), 1)
+        self.assertEqual(len(list(check_exports.check_c_symbols(["orx_a", shown[1]], header))), 2)
+        self.assertEqual(len(list(check_exports.check_c_symbols([*shown, "orx_c"], header))), 1)
+
     def test_refuses_desktop_libraries(self):
         self.assertEqual(
             len(list(check_exports.check_libraries(["libglib-2.0.so.0 => /lib/x (0x1)"]))), 1)

@@ -23,6 +23,49 @@ import support
 from support import PASSWORD, WAIT, CommandLine, Terminal, main
 
 
+class OtherServers(CommandLine):
+    """A service that is none of those which were built in."""
+
+    def setUp(self):
+        super().setUp()
+        self.environment.pop("ORXACCOUNT_CONNECT")
+
+    def test_are_reached_by_host_and_port_alone(self):
+        host = f"localhost:{support.service.ready['port']}"
+        self.environment["ORXACCOUNT_HOST"] = host
+        self.sign_up("--set-json", "pic=null")
+        self.assertTrue(self.expect(0, "sso").stdout.startswith(f"https://{host}/"))
+        self.expect(0, "picture", "-o", "picture")
+        # Their China server is not that of somebody else.
+        self.expect(0, "--china", "countries")
+
+    def test_have_a_namespace_of_their_own(self):
+        other = support.Service((), "--namespace", "urn:x-example:service")
+        self.addCleanup(other.stop)
+        self.environment["ORXACCOUNT_CA_FILE"] = other.ready["caFile"]
+        self.environment["ORXACCOUNT_HOST"] = f"localhost:{other.ready['port']}"
+        self.expect(1, "call", "w000000015", "--set", "login=a")
+        self.expect(0, "--namespace", "urn:x-example:service", "call", "w000000015", "--set",
+                    "login=a")
+        self.expect(0, "call", "w000000015", "--set", "login=a",
+                    ORXACCOUNT_NAMESPACE="urn:x-example:service")
+
+    def test_are_shown_by_the_status(self):
+        shown = self.expect(0, "--host", "one.example", "--stage-host", "two.example:8443",
+                            "--stage", "status").stdout
+        self.assertIn("https://two.example:8443/ws/lumcusinfo.asmx", shown)
+        shown = self.expect(0, "--host", "one.example", "--stage", "status").stdout
+        self.assertIn("https://one.example/ws/lumcusinfo.asmx", shown)
+
+    def test_that_cannot_be_are_wrong_usage(self):
+        self.environment["ORXACCOUNT_HOST"] = "one.example"
+        for option, text in (("--host", "https://one.example"), ("--china-host", "a b"),
+                             ("--stage-host", "a:99999"), ("--namespace", 'a"b')):
+            self.assertIn(f"'{text}'", self.expect(2, option, text, "status").stderr)
+        del self.environment["ORXACCOUNT_HOST"]
+        self.assertIn("--host", self.expect(2, "--china-host", "one.example", "status").stderr)
+
+
 class Usage(CommandLine):
     def test_no_command_and_unknown_commands_are_wrong_usage(self):
         self.expect(2)

@@ -33,11 +33,11 @@ def answer(code, description, kind, data):
 
 
 class Service:
-    def __init__(self, plan=()):
+    def __init__(self, plan=(), *options):
         self.folder = tempfile.TemporaryDirectory(prefix="orxaccount-service.")
         file = Path(self.folder.name, "plan.json")
         file.write_text(json.dumps(plan), encoding="ascii")
-        self.process = subprocess.Popen([programs.devserver, "--fault-plan", str(file)],
+        self.process = subprocess.Popen([programs.devserver, "--fault-plan", str(file), *options],
                                         stdout=subprocess.PIPE, text=True, cwd=self.folder.name)
         self.ready = json.loads(self.process.stdout.readline())
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <cstdlib>
+#include <ranges>
 #include <utility>
 
 #include "Failure.h"
@@ -94,6 +95,27 @@ std::pair<std::string, orx::URLSessionConfiguration::Address> mapping(const std:
 std::optional<std::string> fromEnvironment(const char* variable) {
   const char* text = std::getenv(variable);
   return text != nullptr && *text != 0 ? std::optional<std::string>(text) : std::nullopt;
+}
+
+void addServerOptions(CLI::App& app, GlobalOptions& options) {
+  CLI::Option* host = app.add_option("--host", options.host,
+                                     "The service's host, instead of those that were built in")
+                          ->type_name("HOST[:PORT]")
+                          ->envname("ORXACCOUNT_HOST");
+  app.add_option("--china-host", options.chinaHost, "The host of its China server, else --host")
+      ->type_name("HOST[:PORT]")
+      ->envname("ORXACCOUNT_CHINA_HOST")
+      ->needs(host);
+  app.add_option("--stage-host", options.stageHost,
+                 "The host of its development server, else --host")
+      ->type_name("HOST[:PORT]")
+      ->envname("ORXACCOUNT_STAGE_HOST")
+      ->needs(host);
+  app.add_option("--namespace", options.serviceNamespace,
+                 "The namespace of its elements, else the one that was built in")
+      ->type_name("URI")
+      ->envname("ORXACCOUNT_NAMESPACE")
+      ->needs(host);
 }
 
 void addApplication(CLI::App& app, GlobalOptions& options) {
@@ -185,6 +207,7 @@ void addTransfer(CLI::App& app, GlobalOptions& options) {
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   addApplication(app, options);
+  addServerOptions(app, options);
   addTransfer(app, options);
   app.add_flag("--china", options.china, "Use the China servers");
   app.add_flag("--stage", options.stage, "Report the development servers' addresses");
@@ -218,10 +241,14 @@ void addFlag(CLI::App& command, const char* name, bool& value, const char* descr
 
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options) {
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
-  configuration.caFile = options.caFile;
-  configuration.proxy = options.proxy;
-  if (options.timeout) configuration.timeoutIntervalForRequest = *options.timeout;
-  for (const std::string& text : options.connect) configuration.connectTo.insert(mapping(text));
+  configuration.setCaFile(options.caFile);
+  configuration.setProxy(options.proxy);
+  if (options.timeout) configuration.setTimeoutIntervalForRequest(*options.timeout);
+  // Backwards, since of two addresses for one host the first counts.
+  for (const std::string& text : std::views::reverse(options.connect)) {
+    const auto [host, address] = mapping(text);
+    configuration.setConnectTo(host, address);
+  }
   return configuration;
 }
 

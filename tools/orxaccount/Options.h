@@ -23,6 +23,10 @@ namespace tool {
 struct GlobalOptions {
   std::optional<std::string> appID;
   std::optional<std::string> appKey;
+  std::optional<std::string> host;
+  std::optional<std::string> chinaHost;
+  std::optional<std::string> stageHost;
+  std::optional<std::string> serviceNamespace;
   std::string identifier = "com.orva.account.cli";
   std::vector<std::string> connect;
   std::optional<std::string> caFile;

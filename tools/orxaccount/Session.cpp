@@ -104,6 +104,10 @@ Session::Session(const GlobalOptions& options)
   orx::Bundle::mainBundle()->setBundleIdentifier(options.identifier);
   orx::setKeychainPromptsAllowed(somebodyCanBeAsked());
   orx::URLSessionConfiguration::setDefaultConfiguration(urlSessionConfiguration(options));
+  if (options.host) {
+    orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+        *options.host, options.chinaHost, options.stageHost, options.serviceNamespace);
+  }
   orx::ORVAAccountLoginManager::setLoginServerIsCN(options.china);
   orx::ORVAAccountLoginManager::sharedInstance()->setDelegate(delegate_);
   if (options.verbose) {

@@ -31,13 +31,11 @@ struct TransferContext {
 //                 ↑                                       true ──────┘   └── false → finish()
 class Transfer final : private EasyHandle::Client {
  public:
-  Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+  Transfer(URLRequest request, const URLSessionConfiguration& configuration,
            TransferHandler handler);
   ~Transfer();
 
-  const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
-    return configuration_;
-  }
+  const URLSessionConfiguration& configuration() const { return configuration_; }
   CURL* curl() const { return easy_->curl(); }
   // The transfer that runs on an easy handle; null when there is none.
   static Transfer* of(CURL* curl) { return static_cast<Transfer*>(EasyHandle::clientOf(curl)); }
@@ -93,7 +91,7 @@ class Transfer final : private EasyHandle::Client {
   void noteProgress() { lastProgress_ = context_->now; }
 
   URLRequest request_;
-  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  const URLSessionConfiguration configuration_;
   std::unique_ptr<Report> report_;  // null when nobody wants it
 
   std::unique_ptr<EasyHandle> easy_;
