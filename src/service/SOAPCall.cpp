@@ -81,15 +81,17 @@ std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials)
   return filled;
 }
 
+ServerSet targetServers() {
+  return ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
+}
+
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
                    TransferHandler replyHandler) {
   requireUTF8(credentials.appID.value_or(""), "the application ID");
   requireUTF8(credentials.appKey.value_or(""), "the application key");
   requireUTF8(call.apiID, "the operation's ApiID");
   requireUTF8(call.parameterText, "the parameter text");
-  const ServerSet servers =
-      ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
-  startTransfer({.url = serviceURL(servers, call.path),
+  startTransfer({.url = serviceURL(targetServers(), call.path),
                  .httpBody = filledEnvelope(call, credentials),
                  .contentType = "text/xml; charset=utf-8"},
                 URLSessionConfiguration::defaultConfiguration(), std::move(replyHandler));

@@ -39,6 +39,9 @@ struct Credentials {
 // put in is left alone.
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials);
 
+// The server set of this moment's target server flag.
+config::ServerSet targetServers();
+
 // Sends the call to the server set of this moment's target server flag. Throws
 // std::invalid_argument when one of the four texts is not UTF-8.
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,

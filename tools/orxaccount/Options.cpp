@@ -91,12 +91,6 @@ std::pair<std::string, orx::URLSessionConfiguration::Address> mapping(const std:
   return {lowered(text.substr(0, equals)), std::move(address)};
 }
 
-// What the variable holds, unless it is empty.
-std::optional<std::string> fromEnvironment(const char* variable) {
-  const char* text = std::getenv(variable);
-  return text != nullptr && *text != 0 ? std::optional<std::string>(text) : std::nullopt;
-}
-
 void addServerOptions(CLI::App& app, GlobalOptions& options) {
   CLI::Option* host = app.add_option("--host", options.host,
                                      "The service's host, instead of those that were built in")
@@ -116,6 +110,12 @@ void addServerOptions(CLI::App& app, GlobalOptions& options) {
       ->type_name("URI")
       ->envname("ORXACCOUNT_NAMESPACE")
       ->needs(host);
+}
+
+// What the variable holds, unless it is empty.
+std::optional<std::string> fromEnvironment(const char* variable) {
+  const char* text = std::getenv(variable);
+  return text != nullptr && *text != 0 ? std::optional<std::string>(text) : std::nullopt;
 }
 
 void addApplication(CLI::App& app, GlobalOptions& options) {
@@ -242,13 +242,13 @@ void addFlag(CLI::App& command, const char* name, bool& value, const char* descr
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options) {
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
   configuration.setCaFile(options.caFile);
-  configuration.setProxy(options.proxy);
-  if (options.timeout) configuration.setTimeoutIntervalForRequest(*options.timeout);
   // Backwards, since of two addresses for one host the first counts.
   for (const std::string& text : std::views::reverse(options.connect)) {
     const auto [host, address] = mapping(text);
     configuration.setConnectTo(host, address);
   }
+  configuration.setProxy(options.proxy);
+  if (options.timeout) configuration.setTimeoutIntervalForRequest(*options.timeout);
   return configuration;
 }
 

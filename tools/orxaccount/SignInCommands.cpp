@@ -25,10 +25,12 @@ void showSignedIn(const GlobalOptions& options, const orx::ORVAAccountUser& user
 
 void runLogin(const GlobalOptions& options, const ParameterOptions& input) {
   orx::Dictionary parameters = input.parameters();
+  Session session(options);
+  // The connection is there by the time the password has been typed.
+  if (!input.passwordFromInput()) orx::ORVAAccountAPI::prepareConnection();
   parameters.set(orx::kORVAAccountPassword, input.passwordFromInput()
                                                 ? readSecretLine("--password-stdin")
                                                 : askForSecret("Password", "--password-stdin"));
-  Session session(options);
   showSignedIn(options, *session.signIn([&](orx::ORVAAccountLoginManager& manager) {
     manager.loginWithParameters(parameters);
   }));

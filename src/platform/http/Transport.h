@@ -52,6 +52,12 @@ using TransferHandler = std::function<void(const TransferOutcome& outcome)>;
 void startTransfer(URLRequest request, URLSessionConfiguration configuration,
                    TransferHandler handler);
 
+// Makes a connection to the URL's server ready for the next transfer of the same configuration:
+// name, TCP, proxy, TLS and trust. Not a byte of a request leaves. Returns at once; from any
+// thread. Does nothing while such a connection is idle or on its way. Reports nothing: what hinders
+// it, the next transfer meets and reports. Throws as startTransfer() does.
+void prepareConnection(URL url, URLSessionConfiguration configuration);
+
 // The names and versions of what carries the transfers, the TLS library included: words of the form
 // NAME/VERSION with a blank between them. From any thread.
 std::string transportVersions();

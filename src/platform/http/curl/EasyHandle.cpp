@@ -327,6 +327,10 @@ void EasyHandle::watchForEnd() {
   if (SSL* tls = tlsConnectionOf(curl_)) watchForAnnouncedEnd(*tls, endWasAnnounced_);
 }
 
+void EasyHandle::endBeforeRequest(bool wanted) {
+  curl_easy_setopt(curl_, CURLOPT_CONNECT_ONLY, wanted ? 1L : 0L);
+}
+
 long EasyHandle::number(CURLINFO which) const {
   long value = 0;
   curl_easy_getinfo(curl_, which, &value);

@@ -89,6 +89,11 @@ class EasyHandle {
   // False when it has not. Without watchForEnd(), and where the TLS library does not tell, true.
   bool endWasAnnounced() const { return endWasAnnounced_; }
 
+  // Lets libcurl end the transfer before the request leaves. To be turned on in onPrerequest():
+  // libcurl hands a connection that was made with this on to no other transfer. And to be turned
+  // off before the handle leaves the multi handle, which would close the connection.
+  void endBeforeRequest(bool wanted);
+
   // What libcurl knows of the transfer so far.
   long number(CURLINFO which) const;
   std::optional<std::string> text(CURLINFO which) const;

@@ -43,6 +43,18 @@ Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configurat
 
 Transfer::~Transfer() = default;
 
+std::unique_ptr<Transfer> Transfer::preparing(URL url,
+                                              const URLSessionConfiguration& configuration) {
+  auto transfer = std::make_unique<Transfer>(URLRequest{.url = std::move(url)}, configuration,
+                                             TransferHandler());
+  transfer->isPreparation_ = true;
+  return transfer;
+}
+
+bool Transfer::goesTheSameWayAs(const Transfer& other) const {
+  return request_.url == other.request_.url && configuration_ == other.configuration_;
+}
+
 void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context) {
   easy_ = std::move(easy);
   easy_->setClient(this);
@@ -93,6 +105,12 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
     // lost though nobody read it, so it goes over a fresh connection instead.
     connectionWasDead_ = true;
     return false;
+  }
+  if (isPreparation_) {
+    // The handle's last transfer may have forbidden it.
+    easy_->keepConnection(true);
+    easy_->endBeforeRequest(true);
+    return true;
   }
   sending_ = now;
   // libcurl would keep a connection on which sending failed. The TLS library still holds what could
@@ -188,6 +206,10 @@ void Transfer::continueAsGET(std::string url) {
 }
 
 TransferOutcome Transfer::finish(CURLcode code) {
+  if (isPreparation_) {
+    easy_->endBeforeRequest(false);
+    return {};
+  }
   // libcurl takes any end of the connection for the end of such a body, and anybody on the way can
   // bring that about.
   if (code == CURLE_OK && !easy_->endWasAnnounced()) code = CURLE_PARTIAL_FILE;
