@@ -26,6 +26,7 @@ using namespace user;
 
 struct ORVAAccountLoginManager::State {
   Guarded<std::weak_ptr<ORVAAccountLoginManagerDelegate>> delegate;
+  Guarded<std::weak_ptr<ORVAAccountUser>> latest;
   service::XMLTaskList ticketTasks{{.parser = kLoginWithTicketXMLParser,
                                     .elements = kLoginWithTicketReturnDataDictionary,
                                     .parsingString = kLoginWithTicketParsingString,
@@ -161,6 +162,10 @@ void ORVAAccountLoginManager::setDelegate(
   state_->delegate.set(delegate);
 }
 
+std::shared_ptr<ORVAAccountUser> ORVAAccountLoginManager::userOfLatestSignIn() const {
+  return state_->latest.get().lock();
+}
+
 // Each handler below keeps the manager alive until the sign-in has been reported.
 
 void ORVAAccountLoginManager::loginWithParameters(const Dictionary& parameters) {
@@ -217,7 +222,8 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
 void ORVAAccountLoginManager::parse(const std::shared_ptr<XMLParser>& parser,
                                     const std::string& ticket) {
   const bool isDone = hadMemory([&] {
-    parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this()));
+    const auto delegate = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this());
+    parser->setDelegate(delegate);
     service::XMLTask task;
     task.parser = parser;
     task.elements.set(kORVAAccountTicket, ticket);
@@ -233,11 +239,12 @@ void ORVAAccountLoginManager::finishLogin(
     const std::shared_ptr<Error>& error) {
   if (error) return report(*this, error);
   const bool isDone = hadMemory([&] {
+    const auto user = ORVAAccountUser::initWithUserInfo(userInfo());
+    state_->latest.set(user);
     // Storing can wait for a disk or a lock. In one queue, the sign-ins that wait hold one worker
     // together rather than one each.
     storingQueue()->addOperationWithBlock(
-        [user = ORVAAccountUser::initWithUserInfo(userInfo()),
-         manager = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this())] {
+        [user, manager = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this())] {
           makeCurrent(user, manager);
         });
   });

@@ -69,7 +69,8 @@ void ORVAAccountAPI::getUserData_completionHandler(
       XMLTask task;
       task.parser = parser;
       task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
-      parser->setDelegate(std::static_pointer_cast<ORVAAccountAPI>(self));
+      const auto delegate = std::static_pointer_cast<ORVAAccountAPI>(self);
+      parser->setDelegate(delegate);
       // A host may have set the list to absent. Without a task the call would never report.
       tasks_->appendAnyway(std::move(task));
     } catch (const std::bad_alloc&) {
