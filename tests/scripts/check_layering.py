@@ -44,7 +44,11 @@ ROOM_OF_FILE = {
 
 # The public headers lie flat, because a path that changes breaks hosts: header → room.
 ROOM_OF_HEADER = {
+    "AsioCallbackExecutor.h": "queues",
     "BuildOptions.h": "config",
+    "CallbackExecutor.h": "queues",
+    "GLibCallbackExecutor.h": "queues",
+    "LogHandler.h": "process",
     "ORVAAccount.h": "config",
     "ORVAAccountAPI.h": "service",
     "ORVAAccountAPIResult.h": "service",
@@ -55,6 +59,8 @@ ROOM_OF_HEADER = {
     "ORVAAccountUser.h": "user",
     "ORVAAccountUserCache.h": "user",
     "ORXAccount.h": "umbrella",
+    "QtCallbackExecutor.h": "queues",
+    "WorkerHandler.h": "service",
     "platform/Bundle.h": "process",
     "platform/Coder.h": "formats",
     "platform/Data.h": "base",
@@ -79,6 +85,7 @@ VENDORS = {
     "dlfcn.h": "keychain/secretservice",
     "gio/": "keychain/secretservice",
     "expat.h": "formats",
+    "glib.h": "include/ORXAccount/GLibCallbackExecutor.h",
     "iconv.h": "formats",
     "tl/expected.hpp": "src/platform/base/Result.h",
     "utf8proc.h": "base",

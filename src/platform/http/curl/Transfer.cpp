@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "platform/base/Limits.h"
+#include "platform/process/Log.h"
 #include "platform/queues/WorkerPool.h"
 
 namespace orx::platform {
@@ -17,6 +19,15 @@ bool isFailureToConnect(CURLcode code) {
          code == CURLE_PEER_FAILED_VERIFICATION;
 }
 
+void tellLogHandlerOf(const Error& error) {
+  if (!hasLogHandler()) return;
+  try {
+    tellLogHandler(LogLevel::Warning, error.localizedDescription());
+  } catch (const std::bad_alloc&) {
+    // The line is lost, and the call is reported.
+  }
+}
+
 }  // namespace
 
 // Brings the outcome to the handler. Made together with the transfer, whose end may find no memory.
@@ -26,7 +37,10 @@ class Transfer::Report final : public Job {
  public:
   explicit Report(TransferHandler handler) : handler_(std::move(handler)) {}
   void setOutcome(TransferOutcome outcome) { outcome_ = std::move(outcome); }
-  void run() override { handler_(outcome_); }
+  void run() override {
+    if (outcome_.error) tellLogHandlerOf(*outcome_.error);
+    handler_(outcome_);
+  }
 
  private:
   const TransferHandler handler_;
