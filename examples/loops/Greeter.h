@@ -2,7 +2,6 @@
 
 #include <ORXAccount/ORXAccount.h>
 
-#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <thread>
@@ -14,15 +13,16 @@ class Greeter : public orx::ORVAAccountLoginManagerDelegate {
  public:
   explicit Greeter(std::function<void()> done) : done_(std::move(done)) {}
 
-  // The arguments of the program, CA-FILE PORT, name a development service on this machine.
+  // The arguments of the program, CA-FILE localhost:PORT, name a development service on this
+  // machine.
   static void start(int argc, char** argv) {
     orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
     if (argc == 3) {
       orx::URLSessionConfiguration configuration;
-      configuration.caFile = argv[1];
-      configuration.connectTo["account.orva.example"] = {
-          "127.0.0.1", static_cast<std::uint16_t>(std::atoi(argv[2]))};
+      configuration.setCaFile(argv[1]);
       orx::URLSessionConfiguration::setDefaultConfiguration(configuration);
+      orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+          argv[2], {}, {}, {});
     }
     orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
         std::nullopt, "demo-key", "demo-app", false);

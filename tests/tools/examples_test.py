@@ -20,7 +20,7 @@ class Example(unittest.TestCase):
             with self.subTest(example), tempfile.TemporaryDirectory(prefix="orxaccount-home.") as home:
                 ready = support.service.ready
                 done = subprocess.run(
-                    [example, ready["caFile"], str(ready["port"])], text=True, capture_output=True,
+                    [example, ready["caFile"], f"localhost:{ready['port']}"], text=True, capture_output=True,
                     timeout=support.WAIT, check=False,
                     env={"PATH": os.environ["PATH"], "HOME": home,
                          "DBUS_SESSION_BUS_ADDRESS": "disabled:",

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <memory>
@@ -31,13 +32,13 @@ struct TransferContext {
 //                 ↑                                       true ──────┘   └── false → finish()
 class Transfer final : private EasyHandle::Client {
  public:
-  Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+  Transfer(URLRequest request, const URLSessionConfiguration& configuration,
            TransferHandler handler);
+  // One that ends when the connection is there: nothing is sent, and nobody is told.
+  static std::unique_ptr<Transfer> preparing(URL url, const URLSessionConfiguration& configuration);
   ~Transfer();
 
-  const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
-    return configuration_;
-  }
+  const URLSessionConfiguration& configuration() const { return configuration_; }
   CURL* curl() const { return easy_->curl(); }
   // The transfer that runs on an easy handle; null when there is none.
   static Transfer* of(CURL* curl) { return static_cast<Transfer*>(EasyHandle::clientOf(curl)); }
@@ -45,8 +46,10 @@ class Transfer final : private EasyHandle::Client {
   // Takes an easy handle until takeEasyHandle(), and sets it up for this request. The time-out
   // counts from here. Like continuesAfter() and finish() it throws std::bad_alloc without memory.
   void start(std::unique_ptr<EasyHandle> easy, TransferContext& context);
-  // When the time-out strikes, unless there is progress before.
-  TransferContext::Clock::time_point deadline() const { return lastProgress_ + easy_->timeout(); }
+  // When a time-out strikes: that of the whole call, or the one before, unless there is progress.
+  TransferContext::Clock::time_point deadline() const {
+    return std::min(latestEnd_, lastProgress_ + easy_->timeout());
+  }
   // Asked when libcurl is done with the handle: true when it is to be run once more.
   bool continuesAfter(CURLcode code);
   // Ends the transfer; `code` is libcurl's for the whole. The handle is free for another one once
@@ -59,6 +62,10 @@ class Transfer final : private EasyHandle::Client {
   // The system does not watch its socket, for the reason that errno gave; finish() says so.
   void onUnwatched(int systemError) noexcept { systemError_ = systemError; }
   bool isUnwatched() const { return systemError_ != 0; }
+
+  bool isPreparation() const { return isPreparation_; }
+  // Whether both are for the same URL with the same configuration.
+  bool goesTheSameWayAs(const Transfer& other) const;
 
   // Brings the outcome to the handler, on a worker. Needs no memory and throws nothing.
   void report(TransferOutcome outcome);
@@ -93,11 +100,13 @@ class Transfer final : private EasyHandle::Client {
   void noteProgress() { lastProgress_ = context_->now; }
 
   URLRequest request_;
-  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  bool isPreparation_ = false;
+  const URLSessionConfiguration configuration_;
   std::unique_ptr<Report> report_;  // null when nobody wants it
 
   std::unique_ptr<EasyHandle> easy_;
   TransferContext* context_ = nullptr;
+  const TransferContext::Clock::time_point latestEnd_;
   TransferContext::Clock::time_point lastProgress_;
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that the handle was last set up for
