@@ -113,21 +113,21 @@ void runStatus(const GlobalOptions& options) {
   const auto orNothing = [](const std::string& line) {
     return line.empty() ? orx::Value(nullptr) : orx::Value(line);
   };
-  Output(options)
-      .printFields({{"version", ORXAccountVersionNumber},
-                    {"signedIn", user != nullptr},
-                    {"login", user ? user->login() : std::nullopt},
-                    {"identifier", options.identifier},
-                    {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
-                    {"stage", account->isStage()},
-                    {"lumCusInfoURL", text(account->lumCusInfoURL())},
-                    {"orvaServiceURL", text(account->orvaServiceURL())},
-                    {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
-                    {"store", keychain.store},
-                    {"storeLocked", keychain.locked},
-                    {"storeError", keychain.lastError},
-                    {"storeProblem", orNothing(keychain.description)},
-                    {"storeRemedy", orNothing(keychain.remedy)}});
+  Output(options).printFields(
+      {{"version", ORXAccountVersionNumber},
+       {"signedIn", user != nullptr},
+       {"login", user ? user->login() : std::nullopt},
+       {"identifier", options.identifier},
+       {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
+       {"stage", account->isStage()},
+       {"lumCusInfoURL", text(account->lumCusInfoURL())},
+       {"orvaServiceURL", text(account->orvaServiceURL())},
+       {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
+       {"store", keychain.store},
+       {"storeLocked", keychain.locked},
+       {"storeError", keychain.lastError},
+       {"storeProblem", orNothing(keychain.description)},
+       {"storeRemedy", orNothing(keychain.remedy)}});
 }
 
 }  // namespace

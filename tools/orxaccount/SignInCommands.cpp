@@ -18,13 +18,7 @@ void showSignedIn(const GlobalOptions& options, const orx::ORVAAccountUser& user
                                        {"login", user.login()},
                                        {"cus_id", user.cusID()},
                                        {"ticket", user.ticket()}});
-@@@  Output(options.json)
-      .printDone("signed in as " + name + ", customer " + user.cusID().value_or("unknown"),
-                 {{"signedIn", true},
-                  {"login", user.login()},
-                  {"cus_id", user.cusID()},
-                  {"ticket", user.ticket()}});
-@@}
+}
 
 void runLogin(const GlobalOptions& options, const ParameterOptions& input) {
   orx::Dictionary parameters = input.parameters();
