@@ -13,7 +13,7 @@ test_packages=(
   dbus gnome-keyring chromium chromium-driver libnss3-tools binutils dpkg-dev
 )
 fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev)
-bench_packages=(nginx libboost1.81-dev ca-certificates binutils)
+bench_packages=(nginx libboost1.81-dev ca-certificates binutils libpcre2-dev libplist-dev valgrind)
 lint_packages=(clang-tidy clang-format)
 
 # Installs the missing ones of the given packages. Needs neither apt-get nor sudo when none is
