@@ -82,6 +82,7 @@
 #include <ORXAccount/platform/NotificationCenter.h>
 #include <ORXAccount/platform/Object.h>
 #include <ORXAccount/platform/SecItem.h>
+#include <ORXAccount/platform/Terminal.h>
 #include <ORXAccount/platform/URL.h>
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 #include <ORXAccount/platform/Value.h>

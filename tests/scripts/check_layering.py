@@ -67,6 +67,7 @@ ROOM_OF_HEADER = {
     "platform/NotificationCenter.h": "process",
     "platform/Object.h": "base",
     "platform/SecItem.h": "keychain",
+    "platform/Terminal.h": "base",
     "platform/URL.h": "http",
     "platform/URLSessionConfiguration.h": "http",
     "platform/Value.h": "base",

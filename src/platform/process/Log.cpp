@@ -1,5 +1,6 @@
 #include "platform/process/Log.h"
 
+#include <ORXAccount/platform/Terminal.h>
 #include <unistd.h>
 
 #include <array>
@@ -21,12 +22,9 @@ namespace {
 // answer of many megabytes would fill a log. The rest is room for the note about the cut.
 constexpr std::size_t kLongestText = PIPE_BUF - 64;
 
-// Text that a server sent must neither control a terminal nor forge a second record: control
-// characters (C0, DEL, C1), the separators U+2028 and U+2029, and the characters that turn the
-// direction of writing.
-constexpr bool mustBeEscaped(char32_t c) {
-  return (c < 0x20 && c != '\t') || (c >= 0x7F && c < 0xA0) || c == 0x61C || c == 0x200E ||
-         c == 0x200F || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+// Text that a server sent must neither control a terminal nor forge a second record.
+constexpr bool mustBeEscaped(char32_t character) {
+  return character != '\t' && steersTerminal(character);
 }
 
 std::string escapeOf(char32_t character, const char* form) {
