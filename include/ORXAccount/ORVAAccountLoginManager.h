@@ -22,8 +22,9 @@ class ORVAAccountUser;
 
 // Signs users in and out. A sign-in returns at once. When it succeeds it makes the new user current
 // (see ORVAAccountUser::setCurrentUser: the user is stored and the change announced), and then its
-// outcome goes to the delegate; both happen on a background worker. Sign-ins are not queued:
-// several may be under way, and each reports when its own answer has come. They cannot be
+// outcome goes to the delegate; both happen on a background worker, the telling of observers and of
+// the delegate also where the host's executor brings it (CallbackExecutor.h). Sign-ins are not
+// queued: several may be under way, and each reports when its own answer has come. They cannot be
 // cancelled. Where there is no memory to make the user current, the outcome is an error of
 // "NSPOSIXErrorDomain" with the code ENOMEM, and the user the one from before.
 //

@@ -45,7 +45,11 @@ ROOM_OF_FILE = {
 
 # The public headers lie flat, because a path that changes breaks hosts: header → room.
 ROOM_OF_HEADER = {
+    "AsioCallbackExecutor.h": "queues",
+    "CallbackExecutor.h": "queues",
     "Calls.h": "login",
+    "GLibCallbackExecutor.h": "queues",
+    "LogHandler.h": "process",
     "ORVAAccount.h": "config",
     "ORVAAccountAPI.h": "service",
     "ORVAAccountAPIResult.h": "service",
@@ -56,6 +60,8 @@ ROOM_OF_HEADER = {
     "ORVAAccountUser.h": "user",
     "ORVAAccountUserCache.h": "user",
     "ORXAccount.h": "umbrella",
+    "QtCallbackExecutor.h": "queues",
+    "WorkerHandler.h": "service",
     "orxaccount.h": "c",
     "platform/Bundle.h": "process",
     "platform/Coder.h": "formats",
@@ -79,9 +85,10 @@ ROOM_OF_HEADER = {
 VENDORS = {
     "curl/": "http/curl",
     "openssl/": "http/curl",
-    "dlfcn.h": "keychain/secretservice",
+    "dlfcn.h": "process",
     "gio/": "keychain/secretservice",
     "expat.h": "formats",
+    "glib.h": "include/ORXAccount/GLibCallbackExecutor.h",
     "iconv.h": "formats",
     "tl/expected.hpp": "src/platform/base/Result.h",
     "utf8proc.h": "base",
