@@ -42,7 +42,7 @@ bool ORVAAccountAPI::targetServerIsCN() { return g_targetServerIsCNServer; }
 void ORVAAccountAPI::prepareConnection() {
   try {
     platform::prepareConnection(config::serviceURL(targetServers(), config::kCustomerInfoPath),
-                                platform::sharedDefaultConfiguration());
+                                URLSessionConfiguration::defaultConfiguration());
   } catch (const std::system_error&) {
     // There is no thread for it. The operation that it was meant for says so.
   }

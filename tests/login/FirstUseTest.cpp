@@ -1,4 +1,6 @@
 // First uses of the library on one thread while another one forks.
+#include <ORXAccount/CallbackExecutor.h>
+#include <ORXAccount/LogHandler.h>
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>
@@ -19,11 +21,11 @@
 #include "config/Servers.h"
 #include "platform/formats/KeyedUnarchiver.h"
 #include "platform/http/Transport.h"
-#include "platform/http/URLSessionConfiguration.h"
 #include "platform/keychain/SecItemFunctions.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
 #include "service/Answer.h"
+#include "service/SOAPCall.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -39,16 +41,15 @@ namespace {
 
 constexpr int fine = 7;
 
-void startNowhere() {
-  startTransfer({.url = *URL::URLWithString("https://127.0.0.1:1/")}, sharedDefaultConfiguration(),
-                {});
-}
+void startNowhere() { startTransfer({.url = *URL::URLWithString("https://127.0.0.1:1/")}, {}, {}); }
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
-constexpr std::array<void (*)(), 18> uses{
+constexpr std::array<void (*)(), 21> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
+    [] { setLogHandler({}); },        // Log
+    [] { setCallbackExecutor({}); },  // Callback
     [] { (void)UserDefaults::standardUserDefaults(); },
     [] { (void)keychainStatus(); },  // KeychainStoreInForce, StoreStatus
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },
@@ -64,6 +65,7 @@ constexpr std::array<void (*)(), 18> uses{
     [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); },  // XMLTasks
     [] { (void)XMLParser::initWithData(Data()); },
     [] { (void)service::outOfMemoryError(); },  // Answer
+    [] { (void)service::envelopes(); },         // SOAPCall
     [] {
       // ProfileImage, of text that makes no URL
       ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", " "}})

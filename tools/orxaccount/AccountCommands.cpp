@@ -5,6 +5,7 @@
 
 #include "Commands.h"
 #include "Output.h"
+#include "Progress.h"
 #include "Secrets.h"
 #include "Session.h"
 
@@ -34,12 +35,10 @@ void runRegister(const GlobalOptions& options, const ParameterOptions& input) {
     api.register_completeHandler(parameters, std::move(handler));
   });
   const orx::Value& cusID = (*result->returnData().dictionary())[orx::kORVAAccountCusID];
-  const orx::Dictionary fields{
-      {"registered", true},
-      {orx::kORVAAccountCusID, cusID},
-      {"description", result->resultDescription() ? orx::Value(*result->resultDescription())
-                                                  : orx::Value(nullptr)}};
-  Output(options.json).printDone("registered as customer " + cusID.text().value_or(""), fields);
+  const orx::Dictionary fields{{"registered", true},
+                               {orx::kORVAAccountCusID, cusID},
+                               {"description", result->resultDescription()}};
+  Output(options).printDone("registered as customer " + cusID.text().value_or(""), fields);
 }
 
 void runRegisterV2(const GlobalOptions& options, const ParameterOptions& input) {
@@ -48,33 +47,28 @@ void runRegisterV2(const GlobalOptions& options, const ParameterOptions& input) 
   const auto result = session.call([&](orx::ORVAAccountAPI& api, auto handler) {
     api.registerV2WithParameters_completeHandler(parameters, std::move(handler));
   });
-  Output(options.json).printValue("result", result->returnData());
-}
-
-orx::Value orNull(const std::optional<std::string>& text) {
-  return text ? orx::Value(*text) : orx::Value(nullptr);
+  Output(options).printValue("result", result->returnData());
 }
 
 void runWhoAmI(const GlobalOptions& options) {
   const Session session(options);
   const auto user = Session::signedInUser();
   const auto picture = user->pictureURL();
-  orx::Dictionary fields{{"login", orNull(user->login())},
-                         {"cus_id", orNull(user->cusID())},
-                         {"email", orNull(user->email())},
-                         {"first_name", orNull(user->firstName())},
-                         {"last_name", orNull(user->lastName())},
-                         {"nick_name", orNull(user->nickName())},
-                         {"country", orNull(user->country())},
-                         {"mobile", orNull(user->mobile())},
-                         {"birthdate", orNull(user->birthdateString())},
+  orx::Dictionary fields{{"login", user->login()},
+                         {"cus_id", user->cusID()},
+                         {"email", user->email()},
+                         {"first_name", user->firstName()},
+                         {"last_name", user->lastName()},
+                         {"nick_name", user->nickName()},
+                         {"country", user->country()},
+                         {"mobile", user->mobile()},
+                         {"birthdate", user->birthdateString()},
                          {"picture", picture ? orx::Value(picture->absoluteString()) : nullptr}};
-  // Whoever has the ticket can open web sessions, so it is printed with --json only.
+  fields.set("ticket", user->ticket());
   if (options.json) {
-    fields.set("ticket", orNull(user->ticket()));
-    fields.set("userInfo", user->userInfo() ? orx::Value(*user->userInfo()) : nullptr);
+    fields.set("userInfo", user->userInfo());
   }
-  Output(options.json).printFields(fields);
+  Output(options).printFields(fields);
 }
 
 // Throws a Failure when something of a user is, or may be, still stored: the ticket in it opens the
@@ -99,10 +93,13 @@ void runLogout(const GlobalOptions& options) {
     requireNothingLeft("nobody is signed in");
     throw nobodySignedIn();
   }
-  orx::ORVAAccountLoginManager::sharedInstance()->logout();
+  {
+    const Progress progress("waiting for the store of the user");
+    orx::ORVAAccountLoginManager::sharedInstance()->logout();
+  }
   const std::string name = user->login().value_or(user->cusID().value_or("the user"));
   requireNothingLeft("signed out " + name);
-  Output(options.json).printDone("signed out " + name, {{"signedOut", orNull(user->login())}});
+  Output(options).printDone("signed out " + name, {{"signedOut", user->login()}});
 }
 
 void runStatus(const GlobalOptions& options) {
@@ -116,24 +113,35 @@ void runStatus(const GlobalOptions& options) {
   const auto orNothing = [](const std::string& line) {
     return line.empty() ? orx::Value(nullptr) : orx::Value(line);
   };
-  Output(options.json)
-      .printFields({{"version", ORXAccountVersionNumber},
-                    {"signedIn", user != nullptr},
-                    {"login", user ? orNull(user->login()) : orx::Value(nullptr)},
-                    {"identifier", options.identifier},
-                    {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
-                    {"stage", account->isStage()},
-                    {"lumCusInfoURL", text(account->lumCusInfoURL())},
-                    {"orvaServiceURL", text(account->orvaServiceURL())},
-                    {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
-                    {"store", keychain.store},
-                    {"storeLocked", keychain.locked},
-                    {"storeError", keychain.lastError},
-                    {"storeProblem", orNothing(keychain.description)},
-                    {"storeRemedy", orNothing(keychain.remedy)}});
+  Output(options).printFields(
+      {{"version", ORXAccountVersionNumber},
+       {"signedIn", user != nullptr},
+       {"login", user ? user->login() : std::nullopt},
+       {"identifier", options.identifier},
+       {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
+       {"stage", account->isStage()},
+       {"lumCusInfoURL", text(account->lumCusInfoURL())},
+       {"orvaServiceURL", text(account->orvaServiceURL())},
+       {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
+       {"store", keychain.store},
+       {"storeLocked", keychain.locked},
+       {"storeError", keychain.lastError},
+       {"storeProblem", orNothing(keychain.description)},
+       {"storeRemedy", orNothing(keychain.remedy)}});
 }
 
 }  // namespace
+
+void printVersions(const GlobalOptions& options) {
+  orx::Bundle::mainBundle()->setBundleIdentifier(options.identifier);
+  {
+    const Progress progress("waiting for the store of the user");
+    orx::ORVAAccountUserCache::sharedInstance()->cachedUser();
+  }
+  Output(options).printFields({{"orxaccount", ORX_VERSION},
+                               {"library", orx::ORXAccountVersions()},
+                               {"store", orx::keychainStatus().store}});
+}
 
 void addAccountCommands(CLI::App& app, const GlobalOptions& options) {
   auto input = std::make_shared<ParameterOptions>();

@@ -23,6 +23,8 @@ template <typename Result, typename First, typename... Others>
 First firstOf(Result (*)(First, Others...));
 using URLToRead = decltype(firstOf(&curl_url_get));
 
+using InfoCallback = void(const SSL* tls, int type, int value);
+
 // Every function that is used, but those that take any number of arguments: what it returns, its
 // name, its parameters, and the same as arguments.
 // clang-format off
@@ -48,16 +50,22 @@ using URLToRead = decltype(firstOf(&curl_url_get));
   X(CURLUcode, curl_url_set, (CURLU* url, CURLUPart part, const char* text, unsigned flags), \
     (url, part, text, flags)) \
   X(curl_version_info_data*, curl_version_info, (CURLversion age), (age)) \
+  X(int, CRYPTO_get_ex_new_index, \
+    (int type, long number, void* pointer, CRYPTO_EX_new* make, CRYPTO_EX_dup* copy, \
+     CRYPTO_EX_free* free), (type, number, pointer, make, copy, free)) \
   X(void, GENERAL_NAMES_free, (GENERAL_NAMES* names), (names)) \
   X(int, OPENSSL_sk_num, (const OPENSSL_STACK* stack), (stack)) \
   X(void*, OPENSSL_sk_value, (const OPENSSL_STACK* stack, int at), (stack, at)) \
+  X(void, SSL_CTX_set_info_callback, (SSL_CTX* context, InfoCallback* callback), (context, callback)) \
   X(void, SSL_CTX_set_keylog_callback, (SSL_CTX* context, SSL_CTX_keylog_cb_func log), \
     (context, log)) \
   X(void, SSL_CTX_set_verify, (SSL_CTX* context, int mode, SSL_verify_cb verify), \
     (context, mode, verify)) \
   X(int, SSL_free_buffers, (SSL* tls), (tls)) \
+  X(void*, SSL_get_ex_data, (const SSL* tls, int index), (tls, index)) \
   X(int, SSL_has_pending, (const SSL* tls), (tls)) \
   X(const char*, SSL_rstate_string, (const SSL* tls), (tls)) \
+  X(int, SSL_set_ex_data, (SSL* tls, int index, void* data), (tls, index, data)) \
   X(X509*, X509_STORE_CTX_get_current_cert, (const X509_STORE_CTX* check), (check)) \
   X(int, X509_STORE_CTX_get_error_depth, (const X509_STORE_CTX* check), (check)) \
   X(void, X509_STORE_CTX_set_error, (X509_STORE_CTX* check, int error), (check, error)) \

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "platform/base/Limits.h"
+#include "platform/process/Log.h"
 #include "platform/queues/WorkerPool.h"
 
 namespace orx::platform {
@@ -17,6 +19,18 @@ bool isFailureToConnect(CURLcode code) {
          code == CURLE_PEER_FAILED_VERIFICATION;
 }
 
+// A time that never comes. Beyond it the clock's arithmetic would overflow.
+constexpr std::chrono::milliseconds longestCall = std::chrono::hours(100 * 365 * 24);
+
+void tellLogHandlerOf(const Error& error) {
+  if (!hasLogHandler()) return;
+  try {
+    tellLogHandler(LogLevel::Warning, error.localizedDescription());
+  } catch (const std::bad_alloc&) {
+    // The line is lost, and the call is reported.
+  }
+}
+
 }  // namespace
 
 // Brings the outcome to the handler. Made together with the transfer, whose end may find no memory.
@@ -26,33 +40,38 @@ class Transfer::Report final : public Job {
  public:
   explicit Report(TransferHandler handler) : handler_(std::move(handler)) {}
   void setOutcome(TransferOutcome outcome) { outcome_ = std::move(outcome); }
-  void run() override { handler_(outcome_); }
+  void run() override {
+    if (outcome_.error) tellLogHandlerOf(*outcome_.error);
+    handler_(outcome_);
+  }
 
  private:
   const TransferHandler handler_;
   TransferOutcome outcome_;
 };
 
-Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configuration,
                    TransferHandler handler)
     : request_(std::move(request)),
-      configuration_(std::move(configuration)),
+      configuration_(configuration),
       report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
+      latestEnd_(TransferContext::Clock::now() +
+                 std::min(configuration_.timeoutIntervalForResource(), longestCall)),
       redirectsLeft_(limits::redirects),
-      reply_(configuration_->maximumHeaderSize, configuration_->maximumBodySize) {}
+      reply_(configuration_.maximumHeaderSize(), configuration_.maximumBodySize()) {}
 
 Transfer::~Transfer() = default;
 
-std::unique_ptr<Transfer> Transfer::preparing(
-    URL url, std::shared_ptr<const URLSessionConfiguration> configuration) {
-  auto transfer = std::make_unique<Transfer>(URLRequest{.url = std::move(url)},
-                                             std::move(configuration), TransferHandler());
+std::unique_ptr<Transfer> Transfer::preparing(URL url,
+                                              const URLSessionConfiguration& configuration) {
+  auto transfer = std::make_unique<Transfer>(URLRequest{.url = std::move(url)}, configuration,
+                                             TransferHandler());
   transfer->isPreparation_ = true;
   return transfer;
 }
 
 bool Transfer::goesTheSameWayAs(const Transfer& other) const {
-  return request_.url == other.request_.url && *configuration_ == *other.configuration_;
+  return request_.url == other.request_.url && configuration_ == other.configuration_;
 }
 
 void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context) {
@@ -145,6 +164,7 @@ bool Transfer::onHeaderLine(std::string_view line) noexcept {
   if (reply_.isNoRedirect()) easy_->followRedirects(false);
   if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
   if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
+  if (reply_.endsWithConnection()) easy_->watchForEnd();
   // What fails from here on makes libcurl close the connection by itself.
   if (next == ReplyParser::Next::body || next == ReplyParser::Next::redirectedReply) {
     easy_->keepConnection(true);
@@ -209,6 +229,9 @@ TransferOutcome Transfer::finish(CURLcode code) {
     easy_->endBeforeRequest(false);
     return {};
   }
+  // libcurl takes any end of the connection for the end of such a body, and anybody on the way can
+  // bring that about.
+  if (code == CURLE_OK && !easy_->endWasAnnounced()) code = CURLE_PARTIAL_FILE;
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&
@@ -250,6 +273,7 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   failure.stage = stage_;
   failure.url = effectiveURL().value_or(request_.url.absoluteString());
   failure.detail = easy_->errorText();
+  failure.isOverdueAsAWhole = latestEnd_ <= context_->now;
   // On a kept connection the handshake is long over, but libcurl does not say so.
   if (stage_ == TransferStage::connecting) failure.proxy = easy_->proxyInHandshake();
   if (code == CURLE_COULDNT_CONNECT) {
@@ -261,9 +285,9 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
         "its " + std::string(part) + " is longer than " + std::to_string(limit) + " bytes";
   };
   if (reply_.excess() == ReplyParser::Excess::header) {
-    tooLong("header", configuration_->maximumHeaderSize);
+    tooLong("header", configuration_.maximumHeaderSize());
   } else if (reply_.excess() == ReplyParser::Excess::body) {
-    tooLong("body", configuration_->maximumBodySize);
+    tooLong("body", configuration_.maximumBodySize());
   } else if (ranOutOfMemory_) {
     failure.code = CURLE_OUT_OF_MEMORY;
     failure.detail = "there is not enough memory";

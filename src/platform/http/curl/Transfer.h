@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <memory>
@@ -31,16 +32,13 @@ struct TransferContext {
 //                 ↑                                       true ──────┘   └── false → finish()
 class Transfer final : private EasyHandle::Client {
  public:
-  Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+  Transfer(URLRequest request, const URLSessionConfiguration& configuration,
            TransferHandler handler);
   // One that ends when the connection is there: nothing is sent, and nobody is told.
-  static std::unique_ptr<Transfer> preparing(
-      URL url, std::shared_ptr<const URLSessionConfiguration> configuration);
+  static std::unique_ptr<Transfer> preparing(URL url, const URLSessionConfiguration& configuration);
   ~Transfer();
 
-  const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
-    return configuration_;
-  }
+  const URLSessionConfiguration& configuration() const { return configuration_; }
   CURL* curl() const { return easy_->curl(); }
   // The transfer that runs on an easy handle; null when there is none.
   static Transfer* of(CURL* curl) { return static_cast<Transfer*>(EasyHandle::clientOf(curl)); }
@@ -48,8 +46,10 @@ class Transfer final : private EasyHandle::Client {
   // Takes an easy handle until takeEasyHandle(), and sets it up for this request. The time-out
   // counts from here. Like continuesAfter() and finish() it throws std::bad_alloc without memory.
   void start(std::unique_ptr<EasyHandle> easy, TransferContext& context);
-  // When the time-out strikes, unless there is progress before.
-  TransferContext::Clock::time_point deadline() const { return lastProgress_ + easy_->timeout(); }
+  // When a time-out strikes: that of the whole call, or the one before, unless there is progress.
+  TransferContext::Clock::time_point deadline() const {
+    return std::min(latestEnd_, lastProgress_ + easy_->timeout());
+  }
   // Asked when libcurl is done with the handle: true when it is to be run once more.
   bool continuesAfter(CURLcode code);
   // Ends the transfer; `code` is libcurl's for the whole. The handle is free for another one once
@@ -101,11 +101,12 @@ class Transfer final : private EasyHandle::Client {
 
   URLRequest request_;
   bool isPreparation_ = false;
-  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  const URLSessionConfiguration configuration_;
   std::unique_ptr<Report> report_;  // null when nobody wants it
 
   std::unique_ptr<EasyHandle> easy_;
   TransferContext* context_ = nullptr;
+  const TransferContext::Clock::time_point latestEnd_;
   TransferContext::Clock::time_point lastProgress_;
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that the handle was last set up for
