@@ -214,7 +214,6 @@ ORX_EXPORT orx_error* orx_user_load_picture(const orx_user* user, orx_callback c
 // background thread at a sign-in, before the callback of that sign-in. `ended`, which may be NULL,
 // is called with the context once no other call of `callback` will come: inside
 // orx_observation_release(), or when a call that another thread is making at that moment returns.
-//
 ORX_EXPORT orx_error* orx_observe_user(orx_callback callback, void* context,
                                        void (*ended)(void* context), orx_observation** observation);
 ORX_EXPORT void orx_observation_release(orx_observation* observation);
@@ -222,9 +221,9 @@ ORX_EXPORT void orx_observation_release(orx_observation* observation);
 // ---- Signing in and out ----
 
 // Each sign-in has its own callback, and several may be under way. One that succeeds makes its user
-// current and stores it; then come the observers, and then its callback, with a result that has the
-// user who is current at that moment (where two sign-ins overlap, perhaps the other's). A sign-in
-// that fails leaves the current user. There is no cancellation.
+// current and stores it; then come the observers, and then its callback, with a result that has
+// that user, even if another sign-in has replaced it by then. One that fails leaves the current
+// user. There is no cancellation.
 //
 // `parameters` is a JSON object, or NULL for an empty one. A "&" or "<" in it is refused by the
 // service, mostly without a reason (not by OpenID V2): look for them in what people type.
@@ -238,7 +237,7 @@ ORX_EXPORT orx_error* orx_sign_in_openid(const char* parameters, orx_callback ca
 ORX_EXPORT orx_error* orx_sign_in_openid_v2(const char* parameters, orx_callback callback,
                                             void* context);
 // With a ticket issued elsewhere. Where the service answers it with data that is no XML, there is
-// no error, and the current user stays.
+// neither an error nor a user, and the current user stays.
 ORX_EXPORT orx_error* orx_sign_in_ticket(const char* ticket, orx_callback callback, void* context);
 // Nobody is current, and what is stored of the user is removed; what could not be, orx_status()
 // tells. Sends nothing. Observers run on this thread. It waits for the stores, six seconds at
@@ -259,7 +258,6 @@ ORX_EXPORT orx_error* orx_register_v2(const char* parameters, orx_callback callb
 ORX_EXPORT orx_error* orx_call(const char* api_id, const char* parameters, orx_callback callback,
                                void* context);
 // One of the service's lists: an array, null when it could not be had. There is no error for that.
-//
 ORX_EXPORT orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context);
 #define ORX_LIST_COUNTRIES "country"
 #define ORX_LIST_EDUCATION "country"  // the service keeps both under one name

@@ -1,7 +1,6 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/platform/NotificationCenter.h>
 
-#include <stdexcept>
 #include <utility>
 
 #include "c/Results.h"
@@ -86,17 +85,6 @@ orx_user* orx_user_retain(const orx_user* user) {
 
 void orx_user_release(orx_user* user) {
   if (user != nullptr && --user->owners == 0) delete user;
-}
-
-orx_error* orx_user_load_picture(const orx_user* user, orx_callback callback, void* context) {
-  return guarded([&] {
-    if (user == nullptr) throw std::invalid_argument("the user is a null pointer");
-    user->record->loadProfileImageDataWithCompletionBlock(
-        [report = Callback(callback, context)](const std::optional<orx::Data>& image,
-                                               const std::shared_ptr<orx::Error>& error) {
-          report.report(error, [&] { return orx_result{.bytes = image.value_or(orx::Data())}; });
-        });
-  });
 }
 
 orx_error* orx_observe_user(orx_callback callback, void* context, void (*ended)(void* context),
