@@ -85,7 +85,7 @@ ROOM_OF_HEADER = {
 VENDORS = {
     "curl/": "http/curl",
     "openssl/": "http/curl",
-    "dlfcn.h": "keychain/secretservice",
+    "dlfcn.h": "process",
     "gio/": "keychain/secretservice",
     "expat.h": "formats",
     "glib.h": "include/ORXAccount/GLibCallbackExecutor.h",
