@@ -21,11 +21,12 @@
 // the call may be made again.
 //
 // Callbacks. A function with a callback starts something and returns at once. When it returned
-// NULL, the callback is called exactly once, on a background thread of the library and never inside
-// the call; when it returned an error, never. `context` is handed on as it is. Callbacks of
-// different calls may run at the same time. A callback may block and may call the library. No C++
-// exception and no longjmp may leave it: the process ends if one does. Like every callback of the
-// library it may run on a thread on which signals are blocked.
+// NULL, the callback is called exactly once, on a background thread of the library (or where a C++
+// part of the program has callbacks run) and never inside the call; when it returned an error,
+// never. `context` is handed on as it is. Callbacks of different calls may run at the same time. A
+// callback may block and may call the library. No C++ exception and no longjmp may leave it: the
+// process ends if one does. Like every callback of the library it may run on a thread on which
+// signals are blocked.
 //
 // Owners. What is handed out through a pointer to a non-const pointer belongs to the caller, who
 // releases it with the function named ..._release. What comes as a pointer to const belongs to the
@@ -146,6 +147,8 @@ ORX_EXPORT orx_error* orx_set_option(const char* name, const char* value);
 #define ORX_OPTION_CONNECT_TO "connectTo"
 // Milliseconds without any progress after which a call fails.
 #define ORX_OPTION_TIMEOUT "timeout"
+// Milliseconds after which a call fails though it makes progress; 7 days by default.
+#define ORX_OPTION_DEADLINE "deadline"
 // Bytes of an answer, and of its headers, beyond which a call fails.
 #define ORX_OPTION_MAXIMUM_BODY_SIZE "maximumBodySize"
 #define ORX_OPTION_MAXIMUM_HEADER_SIZE "maximumHeaderSize"
@@ -170,6 +173,25 @@ ORX_EXPORT orx_error* orx_set_servers(const char* global_host, const char* china
 // another process or the keyring is slow up to 2 seconds for each of eight steps. A user who cannot
 // be restored is no error; orx_status() says why.
 ORX_EXPORT orx_error* orx_initialize(const char* app_id, const char* app_key, int is_stage);
+
+// Connects to the server that the first call will be made to, so that it comes sooner; nothing is
+// sent to it. Returns at once. What hinders it, the next call reports.
+ORX_EXPORT orx_error* orx_prepare_connection(void);
+
+// How much a line of the log matters.
+enum {
+  ORX_LOG_INFO = 0,     // the user is stored in a file, because no keyring takes it
+  ORX_LOG_WARNING = 1,  // a transfer failed, or the service sent what it should not
+  ORX_LOG_ERROR = 2     // a stored user could not be read, stored or removed
+};
+
+// Has `handler` called with each line that the library logs, instead of the one before; NULL takes
+// that one away. A line is for people and holds no secret. It comes on any thread, several at a
+// time, and ends with the call, which should return soon. `ended`, which may be NULL, is called
+// with the context once no other line will come to it.
+ORX_EXPORT orx_error* orx_set_log_handler(void (*handler)(void* context, int level,
+                                                          const char* line),
+                                          void* context, void (*ended)(void* context));
 
 // Where things stand, as a dictionary of texts, numbers and booleans. Never waits.
 //

@@ -17,28 +17,13 @@ std::optional<std::string> addressOf(const std::optional<URL>& url) {
   return url ? std::optional(url->absoluteString()) : std::nullopt;
 }
 
-// What an observation holds of its host. It goes when nobody can call it any more.
-struct Observer {
-  explicit Observer(const Callback& aCallback) : callback(aCallback) {}
-  Observer(const Observer&) = delete;
-  Observer& operator=(const Observer&) = delete;
-  ~Observer() {
-    if (ended != nullptr) ended(callback.context);
-  }
-
-  void report(const Notification& change) const {
-    callback.report(nullptr, [&] {
-      const auto userUnder = [&](std::string_view key) {
-        return handleOf(change.userInfo[key].objectOf<ORVAAccountUser>());
-      };
-      return orx_result{.user = userUnder(ORVAAccountUserChangeNewKey),
-                        .previousUser = userUnder(ORVAAccountUserChangeOldKey)};
-    });
-  }
-
-  const Callback callback;
-  void (*ended)(void* context) = nullptr;
-};
+orx_result resultOf(const Notification& change) {
+  const auto userUnder = [&](std::string_view key) {
+    return handleOf(change.userInfo[key].objectOf<ORVAAccountUser>());
+  };
+  return {.user = userUnder(ORVAAccountUserChangeNewKey),
+          .previousUser = userUnder(ORVAAccountUserChangeOldKey)};
+}
 
 }  // namespace
 
@@ -91,14 +76,15 @@ orx_error* orx_observe_user(orx_callback callback, void* context, void (*ended)(
                             orx_observation** observation) {
   return guarded([&] {
     orx_observation*& place = placeOf(observation);
-    const auto observer = std::make_shared<Observer>(Callback(callback, context));
+    const auto held = std::make_shared<Context>(context);
     auto made = std::make_unique<orx_observation>();
     made->observation =
         orx::NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
             orx::ORVAAccountUserDidChangeNotification, orx::ORVAAccountUser::classObject(),
-            [observer](const orx::Notification& change) { observer->report(change); });
-    // Not before: a caller who gets an error keeps the context.
-    observer->ended = ended;
+            [told = Callback(callback, context), held](const orx::Notification& change) {
+              told.report(nullptr, [&] { return resultOf(change); });
+            });
+    held->endWith(ended);
     place = made.release();
   });
 }
