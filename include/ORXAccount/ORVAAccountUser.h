@@ -35,7 +35,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   static std::shared_ptr<ORVAAccountUser> initWithUserInfo(std::optional<Dictionary> userInfo);
 
   // Everything as the service sent it; absent when the record was made from nothing.
-  const std::optional<Dictionary>& userInfo() const { return userInfo_; }
+  const std::optional<Dictionary>& userInfo() const;
 
   // Single fields as text, absent when the field is missing or holds no text; a number or boolean
   // comes as its text.
@@ -119,7 +119,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   void setLoadProfileImageSemaphore(std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore);
 
  private:
-  struct ImageState;
+  struct State;
   explicit ORVAAccountUser(std::optional<Dictionary> userInfo);
   std::optional<std::string> field(std::string_view key) const;
   void loadProfileImage(const ORVAAccountProfileImageBlock& completionBlock,
@@ -128,8 +128,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
                               const std::shared_ptr<Error>& error,
                               const ORVAAccountProfileImageBlock& completionBlock);
 
-  std::optional<Dictionary> userInfo_;
-  std::unique_ptr<ImageState> imageState_;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace orx

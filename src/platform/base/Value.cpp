@@ -55,6 +55,27 @@ Value& Value::operator=(Value&& other) noexcept {
 }
 Value::~Value() = default;
 
+Array::Array(std::initializer_list<Value> values) : values_(values) {}
+
+Array::Array(std::vector<Value> values) noexcept : values_(std::move(values)) {}
+
+std::size_t Array::size() const noexcept { return values_.size(); }
+
+bool Array::empty() const noexcept { return values_.empty(); }
+
+const Value& Array::operator[](std::size_t index) const noexcept {
+  // What a dictionary gives for a key that it does not hold is never destroyed.
+  return index < values_.size() ? values_[index] : Dictionary()[std::string_view()];
+}
+
+const Value* Array::begin() const noexcept { return values_.data(); }
+
+const Value* Array::end() const noexcept { return values_.data() + values_.size(); }
+
+void Array::push_back(Value value) { values_.push_back(std::move(value)); }
+
+bool operator==(const Array& left, const Array& right) { return left.values_ == right.values_; }
+
 Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}
 
 Value::Kind Value::kind() const noexcept {

@@ -1,5 +1,7 @@
 #include "platform/keychain/StoreStatus.h"
 
+#include <utility>
+
 #include "platform/keychain/KeychainStoreInForce.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/storage/UserDefaults.h"
@@ -37,8 +39,33 @@ void exchange(T& note, T& value) {
 
 }  // namespace
 
+struct KeychainStatus::Content {
+  std::string store;
+  bool locked = false;
+  OSStatus lastError = errSecSuccess;
+  std::string description;
+  std::string path;
+  std::string remedy;
+};
+
+KeychainStatus::KeychainStatus(std::shared_ptr<const Content> content)
+    : content_(std::move(content)) {}
+
+const std::string& KeychainStatus::store() const { return content_->store; }
+
+bool KeychainStatus::locked() const { return content_->locked; }
+
+OSStatus KeychainStatus::lastError() const { return content_->lastError; }
+
+const std::string& KeychainStatus::description() const { return content_->description; }
+
+const std::string& KeychainStatus::path() const { return content_->path; }
+
+const std::string& KeychainStatus::remedy() const { return content_->remedy; }
+
 KeychainStatus keychainStatus() {
-  KeychainStatus status;
+  const auto content = std::make_shared<KeychainStatus::Content>();
+  auto& status = *content;
   status.store = keychainStoreInForce()->name();
   Notes noted;
   {
@@ -52,7 +79,7 @@ KeychainStatus keychainStatus() {
   if (!noted.keychainError && noted.leftBehind) noted.keychainError = noted.leftBehind->reason;
   const bool ofKeychain = noted.keychainError != nullptr;
   const auto& error = ofKeychain ? noted.keychainError : noted.defaultsError;
-  if (!error) return status;
+  if (!error) return KeychainStatus(content);
   // To a host, defaults are damaged or they cannot be read or written; that a file is not trusted
   // is told apart for the keychain alone.
   if (ofKeychain) status.lastError = statusOf(*error);
@@ -65,7 +92,7 @@ KeychainStatus keychainStatus() {
   status.description = detail(NSLocalizedDescriptionKey);
   status.path = detail(NSFilePathErrorKey);
   status.remedy = detail(NSLocalizedRecoverySuggestionErrorKey);
-  return status;
+  return KeychainStatus(content);
 }
 
 void platform::noteKeychainError(std::shared_ptr<Error> error) {
