@@ -44,7 +44,8 @@ class DevelopmentService::Running {
   Running(DevelopmentServiceOptions options, FaultPlan& faults)
       : authority(options.certificateAuthority ? *std::move(options.certificateAuthority)
                                                : CertificateAuthority::generate()),
-        router(options.database.string(), std::move(options.applications), faults),
+        router(options.database.string(), std::move(options.applications),
+               std::move(options.serviceNamespace), faults),
         server(authority.issue(certifiedNames()),
                [this](const HTTPRequest& request) { return router.answer(request); }) {
     caFile = options.caOut;

@@ -25,6 +25,8 @@ struct DevelopmentServiceOptions {
   std::optional<CertificateAuthority> certificateAuthority;
   // Application keys by application ID.
   std::map<std::string, std::string> applications{{"demo-app", "demo-key"}};
+  // The one namespace in which SOAP calls are known; empty to answer each in its own.
+  std::string serviceNamespace;
 };
 
 // A stand-in for the account service on loopback, for development and tests: it answers for the

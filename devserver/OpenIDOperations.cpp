@@ -1,3 +1,5 @@
+#include <sstream>
+
 #include "devserver/JSONText.h"
 #include "devserver/Operations.h"
 #include "devserver/ResultTexts.h"
@@ -14,8 +16,10 @@ HTTPResponse json(int status, std::string body) {
 // Status 0 is success here; a refusal has no result.
 HTTPResponse answer(std::string_view message, const std::string& result) {
   const bool good = !result.empty();
-  return json(200, std::string("{\"Status\":") + (good ? "0" : "1") + ",\"Message\":" +
-                       jsonString(message) + ",\"Result\":" + (good ? result : "null") + "}");
+  std::ostringstream text;
+  text << R"({"Status":)" << (good ? "0" : "1") << R"(,"Message":)" << jsonString(message)
+       << R"(,"Result":)" << (good ? result : "null") << "}";
+  return json(200, text.str());
 }
 
 std::string resultOf(Environment& environment, OpenIDCall call, const Account& account) {

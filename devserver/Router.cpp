@@ -118,6 +118,10 @@ HTTPResponse Router::respondToCall(const HTTPRequest& request,
     return soapFault(guessVersion(request.body), false,
                      "Server was unable to read request. There is an error in the XML document.");
   }
+  if (!serviceNamespace_.empty() && call->serviceNamespace != serviceNamespace_) {
+    return soapFault(call->version, false,
+                     "Server has no call in the namespace " + call->serviceNamespace);
+  }
   return request.path == kCustomerInfoPath ? answerCustomerInfo(environment_, *call)
                                            : answerAccountService(environment_, *call, authority);
 }

@@ -15,9 +15,12 @@ namespace orx::devserver {
 // answer. Any thread may call.
 class Router {
  public:
+  // An empty namespace stands for any.
   Router(const std::string& databasePath, std::map<std::string, std::string> applications,
-         FaultPlan& faults)
-      : environment_(databasePath, std::move(applications)), faults_(faults) {}
+         std::string serviceNamespace, FaultPlan& faults)
+      : environment_(databasePath, std::move(applications)),
+        serviceNamespace_(std::move(serviceNamespace)),
+        faults_(faults) {}
 
   Delivery answer(const HTTPRequest& request);
 
@@ -34,6 +37,7 @@ class Router {
   void count(const std::string& key, const std::string& host);
 
   Environment environment_;
+  const std::string serviceNamespace_;
   FaultPlan& faults_;
   mutable std::mutex mutex_;
   std::map<std::string, std::size_t> counts_;

@@ -37,6 +37,7 @@ is ready; ends on SIGTERM or SIGINT.
   --ca-key FILE        ... and its private key
   --ca-key-out FILE    keep a fresh authority's private key, for --ca-key
   --app ID:KEY         accept this application beside demo-app:demo-key; may be repeated
+  --namespace URI      know SOAP calls in this namespace only; without it in any
   --fault-plan FILE    misbehave as the JSON file says
   --exit-with-stdin    end when the standard input is closed
   --help               show this
@@ -101,6 +102,9 @@ void apply(CommandLine& line, char option, const std::string& argument) {
     case 'a':
       addApplication(line.options, argument);
       break;
+    case 'n':
+      line.options.serviceNamespace = argument;
+      break;
     case 'f':
       line.faultPlan = argument;
       break;
@@ -123,6 +127,7 @@ CommandLine parse(int count, char** arguments) {
                           {"ca-key", required_argument, nullptr, 'k'},
                           {"ca-key-out", required_argument, nullptr, 'K'},
                           {"app", required_argument, nullptr, 'a'},
+                          {"namespace", required_argument, nullptr, 'n'},
                           {"fault-plan", required_argument, nullptr, 'f'},
                           {"exit-with-stdin", no_argument, nullptr, 's'},
                           {"help", no_argument, nullptr, 'h'},

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
 #include <ORXAccount/platform/Value.h>
@@ -24,6 +25,11 @@ class ORX_EXPORT ORVAAccountAPIResult final : public Object {
   // The payload; each operation says what it is. Null when the answer's payload could not be read.
   const Value& returnData() const;
   void setReturnData(Value returnData);
+
+  // Why the transfer failed, for the operations that report this as a success too, the lists; null
+  // for an answer that came whole.
+  const std::shared_ptr<Error>& transferError() const;
+  void setTransferError(std::shared_ptr<Error> error);
 
   ~ORVAAccountAPIResult() override;
 

@@ -5,9 +5,13 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
 #include <atomic>
+#include <system_error>
 #include <utility>
 
+#include "config/Servers.h"
+#include "platform/http/Transport.h"
 #include "service/AccountAPIState.h"
+#include "service/SOAPCall.h"
 #include "service/ServiceError.h"
 
 namespace orx {
@@ -47,6 +51,15 @@ void ORVAAccountAPI::setAppKey(std::optional<std::string> appKey) {
 void ORVAAccountAPI::setTargetServerWithIsCN(bool isCN) { g_targetServerIsCNServer = isCN; }
 
 bool ORVAAccountAPI::targetServerIsCN() { return g_targetServerIsCNServer; }
+
+void ORVAAccountAPI::prepareConnection() {
+  try {
+    platform::prepareConnection(config::serviceURL(targetServers(), config::kCustomerInfoPath),
+                                URLSessionConfiguration::defaultConfiguration());
+  } catch (const std::system_error&) {
+    // There is no thread for it. The operation that it was meant for says so.
+  }
+}
 
 std::shared_ptr<Error> ORVAAccountAPI::errorWithDescription(
     const std::optional<std::string>& description) const {

@@ -7,6 +7,7 @@ namespace orx {
 struct ORVAAccountAPIResult::State {
   std::optional<std::string> resultDescription;
   Value returnData;
+  std::shared_ptr<Error> transferError;
 };
 
 ORVAAccountAPIResult::ORVAAccountAPIResult() : state_(std::make_unique<State>()) {}
@@ -29,6 +30,14 @@ const Value& ORVAAccountAPIResult::returnData() const { return state_->returnDat
 
 void ORVAAccountAPIResult::setReturnData(Value returnData) {
   state_->returnData = std::move(returnData);
+}
+
+const std::shared_ptr<Error>& ORVAAccountAPIResult::transferError() const {
+  return state_->transferError;
+}
+
+void ORVAAccountAPIResult::setTransferError(std::shared_ptr<Error> error) {
+  state_->transferError = std::move(error);
 }
 
 }  // namespace orx

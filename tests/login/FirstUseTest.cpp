@@ -23,6 +23,7 @@
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
 #include "service/Answer.h"
+#include "service/SOAPCall.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -42,7 +43,7 @@ void startNowhere() { startTransfer({.url = *URL::URLWithString("https://127.0.0
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
-constexpr std::array<void (*)(), 18> uses{
+constexpr std::array<void (*)(), 19> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
@@ -60,6 +61,7 @@ constexpr std::array<void (*)(), 18> uses{
     [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); },  // XMLTasks
     [] { (void)XMLParser::initWithData(Data()); },
     [] { (void)service::outOfMemoryError(); },  // Answer
+    [] { (void)service::envelopes(); },         // SOAPCall
     [] {
       // ProfileImage, of text that makes no URL
       ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", " "}})

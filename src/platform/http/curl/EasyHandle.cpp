@@ -133,6 +133,7 @@ void EasyHandle::setClient(Client* client) {
   client_ = client;
   // libcurl writes here only when it fails with words; else the last transfer's would be reported.
   errorText_.front() = '\0';
+  endWasAnnounced_ = true;
 }
 
 // ---- Once for a configuration. ----
@@ -322,6 +323,14 @@ void EasyHandle::keepConnection(bool allowed) {
   curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
 }
 
+void EasyHandle::watchForEnd() {
+  if (SSL* tls = tlsConnectionOf(curl_)) watchForAnnouncedEnd(*tls, endWasAnnounced_);
+}
+
+void EasyHandle::endBeforeRequest(bool wanted) {
+  curl_easy_setopt(curl_, CURLOPT_CONNECT_ONLY, wanted ? 1L : 0L);
+}
+
 long EasyHandle::number(CURLINFO which) const {
   long value = 0;
   curl_easy_getinfo(curl_, which, &value);
@@ -355,10 +364,7 @@ std::optional<std::string> EasyHandle::proxyInHandshake() const {
 }
 
 void EasyHandle::releaseTLSBuffers() {
-  const curl_tlssessioninfo* session = nullptr;
-  const CURLcode code = curl_easy_getinfo(curl_, CURLINFO_TLS_SSL_PTR, &session);
-  if (code != CURLE_OK || session == nullptr || session->backend != CURLSSLBACKEND_OPENSSL) return;
-  auto* tls = static_cast<SSL*>(session->internals);
+  SSL* tls = tlsConnectionOf(curl_);
   if (tls == nullptr) return;
   // Of a record that is half there OpenSSL before 3.0.14 frees the buffer, and reads on into it.
   const bool waitsForRecord = std::string_view(SSL_rstate_string(tls)) == "RH";

@@ -83,6 +83,17 @@ class EasyHandle {
   // Whether libcurl may keep the connection once it is done with this transfer.
   void keepConnection(bool allowed);
 
+  // For a reply that ends with its connection, which libcurl then closes: notes from here on
+  // whether the server announces that end.
+  void watchForEnd();
+  // False when it has not. Without watchForEnd(), and where the TLS library does not tell, true.
+  bool endWasAnnounced() const { return endWasAnnounced_; }
+
+  // Lets libcurl end the transfer before the request leaves. To be turned on in onPrerequest():
+  // libcurl hands a connection that was made with this on to no other transfer. And to be turned
+  // off before the handle leaves the multi handle, which would close the connection.
+  void endBeforeRequest(bool wanted);
+
   // What libcurl knows of the transfer so far.
   long number(CURLINFO which) const;
   std::optional<std::string> text(CURLINFO which) const;
@@ -111,6 +122,7 @@ class EasyHandle {
   CURL* curl_ = nullptr;
   Client* client_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
+  bool endWasAnnounced_ = true;
 
   // What it is set up for, and a list that libcurl does not copy.
   std::optional<URLSessionConfiguration> configuration_;

@@ -170,4 +170,10 @@ void startTransfer(URLRequest request, URLSessionConfiguration configuration,
   Transfer(std::move(request), configuration, std::move(handler)).report({.error = error});
 }
 
+void prepareConnection(URL url, URLSessionConfiguration configuration) {
+  WorkerPool::shared().ensureWorker();
+  TransferEngine::shared().submit(
+      Transfer::preparing(std::move(url), withProxyOfEnvironment(std::move(configuration))));
+}
+
 }  // namespace orx::platform
