@@ -104,7 +104,7 @@ bool ORVAAccountUser::supportsSecureCoding() { return true; }
 std::string_view ORVAAccountUser::archivedClassName() const { return user::kUserClassName; }
 
 void ORVAAccountUser::encodeWithCoder(Coder& coder) const {
-  coder.encodeObject_forKey(userInfo() ? Value(*userInfo()) : Value(), kUserInfoKey);
+  coder.encodeObject_forKey(userInfo(), kUserInfoKey);
 }
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUser::initWithCoder(const Coder& coder) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <stdexcept>
 
 #include "platform/base/IntegerRange.h"
 #include "platform/base/Text.h"
@@ -22,6 +23,9 @@ bool equalNumbers(const Value& integer, double number) {
   const auto exact = integer.unsignedInteger();
   return exact && number < kTwoTo64 && static_cast<std::uint64_t>(number) == *exact;
 }
+
+// What a missing key reads as. It outlives this dictionary, and every other.
+const Value& nullValue() noexcept { return Dictionary()[""]; }
 
 std::string joined(const Array& array) {
   std::string text = "[";
@@ -64,8 +68,7 @@ std::size_t Array::size() const noexcept { return values_.size(); }
 bool Array::empty() const noexcept { return values_.empty(); }
 
 const Value& Array::operator[](std::size_t index) const noexcept {
-  // What a dictionary gives for a key that it does not hold is never destroyed.
-  return index < values_.size() ? values_[index] : Dictionary()[std::string_view()];
+  return index < values_.size() ? values_[index] : nullValue();
 }
 
 const Value* Array::begin() const noexcept { return values_.data(); }
@@ -76,7 +79,18 @@ void Array::push_back(Value value) { values_.push_back(std::move(value)); }
 
 bool operator==(const Array& left, const Array& right) { return left.values_ == right.values_; }
 
-Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}
+Value::Value(std::initializer_list<DictionaryEntry> entries) : Value(orx::Dictionary(entries)) {}
+
+std::shared_ptr<const orx::Array> Value::shared(orx::Array array) {
+  return std::make_shared<const orx::Array>(std::move(array));
+}
+
+std::string_view Value::textAt(const char* text) {
+  if (text == nullptr) {
+    throw std::invalid_argument("a null pointer is no text; the null value is made of nullptr");
+  }
+  return text;
+}
 
 Value::Kind Value::kind() const noexcept {
   constexpr std::array kinds{Kind::Null,       Kind::Boolean, Kind::Integer, Kind::Integer,
@@ -126,6 +140,16 @@ const orx::Dictionary* Value::dictionary() const noexcept {
 std::shared_ptr<orx::Object> Value::object() const noexcept {
   const auto* content = std::get_if<std::shared_ptr<orx::Object>>(&content_);
   return content != nullptr ? *content : nullptr;
+}
+
+const Value& Value::operator[](std::size_t index) const noexcept {
+  const orx::Array* elements = array();
+  return elements != nullptr ? (*elements)[index] : nullValue();
+}
+
+const Value& Value::operator[](std::string_view key) const noexcept {
+  const orx::Dictionary* entries = dictionary();
+  return entries != nullptr ? (*entries)[key] : nullValue();
 }
 
 std::optional<std::string> Value::text() const {
