@@ -50,9 +50,9 @@ std::string soapAnswer() {
 
 void reachServer(const Settings& settings) {
   URLSessionConfiguration configuration;
-  configuration.caFile = settings.text("ca");
-  configuration.connectTo[ORX_BENCH_HOST] = {
-      "127.0.0.1", static_cast<std::uint16_t>(settings.number("port", 0))};
+  configuration.setCaFile(settings.text("ca"));
+  configuration.setConnectTo(ORX_BENCH_HOST,
+                             {"127.0.0.1", static_cast<std::uint16_t>(settings.number("port", 0))});
   URLSessionConfiguration::setDefaultConfiguration(configuration);
 }
 

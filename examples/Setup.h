@@ -11,9 +11,9 @@ inline void setUp(std::span<char*> arguments) {
   orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
   if (arguments.size() == 3) {
     orx::URLSessionConfiguration configuration;
-    configuration.caFile = arguments[1];
-    configuration.connectTo["account.orva.example"] = {
-        "127.0.0.1", static_cast<std::uint16_t>(std::atoi(arguments[2]))};
+    configuration.setCaFile(arguments[1]);
+    configuration.setConnectTo("account.orva.example",
+                               {"127.0.0.1", static_cast<std::uint16_t>(std::atoi(arguments[2]))});
     orx::URLSessionConfiguration::setDefaultConfiguration(configuration);
   }
   orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(

@@ -189,12 +189,12 @@ Dictionary standing() {
           {"customerInfoURL", addressOf(account->lumCusInfoURL())},
           {"accountServiceURL", addressOf(account->orvaServiceURL())},
           {"china", ORVAAccountAPI::targetServerIsCN()},
-          {"keychainStore", keychain.store},
-          {"keychainLocked", keychain.locked},
-          {"keychainError", keychain.lastError},
-          {"keychainDescription", keychain.description},
-          {"keychainPath", keychain.path},
-          {"keychainRemedy", keychain.remedy}};
+          {"keychainStore", keychain.store()},
+          {"keychainLocked", keychain.locked()},
+          {"keychainError", keychain.lastError()},
+          {"keychainDescription", keychain.description()},
+          {"keychainPath", keychain.path()},
+          {"keychainRemedy", keychain.remedy()}};
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ std::optional<std::string> addressOf(const std::optional<URL>& url) {
 
 orx_result resultOf(const Notification& change) {
   const auto userUnder = [&](std::string_view key) {
-    return handleOf(change.userInfo[key].objectOf<ORVAAccountUser>());
+    return handleOf(change.userInfo()[key].objectOf<ORVAAccountUser>());
   };
   return {.user = userUnder(ORVAAccountUserChangeNewKey),
           .previousUser = userUnder(ORVAAccountUserChangeOldKey)};
