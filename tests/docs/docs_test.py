@@ -9,6 +9,7 @@ The blocks `sh` of one page of the guide are one script, in their order, in an e
 is for the reader alone.
 """
 
+import contextlib
 import os
 import re
 import shutil
@@ -76,7 +77,9 @@ def run_page(prefix, name):
             # Not communicate(), which would wait for the service to close its output as well.
             status = process.wait(timeout=300)
         finally:
-            os.killpg(process.pid, signal.SIGTERM)
+            # A page that has started nothing leaves no group behind.
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGTERM)
         print(process.stdout.read())
         if status != 0:
             sys.exit(f"a command of {name} failed with {status}")
