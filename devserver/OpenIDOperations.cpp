@@ -14,8 +14,12 @@ HTTPResponse json(int status, std::string body) {
 // Status 0 is success here; a refusal has no result.
 HTTPResponse answer(std::string_view message, const std::string& result) {
   const bool good = !result.empty();
-  return json(200, std::string("{\"Status\":") + (good ? "0" : "1") + ",\"Message\":" +
-                       jsonString(message) + ",\"Result\":" + (good ? result : "null") + "}");
+  const std::string status = good ? "0" : "1";
+  HTTPResponse response =
+      json(200, "{\"Status\":" + status + ",\"Message\":" + jsonString(message) +
+                    ",\"Result\":" + (good ? result : "null") + "}");
+  response.resultCode = status;
+  return response;
 }
 
 std::string resultOf(Environment& environment, OpenIDCall call, const Account& account) {

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <ORXAccount/DevelopmentService.h>
+
+#include <filesystem>
 #include <map>
 #include <string>
-
-#include "devserver/DevelopmentService.h"
 
 namespace orx::testing {
 
@@ -31,7 +32,7 @@ class ServiceClient {
  public:
   ServiceClient(int port, std::string caCertificate)
       : port_(port), caCertificate_(std::move(caCertificate)) {}
-  explicit ServiceClient(const orx::devserver::DevelopmentService& service)
+  explicit ServiceClient(const DevelopmentService& service)
       : ServiceClient(service.port(), service.caCertificate()) {}
 
   Reply get(const std::string& url) const { return send("GET", url, "", ""); }
@@ -41,6 +42,9 @@ class ServiceClient {
   }
   Reply send(const std::string& method, const std::string& url, const std::string& body,
              const std::string& contentType) const;
+
+  // Hangs up where the answer says that its body is longer.
+  Reply getAtMost(long bytes, const std::string& url) const;
 
   // Sends the text, which need not be valid HTTP, on a new connection, and gives all that the
   // server sends until it ends the connection; empty when that is nothing.
@@ -59,6 +63,10 @@ class ServiceClient {
   int port_;
   std::string caCertificate_;
 };
+
+// Sends a request over a Unix socket, without TLS.
+Reply overSocket(const std::filesystem::path& socket, const std::string& method,
+                 const std::string& url, const std::string& body);
 
 std::string globalURL(const std::string& path);
 std::string chinaURL(const std::string& path);

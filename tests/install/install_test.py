@@ -3,7 +3,7 @@
 
 usage: install_test.py install BUILD PREFIX
        install_test.py cmake|pkg-config shared|static --prefix PREFIX --devserver PROGRAM
-       install_test.py hardened|plugins PREFIX
+       install_test.py hardened|plugins|host-tests PREFIX
        install_test.py subproject --devserver PROGRAM
 """
 
@@ -113,6 +113,15 @@ def check_plugins(prefix):
         raise AssertionError(f"the loader said {said!r}")
 
 
+def check_host_tests(prefix):
+    """A host's own tests use the development service as a library."""
+    with tempfile.TemporaryDirectory(prefix="orxaccount-host-tests.") as folder:
+        run("cmake", "-S", ROOT / "examples/testing", "-B", folder, "-G", "Ninja",
+            f"-DCMAKE_PREFIX_PATH={prefix}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON")
+        run("cmake", "--build", folder)
+        run("ctest", "--test-dir", folder, "--output-on-failure", "--no-tests=error")
+
+
 def sign_in(host, kind, prefix, devserver, folder):
     needed = run("ldd", host, capture_output=True, env=environment_for(prefix, folder)).stdout
     if ("liborxaccount.so.1" in needed) != (kind == "shared"):
@@ -138,9 +147,9 @@ def main():
     if sys.argv[1] == "install":
         install(*sys.argv[2:])
         return
-    if sys.argv[1] in ("hardened", "plugins"):
-        check = check_hardening if sys.argv[1] == "hardened" else check_plugins
-        check(Path(sys.argv[2]))
+    checks = {"hardened": check_hardening, "plugins": check_plugins, "host-tests": check_host_tests}
+    if sys.argv[1] in checks:
+        checks[sys.argv[1]](Path(sys.argv[2]))
         return
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("builder", choices=["cmake", "pkg-config", "subproject"])
