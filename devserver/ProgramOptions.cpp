@@ -19,7 +19,7 @@ void addApplication(DevelopmentServiceOptions& options, const std::string& text)
 void addNetworkOptions(CLI::App& app, DevelopmentServiceOptions& options) {
   app.add_option("--port", options.port, "Listen there; without it the system chooses")
       ->check(CLI::Range(0, 65535))
-      ->type_name("PORT");
+      ->option_text("PORT");
   app.add_option("--bind", options.address,
                  "Listen at this IP address; beyond loopback, the network can use the accounts")
       ->check([](const std::string& text) {
@@ -65,8 +65,8 @@ void addAuthorityOptions(CLI::App& app, DevelopmentServiceOptions& options) {
   CLI::Option* certificate = addFile(app, "--ca-cert", options.caCertificate,
                                      "Use this certificate authority instead of a fresh one");
   CLI::Option* key = addFile(app, "--ca-key", options.caKey, "Its private key");
-  certificate->needs(key);
-  key->needs(certificate);
+  certificate->needs(key)->option_text("FILE");
+  key->needs(certificate)->option_text("FILE");
   addFile(app, "--ca-key-out", options.caKeyOut,
           "Keep the authority's private key, for --ca-key of the next run");
 }
