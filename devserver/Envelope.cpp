@@ -3,6 +3,7 @@
 #include <expat.h>
 
 #include <memory>
+#include <sstream>
 
 namespace orx::devserver {
 namespace {
@@ -124,19 +125,18 @@ HTTPResponse soapAnswer(const CallEnvelope& call, const ResultFields& result) {
 }
 
 HTTPResponse soapFault(SOAPVersion version, bool ours, std::string_view reason) {
-  const std::string text = escapedForElement(reason);
+  std::ostringstream fault;
   if (version == SOAPVersion::V11) {
-    return xmlResponse(500, version,
-                       std::string("<soap:Fault><faultcode>") +
-                           (ours ? "soap:Server" : "soap:Client") + "</faultcode><faultstring>" +
-                           text + "</faultstring><detail /></soap:Fault>");
+    fault << "<soap:Fault><faultcode>" << (ours ? "soap:Server" : "soap:Client")
+          << "</faultcode><faultstring>" << escapedForElement(reason)
+          << "</faultstring><detail /></soap:Fault>";
+    return xmlResponse(500, version, fault.str());
   }
-  return xmlResponse(ours ? 500 : 400, version,
-                     std::string("<soap12:Fault><soap12:Code><soap12:Value>") +
-                         (ours ? "soap12:Receiver" : "soap12:Sender") +
-                         "</soap12:Value></soap12:Code><soap12:Reason>"
-                         "<soap12:Text xml:lang=\"en\">" +
-                         text + "</soap12:Text></soap12:Reason></soap12:Fault>");
+  fault << "<soap12:Fault><soap12:Code><soap12:Value>"
+        << (ours ? "soap12:Receiver" : "soap12:Sender")
+        << "</soap12:Value></soap12:Code><soap12:Reason><soap12:Text xml:lang=\"en\">"
+        << escapedForElement(reason) << "</soap12:Text></soap12:Reason></soap12:Fault>";
+  return xmlResponse(ours ? 500 : 400, version, fault.str());
 }
 
 std::string escapedForElement(std::string_view text) {

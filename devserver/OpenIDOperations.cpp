@@ -1,3 +1,5 @@
+#include <sstream>
+
 #include "devserver/JSONText.h"
 #include "devserver/Operations.h"
 #include "devserver/ResultTexts.h"
@@ -14,10 +16,11 @@ HTTPResponse json(int status, std::string body) {
 // Status 0 is success here; a refusal has no result.
 HTTPResponse answer(std::string_view message, const std::string& result) {
   const bool good = !result.empty();
-  const std::string status = good ? "0" : "1";
-  HTTPResponse response =
-      json(200, "{\"Status\":" + status + ",\"Message\":" + jsonString(message) +
-                    ",\"Result\":" + (good ? result : "null") + "}");
+  const char* status = good ? "0" : "1";
+  std::ostringstream text;
+  text << R"({"Status":)" << status << R"(,"Message":)" << jsonString(message) << R"(,"Result":)"
+       << (good ? result : "null") << "}";
+  HTTPResponse response = json(200, text.str());
   response.resultCode = status;
   return response;
 }

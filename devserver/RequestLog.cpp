@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <sstream>
 #include <stdexcept>
 
 #include "devserver/JSONText.h"
@@ -93,12 +94,13 @@ std::size_t RequestLog::countOfHost(const std::string& host) const {
 }
 
 std::string RequestLog::jsonLine(const Request& request) {
-  return "{\"time\":\"" + utcTime(request.time) + "\",\"host\":" + jsonString(request.host) +
-         ",\"method\":" + jsonString(request.method) +
-         ",\"operation\":" + jsonString(request.operation) +
-         ",\"status\":" + std::to_string(request.status) +
-         ",\"resultCode\":" + jsonString(request.resultCode) +
-         ",\"fault\":" + (request.fault ? "true" : "false") + "}";
+  std::ostringstream line;
+  line << R"({"time":")" << utcTime(request.time) << R"(","host":)" << jsonString(request.host)
+       << R"(,"method":)" << jsonString(request.method) << R"(,"operation":)"
+       << jsonString(request.operation) << R"(,"status":)" << request.status << R"(,"resultCode":)"
+       << jsonString(request.resultCode) << R"(,"fault":)" << (request.fault ? "true" : "false")
+       << "}";
+  return line.str();
 }
 
 }  // namespace orx::devserver

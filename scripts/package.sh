@@ -18,8 +18,9 @@ package() {
   build_packages_from_clean_tree "$place"
   say "checking them with lintian"
   lintian --fail-on=error,warning "$place"/*.changes
+  python3 -B scripts/sbom.py "$place" "$place/orxaccount.cdx.json"
   say "installing them on a fresh Debian, building README's program there, removing them"
   python3 -B tests/install/package_test.py "$place"
   say "the packages are in $place:"
-  ls "$place"/*.deb
+  ls "$place"/*.deb "$place"/*.cdx.json
 }

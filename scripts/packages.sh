@@ -14,6 +14,7 @@ test_packages=(
 )
 fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev)
 bench_packages=(nginx libboost1.81-dev ca-certificates binutils)
+docs_packages=(doxygen python3)
 lint_packages=(clang-tidy clang-format)
 
 # Installs the missing ones of the given packages. Needs neither apt-get nor sudo when none is

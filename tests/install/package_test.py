@@ -36,6 +36,13 @@ host=$(sed 's/.*"caFile":"\([^"]*\)".*/\1/' ready)
 port=$(sed 's/.*"port":\([0-9]*\).*/\1/' ready)
 HOME=/trial DBUS_SESSION_BUS_ADDRESS=disabled: ./host "$host" "$port" | tee said
 orxaccount --help >/dev/null
+# Whatever a file needs of another package stands in the bill of materials.
+for file in /usr/lib/*/liborxaccount.so.1 /usr/bin/orxaccount /usr/bin/orxaccount-devserver; do
+  objdump -p $file | awk '/NEEDED/ { print $2 }'
+done | sort -u | while read -r needed; do
+  package=$(dpkg -S "*/$needed" | sed 's/:.*//' | head -n 1)
+  grep -q "\"name\": \"$package\"" orxaccount.cdx.json || { echo "no $package in the bill"; exit 1; }
+done
 kill $server
 wait $server || true
 grep -q '^Hello ' said
@@ -55,7 +62,7 @@ def main():
         root = Path(name) / "root"
         subprocess.run(["mmdebstrap", "--variant=apt", "bookworm", root], check=True)
         (root / "trial").mkdir()
-        for file in [*packages, PROGRAM]:
+        for file in [*packages, PROGRAM, Path(sys.argv[1]) / "orxaccount.cdx.json"]:
             shutil.copy(file, root / "trial")
         # It gets further packages from where this machine gets its own.
         shutil.copytree("/etc/apt/apt.conf.d", root / "etc/apt/apt.conf.d", dirs_exist_ok=True)

@@ -24,7 +24,8 @@ union NeverDestroyed {
   ~NeverDestroyed() {}
 };
 constinit const NeverDestroyed<Value> kNull;
-constinit const NeverDestroyed<std::vector<DictionaryEntry>> kNoEntries;
+// Constant as well, but not with libstdc++'s checked containers, which `constinit` would refuse.
+const NeverDestroyed<std::vector<DictionaryEntry>> kNoEntries;
 
 }  // namespace
 

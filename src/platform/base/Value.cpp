@@ -127,7 +127,7 @@ std::string Value::description() const {
     case Kind::Null:
       return "(null)";
     case Kind::Data:
-      return "<" + numberText(data()->size()) + " bytes>";
+      return std::string("<").append(numberText(data()->size())).append(" bytes>");
     case Kind::Array:
       return joined(*array());
     case Kind::Dictionary:

@@ -8,8 +8,8 @@ namespace orx::platform {
 
 namespace {
 
-constexpr std::string_view mark = "ORXITEM1";
-constexpr std::size_t headerSize = mark.size() + std::size_t{3} * 4;
+constexpr std::string_view itemMark = "ORXITEM1";
+constexpr std::size_t headerSize = itemMark.size() + std::size_t{3} * 4;
 constexpr std::size_t checksumSize = 4;
 
 // Byte by byte, so that the file is the same on machines of either byte order.
@@ -29,7 +29,7 @@ Data encodedItem(const KeychainItem& item, const Data& bytes) {
   std::vector<std::uint8_t> content;
   content.reserve(headerSize + item.service.size() + item.account.size() + bytes.size() +
                   checksumSize);
-  append(content, mark);
+  append(content, itemMark);
   append(content, static_cast<std::uint32_t>(item.service.size()));
   append(content, static_cast<std::uint32_t>(item.account.size()));
   append(content, static_cast<std::uint32_t>(bytes.size()));

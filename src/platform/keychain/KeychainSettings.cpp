@@ -10,11 +10,11 @@ using namespace platform;
 
 namespace {
 
-using Answer = PromptRules::Answer;
+using PromptAnswer = PromptRules::Answer;
 
 // Atomic, since stores read them on threads of their own while the host changes them.
 std::atomic<KeychainPolicy> policyInForce{KeychainPolicy::PreferSecretService};
-std::atomic<Answer> promptsInForce{Answer::Forbidden};
+std::atomic<PromptAnswer> promptsInForce{PromptAnswer::Forbidden};
 
 }  // namespace
 
@@ -22,10 +22,10 @@ KeychainPolicy keychainPolicy() { return policyInForce; }
 
 void setKeychainPolicy(KeychainPolicy policy) { policyInForce = policy; }
 
-bool keychainPromptsAllowed() { return promptsInForce != Answer::Forbidden; }
+bool keychainPromptsAllowed() { return promptsInForce != PromptAnswer::Forbidden; }
 
 void setKeychainPromptsAllowed(bool allowed) {
-  promptsInForce = allowed ? Answer::Allowed : Answer::Forbidden;
+  promptsInForce = allowed ? PromptAnswer::Allowed : PromptAnswer::Forbidden;
 }
 
 PromptRules platform::promptRulesOfHost() {
@@ -33,8 +33,8 @@ PromptRules platform::promptRulesOfHost() {
           .noteDismissed =
               [] {
                 // Only in place of Allowed: the host may have forbidden prompts since.
-                auto allowed = Answer::Allowed;
-                promptsInForce.compare_exchange_strong(allowed, Answer::DismissedBefore);
+                auto allowed = PromptAnswer::Allowed;
+                promptsInForce.compare_exchange_strong(allowed, PromptAnswer::DismissedBefore);
               }};
 }
 

@@ -10,7 +10,7 @@ namespace orx::platform {
 
 namespace {
 
-std::atomic<std::chrono::milliseconds> patience{limits::storeWait};
+std::atomic<std::chrono::milliseconds> storePatience{limits::storeWait};
 
 std::optional<KeychainItem> itemOf(const Dictionary& query) {
   const auto* itemClass = query[kSecClass].string();
@@ -34,14 +34,14 @@ OSStatus perform(KeychainCall call, const Dictionary& query, bool isComplete,
     return errSecParam;
   }
   const auto store = keychainStoreInForce();
-  const auto result = operation(*store, *item, std::chrono::steady_clock::now() + patience.load());
+  const auto result = operation(*store, *item, std::chrono::steady_clock::now() + storePatience.load());
   noteKeychainCall(call, *item, errorOf(result));
   return statusOf(result);
 }
 
 }  // namespace
 
-void setKeychainPatience(std::chrono::milliseconds limit) { patience = limit; }
+void setKeychainPatience(std::chrono::milliseconds limit) { storePatience = limit; }
 
 OSStatus SecItemAdd(const Dictionary& query) {
   const auto* bytes = query[kSecValueData].data();

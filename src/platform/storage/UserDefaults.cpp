@@ -12,7 +12,6 @@ namespace orx::platform {
 
 namespace {
 
-using Kind = StoredDirectory::Kind;
 using Missing = StoredDirectory::Missing;
 
 constexpr const char* fileName = "defaults.plist";
@@ -31,7 +30,7 @@ Result<std::optional<StoredDirectory>> openDirectory(Missing missing) {
   if (!home) return homeNotFound(configurationHomeVariable);
   const auto identifier = Bundle::mainBundle()->bundleIdentifier();
   return StoredDirectory::open(*home + "/" + pathComponent(identifier.value_or(programName())),
-                               Kind::Settings, missing);
+                               StoredDirectory::Kind::Settings, missing);
 }
 
 // Puts `value` under `key`, or removes the key for an absent value.

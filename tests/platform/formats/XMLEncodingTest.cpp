@@ -1,5 +1,6 @@
 #include <ORXAccount/platform/XMLParser.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <mutex>
 #include <string>
@@ -58,6 +59,16 @@ TEST(XMLEncoding, ReadsWhatTheSystemKnows) {
   EXPECT_EQ(readIn("GB2312", "\xD6\xD0\xCE\xC4").text, "\u4E2D\u6587");
   EXPECT_EQ(readIn("gbk", "\xE9\x46").text, "\u9555");
   EXPECT_EQ(readIn("GB18030", "\x95\x32\x82\x36").text, "\U00020000");
+}
+
+// Under the address sanitizer the allocator counts nothing, and the leak check tells instead.
+TEST(XMLEncoding, GivesBackTheMemoryOfEachConversion) {
+  const auto taken = [] { return mallinfo2().uordblks; };
+  readIn("GB18030", "a");
+  const auto before = taken();
+  for (int reading = 0; reading < 100; ++reading) readIn("GB18030", "a");
+  // One conversion holds more than 100 bytes.
+  EXPECT_LT(taken(), before + 10'000);
 }
 
 // The second byte of these is a backslash.

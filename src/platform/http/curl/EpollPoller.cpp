@@ -76,7 +76,7 @@ bool EpollPoller::setInterest(int descriptor, std::uint32_t events) noexcept {
 
 void EpollPoller::takeWakeUp(const epoll_event& event) const {
   std::uint64_t count = 0;
-  [[maybe_unused]] const auto size = read(wakeUp_, &count, sizeof count);
+  [[maybe_unused]] const auto size = ::read(wakeUp_, &count, sizeof count);
   if ((event.events & EPOLLOUT) != 0) watchWakeUp(EPOLLIN);
 }
 

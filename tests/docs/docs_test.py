@@ -1,0 +1,92 @@
+#!/usr/bin/env python3
+"""What the documents show works: every block of C++ compiles, and every block of commands runs.
+
+usage: docs_test.py compile BUILD        with the headers of the sources
+       docs_test.py run PREFIX PAGE      with what is installed there
+
+The blocks of C++ of one page are one function, in their order; a block with a main() is a program of its own.
+The blocks `sh` of one page of the guide are one script, in their order, in an empty folder; a block `console`
+is for the reader alone.
+"""
+
+import os
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+PAGES = [ROOT / "README.md", *sorted((ROOT / "docs/guide").glob("*.md")),
+         *sorted((ROOT / "docs").glob("*.md"))]
+
+
+def blocks(page, language):
+    return re.findall(rf"^```{language}\n(.*?)^```$", page.read_text(), re.DOTALL | re.MULTILINE)
+
+
+def units_of(page):
+    """The texts to compile: a page's fragments together, each program by itself."""
+    fragments = []
+    for block in blocks(page, "cpp"):
+        if "int main(" in block:
+            yield block
+        else:
+            fragments.append(block)
+    if fragments:
+        lines = "".join(fragments).splitlines()
+        includes = [line for line in lines if line.startswith("#include")]
+        body = [line for line in lines if not line.startswith("#include")]
+        yield "\n".join(["#include <ORXAccount/ORXAccount.h>", *includes,
+                         "void page() {", *body, "}\n"])
+
+
+def compile_all(build):
+    failed = 0
+    for page in PAGES:
+        for unit in units_of(page):
+            run = subprocess.run(
+                ["g++", "-std=c++20", "-Wall", "-Wextra", "-Werror", "-Wno-unused", "-fsyntax-only",
+                 f"-I{ROOT}/include", f"-I{build}/include", f"-I{ROOT}", "-x", "c++", "-"], input=unit,
+                capture_output=True, text=True, check=False)
+            if run.returncode != 0:
+                print(f"{page.relative_to(ROOT)}:\n{run.stderr[:3000]}")
+                failed += 1
+    if failed:
+        sys.exit(f"{failed} do not compile")
+
+
+def run_page(prefix, name):
+    page = ROOT / "docs/guide" / name
+    script = "set -euo pipefail\n" + "".join(blocks(page, "sh"))
+    with tempfile.TemporaryDirectory() as folder:
+        shutil.copytree(ROOT / "examples", f"{folder}/examples")
+        environment = {
+            "PATH": f"{prefix}/bin:{os.environ['PATH']}", "HOME": folder, "LANG": "C.UTF-8",
+            "CMAKE_PREFIX_PATH": str(prefix), "LD_LIBRARY_PATH": f"{prefix}/lib",
+            "PKG_CONFIG_PATH": f"{prefix}/lib/pkgconfig",
+        }
+        # A session of its own, so that a service which the page has started ends with it.
+        process = subprocess.Popen(["bash", "-c", script], cwd=folder, env=environment,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.STDOUT, text=True, start_new_session=True)
+        try:
+            # Not communicate(), which would wait for the service to close its output as well.
+            status = process.wait(timeout=300)
+        finally:
+            os.killpg(process.pid, signal.SIGTERM)
+        print(process.stdout.read())
+        if status != 0:
+            sys.exit(f"a command of {name} failed with {status}")
+
+
+def main():
+    if sys.argv[1:2] == ["compile"]:
+        compile_all(Path(sys.argv[2]).resolve())
+    else:
+        run_page(Path(sys.argv[2]).resolve(), sys.argv[3])
+
+
+main()
