@@ -107,17 +107,6 @@ Reply ServiceClient::send(const std::string& method, const std::string& url,
   return reply;
 }
 
-Reply ServiceClient::getAtMost(long bytes, const std::string& url) const {
-  const Handle handle = makeHandle();
-  Reply reply;
-  const List connectTo = connectToPort(port_);
-  configure(handle.get(), caCertificate_, connectTo.get(), reply);
-  curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
-  curl_easy_setopt(handle.get(), CURLOPT_MAXFILESIZE, bytes);
-  reply.transport = curl_easy_perform(handle.get());
-  return reply;
-}
-
 Reply overSocket(const std::filesystem::path& socket, const std::string& method,
                  const std::string& url, const std::string& body) {
   const Handle handle = makeHandle();

@@ -43,9 +43,6 @@ class ServiceClient {
   Reply send(const std::string& method, const std::string& url, const std::string& body,
              const std::string& contentType) const;
 
-  // Hangs up where the answer says that its body is longer.
-  Reply getAtMost(long bytes, const std::string& url) const;
-
   // Sends the text, which need not be valid HTTP, on a new connection, and gives all that the
   // server sends until it ends the connection; empty when that is nothing.
   std::string exchange(const std::string& request) const;
