@@ -20,7 +20,7 @@ namespace {
 
 // The envelope of one sign-in call.
 std::string soapRequest() {
-  return filledEnvelope({.envelope = lumcusinfo_asmx_pattern,
+  return filledEnvelope({.envelope = envelopes().paraJson,
                          .path = kCustomerInfoPath,
                          .apiID = loginAPIID,
                          .parameterText = platform::textWithJSONObject(benchParameters())},

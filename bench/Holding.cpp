@@ -35,9 +35,9 @@ void holdCalls(const Settings& settings) {
   const SlowServer server(ORX_BENCH_HOST, soapAnswer(),
                           std::chrono::milliseconds(settings.number("delay", 5000)));
   URLSessionConfiguration configuration;
-  configuration.caFile = server.caFile();
-  configuration.proxy = "";
-  configuration.connectTo[ORX_BENCH_HOST] = {"127.0.0.1", server.port()};
+  configuration.setCaFile(server.caFile());
+  configuration.setProxy("");
+  configuration.setConnectTo(ORX_BENCH_HOST, {"127.0.0.1", server.port()});
   URLSessionConfiguration::setDefaultConfiguration(configuration);
 
   const auto start = commonCall();

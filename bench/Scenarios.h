@@ -35,5 +35,9 @@ void endure(const Settings& settings);
 void idle(const Settings& settings);
 // The time from a process's start until it has restored the user.
 void restoreUsers(const Settings& settings);
+// A sign-in and further ones over a long way, with the connection prepared and without, each in a
+// process of its own, which is the second scenario.
+void signIn(const Settings& settings);
+void signInOnce(const Settings& settings);
 
 }  // namespace orx::bench

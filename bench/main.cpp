@@ -17,7 +17,9 @@ int run(int count, char** texts) {
       {"archive", archiveUsers},
       {"endure", endure},
       {"idle", idle},
-      {"restore", restoreUsers}};
+      {"restore", restoreUsers},
+      {"signIn", signIn},
+      {"signInOnce", signInOnce}};
   const auto scenario = scenarios.find(count > 1 ? texts[1] : "");
   if (scenario == scenarios.end()) {
     std::fputs("usage: orx_bench SCENARIO [NAME=VALUE...]\nscenarios:", stderr);

@@ -11,4 +11,5 @@ pkg_check_modules(UUID REQUIRED IMPORTED_TARGET uuid)
 # For the programs beside the library only; the library has a JSON reader of its own.
 if(ORX_BUILD_TOOLS OR ORX_BUILD_TESTS OR ORX_BUILD_FUZZERS OR ORX_BUILD_BENCHMARKS)
   find_package(nlohmann_json 3.11 REQUIRED)
+  find_package(CLI11 REQUIRED)
 endif()

@@ -7,9 +7,7 @@ set(ORX_PKGCONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH ORX_PREFIX_FROM_PKGCONFIG /prefix/${ORX_PKGCONFIG_DIR} /prefix)
 string(REGEX REPLACE "/$" "" ORX_PREFIX_FROM_PKGCONFIG "${ORX_PREFIX_FROM_PKGCONFIG}")
 
-install(DIRECTORY include/ORXAccount TYPE INCLUDE FILES_MATCHING PATTERN "*.h")
-install(FILES ${PROJECT_BINARY_DIR}/include/ORXAccount/BuildOptions.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ORXAccount)
+install(DIRECTORY include/ORXAccount TYPE INCLUDE COMPONENT headers FILES_MATCHING PATTERN "*.h")
 
 set_target_properties(orxaccount_shared PROPERTIES EXPORT_NAME ORXAccount)
 set_target_properties(orxaccount_static PROPERTIES EXPORT_NAME ORXAccountStatic)
@@ -23,7 +21,7 @@ if(ORX_BUILD_TOOLS)
   install(TARGETS orx_devserver EXPORT ORXAccountDevelopmentServiceTargets)
   install(EXPORT ORXAccountDevelopmentServiceTargets NAMESPACE ORXAccount::
           DESTINATION ${ORX_CMAKE_DIR})
-  install(DIRECTORY devserver/include/ORXAccount TYPE INCLUDE)
+  install(DIRECTORY devserver/include/ORXAccount TYPE INCLUDE COMPONENT headers)
 endif()
 
 # `cmake --install --strip` leaves static libraries as they are.

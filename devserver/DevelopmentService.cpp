@@ -48,9 +48,12 @@ std::string hostName(std::string name) {
   return name;
 }
 
+// A build may name a port with a host; the service has its own.
+std::string withoutPort(const std::string& host) { return host.substr(0, host.find(':')); }
+
 DevelopmentServiceOptions withHosts(DevelopmentServiceOptions options) {
-  if (options.globalHost.empty()) options.globalHost = ORX_GLOBAL_HOST;
-  if (options.chinaHost.empty()) options.chinaHost = ORX_CHINA_HOST;
+  if (options.globalHost.empty()) options.globalHost = withoutPort(ORX_GLOBAL_HOST);
+  if (options.chinaHost.empty()) options.chinaHost = withoutPort(ORX_CHINA_HOST);
   for (std::string* host : {&options.globalHost, &options.chinaHost, &options.linkHost}) {
     *host = hostName(*host);
   }

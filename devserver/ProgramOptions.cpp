@@ -18,8 +18,8 @@ void addApplication(DevelopmentServiceOptions& options, const std::string& text)
 
 void addNetworkOptions(CLI::App& app, DevelopmentServiceOptions& options) {
   app.add_option("--port", options.port, "Listen there; without it the system chooses")
-      ->check(CLI::Range(0, 65535))
-      ->option_text("PORT");
+      ->check(CLI::Range(0, 65535).description(""))
+      ->type_name("PORT");
   app.add_option("--bind", options.address,
                  "Listen at this IP address; beyond loopback, the network can use the accounts")
       ->check([](const std::string& text) {
@@ -34,6 +34,9 @@ void addNetworkOptions(CLI::App& app, DevelopmentServiceOptions& options) {
       ->type_name("HOST");
   app.add_option("--china-host", options.chinaHost, "Answer for this host as the China server")
       ->type_name("HOST");
+  app.add_option("--namespace", options.serviceNamespace,
+                 "Know SOAP calls in this namespace only; without it in any")
+      ->type_name("URI");
 }
 
 CLI::Option* addFile(CLI::App& app, const char* name, std::filesystem::path& file,
@@ -65,8 +68,8 @@ void addAuthorityOptions(CLI::App& app, DevelopmentServiceOptions& options) {
   CLI::Option* certificate = addFile(app, "--ca-cert", options.caCertificate,
                                      "Use this certificate authority instead of a fresh one");
   CLI::Option* key = addFile(app, "--ca-key", options.caKey, "Its private key");
-  certificate->needs(key)->option_text("FILE");
-  key->needs(certificate)->option_text("FILE");
+  certificate->needs(key);
+  key->needs(certificate);
   addFile(app, "--ca-key-out", options.caKeyOut,
           "Keep the authority's private key, for --ca-key of the next run");
 }

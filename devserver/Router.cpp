@@ -88,6 +88,7 @@ Router::Router(const DevelopmentServiceOptions& options, int port)
       firstAccounts_(
           naming(options.accounts, [&] { return SeedAccounts(arrayIn(options.accounts)); })),
       environment_(options.database.string(), options.applications),
+      serviceNamespace_(options.serviceNamespace),
       log_(options.log) {
   naming(options.faults, [this] { faults_.load(firstFaults_); });
   naming(options.accounts, [this] { firstAccounts_.addTo(environment_.accounts); });
@@ -168,6 +169,10 @@ HTTPResponse Router::respondToCall(const HTTPRequest& request,
   if (!call) {
     return soapFault(guessVersion(request.body), false,
                      "Server was unable to read request. There is an error in the XML document.");
+  }
+  if (!serviceNamespace_.empty() && call->serviceNamespace != serviceNamespace_) {
+    return soapFault(call->version, false,
+                     "Server has no call in the namespace " + call->serviceNamespace);
   }
   if (request.path == kCustomerInfoPath) return answerCustomerInfo(environment_, *call);
   const std::string links =

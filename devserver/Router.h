@@ -50,6 +50,8 @@ class Router {
   // Operations share it; what replaces all data waits until none runs.
   std::shared_mutex running_;
   Environment environment_;
+  // Empty for any.
+  const std::string serviceNamespace_;
   FaultPlan faults_;
   RequestLog log_;
 };

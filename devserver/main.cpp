@@ -1,4 +1,5 @@
 #include <ORXAccount/DevelopmentService.h>
+#include <pages/Pages.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/signalfd.h>
@@ -21,6 +22,19 @@ using orx::DevelopmentService;
 
 constexpr int kUsageError = 2;
 constexpr int kCannotServe = 1;
+
+constexpr const char* kReady =
+    "It prints one line of JSON when it is ready: the port, the file with the certificate of its\n"
+    "authority, and the hosts that it answers for. It ends on SIGTERM or SIGINT.";
+
+pages::Manual manual() {
+  return {.version = ORX_VERSION,
+          .variables = {},
+          .exitCodes = {{"0", "It has ended on a signal, or with its standard input."},
+                        {"1", "It cannot serve; the message says what it lacks."},
+                        {"2", "Wrong usage."}},
+          .sections = {{"READINESS", kReady}}};
+}
 
 void complain(const std::string& what) {
   std::cerr << "orxaccount-devserver: " << what << std::endl;
@@ -83,11 +97,10 @@ int serve(const ProgramOptions& options) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  CLI::App app(
-      "The account service, played on this machine for development and tests. Prints one line of "
-      "JSON when it is ready; ends on SIGTERM or SIGINT.",
-      "orxaccount-devserver");
-  app.set_version_flag("--version", ORX_VERSION);
+  CLI::App app("Account service for developing and testing its clients.", "orxaccount-devserver");
+  pages::addTo(app, manual());
+  app.footer(kReady);
+  app.set_version_flag("--version", "orxaccount-devserver " ORX_VERSION);
   ProgramOptions options;
   addOptions(app, options);
   try {
@@ -96,7 +109,7 @@ int main(int count, char** arguments) {
   } catch (const CLI::Success& shown) {
     return app.exit(shown);
   } catch (const CLI::ParseError& problem) {
-    complain(std::string(problem.what()) + " (see --help)");
+    complain(pages::explanation(app, problem) + " (see --help)");
     return kUsageError;
   } catch (const std::exception& problem) {
     complain(problem.what());

@@ -17,12 +17,12 @@ class Greeter : public orx::ORVAAccountLoginManagerDelegate {
 
 int main(int argc, char** argv) {
   orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
-  if (argc == 3) {  // host CA-FILE PORT: the development service on this machine
+  if (argc == 3) {  // host CA-FILE localhost:PORT: the development service on this machine
     orx::URLSessionConfiguration configuration;
-    configuration.caFile = argv[1];
-    configuration.connectTo["account.orva.example"] = {"127.0.0.1",
-                                                       static_cast<std::uint16_t>(atoi(argv[2]))};
+    configuration.setCaFile(argv[1]);
     orx::URLSessionConfiguration::setDefaultConfiguration(configuration);
+    orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+        argv[2], {}, {}, {});
   }
   orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
       std::nullopt, "demo-key", "demo-app", false);

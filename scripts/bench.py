@@ -27,6 +27,7 @@ RUNS = {
     "restore": ([], ["rounds=101"]),
     "endure": (["calls=1000000"], ["calls=1000000"]),
     "idle": ([], ["seconds=10"]),
+    "signIn": ([], ["rounds=21"]),
 }
 
 
@@ -41,6 +42,7 @@ def smoke_settings(scenario):
         "restore": ["rounds=2"],
         "endure": ["calls=200"],
         "idle": ["settle=1", "seconds=1"],
+        "signIn": ["rounds=1", "way=1"],
     }[scenario]
 
 

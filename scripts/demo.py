@@ -187,7 +187,7 @@ def sign_in(walk):
 
 
 def other_sign_ins(walk):
-    ticket = walk.json("whoami")["ticket"]
+    ticket = walk.json("whoami", "--show-ticket")["ticket"]
     require(ticket, "the signed-in user holds no ticket")
 
     walk.step("Another application signs in with the ticket")

@@ -38,6 +38,7 @@ PROGRAMS = [
     ("src/user/ORVAAccountKeychain.cpp", ["contract", "user"]),
     ("src/user/", ["user", "login", "config"]),
     ("src/login/", ["login"]),
+    ("src/c/", ["c"]),
 ]
 
 # `file`: `old line` → `new line` — reason

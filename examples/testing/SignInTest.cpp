@@ -30,9 +30,9 @@ class SignIn : public ::testing::Test {
     service_ = std::make_unique<DevelopmentService>();
     service_->start();
     URLSessionConfiguration configuration;
-    configuration.caFile = service_->caFile().string();
+    configuration.setCaFile(service_->caFile().string());
     for (const std::string& host : service_->hosts()) {
-      configuration.connectTo[host] = {"127.0.0.1", static_cast<std::uint16_t>(service_->port())};
+      configuration.setConnectTo(host, {"127.0.0.1", static_cast<std::uint16_t>(service_->port())});
     }
     URLSessionConfiguration::setDefaultConfiguration(configuration);
     Bundle::mainBundle()->setBundleIdentifier("com.example.host.tests");

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace orx {
 
@@ -19,6 +20,18 @@ class ORX_EXPORT ORVAAccount final : public Object {
  public:
   // Made on first use and never destroyed.
   static const std::shared_ptr<ORVAAccount>& sharedInstance();
+
+  // Lets the whole process call these servers instead of those that the library was built with. A
+  // host is a name or an IPv4 address, with ":PORT" where that is not 443. Without a China or a
+  // development host, `globalHost` stands for it; without a namespace, the one that was built in is
+  // sent. To be set before initialize... and before any call: the first use settles the servers,
+  // and others can be set no more (the same ones again may be). That, and text that is no host or
+  // namespace, throws std::invalid_argument and changes nothing. A namespace holds letters, digits
+  // and ._~:/?#@!$'()*+,=- only.
+  static void setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+      std::string_view globalHost, std::optional<std::string_view> chinaHost,
+      std::optional<std::string_view> developmentHost,
+      std::optional<std::string_view> serviceNamespace);
 
   // Keeps the credentials, sets the two URLs, and makes the stored user current, which posts
   // ORVAAccountUserDidChangeNotification when there is one (its observers run inside this call).

@@ -72,6 +72,19 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   static void setTargetServerWithIsCN(bool isCN);
   static bool targetServerIsCN();
 
+  // Makes a connection to the target server of this moment ready, so that the next operation waits
+  // for its answer alone: call it where a sign-in begins to look likely, as when the page for it is
+  // shown. Looks the name up, connects (through the proxy, where there is one), and makes the TLS
+  // handshake with the server's certificate verified; not a byte of HTTP goes to the server (a
+  // proxy gets its CONNECT). The library never does this by itself.
+  //
+  // Returns at once and reports nothing: what hinders it, the next operation meets and reports. A
+  // prepared connection is kept for about two minutes, and one that the server has closed by then
+  // is made anew. A second call does nothing while a connection is ready or on its way. An
+  // operation that starts before it is ready makes one of its own. The V2 operations profit while
+  // the flag is false. Safe from any thread; throws std::bad_alloc without memory.
+  static void prepareConnection();
+
   // The error for a text with which the service refused a call: domain kORVAAccountErrorDomain, the
   // text as description, and the code of that domain that stands for the text. An absent
   // description gives kORVAAccountErrorOther and an error without details.
@@ -126,7 +139,8 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
 
   // Fetches one of the service's lists of values. Every answer is a success, a failed transfer
   // included (not one that there is no memory to read): the payload is the ReturnData text parsed
-  // as JSON, null when there is nothing to read. The name is sent as it stands. This object may go
+  // as JSON, null when there is nothing to read; the result's transferError() tells a failed
+  // transfer from an answer that holds no list. The name is sent as it stands. This object may go
   // while the request runs.
   void parameterListWithName_completionHandler(std::string_view name,
                                                ORVAAccountAPICompletionHandler completionHandler);

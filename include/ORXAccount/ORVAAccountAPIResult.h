@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
 #include <ORXAccount/platform/Value.h>
@@ -33,9 +34,15 @@ class ORX_EXPORT ORVAAccountAPIResult final : public Object {
   const Value& returnData() const { return returnData_; }
   void setReturnData(Value returnData) { returnData_ = std::move(returnData); }
 
+  // Why the transfer failed, for the operations that report this as a success too, the lists; null
+  // for an answer that came whole.
+  const std::shared_ptr<Error>& transferError() const { return transferError_; }
+  void setTransferError(std::shared_ptr<Error> error) { transferError_ = std::move(error); }
+
  private:
   std::optional<std::string> resultDescription_;
   Value returnData_;
+  std::shared_ptr<Error> transferError_;
 };
 
 }  // namespace orx

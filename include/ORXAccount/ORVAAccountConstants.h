@@ -1,9 +1,9 @@
 #pragma once
 
-#include <ORXAccount/BuildOptions.h>
 #include <ORXAccount/platform/Export.h>
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 // The texts of the account service's interface. A host may spell any of them out instead: texts are
@@ -120,25 +120,15 @@ inline constexpr std::string_view getUserDataAPIID = "sso0000004";
 
 // Envelope templates. Each has four places "%@" for AppID, AppKey, ApiID and the parameter text, in
 // this order; what is put there is not escaped. The blank in the first template's xsd namespace is
-// what the service was built against.
-inline constexpr std::string_view lumcusinfo_asmx_pattern =
-    R"(<?xml version="1.0" encoding="utf-8"?>)"
-    R"(<soap:Envelope xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")"
-    R"( xmlns:xsd="http://www.w3.org/2001 XMLSchema")"
-    R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/">)"
-    R"(<soap:Body><call xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
-    R"(<AppID>%@</AppID><AppKey>%@</AppKey><ApiID>%@</ApiID><ParaJson>%@</ParaJson>)"
-    R"(</call></soap:Body></soap:Envelope>)";
-inline constexpr std::string_view orvaservice_asmx_pattern = lumcusinfo_asmx_pattern;
-inline constexpr std::string_view soap12_request_pattern =
-    R"(<?xml version="1.0" encoding="utf-8"?>)"
-    R"(<soap12:Envelope xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")"
-    R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
-    R"( xmlns:soap12="http://www.w3.org/2003/05/soap-envelope">)"
-    R"(<soap12:Header><AuthHeader xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
-    R"(<AppID>%@</AppID><AppKey>%@</AppKey></AuthHeader></soap12:Header>)"
-    R"(<soap12:Body><call xmlns=")" ORX_SERVICE_NAMESPACE R"(">)"
-    R"(<ApiID>%@</ApiID><Parameters>%@</Parameters></call></soap12:Body></soap12:Envelope>)";
+// what the service was built against. The service's namespace in them is the one that was chosen
+// when the library was built, whatever ORVAAccount's servers are: calls carry that of the servers.
+extern ORX_EXPORT const std::string_view lumcusinfo_asmx_pattern;
+extern ORX_EXPORT const std::string_view orvaservice_asmx_pattern;  // the same text
+extern ORX_EXPORT const std::string_view soap12_request_pattern;
+
+// The versions of the library and of what carries its transfers, for reports of problems:
+// "ORXAccount/1.0.0 libcurl/7.88.1 OpenSSL/3.0.17". From any thread.
+ORX_EXPORT std::string ORXAccountVersions();
 
 }  // namespace orx
 

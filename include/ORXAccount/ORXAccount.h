@@ -13,7 +13,9 @@
 //     the signed-in user is stored.
 //  2. The configuration, where the defaults do not fit: URLSessionConfiguration (proxy, certificate
 //     authorities, time-outs), setKeychainPolicy() and setKeychainPromptsAllowed() (where the user
-//     is stored), ORVAAccountAPI::setTargetServerWithIsCN() (which servers are called).
+//     is stored),
+//     ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace() (whose
+//     servers are called), ORVAAccountAPI::setTargetServerWithIsCN() (which of them).
 //  3. ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(): takes the application's
 //     credentials and restores the user of the last launch.
 //  4. The delegate of ORVAAccountLoginManager, which learns how each sign-in ends, and an observer

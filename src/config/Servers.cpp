@@ -1,49 +1,136 @@
 #include "config/Servers.h"
 
-#include <array>
-#include <stdexcept>
+#include <ORXAccount/ORVAAccount.h>
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "platform/base/Text.h"
 #include "platform/process/ForkSafety.h"
 
-namespace orx::config {
+namespace orx {
 
 using namespace platform;
 
-std::string_view originOf(ServerSet servers) {
-  switch (servers) {
-    case ServerSet::China:
-      return "https://" ORX_CHINA_HOST;
-    case ServerSet::Development:
-      return "https://" ORX_DEVELOPMENT_HOST;
-    case ServerSet::Global:
-      break;
-  }
-  return "https://" ORX_GLOBAL_HOST;
-}
-
+namespace config {
 namespace {
 
-URL parsedURL(ServerSet servers, std::string_view path) {
-  std::string text(originOf(servers));
+struct Servers {
+  std::array<std::string, 3> origins;
+  // Nearly every call goes to one of these, so they are parsed once.
+  std::array<URL, 3> customerInfoURLs;
+  std::string serviceNamespace;
+};
+
+constinit ProcessWide<Servers> serversInForce;
+
+bool isLetterOrDigit(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || isDigit(c);
+}
+
+bool isOfLettersDigitsAnd(std::string_view marks, std::string_view text) {
+  return !text.empty() && std::ranges::all_of(text, [marks](char c) {
+    return isLetterOrDigit(c) || marks.find(c) != std::string_view::npos;
+  });
+}
+
+bool isPort(std::string_view text) {
+  std::uint16_t port = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, problem] = std::from_chars(text.data(), end, port);
+  return problem == std::errc() && stop == end;
+}
+
+// cmake/CheckServers.cmake checks what is built in by the same two rules.
+bool isHost(std::string_view text) {
+  const std::size_t colon = text.find(':');
+  if (colon != std::string_view::npos && !isPort(text.substr(colon + 1))) return false;
+  const std::string_view name = text.substr(0, colon);
+  return isOfLettersDigitsAnd(".-", name) && isLetterOrDigit(name.front()) &&
+         isLetterOrDigit(name.back());
+}
+
+// It goes into the envelopes as it stands, so it holds neither "&" nor the "%" of a place to fill.
+bool isNamespace(std::string_view text) { return isOfLettersDigitsAnd("._~:/?#@!$'()*+,=-", text); }
+
+std::invalid_argument unusable(std::string_view what, std::string_view text, std::string_view is) {
+  std::string message(what);
+  message += " is '";
+  message += text;
+  message += "', which is no ";
+  message += is;
+  return std::invalid_argument(message);
+}
+
+std::string originAt(std::string_view what, std::string_view host) {
+  if (!isHost(host)) throw unusable(what, host, "host name");
+  return "https://" + std::string(host);
+}
+
+URL urlAt(std::string_view origin, std::string_view path) {
+  std::string text(origin);
   text += path;
   auto url = URL::URLWithString(text);
-  if (!url) throw std::logic_error("the built-in server address is no URL: " + text);
+  if (!url) throw unusable("the address of a server", text, "URL");
   return *std::move(url);
+}
+
+Servers serversAt(std::string_view globalHost, std::string_view chinaHost,
+                  std::string_view developmentHost, std::string_view serviceNamespace) {
+  if (!isNamespace(serviceNamespace)) {
+    throw unusable("the service's namespace", serviceNamespace, "namespace");
+  }
+  std::array origins{originAt("the global host", globalHost), originAt("the China host", chinaHost),
+                     originAt("the development host", developmentHost)};
+  return {.origins = origins,
+          .customerInfoURLs = {urlAt(origins[0], kCustomerInfoPath),
+                               urlAt(origins[1], kCustomerInfoPath),
+                               urlAt(origins[2], kCustomerInfoPath)},
+          .serviceNamespace = std::string(serviceNamespace)};
+}
+
+const Servers& servers() {
+  return serversInForce.get([] {
+    return serversAt(ORX_GLOBAL_HOST, ORX_CHINA_HOST, ORX_DEVELOPMENT_HOST, ORX_SERVICE_NAMESPACE);
+  });
 }
 
 }  // namespace
 
-URL serviceURL(ServerSet servers, std::string_view path) {
-  // Nearly every call goes here, so these are parsed once.
-  if (path == kCustomerInfoPath) {
-    static constinit ProcessWide<std::array<URL, 3>> endpoints;
-    const auto parsed = [path] {
-      return std::array{parsedURL(ServerSet::Global, path), parsedURL(ServerSet::China, path),
-                        parsedURL(ServerSet::Development, path)};
-    };
-    return endpoints.get(parsed).at(static_cast<std::size_t>(servers));
-  }
-  return parsedURL(servers, path);
+std::string_view originOf(ServerSet set) {
+  return servers().origins.at(static_cast<std::size_t>(set));
 }
 
-}  // namespace orx::config
+URL serviceURL(ServerSet set, std::string_view path) {
+  if (path == kCustomerInfoPath) {
+    return servers().customerInfoURLs.at(static_cast<std::size_t>(set));
+  }
+  return urlAt(originOf(set), path);
+}
+
+std::string_view serviceNamespace() { return servers().serviceNamespace; }
+
+}  // namespace config
+
+void ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+    std::string_view globalHost, std::optional<std::string_view> chinaHost,
+    std::optional<std::string_view> developmentHost,
+    std::optional<std::string_view> serviceNamespace) {
+  using namespace config;
+  const Servers wanted =
+      serversAt(globalHost, chinaHost.value_or(globalHost), developmentHost.value_or(globalHost),
+                serviceNamespace.value_or(ORX_SERVICE_NAMESPACE));
+  const Servers& present = serversInForce.get([&] { return wanted; });
+  if (present.origins == wanted.origins && present.serviceNamespace == wanted.serviceNamespace) {
+    return;
+  }
+  throw std::invalid_argument(
+      "other servers are in use already: they are set once, before ORVAAccount is initialised and "
+      "before any call");
+}
+
+}  // namespace orx

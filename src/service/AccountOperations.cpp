@@ -74,7 +74,7 @@ Answer webSSOAnswer(const TransferOutcome& reply) {
 void startCustomerInfoCall(ORVAAccountAPI& client, std::string_view apiID,
                            const Dictionary& parameters,
                            ORVAAccountAPICompletionHandler completionHandler, AnswerRule rule) {
-  startSOAPCall({.envelope = lumcusinfo_asmx_pattern,
+  startSOAPCall({.envelope = envelopes().paraJson,
                  .path = kCustomerInfoPath,
                  .apiID = apiID,
                  .parameterText = textWithJSONObject(parameters)},
@@ -110,7 +110,7 @@ void ORVAAccountAPI::loginOpenID_completionHandler(
 
 void ORVAAccountAPI::apToWebSSOWithParameters_completionHandler(
     const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
-  startSOAPCall({.envelope = soap11_header_request_pattern,
+  startSOAPCall({.envelope = envelopes().soap11Header,
                  .path = kAccountServicePath,
                  .apiID = kWebSSOAPIID,
                  .parameterText = textWithJSONObject(parameters)},

@@ -5,7 +5,12 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 
 #include <atomic>
+#include <system_error>
 
+#include "config/Servers.h"
+#include "platform/http/Transport.h"
+#include "platform/http/URLSessionConfiguration.h"
+#include "service/SOAPCall.h"
 #include "service/ServiceError.h"
 
 namespace orx {
@@ -33,6 +38,15 @@ std::shared_ptr<ORVAAccountAPI> ORVAAccountAPI::initWithOptions(const Dictionary
 void ORVAAccountAPI::setTargetServerWithIsCN(bool isCN) { g_targetServerIsCNServer = isCN; }
 
 bool ORVAAccountAPI::targetServerIsCN() { return g_targetServerIsCNServer; }
+
+void ORVAAccountAPI::prepareConnection() {
+  try {
+    platform::prepareConnection(config::serviceURL(targetServers(), config::kCustomerInfoPath),
+                                URLSessionConfiguration::defaultConfiguration());
+  } catch (const std::system_error&) {
+    // There is no thread for it. The operation that it was meant for says so.
+  }
+}
 
 std::shared_ptr<Error> ORVAAccountAPI::errorWithDescription(
     const std::optional<std::string>& description) const {

@@ -10,7 +10,6 @@
 #include "platform/base/Integers.h"
 #include "platform/formats/JSONSerialization.h"
 #include "platform/http/Transport.h"
-#include "platform/http/URLSessionConfiguration.h"
 #include "service/Answer.h"
 #include "service/ServiceError.h"
 
@@ -70,7 +69,7 @@ void startJSONCall(ORVAAccountAPI& client, std::string_view path, Dictionary par
   startTransfer({.url = serviceURL(ServerSet::Global, path),
                  .httpBody = textWithJSONObject(parameters),
                  .contentType = "application/json"},
-                sharedDefaultConfiguration(),
+                URLSessionConfiguration::defaultConfiguration(),
                 answering(std::move(completionHandler), openIDAnswer, client.shared_from_this()));
 }
 

@@ -18,12 +18,14 @@ namespace {
 
 constexpr std::string_view kParameterListAPIID = "secure0003";
 
-// Neither the error nor the status is looked at. Without a body, or without a block in it, the data
-// is null.
+// The status is not looked at, and a failed transfer is a result as well. Without a body, or
+// without a block in it, the data is null.
 Answer listAnswer(const TransferOutcome& reply) {
   const ResultBlock block = resultBlockIn(reply, ResultBlockPattern::Strict);
-  return makeResult(std::string(block.resultDescription),
-                    parsedJSON(block.returnData.value_or("")));
+  auto result =
+      makeResult(std::string(block.resultDescription), parsedJSON(block.returnData.value_or("")));
+  result->setTransferError(reply.error);
+  return result;
 }
 
 }  // namespace
@@ -31,7 +33,7 @@ Answer listAnswer(const TransferOutcome& reply) {
 // The name goes into the JSON as it stands, so one that holds a quote makes text that is no JSON.
 void ORVAAccountAPI::parameterListWithName_completionHandler(
     std::string_view name, ORVAAccountAPICompletionHandler completionHandler) {
-  startSOAPCall({.envelope = soap11_header_request_pattern,
+  startSOAPCall({.envelope = envelopes().soap11Header,
                  .path = kAccountServicePath,
                  .apiID = kParameterListAPIID,
                  .parameterText = R"({"Para":")" + std::string(name) + R"("})"},

@@ -1,14 +1,14 @@
 #include "service/SOAPCall.h"
 
-#include <ORXAccount/BuildOptions.h>
 #include <ORXAccount/ORVAAccountAPI.h>
+#include <ORXAccount/ORVAAccountConstants.h>
 
 #include <array>
 #include <stdexcept>
 #include <utility>
 
 #include "platform/base/Unicode.h"
-#include "platform/http/URLSessionConfiguration.h"
+#include "platform/process/ForkSafety.h"
 
 namespace orx::service {
 
@@ -35,7 +35,30 @@ void requireUTF8(std::string_view text, const char* name) {
   throw std::invalid_argument(std::string(name) + " is not UTF-8");
 }
 
+// The template with the namespace in force in the places of the one that was built in.
+std::string withNamespaceInForce(std::string_view envelope) {
+  constexpr std::string_view kDeclaration = R"( xmlns=")";
+  std::string text;
+  for (std::size_t at = 0; (at = envelope.find(kDeclaration)) != std::string_view::npos;) {
+    at += kDeclaration.size();
+    text += envelope.substr(0, at);
+    text += serviceNamespace();
+    envelope.remove_prefix(envelope.find('"', at));
+  }
+  text += envelope;
+  return text;
+}
+
 }  // namespace
+
+const Envelopes& envelopes() {
+  static constinit ProcessWide<Envelopes> made;
+  return made.get([] {
+    return Envelopes{.paraJson = withNamespaceInForce(lumcusinfo_asmx_pattern),
+                     .soap12 = withNamespaceInForce(soap12_request_pattern),
+                     .soap11Header = withNamespaceInForce(soap11_header_request_pattern)};
+  });
+}
 
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {
   constexpr std::string_view kPlace = "%@";
@@ -58,18 +81,20 @@ std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials)
   return filled;
 }
 
+ServerSet targetServers() {
+  return ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
+}
+
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
                    TransferHandler replyHandler) {
   requireUTF8(credentials.appID.value_or(""), "the application ID");
   requireUTF8(credentials.appKey.value_or(""), "the application key");
   requireUTF8(call.apiID, "the operation's ApiID");
   requireUTF8(call.parameterText, "the parameter text");
-  const ServerSet servers =
-      ORVAAccountAPI::targetServerIsCN() ? ServerSet::China : ServerSet::Global;
-  startTransfer({.url = serviceURL(servers, call.path),
+  startTransfer({.url = serviceURL(targetServers(), call.path),
                  .httpBody = filledEnvelope(call, credentials),
                  .contentType = "text/xml; charset=utf-8"},
-                sharedDefaultConfiguration(), std::move(replyHandler));
+                URLSessionConfiguration::defaultConfiguration(), std::move(replyHandler));
 }
 
 }  // namespace orx::service

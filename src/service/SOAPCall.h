@@ -13,9 +13,17 @@ namespace orx::service {
 // was built against.
 extern const std::string_view soap11_header_request_pattern;
 
+// The templates as they are sent, with the namespace of the servers in force.
+struct Envelopes {
+  std::string paraJson;
+  std::string soap12;
+  std::string soap11Header;
+};
+const Envelopes& envelopes();
+
 // What tells one SOAP operation's request from another's.
 struct SOAPCall {
-  std::string_view envelope;  // the template above or one of ORVAAccountConstants.h
+  std::string_view envelope;  // one of envelopes()
   std::string_view path;      // kCustomerInfoPath or kAccountServicePath
   std::string_view apiID;
   std::string parameterText;  // compact JSON
@@ -30,6 +38,9 @@ struct Credentials {
 // The template with its four places filled in order; nothing is escaped, and a "%@" inside what was
 // put in is left alone.
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials);
+
+// The server set of this moment's target server flag.
+config::ServerSet targetServers();
 
 // Sends the call to the server set of this moment's target server flag. Throws
 // std::invalid_argument when one of the four texts is not UTF-8.

@@ -78,7 +78,7 @@ void ORVAAccountAPI::getUserData_completionHandler(
     parser->parse();
   };
   outOfMemoryError();
-  startSOAPCall({.envelope = soap12_request_pattern,
+  startSOAPCall({.envelope = envelopes().soap12,
                  .path = kAccountServicePath,
                  .apiID = getUserDataAPIID,
                  .parameterText = textWithJSONObject(parameters)},

@@ -121,7 +121,7 @@ std::string withNamespace(std::string_view text) {
   std::string filled(text);
   for (auto place = filled.find("NAMESPACE"); place != std::string::npos;
        place = filled.find("NAMESPACE")) {
-    filled.replace(place, 9, ORX_SERVICE_NAMESPACE);
+    filled.replace(place, 9, ORX_TEST_NAMESPACE);
   }
   return filled;
 }
@@ -168,6 +168,11 @@ TEST(Templates, AreSingleLines) {
        {lumcusinfo_asmx_pattern, soap12_request_pattern, soap11_header_request_pattern}) {
     EXPECT_EQ(text.find_first_of("\r\n"), std::string_view::npos);
   }
+}
+
+TEST(Versions, NameTheLibraryAndWhatCarriesItsTransfers) {
+  EXPECT_THAT(ORXAccountVersions(),
+              testing::MatchesRegex(R"(ORXAccount/[0-9.]+ libcurl/[^ ]+ [A-Za-z]+/[^ ]+)"));
 }
 
 }  // namespace

@@ -2,14 +2,12 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountUserCache.h>
 
-#include "config/Servers.h"
 #include "support/SignInFixture.h"
 
 namespace orx {
 namespace {
 
 using namespace orx::testing;
-using namespace config;
 
 class Account : public SignInFixture {
  protected:
@@ -150,14 +148,6 @@ TEST_F(Account, PropertiesReadBackWhatWasSet) {
   EXPECT_EQ(account->appKey(), "y");
   EXPECT_EQ(account->lumCusInfoURL()->absoluteString(), "https://a.example/1");
   EXPECT_EQ(account->orvaServiceURL(), std::nullopt);
-}
-
-TEST(Servers, EachSetHasItsHost) {
-  EXPECT_EQ(originOf(ServerSet::Global), std::string("https://") + kGlobalHost);
-  EXPECT_EQ(originOf(ServerSet::China), std::string("https://") + kChinaHost);
-  EXPECT_EQ(originOf(ServerSet::Development), std::string("https://") + kDevelopmentHost);
-  EXPECT_EQ(serviceURL(ServerSet::China, "/x").absoluteString(),
-            std::string("https://") + kChinaHost + "/x");
 }
 
 }  // namespace

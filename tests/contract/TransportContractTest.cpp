@@ -104,14 +104,30 @@ TEST(TransportContract, ReportsTheErrorAloneWhenTheConnectionBreaksBeforeTheHead
   }
 }
 
-// Many servers end such a body without close_notify, so its absence is no error.
 TEST(TransportContract, TakesTheEndOfTheConnectionForTheEndOfABodyWithoutLength) {
-  for (const End end : {End::cut, End::close}) {
+  TLSTestServer server({host}, Answer{.bytes = "HTTP/1.1 200 OK\r\n\r\n0123", .end = End::close});
+  const Outcome outcome = call(server.configuration(), getRequest("https://one.example/"));
+  EXPECT_EQ(outcome.error, nullptr);
+  EXPECT_EQ(outcome.text(), "0123");
+}
+
+// Anybody on the way can end a connection, but only the server can say that it has ended.
+TEST(TransportContract, TakesNoCutForTheEndOfABodyWithoutLength) {
+  for (const End end : {End::cut, End::reset}) {
     TLSTestServer server({host}, Answer{.bytes = "HTTP/1.1 200 OK\r\n\r\n0123", .end = end});
     const Outcome outcome = call(server.configuration(), getRequest("https://one.example/"));
-    EXPECT_EQ(outcome.error, nullptr);
-    EXPECT_EQ(outcome.text(), "0123");
+    ASSERT_NE(outcome.error, nullptr);
+    EXPECT_EQ(outcome.error->code(), NSURLErrorNetworkConnectionLost);
   }
+}
+
+TEST(TransportContract, TakesABodyOfItsLengthThoughTheConnectionIsCutAfterIt) {
+  Answer answer = Answer::reply(200, "0123");
+  answer.end = End::cut;
+  TLSTestServer server({host}, answer);
+  const Outcome outcome = call(server.configuration(), getRequest("https://one.example/"));
+  EXPECT_EQ(outcome.error, nullptr);
+  EXPECT_EQ(outcome.text(), "0123");
 }
 
 TEST(TransportContract, ReadsChunkedBodiesAndLeavesTrailersAside) {
@@ -168,7 +184,7 @@ TEST(TransportContract, TakesNoHandler) {
 TEST(TransportContract, LetsGoOfAHandlerOnceItHasReported) {
   TLSTestServer server({host}, Answer::reply(200));
   auto unreachable = server.configuration();
-  unreachable.caFile = "/nowhere.pem";
+  unreachable.setCaFile("/nowhere.pem");
   for (const auto& configuration : {server.configuration(), unreachable}) {
     auto held = std::make_shared<Event>();
     const std::weak_ptr<Event> watched = held;

@@ -202,6 +202,23 @@ TEST(DevelopmentService, IsTrustedByItsOwnAuthorityOnly) {
   EXPECT_EQ(stranger.get(globalURL("/")).transport, CURLE_PEER_FAILED_VERIFICATION);
 }
 
+TEST(DevelopmentService, KnowsCallsInTheNamespaceThatItWasGivenAlone) {
+  DevelopmentService service;
+  service.start({.serviceNamespace = "urn:x-example:service"});
+  const ServiceClient client(service);
+  const std::string call = paraJsonEnvelope({}, "w000000015", R"({"login":"a"})");
+  const auto post = [&](const std::string& body) {
+    return client.post(globalURL("/ws/lumcusinfo.asmx"), body, "text/xml; charset=utf-8");
+  };
+  EXPECT_EQ(post(call).status, 500);
+  std::string renamed = call;
+  const std::string written = "https://account.orva.example/";
+  renamed.replace(renamed.find(written), written.size(), "urn:x-example:service");
+  const Reply reply = post(renamed);
+  EXPECT_EQ(reply.status, 200);
+  EXPECT_NE(reply.body.find(R"(<callResponse xmlns="urn:x-example:service">)"), std::string::npos);
+}
+
 TEST(DevelopmentService, UsesAKeptAuthority) {
   const TemporaryDirectory directory;
   std::string kept;

@@ -3,7 +3,8 @@
 
 usage: install_test.py install BUILD PREFIX
        install_test.py cmake|pkg-config shared|static --prefix PREFIX --devserver PROGRAM
-       install_test.py hardened|plugins|host-tests PREFIX
+       install_test.py c|python --prefix PREFIX --devserver PROGRAM
+       install_test.py hardened|headers|host-tests|pages|plugins PREFIX
        install_test.py subproject --devserver PROGRAM
 """
 
@@ -63,6 +64,13 @@ def build_with_pkg_config(kind, prefix, folder):
     return folder / "host"
 
 
+def build_in_c(prefix, folder):
+    """As strict as a host can be: no warning may come out of the header."""
+    run("gcc", "-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror", ROOT / "examples/sign_in.c",
+        "-o", folder / "sign_in", *flags_of("orxaccount", prefix))
+    return folder / "sign_in"
+
+
 def build_as_subproject(folder):
     """Flags of the distribution, and both ways of compiling that look at many sources at once."""
     flags = {name: run("dpkg-buildflags", "--get", name, capture_output=True).stdout.strip()
@@ -97,6 +105,33 @@ def check_hardening(prefix):
         raise AssertionError(f"{library} lacks {missing}")
 
 
+def contents_of(folder):
+    return {path.relative_to(folder): path.read_bytes() for path in folder.rglob("*.h")}
+
+
+def check_headers(prefix):
+    """A host that is compiled for one build runs with another: they differ in no header."""
+    with tempfile.TemporaryDirectory(prefix="orxaccount-headers.") as name:
+        folder = Path(name)
+        run("cmake", "-S", ROOT, "-B", folder / "build", "-G", "Ninja", "-DORX_BUILD_TESTS=OFF",
+            "-DORX_BUILD_FUZZERS=OFF", "-DORX_HARDENING=OFF",
+            "-DORX_SERVICE_NAMESPACE=urn:x-example:service",
+            *(f"-DORX_{which}_HOST={which.lower()}.example:8443"
+              for which in ("GLOBAL", "CHINA", "DEVELOPMENT")))
+        run("cmake", "--install", folder / "build", "--prefix", folder, "--component", "headers")
+        if contents_of(folder / "include") != contents_of(prefix / "include"):
+            raise AssertionError("the headers differ from build to build")
+def check_pages(prefix):
+    """What the programs print is installed where the shells and man look for it."""
+    places = {"man": "man/man1/{}.1", "bash": "bash-completion/completions/{}",
+              "zsh": "zsh/site-functions/_{}", "fish": "fish/vendor_completions.d/{}.fish"}
+    for name in ("orxaccount", "orxaccount-devserver"):
+        for kind, place in places.items():
+            printed = run(prefix / "bin" / name, "--page", kind, capture_output=True).stdout
+            if not printed or (prefix / "share" / place.format(name)).read_text() != printed:
+                raise AssertionError(f"the {kind} page of {name} is not the one that it prints")
+
+
 def check_plugins(prefix):
     """Two plug-ins with the static library in them outlive being unloaded."""
     flags = flags_of("orxaccount-static", prefix)
@@ -123,13 +158,14 @@ def check_host_tests(prefix):
 
 
 def sign_in(host, kind, prefix, devserver, folder):
-    needed = run("ldd", host, capture_output=True, env=environment_for(prefix, folder)).stdout
+    needed = "liborxaccount.so.1" if host.suffix == ".py" else run(
+        "ldd", host, capture_output=True, env=environment_for(prefix, folder)).stdout
     if ("liborxaccount.so.1" in needed) != (kind == "shared"):
         raise AssertionError(f"this is no {kind} build:\n{needed}")
     service = subprocess.Popen([devserver], cwd=folder, stdout=subprocess.PIPE, text=True)
     try:
         ready = json.loads(service.stdout.readline())
-        said = run(host, ready["caFile"], str(ready["port"]), capture_output=True,
+        said = run(host, ready["caFile"], f"localhost:{ready['port']}", capture_output=True,
                    env=environment_for(prefix, folder)).stdout
     finally:
         service.terminate()
@@ -147,12 +183,13 @@ def main():
     if sys.argv[1] == "install":
         install(*sys.argv[2:])
         return
-    checks = {"hardened": check_hardening, "plugins": check_plugins, "host-tests": check_host_tests}
+    checks = {"hardened": check_hardening, "headers": check_headers, "host-tests": check_host_tests,
+              "pages": check_pages, "plugins": check_plugins}
     if sys.argv[1] in checks:
         checks[sys.argv[1]](Path(sys.argv[2]))
         return
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("builder", choices=["cmake", "pkg-config", "subproject"])
+    parser.add_argument("builder", choices=["cmake", "pkg-config", "c", "python", "subproject"])
     parser.add_argument("kind", choices=["shared", "static"], nargs="?", default="shared")
     parser.add_argument("--prefix", type=Path)
     parser.add_argument("--devserver", required=True)
@@ -161,6 +198,10 @@ def main():
         folder = Path(name)
         if options.builder == "subproject":
             host = build_as_subproject(folder)
+        elif options.builder == "c":
+            host = build_in_c(options.prefix, folder)
+        elif options.builder == "python":
+            host = ROOT / "examples/sign_in.py"
         else:
             build = build_with_cmake if options.builder == "cmake" else build_with_pkg_config
             host = build(options.kind, options.prefix, folder)

@@ -34,8 +34,12 @@ server=$!
 while ! [ -s ready ]; do sleep 0.1; done
 host=$(sed 's/.*"caFile":"\([^"]*\)".*/\1/' ready)
 port=$(sed 's/.*"port":\([0-9]*\).*/\1/' ready)
-HOME=/trial DBUS_SESSION_BUS_ADDRESS=disabled: ./host "$host" "$port" | tee said
+HOME=/trial DBUS_SESSION_BUS_ADDRESS=disabled: ./host "$host" "localhost:$port" | tee said
 orxaccount --help >/dev/null
+for page in man/man1/orxaccount.1.gz bash-completion/completions/orxaccount \
+  fish/vendor_completions.d/orxaccount.fish zsh/vendor-completions/_orxaccount; do
+  test -s "/usr/share/$page"
+done
 # Whatever a file needs of another package stands in the bill of materials.
 for file in /usr/lib/*/liborxaccount.so.1 /usr/bin/orxaccount /usr/bin/orxaccount-devserver; do
   objdump -p $file | awk '/NEEDED/ { print $2 }'

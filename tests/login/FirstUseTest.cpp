@@ -19,11 +19,11 @@
 #include "config/Servers.h"
 #include "platform/formats/KeyedUnarchiver.h"
 #include "platform/http/Transport.h"
-#include "platform/http/URLSessionConfiguration.h"
 #include "platform/keychain/SecItemFunctions.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/UserDefaults.h"
 #include "service/Answer.h"
+#include "service/SOAPCall.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 
@@ -39,14 +39,11 @@ namespace {
 
 constexpr int fine = 7;
 
-void startNowhere() {
-  startTransfer({.url = *URL::URLWithString("https://127.0.0.1:1/")}, sharedDefaultConfiguration(),
-                {});
-}
+void startNowhere() { startTransfer({.url = *URL::URLWithString("https://127.0.0.1:1/")}, {}, {}); }
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
-constexpr std::array<void (*)(), 18> uses{
+constexpr std::array<void (*)(), 19> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
     [] { (void)UserDefaults::standardUserDefaults(); },
@@ -64,6 +61,7 @@ constexpr std::array<void (*)(), 18> uses{
     [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); },  // XMLTasks
     [] { (void)XMLParser::initWithData(Data()); },
     [] { (void)service::outOfMemoryError(); },  // Answer
+    [] { (void)service::envelopes(); },         // SOAPCall
     [] {
       // ProfileImage, of text that makes no URL
       ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", " "}})

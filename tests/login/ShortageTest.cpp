@@ -82,7 +82,7 @@ class CallsWithFewThreads : public Shortage {
   void SetUp() override {
     if (!canLimitThreads()) GTEST_SKIP() << "only root's processes can be limited";
     // The child is another user's.
-    std::filesystem::permissions(std::filesystem::path(*configuration().caFile).parent_path(),
+    std::filesystem::permissions(std::filesystem::path(*configuration().caFile()).parent_path(),
                                  std::filesystem::perms{0755});
   }
 };

@@ -24,10 +24,10 @@ class WholeService : public SignInFixture, public ::testing::WithParamInterface<
   WholeService() {
     service_.start();
     URLSessionConfiguration configuration;
-    configuration.caFile = service_.caFile().string();
-    configuration.proxy = "";
+    configuration.setCaFile(service_.caFile().string());
+    configuration.setProxy("");
     for (const std::string& host : service_.hosts()) {
-      configuration.connectTo[host] = {"127.0.0.1", static_cast<std::uint16_t>(service_.port())};
+      configuration.setConnectTo(host, {"127.0.0.1", static_cast<std::uint16_t>(service_.port())});
     }
     URLSessionConfiguration::setDefaultConfiguration(configuration);
     ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(

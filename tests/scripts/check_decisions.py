@@ -12,6 +12,7 @@ from cpp_source import ROOT, files, report
 
 _TEST = re.compile(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\)", re.MULTILINE)
 _COMMAND = re.compile(r"add_test\(\s*NAME ([\w/-]+)")
+_CHECK = re.compile(r"^orx_add_check\((\w+)", re.MULTILINE)
 # A parameterised test may be named with or without its instance: `service/One/A.B`, `service/A.B`.
 _NAMED = re.compile(r"`([a-z]+/)(?:\w+/)?([\w.*-]+)`")
 
@@ -33,7 +34,8 @@ def all_tests():
     for path in files(["tests"], ".cpp"):
         known |= tests_in(program_of(path.relative_to(ROOT / "tests").parts), path.read_text(encoding="utf-8"))
     for path in (ROOT / "tests").rglob("CMakeLists.txt"):
-        known |= set(_COMMAND.findall(path.read_text(encoding="utf-8")))
+        text = path.read_text(encoding="utf-8")
+        known |= {*_COMMAND.findall(text), *(f"checks/{name}" for name in _CHECK.findall(text))}
     return known
 
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The shared library exports its public namespace and the two version symbols only, links no desktop library,
-and is not unloaded by dlclose().
+"""The shared library exports its public namespace, the two version symbols, and under a version of their own
+the functions of the C header; it links no desktop library, and is not unloaded by dlclose().
 
 usage: check_exports.py LIBRARY
 """
@@ -9,7 +9,9 @@ import re
 import subprocess
 import sys
 
-from cpp_source import report
+from cpp_source import ROOT, report
+
+C_VERSION = "ORXACCOUNT_1.0"
 
 ALLOWED = re.compile(
     r"^(ORXAccountVersion(Number|String)$|orx::(?!\(anonymous|platform::)|"
@@ -31,6 +33,16 @@ def check_symbols(symbols):
     for wanted in MUST_SHOW:
         if wanted not in symbols:
             yield f"not exported: {wanted}"
+
+
+def check_c_symbols(symbols, header):
+    """`symbols`: those of the C interface, with their versions."""
+    declared = {f"{name}@@{C_VERSION}"
+                for name in re.findall(r"^ORX_EXPORT [^;(]*?\b(orx_\w+)\(", header, re.MULTILINE)}
+    for wanted in sorted(declared - set(symbols)):
+        yield f"not exported: {wanted}"
+    for symbol in sorted(set(symbols) - declared):
+        yield f"exported by mistake: {symbol}"
 
 
 def check_libraries(lines):
@@ -55,7 +67,10 @@ def main():
                             text=True).stdout.splitlines()
     dynamic = subprocess.run(["readelf", "-d", library], check=True, capture_output=True,
                              text=True).stdout
-    complaints = [*check_symbols(symbols), *check_libraries(needed), *check_flags(dynamic)]
+    in_c = [symbol for symbol in symbols if symbol.startswith("orx_")]
+    in_cpp = [symbol for symbol in symbols if symbol not in in_c and symbol != C_VERSION]
+    header = (ROOT / "include/ORXAccount/orxaccount.h").read_text(encoding="utf-8")
+    complaints = [*check_symbols(in_cpp), *check_c_symbols(in_c, header), *check_libraries(needed), *check_flags(dynamic)]
     return report(complaints, f"{len(symbols)} exported symbols")
 
 

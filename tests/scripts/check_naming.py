@@ -9,8 +9,9 @@ from cpp_source import ROOT, bare, files, matching, report
 
 # Free functions of the platform, whose names have no colons to map.
 FUNCTIONS = {"SecItemAdd", "SecItemUpdate", "SecItemDelete", "SecItemCopyMatching"}
-# Value types, whose members are named as those of the standard library's containers.
-VALUE_TYPES = {"Value", "Array", "Dictionary", "DictionaryEntry", "Data", "Observation"}
+# Value types, whose members have plain names, as those of the standard library's containers.
+VALUE_TYPES = {"Value", "Array", "Dictionary", "DictionaryEntry", "Data", "Observation",
+               "URLSessionConfiguration"}
 # The property whose setter is not called "set" and the getter's name.
 SETTERS = {"setTargetServerWithIsCN": "targetServerIsCN"}
 

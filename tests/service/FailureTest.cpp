@@ -40,7 +40,7 @@ TEST_P(EveryOperation, ATransferWithoutAReplyReportsThePlatformsError) {
 
 TEST_P(EveryOperation, AHostThatRefusesReportsThePlatformsError) {
   URLSessionConfiguration configuration = server().configuration();
-  configuration.connectTo[kGlobalHost] = {.host = "127.0.0.1", .port = 1};
+  configuration.setConnectTo(kGlobalHost, {"127.0.0.1", 1});
   URLSessionConfiguration::setDefaultConfiguration(configuration);
   EXPECT_EQ(run().error->code(), NSURLErrorCannotConnectToHost);
 }

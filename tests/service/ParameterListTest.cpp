@@ -96,6 +96,16 @@ TEST_F(ParameterList, AFailedTransferIsAnEmptyResult) {
   EXPECT_TRUE(outcome.result->returnData().isNull());
 }
 
+TEST_F(ParameterList, TellsAFailedTransferFromAnAnswerWithoutAList) {
+  answerWith("no list here");
+  EXPECT_EQ(list().result->transferError(), nullptr);
+  answerWith(Answer::hangUp(TLSTestServer::End::reset));
+  const Report outcome = list();
+  ASSERT_NE(outcome.result->transferError(), nullptr);
+  EXPECT_EQ(outcome.result->transferError()->domain(), NSURLErrorDomain);
+  EXPECT_EQ(outcome.error, nullptr);
+}
+
 TEST_F(ParameterList, WhatArrivedBeforeTheConnectionBrokeIsRead) {
   const std::string block = resultBlock("1", "words", "", "[1]");
   const Answer whole = Answer::reply(200, block + std::string(100, ' '));

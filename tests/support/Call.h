@@ -35,8 +35,7 @@ inline URLRequest postRequest(const std::string& url, std::string body) {
 // Starts one transfer, as the account's operations start theirs.
 inline void start(const URLSessionConfiguration& configuration, URLRequest request,
                   TransferHandler handler) {
-  startTransfer(std::move(request), std::make_shared<const URLSessionConfiguration>(configuration),
-                std::move(handler));
+  startTransfer(std::move(request), configuration, std::move(handler));
 }
 
 // Starts one transfer and waits for its outcome.

@@ -164,9 +164,9 @@ void NginxServer::end() {
 
 URLSessionConfiguration NginxServer::configuration() const {
   URLSessionConfiguration configuration;
-  configuration.caFile = caFile();
-  configuration.proxy = "";
-  for (const auto& host : hosts_) configuration.connectTo[host] = {"127.0.0.1", port_};
+  configuration.setCaFile(caFile());
+  configuration.setProxy("");
+  for (const auto& host : hosts_) configuration.setConnectTo(host, {"127.0.0.1", port_});
   return configuration;
 }
 

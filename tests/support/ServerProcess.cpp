@@ -33,9 +33,9 @@ ServerProcess::ServerProcess(std::vector<std::string> hosts, TLSTestServer::Hand
   std::uint16_t port = 0;
   std::string caFile;
   std::istringstream(place) >> port >> caFile;
-  configuration_.caFile = caFile;
-  configuration_.proxy = "";
-  for (const auto& host : hosts) configuration_.connectTo[host] = {"127.0.0.1", port};
+  configuration_.setCaFile(caFile);
+  configuration_.setProxy("");
+  for (const auto& host : hosts) configuration_.setConnectTo(host, {"127.0.0.1", port});
 }
 
 ServerProcess::~ServerProcess() {

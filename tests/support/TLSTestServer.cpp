@@ -193,9 +193,9 @@ void TLSTestServer::makeContext(CertificateFault fault) {
 URLSessionConfiguration TLSTestServer::configurationFor(
     const std::vector<std::string>& hosts) const {
   URLSessionConfiguration configuration;
-  configuration.caFile = caFile();
-  configuration.proxy = "";
-  for (const auto& host : hosts) configuration.connectTo[host] = {"127.0.0.1", port()};
+  configuration.setCaFile(caFile());
+  configuration.setProxy("");
+  for (const auto& host : hosts) configuration.setConnectTo(host, {"127.0.0.1", port()});
   return configuration;
 }
 

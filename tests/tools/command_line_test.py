@@ -6,26 +6,64 @@ usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM --service P
 The last is the scripted Secret Service.
 """
 
-import errno
 import json
 import os
-import pty
 import resource
-import select
 import shutil
 import signal
 import socket
 import subprocess
 import sys
-import termios
-import time
 import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).parent.parent / "torture"))
 import session  # noqa: E402
 import support
-from support import PASSWORD, WAIT, CommandLine, main
+from support import PASSWORD, WAIT, CommandLine, Terminal, main
+
+
+class OtherServers(CommandLine):
+    """A service that is none of those which were built in."""
+
+    def setUp(self):
+        super().setUp()
+        self.environment.pop("ORXACCOUNT_CONNECT")
+
+    def test_are_reached_by_host_and_port_alone(self):
+        host = f"localhost:{support.service.ready['port']}"
+        self.environment["ORXACCOUNT_HOST"] = host
+        self.sign_up("--set-json", "pic=null")
+        self.assertTrue(self.expect(0, "sso").stdout.startswith(f"https://{host}/"))
+        self.expect(0, "picture", "-o", "picture")
+        # Their China server is not that of somebody else.
+        self.expect(0, "--china", "countries")
+
+    def test_have_a_namespace_of_their_own(self):
+        other = support.Service((), "--namespace", "urn:x-example:service")
+        self.addCleanup(other.stop)
+        self.environment["ORXACCOUNT_CA_FILE"] = other.ready["caFile"]
+        self.environment["ORXACCOUNT_HOST"] = f"localhost:{other.ready['port']}"
+        self.expect(1, "call", "w000000015", "--set", "login=a")
+        self.expect(0, "--namespace", "urn:x-example:service", "call", "w000000015", "--set",
+                    "login=a")
+        self.expect(0, "call", "w000000015", "--set", "login=a",
+                    ORXACCOUNT_NAMESPACE="urn:x-example:service")
+
+    def test_are_shown_by_the_status(self):
+        shown = self.expect(0, "--host", "one.example", "--stage-host", "two.example:8443",
+                            "--stage", "status").stdout
+        self.assertIn("https://two.example:8443/ws/lumcusinfo.asmx", shown)
+        shown = self.expect(0, "--host", "one.example", "--stage", "status").stdout
+        self.assertIn("https://one.example/ws/lumcusinfo.asmx", shown)
+
+    def test_that_cannot_be_are_wrong_usage(self):
+        self.environment["ORXACCOUNT_HOST"] = "one.example"
+        for option, text in (("--host", "https://one.example"), ("--china-host", "a b"),
+                             ("--stage-host", "a:99999"), ("--namespace", 'a"b')):
+            self.assertIn(f"'{text}'", self.expect(2, option, text, "status").stderr)
+        del self.environment["ORXACCOUNT_HOST"]
+        self.assertIn("--host", self.expect(2, "--china-host", "one.example", "status").stderr)
 
 
 class Usage(CommandLine):
@@ -33,10 +71,6 @@ class Usage(CommandLine):
         self.expect(2)
         self.expect(2, "fly")
         self.expect(2, "--no-such-option", "whoami")
-
-    def test_help_goes_to_standard_output(self):
-        self.assertIn("Exit codes:", self.expect(0, "--help").stdout)
-        self.assertIn("--password-stdin", self.expect(0, "login", "--help").stdout)
 
     def test_secrets_among_the_arguments_are_refused(self):
         for arguments in (["--password", "x"], ["--password=x"], ["--set", "passwd=x"],
@@ -149,8 +183,8 @@ class Answers(CommandLine):
     def test_no_answer_is_a_code_of_its_own(self):
         with socket.socket() as closed:
             closed.bind(("127.0.0.1", 0))
-            mapping = f"{support.service.ready['hosts'][0]}=127.0.0.1:{closed.getsockname()[1]}"
-            done = self.expect(3, "--json", "call", "w1", ORXACCOUNT_CONNECT=mapping)
+            self.connect_to(closed)
+            done = self.expect(3, "--json", "call", "w1")
         error = json.loads(done.stdout)["error"]
         self.assertEqual((error["domain"], error["code"]), ("NSURLErrorDomain", -1004))
 
@@ -174,10 +208,14 @@ class Answers(CommandLine):
         whole = json.loads(self.expect(0, "countries", "--json").stdout)["list"]
         self.assertEqual(len(whole), len(lines) - 2)
 
-    def test_the_ticket_is_shown_to_programs_only(self):
-        ticket = json.loads(self.sign_up().stdout)["ticket"]
-        self.assertNotIn(ticket, self.expect(0, "whoami").stdout)
-        self.assertEqual(json.loads(self.expect(0, "whoami", "--json").stdout)["ticket"], ticket)
+    def test_a_list_that_no_answer_came_for_is_no_refusal(self):
+        for command in (["countries"], ["education"], ["professions"], ["list", "country"]):
+            with self.subTest(command), socket.socket() as closed:
+                closed.bind(("127.0.0.1", 0))
+                self.connect_to(closed)
+                done = self.expect(3, "--json", *command)
+                error = json.loads(done.stdout)["error"]
+                self.assertEqual((error["domain"], error["code"]), ("NSURLErrorDomain", -1004))
 
     def test_a_picture_is_named_after_the_customer(self):
         customer = json.loads(self.sign_up().stdout)["cus_id"]
@@ -202,53 +240,6 @@ class Answers(CommandLine):
     def test_each_application_has_its_own_user(self):
         self.sign_up()
         self.expect(4, "--identifier", "com.example.elsewhere", "whoami")
-
-
-class Terminal(CommandLine):
-    """On a terminal of its own."""
-
-    def start(self, *arguments):
-        child, terminal = pty.fork()
-        if child == 0:
-            os.chdir(self.home)
-            os.execve(support.programs.orxaccount, [support.programs.orxaccount, *arguments], self.environment)
-        self.addCleanup(os.close, terminal)
-        return child, terminal
-
-    def read_until(self, terminal, text):
-        shown = ""
-        end = time.monotonic() + WAIT
-        while text is None or text not in shown:
-            ready, _, _ = select.select([terminal], [], [], max(0, end - time.monotonic()))
-            self.assertTrue(ready, f"waited in vain for {text!r} after {shown!r}")
-            try:
-                piece = os.read(terminal, 4096).decode()
-            except OSError as error:
-                self.assertEqual(error.errno, errno.EIO)
-                piece = ""
-            if not piece:
-                break
-            shown += piece
-        return shown
-
-    def wait_for_echo(self, terminal, wanted):
-        end = time.monotonic() + WAIT
-        while bool(termios.tcgetattr(terminal)[3] & termios.ECHO) != wanted:
-            self.assertLess(time.monotonic(), end, "the terminal's echo did not change")
-            time.sleep(0.01)
-
-    def exit_code(self, child):
-        _, status = os.waitpid(child, 0)
-        return os.waitstatus_to_exitcode(status)
-
-    def sign_in(self):
-        child, terminal = self.start("login", "--login", self.login)
-        shown = self.read_until(terminal, "Password: ")
-        self.wait_for_echo(terminal, False)
-        os.write(terminal, (PASSWORD + "\n").encode())
-        shown += self.read_until(terminal, None)
-        self.assertEqual(self.exit_code(child), 0, shown)
-        return shown
 
 
 class Prompt(Terminal):
@@ -281,17 +272,6 @@ class Prompt(Terminal):
     def test_without_a_terminal_the_option_for_scripts_is_named(self):
         self.assertIn("--password-stdin", self.expect(2, "login", "--login", "a").stderr)
 
-    def test_waiting_is_shown_on_a_terminal(self):
-        with socket.socket() as silent:
-            silent.bind(("127.0.0.1", 0))
-            silent.listen()
-            self.environment["ORXACCOUNT_CONNECT"] = (
-                f"{support.service.ready['hosts'][0]}=127.0.0.1:{silent.getsockname()[1]}")
-            child, terminal = self.start("call", "w1")
-            self.read_until(terminal, "waiting for the service ... ")
-            os.kill(child, signal.SIGTERM)
-            self.assertEqual(self.exit_code(child), -signal.SIGTERM)
-
 
 class Keyring(Terminal):
     """With a keyring that asks before it takes anything."""
@@ -310,6 +290,7 @@ class Keyring(Terminal):
         self.sign_in()
         self.assertIn("Prompt", self.keyring.calls)
         self.assertEqual(len(self.keyring.items_text.splitlines()), 1)
+        self.assertRegex(self.expect(0, "--version").stdout, "store: +secret-service")
 
     def test_without_a_display_or_a_terminal_the_file_takes_the_user(self):
         self.sign_in()

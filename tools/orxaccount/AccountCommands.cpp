@@ -5,6 +5,7 @@
 
 #include "Commands.h"
 #include "Output.h"
+#include "Progress.h"
 #include "Secrets.h"
 #include "Session.h"
 
@@ -39,7 +40,7 @@ void runRegister(const GlobalOptions& options, const ParameterOptions& input) {
       {orx::kORVAAccountCusID, cusID},
       {"description", result->resultDescription() ? orx::Value(*result->resultDescription())
                                                   : orx::Value(nullptr)}};
-  Output(options.json).printDone("registered as customer " + cusID.text().value_or(""), fields);
+  Output(options).printDone("registered as customer " + cusID.text().value_or(""), fields);
 }
 
 void runRegisterV2(const GlobalOptions& options, const ParameterOptions& input) {
@@ -48,7 +49,7 @@ void runRegisterV2(const GlobalOptions& options, const ParameterOptions& input) 
   const auto result = session.call([&](orx::ORVAAccountAPI& api, auto handler) {
     api.registerV2WithParameters_completeHandler(parameters, std::move(handler));
   });
-  Output(options.json).printValue("result", result->returnData());
+  Output(options).printValue("result", result->returnData());
 }
 
 orx::Value orNull(const std::optional<std::string>& text) {
@@ -69,12 +70,11 @@ void runWhoAmI(const GlobalOptions& options) {
                          {"mobile", orNull(user->mobile())},
                          {"birthdate", orNull(user->birthdateString())},
                          {"picture", picture ? orx::Value(picture->absoluteString()) : nullptr}};
-  // Whoever has the ticket can open web sessions, so it is printed with --json only.
+  fields.set("ticket", orNull(user->ticket()));
   if (options.json) {
-    fields.set("ticket", orNull(user->ticket()));
     fields.set("userInfo", user->userInfo() ? orx::Value(*user->userInfo()) : nullptr);
   }
-  Output(options.json).printFields(fields);
+  Output(options).printFields(fields);
 }
 
 // Throws a Failure when something of a user is, or may be, still stored: the ticket in it opens the
@@ -99,10 +99,13 @@ void runLogout(const GlobalOptions& options) {
     requireNothingLeft("nobody is signed in");
     throw nobodySignedIn();
   }
-  orx::ORVAAccountLoginManager::sharedInstance()->logout();
+  {
+    const Progress progress("waiting for the store of the user");
+    orx::ORVAAccountLoginManager::sharedInstance()->logout();
+  }
   const std::string name = user->login().value_or(user->cusID().value_or("the user"));
   requireNothingLeft("signed out " + name);
-  Output(options.json).printDone("signed out " + name, {{"signedOut", orNull(user->login())}});
+  Output(options).printDone("signed out " + name, {{"signedOut", orNull(user->login())}});
 }
 
 void runStatus(const GlobalOptions& options) {
@@ -116,24 +119,35 @@ void runStatus(const GlobalOptions& options) {
   const auto orNothing = [](const std::string& line) {
     return line.empty() ? orx::Value(nullptr) : orx::Value(line);
   };
-  Output(options.json)
-      .printFields({{"version", ORXAccountVersionNumber},
-                    {"signedIn", user != nullptr},
-                    {"login", user ? orNull(user->login()) : orx::Value(nullptr)},
-                    {"identifier", options.identifier},
-                    {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
-                    {"stage", account->isStage()},
-                    {"lumCusInfoURL", text(account->lumCusInfoURL())},
-                    {"orvaServiceURL", text(account->orvaServiceURL())},
-                    {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
-                    {"store", keychain.store},
-                    {"storeLocked", keychain.locked},
-                    {"storeError", keychain.lastError},
-                    {"storeProblem", orNothing(keychain.description)},
-                    {"storeRemedy", orNothing(keychain.remedy)}});
+  Output(options).printFields(
+      {{"version", ORXAccountVersionNumber},
+       {"signedIn", user != nullptr},
+       {"login", user ? orNull(user->login()) : orx::Value(nullptr)},
+       {"identifier", options.identifier},
+       {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
+       {"stage", account->isStage()},
+       {"lumCusInfoURL", text(account->lumCusInfoURL())},
+       {"orvaServiceURL", text(account->orvaServiceURL())},
+       {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
+       {"store", keychain.store},
+       {"storeLocked", keychain.locked},
+       {"storeError", keychain.lastError},
+       {"storeProblem", orNothing(keychain.description)},
+       {"storeRemedy", orNothing(keychain.remedy)}});
 }
 
 }  // namespace
+
+void printVersions(const GlobalOptions& options) {
+  orx::Bundle::mainBundle()->setBundleIdentifier(options.identifier);
+  {
+    const Progress progress("waiting for the store of the user");
+    orx::ORVAAccountUserCache::sharedInstance()->cachedUser();
+  }
+  Output(options).printFields({{"orxaccount", ORX_VERSION},
+                               {"library", orx::ORXAccountVersions()},
+                               {"store", orx::keychainStatus().store}});
+}
 
 void addAccountCommands(CLI::App& app, const GlobalOptions& options) {
   auto input = std::make_shared<ParameterOptions>();

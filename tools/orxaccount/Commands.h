@@ -11,4 +11,7 @@ void addSignInCommands(CLI::App& app, const GlobalOptions& options);
 void addServiceCommands(CLI::App& app, const GlobalOptions& options);
 void addPictureCommand(CLI::App& app, const GlobalOptions& options);
 
+// Asks the stores, because what is installed does not tell which one is in use.
+void printVersions(const GlobalOptions& options);
+
 }  // namespace tool

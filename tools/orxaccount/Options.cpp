@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <cstdlib>
+#include <ranges>
 #include <utility>
 
 #include "Failure.h"
@@ -21,19 +22,9 @@ constexpr const char* kNeverOnACommandLine =
     "shell's history; leave it out to be asked for it, pipe it in with --password-stdin or "
     "--ticket-stdin, or name a file that holds it with --set-file or --set-json-file";
 
-std::string lowered(std::string text) {
-  for (char& letter : text) {
-    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
-  }
-  return text;
-}
-
 // Whether a parameter of that name holds what nobody else may read: "passwd", "sso_ticket".
 bool isSecret(const std::string& key) {
-  std::string name;
-  for (const char letter : lowered(key)) {
-    if (letter >= 'a' && letter <= 'z') name += letter;
-  }
+  const std::string name = lettersOf(key);
   constexpr std::array kMarks = {"passw",  "passphrase", "passcode",  "pwd",
                                  "ticket", "secret",     "token",     "appkey",
                                  "apikey", "privatekey", "credential"};
@@ -100,17 +91,44 @@ std::pair<std::string, orx::URLSessionConfiguration::Address> mapping(const std:
   return {lowered(text.substr(0, equals)), std::move(address)};
 }
 
-}  // namespace
+void addServerOptions(CLI::App& app, GlobalOptions& options) {
+  CLI::Option* host = app.add_option("--host", options.host,
+                                     "The service's host, instead of those that were built in")
+                          ->type_name("HOST[:PORT]")
+                          ->envname("ORXACCOUNT_HOST");
+  app.add_option("--china-host", options.chinaHost, "The host of its China server, else --host")
+      ->type_name("HOST[:PORT]")
+      ->envname("ORXACCOUNT_CHINA_HOST")
+      ->needs(host);
+  app.add_option("--stage-host", options.stageHost,
+                 "The host of its development server, else --host")
+      ->type_name("HOST[:PORT]")
+      ->envname("ORXACCOUNT_STAGE_HOST")
+      ->needs(host);
+  app.add_option("--namespace", options.serviceNamespace,
+                 "The namespace of its elements, else the one that was built in")
+      ->type_name("URI")
+      ->envname("ORXACCOUNT_NAMESPACE")
+      ->needs(host);
+}
 
-void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
-  app.add_option("--app-id", options.appID, "The application's ID")->envname("ORXACCOUNT_APP_ID");
+// What the variable holds, unless it is empty.
+std::optional<std::string> fromEnvironment(const char* variable) {
+  const char* text = std::getenv(variable);
+  return text != nullptr && *text != 0 ? std::optional<std::string>(text) : std::nullopt;
+}
+
+void addApplication(CLI::App& app, GlobalOptions& options) {
+  app.add_option("--app-id", options.appID, "The application's ID")
+      ->type_name("ID")
+      ->envname("ORXACCOUNT_APP_ID");
+  options.appKey = fromEnvironment("ORXACCOUNT_APP_KEY");
   app.add_option_function<std::string>(
-      "--app-key-file",
-      [&options](const std::string& file) { options.appKey = readSecretFile(file); },
-      "A file that holds the application's key (else Env:ORXACCOUNT_APP_KEY, the key itself)");
-  if (const char* key = std::getenv("ORXACCOUNT_APP_KEY"); key != nullptr && *key != 0) {
-    options.appKey = key;
-  }
+         "--app-key-file",
+         [&options](const std::string& file) { options.appKey = readSecretFile(file); },
+         "A file that holds the application's key, instead of ORXACCOUNT_APP_KEY, which holds the "
+         "key itself")
+      ->type_name("FILE");
   app.add_option_function<std::string>(
          "--app-key",
          [](const std::string&) {
@@ -121,22 +139,83 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
       ->group("");
   app.add_option("--identifier", options.identifier,
                  "The application identifier that the stored user belongs to")
+      ->type_name("ID")
       ->envname("ORXACCOUNT_IDENTIFIER")
       ->capture_default_str();
+}
+
+// A password may hold any letter; so whatever stands before an "@" is looked at.
+bool holdsPassword(std::string_view proxy) {
+  const auto scheme = proxy.find("://");
+  if (scheme != std::string_view::npos) proxy.remove_prefix(scheme + 3);
+  const auto at = proxy.rfind('@');
+  return at != std::string_view::npos && proxy.substr(0, at).find(':') != std::string_view::npos;
+}
+
+void setTimeout(GlobalOptions& options, const std::string& text) {
+  constexpr double kLongest = 1e6;
+  double seconds = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, problem] = std::from_chars(text.data(), end, seconds);
+  if (problem != std::errc() || stop != end || !(seconds >= 0.001 && seconds <= kLongest)) {
+    throw usageFailure(
+        "--timeout takes a number of seconds up to a million, for example 2.5, not '" + text +
+        '\'');
+  }
+  options.timeout = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+}
+
+void addTransfer(CLI::App& app, GlobalOptions& options) {
   app.add_option("--connect", options.connect,
-                 "HOST=ADDRESS:PORT: reach HOST there; its certificate is checked all the same")
+                 "Reach HOST there; its certificate is checked all the same; may be repeated")
+      ->type_name("HOST=ADDRESS:PORT")
       ->envname("ORXACCOUNT_CONNECT")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->delimiter(',');
   app.add_option("--ca-file", options.caFile,
                  "PEM file of the certificate authorities to trust, instead of the system's")
+      ->type_name("FILE")
       ->envname("ORXACCOUNT_CA_FILE");
+  options.proxy = fromEnvironment("ORXACCOUNT_PROXY");
+  app.add_option_function<std::string>(
+         "--proxy",
+         [&options](const std::string& url) {
+           if (holdsPassword(url)) {
+             throw usageFailure(
+                 "--proxy: the password would show in the process list (ps); put the URL into the "
+                 "variable ORXACCOUNT_PROXY, or name a file that holds it with --proxy-file");
+           }
+           options.proxy = url;
+         },
+         "The proxy, for example socks5h://localhost:1080, instead of the one that https_proxy "
+         "names; an empty text means none")
+      ->type_name("URL");
+  app.add_option_function<std::string>(
+         "--proxy-file",
+         [&options](const std::string& file) { options.proxy = readSecretFile(file); },
+         "A file that holds the proxy's URL, for one with a password, instead of ORXACCOUNT_PROXY")
+      ->type_name("FILE");
+  app.add_option_function<std::string>(
+         "--timeout", [&options](const std::string& text) { setTimeout(options, text); },
+         "How long to wait without any progress [60]")
+      ->type_name("SECONDS")
+      ->envname("ORXACCOUNT_TIMEOUT");
+}
+
+}  // namespace
+
+void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
+  addApplication(app, options);
+  addServerOptions(app, options);
+  addTransfer(app, options);
   app.add_flag("--china", options.china, "Use the China servers");
   app.add_flag("--stage", options.stage, "Report the development servers' addresses");
   app.add_flag("--json", options.json, "Print one JSON object");
   app.add_flag("-v,--verbose", options.verbose,
                "Tell on standard error what observers and the delegate are told");
+  app.add_flag("--show-ticket", options.showTicket,
+               "Print tickets too; whoever reads one can act as the user");
 }
 
 CLI::App& addCommand(CLI::App& app, const char* name, const char* description,
@@ -146,8 +225,9 @@ CLI::App& addCommand(CLI::App& app, const char* name, const char* description,
   return *command;
 }
 
-void addText(CLI::App& command, const char* names, std::string& value, const char* description) {
-  command.add_option(names, value, description);
+void addText(CLI::App& command, const char* names, std::string& value, const char* description,
+             const char* type) {
+  command.add_option(names, value, description)->type_name(type);
 }
 
 void addRequiredText(CLI::App& command, const char* names, std::string& value,
@@ -161,21 +241,29 @@ void addFlag(CLI::App& command, const char* name, bool& value, const char* descr
 
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options) {
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
-  configuration.caFile = options.caFile;
-  for (const std::string& text : options.connect) configuration.connectTo.insert(mapping(text));
+  configuration.setCaFile(options.caFile);
+  // Backwards, since of two addresses for one host the first counts.
+  for (const std::string& text : std::views::reverse(options.connect)) {
+    const auto [host, address] = mapping(text);
+    configuration.setConnectTo(host, address);
+  }
+  configuration.setProxy(options.proxy);
+  if (options.timeout) configuration.setTimeoutIntervalForRequest(*options.timeout);
   return configuration;
 }
 
 void ParameterOptions::addTo(CLI::App& command) {
-  const auto add = [&](const char* name, std::vector<std::string>& pairs, const char* description) {
+  const auto add = [&](const char* name, std::vector<std::string>& pairs, const char* type,
+                       const char* description) {
     command.add_option(name, pairs, description)
+        ->type_name(type)
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   };
-  add("--set", pairs_, "KEY=VALUE: a parameter of text; may be repeated");
-  add("--set-json", jsonPairs_, "KEY=JSON: a parameter of any kind; may be repeated");
-  add("--set-file", filePairs_, "KEY=FILE: a parameter whose text the file holds, for secrets");
-  add("--set-json-file", jsonFilePairs_, "KEY=FILE: a parameter whose JSON the file holds");
+  add("--set", pairs_, "KEY=VALUE", "A parameter of text; may be repeated");
+  add("--set-json", jsonPairs_, "KEY=JSON", "A parameter of any kind; may be repeated");
+  add("--set-file", filePairs_, "KEY=FILE", "A parameter whose text the file holds, for secrets");
+  add("--set-json-file", jsonFilePairs_, "KEY=FILE", "A parameter whose JSON the file holds");
   refuseSecrets(command);
 }
 

@@ -3,6 +3,7 @@
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 #include <ORXAccount/platform/Value.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -22,13 +23,20 @@ namespace tool {
 struct GlobalOptions {
   std::optional<std::string> appID;
   std::optional<std::string> appKey;
+  std::optional<std::string> host;
+  std::optional<std::string> chinaHost;
+  std::optional<std::string> stageHost;
+  std::optional<std::string> serviceNamespace;
   std::string identifier = "com.orva.account.cli";
   std::vector<std::string> connect;
   std::optional<std::string> caFile;
+  std::optional<std::string> proxy;
+  std::optional<std::chrono::milliseconds> timeout;
   bool china = false;
   bool stage = false;
   bool json = false;
   bool verbose = false;
+  bool showTicket = false;
 };
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options);
@@ -36,8 +44,10 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options);
 // Adds a command that runs `run` when it has been parsed.
 CLI::App& addCommand(CLI::App& app, const char* name, const char* description,
                      std::function<void()> run);
-// Adds an option or, for names without a dash, an argument whose text goes to `value`.
-void addText(CLI::App& command, const char* names, std::string& value, const char* description);
+// Adds an option or, for names without a dash, an argument whose text goes to `value`. `type` is
+// what the help calls the text; one that ends in FILE is completed to a file's name.
+void addText(CLI::App& command, const char* names, std::string& value, const char* description,
+             const char* type);
 void addRequiredText(CLI::App& command, const char* names, std::string& value,
                      const char* description);
 void addFlag(CLI::App& command, const char* name, bool& value, const char* description);

@@ -1,11 +1,17 @@
 #include "Output.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <iostream>
+#include <limits>
 #include <utility>
 
 #include "JSON.h"
 #include "Printable.h"
+#include "Progress.h"
+#include "Secrets.h"
 
 namespace tool {
 namespace {
@@ -59,17 +65,46 @@ void printFieldLines(const orx::Dictionary& fields) {
   }
 }
 
-}  // namespace
-
-void Output::printFields(const orx::Dictionary& fields) const {
-  json_ ? printJSON(fields) : printFieldLines(fields);
+orx::Value withoutTickets(const orx::Value& value) {
+  if (const orx::Array* array = value.array()) {
+    orx::Array rest;
+    for (const orx::Value& element : *array) rest.push_back(withoutTickets(element));
+    return rest;
+  }
+  if (const orx::Dictionary* dictionary = value.dictionary()) {
+    std::vector<orx::Dictionary::Entry> rest;
+    for (const auto& [key, entry] : *dictionary) {
+      if (!namesTicket(key)) rest.emplace_back(key, withoutTickets(entry));
+    }
+    return orx::Dictionary(std::move(rest));
+  }
+  return value;
 }
 
-void Output::printValue(const std::string& key, const orx::Value& value) const {
+// The columns of the terminal that standard output is; else a table is as wide as it is.
+std::size_t widestTable() {
+  winsize size = {};
+  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : std::numeric_limits<std::size_t>::max();
+}
+
+}  // namespace
+
+orx::Value Output::shown(const orx::Value& value) const {
+  return showsTickets_ ? value : withoutTickets(value);
+}
+
+void Output::printFields(const orx::Dictionary& fields) const {
+  const orx::Value rest = shown(fields);
+  json_ ? printJSON(*rest.dictionary()) : printFieldLines(*rest.dictionary());
+}
+
+void Output::printValue(const std::string& key, const orx::Value& whole) const {
+  const orx::Value value = shown(whole);
   if (json_) return printJSON({{key, value}});
   if (value.dictionary() != nullptr) return printFieldLines(*value.dictionary());
   if (value.array() == nullptr) return printLine(std::cout, lineOf(value));
-  if (const auto table = tableOf(*value.array())) {
+  if (const auto table = tableOf(*value.array(), widestTable())) {
     for (const std::string& line : *table) printLine(std::cout, line);
   } else {
     for (const orx::Value& element : *value.array()) printLine(std::cout, lineOf(element));
@@ -77,7 +112,7 @@ void Output::printValue(const std::string& key, const orx::Value& value) const {
 }
 
 void Output::printDone(const std::string& sentence, const orx::Dictionary& fields) const {
-  if (json_) return printJSON(fields);
+  if (json_) return printFields(fields);
   printLine(std::cout, sentence);
 }
 
@@ -97,6 +132,9 @@ void Output::printFailure(const Failure& failure) const {
   printJSON({{"error", error}});
 }
 
-void printMessage(std::string_view line) { printLine(std::cerr, line); }
+void printMessage(std::string_view line) {
+  Progress::clear();
+  printLine(std::cerr, line);
+}
 
 }  // namespace tool

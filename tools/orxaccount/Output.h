@@ -9,15 +9,16 @@
 
 #include "ExitCode.h"
 #include "Failure.h"
+#include "Options.h"
 
 namespace tool {
 
-// Prints a command's result on standard output: one JSON object, or text for people.
+// Prints a command's result on standard output: one JSON object, or text for people. Entries named
+// after a ticket are left out, at any depth, unless the user asked for them.
 class Output {
  public:
-  explicit Output(bool json) : json_(json) {}
-
-  bool json() const { return json_; }
+  explicit Output(const GlobalOptions& options)
+      : json_(options.json), showsTickets_(options.showTicket) {}
 
   // One object; as text one line for each field that holds something, nested values as JSON.
   void printFields(const orx::Dictionary& fields) const;
@@ -31,16 +32,21 @@ class Output {
   void printFailure(const Failure& failure) const;
 
  private:
+  orx::Value shown(const orx::Value& value) const;
+
   bool json_;
+  bool showsTickets_;
 };
 
 // Writes one line of text to standard error, in one piece, or the lines of several threads would
 // mix.
 void printMessage(std::string_view line);
 
-// The lines of a table with the union of the rows' keys as columns. Absent when a row is no
-// dictionary or an empty one, when there is no row, and for more than 64 columns: a table with
-// thousands of columns would take gigabytes.
-std::optional<std::vector<std::string>> tableOf(const orx::Array& rows);
+// The lines of a table with the union of the rows' keys as columns. Where it is wider than
+// `widest`, its widest columns are cut, and the cells there end in an ellipsis; a table of so many
+// columns that none would have room is not. Absent when a row is no dictionary or an empty one,
+// when there is no row, and for more than 64 columns: a table with thousands of columns would take
+// gigabytes.
+std::optional<std::vector<std::string>> tableOf(const orx::Array& rows, std::size_t widest);
 
 }  // namespace tool

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -37,16 +38,21 @@ std::string fileNameFor(const orx::ORVAAccountUser& user, const PictureFormat& f
   throw Failure{ExitCode::Storage, "cannot write " + place + ": " + std::strerror(errno)};
 }
 
-// Makes the file, or fails where something of that name is: O_EXCL follows no link.
-void writeNew(const std::string& place, std::string_view bytes) {
-  const int file = open(place.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (file < 0) failToWrite(place);
-  bool done = true;
-  while (done && !bytes.empty()) {
+// Writes all, or says in errno why not.
+bool writeAll(int file, std::string_view bytes) {
+  while (!bytes.empty()) {
     const ssize_t written = write(file, bytes.data(), bytes.size());
-    done = written > 0 || (written < 0 && errno == EINTR);
+    if (written == 0 || (written < 0 && errno != EINTR)) return false;
     if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
   }
+  return true;
+}
+
+// Makes the file, or fails where something of that name is: O_EXCL follows no link.
+void writeNew(const std::string& place, std::string_view bytes, mode_t rights) {
+  const int file = open(place.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, rights);
+  if (file < 0) failToWrite(place);
+  const bool done = writeAll(file, bytes);
   // Some file systems report a full disk only when the file is closed.
   if (close(file) == 0 && done) return;
   const int problem = errno;
@@ -55,16 +61,36 @@ void writeNew(const std::string& place, std::string_view bytes) {
   failToWrite(place);
 }
 
+// While it lives, signals that end the process wait, or a file would be left behind half written.
+class SignalsWait {
+ public:
+  SignalsWait() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  SignalsWait(const SignalsWait&) = delete;
+  SignalsWait& operator=(const SignalsWait&) = delete;
+  ~SignalsWait() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_ = {};
+};
+
 // A link is replaced, not followed: where it leads may be another's file. What is neither a file
 // nor a link stays, or /dev/null would become a picture.
 void replace(const std::string& place, std::string_view bytes) {
   struct stat before = {};
-  if (lstat(place.c_str(), &before) == 0 && !S_ISREG(before.st_mode) && !S_ISLNK(before.st_mode)) {
+  const bool exists = lstat(place.c_str(), &before) == 0;
+  if (exists && !S_ISREG(before.st_mode) && !S_ISLNK(before.st_mode)) {
     throw Failure{ExitCode::Storage, "cannot write " + place + ": it is no file"};
   }
+  const bool isFile = exists && S_ISREG(before.st_mode);
   const std::string whole = place + ".new-" + std::to_string(getpid());
-  writeNew(whole, bytes);
-  if (rename(whole.c_str(), place.c_str()) == 0) return;
+  writeNew(whole, bytes, isFile ? S_IRUSR | S_IWUSR : 0666);
+  // Who could not read the file that is replaced cannot read the picture.
+  const bool keepsRights = !isFile || chmod(whole.c_str(), before.st_mode & 0777) == 0;
+  if (keepsRights && rename(whole.c_str(), place.c_str()) == 0) return;
   const int problem = errno;
   unlink(whole.c_str());
   errno = problem;
@@ -72,12 +98,13 @@ void replace(const std::string& place, std::string_view bytes) {
 }
 
 void save(const orx::Data& picture, const std::string& place, bool force) {
+  const SignalsWait wait;
   if (force) return replace(place, picture.text());
   struct stat before = {};
   if (lstat(place.c_str(), &before) == 0) {
     throw Failure{ExitCode::Storage, place + " exists already; --force replaces it"};
   }
-  writeNew(place, picture.text());
+  writeNew(place, picture.text(), 0666);
 }
 
 // The current folder may have been removed, and nothing can be written there then.
@@ -90,24 +117,54 @@ std::string placeOf(const std::string& file) {
   return place.string();
 }
 
+orx::Dictionary fieldsOf(const PictureFormat& format, const orx::Data& picture) {
+  orx::Dictionary fields{{"format", format.name}, {"bytes", picture.size()}};
+  if (format.size) {
+    fields.set("width", format.size->width);
+    fields.set("height", format.size->height);
+  }
+  return fields;
+}
+
+std::string describe(const PictureFormat& format, const orx::Data& picture) {
+  std::string text = format.name + " picture, ";
+  if (format.size) {
+    text += std::to_string(format.size->width) + " x " + std::to_string(format.size->height) +
+            " pixels, ";
+  }
+  return text + std::to_string(picture.size()) + " bytes";
+}
+
+// The file name that stands for standard output.
+constexpr std::string_view kStandardOutput = "-";
+
+// Looked at before anything is loaded.
+void requireOutputForBytes(const GlobalOptions& options) {
+  if (options.json) throw usageFailure("-o - writes the picture itself, so --json has no place");
+  if (isatty(STDOUT_FILENO) == 1) {
+    throw usageFailure("-o - would write the picture to the terminal; redirect it, or name a file");
+  }
+}
+
 void runPicture(const GlobalOptions& options, const std::string& output, bool force) {
+  const bool toOutput = output == kStandardOutput;
+  if (toOutput) requireOutputForBytes(options);
   Session session(options);
   const auto user = Session::signedInUser();
   const orx::Data picture = session.loadPicture(*user);
   if (picture.empty()) throw Failure{ExitCode::Refused, "the service sent an empty picture"};
   const PictureFormat format = formatOf(picture);
+  const std::string description = describe(format, picture);
+  if (toOutput) {
+    if (options.verbose) printMessage(description);
+    if (!writeAll(STDOUT_FILENO, picture.text())) failToWrite("to standard output");
+    return;
+  }
   const std::string place = placeOf(output.empty() ? fileNameFor(*user, format) : output);
   save(picture, place, force);
-  orx::Dictionary fields{{"format", format.name}, {"bytes", picture.size()}, {"file", place}};
-  std::string sentence = format.name + " picture, ";
-  if (format.size) {
-    fields.set("width", format.size->width);
-    fields.set("height", format.size->height);
-    sentence += std::to_string(format.size->width) + " x " + std::to_string(format.size->height) +
-                " pixels, ";
-  }
-  sentence += std::to_string(picture.size()) + " bytes, saved as " + place;
-  Output(options.json).printDone(sentence, fields);
+  orx::Dictionary fields = fieldsOf(format, picture);
+  fields.set("file", place);
+  Output(options).printDone(description + ", saved as " + place, fields);
 }
 
 }  // namespace
@@ -119,7 +176,8 @@ void addPictureCommand(CLI::App& app, const GlobalOptions& options) {
       addCommand(app, "picture", "Save the signed-in user's picture",
                  [&options, output, force] { runPicture(options, *output, *force); });
   addText(command, "-o,--output", *output,
-          "The file to write; without it, one named after the customer");
+          "The file to write, or - for standard output; without it, one named after the customer",
+          "FILE");
   addFlag(command, "--force", *force, "Replace a file, or a link, that is there already");
 }
 

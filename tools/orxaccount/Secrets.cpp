@@ -121,6 +121,23 @@ std::string readSecretFile(const std::string& file) {
   return text;
 }
 
+std::string lowered(std::string text) {
+  for (char& letter : text) {
+    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+  }
+  return text;
+}
+
+std::string lettersOf(const std::string& name) {
+  std::string letters = lowered(name);
+  std::erase_if(letters, [](char letter) { return letter < 'a' || letter > 'z'; });
+  return letters;
+}
+
+bool namesTicket(const std::string& name) {
+  return lettersOf(name).find("ticket") != std::string::npos;
+}
+
 std::string ticketFor(const ParameterOptions& input) {
   if (input.ticketFromInput()) return readSecretLine("--ticket-stdin");
   return askForSecret("Ticket", "--ticket-stdin");

@@ -21,6 +21,13 @@ std::string readSecretLine(const std::string& option);
 // it cannot be read, is empty or has more than 4 MB.
 std::string readSecretFile(const std::string& file);
 
+// The text with its capital letters, of ASCII, as small ones.
+std::string lowered(std::string text);
+// A name's letters alone, in lower case, so that "sso_Ticket" and "ssoticket" are one.
+std::string lettersOf(const std::string& name);
+// Whether an entry of that name holds a ticket.
+bool namesTicket(const std::string& name);
+
 // The ticket of a command: from standard input when the options say so, else asked for.
 std::string ticketFor(const ParameterOptions& input);
 

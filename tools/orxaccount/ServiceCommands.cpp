@@ -15,16 +15,16 @@ using Handler = orx::ORVAAccountAPICompletionHandler;
 using Start = std::function<void(orx::ORVAAccountAPI&, Handler)>;
 
 // For a list that it does not have, the service sends a description and no data. The library
-// reports that as a success, so this command looks at the data.
+// reports that as a success, and a failed transfer too, so this command looks at the data.
 void runList(const GlobalOptions& options, const Start& start) {
   Session session(options);
   const auto result = session.call(start);
   if (result->returnData().isNull()) {
+    if (result->transferError()) throw failureOf(result->transferError());
     const std::string words = result->resultDescription().value_or("");
-    throw Failure{ExitCode::Refused,
-                  words.empty() ? "no list came: no answer, or one that holds none" : words};
+    throw Failure{ExitCode::Refused, words.empty() ? "the answer holds no list" : words};
   }
-  Output(options.json).printValue("list", result->returnData());
+  Output(options).printValue("list", result->returnData());
 }
 
 void runSSO(const GlobalOptions& options, const ParameterOptions& input) {
@@ -41,7 +41,7 @@ void runSSO(const GlobalOptions& options, const ParameterOptions& input) {
     const std::string words = result->resultDescription().value_or("");
     throw Failure{ExitCode::Refused, words.empty() ? "the service opened no session" : words};
   }
-  Output(options.json).printDone(address, {{"returnData", address}});
+  Output(options).printDone(address, {{"returnData", address}});
 }
 
 void runCall(const GlobalOptions& options, const std::string& apiID,
@@ -57,7 +57,7 @@ void runCall(const GlobalOptions& options, const std::string& apiID,
   const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
     api.commonWithApiId_parameters_completionHandler(apiID, parameters, std::move(handler));
   });
-  Output(options.json).printValue("returnData", result->returnData());
+  Output(options).printValue("returnData", result->returnData());
 }
 
 // Collects the elements that hold text, each under its name.
@@ -98,7 +98,7 @@ void runUserData(const GlobalOptions& options, const ParameterOptions& input) {
     api.getUserData_completionHandler(orx::Dictionary{{orx::kORVAAccounTicket, ticket}},
                                       std::move(handler));
   });
-  Output(options.json).printValue("userData", readUserData(result->returnData()));
+  Output(options).printValue("userData", readUserData(result->returnData()));
 }
 
 void addLists(CLI::App& app, const GlobalOptions& options) {

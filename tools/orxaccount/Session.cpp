@@ -3,13 +3,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <iostream>
+#include <future>
 #include <sstream>
 #include <utility>
 
 #include "Failure.h"
 #include "Output.h"
-#include "Waiting.h"
+#include "Progress.h"
 
 namespace tool {
 namespace {
@@ -56,7 +56,14 @@ struct Picture {
   std::shared_ptr<orx::Error> error;
 };
 
+template <typename Outcome>
+Outcome waitFor(std::future<Outcome> outcome, const char* what) {
+  const Progress progress(what);
+  return outcome.get();
+}
+
 void requireStored(const std::shared_ptr<orx::ORVAAccountUser>& user) {
+  const Progress progress("waiting for the store of the user");
   const auto stored = orx::ORVAAccountUserCache::sharedInstance()->cachedUser();
   const bool nothingToCompare = stored && !user->userInfo();
   if (nothingToCompare || (stored && stored->isEqualToUser(user.get()))) return;
@@ -97,12 +104,17 @@ Session::Session(const GlobalOptions& options)
   orx::Bundle::mainBundle()->setBundleIdentifier(options.identifier);
   orx::setKeychainPromptsAllowed(somebodyCanBeAsked());
   orx::URLSessionConfiguration::setDefaultConfiguration(urlSessionConfiguration(options));
+  if (options.host) {
+    orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+        *options.host, options.chinaHost, options.stageHost, options.serviceNamespace);
+  }
   orx::ORVAAccountLoginManager::setLoginServerIsCN(options.china);
   orx::ORVAAccountLoginManager::sharedInstance()->setDelegate(delegate_);
   if (options.verbose) {
     observation_ = orx::NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
         orx::ORVAAccountUserDidChangeNotification, nullptr, tellNotification);
   }
+  const Progress progress("waiting for the store of the user");
   orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
       std::nullopt, options.appKey, options.appID, options.stage);
 }

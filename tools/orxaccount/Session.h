@@ -13,7 +13,8 @@ namespace tool {
 // Starts the library for one command and waits for its callbacks, which come on other threads.
 class Session {
  public:
-  // Configures the library and restores the stored user. Throws a Failure for malformed options.
+  // Configures the library and restores the stored user. Throws a Failure for malformed options,
+  // std::invalid_argument for servers that cannot be.
   explicit Session(const GlobalOptions& options);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

@@ -15,20 +15,22 @@ void showSignedIn(const GlobalOptions& options, const orx::ORVAAccountUser& user
     return field ? orx::Value(*field) : orx::Value(nullptr);
   };
   const std::string name = user.login().value_or(user.email().value_or("a user without a name"));
-  Output(options.json)
-      .printDone("signed in as " + name + ", customer " + user.cusID().value_or("unknown"),
-                 {{"signedIn", true},
-                  {"login", text(user.login())},
-                  {"cus_id", text(user.cusID())},
-                  {"ticket", text(user.ticket())}});
+  std::string sentence = "signed in as " + name + ", customer " + user.cusID().value_or("unknown");
+  if (options.showTicket) sentence += ", ticket " + user.ticket().value_or("none");
+  Output(options).printDone(sentence, {{"signedIn", true},
+                                       {"login", text(user.login())},
+                                       {"cus_id", text(user.cusID())},
+                                       {"ticket", text(user.ticket())}});
 }
 
 void runLogin(const GlobalOptions& options, const ParameterOptions& input) {
   orx::Dictionary parameters = input.parameters();
+  Session session(options);
+  // The connection is there by the time the password has been typed.
+  if (!input.passwordFromInput()) orx::ORVAAccountAPI::prepareConnection();
   parameters.set(orx::kORVAAccountPassword, input.passwordFromInput()
                                                 ? readSecretLine("--password-stdin")
                                                 : askForSecret("Password", "--password-stdin"));
-  Session session(options);
   showSignedIn(options, *session.signIn([&](orx::ORVAAccountLoginManager& manager) {
     manager.loginWithParameters(parameters);
   }));

@@ -24,6 +24,8 @@ struct DevelopmentServiceOptions {
   // this build of the library knows.
   std::string globalHost{};
   std::string chinaHost{};
+  // The one namespace in which SOAP calls are known; empty to answer each in its own.
+  std::string serviceNamespace{};
   // Application keys by application ID.
   std::map<std::string, std::string> applications{{"demo-app", "demo-key"}};
 

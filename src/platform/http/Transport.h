@@ -42,14 +42,24 @@ using TransferHandler = std::function<void(const TransferOutcome& outcome)>;
 // Starts a transfer and returns at once; from any thread. The handler may be empty; else it is
 // called once, on a background worker, never inside this call and in no order with other handlers.
 // It may block, for other transfers go on meanwhile. Only when the process ends first is it neither
-// called nor destroyed. `configuration` must not be null. Throws std::system_error when the system
+// called nor destroyed. Throws std::system_error when the system
 // has not a single thread to report from, and std::bad_alloc without memory: nothing is sent then,
 // and the handler is not called.
 //
 // A request is sent at most once: when its connection is lost after a byte has left, that is the
 // outcome. A GET follows 301, 302, 303, 307 and 308 to the place that they name. A POST that is
 // answered by 301, 302 or 303 goes on as a GET without a body. Any other 3xx is the reply.
-void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+void startTransfer(URLRequest request, URLSessionConfiguration configuration,
                    TransferHandler handler);
+
+// Makes a connection to the URL's server ready for the next transfer of the same configuration:
+// name, TCP, proxy, TLS and trust. Not a byte of a request leaves. Returns at once; from any
+// thread. Does nothing while such a connection is idle or on its way. Reports nothing: what hinders
+// it, the next transfer meets and reports. Throws as startTransfer() does.
+void prepareConnection(URL url, URLSessionConfiguration configuration);
+
+// The names and versions of what carries the transfers, the TLS library included: words of the form
+// NAME/VERSION with a blank between them. From any thread.
+std::string transportVersions();
 
 }  // namespace orx::platform

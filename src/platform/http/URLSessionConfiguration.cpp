@@ -1,4 +1,4 @@
-#include "platform/http/URLSessionConfiguration.h"
+#include <ORXAccount/platform/URLSessionConfiguration.h>
 
 #include <utility>
 
@@ -10,26 +10,100 @@ using namespace platform;
 
 namespace {
 
-using SharedConfiguration = std::shared_ptr<const URLSessionConfiguration>;
+constexpr std::chrono::milliseconds usualTimeout{60'000};
 
-Guarded<SharedConfiguration>& inForce() {
-  static constinit ProcessWide<Guarded<SharedConfiguration>> configuration;
-  return configuration.get(
-      [] { return Guarded<SharedConfiguration>(std::make_shared<URLSessionConfiguration>()); });
+Guarded<URLSessionConfiguration>& inForce() {
+  static constinit ProcessWide<Guarded<URLSessionConfiguration>> configuration;
+  return configuration.get();
 }
 
 }  // namespace
 
-std::shared_ptr<const URLSessionConfiguration> platform::sharedDefaultConfiguration() {
-  return inForce().get();
+struct URLSessionConfiguration::Content {
+  std::optional<std::string> caFile;
+  std::optional<std::string> proxy;
+  std::string proxyExceptions;
+  std::map<std::string, Address> connectTo;
+  std::chrono::milliseconds timeoutIntervalForRequest = usualTimeout;
+  std::size_t maximumBodySize = std::size_t{64} * 1024 * 1024;
+  std::size_t maximumHeaderSize = std::size_t{256} * 1024;
+
+  friend bool operator==(const Content&, const Content&) = default;
+};
+
+URLSessionConfiguration::URLSessionConfiguration() : content_(std::make_shared<Content>()) {}
+
+// A copy of its own, since other handles, on other threads too, may read what there is.
+URLSessionConfiguration::Content& URLSessionConfiguration::changeable() {
+  auto copy = std::make_shared<Content>(*content_);
+  Content& content = *copy;
+  content_ = std::move(copy);
+  return content;
 }
 
-URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
-  return *sharedDefaultConfiguration();
+const std::optional<std::string>& URLSessionConfiguration::caFile() const {
+  return content_->caFile;
 }
+
+void URLSessionConfiguration::setCaFile(std::optional<std::string> caFile) {
+  changeable().caFile = std::move(caFile);
+}
+
+const std::optional<std::string>& URLSessionConfiguration::proxy() const { return content_->proxy; }
+
+void URLSessionConfiguration::setProxy(std::optional<std::string> proxy) {
+  changeable().proxy = std::move(proxy);
+}
+
+const std::string& URLSessionConfiguration::proxyExceptions() const {
+  return content_->proxyExceptions;
+}
+
+void URLSessionConfiguration::setProxyExceptions(std::string proxyExceptions) {
+  changeable().proxyExceptions = std::move(proxyExceptions);
+}
+
+const std::map<std::string, URLSessionConfiguration::Address>& URLSessionConfiguration::connectTo()
+    const {
+  return content_->connectTo;
+}
+
+void URLSessionConfiguration::setConnectTo(std::string host, Address address) {
+  changeable().connectTo.insert_or_assign(std::move(host), std::move(address));
+}
+
+std::chrono::milliseconds URLSessionConfiguration::timeoutIntervalForRequest() const {
+  return content_->timeoutIntervalForRequest;
+}
+
+void URLSessionConfiguration::setTimeoutIntervalForRequest(
+    std::chrono::milliseconds timeoutIntervalForRequest) {
+  changeable().timeoutIntervalForRequest =
+      timeoutIntervalForRequest.count() > 0 ? timeoutIntervalForRequest : usualTimeout;
+}
+
+std::size_t URLSessionConfiguration::maximumBodySize() const { return content_->maximumBodySize; }
+
+void URLSessionConfiguration::setMaximumBodySize(std::size_t maximumBodySize) {
+  changeable().maximumBodySize = maximumBodySize;
+}
+
+std::size_t URLSessionConfiguration::maximumHeaderSize() const {
+  return content_->maximumHeaderSize;
+}
+
+void URLSessionConfiguration::setMaximumHeaderSize(std::size_t maximumHeaderSize) {
+  changeable().maximumHeaderSize = maximumHeaderSize;
+}
+
+URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() { return inForce().get(); }
 
 void URLSessionConfiguration::setDefaultConfiguration(URLSessionConfiguration configuration) {
-  inForce().set(std::make_shared<const URLSessionConfiguration>(std::move(configuration)));
+  inForce().set(std::move(configuration));
+}
+
+bool operator==(const URLSessionConfiguration& left, const URLSessionConfiguration& right) {
+  return left.content_ == right.content_ || *left.content_ == *right.content_;
 }
 
 }  // namespace orx

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "platform/http/TransportError.h"
-#include "platform/http/URLSessionConfiguration.h"
 #include "platform/queues/WorkerPool.h"
 
 namespace orx {
@@ -13,7 +12,7 @@ using namespace platform;
 URLSessionDataTask::URLSessionDataTask(const std::optional<URL>& url,
                                        TransferHandler completionHandler)
     : url_(url),
-      configuration_(sharedDefaultConfiguration()),
+      configuration_(URLSessionConfiguration::defaultConfiguration()),
       completionHandler_(std::move(completionHandler)) {}
 
 std::shared_ptr<URLSessionDataTask> URLSessionDataTask::dataTaskWithURL_completionHandler(
@@ -26,7 +25,7 @@ void URLSessionDataTask::resume() {
   if (isStarted_.exchange(true)) return;
   // The handler moves out, so that what it holds goes when it has reported, though the task stays.
   if (url_) {
-    return startTransfer({.url = *url_}, std::move(configuration_), std::move(completionHandler_));
+    return startTransfer({.url = *url_}, configuration_, std::move(completionHandler_));
   }
   auto job = makeJob([handler = std::move(completionHandler_)] {
     const auto error =

@@ -27,7 +27,7 @@ class URLSessionDataTask final : public Object {
   URLSessionDataTask(const std::optional<URL>& url, platform::TransferHandler completionHandler);
 
   const std::optional<URL> url_;
-  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  const URLSessionConfiguration configuration_;
   platform::TransferHandler completionHandler_;
   std::atomic<bool> isStarted_{false};
 };

@@ -46,7 +46,7 @@ TEST(FailingSystem, LetsNoSilentPeerHoldUpOthersWhereSocketsCannotBeSet) {
   TLSTestServer server(hosts, Answer::reply(200));
   const LoopbackListener mute;
   auto configuration = server.configuration();
-  configuration.connectTo["two.example"].port = mute.port();
+  configuration.setConnectTo("two.example", {"127.0.0.1", mute.port()});
   const FailingCalls failing(Function::fcntl, ENOMEM, 1);
   const auto stuck = std::make_shared<Outcomes>();
   start(configuration, getRequest("https://two.example/"), into(stuck));

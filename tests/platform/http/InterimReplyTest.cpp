@@ -93,7 +93,7 @@ TEST(InterimReply, FollowedBySilenceIsATimeOut) {
   answer.stalls = true;
   const TLSTestServer server({host}, answer);
   URLSessionConfiguration configuration = server.configuration();
-  configuration.timeoutIntervalForRequest = std::chrono::milliseconds(200);
+  configuration.setTimeoutIntervalForRequest(std::chrono::milliseconds(200));
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorTimedOut);
   EXPECT_EQ(outcome.statusCode, 0);
@@ -104,7 +104,7 @@ TEST(InterimReply, WithoutEndStopsAtTheHeadersCeiling) {
   while (heads.size() < 100'000) heads += interim(199).bytes;
   const TLSTestServer server({host}, Answer{.bytes = heads, .end = End::cut});
   URLSessionConfiguration configuration = server.configuration();
-  configuration.maximumHeaderSize = 10'000;
+  configuration.setMaximumHeaderSize(10'000);
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorDataLengthExceedsMaximum);
   EXPECT_EQ(outcome.statusCode, 0);

@@ -122,7 +122,8 @@ TEST_F(OutOfMemory, OfTheLibraryEndsOneCallWithAnErrorThatSaysSo) {
   for (int at = 1;; ++at) {
     auto configuration = server_.configuration();
     // Another configuration than the last one needs the most.
-    configuration.maximumBodySize -= static_cast<std::size_t>(at);
+    configuration.setMaximumBodySize(configuration.maximumBodySize() -
+                                     static_cast<std::size_t>(at));
     ofTheLibrary.begin(at);
     const Outcome outcome = call(configuration, request());
     if (!ofTheLibrary.end()) break;

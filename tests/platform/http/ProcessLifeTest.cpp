@@ -110,7 +110,7 @@ TEST_F(ProcessLife, EndsWhileCallsConnect) {
   ChildProcess child([&] {
     const LoopbackListener listener;
     auto configuration = server_.configuration();
-    configuration.connectTo["one.example"].port = listener.port();
+    configuration.setConnectTo("one.example", {"127.0.0.1", listener.port()});
     for (int i = 0; i < 20; ++i) {
       start(configuration, "/", [](const auto&) { _exit(1); });
     }
@@ -126,7 +126,7 @@ TEST_F(ProcessLife, TakesTheAnswersThatCameWhileItStoodStill) {
   constexpr int calls = 40;  // more than are looked at in one turn
   ChildProcess child([&] {
     auto configuration = server_.configuration();
-    configuration.timeoutIntervalForRequest = limit;
+    configuration.setTimeoutIntervalForRequest(limit);
     const auto outcomes = std::make_shared<Outcomes>();
     for (int i = 0; i < calls; ++i) start(configuration, "/slow", into(outcomes));
     for (int i = 0; i < calls; ++i) {

@@ -33,8 +33,7 @@ class Proxy : public ::testing::Test {
 
   Outcome call(URLRequest request) {
     auto configuration = server_.configurationFor({});
-    configuration.connectTo.clear();
-    configuration.proxy = proxy_.url();
+    configuration.setProxy(proxy_.url());
     return orx::testing::call(configuration, std::move(request));
   }
 
@@ -61,11 +60,10 @@ TEST_F(Proxy, TakesARequestOnceThoughItsConnectionIsLost) {
 
 TEST_F(Proxy, IsToldTheNameAndThePasswordOfItsURL) {
   auto configuration = server_.configurationFor({});
-  configuration.connectTo.clear();
   const std::string place = proxy_.url().substr(std::string("http://").size());
   for (const auto& [credentials, encoded] : std::vector<std::pair<std::string, std::string>>{
            {"joe:p%40ss%3A/", ""}, {"joe:p%40ss%3A", "am9lOnBAc3M6"}, {"joe", "am9lOg=="}}) {
-    configuration.proxy = "http://" + credentials + '@' + place;
+    configuration.setProxy("http://" + credentials + '@' + place);
     const Outcome outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
     if (encoded.empty()) {
       EXPECT_EQ(outcome.errorCode(), NSURLErrorCannotConnectToHost) << credentials;
@@ -80,8 +78,7 @@ TEST_F(Proxy, IsToldTheNameAndThePasswordOfItsURL) {
 
 TEST_F(Proxy, OfTheEnvironmentIsTheFirstThatIsNamedAtTheCall) {
   auto configuration = server_.configurationFor({});
-  configuration.connectTo.clear();
-  configuration.proxy.reset();
+  configuration.setProxy(std::nullopt);
   const char* names[] = {"ALL_PROXY", "all_proxy", "HTTPS_PROXY", "https_proxy"};
   for (const auto* name : names) {
     // One that is looked at earlier wins over those before it.
@@ -101,17 +98,17 @@ TEST_F(Proxy, IsLeftOutForTheHostsThatAreExcepted) {
   const auto direct = [&] {
     return orx::testing::call(configuration, getRequest("https://one.example/")).text() == "GET ";
   };
-  configuration.proxy = "http://127.0.0.1:1";
+  configuration.setProxy("http://127.0.0.1:1");
   EXPECT_FALSE(direct());
-  configuration.proxyExceptions = "two.example, one.example";
+  configuration.setProxyExceptions("two.example, one.example");
   EXPECT_TRUE(direct());
-  configuration.proxyExceptions = "two.example";
+  configuration.setProxyExceptions("two.example");
   EXPECT_FALSE(direct());
   // Those of the environment are the environment's proxy's alone.
   setenv("no_proxy", "*", 1);
   EXPECT_FALSE(direct());
-  configuration.proxy.reset();
-  configuration.proxyExceptions.clear();
+  configuration.setProxy(std::nullopt);
+  configuration.setProxyExceptions("");
   setenv("https_proxy", "http://127.0.0.1:1", 1);
   EXPECT_TRUE(direct());
   setenv("no_proxy", "two.example", 1);
@@ -131,9 +128,8 @@ TEST_F(Proxy, MaySayMoreThanAReplysHeaderMayHold) {
   const ConnectProxy talkative(
       server_.port(), "HTTP/1.1 200 Connected\r\nVia: " + std::string(2000, 'x') + "\r\n\r\n");
   auto configuration = server_.configurationFor({});
-  configuration.connectTo.clear();
-  configuration.proxy = talkative.url();
-  configuration.maximumHeaderSize = 1000;
+  configuration.setProxy(talkative.url());
+  configuration.setMaximumHeaderSize(1000);
   const auto outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.text(), "GET ");
 }
@@ -145,8 +141,7 @@ TEST_F(Proxy, IsNotBlamedForWhatTheServerDoesOverATunnelThatIsKept) {
   Program overTLS({"python3", "-B", ORX_TESTS_DIR "/support/tls_proxy.py",
                    (directory / "proxy.pem").string(), std::to_string(server_.port())});
   auto configuration = server_.configurationFor({});
-  configuration.connectTo.clear();
-  configuration.proxy = "https://127.0.0.1:" + overTLS.readLine();
+  configuration.setProxy("https://127.0.0.1:" + overTLS.readLine());
   const auto get = [&](const std::string& url) {
     return orx::testing::call(configuration, getRequest(url));
   };

@@ -18,10 +18,10 @@ TEST(ReceiveBuffer, HoldsALongAnswerAfterAFailureAndAnotherConfiguration) {
   TLSTestServer server({"one.example"}, [&](const auto&) { return Answer::reply(200, text); });
   for (int round = 0; round < 20; ++round) {
     auto unusable = URLSessionConfiguration::defaultConfiguration();
-    unusable.proxy = "http://[";
+    unusable.setProxy("http://[");
     EXPECT_NE(call(unusable, getRequest("https://one.example/")).errorCode(), 0);
-    unusable.proxy = "";
-    unusable.connectTo["one.example"] = {.host = "nowhere.invalid", .port = 1};
+    unusable.setProxy("");
+    unusable.setConnectTo("one.example", {"nowhere.invalid", 1});
     EXPECT_NE(call(unusable, getRequest("https://one.example/")).errorCode(), 0);
     const auto configuration = server.configurationFor({"one.example"});
     EXPECT_EQ(call(configuration, getRequest("https://one.example/")).text(), text);

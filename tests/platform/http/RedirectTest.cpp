@@ -97,7 +97,7 @@ TEST(Redirect, GoesWhereEachRequestSaysWhateverWentBefore) {
               "POST one.example/?b text/plain");
     EXPECT_EQ(call(configuration, getRequest("https://two.example/?a")).text(),
               "GET two.example/?a -");
-    configuration.maximumBodySize -= 1;
+    configuration.setMaximumBodySize(configuration.maximumBodySize() - 1);
     EXPECT_EQ(call(configuration, getRequest("https://two.example/?a")).text(),
               "GET two.example/?a -");
   }
@@ -198,7 +198,7 @@ TEST(Redirect, FollowsNoRedirectAwayFromHTTPS) {
 TEST(Redirect, ReportsTheErrorAloneWhenARedirectLeadsNowhere) {
   TLSTestServer server({"one.example"}, redirect(302, "https://gone.example/"));
   auto configuration = server.configuration();
-  configuration.connectTo["gone.example"] = {"127.0.0.1", 1};
+  configuration.setConnectTo("gone.example", {"127.0.0.1", 1});
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorCannotConnectToHost);
   EXPECT_EQ(outcome.statusCode, 0);

@@ -114,7 +114,7 @@ struct ProxyOverTLS {
 
   URLSessionConfiguration configuration() const {
     auto configuration = server.configurationFor({});
-    configuration.proxy = "https://127.0.0.1:" + std::to_string(server.port());
+    configuration.setProxy("https://127.0.0.1:" + std::to_string(server.port()));
     return configuration;
   }
   bool wasAsked() const { return !server.requests().empty(); }
@@ -147,10 +147,10 @@ TEST(TLSPolicy, NamesTheServerThatIsReachedWithoutTheProxy) {
   const TLSTestServer server(
       {host}, [](const auto&) { return Answer::reply(200); }, CertificateFault::unknownAuthority);
   auto configuration = server.configuration();
-  configuration.proxy = proxy.configuration().proxy;
+  configuration.setProxy(proxy.configuration().proxy());
   // The proxy first: what libcurl remembers of it must not colour the next call.
   for (const std::string exceptions : {"two.example", "one.example"}) {
-    configuration.proxyExceptions = exceptions;
+    configuration.setProxyExceptions(exceptions);
     const std::string named = exceptions == host ? host : "the proxy 127.0.0.1";
     EXPECT_THAT(get(configuration).error->localizedDescription(),
                 HasSubstr("could not trust the certificate of " + named + ": "));

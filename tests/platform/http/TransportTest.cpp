@@ -27,8 +27,8 @@ std::string description(const Outcome& outcome) {
 
 TEST(Transport, SaysWhatWhereAndWhyWhenItCannotConnect) {
   URLSessionConfiguration configuration;
-  configuration.proxy = "";
-  configuration.connectTo["one.example"] = {"127.0.0.1", 1};
+  configuration.setProxy("");
+  configuration.setConnectTo("one.example", {"127.0.0.1", 1});
   const Outcome outcome = call(configuration, getRequest("https://one.example/x"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorCannotConnectToHost);
   EXPECT_EQ(description(outcome), "could not connect to one.example: Connection refused");
@@ -38,7 +38,7 @@ TEST(Transport, SaysWhatWhereAndWhyWhenItCannotConnect) {
 
 TEST(Transport, ReportsAHostThatIsNotFound) {
   URLSessionConfiguration configuration;
-  configuration.proxy = "";
+  configuration.setProxy("");
   const Outcome outcome = call(configuration, getRequest("https://nowhere.invalid/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorCannotFindHost);
   EXPECT_THAT(description(outcome), HasSubstr("could not find the host nowhere.invalid"));
@@ -46,7 +46,7 @@ TEST(Transport, ReportsAHostThatIsNotFound) {
 
 TEST(Transport, SpeaksHTTPSOnly) {
   URLSessionConfiguration configuration;
-  configuration.proxy = "";
+  configuration.setProxy("");
   for (const auto* url : {"http://127.0.0.1:1/", "ftp://127.0.0.1:1/", "gopher://127.0.0.1:1/"}) {
     EXPECT_EQ(call(configuration, getRequest(url)).errorCode(), NSURLErrorUnsupportedURL) << url;
   }
@@ -55,7 +55,7 @@ TEST(Transport, SpeaksHTTPSOnly) {
 TEST(Transport, UsesTheProxyThatTheConfigurationNames) {
   TLSTestServer server(hosts, Answer::reply(200));
   auto configuration = server.configuration();
-  configuration.proxy = "http://127.0.0.1:1";
+  configuration.setProxy("http://127.0.0.1:1");
   EXPECT_EQ(call(configuration, getRequest("https://one.example/")).errorCode(),
             NSURLErrorCannotConnectToHost);
 }
@@ -65,7 +65,7 @@ TEST(Transport, UsesTheProxyOfTheEnvironmentOnlyWhenNoneIsConfigured) {
   TLSTestServer server(hosts, Answer::reply(200));
   auto configuration = server.configuration();
   EXPECT_EQ(call(configuration, getRequest("https://one.example/")).statusCode, 200);
-  configuration.proxy.reset();
+  configuration.setProxy(std::nullopt);
   EXPECT_EQ(call(configuration, getRequest("https://one.example/")).errorCode(),
             NSURLErrorCannotConnectToHost);
 }
@@ -91,10 +91,10 @@ TEST(Transport, SendsNoByteToAServerThatItDoesNotTrust) {
 TEST(Transport, TrustsNobodyWithoutTheCAFile) {
   TLSTestServer server(hosts, Answer::reply(200));
   auto configuration = server.configuration();
-  configuration.caFile.reset();
+  configuration.setCaFile(std::nullopt);
   EXPECT_EQ(call(configuration, getRequest("https://one.example/")).errorCode(),
             NSURLErrorServerCertificateUntrusted);
-  configuration.caFile = server.caFile() + ".absent";
+  configuration.setCaFile(server.caFile() + ".absent");
   EXPECT_EQ(call(configuration, getRequest("https://one.example/")).errorCode(),
             NSURLErrorServerCertificateUntrusted);
   EXPECT_EQ(server.receivedByteCount(), 0U);
@@ -122,8 +122,8 @@ TEST(Transport, TellsTLSFaultsFromCertificateFaults) {
     close(connection);
   });
   URLSessionConfiguration configuration;
-  configuration.proxy = "";
-  configuration.connectTo["one.example"] = {"127.0.0.1", listener.port()};
+  configuration.setProxy("");
+  configuration.setConnectTo("one.example", {"127.0.0.1", listener.port()});
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   plain.join();
   EXPECT_EQ(outcome.errorCode(), NSURLErrorSecureConnectionFailed);
@@ -138,7 +138,7 @@ TEST(Transport, NeverSharesAConnectionBetweenDifferentConfigurations) {
   // Another place for the same name, another authority for the same place.
   EXPECT_EQ(call(second.configuration(), request).text(), "second");
   auto distrusting = first.configuration();
-  distrusting.caFile = second.caFile();
+  distrusting.setCaFile(second.caFile());
   EXPECT_EQ(call(distrusting, request).errorCode(), NSURLErrorServerCertificateUntrusted);
   EXPECT_EQ(call(first.configuration(), request).text(), "first");
   EXPECT_EQ(first.connectionCount(), 2U);
@@ -159,7 +159,7 @@ TEST(Transport, SharesConnectionsBetweenTransfers) {
 Outcome callInAHurry(const TLSTestServer& server, URLRequest request) {
   auto configuration = server.configuration();
   EXPECT_EQ(call(configuration, getRequest("https://one.example/fine")).statusCode, 200);
-  configuration.timeoutIntervalForRequest = milliseconds(300);
+  configuration.setTimeoutIntervalForRequest(milliseconds(300));
   return call(configuration, std::move(request));
 }
 
@@ -182,7 +182,7 @@ TEST(Transport, TakesTheUsualTimeoutForOneThatIsNone) {
   TLSTestServer server(hosts, Answer::reply(200));
   for (const milliseconds none : {milliseconds(0), milliseconds(-1)}) {
     auto configuration = server.configuration();
-    configuration.timeoutIntervalForRequest = none;
+    configuration.setTimeoutIntervalForRequest(none);
     EXPECT_EQ(call(configuration, getRequest("https://one.example/")).statusCode, 200);
   }
 }
@@ -202,9 +202,9 @@ TEST(Transport, TimesOutWhenTheHandshakeGetsNoAnswer) {
   // Connections are queued by the system; nobody accepts them.
   const LoopbackListener listener;
   URLSessionConfiguration configuration;
-  configuration.proxy = "";
-  configuration.connectTo["one.example"] = {"127.0.0.1", listener.port()};
-  configuration.timeoutIntervalForRequest = milliseconds(100);
+  configuration.setProxy("");
+  configuration.setConnectTo("one.example", {"127.0.0.1", listener.port()});
+  configuration.setTimeoutIntervalForRequest(milliseconds(100));
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorTimedOut);
   EXPECT_EQ(description(outcome), "could not connect to one.example: timed out");
@@ -217,7 +217,7 @@ TEST(Transport, NeverCutsABodyThatMovesSlowly) {
   answer.pace = limit * 3 / 2 / body.size();
   TLSTestServer server(hosts, answer);
   auto configuration = server.configuration();
-  configuration.timeoutIntervalForRequest = limit;
+  configuration.setTimeoutIntervalForRequest(limit);
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.error, nullptr) << description(outcome);
   EXPECT_EQ(outcome.text(), body);
@@ -229,7 +229,7 @@ TEST(Transport, CountsEachTransfersSilenceByItself) {
   });
   auto patient = server.configuration();
   auto hasty = server.configuration();
-  hasty.timeoutIntervalForRequest = milliseconds(50);
+  hasty.setTimeoutIntervalForRequest(milliseconds(50));
   auto late = std::make_shared<Outcomes>();
   start(patient, getRequest("https://one.example/silent"), into(late));
   EXPECT_EQ(call(hasty, getRequest("https://one.example/silent")).errorCode(), NSURLErrorTimedOut);
@@ -244,12 +244,12 @@ TEST(Transport, CountsEachTransfersSilenceByItself) {
 TEST(Transport, StopsABodyAtTheCeiling) {
   TLSTestServer server(hosts, Answer::reply(200, std::string(100'000, 'x')));
   auto configuration = server.configuration();
-  configuration.maximumBodySize = 99'999;
+  configuration.setMaximumBodySize(99'999);
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorDataLengthExceedsMaximum);
   EXPECT_EQ(outcome.statusCode, 200);
   EXPECT_EQ(outcome.text(), std::string(99'999, 'x'));
-  configuration.maximumBodySize = 100'000;
+  configuration.setMaximumBodySize(100'000);
   EXPECT_EQ(call(configuration, getRequest("https://one.example/")).error, nullptr);
 }
 
@@ -258,9 +258,9 @@ TEST(Transport, StopsAHeaderAtTheCeiling) {
   const Answer answer = Answer::reply(200, "", fields);
   TLSTestServer server(hosts, answer);
   auto configuration = server.configuration();
-  configuration.maximumHeaderSize = answer.headSize();
+  configuration.setMaximumHeaderSize(answer.headSize());
   EXPECT_EQ(call(configuration, getRequest("https://one.example/")).statusCode, 200);
-  --configuration.maximumHeaderSize;
+  configuration.setMaximumHeaderSize(configuration.maximumHeaderSize() - 1);
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.errorCode(), NSURLErrorDataLengthExceedsMaximum);
   EXPECT_EQ(outcome.statusCode, 0);

@@ -21,15 +21,15 @@ namespace fs = std::filesystem;
 class Trust : public ::testing::Test {
  protected:
   Trust() : configuration_(server_.configuration()) {
-    configuration_.caFile = (directory_ / "trusted.pem").string();
+    configuration_.setCaFile((directory_ / "trusted.pem").string());
   }
 
-  void write(const std::string& text) const { std::ofstream(*configuration_.caFile) << text; }
+  void write(const std::string& text) const { std::ofstream(*configuration_.caFile()) << text; }
   // As an update does it: the old file goes at once.
   void replace(const std::string& text) const {
     const auto fresh = directory_ / "fresh.pem";
     std::ofstream(fresh) << text;
-    fs::rename(fresh, *configuration_.caFile);
+    fs::rename(fresh, *configuration_.caFile());
   }
   Outcome get() const { return call(configuration_, getRequest("https://one.example/")); }
   bool isTrusted() const {
@@ -57,7 +57,7 @@ TEST_F(Trust, EndsWithTheFileThatIsReplacedOverOpenConnectionsToo) {
 TEST_F(Trust, EndsWithTheFileThatIsDeleted) {
   write(servers_);
   EXPECT_TRUE(isTrusted());
-  fs::remove(*configuration_.caFile);
+  fs::remove(*configuration_.caFile());
   EXPECT_FALSE(isTrusted());
   write(servers_);
   EXPECT_TRUE(isTrusted());
@@ -78,7 +78,7 @@ TEST_F(Trust, KeepsItsConnectionWhileTheFileStaysAsItIs) {
 
 TEST_F(Trust, TakesAFileByItsRelativeName) {
   fs::current_path(directory_.path());
-  configuration_.caFile = "trusted.pem";
+  configuration_.setCaFile("trusted.pem");
   write(servers_);
   EXPECT_TRUE(isTrusted());
   replace(anothers_);
@@ -90,29 +90,29 @@ TEST_F(Trust, NamesTheFileThatHoldsNoAuthorityAsItIsConfigured) {
   write("nothing\n");
   const Outcome outcome = get();
   EXPECT_EQ(outcome.errorCode(), NSURLErrorServerCertificateUntrusted);
-  EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr(' ' + *configuration_.caFile));
+  EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr(' ' + *configuration_.caFile()));
 }
 
 TEST_F(Trust, TakesADirectoryInWhichTheAuthorityIsFoundByItsHash) {
-  putHashed(*configuration_.caFile, servers_);
+  putHashed(*configuration_.caFile(), servers_);
   EXPECT_TRUE(isTrusted());
 }
 
 TEST_F(Trust, TakesNobodyWhomTheDirectoryDoesNotHold) {
-  putHashed(*configuration_.caFile, anothers_);
+  putHashed(*configuration_.caFile(), anothers_);
   EXPECT_FALSE(isTrusted());
   // Not by a hash.
-  std::ofstream(fs::path(*configuration_.caFile) / "server.pem") << servers_;
+  std::ofstream(fs::path(*configuration_.caFile()) / "server.pem") << servers_;
   EXPECT_FALSE(isTrusted());
-  fs::remove_all(*configuration_.caFile);
+  fs::remove_all(*configuration_.caFile());
   EXPECT_FALSE(isTrusted());
 }
 
 TEST_F(Trust, EndsWithTheDirectorysEntry) {
-  putHashed(*configuration_.caFile, servers_);
+  putHashed(*configuration_.caFile(), servers_);
   EXPECT_TRUE(isTrusted());
-  fs::remove_all(*configuration_.caFile);
-  fs::create_directory(*configuration_.caFile);
+  fs::remove_all(*configuration_.caFile());
+  fs::create_directory(*configuration_.caFile());
   EXPECT_FALSE(isTrusted());
 }
 

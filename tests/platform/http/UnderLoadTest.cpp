@@ -67,7 +67,7 @@ TEST(UnderLoad, NoCallWaitsForTheHandshakeOfAnother) {
   TLSTestServer server(hosts, Answer::reply(200));
   const LoopbackListener mute;
   auto configuration = server.configuration();
-  configuration.connectTo["two.example"].port = mute.port();
+  configuration.setConnectTo("two.example", {"127.0.0.1", mute.port()});
   auto stuck = std::make_shared<Outcomes>();
   for (int i = 0; i < 50; ++i) {
     start(configuration, getRequest("https://two.example/"), into(stuck));

@@ -41,7 +41,7 @@ std::string bracketed(const std::string& host) {
 
 CurlList connectToList(const URLSessionConfiguration& configuration) {
   CurlList list;
-  for (const auto& [host, address] : configuration.connectTo) {
+  for (const auto& [host, address] : configuration.connectTo()) {
     list = appended(std::move(list), bracketed(host) + "::" + bracketed(address.host) + ':' +
                                          (address.port == 0 ? "" : std::to_string(address.port)));
   }
@@ -133,15 +133,14 @@ void EasyHandle::setClient(Client* client) {
   client_ = client;
   // libcurl writes here only when it fails with words; else the last transfer's would be reported.
   errorText_.front() = '\0';
+  endWasAnnounced_ = true;
 }
 
 // ---- Once for a configuration. ----
 
-void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
-                           SocketRegistry& sockets, CURLSH* share) {
-  if (configuration_ == configuration || (configuration_ && *configuration_ == *configuration)) {
-    return trustConfigured();
-  }
+void EasyHandle::configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
+                           CURLSH* share) {
+  if (configuration_ == configuration) return trustConfigured();
   // Forgets the options, not the connections, which belong to the multi handle. curl_easy_reset()
   // would do for that, but not for a buffer that a transfer without a connection leaves behind: it
   // stays as small as it is, and libcurl would read 16 KiB at a time into it, beyond its end.
@@ -151,7 +150,7 @@ void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>&
   // The handle holds no URL now. Left as it is, setURL() would take it for set.
   url_.clear();
   configuration_ = configuration;
-  connectTo_ = connectToList(*configuration);
+  connectTo_ = connectToList(configuration);
   // With the TLS sessions of earlier connections a new one needs no full handshake.
   curl_easy_setopt(curl_, CURLOPT_SHARE, share);
   setOptions();
@@ -161,9 +160,7 @@ void EasyHandle::configure(const std::shared_ptr<const URLSessionConfiguration>&
 }
 
 std::chrono::milliseconds EasyHandle::timeout() const {
-  const auto wanted = configuration_->timeoutIntervalForRequest;
-  if (wanted.count() <= 0) return URLSessionConfiguration{}.timeoutIntervalForRequest;
-  return std::min(wanted, longestTimeout);
+  return std::min(configuration_->timeoutIntervalForRequest(), longestTimeout);
 }
 
 void EasyHandle::setOptions() {
@@ -190,14 +187,14 @@ void EasyHandle::setOptions() {
 }
 
 void EasyHandle::setProxy() {
-  const auto text = configuration_->proxy.value_or("");
+  const auto text = configuration_->proxy().value_or("");
   proxy_ = text.empty() ? std::nullopt : parsedProxy(text);
   // Not empty, since the request would go past the proxy that cannot be used.
   const char* url = text.empty() ? "" : "http://[";
   if (proxy_) url = proxy_->url.c_str();
   // Unset, libcurl looks for both in the environment; empty text means none.
   setText(curl_, CURLOPT_PROXY, url);
-  setText(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions);
+  setText(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions());
   if (proxy_ && !proxy_->credentials.empty()) {
     setText(curl_, CURLOPT_PROXYUSERPWD, proxy_->credentials);
   }
@@ -207,14 +204,14 @@ void EasyHandle::setTrust() {
   curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
   trusted_ = {};
   trustedState_.reset();
-  if (configuration_->caFile) return trustConfigured();
+  if (configuration_->caFile()) return trustConfigured();
   const auto* libcurl = curl_version_info(CURLVERSION_NOW);
   // Where there is neither, libcurl's own choice stays, and refuses everybody.
   if (const auto place = systemTrust(libcurl->cainfo, libcurl->capath)) trust(*place);
 }
 
 void EasyHandle::trustConfigured() {
-  const auto& path = configuration_->caFile;
+  const auto& path = configuration_->caFile();
   if (!path) return;
   const FileState state(*path);
   if (trustedState_ == state) return;
@@ -326,6 +323,14 @@ void EasyHandle::keepConnection(bool allowed) {
   curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
 }
 
+void EasyHandle::watchForEnd() {
+  if (SSL* tls = tlsConnectionOf(curl_)) watchForAnnouncedEnd(*tls, endWasAnnounced_);
+}
+
+void EasyHandle::endBeforeRequest(bool wanted) {
+  curl_easy_setopt(curl_, CURLOPT_CONNECT_ONLY, wanted ? 1L : 0L);
+}
+
 long EasyHandle::number(CURLINFO which) const {
   long value = 0;
   curl_easy_getinfo(curl_, which, &value);
@@ -340,7 +345,7 @@ std::optional<std::string> EasyHandle::text(CURLINFO which) const {
 
 std::string EasyHandle::errorText() const {
   std::string text = errorText_.data();
-  const auto& caFile = configuration_->caFile;
+  const auto& caFile = configuration_->caFile();
   // libcurl knows the file by another name.
   const auto at = caFile ? text.find(trusted_.path) : std::string::npos;
   if (at != std::string::npos) text.replace(at, trusted_.path.size(), *caFile);
@@ -353,16 +358,13 @@ std::optional<std::string> EasyHandle::proxyInHandshake() const {
   }
   // libcurl does not say whether the host is an exception. If it is, no proxy's certificate is
   // looked at.
-  const bool mayBeException = !configuration_->proxyExceptions.empty();
+  const bool mayBeException = !configuration_->proxyExceptions().empty();
   if (mayBeException && number(CURLINFO_PROXY_SSL_VERIFYRESULT) == 0) return std::nullopt;
   return proxy_->host;
 }
 
 void EasyHandle::releaseTLSBuffers() {
-  const curl_tlssessioninfo* session = nullptr;
-  const CURLcode code = curl_easy_getinfo(curl_, CURLINFO_TLS_SSL_PTR, &session);
-  if (code != CURLE_OK || session == nullptr || session->backend != CURLSSLBACKEND_OPENSSL) return;
-  auto* tls = static_cast<SSL*>(session->internals);
+  SSL* tls = tlsConnectionOf(curl_);
   if (tls == nullptr) return;
   // Of a record that is half there OpenSSL before 3.0.14 frees the buffer, and reads on into it.
   const bool waitsForRecord = std::string_view(SSL_rstate_string(tls)) == "RH";

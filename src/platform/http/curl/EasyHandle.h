@@ -69,9 +69,8 @@ class EasyHandle {
   // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
   // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once
   // must not be used again.
-  void configure(const std::shared_ptr<const URLSessionConfiguration>& configuration,
-                 SocketRegistry& sockets, CURLSH* share);
-  // The configured time-out; one that is not positive counts as the default.
+  void configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
+                 CURLSH* share);
   std::chrono::milliseconds timeout() const;
 
   // What is asked next, in place of what was asked before. The request must stay in its place
@@ -83,6 +82,17 @@ class EasyHandle {
   void followRedirects(bool wanted);
   // Whether libcurl may keep the connection once it is done with this transfer.
   void keepConnection(bool allowed);
+
+  // For a reply that ends with its connection, which libcurl then closes: notes from here on
+  // whether the server announces that end.
+  void watchForEnd();
+  // False when it has not. Without watchForEnd(), and where the TLS library does not tell, true.
+  bool endWasAnnounced() const { return endWasAnnounced_; }
+
+  // Lets libcurl end the transfer before the request leaves. To be turned on in onPrerequest():
+  // libcurl hands a connection that was made with this on to no other transfer. And to be turned
+  // off before the handle leaves the multi handle, which would close the connection.
+  void endBeforeRequest(bool wanted);
 
   // What libcurl knows of the transfer so far.
   long number(CURLINFO which) const;
@@ -112,9 +122,10 @@ class EasyHandle {
   CURL* curl_ = nullptr;
   Client* client_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
+  bool endWasAnnounced_ = true;
 
   // What it is set up for, and a list that libcurl does not copy.
-  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  std::optional<URLSessionConfiguration> configuration_;
   CurlList connectTo_;
   std::optional<Proxy> proxy_;
   TrustPlace trusted_;                     // as libcurl was told

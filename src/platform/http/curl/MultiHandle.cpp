@@ -140,7 +140,15 @@ std::unique_ptr<EasyHandle> MultiHandle::takeEasyHandle() {
   return easy;
 }
 
+// Whether it would only make ready what another transfer is making ready.
+bool MultiHandle::isNeedless(const Transfer& transfer) const {
+  return transfer.isPreparation() && std::ranges::any_of(running_, [&](const auto& running) {
+           return running->isPreparation() && running->goesTheSameWayAs(transfer);
+         });
+}
+
 void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
+  if (isNeedless(*transfer)) return;
   try {
     auto easy = takeEasyHandle();
     easy->configure(transfer->configuration(), context_.sockets, share_);

@@ -51,6 +51,7 @@ class MultiHandle {
   static int setTimer(CURLM* multi, long milliseconds, void* self) noexcept;
   void startQueued();
   std::unique_ptr<EasyHandle> takeEasyHandle();
+  bool isNeedless(const Transfer& transfer) const;
   void start(std::unique_ptr<Transfer> transfer);
   void addToMulti(Transfer& transfer);
   void work(curl_socket_t descriptor, int bits);

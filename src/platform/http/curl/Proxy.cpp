@@ -61,16 +61,14 @@ std::optional<Proxy> parsedProxy(const std::string& text) {
   return proxy;
 }
 
-std::shared_ptr<const URLSessionConfiguration> withProxyOfEnvironment(
-    std::shared_ptr<const URLSessionConfiguration> configuration) {
-  if (configuration->proxy) return configuration;
+URLSessionConfiguration withProxyOfEnvironment(URLSessionConfiguration configuration) {
+  if (configuration.proxy()) return configuration;
   // The names, and their order, that libcurl looks for.
   auto proxy = firstOf({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
   if (proxy.empty()) return configuration;
-  auto copy = std::make_shared<URLSessionConfiguration>(*configuration);
-  copy->proxy = std::move(proxy);
-  copy->proxyExceptions = firstOf({"no_proxy", "NO_PROXY"});
-  return copy;
+  configuration.setProxy(std::move(proxy));
+  configuration.setProxyExceptions(firstOf({"no_proxy", "NO_PROXY"}));
+  return configuration;
 }
 
 }  // namespace orx::platform

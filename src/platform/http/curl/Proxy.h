@@ -1,10 +1,9 @@
 #pragma once
 
-#include <memory>
+#include <ORXAccount/platform/URLSessionConfiguration.h>
+
 #include <optional>
 #include <string>
-
-#include "platform/http/URLSessionConfiguration.h"
 
 namespace orx::platform {
 
@@ -24,7 +23,6 @@ std::optional<Proxy> parsedProxy(const std::string& text);
 // The configuration, or a copy with the proxy and the exceptions of the process environment where
 // it leaves the proxy open. A program that runs with more rights than its user (set-user-ID) takes
 // nothing from the environment. Reads it at each call, on the caller's thread.
-std::shared_ptr<const URLSessionConfiguration> withProxyOfEnvironment(
-    std::shared_ptr<const URLSessionConfiguration> configuration);
+URLSessionConfiguration withProxyOfEnvironment(URLSessionConfiguration configuration);
 
 }  // namespace orx::platform

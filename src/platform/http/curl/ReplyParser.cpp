@@ -15,6 +15,8 @@ constexpr std::size_t largestReservation = std::size_t{1024} * 1024;
 
 constexpr long firstFinalStatus = 200;
 constexpr long lastKnownInterim = 103;
+constexpr long noContent = 204;
+constexpr long notModified = 304;
 
 constexpr std::string_view blanks = " \t\r\n";
 
@@ -62,6 +64,8 @@ void ReplyParser::takeField(std::string_view line) {
   } else if (const auto length = valueOf(line, "Content-Length:")) {
     reply_.announcesBody = true;
     readNumber(*length, reply_.announcedSize);
+  } else if (valueOf(line, "Transfer-Encoding:")) {
+    reply_.isEncoded = true;
   } else if (const auto location = valueOf(line, "Location:")) {
     // libcurl passes over an empty one and goes where the next one says.
     if (!location->empty()) reply_.namesLocation = true;
@@ -84,6 +88,11 @@ ReplyParser::Next ReplyParser::endHead(bool followsRedirects) {
 
 bool ReplyParser::isNoRedirect() const {
   return reply_.statusCode >= 300 && reply_.statusCode < 400 && !isRedirect(reply_.statusCode);
+}
+
+bool ReplyParser::endsWithConnection() const {
+  const bool hasNoBody = reply_.statusCode == noContent || reply_.statusCode == notModified;
+  return reply_.headIsComplete && !hasNoBody && !reply_.announcesBody && !reply_.isEncoded;
 }
 
 bool ReplyParser::takeBody(std::string_view piece) {

@@ -37,6 +37,8 @@ class ReplyParser {
   // True after a complete head with a status from 104 to 199: an interim reply by its number, but
   // none that HTTP defines.
   bool isUnknown1xx() const { return reply_.isUnknown1xx; }
+  // True when nothing but the connection's end can tell where the body ends.
+  bool endsWithConnection() const;
   Excess excess() const { return excess_; }
 
   std::vector<std::uint8_t> takeBody() { return std::move(reply_.body); }
@@ -48,6 +50,7 @@ class ReplyParser {
     bool isUnknown1xx = false;
     bool namesLocation = false;
     bool announcesBody = false;
+    bool isEncoded = false;  // mostly in chunks, of which the last one is marked
     std::size_t announcedSize = 0;
     std::vector<std::uint8_t> body;
   };

@@ -1,6 +1,5 @@
 #include "platform/http/curl/TLSOptions.h"
 
-#include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 #include <unistd.h>
 
@@ -14,6 +13,10 @@ namespace {
 
 // Of TLS 1.2; those of TLS 1.3 are all of this kind.
 constexpr const char* ciphers = "kEECDH:kEDH:!aNULL:!eNULL:!SHA1";
+
+// Where OpenSSL keeps watchForAnnouncedEnd()'s answer; the place for an application's own data is
+// libcurl's. Set once, before there is a connection.
+int announcedEndIndex = -1;
 
 struct FreeNames {
   void operator()(GENERAL_NAMES* names) const { GENERAL_NAMES_free(names); }
@@ -40,12 +43,20 @@ int acceptCertificate(int isFine, X509_STORE_CTX* verification) {
   return 0;
 }
 
+// Called by OpenSSL at each step of a connection, and for each alert.
+void noteAnnouncedEnd(const SSL* connection, int step, int alert) noexcept {
+  if (step != SSL_CB_READ_ALERT || (alert & 0xFF) != SSL_AD_CLOSE_NOTIFY) return;
+  auto* announced = static_cast<bool*>(SSL_get_ex_data(connection, announcedEndIndex));
+  if (announced != nullptr) *announced = true;
+}
+
 // Called by libcurl once it has set up a connection's TLS.
 CURLcode restrictContext(CURL*, void* context, void*) noexcept {
   auto* tls = static_cast<SSL_CTX*>(context);
   // The host may have initialised libcurl before, and then there is a key log.
   SSL_CTX_set_keylog_callback(tls, nullptr);
   SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, &acceptCertificate);
+  SSL_CTX_set_info_callback(tls, &noteAnnouncedEnd);
   return CURLE_OK;
 }
 
@@ -71,6 +82,18 @@ void setTLSOptions(CURL* curl) {
   curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &restrictContext);
 }
 
+SSL* tlsConnectionOf(CURL* curl) {
+  const curl_tlssessioninfo* session = nullptr;
+  const CURLcode code = curl_easy_getinfo(curl, CURLINFO_TLS_SSL_PTR, &session);
+  const bool isOpenSSL =
+      code == CURLE_OK && session != nullptr && session->backend == CURLSSLBACKEND_OPENSSL;
+  return isOpenSSL ? static_cast<SSL*>(session->internals) : nullptr;
+}
+
+void watchForAnnouncedEnd(SSL& connection, bool& announced) {
+  announced = SSL_set_ex_data(&connection, announcedEndIndex, &announced) == 0;
+}
+
 // Taking the variable out of the environment would move the others while the host's threads read
 // them. So an empty one stands in its place meanwhile, which libcurl passes over.
 void initialiseCurlWithoutKeyLog() {
@@ -83,6 +106,7 @@ void initialiseCurlWithoutKeyLog() {
     break;
   }
   curl_global_init(CURL_GLOBAL_DEFAULT);
+  announcedEndIndex = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
   if (hidden == nullptr) return;
   // Looked for anew, since the host may have changed other variables.
   for (char** variable = environ; *variable != nullptr; ++variable) {

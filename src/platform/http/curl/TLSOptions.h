@@ -1,6 +1,7 @@
 #pragma once
 
 #include <curl/curl.h>
+#include <openssl/ssl.h>
 
 namespace orx::platform {
 
@@ -9,6 +10,15 @@ namespace orx::platform {
 // with SHA-1, a certificate that is verified and names its host as an alternative name. Nobody gets
 // the keys: SSLKEYLOGFILE in the environment has no effect.
 void setTLSOptions(CURL* curl);
+
+// The TLS connection of the transfer that runs on the handle; null when there is none, and when
+// libcurl uses another TLS library than OpenSSL.
+SSL* tlsConnectionOf(CURL* curl);
+
+// `announced` becomes false, and true once the peer has said that it sends no more (close_notify),
+// which nobody else on the way can say. It must live as long as the connection. Where there is no
+// memory to find out, it is true.
+void watchForAnnouncedEnd(SSL& connection, bool& announced);
 
 // curl_global_init(), which else makes the file that SSLKEYLOGFILE names, in a program with more
 // rights than its user (set-user-ID) too.

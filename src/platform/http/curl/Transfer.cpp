@@ -33,15 +33,27 @@ class Transfer::Report final : public Job {
   TransferOutcome outcome_;
 };
 
-Transfer::Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configuration,
                    TransferHandler handler)
     : request_(std::move(request)),
-      configuration_(std::move(configuration)),
+      configuration_(configuration),
       report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
       redirectsLeft_(limits::redirects),
-      reply_(configuration_->maximumHeaderSize, configuration_->maximumBodySize) {}
+      reply_(configuration_.maximumHeaderSize(), configuration_.maximumBodySize()) {}
 
 Transfer::~Transfer() = default;
+
+std::unique_ptr<Transfer> Transfer::preparing(URL url,
+                                              const URLSessionConfiguration& configuration) {
+  auto transfer = std::make_unique<Transfer>(URLRequest{.url = std::move(url)}, configuration,
+                                             TransferHandler());
+  transfer->isPreparation_ = true;
+  return transfer;
+}
+
+bool Transfer::goesTheSameWayAs(const Transfer& other) const {
+  return request_.url == other.request_.url && configuration_ == other.configuration_;
+}
 
 void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context) {
   easy_ = std::move(easy);
@@ -94,6 +106,12 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
     connectionWasDead_ = true;
     return false;
   }
+  if (isPreparation_) {
+    // The handle's last transfer may have forbidden it.
+    easy_->keepConnection(true);
+    easy_->endBeforeRequest(true);
+    return true;
+  }
   sending_ = now;
   // libcurl would keep a connection on which sending failed. The TLS library still holds what could
   // not be sent, and would send it in place of the next request.
@@ -127,6 +145,7 @@ bool Transfer::onHeaderLine(std::string_view line) noexcept {
   if (reply_.isNoRedirect()) easy_->followRedirects(false);
   if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
   if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
+  if (reply_.endsWithConnection()) easy_->watchForEnd();
   // What fails from here on makes libcurl close the connection by itself.
   if (next == ReplyParser::Next::body || next == ReplyParser::Next::redirectedReply) {
     easy_->keepConnection(true);
@@ -187,6 +206,13 @@ void Transfer::continueAsGET(std::string url) {
 }
 
 TransferOutcome Transfer::finish(CURLcode code) {
+  if (isPreparation_) {
+    easy_->endBeforeRequest(false);
+    return {};
+  }
+  // libcurl takes any end of the connection for the end of such a body, and anybody on the way can
+  // bring that about.
+  if (code == CURLE_OK && !easy_->endWasAnnounced()) code = CURLE_PARTIAL_FILE;
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&
@@ -239,9 +265,9 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
         "its " + std::string(part) + " is longer than " + std::to_string(limit) + " bytes";
   };
   if (reply_.excess() == ReplyParser::Excess::header) {
-    tooLong("header", configuration_->maximumHeaderSize);
+    tooLong("header", configuration_.maximumHeaderSize());
   } else if (reply_.excess() == ReplyParser::Excess::body) {
-    tooLong("body", configuration_->maximumBodySize);
+    tooLong("body", configuration_.maximumBodySize());
   } else if (ranOutOfMemory_) {
     failure.code = CURLE_OUT_OF_MEMORY;
     failure.detail = "there is not enough memory";

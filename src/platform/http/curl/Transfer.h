@@ -31,13 +31,13 @@ struct TransferContext {
 //                 ↑                                       true ──────┘   └── false → finish()
 class Transfer final : private EasyHandle::Client {
  public:
-  Transfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+  Transfer(URLRequest request, const URLSessionConfiguration& configuration,
            TransferHandler handler);
+  // One that ends when the connection is there: nothing is sent, and nobody is told.
+  static std::unique_ptr<Transfer> preparing(URL url, const URLSessionConfiguration& configuration);
   ~Transfer();
 
-  const std::shared_ptr<const URLSessionConfiguration>& configuration() const {
-    return configuration_;
-  }
+  const URLSessionConfiguration& configuration() const { return configuration_; }
   CURL* curl() const { return easy_->curl(); }
   // The transfer that runs on an easy handle; null when there is none.
   static Transfer* of(CURL* curl) { return static_cast<Transfer*>(EasyHandle::clientOf(curl)); }
@@ -59,6 +59,10 @@ class Transfer final : private EasyHandle::Client {
   // The system does not watch its socket, for the reason that errno gave; finish() says so.
   void onUnwatched(int systemError) noexcept { systemError_ = systemError; }
   bool isUnwatched() const { return systemError_ != 0; }
+
+  bool isPreparation() const { return isPreparation_; }
+  // Whether both are for the same URL with the same configuration.
+  bool goesTheSameWayAs(const Transfer& other) const;
 
   // Brings the outcome to the handler, on a worker. Needs no memory and throws nothing.
   void report(TransferOutcome outcome);
@@ -93,7 +97,8 @@ class Transfer final : private EasyHandle::Client {
   void noteProgress() { lastProgress_ = context_->now; }
 
   URLRequest request_;
-  std::shared_ptr<const URLSessionConfiguration> configuration_;
+  bool isPreparation_ = false;
+  const URLSessionConfiguration configuration_;
   std::unique_ptr<Report> report_;  // null when nobody wants it
 
   std::unique_ptr<EasyHandle> easy_;

@@ -151,24 +151,29 @@ void TransferEngine::stop() {
   state_->libcurlIsLeft.wait_for(lock, longestStop, [this] { return !state_->isInsideLibcurl; });
 }
 
-void startTransfer(URLRequest request, std::shared_ptr<const URLSessionConfiguration> configuration,
+void startTransfer(URLRequest request, URLSessionConfiguration configuration,
                    TransferHandler handler) {
   // Without any worker neither an answer nor an error could be reported.
   WorkerPool::shared().ensureWorker();
   // On the caller's thread: the host may change its environment once the call has returned.
   configuration = withProxyOfEnvironment(std::move(configuration));
-  const auto& proxy = configuration->proxy;
+  const auto& proxy = configuration.proxy();
   if (!proxy || proxy->empty() || parsedProxy(*proxy)) {
-    return TransferEngine::shared().submit(std::make_unique<Transfer>(
-        std::move(request), std::move(configuration), std::move(handler)));
+    return TransferEngine::shared().submit(
+        std::make_unique<Transfer>(std::move(request), configuration, std::move(handler)));
   }
   // In words of its own, since libcurl would repeat the text with its password.
   const auto error = transportError(
       NSURLErrorCannotConnectToHost,
       "could not connect to " + request.url.host() + ": what names the proxy is no URL of one",
       request.url.absoluteString());
-  Transfer(std::move(request), std::move(configuration), std::move(handler))
-      .report({.error = error});
+  Transfer(std::move(request), configuration, std::move(handler)).report({.error = error});
+}
+
+void prepareConnection(URL url, URLSessionConfiguration configuration) {
+  WorkerPool::shared().ensureWorker();
+  TransferEngine::shared().submit(
+      Transfer::preparing(std::move(url), withProxyOfEnvironment(std::move(configuration))));
 }
 
 }  // namespace orx::platform

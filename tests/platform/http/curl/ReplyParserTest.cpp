@@ -40,6 +40,23 @@ TEST(ReplyParser, ReadsNoStatusWhereThereIsNone) {
   }
 }
 
+TEST(ReplyParser, KnowsWhetherTheBodyEndsWithTheConnection) {
+  const auto ends = [](std::string_view status, std::string_view field) {
+    ReplyParser reply(longest, longest);
+    takeLines(reply, {status, field, "\r\n"});
+    return reply.endsWithConnection();
+  };
+  EXPECT_TRUE(ends("HTTP/1.1 200 A\r\n", "A: 1\r\n"));
+  EXPECT_TRUE(ends("HTTP/1.0 500 A\r\n", "Connection: close\r\n"));
+  EXPECT_FALSE(ends("HTTP/1.1 200 A\r\n", "content-length: 0\r\n"));
+  EXPECT_FALSE(ends("HTTP/1.1 200 A\r\n", "transfer-encoding: chunked\r\n"));
+  EXPECT_FALSE(ends("HTTP/1.1 204 A\r\n", "A: 1\r\n"));
+  EXPECT_FALSE(ends("HTTP/1.1 304 A\r\n", "A: 1\r\n"));
+  ReplyParser reply(longest, longest);
+  takeLines(reply, {"HTTP/1.1 200 A\r\n"});
+  EXPECT_FALSE(reply.endsWithConnection());
+}
+
 TEST(ReplyParser, CountsTrailersAndTakesThemForNoHead) {
   ReplyParser reply(longest, longest);
   takeLines(reply, {"HTTP/1.1 200 A\r\n", "A: 1\r\n", "\r\n"});

@@ -37,7 +37,7 @@ class TrustOfTheSystem : public ::testing::Test {
   }
   bool isServerTrusted() const {
     auto configuration = server_.configuration();
-    configuration.caFile.reset();
+    configuration.setCaFile(std::nullopt);
     const Outcome outcome = call(configuration, getRequest("https://one.example/"));
     EXPECT_EQ(outcome.errorCode(), outcome.error ? NSURLErrorServerCertificateUntrusted : 0);
     return !outcome.error;

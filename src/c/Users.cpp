@@ -1,0 +1,118 @@
+#include <ORXAccount/ORVAAccountConstants.h>
+#include <ORXAccount/platform/NotificationCenter.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "c/Results.h"
+
+struct orx_observation {
+  orx::Observation observation;
+};
+
+namespace orx::c {
+
+namespace {
+
+std::optional<std::string> addressOf(const std::optional<URL>& url) {
+  return url ? std::optional(url->absoluteString()) : std::nullopt;
+}
+
+// What an observation holds of its host. It goes when nobody can call it any more.
+struct Observer {
+  explicit Observer(const Callback& aCallback) : callback(aCallback) {}
+  Observer(const Observer&) = delete;
+  Observer& operator=(const Observer&) = delete;
+  ~Observer() {
+    if (ended != nullptr) ended(callback.context);
+  }
+
+  void report(const Notification& change) const {
+    callback.report(nullptr, [&] {
+      const auto userUnder = [&](std::string_view key) {
+        return handleOf(change.userInfo[key].objectOf<ORVAAccountUser>());
+      };
+      return orx_result{.user = userUnder(ORVAAccountUserChangeNewKey),
+                        .previousUser = userUnder(ORVAAccountUserChangeOldKey)};
+    });
+  }
+
+  const Callback callback;
+  void (*ended)(void* context) = nullptr;
+};
+
+}  // namespace
+
+OwnedUser handleOf(const std::shared_ptr<ORVAAccountUser>& user) {
+  return OwnedUser(user ? new orx_user(user) : nullptr);
+}
+
+}  // namespace orx::c
+
+using namespace orx::c;
+
+orx_user::orx_user(std::shared_ptr<orx::ORVAAccountUser> aRecord)
+    : record(std::move(aRecord)),
+      info(record->userInfo() ? orx::Value(*record->userInfo()) : orx::Value()),
+      country(record->country()),
+      pictureURL(addressOf(record->pictureURL())) {}
+
+orx_error* orx_current_user(orx_user** user) {
+  return guarded([&] { placeOf(user) = handleOf(orx::ORVAAccountUser::currentUser()).release(); });
+}
+
+const char* orx_user_json(const orx_user* user) {
+  return user == nullptr ? nullptr : user->info.json.c_str();
+}
+
+const char* orx_user_text(const orx_user* user, const char* key) {
+  if (user == nullptr || key == nullptr) return nullptr;
+  return key == orx::kORVAAccountCountry ? pointerTo(user->country) : user->info.find(key);
+}
+
+const char* orx_user_picture_url(const orx_user* user) {
+  return user == nullptr ? nullptr : pointerTo(user->pictureURL);
+}
+
+int orx_user_is_china(const orx_user* user) {
+  return user != nullptr && user->record->isCNServer() ? 1 : 0;
+}
+
+orx_user* orx_user_retain(const orx_user* user) {
+  if (user != nullptr) ++user->owners;
+  // Made as a non-const one, and nobody changes it.
+  return const_cast<orx_user*>(user);
+}
+
+void orx_user_release(orx_user* user) {
+  if (user != nullptr && --user->owners == 0) delete user;
+}
+
+orx_error* orx_user_load_picture(const orx_user* user, orx_callback callback, void* context) {
+  return guarded([&] {
+    if (user == nullptr) throw std::invalid_argument("the user is a null pointer");
+    user->record->loadProfileImageDataWithCompletionBlock(
+        [report = Callback(callback, context)](const std::optional<orx::Data>& image,
+                                               const std::shared_ptr<orx::Error>& error) {
+          report.report(error, [&] { return orx_result{.bytes = image.value_or(orx::Data())}; });
+        });
+  });
+}
+
+orx_error* orx_observe_user(orx_callback callback, void* context, void (*ended)(void* context),
+                            orx_observation** observation) {
+  return guarded([&] {
+    orx_observation*& place = placeOf(observation);
+    const auto observer = std::make_shared<Observer>(Callback(callback, context));
+    auto made = std::make_unique<orx_observation>();
+    made->observation =
+        orx::NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+            orx::ORVAAccountUserDidChangeNotification, orx::ORVAAccountUser::classObject(),
+            [observer](const orx::Notification& change) { observer->report(change); });
+    // Not before: a caller who gets an error keeps the context.
+    observer->ended = ended;
+    place = made.release();
+  });
+}
+
+void orx_observation_release(orx_observation* observation) { delete observation; }
