@@ -1,23 +1,23 @@
-#include <ORXAccount/ORVAAccountUser.h>
 #include <malloc.h>
+#include <plist/plist.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <stdexcept>
 
 #include "BenchServer.h"
 #include "Measure.h"
+#include "Samples.h"
 #include "Scenarios.h"
-#include "platform/formats/JSONSerialization.h"
+#include "oracles/JSONOracle.h"
 #include "platform/formats/KeyedArchiver.h"
 #include "platform/formats/KeyedUnarchiver.h"
-#include "service/Answer.h"
-#include "service/ResultBlock.h"
 #include "user/ArchivedClasses.h"
 
 namespace orx::bench {
 
 using namespace platform;
-using namespace service;
 namespace {
 
 // Measures processor time, so that other programs on the machine do not count.
@@ -32,49 +32,6 @@ double medianTime(long rounds, long repetitions, Action action) {
   return median(times);
 }
 
-// The steps from an answer's body to the result that the callback receives.
-bool read(const std::string& body) {
-  const auto block = matchResultBlock(body, ResultBlockPattern::Lenient);
-  if (!block) return false;
-  Value data = JSONObjectWithText(block->returnData.value_or("")).value_or(Value());
-  const auto result = makeResult(std::string(block->resultDescription), std::move(data));
-  return result != nullptr;
-}
-
-std::string wrapped(const std::string& data) {
-  return "<ResultCode>1</ResultCode><ResultDesc>Success</ResultDesc>"
-         "<ReturnDataType>json</ReturnDataType><ReturnData>" +
-         data + "</ReturnData>";
-}
-
-// A JSON array of records, on one line of about `size` bytes.
-std::string longLine(std::size_t size) {
-  std::string data = "[";
-  while (data.size() < size) {
-    data += R"({"Code":"DEU","Name":"An entry of a long list","Value":12345},)";
-  }
-  data.back() = ']';
-  return wrapped(data);
-}
-
-// Hostile text: openings and closings of result blocks that never form a whole block.
-std::string hostile(std::size_t size) {
-  std::string text;
-  while (text.size() < size) {
-    text += "<ResultCode></ResultCode><ResultDesc></ResultDesc><ReturnDataType>";
-  }
-  return text;
-}
-
-std::shared_ptr<ORVAAccountUser> userOfTwentyFields() {
-  Dictionary fields;
-  for (int index = 0; index < 20; ++index) {
-    const std::string number = std::to_string(index);
-    fields.set("field" + number, "the value of field " + number);
-  }
-  return ORVAAccountUser::initWithUserInfo(fields);
-}
-
 // Says whether the allocator keeps freed memory. When it does not, the system maps and clears new
 // pages for each large answer.
 void keepMemory(bool keep) {
@@ -83,35 +40,76 @@ void keepMemory(bool keep) {
   mallopt(M_TRIM_THRESHOLD, keep ? 1 << 30 : least);
 }
 
+struct FreeTree {
+  void operator()(void* tree) const { plist_free(tree); }
+};
+using Tree = std::unique_ptr<void, FreeTree>;
+
+Tree readByLibplist(const Data& archive) {
+  plist_t tree = nullptr;
+  const std::string_view bytes = archive.text();
+  plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &tree);
+  return Tree(tree);
+}
+
+void writeByLibplist(const Tree& tree) {
+  char* bytes = nullptr;
+  std::uint32_t size = 0;
+  plist_to_bin(tree.get(), &bytes, &size);
+  if (size == 0) throw std::runtime_error("libplist has written nothing");
+  plist_mem_free(bytes);
+}
+
 }  // namespace
 
 void readAnswers(const Settings& settings) {
   const long rounds = settings.number("rounds", 15);
   const std::string small = soapAnswer();
-  const std::string large = longLine(10'000'000);
-  const std::string bad = hostile(100'000);
-  if (!read(small) || !read(large) || read(bad)) throw std::runtime_error("wrongly read");
-  const auto timeOfLarge = [&](bool keep) {
-    keepMemory(keep);
-    read(large);
-    return medianTime(std::min(rounds, 5L), 1, [&] { read(large); });
+  const std::string list = listOfRecords(10'000'000);
+  const std::string large = answerWith(list);
+  const std::string half = answerWith(listOfRecords(5'000'000));
+  const std::string bad = hostileAnswer(100'000);
+  const std::string good = answerWith(listOfRecords(100'000));
+  if (!readAnswer(small) || !readAnswer(large) || readAnswer(bad) || !readAnswerByOthers(small)) {
+    throw std::runtime_error("wrongly read");
+  }
+  const auto print = [](const char* name, double ours, double others) {
+    std::printf("{\"what\":\"%s\",\"ours\":%.2f,\"others\":%.2f}\n", name, ours, others);
   };
-  const double fresh = timeOfLarge(false);
-  const double kept = timeOfLarge(true);
-  std::printf("{\"small\":%.2f,\"largeFresh\":%.0f,\"largeKept\":%.0f,\"hostile\":%.1f}\n",
-              medianTime(rounds, 1000, [&] { read(small); }), fresh, kept,
-              medianTime(rounds, 10, [&] { read(bad); }));
+  print("small", medianTime(rounds, 1000, [&] { readAnswer(small); }),
+        medianTime(rounds, 1000, [&] { readAnswerByOthers(small); }));
+  print("hostile", medianTime(rounds, 10, [&] { readAnswer(bad); }),
+        medianTime(rounds, 10, [&] { readAnswer(good); }));
+  const long few = std::min(rounds, 5L);
+  for (const bool keep : {false, true}) {
+    keepMemory(keep);
+    readAnswer(large);
+    print(keep ? "largeKept" : "large", medianTime(few, 1, [&] { readAnswer(large); }),
+          medianTime(few, 1, [&] { testing::readJSONByOracle(list); }));
+  }
+  print("growth", medianTime(few, 1, [&] { readAnswer(large); }),
+        medianTime(few, 1, [&] { readAnswer(half); }));
 }
 
 void archiveUsers(const Settings& settings) {
   const long rounds = settings.number("rounds", 15);
-  const Value user = userOfTwentyFields();
   user::registerArchivedClasses();
+  const Value user = users(1);
   const Data archive = archivedDataWithRootObject(user);
   if (!unarchiveObjectWithData(archive)) throw std::runtime_error("the archive cannot be read");
-  std::printf("{\"archive\":%.2f,\"unarchive\":%.2f}\n",
+  const Tree tree = readByLibplist(archive);
+  const auto growth = [&](std::size_t count) {
+    const Value many = users(count);
+    return medianTime(std::min(rounds, 9L), 1,
+                      [&] { unarchiveObjectWithData(archivedDataWithRootObject(many)); });
+  };
+  std::printf("{\"archive\":%.2f,\"unarchive\":%.2f,\"archiveByOthers\":%.2f,",
               medianTime(rounds, 1000, [&] { archivedDataWithRootObject(user); }),
-              medianTime(rounds, 1000, [&] { unarchiveObjectWithData(archive); }));
+              medianTime(rounds, 1000, [&] { unarchiveObjectWithData(archive); }),
+              medianTime(rounds, 1000, [&] { writeByLibplist(tree); }));
+  std::printf("\"unarchiveByOthers\":%.2f,\"half\":%.1f,\"whole\":%.1f}\n",
+              medianTime(rounds, 1000, [&] { readByLibplist(archive); }), growth(500),
+              growth(1000));
 }
 
 }  // namespace orx::bench

@@ -48,6 +48,14 @@ std::string soapAnswer() {
          R"(</soap:Body></soap:Envelope>)";
 }
 
+void reachServer(const Settings& settings) {
+  URLSessionConfiguration configuration;
+  configuration.caFile = settings.text("ca");
+  configuration.connectTo[ORX_BENCH_HOST] = {
+      "127.0.0.1", static_cast<std::uint16_t>(settings.number("port", 0))};
+  URLSessionConfiguration::setDefaultConfiguration(configuration);
+}
+
 BenchServer::BenchServer()
     : nginx_(
           {.hosts = {ORX_BENCH_HOST}, .answer = soapAnswer(), .offersHTTP2 = false, .extra = {}}) {

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Contestant.h"
+#include "Scenarios.h"
 #include "support/NginxServer.h"
 
 namespace orx::bench {
@@ -20,6 +21,9 @@ class BenchServer {
   testing::TemporaryDirectory directory_;
   Work work_;
 };
+
+// Points the library's default configuration at the server of another process: `port` and `ca`.
+void reachServer(const Settings& settings);
 
 // An answer of about 1 KB, as the service gives it to a sign-in.
 std::string soapAnswer();

@@ -22,6 +22,7 @@ struct Entry {
 std::vector<Entry> entriesFor(const Work& work) {
   std::vector<Entry> entries;
   entries.push_back({"curl_multi, kept", keptCurlHandles(work), 1});
+  entries.push_back({"curl_multi over epoll, kept", keptCurlHandlesOverEpoll(work), 1});
   entries.push_back({"orx common", commonCalls(), 1});
   entries.push_back({"orx login", logins(), 1});
   entries.push_back({"Boost.Beast, kept", keptBeastStreams(work), 1});
@@ -96,6 +97,23 @@ void compareContestants(const Settings& settings) {
         measure(entry, inFlight, callsOf(entry, inFlight, calls), round);
       }
     }
+  }
+}
+
+void growByCalls(const Settings& settings) {
+  const long rounds = settings.number("rounds", 9);
+  const auto calls = static_cast<std::size_t>(settings.number("calls", 4000));
+  const BenchServer server;
+  const auto library = commonCalls();
+  library->run(16, 16);
+  const auto time = [&](std::size_t count) {
+    const double before = processorTime();
+    library->run(16, count);
+    return processorTime() - before;
+  };
+  for (long round = 0; round < rounds; ++round) {
+    const double some = time(calls);
+    std::printf("{\"some\":%.0f,\"twice\":%.0f}\n", some, time(2 * calls));
   }
 }
 

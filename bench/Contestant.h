@@ -32,6 +32,7 @@ class Contestant {
 };
 
 std::unique_ptr<Contestant> keptCurlHandles(const Work& work);
+std::unique_ptr<Contestant> keptCurlHandlesOverEpoll(const Work& work);
 std::unique_ptr<Contestant> freshCurlHandles(const Work& work, const std::string& caFile);
 std::unique_ptr<Contestant> keptHttplibClients(const Work& work);
 std::unique_ptr<Contestant> freshHttplibClients(const Work& work);

@@ -21,6 +21,8 @@ class Settings {
 
 // Every contestant on the same work in interleaved rounds.
 void compareContestants(const Settings& settings);
+// The processor time of some calls and of twice as many.
+void growByCalls(const Settings& settings);
 // Memory and threads while many calls wait for a slow server.
 void holdCalls(const Settings& settings);
 // The time that starting a call takes on the caller's thread, with one and with several callers.
@@ -39,5 +41,9 @@ void restoreUsers(const Settings& settings);
 // process of its own, which is the second scenario.
 void signIn(const Settings& settings);
 void signInOnce(const Settings& settings);
+// The server of the calls, until standard input ends; says where it is.
+void serve(const Settings& settings);
+// One thing, `what`, so many `times`.
+void repeat(const Settings& settings);
 
 }  // namespace orx::bench

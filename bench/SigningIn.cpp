@@ -47,11 +47,7 @@ void signIn(const Settings& settings) {
 }
 
 void signInOnce(const Settings& settings) {
-  URLSessionConfiguration configuration;
-  configuration.caFile = settings.text("ca");
-  configuration.connectTo[ORX_BENCH_HOST] = {
-      "127.0.0.1", static_cast<std::uint16_t>(settings.number("port", 0))};
-  URLSessionConfiguration::setDefaultConfiguration(configuration);
+  reachServer(settings);
   const bool prepared = settings.number("prepared", 0) != 0;
   if (prepared) {
     ORVAAccountAPI::prepareConnection();

@@ -11,6 +11,7 @@ namespace {
 int run(int count, char** texts) {
   const std::map<std::string, std::function<void(const Settings&)>> scenarios{
       {"compare", compareContestants},
+      {"grow", growByCalls},
       {"hold", holdCalls},
       {"submit", submitCalls},
       {"read", readAnswers},
@@ -19,7 +20,9 @@ int run(int count, char** texts) {
       {"idle", idle},
       {"restore", restoreUsers},
       {"signIn", signIn},
-      {"signInOnce", signInOnce}};
+      {"signInOnce", signInOnce},
+      {"serve", serve},
+      {"repeat", repeat}};
   const auto scenario = scenarios.find(count > 1 ? texts[1] : "");
   if (scenario == scenarios.end()) {
     std::fputs("usage: orx_bench SCENARIO [NAME=VALUE...]\nscenarios:", stderr);

@@ -1,19 +1,7 @@
+#include <ORXAccount/Calls.h>
 #include <ORXAccount/ORXAccount.h>
 
-#include <future>
 #include <iostream>
-
-class Greeter : public orx::ORVAAccountLoginManagerDelegate {
- public:
-  void loginManager_didLoginWithUser_error(orx::ORVAAccountLoginManager&,
-                                           const std::shared_ptr<orx::ORVAAccountUser>& user,
-                                           const std::shared_ptr<orx::Error>& error) override {
-    std::cout << (error ? error->localizedDescription() : "Hello " + user->cusID().value_or("you"))
-              << std::endl;
-    signedIn.set_value(!error);
-  }
-  std::promise<bool> signedIn;
-};
 
 int main(int argc, char** argv) {
   orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
@@ -26,10 +14,14 @@ int main(int argc, char** argv) {
   }
   orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
       std::nullopt, "demo-key", "demo-app", false);
-  const auto greeter = std::make_shared<Greeter>();
-  const auto& manager = orx::ORVAAccountLoginManager::sharedInstance();
-  manager->setDelegate(greeter);
-  manager->loginOpenIDWithParameters(
-      {{orx::kORVAAccountOpenIDType, "example"}, {orx::kORVAAccountOpenIDUID, "1234567"}});
-  return greeter->signedIn.get_future().get() ? 0 : 1;
+  try {
+    const auto user = orx::calls::signInWithOpenID({{orx::kORVAAccountOpenIDType, "example"},
+                                                    {orx::kORVAAccountOpenIDUID, "1234567"}})
+                          .future()
+                          .get();
+    std::cout << "Hello " << user->cusID().value_or("you") << std::endl;
+  } catch (const orx::CallError& error) {
+    std::cout << error.what() << std::endl;
+    return 1;
+  }
 }

@@ -1,4 +1,4 @@
-// Signs in, prints the user, and signs out: sign_in [CA-FILE PORT], the two values that
+// Signs in, prints the user, and signs out: sign_in [CA-FILE localhost:PORT], the two values that
 // orxaccount-devserver prints for the development service on this machine.
 #define _POSIX_C_SOURCE 200809L
 
@@ -39,10 +39,8 @@ int main(int argc, char** argv) {
   orx_result* parameters = NULL;
   if (refused(orx_set_option(ORX_OPTION_IDENTIFIER, "com.example.host"))) return 1;
   if (argc == 3) {
-    char place[128];
-    snprintf(place, sizeof place, "account.orva.example=127.0.0.1:%s", argv[2]);
     if (refused(orx_set_option(ORX_OPTION_CA_FILE, argv[1])) ||
-        refused(orx_set_option(ORX_OPTION_CONNECT_TO, place))) {
+        refused(orx_set_servers(argv[2], NULL, NULL, NULL))) {
       return 1;
     }
   }

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Signs in, prints the user, and signs out, by way of the library's C interface.
 
-usage: sign_in.py [CA-FILE PORT]   the two values that orxaccount-devserver prints
+usage: sign_in.py [CA-FILE localhost:PORT]   the two values that orxaccount-devserver prints
 """
 
 import ctypes
@@ -21,6 +21,7 @@ def load():
         "orx_error_code": (ctypes.c_int64, Handle), "orx_error_release": (None, Handle),
         "orx_result_user": (Handle, Handle), "orx_user_json": (Text, Handle),
         "orx_set_option": (Handle, Text, Text),
+        "orx_set_servers": (Handle, Text, Text, Text, Text),
         "orx_initialize": (Handle, Text, Text, ctypes.c_int),
         "orx_sign_in_openid": (Handle, Text, Callback, Handle),
         "orx_sign_out": (Handle,),
@@ -74,9 +75,9 @@ def sign_in(**identity):
 def main():
     check(orx.orx_set_option(b"identifier", b"com.example.host"))
     if len(sys.argv) == 3:
-        ca_file, port = sys.argv[1:]
+        ca_file, host = sys.argv[1:]
         check(orx.orx_set_option(b"caFile", ca_file.encode()))
-        check(orx.orx_set_option(b"connectTo", f"account.orva.example=127.0.0.1:{port}".encode()))
+        check(orx.orx_set_servers(host.encode(), None, None, None))
     check(orx.orx_initialize(b"demo-app", b"demo-key", 0))
     user = sign_in(openid_type="example", openid_uid="1234567")
     print("Hello", user["cus_id"])

@@ -15,6 +15,7 @@ import subprocess
 import sys
 import tempfile
 
+import bench_instructions
 import bench_report
 
 RUNS = {
@@ -22,6 +23,7 @@ RUNS = {
     "compare": (["rounds=9", "calls=4000"], ["rounds=21", "calls=8000"]),
     "hold": (["calls=10000", "delay=40000"], ["calls=10000", "delay=40000"]),
     "submit": ([], ["rounds=41"]),
+    "grow": ([], ["rounds=21"]),
     "read": ([], []),
     "archive": ([], []),
     "restore": ([], ["rounds=101"]),
@@ -31,12 +33,17 @@ RUNS = {
 }
 
 
+# The standard headers that an interface of values and callbacks cannot do without.
+PLAIN_HEADERS = ("string", "functional", "memory", "optional", "variant", "vector", "map")
+
+
 def smoke_settings(scenario):
     """Settings for the smallest run of a scenario, which only shows that it works."""
     return {
         "compare": ["rounds=1", "calls=16"],
         "hold": ["calls=20", "delay=100"],
         "submit": ["rounds=1", "calls=64"],
+        "grow": ["rounds=1", "calls=16"],
         "read": ["rounds=1"],
         "archive": ["rounds=1"],
         "restore": ["rounds=2"],
@@ -62,10 +69,10 @@ def processor_time_of(command):
 
 
 def include_time(root, build, rounds):
-    """Processor seconds for compiling the umbrella header, and for <string> and <functional> alone."""
+    """Processor seconds for compiling the umbrella header, and for its standard headers alone."""
     texts = {
         "umbrella": "#include <ORXAccount/ORXAccount.h>\n",
-        "plain": "#include <string>\n#include <functional>\n",
+        "plain": "".join(f"#include <{name}>\n" for name in PLAIN_HEADERS),
     }
     times = {name: [] for name in texts}
     with tempfile.TemporaryDirectory() as folder:
@@ -123,11 +130,17 @@ def arguments():
                         help="more rounds")
     parser.add_argument("--smoke", action="store_true",
                         help="run each scenario for a moment and write nothing")
+    parser.add_argument("--instructions", action="store_true",
+                        help="count instructions and allocations instead, and fail when they have grown")
+    parser.add_argument("--keep", action="store_true",
+                        help="with --instructions: write docs/instructions.md")
     return parser.parse_args()
 
 
 def main():
     options = arguments()
+    if options.instructions:
+        sys.exit(not bench_instructions.run(options.root, options.build, options.keep))
     program = options.build / "bench" / "orx_bench"
     results = {}
     for scenario, (short, full) in RUNS.items():

@@ -5,7 +5,8 @@ import math
 import statistics
 
 KEPT_TEXT = "## Where the time goes"
-FLOOR = "curl_multi, kept"
+# libcurl's two ways of running many transfers; the cheaper one is the floor.
+FLOORS = ("curl_multi, kept", "curl_multi over epoll, kept")
 OURS = ("orx common", "orx login")
 FRESH = "curl handle a call"
 BUNDLE = "curl handle a call, CA bundle"
@@ -23,6 +24,10 @@ def medians(rows):
     }
 
 
+def floor_of(table, in_flight):
+    return min((table[name, in_flight] for name in FLOORS), key=lambda row: row["cpu"])
+
+
 def microseconds(value):
     return f"{value:,.1f}" if value < 100 else f"{value:,.0f}"
 
@@ -33,7 +38,7 @@ def comparison_table(table):
         "|---:|---|---:|---:|---:|---:|---:|---:|",
     ]
     for in_flight in sorted({key[1] for key in table}):
-        floor = table[FLOOR, in_flight]
+        floor = floor_of(table, in_flight)
         entries = [(key[0], value) for key, value in table.items() if key[1] == in_flight]
         for name, row in sorted(entries, key=lambda entry: entry[1]["cpu"]):
             shown = f"**{name}**" if name in OURS else name
@@ -54,12 +59,12 @@ def ratio_figures(table):
     """The rows of the table of goals: what is compared, the goal, the measured figure, whether the goal is
     reached."""
     rows = []
-    worst = {n: max(table[name, n]["cpu"] for name in OURS) / table[FLOOR, n]["cpu"]
+    worst = {n: max(table[name, n]["cpu"] for name in OURS) / floor_of(table, n)["cpu"]
              for n in (1, 16, 256)}
-    for in_flight, goal in ((1, 1.5), (16, 1.15), (256, 1.15)):
+    for in_flight, goal in ((1, 1.15), (16, 1.05), (256, 1.0)):
         rows.append((f"CPU per call over the floor, {in_flight} in flight", f"≤ {goal}",
                      f"{worst[in_flight]:.2f}", worst[in_flight] <= goal))
-    latency = max(table[name, 1]["p50"] for name in OURS) / table[FLOOR, 1]["p50"]
+    latency = max(table[name, 1]["p50"] for name in OURS) / floor_of(table, 1)["p50"]
     rows.append(("p50 latency over the floor, 1 in flight", "≤ 1.15", f"{latency:.2f}",
                  latency <= 1.15))
     ours = max(table[name, 16]["cpu"] for name in OURS)
@@ -103,36 +108,58 @@ def load_figures(results):
     return rows
 
 
+def ratio(what, against, ours, others, goal):
+    """A row for what takes `ours` where something else, or another size, takes `others`."""
+    return (f"{what}, of {against}", f"≤ {goal}", f"{ours / others:.2f}", ours / others <= goal)
+
+
 def local_figures(results):
-    read, archive, restore = results["read"][0], results["archive"][0], results["restore"][0]
+    read = {row["what"]: (row["ours"], row["others"]) for row in results["read"]}
+    archive, restore = results["archive"][0], results["restore"][0]
     include = results["include"]
-    more = include["umbrella"] - include["plain"]
-    over = restore["restored"] - restore["empty"]
+    calls = [statistics.median(row[key] for row in results["grow"]) for key in ("twice", "some")]
     kib = results["size"] / 1024
+    sax = "nlohmann's events into the same values"
     return [
-        ("1 KB answer → result", "≤ 10 µs", f"{read['small']:.1f} µs", read["small"] <= 10),
-        ("10 MB on one line → result", "≤ 60 ms",
-         f"{read['largeFresh'] / 1000:.0f} ms, {read['largeKept'] / 1000:.0f} ms in memory that the "
-         "process has already",
-         read["largeFresh"] <= 60e3),
-        ("hostile 100 KB → result", "≤ 2 ms", f"{read['hostile'] / 1000:.2f} ms",
-         read["hostile"] <= 2000),
-        ("process start → restored user", "≤ 10 ms, ≤ 2 ms over an empty program",
-         f"{restore['restored'] / 1000:.1f} ms, {over / 1000:.1f} ms over",
-         restore["restored"] <= 10e3 and over <= 2e3),
-        ("archive and unarchive a user of 20 fields", "≤ 15 µs each",
-         f"{archive['archive']:.1f} µs and {archive['unarchive']:.1f} µs",
-         max(archive.values()) <= 15),
-        ("including the umbrella header", "≤ 0.8 s over `<string>` and `<functional>`",
-         f"{more:.2f} s over", more <= 0.8),
+        ratio("1 KB answer → result", "PCRE2's machine code and " + sax, *read["small"], 0.3),
+        ratio("10 MB on one line → result", sax, *read["large"], 0.5),
+        ratio("the same in memory that the process has already", sax, *read["largeKept"], 0.5),
+        ratio("hostile 100 KB → no result", "a good answer of the same length", *read["hostile"], 3),
+        ratio("archiving a user of 20 fields", "libplist writing the same tree",
+              archive["archive"], archive["archiveByOthers"], 1),
+        ratio("reading that archive", "libplist reading it",
+              archive["unarchive"], archive["unarchiveByOthers"], 1),
+        ratio("process start → restored user", "an empty program with the C++ library",
+              restore["restored"], restore["empty"], 1.5),
+        ratio("the umbrella header", "its standard headers alone",
+              include["umbrella"], include["plain"], 1.25),
+        ratio("2 × the answer", "the answer", *read["growth"], 2.1),
+        ratio("2 × the calls", "the calls", *calls, 2.1),
+        ratio("2 × the users, archived and read", "the users", archive["whole"], archive["half"], 2.1),
         ("stripped shared library", "≤ 700 KiB", f"{kib:.0f} KiB", kib <= 700),
+    ]
+
+
+def sign_in_figures(results):
+    """Over a way of 100 ms a round trip, TCP's handshake included."""
+    rows = results["signIn"]
+    first = {prepared: statistics.median(row["times"][0] for row in rows if row["prepared"] == prepared)
+             for prepared in (False, True)}
+    second = statistics.median(row["times"][1] for row in rows)
+    later = statistics.median(time for row in rows for time in row["times"][2:])
+    return [
+        (f"{what}, 100 ms a round trip", f"≤ {trips} round trip{'s' * (trips > 1)} + {more} ms",
+         f"{time:.0f} ms", time <= 100 * trips + more)
+        for what, time, trips, more in (
+            ("the first sign-in", first[False], 3, 15), ("prepared", first[True], 1, 10),
+            ("the second", second, 1, 2), ("a later one", later, 1, 2))
     ]
 
 
 def figures_table(results, table):
     lines = ["| what | goal | measured | reached |", "|---|---|---|---|"]
     for what, goal, measured, reached in (
-        ratio_figures(table) + load_figures(results) + local_figures(results)
+        ratio_figures(table) + sign_in_figures(results) + load_figures(results) + local_figures(results)
     ):
         lines.append(f"| {what} | {goal} | {measured} | {verdict(reached)} |")
     return lines

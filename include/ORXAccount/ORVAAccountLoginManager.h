@@ -7,6 +7,7 @@
 #include <ORXAccount/platform/Value.h>
 #include <ORXAccount/platform/XMLParser.h>
 
+#include <concepts>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,8 +22,9 @@ class ORVAAccountUser;
 
 // Signs users in and out. A sign-in returns at once. When it succeeds it makes the new user current
 // (see ORVAAccountUser::setCurrentUser: the user is stored and the change announced), and then its
-// outcome goes to the delegate; both happen on a background worker. Sign-ins are not queued:
-// several may be under way, and each reports when its own answer has come. They cannot be
+// outcome goes to the delegate; both happen on a background worker, the telling of observers and of
+// the delegate also where the host's executor brings it (CallbackExecutor.h). Sign-ins are not
+// queued: several may be under way, and each reports when its own answer has come. They cannot be
 // cancelled. Where there is no memory to make the user current, the outcome is an error of
 // "NSPOSIXErrorDomain" with the code ENOMEM, and the user the one from before.
 //
@@ -35,7 +37,8 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
  public:
   // Made on first use and never destroyed.
   static const std::shared_ptr<ORVAAccountLoginManager>& sharedInstance();
-  // A manager of one's own has no task list: its ticket sign-ins are never reported.
+  // A manager of one's own has no task list: its ticket sign-ins are never reported, unless
+  // setLoginWithTicketTasks() gives it an empty one.
   static std::shared_ptr<ORVAAccountLoginManager> init();
 
   // The target server flag of ORVAAccountAPI; the manager keeps no copy.
@@ -45,6 +48,10 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   // Null when none is set or the one that was set is gone; outcomes are then dropped.
   std::shared_ptr<ORVAAccountLoginManagerDelegate> delegate() const;
   void setDelegate(const std::weak_ptr<ORVAAccountLoginManagerDelegate>& delegate);
+  // A delegate that nobody else holds, as in setDelegate(std::make_shared<Mine>()), would be gone
+  // before the first report.
+  template <std::derived_from<ORVAAccountLoginManagerDelegate> Delegate>
+  void setDelegate(std::shared_ptr<Delegate>&& keepItInAVariable) = delete;
 
   // With login name and password, under kORVAAccountLogin and kORVAAccountPassword. The service
   // refuses either with a "&" or "<" in it without a reason; see ORVAAccountAPI for how to check.
@@ -56,6 +63,11 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
   // With a ticket issued elsewhere; it is sent as it stands, empty text too. Where the service
   // answers it with data that is no XML, the delegate gets no error and the current user stays.
   void loginWithTicket(std::string_view ticket);
+
+  // The record that this manager's latest sign-in without an error made, which is in memory at
+  // least until that has been reported; else null. With a manager for each sign-in, as Calls.h has
+  // them, it tells sign-ins apart that overlap: the user of a report can be another one's by then.
+  std::shared_ptr<ORVAAccountUser> userOfLatestSignIn() const;
 
   // Signs out on this machine: nobody is current, and what is stored of the user is removed. What
   // could not be removed (a locked keyring, a disk that refuses), keychainStatus() tells. Sends

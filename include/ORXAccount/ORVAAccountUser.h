@@ -21,8 +21,9 @@ class OperationQueue;
 class URLSessionDataTask;
 
 // Receives the outcome of one picture load, exactly once: the picture's bytes (which may be empty)
-// or an error. Runs on a background thread; it may block and start other work; it must not throw
-// (the process ends if it does).
+// or an error. Runs on a background thread, or where the host's executor brings it
+// (CallbackExecutor.h); it may block and start other work; it must not throw (the process ends if
+// it does).
 using ORVAAccountProfileImageBlock =
     std::function<void(const std::optional<Data>& imageData, const std::shared_ptr<Error>& error)>;
 
@@ -69,9 +70,10 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   static std::shared_ptr<ORVAAccountUser> currentUser();
   // Makes `user` current (null: signs out), stores the change, and posts
   // ORVAAccountUserDidChangeNotification; every observer has run, on the calling thread, when it
-  // returns. The record that is current already, and null when nobody is, change nothing. What the
-  // store could not keep is kept for this process; keychainStatus() says why. After std::bad_alloc
-  // the user is the one from before, and the call can be made again.
+  // returns, unless the host has an executor for observers (CallbackExecutor.h). The record that is
+  // current already, and null when nobody is, change nothing. What the store could not keep is kept
+  // for this process; keychainStatus() says why. After std::bad_alloc the user is the one from
+  // before, and the call can be made again.
   //
   // It waits for the disk, and for a change that another thread is storing. Where another process
   // holds a lock or the keyring is silent it waits up to 2 seconds for each call on a store, which
@@ -122,11 +124,6 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   struct ImageState;
   explicit ORVAAccountUser(std::optional<Dictionary> userInfo);
   std::optional<std::string> field(std::string_view key) const;
-  void loadProfileImage(const ORVAAccountProfileImageBlock& completionBlock,
-                        const std::shared_ptr<OperationQueue>& queue);
-  void didReceiveProfileImage(const std::optional<Data>& data, long statusCode,
-                              const std::shared_ptr<Error>& error,
-                              const ORVAAccountProfileImageBlock& completionBlock);
 
   std::optional<Dictionary> userInfo_;
   std::unique_ptr<ImageState> imageState_;

@@ -65,7 +65,9 @@
 // the call and never on the main thread: completion handlers, the delegate, picture blocks. Reports
 // of different calls may run at the same time. Observers run on the thread that changes the user:
 // on such a background thread at a sign-in, inside initialize... and logout on the caller's. A
-// callback may block and may call the library; it must not throw.
+// callback may block and may call the library; it must not throw. A host with a loop of its own can
+// have all of these run there: CallbackExecutor.h, with ready-made executors for GLib, Qt and asio.
+// What goes wrong, a host can have logged: LogHandler.h.
 //
 // Errors. What a call over the network cannot do comes as an Error (see platform/Error.h).
 // std::invalid_argument is thrown on the calling thread, and only for a mistake of the caller's own
@@ -92,6 +94,7 @@
 #include <ORXAccount/platform/NotificationCenter.h>
 #include <ORXAccount/platform/Object.h>
 #include <ORXAccount/platform/SecItem.h>
+#include <ORXAccount/platform/Terminal.h>
 #include <ORXAccount/platform/URL.h>
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 #include <ORXAccount/platform/Value.h>

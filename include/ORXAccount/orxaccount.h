@@ -3,10 +3,11 @@
 // ORXAccount in C: everything that a host needs to sign users in, for programs in C and for other
 // languages that call C (C++ programs have <ORXAccount/ORXAccount.h>).
 //
-// The order of the start: orx_set_option() for what is not to be the default, orx_initialize(),
-// which restores the user of the last launch, and orx_sign_in() unless orx_current_user() gives
-// one. An observer that is to hear of the restored user is added before orx_initialize(). A whole
-// program is in examples/sign_in.c, the same in Python in examples/sign_in.py.
+// The order of the start: orx_set_servers() and orx_set_option() for what is not to be the default,
+// orx_initialize(), which restores the user of the last launch, and orx_sign_in() unless
+// orx_current_user() gives one. An observer that is to hear of the restored user is added before
+// orx_initialize(). A whole program is in examples/sign_in.c, the same in Python in
+// examples/sign_in.py.
 //
 // Text. All text is UTF-8 and ends with a zero byte. Text of the caller's that is not UTF-8 is
 // refused; where a C++ part of the program has put other bytes into a record, U+FFFD stands for
@@ -140,7 +141,8 @@ ORX_EXPORT orx_error* orx_set_option(const char* name, const char* value);
 // The hosts that are reached without the proxy, separated by commas.
 #define ORX_OPTION_PROXY_EXCEPTIONS "proxyExceptions"
 // HOST=ADDRESS:PORT, several with commas: where a host is reached instead of the address that the
-// resolver gives. The certificate is still checked against the host's name.
+// resolver gives. The certificate is still checked against the host's name. Hosts that were named
+// before stay, so NULL is refused.
 #define ORX_OPTION_CONNECT_TO "connectTo"
 // Milliseconds without any progress after which a call fails.
 #define ORX_OPTION_TIMEOUT "timeout"
@@ -154,6 +156,13 @@ ORX_EXPORT orx_error* orx_set_option(const char* name, const char* value);
 #define ORX_OPTION_KEYCHAIN_PROMPTS "keychainPrompts"
 // "yes" calls the China servers; the default is "no", the global ones.
 #define ORX_OPTION_CHINA "china"
+
+// Lets the whole process call these servers instead of those that the library was built with: names
+// or IPv4 addresses, with ":PORT" where that is not 443. `global_host` stands for a `china_host`
+// and a `development_host` that are NULL, and the namespace that was built in for one that is. To
+// be set before anything is called or initialised; others cannot be set after that.
+ORX_EXPORT orx_error* orx_set_servers(const char* global_host, const char* china_host,
+                                      const char* development_host, const char* service_namespace);
 
 // Takes the application's credentials and makes the stored user current, which observers hear of on
 // this thread. The credentials are not checked. `is_stage` (not 0) reports the development server

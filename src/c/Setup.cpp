@@ -69,23 +69,28 @@ std::pair<std::string, Address> redirectionIn(std::string_view text) {
           {std::string(address), numberIn<std::uint16_t>(text.substr(colon + 1), wanted)}};
 }
 
-std::map<std::string, Address> redirectionsIn(std::string_view text) {
-  std::map<std::string, Address> redirections;
-  while (!text.empty()) {
-    const auto comma = std::min(text.find(','), text.size());
-    redirections.insert(redirectionIn(text.substr(0, comma)));
-    text.remove_prefix(std::min(comma + 1, text.size()));
+void redirect(const OptionalText& text) {
+  if (!text) throw std::invalid_argument("what a host is reached at cannot be taken back");
+  auto configuration = URLSessionConfiguration::defaultConfiguration();
+  for (auto rest = *text; !rest.empty();) {
+    const auto comma = std::min(rest.find(','), rest.size());
+    auto [host, address] = redirectionIn(rest.substr(0, comma));
+    configuration.setConnectTo(std::move(host), std::move(address));
+    rest.remove_prefix(std::min(comma + 1, rest.size()));
   }
-  return redirections;
+  URLSessionConfiguration::setDefaultConfiguration(configuration);
 }
 
 // Sets one property of the configuration in force, or gives it the value that it has by itself.
-template <auto property, typename Read>
+template <auto get, auto set, typename Read>
 void configure(const OptionalText& text, const Read& read) {
   auto configuration = URLSessionConfiguration::defaultConfiguration();
-  configuration.*property = URLSessionConfiguration().*property;
-  if (text) configuration.*property = read(*text);
-  URLSessionConfiguration::setDefaultConfiguration(std::move(configuration));
+  if (text) {
+    (configuration.*set)(read(*text));
+  } else {
+    (configuration.*set)((URLSessionConfiguration().*get)());
+  }
+  URLSessionConfiguration::setDefaultConfiguration(configuration);
 }
 
 std::string same(std::string_view text) { return std::string(text); }
@@ -107,22 +112,24 @@ constexpr std::array kOptions{
            }},
     Option{ORX_OPTION_CA_FILE,
            [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::caFile>(value, same);
+             configure<&URLSessionConfiguration::caFile, &URLSessionConfiguration::setCaFile>(value,
+                                                                                              same);
            }},
-    Option{
-        ORX_OPTION_PROXY,
-        [](const OptionalText& value) { configure<&URLSessionConfiguration::proxy>(value, same); }},
+    Option{ORX_OPTION_PROXY,
+           [](const OptionalText& value) {
+             configure<&URLSessionConfiguration::proxy, &URLSessionConfiguration::setProxy>(value,
+                                                                                            same);
+           }},
     Option{ORX_OPTION_PROXY_EXCEPTIONS,
            [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::proxyExceptions>(value, same);
+             configure<&URLSessionConfiguration::proxyExceptions,
+                       &URLSessionConfiguration::setProxyExceptions>(value, same);
            }},
-    Option{ORX_OPTION_CONNECT_TO,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::connectTo>(value, redirectionsIn);
-           }},
+    Option{ORX_OPTION_CONNECT_TO, redirect},
     Option{ORX_OPTION_TIMEOUT,
            [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::timeoutIntervalForRequest>(
+             configure<&URLSessionConfiguration::timeoutIntervalForRequest,
+                       &URLSessionConfiguration::setTimeoutIntervalForRequest>(
                  value, [](std::string_view text) {
                    return std::chrono::milliseconds(
                        numberIn<std::int32_t>(text, "a number of milliseconds"));
@@ -130,11 +137,13 @@ constexpr std::array kOptions{
            }},
     Option{ORX_OPTION_MAXIMUM_BODY_SIZE,
            [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::maximumBodySize>(value, sizeIn);
+             configure<&URLSessionConfiguration::maximumBodySize,
+                       &URLSessionConfiguration::setMaximumBodySize>(value, sizeIn);
            }},
     Option{ORX_OPTION_MAXIMUM_HEADER_SIZE,
            [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::maximumHeaderSize>(value, sizeIn);
+             configure<&URLSessionConfiguration::maximumHeaderSize,
+                       &URLSessionConfiguration::setMaximumHeaderSize>(value, sizeIn);
            }},
     Option{ORX_OPTION_KEYCHAIN,
            [](const OptionalText& value) {
@@ -186,6 +195,16 @@ orx_error* orx_set_option(const char* name, const char* value) {
       throw std::invalid_argument("there is no option '" + std::string(wanted) + "'");
     }
     option->set(optionalText(value, "the option's value"));
+  });
+}
+
+orx_error* orx_set_servers(const char* global_host, const char* china_host,
+                           const char* development_host, const char* service_namespace) {
+  return guarded([&] {
+    orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+        requiredText(global_host, "the global host"), optionalText(china_host, "the China host"),
+        optionalText(development_host, "the development host"),
+        optionalText(service_namespace, "the namespace"));
   });
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "config/Servers.h"
+#include "platform/keychain/StoreStatus.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
@@ -53,7 +54,11 @@ void ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(
   // Where the store cannot be read, nobody knows that nobody is signed in: a keyring that was
   // locked since the last initialisation would sign out the current user, for good.
   const auto stored = ORVAAccountUserCache::sharedInstance()->readCachedUser();
-  if (stored) ORVAAccountUser::setCurrentUser(*stored);
+  if (stored) {
+    ORVAAccountUser::setCurrentUser(*stored);
+  } else {
+    logStore(false);
+  }
 }
 
 void ORVAAccount::didUser(const Notification& /*notification*/) {}

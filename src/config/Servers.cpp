@@ -124,7 +124,7 @@ void ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceName
   const Servers wanted =
       serversAt(globalHost, chinaHost.value_or(globalHost), developmentHost.value_or(globalHost),
                 serviceNamespace.value_or(ORX_SERVICE_NAMESPACE));
-  const Servers& present = serversInForce.get([&] { return wanted; });
+  const Servers& present = serversInForce.get([&] { return Servers(wanted); });
   if (present.origins == wanted.origins && present.serviceNamespace == wanted.serviceNamespace) {
     return;
   }

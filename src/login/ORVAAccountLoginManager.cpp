@@ -3,6 +3,7 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
+#include <ORXAccount/WorkerHandler.h>
 
 #include <cerrno>
 #include <functional>
@@ -13,6 +14,7 @@
 #include "platform/base/Unicode.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Log.h"
+#include "platform/queues/Callback.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/queues/WorkerPool.h"
 #include "platform/storage/FileErrors.h"
@@ -26,6 +28,7 @@ using namespace user;
 
 struct ORVAAccountLoginManager::State {
   Guarded<std::weak_ptr<ORVAAccountLoginManagerDelegate>> delegate;
+  Guarded<std::weak_ptr<ORVAAccountUser>> latest;
   service::XMLTaskList ticketTasks{{.parser = kLoginWithTicketXMLParser,
                                     .elements = kLoginWithTicketReturnDataDictionary,
                                     .parsingString = kLoginWithTicketParsingString,
@@ -67,10 +70,20 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
       {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, *appKey}});
 }
 
+using SharedManager = std::shared_ptr<ORVAAccountLoginManager>;
+
+SharedManager shared(ORVAAccountLoginManager& manager) {
+  return std::static_pointer_cast<ORVAAccountLoginManager>(manager.shared_from_this());
+}
+
 // The report carries the user who is current at this moment: after a failure the one from before,
 // and with overlapping sign-ins perhaps the other one's.
-void report(ORVAAccountLoginManager& manager, const std::shared_ptr<Error>& error) {
-  manager.didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
+void tellDelegate(const SharedManager& manager, const std::shared_ptr<Error>& error) {
+  manager->didLoginWithUser_error(ORVAAccountUser::currentUser(), error);
+}
+
+void report(const SharedManager& manager, const std::shared_ptr<Error>& error) {
+  callBack(CallbackKind::Change, [=] { tellDelegate(manager, error); });
 }
 
 // False when there was no memory for the step.
@@ -84,24 +97,36 @@ bool hadMemory(const Step& step) {
   }
 }
 
-void announceAndReport(const std::optional<Dictionary>& change, ORVAAccountLoginManager& manager) {
-  const bool isDone = hadMemory([&] {
-    if (change) announceChange(*change);
+// In one piece, so that the delegate finds the user of whom observers were told just before.
+void announceAndReport(const std::shared_ptr<std::optional<Dictionary>>& change,
+                       const SharedManager& manager) {
+  callBack(CallbackKind::Change, [=] {
+    const bool isDone = hadMemory([&] {
+      if (*change) announceChange(**change);
+    });
+    tellDelegate(manager, isDone ? nullptr : noMemoryToSignIn());
   });
-  report(manager, isDone ? nullptr : noMemoryToSignIn());
 }
 
-void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user,
-                 const std::shared_ptr<ORVAAccountLoginManager>& manager) {
+void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user, const SharedManager& manager) {
   const bool isDone = hadMemory([&] {
     // Made first: once the user is current, nothing may be lacking to tell so. A job of its own,
     // since observers and the delegate may block, and may not hold up who is stored next.
     const auto change = std::make_shared<std::optional<Dictionary>>();
-    auto job = makeJob([change, manager] { announceAndReport(*change, *manager); });
+    auto job = makeJob([change, manager] { announceAndReport(change, manager); });
     *change = changeCurrentUser(user);
     WorkerPool::shared().submit(std::move(job));
   });
-  if (!isDone) report(*manager, noMemoryToSignIn());
+  if (!isDone) report(manager, noMemoryToSignIn());
+}
+
+void logNoXML(const Value& data) {
+  const std::string line = "[OrvaAccount] The return data is not XML format: ";
+  const std::string description = data.description();
+  if (!hasLogHandler()) return NSLog(line + description);
+  // What the service sends about a user may hold a ticket, and a host's log goes to many places.
+  const std::string size = std::to_string(description.size()) + " bytes of text";
+  tellLogHandler(LogLevel::Warning, line + (data.isNull() ? description : size));
 }
 
 // The user's fields as the service sent them. Absent when the data is no dictionary, and when there
@@ -161,49 +186,55 @@ void ORVAAccountLoginManager::setDelegate(
   state_->delegate.set(delegate);
 }
 
-// Each handler below keeps the manager alive until the sign-in has been reported.
+std::shared_ptr<ORVAAccountUser> ORVAAccountLoginManager::userOfLatestSignIn() const {
+  return state_->latest.get().lock();
+}
+
+// Each handler below keeps the manager alive until the sign-in has been reported. They are the
+// library's own work, which would hold up the loop of the host's executor.
 
 void ORVAAccountLoginManager::loginWithParameters(const Dictionary& parameters) {
   clientForOneLogin()->login_completionHandler(
-      parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
+      parameters,
+      WorkerHandler([this, self = shared_from_this()](const auto& result, const auto& error) {
         finishLogin([&] { return fieldsIn(result); }, error);
-      });
+      }));
 }
 
 void ORVAAccountLoginManager::loginOpenIDWithParameters(const Dictionary& parameters) {
   clientForOneLogin()->loginOpenID_completionHandler(
-      parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
+      parameters,
+      WorkerHandler([this, self = shared_from_this()](const auto& result, const auto& error) {
         finishLogin([&] { return fieldsIn(result); }, error);
-      });
+      }));
 }
 
 void ORVAAccountLoginManager::loginOpenIDV2WithParameters(const Dictionary& parameters) {
   clientForOneLogin()->loginOpenIDV2WithParameters_completionHandler(
-      parameters, [this, self = shared_from_this()](const auto& result, const auto& error) {
+      parameters,
+      WorkerHandler([this, self = shared_from_this()](const auto& result, const auto& error) {
         finishLogin([&] { return withLowerCaseFirstLetters(fieldsIn(result)); }, error);
-      });
+      }));
 }
 
 void ORVAAccountLoginManager::loginWithTicket(std::string_view ticket) {
   clientForOneLogin()->getUserData_completionHandler(
       {{kORVAAccounTicket, ticket}},
-      [this, self = shared_from_this(), ticket = std::string(ticket)](
-          const auto& result, const auto& error) { didFetchUserData(ticket, result, error); });
+      WorkerHandler(
+          [this, self = shared_from_this(), ticket = std::string(ticket)](
+              const auto& result, const auto& error) { didFetchUserData(ticket, result, error); }));
 }
 
 void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
                                                const std::shared_ptr<ORVAAccountAPIResult>& result,
                                                const std::shared_ptr<Error>& error) {
-  if (error) return report(*this, error);
+  if (error) return report(shared(*this), error);
   const auto parser = result->returnData().objectOf<XMLParser>();
   if (!parser) {
     // Data that is no XML is reported without an error and without a change of the user, also when
     // the line is lost for want of memory.
-    hadMemory([&] {
-      NSLog("[OrvaAccount] The return data is not XML format: " +
-            result->returnData().description());
-    });
-    return report(*this, nullptr);
+    hadMemory([&] { logNoXML(result->returnData()); });
+    return report(shared(*this), nullptr);
   }
   // In a job of its own: this function runs inside the parse of the service's answer, which would
   // stay in memory until the delegate has returned.
@@ -211,19 +242,20 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
     WorkerPool::shared().submit(
         makeJob([this, self = shared_from_this(), parser, ticket] { parse(parser, ticket); }));
   });
-  if (!isDone) report(*this, noMemoryToSignIn());
+  if (!isDone) report(shared(*this), noMemoryToSignIn());
 }
 
 void ORVAAccountLoginManager::parse(const std::shared_ptr<XMLParser>& parser,
                                     const std::string& ticket) {
   const bool isDone = hadMemory([&] {
-    parser->setDelegate(std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this()));
+    const auto delegate = shared(*this);
+    parser->setDelegate(delegate);
     service::XMLTask task;
     task.parser = parser;
     task.elements.set(kORVAAccountTicket, ticket);
     state_->ticketTasks.append(std::move(task));
   });
-  if (!isDone) return report(*this, noMemoryToSignIn());
+  if (!isDone) return report(shared(*this), noMemoryToSignIn());
   parser->parse();
 }
 
@@ -231,17 +263,16 @@ void ORVAAccountLoginManager::parse(const std::shared_ptr<XMLParser>& parser,
 void ORVAAccountLoginManager::finishLogin(
     const std::function<std::optional<Dictionary>()>& userInfo,
     const std::shared_ptr<Error>& error) {
-  if (error) return report(*this, error);
+  if (error) return report(shared(*this), error);
   const bool isDone = hadMemory([&] {
+    const auto user = ORVAAccountUser::initWithUserInfo(userInfo());
+    state_->latest.set(user);
     // Storing can wait for a disk or a lock. In one queue, the sign-ins that wait hold one worker
     // together rather than one each.
     storingQueue()->addOperationWithBlock(
-        [user = ORVAAccountUser::initWithUserInfo(userInfo()),
-         manager = std::static_pointer_cast<ORVAAccountLoginManager>(shared_from_this())] {
-          makeCurrent(user, manager);
-        });
+        [user, manager = shared(*this)] { makeCurrent(user, manager); });
   });
-  if (!isDone) report(*this, noMemoryToSignIn());
+  if (!isDone) report(shared(*this), noMemoryToSignIn());
 }
 
 void ORVAAccountLoginManager::logout() { ORVAAccountUser::setCurrentUser(nullptr); }

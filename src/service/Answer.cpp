@@ -1,5 +1,7 @@
 #include "service/Answer.h"
 
+#include <ORXAccount/WorkerHandler.h>
+
 #include <stdexcept>
 #include <utility>
 
@@ -10,9 +12,9 @@ namespace orx::service {
 
 using namespace platform;
 
-ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler) {
+SharedHandler required(ORVAAccountAPICompletionHandler completionHandler) {
   if (!completionHandler) throw std::invalid_argument("a call needs a completion handler");
-  return completionHandler;
+  return std::make_shared<ORVAAccountAPICompletionHandler>(std::move(completionHandler));
 }
 
 std::shared_ptr<Error> outOfMemoryError() {
@@ -34,9 +36,20 @@ TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler, Ans
   };
 }
 
-void report(const Answer& answer, const ORVAAccountAPICompletionHandler& completionHandler) {
+CallbackKind kindOf(const ORVAAccountAPICompletionHandler& completionHandler) {
+  return completionHandler.target<WorkerHandler>() != nullptr ? CallbackKind::Own
+                                                              : CallbackKind::Handler;
+}
+
+void hand(const Answer& answer, const ORVAAccountAPICompletionHandler& completionHandler) {
+  // A host has put a task back into the list that was reported already.
+  if (!completionHandler) return;
   if (!answer) return completionHandler(nullptr, answer.error());
   completionHandler(*answer, nullptr);
+}
+
+void report(Answer answer, const SharedHandler& completionHandler) {
+  report(std::move(answer), completionHandler, [] {});
 }
 
 std::string_view textOf(const TransferOutcome& reply) {

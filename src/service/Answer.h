@@ -8,9 +8,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/base/Result.h"
 #include "platform/http/Transport.h"
+#include "platform/queues/Callback.h"
 #include "service/ResultBlock.h"
 
 namespace orx::service {
@@ -24,8 +26,10 @@ using Answer = platform::Result<std::shared_ptr<ORVAAccountAPIResult>>;
 // The rule of one operation: which replies are a success, and what is handed back.
 using AnswerRule = Answer (*)(const platform::TransferOutcome& reply);
 
-// The handler as it is. Throws std::invalid_argument when it is empty: its call could never report.
-ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler);
+// The handler, for as many holders as its call has. Throws std::invalid_argument when it is empty:
+// its call could never report.
+using SharedHandler = std::shared_ptr<ORVAAccountAPICompletionHandler>;
+SharedHandler required(ORVAAccountAPICompletionHandler completionHandler);
 
 // The error of a reply for whose reading memory ran out (NSURLErrorDomain, NSURLErrorUnknown). Made
 // by the first use, which may throw std::bad_alloc; so each call uses it before it starts.
@@ -47,8 +51,22 @@ Answer answerOf(Read read) {
 platform::TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler,
                                     AnswerRule rule, std::shared_ptr<const Object> keptAlive);
 
-// Hands the answer's result or its error, exactly one of both, to the handler.
-void report(const Answer& answer, const ORVAAccountAPICompletionHandler& completionHandler);
+// Whether a handler is one that stays on the worker.
+platform::CallbackKind kindOf(const ORVAAccountAPICompletionHandler& completionHandler);
+void hand(const Answer& answer, const ORVAAccountAPICompletionHandler& completionHandler);
+
+// Hands the answer's result or its error, exactly one of both, to the handler, where the host wants
+// handlers to run. The handler is gone afterwards, for all its holders: what it holds is destroyed
+// where it ran. Then calls `afterwards`, there too.
+template <typename Afterwards>
+void report(Answer answer, const SharedHandler& completionHandler, Afterwards afterwards) {
+  platform::callBack(kindOf(*completionHandler), [answer = std::move(answer), completionHandler,
+                                                  afterwards = std::move(afterwards)]() mutable {
+    hand(answer, std::exchange(*completionHandler, nullptr));
+    afterwards();
+  });
+}
+void report(Answer answer, const SharedHandler& completionHandler);
 
 // The body, empty when there is none. Ends with the reply.
 std::string_view textOf(const platform::TransferOutcome& reply);

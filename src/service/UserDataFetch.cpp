@@ -62,18 +62,19 @@ void ORVAAccountAPI::getUserData_completionHandler(
   auto replyHandler = [this, self = shared_from_this(),
                        handler =
                            required(std::move(completionHandler))](const TransferOutcome& reply) {
-    if (reply.error) return handler(nullptr, reply.error);
+    if (reply.error) return report(Failure(reply.error), handler);
     std::shared_ptr<XMLParser> parser;
     try {
       parser = XMLParser::initWithData(reply.data.value_or(Data()));
       XMLTask task;
       task.parser = parser;
       task.completionHandler = std::make_shared<CompletionHandlerObject>(handler);
-      parser->setDelegate(std::static_pointer_cast<ORVAAccountAPI>(self));
+      const auto delegate = std::static_pointer_cast<ORVAAccountAPI>(self);
+      parser->setDelegate(delegate);
       // A host may have set the list to absent. Without a task the call would never report.
       tasks_->appendAnyway(std::move(task));
     } catch (const std::bad_alloc&) {
-      return handler(nullptr, outOfMemoryError());
+      return report(Failure(outOfMemoryError()), handler);
     }
     parser->parse();
   };
@@ -117,13 +118,12 @@ void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   const auto task = tasks_->find(parser);
   if (!task) return;
   // A task that a host put into the list may have no callback.
-  if (const auto& callback = task->completionHandler) {
-    const Answer answer = task->parsingError
-                              ? Failure(task->parsingError)
-                              : answerOf([&] { return userDataAnswer(task->elements); });
-    report(answer, callback->handler);
-  }
-  tasks_->remove(parser);
+  if (!task->completionHandler) return tasks_->remove(parser);
+  Answer answer = task->parsingError ? Failure(task->parsingError)
+                                     : answerOf([&] { return userDataAnswer(task->elements); });
+  // The task goes when the handler has returned, wherever that runs.
+  report(std::move(answer), task->completionHandler->handler,
+         [this, self = shared_from_this(), read = task->parser] { tasks_->remove(*read); });
 }
 
 }  // namespace orx

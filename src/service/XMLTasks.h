@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "service/Answer.h"
+
 namespace orx::service {
 
 // The keys under which a task shows itself as a dictionary.
@@ -25,10 +27,9 @@ struct XMLTaskKeys {
 
 // Lets a callback stand in a task dictionary.
 struct CompletionHandlerObject final : Object {
-  explicit CompletionHandlerObject(ORVAAccountAPICompletionHandler callback)
-      : handler(std::move(callback)) {}
+  explicit CompletionHandlerObject(SharedHandler callback) : handler(std::move(callback)) {}
 
-  const ORVAAccountAPICompletionHandler handler;
+  const SharedHandler handler;
 };
 
 // One XML document that is being read into a flat dictionary of element texts.

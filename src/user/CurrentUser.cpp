@@ -6,9 +6,12 @@
 #include <ORXAccount/platform/NotificationCenter.h>
 
 #include <mutex>
+#include <new>
 #include <utility>
 
+#include "platform/keychain/StoreStatus.h"
 #include "platform/process/ForkSafety.h"
+#include "platform/queues/Callback.h"
 
 namespace orx {
 
@@ -37,14 +40,27 @@ Guarded<SharedUser>& currentRecord() {
 std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return currentRecord().get(); }
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
-  if (const auto information = changeCurrentUser(user)) announceChange(*information);
+  auto information = changeCurrentUser(user);
+  if (!information) return;
+  // On this thread the caller hears that memory has run out. On another one nobody would: the user
+  // is then the one from before again, as observers know.
+  if (!callbackExecutorFor(CallbackKind::Change)) return announceChange(*information);
+  callBack(CallbackKind::Change, [announced = *std::move(information)] {
+    try {
+      announceChange(announced);
+    } catch (const std::bad_alloc&) {
+    }
+  });
 }
 
-std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
-  const auto isDone = [&] {
-    return user == ORVAAccountUser::currentUser() && (user || !isSignOutUnfinished());
-  };
-  if (isDone()) return std::nullopt;
+namespace {
+
+bool isDone(const SharedUser& user) {
+  return user == ORVAAccountUser::currentUser() && (user || !isSignOutUnfinished());
+}
+
+// What the notification tells; absent when nothing changed.
+std::optional<Dictionary> change(const SharedUser& user) {
   const auto& cache = ORVAAccountUserCache::sharedInstance();
   const auto archived = cache->archivedUser(user);
   Dictionary information;
@@ -52,7 +68,7 @@ std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
   SharedUser previous;
   const std::lock_guard guard(settingMutex);
   previous = ORVAAccountUser::currentUser();
-  if (isDone()) return std::nullopt;
+  if (isDone(user)) return std::nullopt;
   if (user) information.set(ORVAAccountUserChangeNewKey, user);
   if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
   currentRecord().set(user);
@@ -65,6 +81,15 @@ std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
     throw;
   }
   if (user == previous) return std::nullopt;
+  return information;
+}
+
+}  // namespace
+
+std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
+  if (isDone(user)) return std::nullopt;
+  auto information = change(user);
+  logStore(user != nullptr);
   return information;
 }
 

@@ -102,7 +102,7 @@ bool ORVAAccountUser::supportsSecureCoding() { return true; }
 std::string_view ORVAAccountUser::archivedClassName() const { return user::kUserClassName; }
 
 void ORVAAccountUser::encodeWithCoder(Coder& coder) const {
-  coder.encodeObject_forKey(userInfo_ ? Value(*userInfo_) : Value(), kUserInfoKey);
+  coder.encodeObject_forKey(userInfo_, kUserInfoKey);
 }
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUser::initWithCoder(const Coder& coder) {

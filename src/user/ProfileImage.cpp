@@ -8,6 +8,7 @@
 #include "platform/base/Result.h"
 #include "platform/http/URLSessionDataTask.h"
 #include "platform/process/ForkSafety.h"
+#include "platform/queues/Callback.h"
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/FileErrors.h"
@@ -40,66 +41,86 @@ std::shared_ptr<Error> wrongResponseError(long statusCode) {
   }
 }
 
+// One load on its way through the record's queue, which runs no other until this one is reported.
+struct Load {
+  std::shared_ptr<ORVAAccountUser> user;
+  std::shared_ptr<OperationQueue> queue;
+  std::shared_ptr<ORVAAccountProfileImageBlock> block;
+};
+
+// Hands the outcome to the block where the host wants blocks to run. The block is gone afterwards,
+// for all its holders: what it holds is destroyed where it ran. Then calls `afterwards`, there too.
+template <typename Afterwards>
+void report(const Load& load, const std::optional<Data>& imageData,
+            const std::shared_ptr<Error>& error, Afterwards afterwards) {
+  callBack(CallbackKind::Handler, [=] {
+    const auto block = std::exchange(*load.block, nullptr);
+    load.user->didLoadProfileImageData_error_completionBlock(imageData, error, block);
+    afterwards();
+  });
+}
+
+// The same for a load that makes no request, or no more of one.
+void reportAtOnce(const Load& load, const std::optional<Data>& imageData,
+                  const std::shared_ptr<Error>& error) {
+  load.queue->setSuspended(true);
+  report(load, imageData, error, [queue = load.queue] { queue->setSuspended(false); });
+}
+
+void didReceiveProfileImage(const Load& load, const TransferOutcome& outcome,
+                            const std::shared_ptr<DispatchSemaphore>& semaphore) {
+  // A transfer that breaks off may have a status too; it fails all the same.
+  const bool isPicture = !outcome.error && isSuccess(outcome.statusCode);
+  std::optional<Data> imageData;
+  std::shared_ptr<Error> error;
+  if (isPicture) {
+    imageData = outcome.data.value_or(Data());
+  } else {
+    error = outcome.error ? outcome.error : wrongResponseError(outcome.statusCode);
+  }
+  load.user->setProfileImageData(imageData);
+  load.user->setLoadProfileImageTask(nullptr);
+  report(load, imageData, error, [semaphore] { semaphore->signal(); });
+}
+
+void loadProfileImage(const Load& load) {
+  if (const auto imageData = load.user->profileImageData()) {
+    return reportAtOnce(load, imageData, nullptr);
+  }
+  try {
+    auto semaphore = std::make_shared<DispatchSemaphore>(0);
+    load.user->setLoadProfileImageSemaphore(semaphore);
+    const auto task = URLSessionDataTask::dataTaskWithURL_completionHandler(
+        load.user->pictureURL(), [load, semaphore](const TransferOutcome& outcome) {
+          didReceiveProfileImage(load, outcome, semaphore);
+        });
+    load.user->setLoadProfileImageTask(task);
+    // The record's next load starts when the signal has come, that is after the report of this one.
+    semaphore->wait(load.queue);
+    task->resume();
+  } catch (const std::bad_alloc&) {
+    // On a worker nobody else would catch it, and the process would end.
+    load.user->setLoadProfileImageTask(nullptr);
+    reportAtOnce(load, std::nullopt, noMemoryToLoad());
+  }
+}
+
 }  // namespace
 
 void ORVAAccountUser::loadProfileImageDataWithCompletionBlock(
     ORVAAccountProfileImageBlock completionBlock) {
   noMemoryToLoad();
-  auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
   auto queue = userOperationQueue();
   if (!queue) {
     // The host has set the property to null; the load must report all the same.
     queue = std::make_shared<OperationQueue>();
     setUserOperationQueue(queue);
   }
-  queue->addOperationWithBlock([self = std::move(self), queue, block = std::move(completionBlock)] {
-    self->loadProfileImage(block, queue);
-  });
-}
-
-void ORVAAccountUser::loadProfileImage(const ORVAAccountProfileImageBlock& completionBlock,
-                                       const std::shared_ptr<OperationQueue>& queue) {
-  if (const auto imageData = profileImageData()) {
-    return didLoadProfileImageData_error_completionBlock(imageData, nullptr, completionBlock);
-  }
-  std::shared_ptr<DispatchSemaphore> semaphore;
-  try {
-    semaphore = std::make_shared<DispatchSemaphore>(0);
-    setLoadProfileImageSemaphore(semaphore);
-    auto self = std::static_pointer_cast<ORVAAccountUser>(shared_from_this());
-    const auto task = URLSessionDataTask::dataTaskWithURL_completionHandler(
-        pictureURL(),
-        [self = std::move(self), completionBlock, semaphore](const TransferOutcome& outcome) {
-          // A transfer that breaks off may have a status too; it fails all the same.
-          self->didReceiveProfileImage(outcome.data, outcome.statusCode, outcome.error,
-                                       completionBlock);
-          semaphore->signal();
-        });
-    setLoadProfileImageTask(task);
-    // The record's next load starts when the signal has come, that is after the report of this one.
-    semaphore->wait(queue);
-    task->resume();
-  } catch (const std::bad_alloc&) {
-    // On a worker nobody else would catch it, and the process would end.
-    setLoadProfileImageTask(nullptr);
-    didLoadProfileImageData_error_completionBlock(std::nullopt, noMemoryToLoad(), completionBlock);
-    if (semaphore) semaphore->signal();
-  }
-}
-
-void ORVAAccountUser::didReceiveProfileImage(const std::optional<Data>& data, long statusCode,
-                                             const std::shared_ptr<Error>& error,
-                                             const ORVAAccountProfileImageBlock& completionBlock) {
-  if (!error && isSuccess(statusCode)) {
-    setProfileImageData(data.value_or(Data()));
-    setLoadProfileImageTask(nullptr);
-    return didLoadProfileImageData_error_completionBlock(profileImageData(), nullptr,
-                                                         completionBlock);
-  }
-  setLoadProfileImageTask(nullptr);
-  setProfileImageData(std::nullopt);
-  didLoadProfileImageData_error_completionBlock(
-      std::nullopt, error ? error : wrongResponseError(statusCode), completionBlock);
+  const Load load{
+      .user = std::static_pointer_cast<ORVAAccountUser>(shared_from_this()),
+      .queue = queue,
+      .block = std::make_shared<ORVAAccountProfileImageBlock>(std::move(completionBlock))};
+  queue->addOperationWithBlock([load] { loadProfileImage(load); });
 }
 
 void ORVAAccountUser::didLoadProfileImageData_error_completionBlock(

@@ -33,21 +33,24 @@ TEST(COptions, SayHowConnectionsAreMade) {
   EXPECT_EQ(set("timeout", "1500"), 0);
   EXPECT_EQ(set("maximumBodySize", "4294967296"), 0);
   EXPECT_EQ(set("maximumHeaderSize", "1024"), 0);
-  EXPECT_EQ(configuration().caFile, "/tmp/ca.pem");
-  EXPECT_EQ(configuration().proxy, "http://proxy.example:3128");
-  EXPECT_EQ(configuration().proxyExceptions, "a.example,b.example");
-  EXPECT_EQ(configuration().timeoutIntervalForRequest, std::chrono::milliseconds(1500));
-  EXPECT_EQ(configuration().maximumBodySize, std::size_t{4294967296});
-  EXPECT_EQ(configuration().maximumHeaderSize, 1024U);
+  EXPECT_EQ(configuration().caFile(), "/tmp/ca.pem");
+  EXPECT_EQ(configuration().proxy(), "http://proxy.example:3128");
+  EXPECT_EQ(configuration().proxyExceptions(), "a.example,b.example");
+  EXPECT_EQ(configuration().timeoutIntervalForRequest(), std::chrono::milliseconds(1500));
+  EXPECT_EQ(configuration().maximumBodySize(), std::size_t{4294967296});
+  EXPECT_EQ(configuration().maximumHeaderSize(), 1024U);
 }
 
 TEST(COptions, SayWhereAHostIsReached) {
   EXPECT_EQ(set("connectTo", "A.example=127.0.0.1:8443,b.example=[::1]:9,c.example=d:1"), 0);
   const std::map<std::string, URLSessionConfiguration::Address> wanted{
       {"a.example", {"127.0.0.1", 8443}}, {"b.example", {"::1", 9}}, {"c.example", {"d", 1}}};
-  EXPECT_EQ(configuration().connectTo, wanted);
+  EXPECT_EQ(configuration().connectTo(), wanted);
+  EXPECT_EQ(set("connectTo", "c.example=e:2"), 0);
   EXPECT_EQ(set("connectTo", ""), 0);
-  EXPECT_TRUE(configuration().connectTo.empty());
+  EXPECT_EQ(set("connectTo", nullptr), EINVAL);
+  EXPECT_EQ(configuration().connectTo().size(), 3U);
+  EXPECT_EQ(configuration().connectTo().at("c.example").host, "e");
 }
 
 TEST(COptions, SayWhereTheUserIsStored) {
@@ -74,7 +77,6 @@ TEST(COptions, GoBackToTheirDefaults) {
   for (const auto& [name, value] : {std::pair{"caFile", "a"},
                                     {"proxy", "b"},
                                     {"proxyExceptions", "c"},
-                                    {"connectTo", "a=b:1"},
                                     {"timeout", "1"},
                                     {"maximumBodySize", "1"},
                                     {"maximumHeaderSize", "1"},
@@ -110,6 +112,19 @@ TEST(COptions, ThatCannotBeTakenChangeNothing) {
     EXPECT_EQ(set(name, "File"), EINVAL);
   }
   EXPECT_EQ(configuration(), before);
+}
+
+TEST(CServers, AreSetOnceForTheWholeProcess) {
+  const StorageHome home;
+  EXPECT_EQ(refusal(orx_set_servers(nullptr, nullptr, nullptr, nullptr)), EINVAL);
+  EXPECT_EQ(refusal(orx_set_servers("a.example", "\xFF", nullptr, nullptr)), EILSEQ);
+  EXPECT_EQ(refusal(orx_set_servers("a b", nullptr, nullptr, nullptr)), EINVAL);
+  EXPECT_EQ(refusal(orx_set_servers("a.example:8443", nullptr, "dev.example", "urn:x")), 0);
+  EXPECT_EQ(refusal(orx_initialize("app", "key", 1)), 0);
+  EXPECT_EQ(statusText("customerInfoURL"), "https://dev.example/ws/lumcusinfo.asmx");
+  EXPECT_EQ(refusal(orx_initialize("app", "key", 0)), 0);
+  EXPECT_EQ(statusText("customerInfoURL"), "https://a.example:8443/ws/lumcusinfo.asmx");
+  EXPECT_EQ(refusal(orx_set_servers("b.example", nullptr, nullptr, nullptr)), EINVAL);
 }
 
 TEST(CStatus, TellsTheServersAndTheKeychain) {

@@ -72,11 +72,23 @@ TEST_F(CWithoutMemory, GivesWholeHandlesOrAnError) {
   EXPECT_STREQ(orx_result_text(Result(result).get(), "login"), texts[1]);
 }
 
+TEST(CRefusalWithoutMemory, IsAnErrorAllTheSame) {
+  for (std::size_t number = 0;; ++number) {
+    orx_error* error = nullptr;
+    const auto [threw, hasFailed] = withFailingAllocation(
+        number, [&] { error = orx_set_option("no option has such a long name", "a value"); });
+    EXPECT_FALSE(threw);
+    const auto code = refusal(error);
+    EXPECT_TRUE(code == EINVAL || (hasFailed && code == ENOMEM)) << number << ": " << code;
+    if (!hasFailed || HasFailure()) return;
+  }
+}
+
 TEST_F(CWithoutMemory, SetsAnOptionOrNot) {
   withEachAllocationFailing(
       [] { return orx_set_option("connectTo", "a.host.with.a.long.name=127.0.0.1:1"); },
       [](std::int64_t code) {
-        const auto now = URLSessionConfiguration::defaultConfiguration().connectTo;
+        const auto now = URLSessionConfiguration::defaultConfiguration().connectTo();
         EXPECT_EQ(now.contains("a.host.with.a.long.name"), code == 0);
       });
 }

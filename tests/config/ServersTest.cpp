@@ -109,7 +109,7 @@ TEST(ServerTexts, AreTakenOrRefusedLikeTheBuildOptions) {
   for (std::string kind, verdict, text;
        file >> kind >> verdict && file.get() == ' ' && std::getline(file, text); ++count) {
     for (std::size_t place = 0; place < (kind == "host" ? 3 : 1); ++place) {
-      SCOPED_TRACE(kind + " '" + text + "' in place " + std::to_string(place));
+      SCOPED_TRACE(::testing::Message() << kind << " '" << text << "' in place " << place);
       const bool isGood = verdict == "good";
       ChildProcess child([&] {
         try {

@@ -121,6 +121,8 @@ def check_headers(prefix):
         run("cmake", "--install", folder / "build", "--prefix", folder, "--component", "headers")
         if contents_of(folder / "include") != contents_of(prefix / "include"):
             raise AssertionError("the headers differ from build to build")
+
+
 def check_pages(prefix):
     """What the programs print is installed where the shells and man look for it."""
     places = {"man": "man/man1/{}.1", "bash": "bash-completion/completions/{}",

@@ -1,4 +1,6 @@
 // First uses of the library on one thread while another one forks.
+#include <ORXAccount/CallbackExecutor.h>
+#include <ORXAccount/LogHandler.h>
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>
@@ -43,9 +45,11 @@ void startNowhere() { startTransfer({.url = *URL::URLWithString("https://127.0.0
 
 // Ways into the library whose first use makes what the process shares: objects, worker threads, the
 // transfer engine. None stores anything.
-constexpr std::array<void (*)(), 19> uses{
+constexpr std::array<void (*)(), 21> uses{
     [] { (void)URLSessionConfiguration::defaultConfiguration(); },
     [] { (void)Bundle::mainBundle()->bundleIdentifier(); },
+    [] { setLogHandler({}); },        // Log
+    [] { setCallbackExecutor({}); },  // Callback
     [] { (void)UserDefaults::standardUserDefaults(); },
     [] { (void)keychainStatus(); },  // KeychainStoreInForce, StoreStatus
     [] { NotificationCenter::defaultCenter()->postNotificationName_object_userInfo("n", {}, {}); },

@@ -197,6 +197,23 @@ TEST_F(Manager, ADelegateWithoutTheOperationIsHarmless) {
   EXPECT_EQ(delegate().reports.count(), 0U);
 }
 
+template <typename M>
+constexpr bool kTakesATemporaryDelegate = requires(M& manager) {
+  manager.setDelegate(std::make_shared<RecordingDelegate>());
+};
+template <typename M>
+constexpr bool kTakesAKeptDelegate = requires(M& manager,
+                                              const std::shared_ptr<RecordingDelegate>& kept) {
+  manager.setDelegate(kept);
+  manager.setDelegate(std::weak_ptr(kept));
+  manager.setDelegate({});
+};
+
+TEST_F(Manager, ADelegateThatNobodyElseHoldsIsRefusedWhenItIsCompiled) {
+  static_assert(!kTakesATemporaryDelegate<ORVAAccountLoginManager>);
+  static_assert(kTakesAKeptDelegate<ORVAAccountLoginManager>);
+}
+
 TEST_F(Manager, ADelegateThatIsGoneIsNotCalled) {
   // Counts outside itself, so that a call is seen even after the host has let go of it.
   class Counting : public ORVAAccountLoginManagerDelegate {

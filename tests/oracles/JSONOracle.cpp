@@ -20,16 +20,16 @@ class Builder : public OracleJSON::json_sax_t {
   bool number_integer(std::int64_t value) override { return add(value); }
   bool number_unsigned(std::uint64_t value) override { return add(value); }
   bool number_float(double value, const std::string&) override { return add(value); }
-  bool string(std::string& value) override { return add(Value(std::string(value))); }
+  bool string(std::string& value) override { return add(Value(std::move(value))); }
   bool binary(OracleJSON::binary_t&) override { return false; }
   bool start_object(std::size_t) override { return open(false); }
   bool start_array(std::size_t) override { return open(true); }
   bool key(std::string& key) override {
-    open_.back().key = key;
+    open_.back().key = std::move(key);
     return true;
   }
-  bool end_object() override { return close(open_.back().dictionary); }
-  bool end_array() override { return close(open_.back().array); }
+  bool end_object() override { return close(std::move(open_.back().dictionary)); }
+  bool end_array() override { return close(std::move(open_.back().array)); }
   bool parse_error(std::size_t position, const std::string&,
                    const OracleJSON::exception&) override {
     position_ = position;
@@ -37,7 +37,7 @@ class Builder : public OracleJSON::json_sax_t {
   }
 
   std::size_t position() const { return position_; }
-  const Value& value() const { return value_; }
+  Value takeValue() { return std::move(value_); }
 
  private:
   struct Open {
@@ -52,18 +52,18 @@ class Builder : public OracleJSON::json_sax_t {
     return true;
   }
 
-  bool close(const Value& container) {
+  bool close(Value container) {
     open_.pop_back();
-    return add(container);
+    return add(std::move(container));
   }
 
-  bool add(const Value& value) {
+  bool add(Value value) {
     if (open_.empty()) {
-      value_ = value;
+      value_ = std::move(value);
     } else if (open_.back().isArray) {
-      open_.back().array.push_back(value);
+      open_.back().array.push_back(std::move(value));
     } else {
-      open_.back().dictionary.set(open_.back().key, value);
+      open_.back().dictionary.set(open_.back().key, std::move(value));
     }
     return true;
   }
@@ -96,7 +96,7 @@ std::string quoted(const std::string& text) { return std::to_string(text.size())
 
 JSONVerdict readJSONByOracle(std::string_view text) {
   Builder builder;
-  if (OracleJSON::sax_parse(text.begin(), text.end(), &builder)) return {builder.value(), {}};
+  if (OracleJSON::sax_parse(text.begin(), text.end(), &builder)) return {builder.takeValue(), {}};
   return {std::nullopt, placeOf(text, builder.position())};
 }
 

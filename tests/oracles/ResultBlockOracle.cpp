@@ -34,12 +34,14 @@ class Expression {
                               PCRE2_UTF | PCRE2_UCP | PCRE2_CASELESS, &error, &errorPosition,
                               context.get()));
     if (!code_) throw std::runtime_error("PCRE2 refuses the pattern");
+    pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE);
     data_.reset(pcre2_match_data_create_from_pattern(code_.get(), nullptr));
   }
 
   bool match(std::string_view text) {
-    const int groups = pcre2_match(code_.get(), reinterpret_cast<PCRE2_SPTR>(text.data()),
-                                   text.size(), 0, 0, data_.get(), nullptr);
+    int groups = matched(text, 0);
+    // Machine code has a small stack; the interpreter takes as much as it needs.
+    if (groups == PCRE2_ERROR_JIT_STACKLIMIT) groups = matched(text, PCRE2_NO_JIT);
     if (groups > 0) return true;
     // Errors of the UTF-8 check stand in one range; such a text is one without a match.
     if (groups == PCRE2_ERROR_NOMATCH) return false;
@@ -55,6 +57,11 @@ class Expression {
   }
 
  private:
+  int matched(std::string_view text, std::uint32_t options) const {
+    return pcre2_match(code_.get(), reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0,
+                       options, data_.get(), nullptr);
+  }
+
   Owned<pcre2_code> code_;
   Owned<pcre2_match_data> data_;
 };

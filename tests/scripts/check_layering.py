@@ -45,6 +45,11 @@ ROOM_OF_FILE = {
 
 # The public headers lie flat, because a path that changes breaks hosts: header → room.
 ROOM_OF_HEADER = {
+    "AsioCallbackExecutor.h": "queues",
+    "CallbackExecutor.h": "queues",
+    "Calls.h": "login",
+    "GLibCallbackExecutor.h": "queues",
+    "LogHandler.h": "process",
     "ORVAAccount.h": "config",
     "ORVAAccountAPI.h": "service",
     "ORVAAccountAPIResult.h": "service",
@@ -55,6 +60,8 @@ ROOM_OF_HEADER = {
     "ORVAAccountUser.h": "user",
     "ORVAAccountUserCache.h": "user",
     "ORXAccount.h": "umbrella",
+    "QtCallbackExecutor.h": "queues",
+    "WorkerHandler.h": "service",
     "orxaccount.h": "c",
     "platform/Bundle.h": "process",
     "platform/Coder.h": "formats",
@@ -66,6 +73,7 @@ ROOM_OF_HEADER = {
     "platform/NotificationCenter.h": "process",
     "platform/Object.h": "base",
     "platform/SecItem.h": "keychain",
+    "platform/Terminal.h": "base",
     "platform/URL.h": "http",
     "platform/URLSessionConfiguration.h": "http",
     "platform/Value.h": "base",
@@ -77,9 +85,10 @@ ROOM_OF_HEADER = {
 VENDORS = {
     "curl/": "http/curl",
     "openssl/": "http/curl",
-    "dlfcn.h": "keychain/secretservice",
+    "dlfcn.h": "process",
     "gio/": "keychain/secretservice",
     "expat.h": "formats",
+    "glib.h": "include/ORXAccount/GLibCallbackExecutor.h",
     "iconv.h": "formats",
     "tl/expected.hpp": "src/platform/base/Result.h",
     "utf8proc.h": "base",

@@ -9,6 +9,8 @@ from cpp_source import ROOT, bare, files, matching, report
 
 # Free functions of the platform, whose names have no colons to map.
 FUNCTIONS = {"SecItemAdd", "SecItemUpdate", "SecItemDelete", "SecItemCopyMatching"}
+# What `co_await` calls by name.
+AWAITERS = {"await_ready", "await_suspend", "await_resume"}
 # Value types, whose members have plain names, as those of the standard library's containers.
 VALUE_TYPES = {"Value", "Array", "Dictionary", "DictionaryEntry", "Data", "Observation",
                "URLSessionConfiguration"}
@@ -92,7 +94,7 @@ def operation(statement):
 
 def check_operation(owner, name, count):
     words = name.split("_")
-    if name in FUNCTIONS or owner in VALUE_TYPES or name == owner:
+    if name in FUNCTIONS | AWAITERS or owner in VALUE_TYPES or name == owner:
         return
     if any(not re.fullmatch(r"[A-Za-z][A-Za-z0-9]*", word) for word in words):
         yield f"{owner}::{name} cannot be read back as keywords"

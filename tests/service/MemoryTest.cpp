@@ -74,11 +74,11 @@ TEST(UserDataWithoutMemory, IsReportedOnceAndItsTaskGoes) {
     const auto api = ORVAAccountAPI::initWithOptions({});
     const auto parser = XMLParser::initWithData(Data(answer));
     parser->setDelegate(api);
-    api->setParsingTasks(
-        std::vector<Dictionary>{{{kGetUserDataTaskResponseDataParser, parser},
-                                 {kGetUserDataTaskResponseDataDictionary, Dictionary()},
-                                 {kGetUserDataTaskCompletionHandler,
-                                  std::make_shared<CompletionHandlerObject>(given.handler())}}});
+    api->setParsingTasks(std::vector<Dictionary>{
+        {{kGetUserDataTaskResponseDataParser, parser},
+         {kGetUserDataTaskResponseDataDictionary, Dictionary()},
+         {kGetUserDataTaskCompletionHandler,
+          std::make_shared<CompletionHandlerObject>(required(given.handler()))}}});
     outOfMemoryError();
     begin();
     parser->parse();

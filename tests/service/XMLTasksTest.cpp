@@ -35,7 +35,7 @@ class TaskList : public ::testing::Test {
                     .completionHandler = "callback"}};
   std::shared_ptr<XMLParser> parser = XMLParser::initWithText(Data("<a/>"));
   std::shared_ptr<CompletionHandlerObject> callback =
-      std::make_shared<CompletionHandlerObject>([](const auto&, const auto&) {});
+      std::make_shared<CompletionHandlerObject>(required([](const auto&, const auto&) {}));
 };
 
 TEST_F(TaskList, KeepsATaskUnderWayThatAnotherListDoesNotHold) {

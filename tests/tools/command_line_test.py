@@ -33,7 +33,7 @@ class OtherServers(CommandLine):
     def test_are_reached_by_host_and_port_alone(self):
         host = f"localhost:{support.service.ready['port']}"
         self.environment["ORXACCOUNT_HOST"] = host
-        self.sign_up("--set-json", "pic=null")
+        self.sign_up()
         self.assertTrue(self.expect(0, "sso").stdout.startswith(f"https://{host}/"))
         self.expect(0, "picture", "-o", "picture")
         # Their China server is not that of somebody else.

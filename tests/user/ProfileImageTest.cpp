@@ -117,6 +117,18 @@ TEST_F(ProfileImage, ATransferErrorIsPassedOnUnchanged) {
   }
 }
 
+TEST_F(ProfileImage, EndsWhenItTakesTooLongAsAWholeThoughItMoves) {
+  Answer answer = Answer::reply(200, std::string(1'000'000, 'p'));
+  answer.pace = std::chrono::milliseconds(1);
+  answerWith(answer);
+  auto configuration = server().configuration();
+  configuration.setTimeoutIntervalForResource(std::chrono::milliseconds(300));
+  URLSessionConfiguration::setDefaultConfiguration(configuration);
+  const Loaded loaded = load(userFrom());
+  ASSERT_NE(loaded.error, nullptr);
+  EXPECT_EQ(loaded.error->code(), NSURLErrorTimedOut);
+}
+
 TEST_F(ProfileImage, AnEmptyBodyIsAPictureThatIsKept) {
   answerWith("");
   const auto user = userFrom();

@@ -35,11 +35,9 @@ void runRegister(const GlobalOptions& options, const ParameterOptions& input) {
     api.register_completeHandler(parameters, std::move(handler));
   });
   const orx::Value& cusID = (*result->returnData().dictionary())[orx::kORVAAccountCusID];
-  const orx::Dictionary fields{
-      {"registered", true},
-      {orx::kORVAAccountCusID, cusID},
-      {"description", result->resultDescription() ? orx::Value(*result->resultDescription())
-                                                  : orx::Value(nullptr)}};
+  const orx::Dictionary fields{{"registered", true},
+                               {orx::kORVAAccountCusID, cusID},
+                               {"description", result->resultDescription()}};
   Output(options).printDone("registered as customer " + cusID.text().value_or(""), fields);
 }
 
@@ -52,27 +50,23 @@ void runRegisterV2(const GlobalOptions& options, const ParameterOptions& input) 
   Output(options).printValue("result", result->returnData());
 }
 
-orx::Value orNull(const std::optional<std::string>& text) {
-  return text ? orx::Value(*text) : orx::Value(nullptr);
-}
-
 void runWhoAmI(const GlobalOptions& options) {
   const Session session(options);
   const auto user = Session::signedInUser();
   const auto picture = user->pictureURL();
-  orx::Dictionary fields{{"login", orNull(user->login())},
-                         {"cus_id", orNull(user->cusID())},
-                         {"email", orNull(user->email())},
-                         {"first_name", orNull(user->firstName())},
-                         {"last_name", orNull(user->lastName())},
-                         {"nick_name", orNull(user->nickName())},
-                         {"country", orNull(user->country())},
-                         {"mobile", orNull(user->mobile())},
-                         {"birthdate", orNull(user->birthdateString())},
+  orx::Dictionary fields{{"login", user->login()},
+                         {"cus_id", user->cusID()},
+                         {"email", user->email()},
+                         {"first_name", user->firstName()},
+                         {"last_name", user->lastName()},
+                         {"nick_name", user->nickName()},
+                         {"country", user->country()},
+                         {"mobile", user->mobile()},
+                         {"birthdate", user->birthdateString()},
                          {"picture", picture ? orx::Value(picture->absoluteString()) : nullptr}};
-  fields.set("ticket", orNull(user->ticket()));
+  fields.set("ticket", user->ticket());
   if (options.json) {
-    fields.set("userInfo", user->userInfo() ? orx::Value(*user->userInfo()) : nullptr);
+    fields.set("userInfo", user->userInfo());
   }
   Output(options).printFields(fields);
 }
@@ -105,7 +99,7 @@ void runLogout(const GlobalOptions& options) {
   }
   const std::string name = user->login().value_or(user->cusID().value_or("the user"));
   requireNothingLeft("signed out " + name);
-  Output(options).printDone("signed out " + name, {{"signedOut", orNull(user->login())}});
+  Output(options).printDone("signed out " + name, {{"signedOut", user->login()}});
 }
 
 void runStatus(const GlobalOptions& options) {
@@ -122,7 +116,7 @@ void runStatus(const GlobalOptions& options) {
   Output(options).printFields(
       {{"version", ORXAccountVersionNumber},
        {"signedIn", user != nullptr},
-       {"login", user ? orNull(user->login()) : orx::Value(nullptr)},
+       {"login", user ? user->login() : std::nullopt},
        {"identifier", options.identifier},
        {"servers", orx::ORVAAccountAPI::targetServerIsCN() ? "china" : "global"},
        {"stage", account->isStage()},

@@ -1,5 +1,6 @@
 #include "Printable.h"
 
+#include <ORXAccount/platform/Terminal.h>
 #include <utf8proc.h>
 
 #include <algorithm>
@@ -23,11 +24,8 @@ Character firstOf(std::string_view text) {
   return {static_cast<char32_t>(code), text.substr(0, static_cast<std::size_t>(size))};
 }
 
-bool steersATerminal(char32_t code) {
-  return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x61C || code == 0x200E ||
-         code == 0x200F || (code >= 0x2028 && code <= 0x202E) ||
-         (code >= 0x2066 && code <= 0x2069) || code == kNoCharacter;
-}
+// A byte that is not UTF-8 may be a control of another encoding.
+bool steersATerminal(char32_t code) { return code == kNoCharacter || orx::steersTerminal(code); }
 
 }  // namespace
 

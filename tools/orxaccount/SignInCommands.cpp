@@ -11,16 +11,13 @@ namespace tool {
 namespace {
 
 void showSignedIn(const GlobalOptions& options, const orx::ORVAAccountUser& user) {
-  const auto text = [](const std::optional<std::string>& field) {
-    return field ? orx::Value(*field) : orx::Value(nullptr);
-  };
   const std::string name = user.login().value_or(user.email().value_or("a user without a name"));
   std::string sentence = "signed in as " + name + ", customer " + user.cusID().value_or("unknown");
   if (options.showTicket) sentence += ", ticket " + user.ticket().value_or("none");
   Output(options).printDone(sentence, {{"signedIn", true},
-                                       {"login", text(user.login())},
-                                       {"cus_id", text(user.cusID())},
-                                       {"ticket", text(user.ticket())}});
+                                       {"login", user.login()},
+                                       {"cus_id", user.cusID()},
+                                       {"ticket", user.ticket()}});
 }
 
 void runLogin(const GlobalOptions& options, const ParameterOptions& input) {

@@ -31,7 +31,8 @@ std::vector<std::string> namesOf(const CLI::Option& option) {
 }
 
 std::string valueNameOf(const CLI::Option& option) {
-  return option.get_items_expected_max() == 0 ? "" : option.get_type_name();
+  if (option.get_items_expected_max() == 0) return "";
+  return option.get_option_text().empty() ? option.get_type_name() : option.get_option_text();
 }
 
 bool takesFile(const CLI::Option& option) { return valueNameOf(option).ends_with("FILE"); }

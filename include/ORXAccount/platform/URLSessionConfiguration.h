@@ -72,6 +72,11 @@ class ORX_EXPORT URLSessionConfiguration {
   std::chrono::milliseconds timeoutIntervalForRequest() const;
   void setTimeoutIntervalForRequest(std::chrono::milliseconds timeoutIntervalForRequest);
 
+  // The longest time that a whole call may take, redirects and all, though it makes progress; then
+  // it ends with NSURLErrorTimedOut. 7 days at first, and for a time that is not positive.
+  std::chrono::milliseconds timeoutIntervalForResource() const;
+  void setTimeoutIntervalForResource(std::chrono::milliseconds timeoutIntervalForResource);
+
   // Largest answer body in bytes; a longer one ends with NSURLErrorDataLengthExceedsMaximum. 64 MB
   // at first.
   std::size_t maximumBodySize() const;

@@ -6,7 +6,9 @@
 #include <ORXAccount/platform/Object.h>
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,6 +32,11 @@ concept ValueInteger = std::integral<T> && !std::same_as<T, bool> && !std::same_
 // signed and unsigned 64-bit range), a double, UTF-8 text, data, an array, a dictionary or an
 // opaque object. Values are cheap to copy (arrays, dictionaries, data and objects are shared) and
 // an unchanging value may be read from any thread.
+//
+// Characters (of any width), enumerations and pointers other than text make no value: whether
+// Value('c') is a text or a number, only the caller knows. Braces where a value is wanted are a
+// dictionary, `{{"a", {{"b", 1}}}}`; empty ones, `{{"a", {}}}`, the null value. An array is always
+// named: `{{"a", orx::Array{1, 2}}}`.
 class ORX_EXPORT Value {
  public:
   enum class Kind { Null, Boolean, Integer, Double, String, Data, Array, Dictionary, Object };
@@ -42,17 +49,32 @@ class ORX_EXPORT Value {
   Value& operator=(Value&& other) noexcept;
   ~Value();
   Value(std::nullptr_t) noexcept {}
+  // Templates, most of the following, so that neither does an argument become another kind by a
+  // conversion, nor can braces stand for anything but the entries of a dictionary.
   template <std::same_as<bool> T>
   Value(T boolean) noexcept : content_(boolean) {}
   template <ValueInteger T>
   Value(T integer) noexcept : content_(contentOf(integer)) {}
-  Value(double number) noexcept : content_(number) {}
-  Value(std::string text) noexcept : content_(std::move(text)) {}
-  Value(std::string_view text) : content_(std::in_place_type<std::string>, text) {}
-  Value(const char* text) : content_(std::in_place_type<std::string>, text) {}
-  Value(orx::Data data) noexcept : content_(std::move(data)) {}
-  Value(orx::Array array);
-  Value(orx::Dictionary dictionary) noexcept : content_(std::move(dictionary)) {}
+  template <std::floating_point T>
+  Value(T number) noexcept : content_(static_cast<double>(number)) {}
+  template <std::same_as<std::string> T>
+  Value(T text) noexcept : content_(std::move(text)) {}
+  template <std::same_as<std::string_view> T>
+  Value(T text) : content_(std::in_place_type<std::string>, text) {}
+  // Throws std::invalid_argument for a null pointer.
+  template <std::convertible_to<const char*> T>
+  Value(T text) : content_(std::in_place_type<std::string>, textAt(text)) {}
+  template <std::same_as<orx::Data> T>
+  Value(T data) noexcept : content_(std::move(data)) {}
+  template <std::same_as<orx::Array> T>
+  Value(T array) : content_(shared(std::move(array))) {}
+  template <std::same_as<orx::Dictionary> T>
+  Value(T dictionary) noexcept : content_(std::move(dictionary)) {}
+  Value(std::initializer_list<DictionaryEntry> entries);
+  // An empty one gives the null value.
+  template <typename T>
+  requires std::constructible_from<Value, T> Value(std::optional<T> content)
+      : Value(content ? Value(*std::move(content)) : Value()) {}
   // A null pointer gives the null value.
   template <std::derived_from<Object> T>
   Value(std::shared_ptr<T> object) noexcept
@@ -80,6 +102,11 @@ class ORX_EXPORT Value {
     return std::dynamic_pointer_cast<T>(object());
   }
 
+  // What an array holds at this index, and a dictionary under this key: the null value where
+  // nothing is, and for a value of another kind. It lives until this value is changed or gone.
+  const Value& operator[](std::size_t index) const noexcept;
+  const Value& operator[](std::string_view key) const noexcept;
+
   // The text that stands for this value where text is asked for: text as it is, a number in the
   // fewest digits that read back as the same number (without an exponent from 1e-5 to 1e21), a
   // boolean as "true" or "false". Absent for null, data, arrays, dictionaries and objects.
@@ -104,11 +131,14 @@ class ORX_EXPORT Value {
     if (std::in_range<std::int64_t>(integer)) return static_cast<std::int64_t>(integer);
     return static_cast<std::uint64_t>(integer);
   }
+  static std::shared_ptr<const orx::Array> shared(orx::Array array);
+  static std::string_view textAt(const char* text);
 
   Content content_;
 };
 
-// Values in order; an element may be of any kind.
+// Values in order; an element may be of any kind. `Array{Array{1}}` is one array to some compilers
+// and two to others, as with every container: `Array{Value(Array{1})}` is two to all of them.
 struct Array : std::vector<Value> {
   using std::vector<Value>::vector;
 };
@@ -116,6 +146,8 @@ struct Array : std::vector<Value> {
 // One entry of a dictionary; the key is UTF-8 text.
 struct DictionaryEntry {
   DictionaryEntry(std::string_view aKey, Value aValue) : key(aKey), value(std::move(aValue)) {}
+  // Else the literal 0 would be taken for a pointer to text, as in `{{0, 1}}`.
+  DictionaryEntry(std::nullptr_t, Value) = delete;
 
   std::string key;
   Value value;

@@ -5,6 +5,7 @@
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/Object.h>
 
+#include <concepts>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -52,6 +53,9 @@ class ORX_EXPORT XMLParser final : public Object {
   // Held weakly: a delegate that is gone is not called.
   std::shared_ptr<XMLParserDelegate> delegate() const;
   void setDelegate(const std::weak_ptr<XMLParserDelegate>& delegate);
+  // A delegate that nobody else holds would be gone before the parse.
+  template <std::derived_from<XMLParserDelegate> Delegate>
+  void setDelegate(std::shared_ptr<Delegate>&& keepItInAVariable) = delete;
 
   // Reads the document to its end on the calling thread, and reports to the delegate. True when it
   // was well-formed. A second call does nothing and gives false.

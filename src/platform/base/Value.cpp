@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <stdexcept>
 
 #include "platform/base/IntegerRange.h"
 #include "platform/base/Text.h"
@@ -22,6 +23,9 @@ bool equalNumbers(const Value& integer, double number) {
   const auto exact = integer.unsignedInteger();
   return exact && number < kTwoTo64 && static_cast<std::uint64_t>(number) == *exact;
 }
+
+// What a missing key reads as. It outlives this dictionary, and every other.
+const Value& nullValue() noexcept { return Dictionary()[""]; }
 
 std::string joined(const Array& array) {
   std::string text = "[";
@@ -55,7 +59,18 @@ Value& Value::operator=(Value&& other) noexcept {
 }
 Value::~Value() = default;
 
-Value::Value(orx::Array array) : content_(std::make_shared<const orx::Array>(std::move(array))) {}
+Value::Value(std::initializer_list<DictionaryEntry> entries) : Value(orx::Dictionary(entries)) {}
+
+std::shared_ptr<const orx::Array> Value::shared(orx::Array array) {
+  return std::make_shared<const orx::Array>(std::move(array));
+}
+
+std::string_view Value::textAt(const char* text) {
+  if (text == nullptr) {
+    throw std::invalid_argument("a null pointer is no text; the null value is made of nullptr");
+  }
+  return text;
+}
 
 Value::Kind Value::kind() const noexcept {
   constexpr std::array kinds{Kind::Null,       Kind::Boolean, Kind::Integer, Kind::Integer,
@@ -105,6 +120,16 @@ const orx::Dictionary* Value::dictionary() const noexcept {
 std::shared_ptr<orx::Object> Value::object() const noexcept {
   const auto* content = std::get_if<std::shared_ptr<orx::Object>>(&content_);
   return content != nullptr ? *content : nullptr;
+}
+
+const Value& Value::operator[](std::size_t index) const noexcept {
+  const orx::Array* elements = array();
+  return elements != nullptr && index < elements->size() ? (*elements)[index] : nullValue();
+}
+
+const Value& Value::operator[](std::string_view key) const noexcept {
+  const orx::Dictionary* entries = dictionary();
+  return entries != nullptr ? (*entries)[key] : nullValue();
 }
 
 std::optional<std::string> Value::text() const {

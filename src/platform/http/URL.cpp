@@ -54,12 +54,36 @@ bool isStrictURL(std::string_view text) {
          std::ranges::count(after, '#') <= 1 && std::ranges::count(authority, '@') <= 1;
 }
 
+// The parts of a URL so plain that all parsers read it alike: https, a host's name of letters,
+// digits and hyphens, no port, and nothing to decode or to resolve in the path. The service's own
+// are, so that a process which makes no call need not load the transport's parser.
+std::optional<platform::URLParts> plainParts(std::string_view text) {
+  constexpr std::string_view scheme = "https://";
+  constexpr std::size_t longest = 2'000;
+  if (!text.starts_with(scheme) || text.size() > longest) return std::nullopt;
+  text.remove_prefix(scheme.size());
+  const auto host = text.substr(0, text.find_first_of("/?#"));
+  const auto rest = text.substr(host.size());
+  const auto path = rest.substr(0, rest.find_first_of("?#"));
+  const bool isName =
+      std::ranges::all_of(host, [](char c) { return isLetter(c) || isDigit(c) || isIn("-.", c); });
+  // Another last label would be a number's: an address, in one of its spellings.
+  const auto last = host.substr(host.rfind('.') + 1);
+  if (!isName || last.empty() || !isLetter(last.front()) || isIn(path, '%') ||
+      path.find("/.") != std::string_view::npos) {
+    return std::nullopt;
+  }
+  return platform::URLParts{
+      .scheme = "https", .host = std::string(host), .path = path.empty() ? "/" : std::string(path)};
+}
+
 }  // namespace
 
 std::optional<URL> URL::URLWithString(std::string_view text) {
   if (!isStrictURL(text)) return std::nullopt;
   std::string copy(text);
-  auto parts = platform::parsedURL(copy);
+  auto parts = plainParts(text);
+  if (!parts) parts = platform::parsedURL(copy);
   if (!parts) return std::nullopt;
   for (char& c : parts->host) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');

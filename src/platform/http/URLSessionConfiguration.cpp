@@ -11,6 +11,12 @@ using namespace platform;
 namespace {
 
 constexpr std::chrono::milliseconds usualTimeout{60'000};
+constexpr std::chrono::milliseconds usualLongestCall = std::chrono::hours(7 * 24);
+
+std::chrono::milliseconds positiveOr(std::chrono::milliseconds usual,
+                                     std::chrono::milliseconds given) {
+  return given.count() > 0 ? given : usual;
+}
 
 Guarded<URLSessionConfiguration>& inForce() {
   static constinit ProcessWide<Guarded<URLSessionConfiguration>> configuration;
@@ -25,6 +31,7 @@ struct URLSessionConfiguration::Content {
   std::string proxyExceptions;
   std::map<std::string, Address> connectTo;
   std::chrono::milliseconds timeoutIntervalForRequest = usualTimeout;
+  std::chrono::milliseconds timeoutIntervalForResource = usualLongestCall;
   std::size_t maximumBodySize = std::size_t{64} * 1024 * 1024;
   std::size_t maximumHeaderSize = std::size_t{256} * 1024;
 
@@ -78,8 +85,17 @@ std::chrono::milliseconds URLSessionConfiguration::timeoutIntervalForRequest() c
 
 void URLSessionConfiguration::setTimeoutIntervalForRequest(
     std::chrono::milliseconds timeoutIntervalForRequest) {
-  changeable().timeoutIntervalForRequest =
-      timeoutIntervalForRequest.count() > 0 ? timeoutIntervalForRequest : usualTimeout;
+  changeable().timeoutIntervalForRequest = positiveOr(usualTimeout, timeoutIntervalForRequest);
+}
+
+std::chrono::milliseconds URLSessionConfiguration::timeoutIntervalForResource() const {
+  return content_->timeoutIntervalForResource;
+}
+
+void URLSessionConfiguration::setTimeoutIntervalForResource(
+    std::chrono::milliseconds timeoutIntervalForResource) {
+  changeable().timeoutIntervalForResource =
+      positiveOr(usualLongestCall, timeoutIntervalForResource);
 }
 
 std::size_t URLSessionConfiguration::maximumBodySize() const { return content_->maximumBodySize; }

@@ -34,7 +34,8 @@ OSStatus perform(KeychainCall call, const Dictionary& query, bool isComplete,
     return errSecParam;
   }
   const auto store = keychainStoreInForce();
-  const auto result = operation(*store, *item, std::chrono::steady_clock::now() + storePatience.load());
+  const auto result =
+      operation(*store, *item, std::chrono::steady_clock::now() + storePatience.load());
   noteKeychainCall(call, *item, errorOf(result));
   return statusOf(result);
 }

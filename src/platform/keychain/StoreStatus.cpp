@@ -1,7 +1,11 @@
 #include "platform/keychain/StoreStatus.h"
 
+#include <new>
+
+#include "platform/keychain/ItemFile.h"
 #include "platform/keychain/KeychainStoreInForce.h"
 #include "platform/process/ForkSafety.h"
+#include "platform/process/Log.h"
 #include "platform/storage/UserDefaults.h"
 
 namespace orx {
@@ -95,6 +99,25 @@ void platform::noteKeychainStore(std::string name) { exchange(notes().store, nam
 
 void platform::noteDefaultsError(std::shared_ptr<Error> error) {
   exchange(notes().defaultsError, error);
+}
+
+void platform::logStore(bool hasStored) noexcept {
+  if (!hasLogHandler()) return;
+  try {
+    const KeychainStatus status = keychainStatus();
+    if (status.lastError != errSecSuccess) {
+      std::string line = "The stored user: " + status.description;
+      if (!status.path.empty()) line += " (" + status.path + ")";
+      if (!status.remedy.empty()) line += " " + status.remedy;
+      tellLogHandler(LogLevel::Error, line);
+    } else if (hasStored && status.store == ItemState::here &&
+               keychainPolicy() == KeychainPolicy::PreferSecretService) {
+      tellLogHandler(LogLevel::Info,
+                     "The user is stored in a file: no keyring takes it without asking.");
+    }
+  } catch (const std::bad_alloc&) {
+    // The line is lost. What it is about has been done, and must not fail for it.
+  }
 }
 
 }  // namespace orx

@@ -20,6 +20,11 @@ void noteKeychainStore(std::string name);
 // Called after the defaults were read or written for the stored user, with null when it worked.
 void noteDefaultsError(std::shared_ptr<Error> error);
 
+// Tells the host's log handler of the error that keychainStatus() tells at this moment. Where there
+// is none, and a user has been stored, tells it of a file that stands in for the keyring. Not with
+// a lock held.
+void logStore(bool hasStored) noexcept;
+
 // The error of a result, null of a success.
 template <typename T>
 std::shared_ptr<Error> errorOf(const Result<T>& result) {

@@ -1,16 +1,22 @@
 #include "platform/process/Log.h"
 
+#include <ORXAccount/platform/Terminal.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "platform/base/Unicode.h"
+#include "platform/process/ForkSafety.h"
 #include "platform/process/Signals.h"
 
 namespace orx::platform {
@@ -21,12 +27,9 @@ namespace {
 // answer of many megabytes would fill a log. The rest is room for the note about the cut.
 constexpr std::size_t kLongestText = PIPE_BUF - 64;
 
-// Text that a server sent must neither control a terminal nor forge a second record: control
-// characters (C0, DEL, C1), the separators U+2028 and U+2029, and the characters that turn the
-// direction of writing.
-constexpr bool mustBeEscaped(char32_t c) {
-  return (c < 0x20 && c != '\t') || (c >= 0x7F && c < 0xA0) || c == 0x61C || c == 0x200E ||
-         c == 0x200F || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+// Text that a server sent must neither control a terminal nor forge a second record.
+constexpr bool mustBeEscaped(char32_t character) {
+  return character != '\t' && steersTerminal(character);
 }
 
 std::string escapeOf(char32_t character, const char* form) {
@@ -56,7 +59,20 @@ std::string recordOf(std::string_view line) {
     }
     record += piece;
   }
-  return record + '\n';
+  return record;
+}
+
+// Spares the lock, and the first use of what follows, where no host has ever set a handler.
+constinit std::atomic<bool> mayHaveHandler = false;
+
+Guarded<std::shared_ptr<const LogHandler>>& handlerInForce() {
+  static constinit ProcessWide<Guarded<std::shared_ptr<const LogHandler>>> handler;
+  return handler.get();
+}
+
+// Foreign code starts here. What it throws ends the process.
+void callHandler(const LogHandler& handler, LogLevel level, std::string_view line) noexcept {
+  handler(level, line);
 }
 
 void writeToStandardError(std::string_view bytes) {
@@ -73,7 +89,7 @@ void writeToStandardError(std::string_view bytes) {
 void NSLog(std::string_view line) noexcept {
   const int errnoBefore = errno;
   try {
-    const std::string record = recordOf(line);
+    const std::string record = recordOf(line) + '\n';
     // SIGPIPE would end the process when nobody reads the pipe any more.
     const SuppressedSignal suppressed(SIGPIPE);
     writeToStandardError(record);
@@ -83,4 +99,23 @@ void NSLog(std::string_view line) noexcept {
   errno = errnoBefore;
 }
 
+bool hasLogHandler() noexcept { return mayHaveHandler && handlerInForce().get(); }
+
+void tellLogHandler(LogLevel level, std::string_view line) noexcept {
+  const int errnoBefore = errno;
+  const auto handler = mayHaveHandler ? handlerInForce().get() : nullptr;
+  try {
+    if (handler) callHandler(*handler, level, recordOf(line));
+  } catch (const std::bad_alloc&) {
+    // The line is lost.
+  }
+  errno = errnoBefore;
+}
+
 }  // namespace orx::platform
+
+void orx::setLogHandler(LogHandler handler) {
+  using namespace platform;
+  handlerInForce().set(handler ? std::make_shared<const LogHandler>(std::move(handler)) : nullptr);
+  mayHaveHandler = true;
+}

@@ -56,18 +56,20 @@ class JobList {
   Job* last_ = nullptr;
 };
 
-// A job that calls `block`, which may hold what cannot be copied.
+// Calls a block, which may hold what cannot be copied.
+template <typename Block>
+class BlockJob final : public Job {
+ public:
+  explicit BlockJob(Block&& block) : block_(std::move(block)) {}
+  void run() override { block_(); }
+
+ private:
+  Block block_;
+};
+
 template <typename Block>
 std::unique_ptr<Job> makeJob(Block block) {
-  class BlockJob final : public Job {
-   public:
-    explicit BlockJob(Block given) : block_(std::move(given)) {}
-    void run() override { block_(); }
-
-   private:
-    Block block_;
-  };
-  return std::make_unique<BlockJob>(std::move(block));
+  return std::make_unique<BlockJob<Block>>(std::move(block));
 }
 
 }  // namespace orx::platform

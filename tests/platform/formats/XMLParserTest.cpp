@@ -314,5 +314,14 @@ TEST(XMLParser, GivesWhatADelegateThrowsToWhoeverRunsTheParse) {
   }
 }
 
+template <typename Parser>
+constexpr bool kTakesATemporaryDelegate = requires(Parser& parser) {
+  parser.setDelegate(std::make_shared<Recorder>());
+};
+
+TEST(XMLParser, RefusesADelegateThatNobodyElseHoldsWhenItIsCompiled) {
+  static_assert(!kTakesATemporaryDelegate<XMLParser>);
+}
+
 }  // namespace
 }  // namespace orx

@@ -2,6 +2,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "support/Call.h"
 #include "support/LoopbackListener.h"
 #include "support/TLSTestServer.h"
@@ -221,6 +223,41 @@ TEST(Transport, NeverCutsABodyThatMovesSlowly) {
   const Outcome outcome = call(configuration, getRequest("https://one.example/"));
   EXPECT_EQ(outcome.error, nullptr) << description(outcome);
   EXPECT_EQ(outcome.text(), body);
+}
+
+TEST(Transport, EndsACallThatTakesTooLongAsAWholeThoughItMoves) {
+  Answer answer = Answer::reply(200, std::string(1'000'000, 'b'));
+  answer.pace = milliseconds(1);
+  TLSTestServer server(hosts, answer);
+  auto configuration = server.configuration();
+  configuration.setTimeoutIntervalForResource(milliseconds(500));
+  const Outcome outcome = call(configuration, getRequest("https://one.example/"));
+  EXPECT_EQ(outcome.errorCode(), NSURLErrorTimedOut);
+  EXPECT_TRUE(description(outcome).ends_with(": timed out as a whole")) << description(outcome);
+}
+
+// The request, and then its redirect, may each be fast enough.
+TEST(Transport, CountsTheTimeOfAWholeCallOverItsRedirects) {
+  std::atomic<int> hops = 0;
+  TLSTestServer server(hosts, [&](const Request&) {
+    // Always another place, so that nothing but a limit ends it.
+    Answer answer = Answer::reply(303, "", {{"Location", "/" + std::to_string(++hops)}});
+    answer.pace = milliseconds(2);
+    return answer;
+  });
+  auto configuration = server.configuration();
+  configuration.setTimeoutIntervalForResource(milliseconds(500));
+  for (const URLRequest& request :
+       {getRequest("https://one.example/"), postRequest("https://one.example/", "b")}) {
+    EXPECT_EQ(call(configuration, request).errorCode(), NSURLErrorTimedOut);
+  }
+}
+
+TEST(Transport, TakesAnyTimeForAWholeCall) {
+  TLSTestServer server(hosts, Answer::reply(200));
+  auto configuration = server.configuration();
+  configuration.setTimeoutIntervalForResource(milliseconds::max());
+  EXPECT_EQ(call(configuration, getRequest("https://one.example/")).statusCode, 200);
 }
 
 TEST(Transport, CountsEachTransfersSilenceByItself) {

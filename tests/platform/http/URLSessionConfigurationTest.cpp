@@ -9,7 +9,7 @@ namespace {
 using std::chrono::milliseconds;
 
 // Each setter with a value that is no default.
-constexpr std::array<void (*)(URLSessionConfiguration&), 7> changes{
+constexpr std::array<void (*)(URLSessionConfiguration&), 8> changes{
     [](auto& configuration) { configuration.setCaFile("/ca.pem"); },
     [](auto& configuration) { configuration.setProxy(""); },
     [](auto& configuration) { configuration.setProxyExceptions("*"); },
@@ -17,6 +17,7 @@ constexpr std::array<void (*)(URLSessionConfiguration&), 7> changes{
       configuration.setConnectTo("one.example", {"127.0.0.1", 1});
     },
     [](auto& configuration) { configuration.setTimeoutIntervalForRequest(milliseconds(1)); },
+    [](auto& configuration) { configuration.setTimeoutIntervalForResource(milliseconds(1)); },
     [](auto& configuration) { configuration.setMaximumBodySize(1); },
     [](auto& configuration) { configuration.setMaximumHeaderSize(1); }};
 
@@ -27,6 +28,7 @@ TEST(URLSessionConfiguration, BeginsWithTheDefaultsThatItsHeaderNames) {
   EXPECT_EQ(configuration.proxyExceptions(), "");
   EXPECT_TRUE(configuration.connectTo().empty());
   EXPECT_EQ(configuration.timeoutIntervalForRequest(), std::chrono::seconds(60));
+  EXPECT_EQ(configuration.timeoutIntervalForResource(), std::chrono::hours(7 * 24));
   EXPECT_EQ(configuration.maximumBodySize(), 64U * 1024 * 1024);
   EXPECT_EQ(configuration.maximumHeaderSize(), 256U * 1024);
 }
@@ -43,6 +45,7 @@ TEST(URLSessionConfiguration, HoldsWhatItIsGiven) {
       {"one.example", {"127.0.0.1", 3}}, {"two.example", {"::1", 2}}};
   EXPECT_EQ(configuration.connectTo(), expected);
   EXPECT_EQ(configuration.timeoutIntervalForRequest(), milliseconds(1));
+  EXPECT_EQ(configuration.timeoutIntervalForResource(), milliseconds(1));
   EXPECT_EQ(configuration.maximumBodySize(), 1U);
   EXPECT_EQ(configuration.maximumHeaderSize(), 1U);
 }
@@ -80,6 +83,7 @@ TEST(URLSessionConfiguration, TakesTheUsualTimeoutForOneThatIsNone) {
   for (const milliseconds none : {milliseconds(0), milliseconds(-1)}) {
     URLSessionConfiguration configuration;
     configuration.setTimeoutIntervalForRequest(none);
+    configuration.setTimeoutIntervalForResource(none);
     EXPECT_EQ(configuration, URLSessionConfiguration());
   }
 }

@@ -1,6 +1,11 @@
 #include <ORXAccount/platform/URL.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+
+#include "platform/http/URLParser.h"
+
 namespace orx::testing {
 namespace {
 
@@ -69,6 +74,29 @@ TEST(URL, IsAbsentWhereTheTextIsNone) {
     EXPECT_FALSE(URL::URLWithString(text).has_value()) << text;
   }
   EXPECT_FALSE(URL::URLWithString(std::string_view("https://h.example/\0x", 20)).has_value());
+}
+
+// Some URLs are read without the transport's parser.
+TEST(URL, HasThePartsThatTheTransportSees) {
+  for (const char* host : {"one.example", "ONE.Example", "a-b.c1", "localhost", "x.1a", "1.2.3.x",
+                           "one.example.", "a..b", "127.0.0.1", "127.1", "0x7f.1", "[::1]", "a:443",
+                           "a:0443", "u@a", "%61.example", "-", "."}) {
+    for (const char* path :
+         {"", "/", "/a/b", "/a//b/", "/a/./b", "/a/../b", "/a.b/.c", "/..", "/a/.", "/%41",
+          "/%2e%2e/a", "?a/b", "/a?b/../c", "/a#b/..", "#a", "/~-_!$&'"}) {
+      const std::string text = std::string("https://") + host + path;
+      const auto url = URL::URLWithString(text);
+      const auto parts = platform::parsedURL(text);
+      ASSERT_LE(url.has_value(), parts.has_value()) << text;
+      if (!url) continue;
+      EXPECT_EQ(url->scheme(), parts->scheme) << text;
+      EXPECT_TRUE(std::ranges::equal(
+          url->host(), parts->host,
+          [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); }))
+          << text;
+      EXPECT_EQ(url->path(), parts->path) << text;
+    }
+  }
 }
 
 TEST(URL, ComparesByText) {

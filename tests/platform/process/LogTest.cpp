@@ -1,3 +1,4 @@
+#include <ORXAccount/LogHandler.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -135,6 +136,54 @@ TEST(Log, OutlivesAFullOrClosedStandardError) {
   NSLog("nowhere to go");
   dup2(before, STDERR_FILENO);
   close(before);
+}
+
+class LogHandlerTest : public ::testing::Test {
+ protected:
+  ~LogHandlerTest() override { setLogHandler({}); }
+};
+
+TEST_F(LogHandlerTest, GetsTheLineWrittenOutAndCut) {
+  std::vector<std::string> lines;
+  setLogHandler([&](LogLevel level, std::string_view line) {
+    EXPECT_EQ(level, LogLevel::Error);
+    lines.emplace_back(line);
+    errno = 7;
+  });
+  errno = 42;
+  tellLogHandler(LogLevel::Error, "a\x1b[2J\nb");
+  EXPECT_EQ(errno, 42);
+  tellLogHandler(LogLevel::Error, std::string(1'000'000, 'x'));
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0], "a\\x1b[2J\\nb");
+  EXPECT_TRUE(lines[1].ends_with("... (cut, 1000000 bytes)"));
+  EXPECT_LT(lines[1].size(), static_cast<std::size_t>(PIPE_BUF));
+}
+
+TEST_F(LogHandlerTest, IsAbsentUntilItIsSetAndAfterItIsTakenAway) {
+  const StandardErrorPipe standardError(O_DIRECT | O_NONBLOCK);
+  int calls = 0;
+  EXPECT_FALSE(hasLogHandler());
+  tellLogHandler(LogLevel::Info, "nobody hears");
+  setLogHandler([&](LogLevel, std::string_view) { ++calls; });
+  EXPECT_TRUE(hasLogHandler());
+  tellLogHandler(LogLevel::Info, "heard");
+  setLogHandler({});
+  EXPECT_FALSE(hasLogHandler());
+  tellLogHandler(LogLevel::Info, "nobody hears");
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(standardError.readOnce(), "");
+}
+
+TEST_F(LogHandlerTest, MayTakeItselfAwayAndLog) {
+  int calls = 0;
+  setLogHandler([&](LogLevel, std::string_view) {
+    ++calls;
+    setLogHandler({});
+    tellLogHandler(LogLevel::Info, "nobody hears");
+  });
+  tellLogHandler(LogLevel::Info, "heard");
+  EXPECT_EQ(calls, 1);
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/http/curl/LibCurl.h"
+
 namespace orx::platform {
 
 struct FreeCurlURL {
@@ -21,8 +23,9 @@ inline bool succeeded(CURLUcode code) {
   return code == CURLUE_OK;
 }
 
-// Null when libcurl does not take the text for a URL.
+// Null when libcurl does not take the text for a URL, or cannot be loaded.
 inline CurlURL parsedByCurl(const std::string& text, unsigned flags) {
+  if (!missingLibcurl().empty()) return nullptr;
   CurlURL url(curl_url());
   if (!url) throw std::bad_alloc();
   if (!succeeded(curl_url_set(url.get(), CURLUPART_URL, text.c_str(), flags))) return nullptr;

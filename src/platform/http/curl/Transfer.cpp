@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "platform/base/Limits.h"
+#include "platform/process/Log.h"
 #include "platform/queues/WorkerPool.h"
 
 namespace orx::platform {
@@ -17,6 +19,18 @@ bool isFailureToConnect(CURLcode code) {
          code == CURLE_PEER_FAILED_VERIFICATION;
 }
 
+// A time that never comes. Beyond it the clock's arithmetic would overflow.
+constexpr std::chrono::milliseconds longestCall = std::chrono::hours(100 * 365 * 24);
+
+void tellLogHandlerOf(const Error& error) {
+  if (!hasLogHandler()) return;
+  try {
+    tellLogHandler(LogLevel::Warning, error.localizedDescription());
+  } catch (const std::bad_alloc&) {
+    // The line is lost, and the call is reported.
+  }
+}
+
 }  // namespace
 
 // Brings the outcome to the handler. Made together with the transfer, whose end may find no memory.
@@ -26,7 +40,10 @@ class Transfer::Report final : public Job {
  public:
   explicit Report(TransferHandler handler) : handler_(std::move(handler)) {}
   void setOutcome(TransferOutcome outcome) { outcome_ = std::move(outcome); }
-  void run() override { handler_(outcome_); }
+  void run() override {
+    if (outcome_.error) tellLogHandlerOf(*outcome_.error);
+    handler_(outcome_);
+  }
 
  private:
   const TransferHandler handler_;
@@ -38,6 +55,8 @@ Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configurat
     : request_(std::move(request)),
       configuration_(configuration),
       report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
+      latestEnd_(TransferContext::Clock::now() +
+                 std::min(configuration_.timeoutIntervalForResource(), longestCall)),
       redirectsLeft_(limits::redirects),
       reply_(configuration_.maximumHeaderSize(), configuration_.maximumBodySize()) {}
 
@@ -254,6 +273,7 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   failure.stage = stage_;
   failure.url = effectiveURL().value_or(request_.url.absoluteString());
   failure.detail = easy_->errorText();
+  failure.isOverdueAsAWhole = latestEnd_ <= context_->now;
   // On a kept connection the handshake is long over, but libcurl does not say so.
   if (stage_ == TransferStage::connecting) failure.proxy = easy_->proxyInHandshake();
   if (code == CURLE_COULDNT_CONNECT) {

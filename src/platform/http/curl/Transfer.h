@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <memory>
@@ -45,8 +46,10 @@ class Transfer final : private EasyHandle::Client {
   // Takes an easy handle until takeEasyHandle(), and sets it up for this request. The time-out
   // counts from here. Like continuesAfter() and finish() it throws std::bad_alloc without memory.
   void start(std::unique_ptr<EasyHandle> easy, TransferContext& context);
-  // When the time-out strikes, unless there is progress before.
-  TransferContext::Clock::time_point deadline() const { return lastProgress_ + easy_->timeout(); }
+  // When a time-out strikes: that of the whole call, or the one before, unless there is progress.
+  TransferContext::Clock::time_point deadline() const {
+    return std::min(latestEnd_, lastProgress_ + easy_->timeout());
+  }
   // Asked when libcurl is done with the handle: true when it is to be run once more.
   bool continuesAfter(CURLcode code);
   // Ends the transfer; `code` is libcurl's for the whole. The handle is free for another one once
@@ -103,6 +106,7 @@ class Transfer final : private EasyHandle::Client {
 
   std::unique_ptr<EasyHandle> easy_;
   TransferContext* context_ = nullptr;
+  const TransferContext::Clock::time_point latestEnd_;
   TransferContext::Clock::time_point lastProgress_;
   std::size_t bodySent_ = 0;
   std::optional<std::string> redirectedTo_;  // the hop that the handle was last set up for

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/http/TransportError.h"
+#include "platform/http/curl/LibCurl.h"
 #include "platform/http/curl/MultiHandle.h"
 #include "platform/http/curl/Proxy.h"
 #include "platform/http/curl/TLSOptions.h"
@@ -155,6 +156,10 @@ void startTransfer(URLRequest request, URLSessionConfiguration configuration,
                    TransferHandler handler) {
   // Without any worker neither an answer nor an error could be reported.
   WorkerPool::shared().ensureWorker();
+  if (const std::string missing = missingLibcurl(); !missing.empty()) {
+    return Transfer(std::move(request), std::move(configuration), std::move(handler))
+        .report({.error = transportError(NSURLErrorUnknown, "could not load " + missing, {})});
+  }
   // On the caller's thread: the host may change its environment once the call has returned.
   configuration = withProxyOfEnvironment(std::move(configuration));
   const auto& proxy = configuration.proxy();
@@ -172,6 +177,7 @@ void startTransfer(URLRequest request, URLSessionConfiguration configuration,
 
 void prepareConnection(URL url, URLSessionConfiguration configuration) {
   WorkerPool::shared().ensureWorker();
+  if (!missingLibcurl().empty()) return;
   TransferEngine::shared().submit(
       Transfer::preparing(std::move(url), withProxyOfEnvironment(std::move(configuration))));
 }

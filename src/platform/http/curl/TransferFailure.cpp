@@ -84,7 +84,9 @@ std::string whatWasTried(const TransferFailure& failure, std::int64_t code) {
 }
 
 std::string cause(const TransferFailure& failure) {
-  if (failure.code == CURLE_OPERATION_TIMEDOUT) return "timed out";
+  if (failure.code == CURLE_OPERATION_TIMEDOUT) {
+    return failure.isOverdueAsAWhole ? "timed out as a whole" : "timed out";
+  }
   if (failure.code == CURLE_ABORTED_BY_CALLBACK || failure.code == CURLE_SEND_FAIL_REWIND) {
     return "the connection was lost after the request had left; it is not sent a second time";
   }

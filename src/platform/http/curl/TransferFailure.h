@@ -16,8 +16,9 @@ enum class TransferStage { connecting, waiting, receiving };
 struct TransferFailure {
   CURLcode code = CURLE_OK;
   TransferStage stage = TransferStage::connecting;
-  int systemError = 0;  // errno of what the system refused, else 0
-  std::string detail;   // libcurl's own words, may be empty
+  int systemError = 0;             // errno of what the system refused, else 0
+  std::string detail;              // libcurl's own words, may be empty
+  bool isOverdueAsAWhole = false;  // where it timed out: for all its progress
   std::string url;
   // The host of the proxy that failed, where it was not the server.
   std::optional<std::string> proxy{};

@@ -1,6 +1,5 @@
 #include "platform/keychain/secretservice/SecretServiceLibrary.h"
 
-#include <dlfcn.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include <thread>
 
 #include "platform/process/ForkSafety.h"
+#include "platform/process/LoadedLibrary.h"
 #include "platform/process/Signals.h"
 
 namespace orx::platform {
@@ -43,21 +43,12 @@ void setUpSockets(const Library& library) {
 
 // Throws a failure when it or one of the functions is missing. It stays until the process ends.
 const Library* load() {
-  // With signals blocked: if one interrupts the reading of a file, the dynamic linker reports that
-  // the file does not exist.
-  const BlockedSignals blocked;
-  void* handle = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (handle == nullptr) throw SecretServiceFailure{failures::NoLibrary};
+  LoadedLibrary gio("libgio-2.0.so.0");
   auto library = std::make_unique<Library>();
-  bool complete = true;
-  const auto find = [&](auto& function, const char* name) {
-    function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(handle, name));
-    complete = complete && function != nullptr;
-  };
-#define ORX_FIND(name) find(library->name, #name);
+#define ORX_FIND(name) gio.find(library->name, #name);
   ORX_LIBRARY_FUNCTIONS(ORX_FIND)
 #undef ORX_FIND
-  if (!complete) throw SecretServiceFailure{failures::NoLibrary};
+  if (!gio.missing().empty()) throw SecretServiceFailure{failures::NoLibrary};
   setUpSockets(*library);
   return library.release();
 }

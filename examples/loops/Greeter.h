@@ -1,0 +1,51 @@
+#pragma once
+
+#include <ORXAccount/ORXAccount.h>
+
+#include <functional>
+#include <iostream>
+#include <thread>
+#include <utility>
+
+// The part of these programs that does not depend on the loop: signs a user in, greets the user on
+// the thread that made it, and then calls `done`.
+class Greeter : public orx::ORVAAccountLoginManagerDelegate {
+ public:
+  explicit Greeter(std::function<void()> done) : done_(std::move(done)) {}
+
+  // The arguments of the program, CA-FILE localhost:PORT, name a development service on this
+  // machine.
+  static void start(int argc, char** argv) {
+    orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
+    if (argc == 3) {
+      orx::URLSessionConfiguration configuration;
+      configuration.setCaFile(argv[1]);
+      orx::URLSessionConfiguration::setDefaultConfiguration(configuration);
+      orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+          argv[2], {}, {}, {});
+    }
+    orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
+        std::nullopt, "demo-key", "demo-app", false);
+  }
+
+  static void signIn() {
+    orx::ORVAAccountLoginManager::sharedInstance()->loginOpenIDWithParameters(
+        {{orx::kORVAAccountOpenIDType, "example"}, {orx::kORVAAccountOpenIDUID, "1234567"}});
+  }
+
+  void loginManager_didLoginWithUser_error(orx::ORVAAccountLoginManager&,
+                                           const std::shared_ptr<orx::ORVAAccountUser>& user,
+                                           const std::shared_ptr<orx::Error>& error) override {
+    const bool isHere = std::this_thread::get_id() == thread_;
+    std::cout << (error ? error->localizedDescription() : "Hello " + user->cusID().value_or("you"))
+              << (isHere ? " from the main thread" : " from another thread") << std::endl;
+    status = error ? 1 : 0;
+    done_();
+  }
+
+  int status = 1;
+
+ private:
+  const std::thread::id thread_ = std::this_thread::get_id();
+  std::function<void()> done_;
+};

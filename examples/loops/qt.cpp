@@ -1,0 +1,16 @@
+// A program with Qt's event loop.
+#include <ORXAccount/QtCallbackExecutor.h>
+
+#include "Greeter.h"
+
+int main(int argc, char** argv) {
+  QCoreApplication application(argc, argv);
+  orx::setCallbackExecutor(orx::qtCallbackExecutor(), orx::CallbackScope::Everything);
+  Greeter::start(argc, argv);
+  const auto greeter = std::make_shared<Greeter>([] { QCoreApplication::quit(); });
+  orx::ORVAAccountLoginManager::sharedInstance()->setDelegate(greeter);
+  Greeter::signIn();
+  QCoreApplication::exec();
+  orx::setCallbackExecutor({});
+  return greeter->status;
+}

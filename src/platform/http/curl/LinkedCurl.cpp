@@ -1,0 +1,8 @@
+// Of the static library alone.
+#include "platform/http/curl/LibCurl.h"
+
+namespace orx::platform {
+
+std::string missingLibcurl() { return {}; }
+
+}  // namespace orx::platform
