@@ -27,10 +27,11 @@ void answer(httplib::Response& response, Action action) {
 // The library itself refuses more than 8 KiB of what curl calls a form, whatever is in it.
 std::string textOf(const httplib::ContentReader& body) {
   std::string text;
-  body([&text](const char* bytes, std::size_t count) {
+  const bool whole = body([&text](const char* bytes, std::size_t count) {
     text.append(bytes, count);
     return true;
   });
+  if (!whole) throw std::invalid_argument("the text is cut off, or longer than 4 MiB");
   return text;
 }
 
@@ -53,8 +54,9 @@ class ControlSocket::Server : public ListeningServer {
     set_keep_alive_max_count(1);
     set_read_timeout(std::chrono::seconds(1));
     set_payload_max_length(std::size_t{4} << 20);
-    Put("/faults",
-        [&router](Asked asked, Answer to) { answer(to, [&] { router.setFaults(asked.body); }); });
+    Put("/faults", [&router](Asked, Answer to, Body body) {
+      answer(to, [&] { router.setFaults(textOf(body)); });
+    });
     Delete("/faults", [&router](Asked, Answer to) { answer(to, [&] { router.setFaults("[]"); }); });
     Post("/accounts", [&router](Asked, Answer to, Body body) {
       answer(to, [&] { router.addAccounts(textOf(body)); });

@@ -63,11 +63,17 @@ TEST_F(Control, AddsAccountsListsRequestsAndResets) {
   EXPECT_EQ(ask("POST", "/elsewhere"), 404);
 }
 
-TEST_F(Control, TakesAsMuchAsAFileOfAccountsHolds) {
+TEST_F(Control, TakesAsMuchAsAFileHolds) {
+  const std::string spaces(100'000, ' ');
   EXPECT_EQ(
-      ask("POST", "/accounts",
-          R"([{"login":"a@orva.example","passwd":"correct horse"}])" + std::string(100'000, ' ')),
+      ask("POST", "/accounts", R"([{"login":"a@orva.example","passwd":"correct horse"}])" + spaces),
       204);
+  EXPECT_EQ(ask("PUT", "/faults", R"([{"do":{"status":418}}])" + spaces), 204);
+  EXPECT_EQ(startPage(), 418);
+  const auto reply =
+      overSocket(socket_, "PUT", "http://control/faults", "[]" + std::string(5U << 20, ' '));
+  EXPECT_NE(reply.status, 204);
+  EXPECT_EQ(startPage(), 418);
 }
 
 TEST_F(Control, IsForThisUserAloneAndGoesWithTheService) {
