@@ -50,15 +50,17 @@ std::string soapAnswer() {
 
 void reachServer(const Settings& settings) {
   URLSessionConfiguration configuration;
-  configuration.caFile = settings.text("ca");
-  configuration.connectTo[ORX_BENCH_HOST] = {
-      "127.0.0.1", static_cast<std::uint16_t>(settings.number("port", 0))};
+  configuration.setCaFile(settings.text("ca"));
+  configuration.setConnectTo(ORX_BENCH_HOST,
+                             {"127.0.0.1", static_cast<std::uint16_t>(settings.number("port", 0))});
   URLSessionConfiguration::setDefaultConfiguration(configuration);
 }
 
 BenchServer::BenchServer()
-    : nginx_(
-          {.hosts = {ORX_BENCH_HOST}, .answer = soapAnswer(), .offersHTTP2 = false, .extra = {}}) {
+    : nginx_({.hosts = {ORX_BENCH_HOST},
+              .answer = soapAnswer(),
+              .offersHTTP2 = false,
+              .extra = "ssl_protocols TLSv1.2 TLSv1.3;"}) {
   URLSessionConfiguration::setDefaultConfiguration(nginx_.configuration());
   curl_global_init(CURL_GLOBAL_DEFAULT);
 

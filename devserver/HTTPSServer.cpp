@@ -130,7 +130,8 @@ class HTTPSServer::Implementation : public ListeningServer {
     bool served = true;
     while (served && !threads_.finishing() && connection.awaitRequest(kIdleConnection)) {
       bool closed = false;
-      served = process_request(connection, false, closed, nullptr) && !closed;
+      served = process_request(connection, false, closed, nullptr);
+      served = connection.flush() && served && !closed;
     }
     current_ = nullptr;
     return served;

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""On a fresh Debian the packages install, README's program is built against them and signs in at the
-packaged development service, the example of a host's tests passes, and nothing is left after they are removed.
+"""On a fresh Debian the packages install, README's program and one in C are built against them and sign in
+at the packaged development service, the example of a host's tests passes, and nothing is left after they are
+removed.
 
 usage: package_test.py FOLDER-OF-PACKAGES
 """
@@ -12,7 +13,7 @@ import tempfile
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
-PROGRAM = HERE.parents[1] / "examples/host.cpp"
+PROGRAMS = [HERE.parents[1] / "examples" / name for name in ("host.cpp", "sign_in.c")]
 PACKAGES = ["liborxaccount1", "liborxaccount-dev", "liborxaccount-devservice-dev", "orxaccount",
             "orxaccount-devserver"]
 
@@ -29,12 +30,15 @@ g++ -std=c++20 host.cpp -o host $(pkg-config --cflags --libs orxaccount)
 cmake -S /usr/share/doc/liborxaccount-devservice-dev/examples/testing -B tests >/dev/null
 cmake --build tests
 ctest --test-dir tests --output-on-failure
+gcc -std=c99 sign_in.c -o sign_in $(pkg-config --cflags --libs orxaccount)
 orxaccount-devserver >ready &
 server=$!
 while ! [ -s ready ]; do sleep 0.1; done
 host=$(sed 's/.*"caFile":"\([^"]*\)".*/\1/' ready)
 port=$(sed 's/.*"port":\([0-9]*\).*/\1/' ready)
-HOME=/trial DBUS_SESSION_BUS_ADDRESS=disabled: ./host "$host" "localhost:$port" | tee said
+for program in ./host ./sign_in; do
+  HOME=/trial DBUS_SESSION_BUS_ADDRESS=disabled: $program "$host" "localhost:$port"
+done | tee said
 orxaccount --help >/dev/null
 for page in man/man1/orxaccount.1.gz bash-completion/completions/orxaccount \
   fish/vendor_completions.d/orxaccount.fish zsh/vendor-completions/_orxaccount; do
@@ -49,7 +53,7 @@ done | sort -u | while read -r needed; do
 done
 kill $server
 wait $server || true
-grep -q '^Hello ' said
+test "$(grep -c '^Hello ' said)" = 2
 apt-get purge -y -q PACKAGES >/dev/null
 apt-get autoremove -y -q --purge >/dev/null
 list >after
@@ -66,7 +70,7 @@ def main():
         root = Path(name) / "root"
         subprocess.run(["mmdebstrap", "--variant=apt", "bookworm", root], check=True)
         (root / "trial").mkdir()
-        for file in [*packages, PROGRAM, Path(sys.argv[1]) / "orxaccount.cdx.json"]:
+        for file in [*packages, *PROGRAMS, Path(sys.argv[1]) / "orxaccount.cdx.json"]:
             shutil.copy(file, root / "trial")
         # It gets further packages from where this machine gets its own.
         shutil.copytree("/etc/apt/apt.conf.d", root / "etc/apt/apt.conf.d", dirs_exist_ok=True)

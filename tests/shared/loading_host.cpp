@@ -21,8 +21,8 @@ bool hasLibcurl() {
 // Of a call to a port where nobody listens.
 std::string errorOfACall() {
   orx::URLSessionConfiguration configuration;
-  configuration.connectTo[ORX_TEST_GLOBAL_HOST] = {"127.0.0.1", 1};
-  configuration.proxy = "";
+  configuration.setConnectTo(ORX_TEST_GLOBAL_HOST, {"127.0.0.1", 1});
+  configuration.setProxy("");
   orx::URLSessionConfiguration::setDefaultConfiguration(configuration);
   std::promise<std::string> report;
   orx::ORVAAccountAPI::initWithOptions({})->login_completionHandler(

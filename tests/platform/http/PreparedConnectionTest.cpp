@@ -19,8 +19,7 @@ constexpr const char* host = "one.example";
 constexpr const char* url = "https://one.example/";
 
 void prepare(const URLSessionConfiguration& configuration) {
-  prepareConnection(*URL::URLWithString(url),
-                    std::make_shared<const URLSessionConfiguration>(configuration));
+  prepareConnection(*URL::URLWithString(url), configuration);
 }
 
 class PreparedConnection : public ::testing::Test {
@@ -49,7 +48,7 @@ TEST_F(PreparedConnection, SendsNoRequestAndServesTheNextCall) {
 TEST_F(PreparedConnection, LeavesACallTheRoundTripOfItsAnswer) {
   const Relay relay(server_.port());
   auto configuration = server_.configuration();
-  configuration.connectTo[host].port = relay.port();
+  configuration.setConnectTo(host, {"127.0.0.1", relay.port()});
   // TCP, TLS, and the answer.
   EXPECT_EQ(call(configuration, postRequest(url, "x")).text(), "fine");
   EXPECT_EQ(relay.roundTripCount(), 3U);
@@ -91,9 +90,9 @@ TEST_F(PreparedConnection, ThatDiedChangesNothing) {
 
 TEST_F(PreparedConnection, GoesThroughTheProxyAsACallDoes) {
   const ConnectProxy proxy(server_.port());
-  auto configuration = server_.configuration();
-  configuration.connectTo.clear();
-  configuration.proxy = proxy.url();
+  URLSessionConfiguration configuration;
+  configuration.setCaFile(server_.caFile());
+  configuration.setProxy(proxy.url());
   prepareAndWait(configuration);
   EXPECT_EQ(call(configuration, getRequest(url)).text(), "fine");
   EXPECT_EQ(proxy.tunnelCount(), 1U);
@@ -101,7 +100,7 @@ TEST_F(PreparedConnection, GoesThroughTheProxyAsACallDoes) {
 
 TEST_F(PreparedConnection, ThatCannotBeMadeIsReportedByTheCall) {
   auto configuration = server_.configuration();
-  configuration.caFile = "/nonexistent";
+  configuration.setCaFile("/nonexistent");
   prepare(configuration);
   EXPECT_NE(call(configuration, getRequest(url)).errorCode(), 0);
   // Nor does it hold up those that can be made.
