@@ -4,6 +4,7 @@ somewhere.
 
 usage: docs_test.py compile BUILD        with the headers of the sources
        docs_test.py links
+       docs_test.py site                 with Doxygen
        docs_test.py run PREFIX PAGE      with what is installed there
 
 The blocks of C++ of one page are one function, in their order; a block with a main() is a program of its own.
@@ -68,7 +69,7 @@ def anchors_of(page):
 
 
 def check_links():
-    """On a code host; the generator of the site looks at its own."""
+    """On a code host."""
     failed = False
     listed = (ROOT / "docs/Doxyfile").read_text()
     for page in {*PAGES, *ROOT.glob("*.md")}:
@@ -84,6 +85,20 @@ def check_links():
             failed = True
     if failed:
         sys.exit(1)
+
+
+def build_site():
+    """The generator ends with an error when it has warned; it does not look at all links."""
+    with tempfile.TemporaryDirectory() as name:
+        folder = Path(name)
+        settings = (ROOT / "docs/Doxyfile").read_text() + f"\nOUTPUT_DIRECTORY = {folder}\n"
+        subprocess.run(["doxygen", "-"], input=settings, text=True, check=True, cwd=ROOT,
+                       env={**os.environ, "ORX_VERSION": "0"})
+        missing = {f"{page.name}: {link}" for page in folder.glob("html/*.html")
+                   for link in re.findall(r'href="([^"#:]+)["#]', page.read_text())
+                   if not (page.parent / link).exists()}
+    if missing:
+        sys.exit("\n".join(["these links lead nowhere:", *sorted(missing)]))
 
 
 def run_page(prefix, name):
@@ -117,6 +132,8 @@ def main():
         compile_all(Path(sys.argv[2]).resolve())
     elif sys.argv[1:] == ["links"]:
         check_links()
+    elif sys.argv[1:] == ["site"]:
+        build_site()
     else:
         run_page(Path(sys.argv[2]).resolve(), sys.argv[3])
 
