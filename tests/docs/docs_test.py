@@ -55,8 +55,8 @@ def compile_all(build):
         for unit in units_of(page):
             run = subprocess.run(
                 ["g++", "-std=c++20", "-Wall", "-Wextra", "-Werror", "-Wno-unused", "-fsyntax-only",
-                 f"-I{ROOT}/include", f"-I{ROOT}/devserver/include", f"-I{build}/include", "-x", "c++", "-"], input=unit,
-                capture_output=True, text=True, check=False)
+                 f"-I{ROOT}/include", f"-I{ROOT}/devserver/include", f"-I{build}/include", "-x", "c++", "-"],
+                input=unit, capture_output=True, text=True, check=False)
             if run.returncode != 0:
                 print(f"{page.relative_to(ROOT)}:\n{run.stderr[:3000]}")
                 failed += 1
