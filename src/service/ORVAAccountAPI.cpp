@@ -9,7 +9,6 @@
 
 #include "config/Servers.h"
 #include "platform/http/Transport.h"
-#include "platform/http/URLSessionConfiguration.h"
 #include "service/SOAPCall.h"
 #include "service/ServiceError.h"
 
