@@ -99,7 +99,8 @@ class Waiting(Terminal):
         self.assertEqual(self.exit_code(child), -signal.SIGTERM)
 
     def test_ends_after_the_time_that_the_user_chose(self):
-        for setting in ({"arguments": ["--timeout", "1.5"]}, {"ORXACCOUNT_TIMEOUT": "1.5"}):
+        for setting in ({"arguments": ["--timeout", "1.5"]}, {"ORXACCOUNT_TIMEOUT": "1.5"},
+                        {"arguments": ["--max-time", "1.5"]}, {"ORXACCOUNT_MAX_TIME": "1.5"}):
             with self.subTest(setting):
                 arguments = setting.pop("arguments", [])
                 done = self.expect(3, *arguments, "--json", "call", "w1", **setting)
@@ -108,10 +109,10 @@ class Waiting(Terminal):
                 self.assertEqual(done.stderr, "")
 
     def test_takes_a_number_of_seconds(self):
-        for text in ("0", "-1", "1s", "", "nan", "inf", "0.0001", "1000001"):
-            with self.subTest(text):
-                told = self.expect(2, "--timeout", text, "call", "w1").stderr
-                self.assertRegex(told, "seconds|--timeout")
+        for option in ("--timeout", "--max-time"):
+            for text in ("0", "-1", "1s", "", "nan", "inf", "0.0001", "1000001"):
+                with self.subTest((option, text)):
+                    self.assertIn(option, self.expect(2, option, text, "call", "w1").stderr)
 
 
 if __name__ == "__main__":
