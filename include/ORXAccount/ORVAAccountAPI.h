@@ -63,10 +63,10 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
   // field absent, and empty text is sent in its place.
   static std::shared_ptr<ORVAAccountAPI> initWithOptions(const Dictionary& options);
 
-  const std::optional<std::string>& appID() const { return appID_; }
-  void setAppID(std::optional<std::string> appID) { appID_ = std::move(appID); }
-  const std::optional<std::string>& appKey() const { return appKey_; }
-  void setAppKey(std::optional<std::string> appKey) { appKey_ = std::move(appKey); }
+  const std::optional<std::string>& appID() const;
+  void setAppID(std::optional<std::string> appID);
+  const std::optional<std::string>& appKey() const;
+  void setAppKey(std::optional<std::string> appKey);
 
   // The target server flag of the process: true sends the SOAP calls made afterwards to the China
   // production server, false (at start) to the global one. Calls that have started keep theirs.
@@ -172,11 +172,9 @@ class ORX_EXPORT ORVAAccountAPI final : public Object, public XMLParserDelegate 
 
  private:
   ORVAAccountAPI();
-  struct Tasks;
+  struct State;
 
-  std::optional<std::string> appID_;
-  std::optional<std::string> appKey_;
-  std::unique_ptr<Tasks> tasks_;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace orx

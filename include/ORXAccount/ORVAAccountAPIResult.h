@@ -14,35 +14,30 @@ namespace orx {
 // What a web-service call handed back. A plain record: it belongs to whoever received it and is not
 // guarded against use from several threads at once.
 class ORX_EXPORT ORVAAccountAPIResult final : public Object {
-  // Held by init() alone.
-  struct Making {
-    explicit Making() = default;
-  };
-
  public:
-  explicit ORVAAccountAPIResult(Making) {}
   static std::shared_ptr<ORVAAccountAPIResult> init();
 
   // The service's own words. Empty when a SOAP answer held none; absent when a JSON answer had none
   // or held no text there.
-  const std::optional<std::string>& resultDescription() const { return resultDescription_; }
-  void setResultDescription(std::optional<std::string> resultDescription) {
-    resultDescription_ = std::move(resultDescription);
-  }
+  const std::optional<std::string>& resultDescription() const;
+  void setResultDescription(std::optional<std::string> resultDescription);
 
   // The payload; each operation says what it is. Null when the answer's payload could not be read.
-  const Value& returnData() const { return returnData_; }
-  void setReturnData(Value returnData) { returnData_ = std::move(returnData); }
+  const Value& returnData() const;
+  void setReturnData(Value returnData);
 
   // Why the transfer failed, for the operations that report this as a success too, the lists; null
   // for an answer that came whole.
-  const std::shared_ptr<Error>& transferError() const { return transferError_; }
-  void setTransferError(std::shared_ptr<Error> error) { transferError_ = std::move(error); }
+  const std::shared_ptr<Error>& transferError() const;
+  void setTransferError(std::shared_ptr<Error> error);
+
+  ~ORVAAccountAPIResult() override;
 
  private:
-  std::optional<std::string> resultDescription_;
-  Value returnData_;
-  std::shared_ptr<Error> transferError_;
+  ORVAAccountAPIResult();
+  struct State;
+
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace orx

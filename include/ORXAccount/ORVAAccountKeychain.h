@@ -8,7 +8,6 @@
 
 #include <memory>
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace orx {
@@ -32,15 +31,18 @@ class ORX_EXPORT ORVAAccountKeychain final : public Object {
   // is absent.
   std::optional<Data> dataForKey(std::optional<std::string_view> key) const;
 
+  ~ORVAAccountKeychain() override;
+
   // From here on: what the library itself calls; not for hosts.
 
   // The same, and why there are none: errSecItemNotFound only when there truly is no such item.
   OSStatus copyData_forKey(std::optional<Data>& data, std::string_view key) const;
 
  private:
-  explicit ORVAAccountKeychain(std::string_view serviceID) : serviceID_(serviceID) {}
+  struct State;
+  explicit ORVAAccountKeychain(std::string_view serviceID);
 
-  std::string serviceID_;
+  std::unique_ptr<const State> state_;
 };
 
 }  // namespace orx

@@ -108,8 +108,6 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
                    const std::shared_ptr<Error>& error);
   struct State;
 
-  // Part of the record's layout; no operation uses it.
-  [[maybe_unused]] std::optional<std::string> returnData;
   std::unique_ptr<State> state_;
 };
 

@@ -36,7 +36,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   static std::shared_ptr<ORVAAccountUser> initWithUserInfo(std::optional<Dictionary> userInfo);
 
   // Everything as the service sent it; absent when the record was made from nothing.
-  const std::optional<Dictionary>& userInfo() const { return userInfo_; }
+  const std::optional<Dictionary>& userInfo() const;
 
   // Single fields as text, absent when the field is missing or holds no text; a number or boolean
   // comes as its text.
@@ -121,12 +121,11 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   void setLoadProfileImageSemaphore(std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore);
 
  private:
-  struct ImageState;
+  struct State;
   explicit ORVAAccountUser(std::optional<Dictionary> userInfo);
   std::optional<std::string> field(std::string_view key) const;
 
-  std::optional<Dictionary> userInfo_;
-  std::unique_ptr<ImageState> imageState_;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace orx

@@ -9,7 +9,6 @@
 
 namespace orx {
 
-class ORVAAccountKeychain;
 class ORVAAccountUser;
 
 // Keeps the signed-in user across launches: the record in the keychain, tied by an installation
@@ -45,8 +44,9 @@ class ORX_EXPORT ORVAAccountUserCache final : public Object {
 
  private:
   ORVAAccountUserCache();
+  struct State;
 
-  std::shared_ptr<ORVAAccountKeychain> userKeychain_;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace orx

@@ -21,11 +21,12 @@
 // the call may be made again.
 //
 // Callbacks. A function with a callback starts something and returns at once. When it returned
-// NULL, the callback is called exactly once, on a background thread of the library and never inside
-// the call; when it returned an error, never. `context` is handed on as it is. Callbacks of
-// different calls may run at the same time. A callback may block and may call the library. No C++
-// exception and no longjmp may leave it: the process ends if one does. Like every callback of the
-// library it may run on a thread on which signals are blocked.
+// NULL, the callback is called exactly once, on a background thread of the library (or where a C++
+// part of the program has callbacks run) and never inside the call; when it returned an error,
+// never. `context` is handed on as it is. Callbacks of different calls may run at the same time. A
+// callback may block and may call the library. No C++ exception and no longjmp may leave it: the
+// process ends if one does. Like every callback of the library it may run on a thread on which
+// signals are blocked.
 //
 // Owners. What is handed out through a pointer to a non-const pointer belongs to the caller, who
 // releases it with the function named ..._release. What comes as a pointer to const belongs to the
@@ -146,6 +147,8 @@ ORX_EXPORT orx_error* orx_set_option(const char* name, const char* value);
 #define ORX_OPTION_CONNECT_TO "connectTo"
 // Milliseconds without any progress after which a call fails.
 #define ORX_OPTION_TIMEOUT "timeout"
+// Milliseconds after which a call fails though it makes progress; 7 days by default.
+#define ORX_OPTION_DEADLINE "deadline"
 // Bytes of an answer, and of its headers, beyond which a call fails.
 #define ORX_OPTION_MAXIMUM_BODY_SIZE "maximumBodySize"
 #define ORX_OPTION_MAXIMUM_HEADER_SIZE "maximumHeaderSize"
@@ -170,6 +173,25 @@ ORX_EXPORT orx_error* orx_set_servers(const char* global_host, const char* china
 // another process or the keyring is slow up to 2 seconds for each of eight steps. A user who cannot
 // be restored is no error; orx_status() says why.
 ORX_EXPORT orx_error* orx_initialize(const char* app_id, const char* app_key, int is_stage);
+
+// Connects to the server that the first call will be made to, so that it comes sooner; nothing is
+// sent to it. Returns at once. What hinders it, the next call reports.
+ORX_EXPORT orx_error* orx_prepare_connection(void);
+
+// How much a line of the log matters.
+enum {
+  ORX_LOG_INFO = 0,     // the user is stored in a file, because no keyring takes it
+  ORX_LOG_WARNING = 1,  // a transfer failed, or the service sent what it should not
+  ORX_LOG_ERROR = 2     // a stored user could not be read, stored or removed
+};
+
+// Has `handler` called with each line that the library logs, instead of the one before; NULL takes
+// that one away. A line is for people and holds no secret. It comes on any thread, several at a
+// time, and ends with the call, which should return soon. `ended`, which may be NULL, is called
+// with the context once no other line will come to it.
+ORX_EXPORT orx_error* orx_set_log_handler(void (*handler)(void* context, int level,
+                                                          const char* line),
+                                          void* context, void (*ended)(void* context));
 
 // Where things stand, as a dictionary of texts, numbers and booleans. Never waits.
 //
@@ -214,7 +236,6 @@ ORX_EXPORT orx_error* orx_user_load_picture(const orx_user* user, orx_callback c
 // background thread at a sign-in, before the callback of that sign-in. `ended`, which may be NULL,
 // is called with the context once no other call of `callback` will come: inside
 // orx_observation_release(), or when a call that another thread is making at that moment returns.
-//
 ORX_EXPORT orx_error* orx_observe_user(orx_callback callback, void* context,
                                        void (*ended)(void* context), orx_observation** observation);
 ORX_EXPORT void orx_observation_release(orx_observation* observation);
@@ -222,9 +243,9 @@ ORX_EXPORT void orx_observation_release(orx_observation* observation);
 // ---- Signing in and out ----
 
 // Each sign-in has its own callback, and several may be under way. One that succeeds makes its user
-// current and stores it; then come the observers, and then its callback, with a result that has the
-// user who is current at that moment (where two sign-ins overlap, perhaps the other's). A sign-in
-// that fails leaves the current user. There is no cancellation.
+// current and stores it; then come the observers, and then its callback, with a result that has
+// that user, even if another sign-in has replaced it by then. One that fails leaves the current
+// user. There is no cancellation.
 //
 // `parameters` is a JSON object, or NULL for an empty one. A "&" or "<" in it is refused by the
 // service, mostly without a reason (not by OpenID V2): look for them in what people type.
@@ -238,7 +259,7 @@ ORX_EXPORT orx_error* orx_sign_in_openid(const char* parameters, orx_callback ca
 ORX_EXPORT orx_error* orx_sign_in_openid_v2(const char* parameters, orx_callback callback,
                                             void* context);
 // With a ticket issued elsewhere. Where the service answers it with data that is no XML, there is
-// no error, and the current user stays.
+// neither an error nor a user, and the current user stays.
 ORX_EXPORT orx_error* orx_sign_in_ticket(const char* ticket, orx_callback callback, void* context);
 // Nobody is current, and what is stored of the user is removed; what could not be, orx_status()
 // tells. Sends nothing. Observers run on this thread. It waits for the stores, six seconds at
@@ -259,7 +280,6 @@ ORX_EXPORT orx_error* orx_register_v2(const char* parameters, orx_callback callb
 ORX_EXPORT orx_error* orx_call(const char* api_id, const char* parameters, orx_callback callback,
                                void* context);
 // One of the service's lists: an array, null when it could not be had. There is no error for that.
-//
 ORX_EXPORT orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context);
 #define ORX_LIST_COUNTRIES "country"
 #define ORX_LIST_EDUCATION "country"  // the service keeps both under one name

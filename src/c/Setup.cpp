@@ -1,5 +1,6 @@
 // The start of a host: options, credentials, and where things stand.
 
+#include <ORXAccount/LogHandler.h>
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/platform/Bundle.h>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <climits>
 #include <stdexcept>
 #include <utility>
 
@@ -99,6 +101,10 @@ std::size_t sizeIn(std::string_view text) {
   return numberIn<std::size_t>(text, "a number of bytes");
 }
 
+std::chrono::milliseconds millisecondsIn(std::string_view text) {
+  return std::chrono::milliseconds(numberIn<std::int32_t>(text, "a number of milliseconds"));
+}
+
 struct Option {
   std::string_view name;
   void (*set)(const OptionalText& value);
@@ -126,14 +132,17 @@ constexpr std::array kOptions{
                        &URLSessionConfiguration::setProxyExceptions>(value, same);
            }},
     Option{ORX_OPTION_CONNECT_TO, redirect},
+    Option{ORX_OPTION_DEADLINE,
+           [](const OptionalText& value) {
+             configure<&URLSessionConfiguration::timeoutIntervalForResource,
+                       &URLSessionConfiguration::setTimeoutIntervalForResource>(value,
+                                                                                millisecondsIn);
+           }},
     Option{ORX_OPTION_TIMEOUT,
            [](const OptionalText& value) {
              configure<&URLSessionConfiguration::timeoutIntervalForRequest,
-                       &URLSessionConfiguration::setTimeoutIntervalForRequest>(
-                 value, [](std::string_view text) {
-                   return std::chrono::milliseconds(
-                       numberIn<std::int32_t>(text, "a number of milliseconds"));
-                 });
+                       &URLSessionConfiguration::setTimeoutIntervalForRequest>(value,
+                                                                               millisecondsIn);
            }},
     Option{ORX_OPTION_MAXIMUM_BODY_SIZE,
            [](const OptionalText& value) {
@@ -160,6 +169,15 @@ constexpr std::array kOptions{
         [](const OptionalText& value) { ORVAAccountAPI::setTargetServerWithIsCN(yesOrNo(value)); }},
 };
 
+// Without asking for memory: what is to be logged may be that there is none.
+void handLine(void (*handler)(void* context, int level, const char* line), const Context& context,
+              LogLevel level, std::string_view line) {
+  // No line is longer.
+  std::array<char, PIPE_BUF + 1> text{};
+  line.copy(text.data(), text.size() - 1);
+  handler(context.pointer(), static_cast<int>(level), text.data());
+}
+
 Value addressOf(const std::optional<URL>& url) {
   return url ? Value(url->absoluteString()) : Value();
 }
@@ -171,12 +189,12 @@ Dictionary standing() {
           {"customerInfoURL", addressOf(account->lumCusInfoURL())},
           {"accountServiceURL", addressOf(account->orvaServiceURL())},
           {"china", ORVAAccountAPI::targetServerIsCN()},
-          {"keychainStore", keychain.store},
-          {"keychainLocked", keychain.locked},
-          {"keychainError", keychain.lastError},
-          {"keychainDescription", keychain.description},
-          {"keychainPath", keychain.path},
-          {"keychainRemedy", keychain.remedy}};
+          {"keychainStore", keychain.store()},
+          {"keychainLocked", keychain.locked()},
+          {"keychainError", keychain.lastError()},
+          {"keychainDescription", keychain.description()},
+          {"keychainPath", keychain.path()},
+          {"keychainRemedy", keychain.remedy()}};
 }
 
 }  // namespace
@@ -214,6 +232,25 @@ orx_error* orx_initialize(const char* app_id, const char* app_key, int is_stage)
     std::string appKey(requiredText(app_key, "the application's key"));
     orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
         std::nullopt, std::move(appKey), std::move(appID), is_stage != 0);
+  });
+}
+
+orx_error* orx_prepare_connection(void) {
+  return guarded([] { orx::ORVAAccountAPI::prepareConnection(); });
+}
+
+orx_error* orx_set_log_handler(void (*handler)(void* context, int level, const char* line),
+                               void* context, void (*ended)(void* context)) {
+  return guarded([&] {
+    const auto held = std::make_shared<Context>(context);
+    orx::LogHandler handing;
+    if (handler != nullptr) {
+      handing = [handler, held](orx::LogLevel level, std::string_view line) {
+        handLine(handler, *held, level, line);
+      };
+    }
+    orx::setLogHandler(std::move(handing));
+    held->endWith(ended);
   });
 }
 

@@ -34,6 +34,8 @@ struct ORVAAccountLoginManager::State {
                                     .parsingString = kLoginWithTicketParsingString,
                                     .parsingError = kLoginWithTicketParsingError,
                                     .completionHandler = std::nullopt}};
+  // Part of the record; no operation uses it.
+  [[maybe_unused]] std::optional<std::string> returnData{};
 };
 
 namespace {

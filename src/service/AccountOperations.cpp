@@ -25,7 +25,7 @@ constexpr std::string_view kWebSSOAPIID = "sso0000006";
 
 Value firstElementOf(const Value& value) {
   const Array* array = value.array();
-  return array != nullptr && !array->empty() ? array->front() : Value();
+  return array != nullptr ? (*array)[0] : Value();
 }
 
 // ---- The rules. The first three do not look at the error when there is a response: what arrived
@@ -114,7 +114,8 @@ void ORVAAccountAPI::apToWebSSOWithParameters_completionHandler(
                  .path = kAccountServicePath,
                  .apiID = kWebSSOAPIID,
                  .parameterText = textWithJSONObject(parameters)},
-                {appID_, appKey_}, answering(std::move(completionHandler), webSSOAnswer, nullptr));
+                {appID(), appKey()},
+                answering(std::move(completionHandler), webSSOAnswer, nullptr));
 }
 
 }  // namespace orx

@@ -6,9 +6,11 @@
 
 #include <atomic>
 #include <system_error>
+#include <utility>
 
 #include "config/Servers.h"
 #include "platform/http/Transport.h"
+#include "service/AccountAPIState.h"
 #include "service/SOAPCall.h"
 #include "service/ServiceError.h"
 
@@ -22,9 +24,9 @@ std::atomic<bool> g_targetServerIsCNServer{false};
 
 }  // namespace
 
-std::shared_ptr<ORVAAccountAPIResult> ORVAAccountAPIResult::init() {
-  return std::make_shared<ORVAAccountAPIResult>(Making());
-}
+ORVAAccountAPI::ORVAAccountAPI() : state_(std::make_unique<State>()) {}
+
+ORVAAccountAPI::~ORVAAccountAPI() = default;
 
 std::shared_ptr<ORVAAccountAPI> ORVAAccountAPI::initWithOptions(const Dictionary& options) {
   auto api = std::shared_ptr<ORVAAccountAPI>(new ORVAAccountAPI);
@@ -32,6 +34,18 @@ std::shared_ptr<ORVAAccountAPI> ORVAAccountAPI::initWithOptions(const Dictionary
   api->setAppKey(options[kORVAAccountAppKey].text());
   api->setParsingTasks(std::vector<Dictionary>());
   return api;
+}
+
+const std::optional<std::string>& ORVAAccountAPI::appID() const { return state_->appID; }
+
+void ORVAAccountAPI::setAppID(std::optional<std::string> appID) {
+  state_->appID = std::move(appID);
+}
+
+const std::optional<std::string>& ORVAAccountAPI::appKey() const { return state_->appKey; }
+
+void ORVAAccountAPI::setAppKey(std::optional<std::string> appKey) {
+  state_->appKey = std::move(appKey);
 }
 
 void ORVAAccountAPI::setTargetServerWithIsCN(bool isCN) { g_targetServerIsCNServer = isCN; }

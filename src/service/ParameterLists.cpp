@@ -37,7 +37,7 @@ void ORVAAccountAPI::parameterListWithName_completionHandler(
                  .path = kAccountServicePath,
                  .apiID = kParameterListAPIID,
                  .parameterText = R"({"Para":")" + std::string(name) + R"("})"},
-                {appID_, appKey_}, answering(std::move(completionHandler), listAnswer, nullptr));
+                {appID(), appKey()}, answering(std::move(completionHandler), listAnswer, nullptr));
 }
 
 void ORVAAccountAPI::countryListWithCompletionHandler(

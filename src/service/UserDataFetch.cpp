@@ -9,30 +9,16 @@
 
 #include "platform/base/Integers.h"
 #include "platform/formats/JSONSerialization.h"
+#include "service/AccountAPIState.h"
 #include "service/Answer.h"
 #include "service/SOAPCall.h"
 #include "service/ServiceError.h"
-#include "service/XMLTasks.h"
 
 namespace orx {
 
 using namespace platform;
 using namespace service;
 using namespace config;
-
-// The user-data answers that a client is parsing.
-struct ORVAAccountAPI::Tasks : XMLTaskList {
-  Tasks()
-      : XMLTaskList({.parser = kGetUserDataTaskResponseDataParser,
-                     .elements = kGetUserDataTaskResponseDataDictionary,
-                     .parsingString = kGetUserDataTaskParsingString,
-                     .parsingError = kGetUserDataTaskParsingError,
-                     .completionHandler = kGetUserDataTaskCompletionHandler}) {}
-};
-
-ORVAAccountAPI::ORVAAccountAPI() : tasks_(std::make_unique<Tasks>()) {}
-
-ORVAAccountAPI::~ORVAAccountAPI() = default;
 
 namespace {
 
@@ -72,7 +58,7 @@ void ORVAAccountAPI::getUserData_completionHandler(
       const auto delegate = std::static_pointer_cast<ORVAAccountAPI>(self);
       parser->setDelegate(delegate);
       // A host may have set the list to absent. Without a task the call would never report.
-      tasks_->appendAnyway(std::move(task));
+      state_->tasks.appendAnyway(std::move(task));
     } catch (const std::bad_alloc&) {
       return report(Failure(outOfMemoryError()), handler);
     }
@@ -83,47 +69,47 @@ void ORVAAccountAPI::getUserData_completionHandler(
                  .path = kAccountServicePath,
                  .apiID = getUserDataAPIID,
                  .parameterText = textWithJSONObject(parameters)},
-                {appID_, appKey_}, std::move(replyHandler));
+                {appID(), appKey()}, std::move(replyHandler));
 }
 
 std::optional<std::vector<Dictionary>> ORVAAccountAPI::parsingTasks() const {
-  return tasks_->dictionaries();
+  return state_->tasks.dictionaries();
 }
 
 void ORVAAccountAPI::setParsingTasks(const std::optional<std::vector<Dictionary>>& parsingTasks) {
-  tasks_->setDictionaries(parsingTasks);
+  state_->tasks.setDictionaries(parsingTasks);
 }
 
 std::optional<Dictionary> ORVAAccountAPI::taskDictionaryWithParser(const XMLParser* parser) const {
-  return tasks_->dictionaryWithParser(parser);
+  return state_->tasks.dictionaryWithParser(parser);
 }
 
 void ORVAAccountAPI::parser_foundCharacters(XMLParser& parser, std::string_view characters) {
-  tasks_->foundCharacters(parser, characters);
+  state_->tasks.foundCharacters(parser, characters);
 }
 
 void ORVAAccountAPI::parser_didEndElement_namespaceURI_qualifiedName(
     XMLParser& parser, std::string_view elementName,
     std::optional<std::string_view> /*namespaceURI*/,
     std::optional<std::string_view> /*qualifiedName*/) {
-  tasks_->didEndElement(parser, elementName);
+  state_->tasks.didEndElement(parser, elementName);
 }
 
 void ORVAAccountAPI::parser_parseErrorOccurred(XMLParser& parser,
                                                const std::shared_ptr<Error>& error) {
-  tasks_->parseErrorOccurred(parser, error);
+  state_->tasks.parseErrorOccurred(parser, error);
 }
 
 void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
-  const auto task = tasks_->find(parser);
+  const auto task = state_->tasks.find(parser);
   if (!task) return;
   // A task that a host put into the list may have no callback.
-  if (!task->completionHandler) return tasks_->remove(parser);
+  if (!task->completionHandler) return state_->tasks.remove(parser);
   Answer answer = task->parsingError ? Failure(task->parsingError)
                                      : answerOf([&] { return userDataAnswer(task->elements); });
   // The task goes when the handler has returned, wherever that runs.
   report(std::move(answer), task->completionHandler->handler,
-         [this, self = shared_from_this(), read = task->parser] { tasks_->remove(*read); });
+         [this, self = shared_from_this(), read = task->parser] { state_->tasks.remove(*read); });
 }
 
 }  // namespace orx

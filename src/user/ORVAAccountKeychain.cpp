@@ -1,10 +1,21 @@
 #include <ORXAccount/ORVAAccountKeychain.h>
 
+#include <string>
+
 #include "platform/keychain/SecItemFunctions.h"
 
 namespace orx {
 
 using namespace platform;
+
+struct ORVAAccountKeychain::State {
+  std::string serviceID;
+};
+
+ORVAAccountKeychain::ORVAAccountKeychain(std::string_view serviceID)
+    : state_(std::make_unique<State>(State{std::string(serviceID)})) {}
+
+ORVAAccountKeychain::~ORVAAccountKeychain() = default;
 
 std::shared_ptr<ORVAAccountKeychain> ORVAAccountKeychain::initWithServiceID(
     std::string_view serviceID) {
@@ -12,8 +23,9 @@ std::shared_ptr<ORVAAccountKeychain> ORVAAccountKeychain::initWithServiceID(
 }
 
 Dictionary ORVAAccountKeychain::queryWithKey(std::string_view key) const {
-  return {
-      {kSecClass, kSecClassGenericPassword}, {kSecAttrService, serviceID_}, {kSecAttrAccount, key}};
+  return {{kSecClass, kSecClassGenericPassword},
+          {kSecAttrService, state_->serviceID},
+          {kSecAttrAccount, key}};
 }
 
 bool ORVAAccountKeychain::setData_forKey(const std::optional<Data>& data,

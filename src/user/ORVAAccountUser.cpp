@@ -10,7 +10,7 @@
 #include "platform/base/DateFormatter.h"
 #include "platform/queues/OperationQueue.h"
 #include "user/ArchivedClasses.h"
-#include "user/ImageState.h"
+#include "user/UserState.h"
 
 namespace orx {
 
@@ -29,8 +29,8 @@ constexpr std::string_view kChina = "CHN";
 }  // namespace
 
 ORVAAccountUser::ORVAAccountUser(std::optional<Dictionary> userInfo)
-    : userInfo_(std::move(userInfo)), imageState_(std::make_unique<ImageState>()) {
-  imageState_->queue.set(std::make_shared<OperationQueue>());
+    : state_(std::make_unique<State>(State{std::move(userInfo)})) {
+  state_->imageQueue.set(std::make_shared<OperationQueue>());
 }
 
 ORVAAccountUser::~ORVAAccountUser() = default;
@@ -40,9 +40,11 @@ std::shared_ptr<ORVAAccountUser> ORVAAccountUser::initWithUserInfo(
   return std::shared_ptr<ORVAAccountUser>(new ORVAAccountUser(std::move(userInfo)));
 }
 
+const std::optional<Dictionary>& ORVAAccountUser::userInfo() const { return state_->userInfo; }
+
 std::optional<std::string> ORVAAccountUser::field(std::string_view key) const {
-  if (!userInfo_) return std::nullopt;
-  return (*userInfo_)[key].text();
+  if (!userInfo()) return std::nullopt;
+  return (*userInfo())[key].text();
 }
 
 std::optional<std::string> ORVAAccountUser::login() const { return field(kORVAAccountLogin); }
@@ -94,7 +96,7 @@ bool ORVAAccountUser::isEqual(const Object* object) const {
 }
 
 bool ORVAAccountUser::isEqualToUser(const ORVAAccountUser* user) const {
-  return user != nullptr && userInfo_ && user->userInfo_ && *userInfo_ == *user->userInfo_;
+  return user != nullptr && userInfo() && user->userInfo() && *userInfo() == *user->userInfo();
 }
 
 bool ORVAAccountUser::supportsSecureCoding() { return true; }
@@ -102,7 +104,7 @@ bool ORVAAccountUser::supportsSecureCoding() { return true; }
 std::string_view ORVAAccountUser::archivedClassName() const { return user::kUserClassName; }
 
 void ORVAAccountUser::encodeWithCoder(Coder& coder) const {
-  coder.encodeObject_forKey(userInfo_, kUserInfoKey);
+  coder.encodeObject_forKey(userInfo(), kUserInfoKey);
 }
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUser::initWithCoder(const Coder& coder) {

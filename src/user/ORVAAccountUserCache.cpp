@@ -73,7 +73,7 @@ std::optional<StoredUser> notUnderstood(const ORVAAccountKeychain& keychain,
   const Dictionary query = keychain.queryWithKey(ORVAAccountUserKeychainKey);
   const KeychainItem item{.service = *query[kSecAttrService].string(),
                           .account = *query[kSecAttrAccount].string()};
-  const std::string store = keychainStatus().store;
+  const std::string store = keychainStatus().store();
   ItemFile file(item);
   const bool isHere = store == ItemState::here && file.look().has_value();
   const auto failure = keychainFailure(
@@ -175,8 +175,13 @@ bool isHeldUp(const Result<std::optional<FileLock>>& lock) {
 
 bool user::isSignOutUnfinished() { return removalIsUnfinished; }
 
+struct ORVAAccountUserCache::State {
+  const std::shared_ptr<ORVAAccountKeychain> userKeychain;
+};
+
 ORVAAccountUserCache::ORVAAccountUserCache()
-    : userKeychain_(ORVAAccountKeychain::initWithServiceID(keychainService())) {
+    : state_(std::make_unique<State>(
+          State{ORVAAccountKeychain::initWithServiceID(keychainService())})) {
   user::registerArchivedClasses();
 }
 
@@ -218,17 +223,18 @@ void ORVAAccountUserCache::setCachedUser_archivedUser(const std::shared_ptr<ORVA
     // Goes on when another process keeps the lock: a sign-out must not be lost. It creates no
     // folder for the lock either: without one, nobody else has stored a user.
     const auto lock = lockTransaction(Missing::DoNotCreate);
-    removeStoredUser(*userKeychain_);
+    removeStoredUser(*state_->userKeychain);
     return;
   }
   if (!archivedUser) return;
   const auto lock = lockTransaction(Missing::Create);
   if (isHeldUp(lock)) return;
-  if (isOf(restored.user, user) && !isStillStored(restored, *userKeychain_)) return;
+  if (isOf(restored.user, user) && !isStillStored(restored, *state_->userKeychain)) return;
   const auto uuid = installationUUID();
   if (!uuid) return;
   const Dictionary blob{{ORVAAccountUserUUIDKey, *uuid}, {ORVAAccountUserDataKey, *archivedUser}};
-  userKeychain_->setData_forKey(archivedDataWithRootObject(blob), ORVAAccountUserKeychainKey);
+  state_->userKeychain->setData_forKey(archivedDataWithRootObject(blob),
+                                       ORVAAccountUserKeychainKey);
 }
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
@@ -236,14 +242,14 @@ std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
 }
 
 std::optional<std::shared_ptr<ORVAAccountUser>> ORVAAccountUserCache::readCachedUser() {
-  auto stored = readStoredUser(*userKeychain_);
+  auto stored = readStoredUser(*state_->userKeychain);
   if (stored && stored->isForeign) {
     // The defaults and the keychain were read one after the other, and another process may have
     // signed in between. Only what is foreign while everyone else is kept out is removed.
     const auto lock = lockTransaction(Missing::Create);
     if (isHeldUp(lock)) return std::nullopt;
-    stored = readStoredUser(*userKeychain_);
-    if (stored && stored->isForeign) removeStoredUser(*userKeychain_);
+    stored = readStoredUser(*state_->userKeychain);
+    if (stored && stored->isForeign) removeStoredUser(*state_->userKeychain);
   }
   if (!stored) return std::nullopt;
   lastRestored().set({.user = stored->user, .uuid = stored->uuid, .blob = stored->blob});

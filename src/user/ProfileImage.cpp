@@ -12,7 +12,7 @@
 #include "platform/queues/DispatchSemaphore.h"
 #include "platform/queues/OperationQueue.h"
 #include "platform/storage/FileErrors.h"
-#include "user/ImageState.h"
+#include "user/UserState.h"
 
 namespace orx {
 
@@ -129,36 +129,36 @@ void ORVAAccountUser::didLoadProfileImageData_error_completionBlock(
   if (completionBlock) completionBlock(imageData, error);
 }
 
-std::optional<Data> ORVAAccountUser::profileImageData() const { return imageState_->data.get(); }
+std::optional<Data> ORVAAccountUser::profileImageData() const { return state_->imageData.get(); }
 
 void ORVAAccountUser::setProfileImageData(std::optional<Data> profileImageData) {
-  imageState_->data.set(std::move(profileImageData));
+  state_->imageData.set(std::move(profileImageData));
 }
 
 std::shared_ptr<URLSessionDataTask> ORVAAccountUser::loadProfileImageTask() const {
-  return imageState_->task.get();
+  return state_->imageTask.get();
 }
 
 void ORVAAccountUser::setLoadProfileImageTask(
     std::shared_ptr<URLSessionDataTask> loadProfileImageTask) {
-  imageState_->task.set(std::move(loadProfileImageTask));
+  state_->imageTask.set(std::move(loadProfileImageTask));
 }
 
 std::shared_ptr<OperationQueue> ORVAAccountUser::userOperationQueue() const {
-  return imageState_->queue.get();
+  return state_->imageQueue.get();
 }
 
 void ORVAAccountUser::setUserOperationQueue(std::shared_ptr<OperationQueue> userOperationQueue) {
-  imageState_->queue.set(std::move(userOperationQueue));
+  state_->imageQueue.set(std::move(userOperationQueue));
 }
 
 std::shared_ptr<DispatchSemaphore> ORVAAccountUser::loadProfileImageSemaphore() const {
-  return imageState_->semaphore.get();
+  return state_->imageSemaphore.get();
 }
 
 void ORVAAccountUser::setLoadProfileImageSemaphore(
     std::shared_ptr<DispatchSemaphore> loadProfileImageSemaphore) {
-  imageState_->semaphore.set(std::move(loadProfileImageSemaphore));
+  state_->imageSemaphore.set(std::move(loadProfileImageSemaphore));
 }
 
 }  // namespace orx

@@ -82,9 +82,9 @@ TEST_F(Account, InitialisingWithAStoredUserPostsTheNewUserAlone) {
   initialise(false);
   const Notification change = changes.take();
   EXPECT_EQ(changes.count(), 0U);
-  EXPECT_EQ(change.object, ORVAAccountUser::classObject());
-  EXPECT_EQ(change.userInfo.size(), 1U);
-  const auto user = change.userInfo[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
+  EXPECT_EQ(change.object(), ORVAAccountUser::classObject());
+  EXPECT_EQ(change.userInfo().size(), 1U);
+  const auto user = change.userInfo()[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
   ASSERT_NE(user, nullptr);
   EXPECT_TRUE(user->isEqual(stored.get()));
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);

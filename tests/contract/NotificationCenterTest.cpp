@@ -38,16 +38,16 @@ class NotificationCenterTest : public ::testing::Test {
 
 TEST_F(NotificationCenterTest, HandsOverNameSenderAndInformationOnThePostingThread) {
   const auto sender = std::make_shared<Object>();
-  Notification seen;
+  std::optional<Notification> seen;
   std::thread::id thread;
   const auto observation = observe("name", nullptr, [&](const Notification& notification) {
     seen = notification;
     thread = std::this_thread::get_id();
   });
   post("name", sender, {{"key", "value"}});
-  EXPECT_EQ(seen.name, "name");
-  EXPECT_EQ(seen.object, sender);
-  EXPECT_EQ(seen.userInfo, (Dictionary{{"key", "value"}}));
+  EXPECT_EQ(seen->name(), "name");
+  EXPECT_EQ(seen->object(), sender);
+  EXPECT_EQ(seen->userInfo(), (Dictionary{{"key", "value"}}));
   EXPECT_EQ(thread, std::this_thread::get_id());
 }
 

@@ -71,8 +71,8 @@ TEST_P(SecItemContract, ReportsMissingAndDuplicateItemsAsNoProblemOfTheStore) {
   ASSERT_EQ(SecItemAdd(with(query(), kSecValueData, bytesOf("x"))), errSecSuccess);
   ASSERT_EQ(SecItemAdd(with(query(), kSecValueData, bytesOf("x"))), errSecDuplicateItem);
   ASSERT_EQ(SecItemDelete(query("nobody")), errSecItemNotFound);
-  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
-  EXPECT_EQ(keychainStatus().store, GetParam().place);
+  EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
+  EXPECT_EQ(keychainStatus().store(), GetParam().place);
 }
 
 INSTANTIATE_TEST_SUITE_P(, SecItemContract, ::testing::ValuesIn(testing::keychainBackends()),

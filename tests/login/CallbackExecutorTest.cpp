@@ -24,7 +24,7 @@ class SignInsOnAnExecutor : public SignInFixture {
     observation_ = NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
         ORVAAccountUserDidChangeNotification, nullptr, [this](const Notification& notification) {
           const auto user =
-              notification.userInfo[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
+              notification.userInfo()[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
           told("observers of " + (user ? user->login().value_or("?") : "nobody"));
         });
     manager()->setDelegate(teller_);

@@ -76,7 +76,7 @@ TEST_F(Calls, TellSignInsApartThatOvertakeEachOther) {
       NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
           ORVAAccountUserDidChangeNotification, nullptr, [&](const Notification& notification) {
             const auto user =
-                notification.userInfo[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
+                notification.userInfo()[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
             if (user->login() == "second") isSecondCurrent.set();
             const bool mayGoOn = user->login() != "first" || isSecondCurrent.wait();
             EXPECT_TRUE(mayGoOn);

@@ -111,8 +111,8 @@ TEST_F(TheLogHandler, HearsWhyAStoredUserCannotBeRead) {
   const Line told = line();
   EXPECT_EQ(told.level, LogLevel::Error);
   EXPECT_THAT(told.text,
-              AllOf(HasSubstr(keychainStatus().description), HasSubstr(keychainStatus().path),
-                    HasSubstr(keychainStatus().remedy)));
+              AllOf(HasSubstr(keychainStatus().description()), HasSubstr(keychainStatus().path()),
+                    HasSubstr(keychainStatus().remedy())));
 }
 
 TEST_F(TheLogHandler, HearsWhyAUserCannotBeStored) {

@@ -56,8 +56,8 @@ TEST_P(LoginManager, ObserversLearnOfTheUserBeforeTheDelegate) {
           [&](const Notification& notification) {
             reportsAtNotification = delegate().reports.count();
             announced =
-                notification.userInfo[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
-            EXPECT_EQ(notification.userInfo.find(ORVAAccountUserChangeOldKey), nullptr);
+                notification.userInfo()[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
+            EXPECT_EQ(notification.userInfo().find(ORVAAccountUserChangeOldKey), nullptr);
             EXPECT_EQ(ORVAAccountUser::currentUser(), announced);
           });
   answerWithRecord(R"({"login":"a"})");
@@ -100,7 +100,7 @@ TEST_P(LoginManager, ASuccessWithoutADelegateStillReplacesTheUserAndIsAnnounced)
       NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
           ORVAAccountUserDidChangeNotification, nullptr, [&](const Notification& notification) {
             announced.put(
-                notification.userInfo[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>());
+                notification.userInfo()[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>());
           });
   answerWithRecord(R"({"login":"a"})");
   login();
@@ -277,7 +277,7 @@ TEST_F(Manager, LogoutSignsOutWithoutARequestOrAReport) {
   const auto observation =
       NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
           ORVAAccountUserDidChangeNotification, nullptr,
-          [&](const Notification& notification) { changes.put(notification.userInfo); });
+          [&](const Notification& notification) { changes.put(notification.userInfo()); });
   manager()->logout();
   EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
   const Dictionary change = changes.take();

@@ -129,7 +129,7 @@ TEST_P(WholeService, FetchesUserDataAndSignsInWithATicket) {
 
 TEST_P(WholeService, FetchesTheLists) {
   const auto nameOfFirst = [](const Value& list) {
-    return list.array() && !list.array()->empty() ? (*list.array()->front().dictionary())["name"]
+    return list.array() && !list.array()->empty() ? (*(*list.array())[0].dictionary())["name"]
                                                   : Value();
   };
   const Value countries =

@@ -117,11 +117,11 @@ void operate(std::string_view operation, const std::string& login) {
 
 Dictionary statusAsDictionary() {
   const auto status = keychainStatus();
-  return {{"code", status.lastError},
-          {"description", status.description},
-          {"store", status.store},
-          {"path", status.path},
-          {"remedy", status.remedy}};
+  return {{"code", status.lastError()},
+          {"description", status.description()},
+          {"store", status.store()},
+          {"path", status.path()},
+          {"remedy", status.remedy()}};
 }
 
 Dictionary torment(const Dictionary& request) {
@@ -141,7 +141,7 @@ Dictionary torment(const Dictionary& request) {
   begin(planIn(request));
   operate(operation, login);
   Array calls;
-  for (const auto& name : end()) calls.emplace_back(name);
+  for (const auto& name : end()) calls.push_back(name);
   const auto took = std::chrono::steady_clock::now() - began;
 
   const auto user = ORVAAccountUser::currentUser();

@@ -54,11 +54,11 @@ class CurrentUserTest : public ::testing::Test {
   Observation observation =
       NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
           ORVAAccountUserDidChangeNotification, nullptr, [this](const Notification& notification) {
-            const auto& info = notification.userInfo;
+            const auto& info = notification.userInfo();
             seen.push_back({.newUser = info[ORVAAccountUserChangeNewKey].object(),
                             .oldUser = info[ORVAAccountUserChangeOldKey].object(),
                             .entries = info.size(),
-                            .sender = notification.object});
+                            .sender = notification.object()});
           });
 };
 
@@ -78,16 +78,16 @@ TEST_F(CurrentUserTest, LeavesASignOutThatFailedInTheStatusUntilAnotherSignOutFi
   }
   ASSERT_NO_THROW(home.onlyItemFile());
   const auto reason = keychainStatus();
-  EXPECT_NE(reason.lastError, errSecSuccess);
-  EXPECT_EQ(reason.path, (home.keychainDirectory() / "lock").string());
+  EXPECT_NE(reason.lastError(), errSecSuccess);
+  EXPECT_EQ(reason.path(), (home.keychainDirectory() / "lock").string());
   const auto other = ORVAAccountKeychain::initWithServiceID("another");
   EXPECT_TRUE(other->setData_forKey(Data("bytes"), "key"));
   EXPECT_TRUE(other->setData_forKey(std::nullopt, "key"));
-  EXPECT_EQ(keychainStatus().description, reason.description);
+  EXPECT_EQ(keychainStatus().description(), reason.description());
 
   ORVAAccountUser::setCurrentUser(nullptr);
   EXPECT_ANY_THROW(home.onlyItemFile());
-  EXPECT_EQ(keychainStatus().description, "");
+  EXPECT_EQ(keychainStatus().description(), "");
   EXPECT_EQ(seen.size(), 2U) << "signed in, signed out";
 }
 
@@ -100,7 +100,7 @@ TEST_F(CurrentUserTest, NamesWhatASignOutLeftAtEachStartUntilOneRemovesIt) {
     ORVAAccountUser::setCurrentUser(nullptr);
     testing::ChildProcess start([&] {
       EXPECT_EQ(stored(), "(nobody)");
-      return keychainStatus().path == (home.keychainDirectory() / "lock").string() ? 0 : 1;
+      return keychainStatus().path() == (home.keychainDirectory() / "lock").string() ? 0 : 1;
     });
     EXPECT_EQ(start.wait(), 0);
   }
@@ -181,7 +181,7 @@ TEST_F(CurrentUserTest, ChangesEvenWhereNothingCanBeStored) {
   ORVAAccountUser::setCurrentUser(user);
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
   EXPECT_EQ(seen.size(), 1U);
-  EXPECT_NE(keychainStatus().lastError, errSecSuccess);
+  EXPECT_NE(keychainStatus().lastError(), errSecSuccess);
   ORVAAccountUser::setCurrentUser(nullptr);
   EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
   EXPECT_EQ(seen.size(), 2U);
@@ -194,7 +194,7 @@ TEST_F(CurrentUserTest, ChangesEvenWhenTheRecordCannotBeArchived) {
   EXPECT_NO_THROW(ORVAAccountUser::setCurrentUser(user));
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
   EXPECT_EQ(seen.size(), 2U);
-  EXPECT_EQ(keychainStatus().lastError, errSecParam);
+  EXPECT_EQ(keychainStatus().lastError(), errSecParam);
 }
 
 // What a host puts into a record may change the user while the record is archived.
@@ -244,7 +244,7 @@ TEST_F(CurrentUserTest, CanBeSetByAnotherThreadWhileAnObserverRuns) {
   testing::Event released;
   const auto blocker = NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
       ORVAAccountUserDidChangeNotification, nullptr, [&](const Notification& notification) {
-        if (notification.userInfo[ORVAAccountUserChangeOldKey].isNull()) {
+        if (notification.userInfo()[ORVAAccountUserChangeOldKey].isNull()) {
           entered.set();
           EXPECT_TRUE(released.wait());
         }

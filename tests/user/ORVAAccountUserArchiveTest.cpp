@@ -86,7 +86,7 @@ TEST(ORVAAccountUser, IsReadInsideAnotherValue) {
   const auto reading = unarchiveObjectWithData(archived(Array{user, "text"}));
   ASSERT_TRUE(reading);
   ASSERT_NE(reading->array(), nullptr);
-  EXPECT_TRUE(user->isEqual(reading->array()->at(0).object().get()));
+  EXPECT_TRUE(user->isEqual((*reading->array())[0].object().get()));
 }
 
 class ORVAAccountUserFile : public ::testing::Test {

@@ -45,8 +45,8 @@ class SecondInitialisation : public testing::UserCacheTest {
     initialise();
     EXPECT_EQ(ORVAAccountUser::currentUser(), user);
     EXPECT_EQ(snapshotOf(home.path()), before);
-    EXPECT_NE(keychainStatus().lastError, errSecSuccess);
-    EXPECT_FALSE(keychainStatus().description.empty());
+    EXPECT_NE(keychainStatus().lastError(), errSecSuccess);
+    EXPECT_FALSE(keychainStatus().description().empty());
   }
 
   std::shared_ptr<ORVAAccountUser> user;
@@ -82,7 +82,7 @@ TEST_F(SecondInitialisation, ChangesNothingWhereTheDefaultsAreDamaged) {
 TEST_F(SecondInitialisation, ChangesNothingWhereTheKeyringWasLockedSince) {
   setKeychainStoreInForce(std::make_shared<LockedStore>());
   expectNothingChanges();
-  EXPECT_TRUE(keychainStatus().locked);
+  EXPECT_TRUE(keychainStatus().locked());
   setKeychainStoreInForce(keychainStoreOfHost());
   initialise();
   EXPECT_EQ(ORVAAccountUser::currentUser()->login(), "someone");

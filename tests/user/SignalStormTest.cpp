@@ -30,7 +30,7 @@ class UserInASignalStorm : public testing::UserCacheTest {
   }
   void expectStored(const std::string& login) {
     EXPECT_EQ(restored(), login);
-    EXPECT_EQ(keychainStatus().lastError, errSecSuccess) << keychainStatus().description;
+    EXPECT_EQ(keychainStatus().lastError(), errSecSuccess) << keychainStatus().description();
   }
 };
 

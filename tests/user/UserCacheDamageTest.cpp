@@ -37,21 +37,21 @@ TEST_F(UserCacheWithoutDefaults, RestoresNobodyDeletesNothingAndSaysWhy) {
   EXPECT_EQ(restored(), "(nobody)");
   EXPECT_EQ(snapshotOf(home.path()), before);
   const auto status = keychainStatus();
-  EXPECT_EQ(status.lastError, errSecIO);
-  EXPECT_EQ(status.path, home.defaultsFile().string());
-  EXPECT_FALSE(status.description.empty());
-  EXPECT_FALSE(status.remedy.empty());
+  EXPECT_EQ(status.lastError(), errSecIO);
+  EXPECT_EQ(status.path(), home.defaultsFile().string());
+  EXPECT_FALSE(status.description().empty());
+  EXPECT_FALSE(status.remedy().empty());
 
   makeReadable();
   EXPECT_EQ(restored(), "someone");
-  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
 }
 
 TEST_F(UserCacheWithoutDefaults, StoresNoSignInAndMakesNoNewUUID) {
   const auto before = snapshotOf(home.path());
   signIn("another");
   EXPECT_EQ(snapshotOf(home.path()), before);
-  EXPECT_NE(keychainStatus().lastError, errSecSuccess);
+  EXPECT_NE(keychainStatus().lastError(), errSecSuccess);
   makeReadable();
   EXPECT_EQ(restored(), "someone");
   EXPECT_EQ(uuid(), installation);
@@ -74,8 +74,8 @@ TEST_F(UserCacheTest, DeletesNothingForDefaultsDamagedAtAnyLength) {
     const auto before = snapshotOf(home.path());
     EXPECT_EQ(restored(), "(nobody)") << length;
     EXPECT_EQ(snapshotOf(home.path()), before) << length;
-    EXPECT_EQ(keychainStatus().lastError, errSecDecode) << length;
-    EXPECT_NE(keychainStatus().description.find("damaged"), std::string::npos);
+    EXPECT_EQ(keychainStatus().lastError(), errSecDecode) << length;
+    EXPECT_NE(keychainStatus().description().find("damaged"), std::string::npos);
   }
   writeContent(home.defaultsFile(), whole);
   EXPECT_EQ(restored(), "someone");
@@ -89,7 +89,7 @@ TEST_F(UserCacheTest, SetsDamagedDefaultsAsideAtTheNextSignInAndStoresNormally) 
   EXPECT_EQ(restored(), "another");
   EXPECT_NE(uuid(), first);
   EXPECT_EQ(contentOf(home.defaultsFile().string() + ".damaged"), "bplist00 cut");
-  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
 }
 
 TEST_F(UserCacheTest, DeletesNothingForAnItemDamagedAtAnyLengthAndReplacesItAtTheNextSignIn) {
@@ -101,22 +101,22 @@ TEST_F(UserCacheTest, DeletesNothingForAnItemDamagedAtAnyLengthAndReplacesItAtTh
     const auto before = snapshotOf(home.path());
     EXPECT_EQ(restored(), "(nobody)") << length;
     EXPECT_EQ(snapshotOf(home.path()), before) << length;
-    EXPECT_EQ(keychainStatus().path, file.string());
+    EXPECT_EQ(keychainStatus().path(), file.string());
   }
   signIn("another");
   EXPECT_EQ(restored(), "another");
-  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
 }
 
 // The status says which item is damaged, where it is, and what to do.
 void expectTheItemIsNamed(const testing::StorageHome& home) {
   const auto status = keychainStatus();
-  EXPECT_EQ(status.lastError, errSecDecode);
-  EXPECT_NE(status.description.find("damaged"), std::string::npos) << status.description;
-  EXPECT_NE(status.description.find(std::string(ORVAAccountUserKeychainKey)), std::string::npos);
-  EXPECT_NE(status.description.find(testing::StorageHome::bundleIdentifier), std::string::npos);
-  EXPECT_EQ(status.path, home.onlyItemFile().string());
-  EXPECT_NE(status.remedy.find("sign-in"), std::string::npos);
+  EXPECT_EQ(status.lastError(), errSecDecode);
+  EXPECT_NE(status.description().find("damaged"), std::string::npos) << status.description();
+  EXPECT_NE(status.description().find(std::string(ORVAAccountUserKeychainKey)), std::string::npos);
+  EXPECT_NE(status.description().find(testing::StorageHome::bundleIdentifier), std::string::npos);
+  EXPECT_EQ(status.path(), home.onlyItemFile().string());
+  EXPECT_NE(status.remedy().find("sign-in"), std::string::npos);
 }
 
 TEST_F(UserCacheTest, KeepsABlobThatCannotBeUnarchivedUntilTheNextSignIn) {
@@ -133,7 +133,7 @@ TEST_F(UserCacheTest, KeepsABlobThatCannotBeUnarchivedUntilTheNextSignIn) {
   }
   signIn("another");
   EXPECT_EQ(restored(), "another");
-  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
 }
 
 TEST_F(UserCacheTest, KeepsABlobWhoseRecordCannotBeUnarchived) {
@@ -164,7 +164,7 @@ TEST_F(UserCacheTest, ChangesNothingWhereTheLockOfATransactionCannotBeTaken) {
   const auto before = blob();
   EXPECT_EQ(restored(), "(nobody)");
   signIn("another");
-  EXPECT_EQ(keychainStatus().path, lock.string());
+  EXPECT_EQ(keychainStatus().path(), lock.string());
   EXPECT_EQ(blob(), before);
   EXPECT_EQ(uuid(), "of another installation");
   std::filesystem::remove(lock);
@@ -190,7 +190,7 @@ TEST_F(UserCacheTest, KeepsThePreviousUserWhenTheItemCannotBeWritten) {
   setrlimit(RLIMIT_FSIZE, &small);
   signIn("another");
   setrlimit(RLIMIT_FSIZE, &before);
-  EXPECT_EQ(keychainStatus().lastError, errSecIO);
+  EXPECT_EQ(keychainStatus().lastError(), errSecIO);
   EXPECT_EQ(restored(), "someone");
 }
 
@@ -198,7 +198,7 @@ TEST_F(UserCacheTest, WritesNoItemWhoseUUIDCouldNotBeStored) {
   writeContent(home.path() / "config", "no directory");
   signIn("someone");
   EXPECT_FALSE(blob());
-  EXPECT_NE(keychainStatus().lastError, errSecSuccess);
+  EXPECT_NE(keychainStatus().lastError(), errSecSuccess);
 }
 
 TEST_F(UserCacheTest, RestoresWhereNothingCanBeWrittenNotEvenALock) {
@@ -215,7 +215,7 @@ TEST_F(UserCacheTest, RemovesNothingWhileAnotherProcessIsInTheMiddleOfASignIn) {
   ASSERT_TRUE(transaction && *transaction);
   EXPECT_EQ(restored(), "(nobody)");
   EXPECT_TRUE(blob());
-  EXPECT_NE(keychainStatus().description.find("locked by another process"), std::string::npos);
+  EXPECT_NE(keychainStatus().description().find("locked by another process"), std::string::npos);
 }
 
 }  // namespace

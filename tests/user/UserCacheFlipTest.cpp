@@ -30,17 +30,17 @@ class UserCacheFlipTest : public testing::UserCacheTest {
     EXPECT_EQ(restored(), "(nobody)");
     EXPECT_EQ(snapshotOf(home.path()), files);
     const auto status = keychainStatus();
-    EXPECT_EQ(status.lastError, errSecDecode);
-    EXPECT_EQ(status.path, file.string());
-    EXPECT_NE(status.description.find("damaged"), std::string::npos) << status.description;
-    EXPECT_FALSE(status.remedy.empty());
+    EXPECT_EQ(status.lastError(), errSecDecode);
+    EXPECT_EQ(status.path(), file.string());
+    EXPECT_NE(status.description().find("damaged"), std::string::npos) << status.description();
+    EXPECT_FALSE(status.remedy().empty());
   }
 
   void isSetAsideByTheNextSignIn(const fs::path& file) {
     const auto damaged = contentOf(file);
     signIn("another");
     EXPECT_EQ(restored(), "another");
-    EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+    EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
     EXPECT_EQ(contentOf(asideOf(file)), damaged);
     fs::remove(asideOf(file));
   }

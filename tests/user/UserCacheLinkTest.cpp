@@ -41,22 +41,22 @@ class UserCacheBehindALink : public testing::UserCacheTest,
 TEST_P(UserCacheBehindALink, StoresRestoresAndSignsOut) {
   fs::create_directory(target);
   EXPECT_EQ(restored(), "(nobody)");
-  EXPECT_EQ(keychainStatus().description, "");
+  EXPECT_EQ(keychainStatus().description(), "");
   signIn("someone");
-  EXPECT_EQ(keychainStatus().description, "");
+  EXPECT_EQ(keychainStatus().description(), "");
   EXPECT_EQ(restored(), "someone");
   EXPECT_FALSE(fs::is_empty(target));
   signOut();
-  EXPECT_EQ(keychainStatus().description, "");
+  EXPECT_EQ(keychainStatus().description(), "");
   EXPECT_EQ(restored(), "(nobody)");
 }
 
 // As when a volume is not mounted: the user may be stored on it.
 TEST_P(UserCacheBehindALink, SaysSoWhenTheLinkLeadsNowhere) {
   EXPECT_EQ(restored(), "(nobody)");
-  EXPECT_NE(keychainStatus().description, "");
+  EXPECT_NE(keychainStatus().description(), "");
   signIn("someone");
-  EXPECT_NE(keychainStatus().description, "");
+  EXPECT_NE(keychainStatus().description(), "");
   EXPECT_FALSE(fs::exists(target));
 }
 

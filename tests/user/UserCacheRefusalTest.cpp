@@ -59,11 +59,12 @@ class UserCacheRefusal : public testing::UserCacheTest,
   // The status names the place and the reason, and says what to do.
   void expectItIsNamed() {
     const auto status = keychainStatus();
-    EXPECT_EQ(status.lastError, errSecNotAvailable);
-    EXPECT_EQ(status.path, place.string());
-    EXPECT_NE(status.description.find(place.string()), std::string::npos) << status.description;
-    EXPECT_NE(status.description.find(GetParam().reason), std::string::npos) << status.description;
-    EXPECT_NE(status.remedy.find(place.string()), std::string::npos) << status.remedy;
+    EXPECT_EQ(status.lastError(), errSecNotAvailable);
+    EXPECT_EQ(status.path(), place.string());
+    EXPECT_NE(status.description().find(place.string()), std::string::npos) << status.description();
+    EXPECT_NE(status.description().find(GetParam().reason), std::string::npos)
+        << status.description();
+    EXPECT_NE(status.remedy().find(place.string()), std::string::npos) << status.remedy();
   }
   struct stat stateOfPlace() {
     struct stat state {};
@@ -95,7 +96,7 @@ TEST_P(UserCacheRefusal, IsNamedNothingIsTouchedAndTheUserIsBackAfterwards) {
   fs::remove_all(place);
   fs::rename(kept, place);
   EXPECT_EQ(restored(), "someone");
-  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
+  EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
 }
 
 // The link leads to the good item: it would be read if the link were followed.
@@ -145,8 +146,8 @@ TEST_F(UserCacheWithoutHome, KeepsTheUserForThisProcessAndSaysWhatIsMissing) {
   EXPECT_EQ(ORVAAccountUser::currentUser(), user);
   EXPECT_EQ(restored(), "(nobody)");
   const auto status = keychainStatus();
-  EXPECT_NE(status.lastError, errSecSuccess);
-  EXPECT_NE(status.remedy.find("HOME"), std::string::npos) << status.remedy;
+  EXPECT_NE(status.lastError(), errSecSuccess);
+  EXPECT_NE(status.remedy().find("HOME"), std::string::npos) << status.remedy();
   ORVAAccountUser::setCurrentUser(nullptr);
   EXPECT_EQ(ORVAAccountUser::currentUser(), nullptr);
 }

@@ -96,9 +96,9 @@ TEST_F(UserCacheHeldUp, StoresNoSignInAndSaysWho) {
   signIn("another");
   EXPECT_EQ(snapshotOf(home.path()), before);
   const auto status = keychainStatus();
-  EXPECT_NE(status.lastError, errSecSuccess);
-  EXPECT_NE(status.description.find("locked by another process"), std::string::npos);
-  EXPECT_NE(status.remedy.find(".transaction.lock"), std::string::npos);
+  EXPECT_NE(status.lastError(), errSecSuccess);
+  EXPECT_NE(status.description().find("locked by another process"), std::string::npos);
+  EXPECT_NE(status.remedy().find(".transaction.lock"), std::string::npos);
 }
 
 TEST_F(UserCacheHeldUp, SignsOutAllTheSame) {

@@ -52,7 +52,7 @@ TEST_P(UserStoreByOthers, IsRestoredAndWrittenBackInTheFormat) {
   const auto defaultsBefore = contentOf(home.defaultsFile());
   start();
   const auto user = ORVAAccountUser::currentUser();
-  ASSERT_TRUE(user) << keychainStatus().description;
+  ASSERT_TRUE(user) << keychainStatus().description();
   EXPECT_EQ(user->userInfo(), (Dictionary{{"login", "someone"}, {"points", 12}}));
   EXPECT_EQ(readByOthers(),
             std::string("defaults besides: {'of the host': [1, {'deep': b'x'}]}\n") + storedUser);

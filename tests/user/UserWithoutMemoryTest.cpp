@@ -63,7 +63,7 @@ TEST_F(UserWithoutMemory, IsSignedInOrItThrowsAndCanBeRepeated) {
       [&] { ORVAAccountUser::setCurrentUser(user); },
       [&](bool threw) {
         EXPECT_EQ(current(), threw ? "before" : "someone");
-        EXPECT_TRUE(threw || keychainStatus().lastError == errSecSuccess);
+        EXPECT_TRUE(threw || keychainStatus().lastError() == errSecSuccess);
         ORVAAccountUser::setCurrentUser(user);
         EXPECT_EQ(current(), "someone");
         EXPECT_EQ(restored(), "someone");

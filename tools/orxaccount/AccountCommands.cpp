@@ -77,10 +77,10 @@ void requireNothingLeft(const std::string& what) {
   orx::KeychainStatus status = orx::keychainStatus();
   // A reading removes what belongs to nobody, and finds what cannot be removed.
   const auto stored = orx::ORVAAccountUserCache::sharedInstance()->cachedUser();
-  if (status.lastError == orx::errSecSuccess) status = orx::keychainStatus();
-  if (!stored && status.lastError == orx::errSecSuccess) return;
+  if (status.lastError() == orx::errSecSuccess) status = orx::keychainStatus();
+  if (!stored && status.lastError() == orx::errSecSuccess) return;
   std::string text = what + ", but a stored user may still be there.";
-  for (const std::string& more : {status.description, status.remedy}) {
+  for (const std::string& more : {status.description(), status.remedy()}) {
     if (!more.empty()) text += ' ' + more;
   }
   throw Failure{ExitCode::Storage, std::move(text)};
@@ -123,11 +123,11 @@ void runStatus(const GlobalOptions& options) {
        {"lumCusInfoURL", text(account->lumCusInfoURL())},
        {"orvaServiceURL", text(account->orvaServiceURL())},
        {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
-       {"store", keychain.store},
-       {"storeLocked", keychain.locked},
-       {"storeError", keychain.lastError},
-       {"storeProblem", orNothing(keychain.description)},
-       {"storeRemedy", orNothing(keychain.remedy)}});
+       {"store", keychain.store()},
+       {"storeLocked", keychain.locked()},
+       {"storeError", keychain.lastError()},
+       {"storeProblem", orNothing(keychain.description())},
+       {"storeRemedy", orNothing(keychain.remedy())}});
 }
 
 }  // namespace
@@ -140,7 +140,7 @@ void printVersions(const GlobalOptions& options) {
   }
   Output(options).printFields({{"orxaccount", ORX_VERSION},
                                {"library", orx::ORXAccountVersions()},
-                               {"store", orx::keychainStatus().store}});
+                               {"store", orx::keychainStatus().store()}});
 }
 
 void addAccountCommands(CLI::App& app, const GlobalOptions& options) {

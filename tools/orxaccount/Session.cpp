@@ -22,9 +22,9 @@ std::string nameOf(const std::shared_ptr<orx::ORVAAccountUser>& user) {
 
 void tellNotification(const orx::Notification& notification) {
   const auto user = [&](std::string_view key) {
-    return nameOf(notification.userInfo[key].objectOf<orx::ORVAAccountUser>());
+    return nameOf(notification.userInfo()[key].objectOf<orx::ORVAAccountUser>());
   };
-  printMessage("observer: " + notification.name + ": " + user(orx::ORVAAccountUserChangeOldKey) +
+  printMessage("observer: " + notification.name() + ": " + user(orx::ORVAAccountUserChangeOldKey) +
                " -> " + user(orx::ORVAAccountUserChangeNewKey));
 }
 

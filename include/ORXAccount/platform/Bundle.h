@@ -22,11 +22,13 @@ class ORX_EXPORT Bundle {
 
   Bundle(const Bundle&) = delete;
   Bundle& operator=(const Bundle&) = delete;
+  ~Bundle();
 
  private:
-  Bundle() = default;
+  Bundle();
+  struct State;
 
-  std::optional<std::string> identifier_;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace orx

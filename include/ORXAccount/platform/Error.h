@@ -84,10 +84,10 @@ class ORX_EXPORT Error final : public Object {
                                                               std::int64_t code,
                                                               Dictionary userInfo);
 
-  const std::string& domain() const { return domain_; }
-  std::int64_t code() const { return code_; }
+  const std::string& domain() const;
+  std::int64_t code() const;
   // Empty when the error carries no details.
-  const Dictionary& userInfo() const { return userInfo_; }
+  const Dictionary& userInfo() const;
   // The text under NSLocalizedDescriptionKey (which may be empty); without one, a sentence that
   // names the domain and the code.
   std::string localizedDescription() const;
@@ -95,12 +95,13 @@ class ORX_EXPORT Error final : public Object {
   // The same domain, code and details.
   bool isEqual(const Object* object) const override;
 
- private:
-  Error(std::string_view domain, std::int64_t code, Dictionary userInfo);
+  ~Error() override;
 
-  std::string domain_;
-  std::int64_t code_;
-  Dictionary userInfo_;
+ private:
+  struct State;
+  explicit Error(std::unique_ptr<const State> state);
+
+  std::unique_ptr<const State> state_;
 };
 
 }  // namespace orx

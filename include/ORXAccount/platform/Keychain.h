@@ -3,6 +3,7 @@
 #include <ORXAccount/platform/Export.h>
 #include <ORXAccount/platform/SecItem.h>
 
+#include <memory>
 #include <string>
 
 namespace orx {
@@ -32,19 +33,35 @@ ORX_EXPORT void setKeychainPolicy(KeychainPolicy policy);
 ORX_EXPORT bool keychainPromptsAllowed();
 ORX_EXPORT void setKeychainPromptsAllowed(bool allowed);
 
-// Whether what is stored can be reached, for people who wonder where their user went.
-struct KeychainStatus {
+// Whether what is stored can be reached, for people who wonder where their user went. It never
+// changes; copies share its content.
+class ORX_EXPORT KeychainStatus {
+ public:
+  // Moving copies: a status that was moved from would have no content.
+  KeychainStatus(const KeychainStatus& other) = default;
+  KeychainStatus& operator=(const KeychainStatus& other) = default;
+
   // The store that holds the user or would hold the next one, as the last call found it:
   // "secret-service" or "file". Before the first call, the one that the policy names.
-  std::string store;
+  const std::string& store() const;
   // The last call found the keyring locked.
-  bool locked = false;
+  bool locked() const;
   // The error of the last call, if it had one; errSecSuccess otherwise. An item that is not there
   // is no error. What a sign-out could not remove is told until it is gone.
-  OSStatus lastError = errSecSuccess;
-  std::string description;  // what happened, in one sentence; empty without an error
-  std::string path;         // the file it is about; empty where it is about none
-  std::string remedy;       // what to do about it, in one sentence; may be empty
+  OSStatus lastError() const;
+  // What happened, in one sentence; empty without an error.
+  const std::string& description() const;
+  // The file it is about; empty where it is about none.
+  const std::string& path() const;
+  // What to do about it, in one sentence; may be empty.
+  const std::string& remedy() const;
+
+ private:
+  friend ORX_EXPORT KeychainStatus keychainStatus();
+  struct Content;
+  explicit KeychainStatus(std::shared_ptr<const Content> content);
+
+  std::shared_ptr<const Content> content_;  // never null
 };
 
 // What the calls so far have found; does nothing itself, so it never waits. Where the keychain has

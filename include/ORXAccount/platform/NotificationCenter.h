@@ -9,16 +9,27 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace orx {
 
-// What an observer is handed. `object` is the sender, null when there is none; `userInfo` is empty
-// when nothing was attached.
-struct Notification {
-  std::string name;
-  std::shared_ptr<Object> object;
-  Dictionary userInfo;
+// What an observer is handed. It never changes; copies share its content.
+class ORX_EXPORT Notification {
+ public:
+  Notification(std::string_view name, std::shared_ptr<Object> object, Dictionary userInfo);
+  // Moving copies: a notification that was moved from would have no content.
+  Notification(const Notification& other) = default;
+  Notification& operator=(const Notification& other) = default;
+
+  const std::string& name() const;
+  // The sender, null when there is none.
+  const std::shared_ptr<Object>& object() const;
+  // Empty when nothing was attached.
+  const Dictionary& userInfo() const;
+
+ private:
+  struct Content;
+
+  std::shared_ptr<const Content> content_;  // never null
 };
 
 class NotificationCenter;
@@ -67,13 +78,14 @@ class ORX_EXPORT NotificationCenter {
 
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
+  ~NotificationCenter();
 
  private:
-  NotificationCenter() = default;
+  NotificationCenter();
   friend class Observation;
+  struct State;
 
-  // In the order of their registration.
-  std::vector<std::shared_ptr<Observation::Entry>> entries_;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace orx

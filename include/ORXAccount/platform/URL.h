@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace orx {
 
@@ -21,28 +20,21 @@ class ORX_EXPORT URL {
   URL(const URL& other) = default;
   URL& operator=(const URL& other) = default;
 
-  const std::string& absoluteString() const { return parts_->text; }
+  const std::string& absoluteString() const;
   // Lower-case as the parser gives it.
-  const std::string& scheme() const { return parts_->scheme; }
-  const std::string& host() const { return parts_->host; }
+  const std::string& scheme() const;
+  const std::string& host() const;
   // Without query and fragment; "/" when the text names none.
-  const std::string& path() const { return parts_->path; }
+  const std::string& path() const;
 
-  friend bool operator==(const URL& left, const URL& right) {
-    return left.absoluteString() == right.absoluteString();
-  }
+  // The same text.
+  friend ORX_EXPORT bool operator==(const URL& left, const URL& right);
 
  private:
-  struct Parts {
-    std::string text;
-    std::string scheme;
-    std::string host;
-    std::string path;
-  };
+  struct Content;
+  explicit URL(std::shared_ptr<const Content> content);
 
-  explicit URL(Parts parts) : parts_(std::make_shared<const Parts>(std::move(parts))) {}
-
-  std::shared_ptr<const Parts> parts_;  // never null
+  std::shared_ptr<const Content> content_;  // never null
 };
 
 }  // namespace orx

@@ -20,7 +20,7 @@
 
 namespace orx {
 
-struct Array;
+class Array;
 
 template <typename T>
 concept ValueInteger = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> &&
@@ -137,10 +137,27 @@ class ORX_EXPORT Value {
   Content content_;
 };
 
-// Values in order; an element may be of any kind. `Array{Array{1}}` is one array to some compilers
-// and two to others, as with every container: `Array{Value(Array{1})}` is two to all of them.
-struct Array : std::vector<Value> {
-  using std::vector<Value>::vector;
+// Values in order, each of any kind; a copy has its own. `Array{Array{1}}` is one array to some
+// compilers and two to others, as with every container: `Array{Value(Array{1})}` is two to all.
+class ORX_EXPORT Array {
+ public:
+  Array() noexcept = default;
+  Array(std::initializer_list<Value> values);
+  explicit Array(std::vector<Value> values) noexcept;
+
+  std::size_t size() const noexcept;
+  bool empty() const noexcept;
+  // The null value where nothing is. Like the pointers it lives until this array is changed or
+  // gone.
+  const Value& operator[](std::size_t index) const noexcept;
+  const Value* begin() const noexcept;
+  const Value* end() const noexcept;
+  void push_back(Value value);
+
+  friend ORX_EXPORT bool operator==(const Array& left, const Array& right);
+
+ private:
+  std::vector<Value> values_;
 };
 
 // One entry of a dictionary; the key is UTF-8 text.

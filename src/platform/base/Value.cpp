@@ -59,6 +59,26 @@ Value& Value::operator=(Value&& other) noexcept {
 }
 Value::~Value() = default;
 
+Array::Array(std::initializer_list<Value> values) : values_(values) {}
+
+Array::Array(std::vector<Value> values) noexcept : values_(std::move(values)) {}
+
+std::size_t Array::size() const noexcept { return values_.size(); }
+
+bool Array::empty() const noexcept { return values_.empty(); }
+
+const Value& Array::operator[](std::size_t index) const noexcept {
+  return index < values_.size() ? values_[index] : nullValue();
+}
+
+const Value* Array::begin() const noexcept { return values_.data(); }
+
+const Value* Array::end() const noexcept { return values_.data() + values_.size(); }
+
+void Array::push_back(Value value) { values_.push_back(std::move(value)); }
+
+bool operator==(const Array& left, const Array& right) { return left.values_ == right.values_; }
+
 Value::Value(std::initializer_list<DictionaryEntry> entries) : Value(orx::Dictionary(entries)) {}
 
 std::shared_ptr<const orx::Array> Value::shared(orx::Array array) {
@@ -124,7 +144,7 @@ std::shared_ptr<orx::Object> Value::object() const noexcept {
 
 const Value& Value::operator[](std::size_t index) const noexcept {
   const orx::Array* elements = array();
-  return elements != nullptr && index < elements->size() ? (*elements)[index] : nullValue();
+  return elements != nullptr ? (*elements)[index] : nullValue();
 }
 
 const Value& Value::operator[](std::string_view key) const noexcept {

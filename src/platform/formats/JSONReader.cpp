@@ -58,13 +58,13 @@ class JSONParser {
 
   void readArray(Value& place) {
     open();
-    Array array;
+    std::vector<Value> values;
     if (scanner_.next() != ']') {
-      do readValue(array.emplace_back());
+      do readValue(values.emplace_back());
       while (hasMore(']'));
     }
     close();
-    std::construct_at(&place, Value(std::move(array)));
+    std::construct_at(&place, Value(Array(std::move(values))));
   }
 
   void readDictionary(Value& place) {

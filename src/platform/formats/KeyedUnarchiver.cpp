@@ -204,11 +204,11 @@ class ArchiveReader {
   }
 
   // The values that a container refers to. Finds how large and how deep it is thereby.
-  Array restoreChildren(Slot& parent, const std::vector<UID>& children) {
+  std::vector<Value> restoreChildren(Slot& parent, const std::vector<UID>& children) {
     // Bounds the recursion: a chain of 200,000 arrays takes 4 MB and would take the whole stack.
     if (depth_ == limits::archiveDepth) refuseDepth();
     ++depth_;
-    Array values;
+    std::vector<Value> values;
     values.reserve(children.size());
     for (const UID uid : children) {
       const Slot& child = restored(uid);
@@ -231,7 +231,7 @@ class ArchiveReader {
   }
 
   Value array(Slot& slot, Reference object) {
-    return restoreChildren(slot, uidsIn(contentOf(object, archive::kElements)));
+    return Array(restoreChildren(slot, uidsIn(contentOf(object, archive::kElements))));
   }
 
   Value dictionary(Slot& slot, Reference object) {
@@ -242,7 +242,7 @@ class ArchiveReader {
     // end.
     if (count != values.size()) refuse("a dictionary has not as many keys as values");
     uids.insert(uids.end(), values.begin(), values.end());
-    Array children = restoreChildren(slot, uids);
+    std::vector<Value> children = restoreChildren(slot, uids);
     std::vector<DictionaryEntry> entries;
     entries.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
@@ -267,7 +267,7 @@ class ArchiveReader {
       children.push_back(isChild ? uidIn(field) : 0);
     }
     charge(count);
-    Array values = restoreChildren(slot, children);
+    std::vector<Value> values = restoreChildren(slot, children);
     Dictionary fields;
     for (std::size_t index = 0; index < count; ++index) {
       const std::string key = text(plist_.key(object, index));

@@ -42,9 +42,8 @@ using TransferHandler = std::function<void(const TransferOutcome& outcome)>;
 // Starts a transfer and returns at once; from any thread. The handler may be empty; else it is
 // called once, on a background worker, never inside this call and in no order with other handlers.
 // It may block, for other transfers go on meanwhile. Only when the process ends first is it neither
-// called nor destroyed. Throws std::system_error when the system
-// has not a single thread to report from, and std::bad_alloc without memory: nothing is sent then,
-// and the handler is not called.
+// called nor destroyed. Throws std::system_error when the system has not a single thread to report
+// from, and std::bad_alloc without memory: nothing is sent then, and the handler is not called.
 //
 // A request is sent at most once: when its connection is lost after a byte has left, that is the
 // outcome. A GET follows 301, 302, 303, 307 and 308 to the place that they name. A POST that is

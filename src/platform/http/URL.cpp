@@ -1,6 +1,7 @@
 #include <ORXAccount/platform/URL.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/http/URLParser.h"
 
@@ -79,6 +80,13 @@ std::optional<platform::URLParts> plainParts(std::string_view text) {
 
 }  // namespace
 
+struct URL::Content {
+  std::string text;
+  platform::URLParts parts;
+};
+
+URL::URL(std::shared_ptr<const Content> content) : content_(std::move(content)) {}
+
 std::optional<URL> URL::URLWithString(std::string_view text) {
   if (!isStrictURL(text)) return std::nullopt;
   std::string copy(text);
@@ -88,10 +96,19 @@ std::optional<URL> URL::URLWithString(std::string_view text) {
   for (char& c : parts->host) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
-  return URL({.text = std::move(copy),
-              .scheme = std::move(parts->scheme),
-              .host = std::move(parts->host),
-              .path = std::move(parts->path)});
+  return URL(std::make_shared<Content>(Content{std::move(copy), *std::move(parts)}));
+}
+
+const std::string& URL::absoluteString() const { return content_->text; }
+
+const std::string& URL::scheme() const { return content_->parts.scheme; }
+
+const std::string& URL::host() const { return content_->parts.host; }
+
+const std::string& URL::path() const { return content_->parts.path; }
+
+bool operator==(const URL& left, const URL& right) {
+  return left.absoluteString() == right.absoluteString();
 }
 
 }  // namespace orx

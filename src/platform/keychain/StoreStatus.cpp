@@ -1,6 +1,7 @@
 #include "platform/keychain/StoreStatus.h"
 
 #include <new>
+#include <utility>
 
 #include "platform/keychain/ItemFile.h"
 #include "platform/keychain/KeychainStoreInForce.h"
@@ -41,8 +42,33 @@ void exchange(T& note, T& value) {
 
 }  // namespace
 
+struct KeychainStatus::Content {
+  std::string store;
+  bool locked = false;
+  OSStatus lastError = errSecSuccess;
+  std::string description;
+  std::string path;
+  std::string remedy;
+};
+
+KeychainStatus::KeychainStatus(std::shared_ptr<const Content> content)
+    : content_(std::move(content)) {}
+
+const std::string& KeychainStatus::store() const { return content_->store; }
+
+bool KeychainStatus::locked() const { return content_->locked; }
+
+OSStatus KeychainStatus::lastError() const { return content_->lastError; }
+
+const std::string& KeychainStatus::description() const { return content_->description; }
+
+const std::string& KeychainStatus::path() const { return content_->path; }
+
+const std::string& KeychainStatus::remedy() const { return content_->remedy; }
+
 KeychainStatus keychainStatus() {
-  KeychainStatus status;
+  const auto content = std::make_shared<KeychainStatus::Content>();
+  auto& status = *content;
   status.store = keychainStoreInForce()->name();
   Notes noted;
   {
@@ -56,7 +82,7 @@ KeychainStatus keychainStatus() {
   if (!noted.keychainError && noted.leftBehind) noted.keychainError = noted.leftBehind->reason;
   const bool ofKeychain = noted.keychainError != nullptr;
   const auto& error = ofKeychain ? noted.keychainError : noted.defaultsError;
-  if (!error) return status;
+  if (!error) return KeychainStatus(content);
   // To a host, defaults are damaged or they cannot be read or written; that a file is not trusted
   // is told apart for the keychain alone.
   if (ofKeychain) status.lastError = statusOf(*error);
@@ -69,7 +95,7 @@ KeychainStatus keychainStatus() {
   status.description = detail(NSLocalizedDescriptionKey);
   status.path = detail(NSFilePathErrorKey);
   status.remedy = detail(NSLocalizedRecoverySuggestionErrorKey);
-  return status;
+  return KeychainStatus(content);
 }
 
 void platform::noteKeychainError(std::shared_ptr<Error> error) {
@@ -105,12 +131,12 @@ void platform::logStore(bool hasStored) noexcept {
   if (!hasLogHandler()) return;
   try {
     const KeychainStatus status = keychainStatus();
-    if (status.lastError != errSecSuccess) {
-      std::string line = "The stored user: " + status.description;
-      if (!status.path.empty()) line += " (" + status.path + ")";
-      if (!status.remedy.empty()) line += " " + status.remedy;
+    if (status.lastError() != errSecSuccess) {
+      std::string line = "The stored user: " + status.description();
+      if (!status.path().empty()) line += " (" + status.path() + ")";
+      if (!status.remedy().empty()) line += " " + status.remedy();
       tellLogHandler(LogLevel::Error, line);
-    } else if (hasStored && status.store == ItemState::here &&
+    } else if (hasStored && status.store() == ItemState::here &&
                keychainPolicy() == KeychainPolicy::PreferSecretService) {
       tellLogHandler(LogLevel::Info,
                      "The user is stored in a file: no keyring takes it without asking.");

@@ -8,20 +8,23 @@ namespace orx {
 
 using namespace platform;
 
+struct Bundle::State {
+  Guarded<std::optional<std::string>> identifier;
+};
+
+Bundle::Bundle() : state_(std::make_unique<State>()) {}
+
+Bundle::~Bundle() = default;
+
 const std::shared_ptr<Bundle>& Bundle::mainBundle() {
   static constinit ProcessWide<std::shared_ptr<Bundle>> bundle;
   return bundle.get([] { return std::shared_ptr<Bundle>(new Bundle); });
 }
 
-std::optional<std::string> Bundle::bundleIdentifier() const {
-  const BriefSection section;
-  return identifier_;
-}
+std::optional<std::string> Bundle::bundleIdentifier() const { return state_->identifier.get(); }
 
 void Bundle::setBundleIdentifier(std::optional<std::string> bundleIdentifier) {
-  const BriefSection section;
-  // The old text is freed by the caller, after the section.
-  identifier_.swap(bundleIdentifier);
+  state_->identifier.set(std::move(bundleIdentifier));
 }
 
 }  // namespace orx

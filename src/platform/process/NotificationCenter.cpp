@@ -4,12 +4,30 @@
 #include <atomic>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
 
 using namespace platform;
+
+struct Notification::Content {
+  std::string name;
+  std::shared_ptr<Object> object;
+  Dictionary userInfo;
+};
+
+Notification::Notification(std::string_view name, std::shared_ptr<Object> object,
+                           Dictionary userInfo)
+    : content_(std::make_shared<Content>(
+          Content{std::string(name), std::move(object), std::move(userInfo)})) {}
+
+const std::string& Notification::name() const { return content_->name; }
+
+const std::shared_ptr<Object>& Notification::object() const { return content_->object; }
+
+const Dictionary& Notification::userInfo() const { return content_->userInfo; }
 
 struct Observation::Entry {
   std::optional<std::string> name;
@@ -31,6 +49,15 @@ struct Observation::Entry {
   void deliver(const Notification& notification) const noexcept { block(notification); }
 };
 
+struct NotificationCenter::State {
+  // In the order of their registration.
+  std::vector<std::shared_ptr<Observation::Entry>> entries;
+};
+
+NotificationCenter::NotificationCenter() : state_(std::make_unique<State>()) {}
+
+NotificationCenter::~NotificationCenter() = default;
+
 Observation::Observation() noexcept = default;
 Observation::Observation(Observation&& other) noexcept = default;
 Observation::Observation(std::shared_ptr<Entry> entry) noexcept : entry_(std::move(entry)) {}
@@ -47,7 +74,7 @@ Observation::~Observation() {
   auto& center = *NotificationCenter::defaultCenter();
   // entry_ keeps the entry until the section is over: what its block holds is the host's.
   const BriefSection section;
-  std::erase(center.entries_, entry_);
+  std::erase(center.state_->entries, entry_);
 }
 
 const std::shared_ptr<NotificationCenter>& NotificationCenter::defaultCenter() {
@@ -64,7 +91,7 @@ Observation NotificationCenter::addObserverForName_object_usingBlock(
   entry->owner = object;
   entry->block = std::move(block);
   const BriefSection section;
-  entries_.push_back(entry);
+  state_->entries.push_back(entry);
   return Observation(std::move(entry));
 }
 
@@ -74,12 +101,11 @@ void NotificationCenter::postNotificationName_object_userInfo(std::string_view n
   std::vector<std::shared_ptr<Observation::Entry>> matching;
   {
     const BriefSection section;
-    for (const auto& entry : entries_) {
+    for (const auto& entry : state_->entries) {
       if (entry->isFor(name, object)) matching.push_back(entry);
     }
   }
-  const Notification notification{
-      .name = std::string(name), .object = object, .userInfo = userInfo};
+  const Notification notification(name, object, userInfo);
   for (const auto& entry : matching) {
     if (!entry->ended) entry->deliver(notification);
   }

@@ -89,7 +89,7 @@ TEST(Value, MayBeReplacedByWhatItHolds) {
   Value value(Dictionary{{"inner", Array{Data("bytes"), 2}}});
   value = (*value.dictionary())["inner"];
   EXPECT_EQ(value, Value(Array{Data("bytes"), 2}));
-  value = value.array()->front();
+  value = (*value.array())[0];
   EXPECT_EQ(value, Value(Data("bytes")));
 }
 

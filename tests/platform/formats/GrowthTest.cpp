@@ -46,7 +46,7 @@ TEST(Growth, OfTheTimeForWritingJSONIsLinear) {
     Array array;
     Dictionary dictionary;
     for (std::size_t number = 0; number < text.size() / 16; ++number) {
-      array.emplace_back(number * 1e-3);
+      array.push_back(number * 1e-3);
       dictionary.set(std::to_string(number), "text");
     }
     (void)textWithJSONObject(Array{Value(text), Value(array), Value(dictionary)});
@@ -157,7 +157,7 @@ TEST(Growth, OfTheTimeForArchivesIsLinear) {
     Array numbers;
     Dictionary texts;
     for (std::size_t number = 0; number < text.size() / 64; ++number) {
-      numbers.emplace_back(number);
+      numbers.push_back(number);
       texts.set(std::to_string(number), text.substr(number, 32));
     }
     archiveAndRead(Array{Value(numbers), Value(texts)});

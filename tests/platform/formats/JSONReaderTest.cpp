@@ -46,7 +46,7 @@ TEST(JSONReader, ReadsLongListsWhoseElementsAreOfAnySize) {
     for (std::size_t index = 0; index < 4000; ++index) {
       const bool isSmall = (index < 2000) == beginsSmall;
       const Value expected = isSmall ? Value(index) : Value(word + std::to_string(index));
-      ASSERT_EQ(value.array()->at(index), expected);
+      ASSERT_EQ((*value.array())[index], expected);
     }
   }
 }
@@ -95,7 +95,7 @@ TEST(JSONReader, ReadsANestedAnswer) {
                              {"region", Value()},
                              {"tags", Array{1, Value(Array{}), Value(Dictionary{})}}})});
   EXPECT_EQ(value, expected);
-  const auto& entries = value.array()->front().dictionary()->entries();
+  const auto& entries = (*value.array())[0].dictionary()->entries();
   EXPECT_EQ(entries[0].key, "login");
   EXPECT_EQ(entries[4].key, "tags");
 }

@@ -178,7 +178,7 @@ TEST(KeyedUnarchiver, TakesReferencesThatFanOutModestly) {
   for (int level = 0; level < 16; ++level) {
     ASSERT_NE(value->array(), nullptr);
     ASSERT_EQ(value->array()->size(), 2U);
-    value = &value->array()->at(1);
+    value = &(*value->array())[1];
   }
   EXPECT_EQ(*value, Value("text"));
 }
@@ -235,7 +235,7 @@ TEST(KeyedUnarchiver, RefusesMoreObjectsThanItsLimit) {
 
 TEST(KeyedArchiver, RefusesToWriteMoreObjectsThanCanBeReadBack) {
   Array numbers;
-  for (std::size_t i = 0; i <= limits::archiveObjects; ++i) numbers.emplace_back(i);
+  for (std::size_t i = 0; i <= limits::archiveObjects; ++i) numbers.push_back(i);
   EXPECT_THROW(archivedDataWithRootObject(numbers), std::invalid_argument);
 }
 

@@ -79,9 +79,7 @@ TEST(KeyedArchive, OfManyEqualTextsIsReadBack) {
   expectEqualWhenRead(fieldsOf(12, std::string(1'000'000, 'x')));
   expectEqualWhenRead(fieldsOf(50, repeated("\u738b", 40'000)));
   expectEqualWhenRead(fieldsOf(50, repeated("\u00e9", 50'000)));
-  Array list;
-  list.resize(400'000, "a text of everyday length");
-  expectEqualWhenRead(list);
+  expectEqualWhenRead(Array(std::vector<Value>(400'000, "a text of everyday length")));
 }
 
 TEST(KeyedArchive, OfEqualKeysIsReadBack) {
@@ -111,8 +109,7 @@ TEST(KeyedArchive, OfAListThatIsHeldTooOftenIsNotWritten) {
   for (int level = 0; level < 100; ++level) value = Array{value, value};
   EXPECT_THROW(archivedDataWithRootObject(value), std::invalid_argument);
   const Value large = Array{std::string(1'000'000, 'x')};
-  Array often;
-  often.resize(10, large);
+  const Array often(std::vector<Value>(10, large));
   EXPECT_THROW(archivedDataWithRootObject(often), std::invalid_argument);
 }
 
@@ -232,8 +229,7 @@ class FieldsOfManyNames final : public SecureCoding {
   std::string_view archivedClassName() const override { return "FieldsOfManyNames"; }
   void encodeWithCoder(Coder& coder) const override {
     Array list;
-    list.reserve(limits::archiveObjects - kFields);
-    while (list.size() < limits::archiveObjects - kFields) list.emplace_back(1);
+    while (list.size() < limits::archiveObjects - kFields) list.push_back(1);
     EXPECT_NO_THROW(coder.encodeObject_forKey(list, "list"));
     for (std::size_t i = 0; i < kFields; ++i) coder.encodeObject_forKey(nullptr, std::to_string(i));
   }

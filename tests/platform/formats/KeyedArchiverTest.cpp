@@ -158,15 +158,15 @@ TEST(KeyedArchiver, KeepsTheIdentityOfAnObjectThatIsReachedTwice) {
   const auto shared = std::make_shared<Pair>(1, 2);
   const Value root = roundTrip(Array{shared, shared});
   ASSERT_NE(root.array(), nullptr);
-  EXPECT_NE(root.array()->at(0).object(), nullptr);
-  EXPECT_EQ(root.array()->at(0).object(), root.array()->at(1).object());
+  EXPECT_NE((*root.array())[0].object(), nullptr);
+  EXPECT_EQ((*root.array())[0].object(), (*root.array())[1].object());
 }
 
 TEST(KeyedArchiver, GivesTheSharedContentOfADictionaryOnceWhenRestored) {
   const Dictionary shared{{"key", "value"}};
   const Value root = roundTrip(Array{shared, shared});
   ASSERT_NE(root.array(), nullptr);
-  EXPECT_TRUE(root.array()->at(0).dictionary()->isSameAs(*root.array()->at(1).dictionary()));
+  EXPECT_TRUE((*root.array())[0].dictionary()->isSameAs(*(*root.array())[1].dictionary()));
 }
 
 TEST(Coder, GivesAFieldOnlyAsTheKindThatItIs) {

@@ -216,9 +216,9 @@ TEST_F(ItemFileTest, SaysWhoHoldsItUpAndStillReadsMeanwhile) {
   ASSERT_TRUE(locked);
   EXPECT_EQ(SecItemUpdate(query, {{"v_Data", Data("new")}}), errSecIO);
   const auto status = keychainStatus();
-  EXPECT_NE(status.description.find("locked by another process"), std::string::npos);
-  EXPECT_EQ(status.path, (directory / "lock").string());
-  EXPECT_FALSE(status.remedy.empty());
+  EXPECT_NE(status.description().find("locked by another process"), std::string::npos);
+  EXPECT_EQ(status.path(), (directory / "lock").string());
+  EXPECT_FALSE(status.remedy().empty());
   EXPECT_EQ(copy().value().text(), "bytes");
 }
 
@@ -251,15 +251,15 @@ TEST_F(ItemFileTest, ReportsWhyItFailedUntilItWorksAgain) {
   std::optional<Value> result;
   EXPECT_EQ(SecItemCopyMatching(query, result), errSecDecode);
   const auto status = keychainStatus();
-  EXPECT_EQ(status.store, "file");
-  EXPECT_EQ(status.lastError, errSecDecode);
-  EXPECT_EQ(status.path, file.string());
-  EXPECT_NE(status.description.find("damaged"), std::string::npos);
-  EXPECT_FALSE(status.locked);
+  EXPECT_EQ(status.store(), "file");
+  EXPECT_EQ(status.lastError(), errSecDecode);
+  EXPECT_EQ(status.path(), file.string());
+  EXPECT_NE(status.description().find("damaged"), std::string::npos);
+  EXPECT_FALSE(status.locked());
   writeContent(file, whole);
   EXPECT_EQ(SecItemCopyMatching(query, result), errSecSuccess);
-  EXPECT_EQ(keychainStatus().lastError, errSecSuccess);
-  EXPECT_TRUE(keychainStatus().description.empty());
+  EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
+  EXPECT_TRUE(keychainStatus().description().empty());
 }
 
 TEST_F(ItemFileTest, IsReachedThroughTheHomeDirectoryWhereTheEnvironmentNamesNoOther) {

@@ -13,7 +13,7 @@ using testing::Policy;
 TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
   EXPECT_EQ(user(), "A");
-  EXPECT_EQ(keychainStatus().store, "secret-service");
+  EXPECT_EQ(keychainStatus().store(), "secret-service");
 
   headless();
   EXPECT_EQ(user(), unavailable);
@@ -21,7 +21,7 @@ TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   EXPECT_EQ(user(), nobody);
   EXPECT_EQ(signIn("B"), errSecSuccess);
   EXPECT_EQ(user(), "B");
-  EXPECT_EQ(keychainStatus().store, "file");
+  EXPECT_EQ(keychainStatus().store(), "file");
 
   desktop();
   EXPECT_EQ(inKeyring(), "A");
@@ -69,7 +69,7 @@ TEST_F(Policy, NeverLetsTheFileStandInForAServiceThatExists) {
 TEST_F(Policy, LetsTheFileStandInForAKeyringThatAsksBeforeEachChangeWhereNobodyMayBeAsked) {
   startEmpty("ask CreateItem\nask Delete\nprompt answer");
   ASSERT_EQ(signIn("A"), errSecSuccess);
-  EXPECT_EQ(keychainStatus().store, "file");
+  EXPECT_EQ(keychainStatus().store(), "file");
   EXPECT_EQ(inFile() + inKeyring(), "A-");
   EXPECT_EQ(user(), "A");
   ASSERT_EQ(signOut(), errSecSuccess);
