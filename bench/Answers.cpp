@@ -57,7 +57,7 @@ void writeByLibplist(const Tree& tree) {
   std::uint32_t size = 0;
   plist_to_bin(tree.get(), &bytes, &size);
   if (size == 0) throw std::runtime_error("libplist has written nothing");
-  plist_mem_free(bytes);
+  std::free(bytes);
 }
 
 }  // namespace

@@ -57,8 +57,10 @@ void reachServer(const Settings& settings) {
 }
 
 BenchServer::BenchServer()
-    : nginx_(
-          {.hosts = {ORX_BENCH_HOST}, .answer = soapAnswer(), .offersHTTP2 = false, .extra = {}}) {
+    : nginx_({.hosts = {ORX_BENCH_HOST},
+              .answer = soapAnswer(),
+              .offersHTTP2 = false,
+              .extra = "ssl_protocols TLSv1.2 TLSv1.3;"}) {
   URLSessionConfiguration::setDefaultConfiguration(nginx_.configuration());
   curl_global_init(CURL_GLOBAL_DEFAULT);
 

@@ -1,7 +1,7 @@
 #include "devserver/TLSConnection.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include <fcntl.h>
+#include <netdb.h>
 #include <openssl/err.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
+#include <utility>
 
 #include "devserver/HTTPMessages.h"
 
@@ -40,23 +42,32 @@ bool pollUntil(int socket, short events, std::chrono::milliseconds timeout) {
 // number of header fields nor a body in chunks: a request could fill the memory.
 constexpr std::size_t kLargestHead = std::size_t{64} << 10;
 constexpr std::size_t kLargestRequest = std::size_t{8} << 20;
+// So much of an answer is held back for the rest of it.
+constexpr std::size_t kLongestUnsent = std::size_t{64} << 10;
 
 using NameOf = int (*)(int, sockaddr*, socklen_t*);
 
 void addressOf(int socket, NameOf nameOf, std::string& ip, int& port) {
-  sockaddr_in address{};
+  sockaddr_storage address{};
   socklen_t length = sizeof address;
-  char text[INET_ADDRSTRLEN] = "";
-  if (nameOf(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return;
-  if (inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr) return;
-  ip = text;
-  port = ntohs(address.sin_port);
+  auto* general = reinterpret_cast<sockaddr*>(&address);
+  char host[NI_MAXHOST] = "";
+  char service[NI_MAXSERV] = "";
+  if (nameOf(socket, general, &length) != 0 ||
+      getnameinfo(general, length, host, sizeof host, service, sizeof service,
+                  NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
+    return;
+  }
+  ip = host;
+  port = std::atoi(service);
 }
 
 }  // namespace
 
 TLSConnection::TLSConnection(SSL_CTX* context, int socket)
     : ssl_(SSL_new(context)), socket_(socket) {
+  // A program that the host starts would otherwise keep the connection open.
+  fcntl(socket_, F_SETFD, FD_CLOEXEC);
   if (ssl_) SSL_set_fd(ssl_.get(), socket_);
 }
 
@@ -96,12 +107,18 @@ bool TLSConnection::pause(std::chrono::milliseconds duration) {
 
 bool TLSConnection::send(std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t sent = write(bytes.data(), bytes.size());
-    if (sent <= 0) return false;
+    if (ended_) return false;
+    ERR_clear_error();
+    const int sent = SSL_write(ssl_.get(), bytes.data(),
+                               static_cast<int>(std::min<std::size_t>(bytes.size(), INT_MAX)));
+    ended_ = sent <= 0;
+    if (ended_) return false;
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
   return true;
 }
+
+bool TLSConnection::flush() { return send(std::exchange(unsent_, {})); }
 
 void TLSConnection::cut(bool reset) {
   ended_ = true;
@@ -117,7 +134,8 @@ bool TLSConnection::is_readable() const { return !ended_; }
 bool TLSConnection::is_writable() const { return !ended_; }
 
 ssize_t TLSConnection::read(char* bytes, std::size_t size) {
-  if (ended_) return -1;
+  // The peer may wait for an interim reply before it sends on.
+  if (!flush() || ended_) return -1;
   ERR_clear_error();
   const int count =
       SSL_read(ssl_.get(), bytes, static_cast<int>(std::min<std::size_t>(size, INT_MAX)));
@@ -142,14 +160,13 @@ bool TLSConnection::isWithinLimits(std::string_view received) {
   return received_ <= (inHead_ ? kLargestHead : kLargestRequest);
 }
 
+// The library writes a head and a body one after the other. Sent apart, the body would wait half a
+// round trip for the acknowledgement of the head, wherever something between holds small packets
+// back.
 ssize_t TLSConnection::write(const char* bytes, std::size_t size) {
-  if (ended_) return -1;
-  if (size == 0) return 0;
-  ERR_clear_error();
-  const int count =
-      SSL_write(ssl_.get(), bytes, static_cast<int>(std::min<std::size_t>(size, INT_MAX)));
-  if (count <= 0) ended_ = true;
-  return count;
+  unsent_.append(bytes, size);
+  if (unsent_.size() >= kLongestUnsent) flush();
+  return ended_ ? -1 : static_cast<ssize_t>(size);
 }
 
 void TLSConnection::get_remote_ip_and_port(std::string& ip, int& port) const {

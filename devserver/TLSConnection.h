@@ -3,6 +3,7 @@
 #include <httplib.h>
 
 #include <chrono>
+#include <string>
 #include <string_view>
 
 #include "devserver/OpenSSLHandles.h"
@@ -28,6 +29,8 @@ class TLSConnection : public httplib::Stream {
   bool pause(std::chrono::milliseconds duration);
   // False once the peer takes no more.
   bool send(std::string_view bytes);
+  // Sends what write() holds back.
+  bool flush();
   // Ends the stream without sending close_notify; with a TCP reset when asked.
   void cut(bool reset);
 
@@ -47,6 +50,7 @@ class TLSConnection : public httplib::Stream {
 
   TLSStream ssl_;
   int socket_;
+  std::string unsent_;
   // Of the request that is being read.
   std::size_t received_ = 0;
   bool inHead_ = true;

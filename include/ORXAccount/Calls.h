@@ -19,11 +19,12 @@
 // std::bad_alloc: see ORXAccount.h) comes out of future(), at once, and out of co_await.
 //
 // A future may be dropped: the call goes on and its outcome is lost. A coroutine goes on where the
-// library's callbacks run, a background thread unless the host says otherwise, and blocks that
-// thread until it is suspended again; whatever leaves it there, as an unhandled_exception() that
+// operation would report: on a background thread of the library, or where the host's executor runs
+// it (CallbackExecutor.h; after a sign-in only with CallbackScope::Everything). It blocks that
+// thread until it is suspended again; what it throws there, as by an unhandled_exception() that
 // throws, ends the process. A coroutine that is destroyed while it waits is not resumed; nobody may
-// destroy it at the very moment of the outcome. A future must not be waited for on the only thread
-// that could run the callback.
+// destroy it at the very moment of the outcome. With an executor, a future must not be waited for
+// on the thread of its loop.
 
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>

@@ -18,46 +18,36 @@
 //     servers are called), ORVAAccountAPI::setTargetServerWithIsCN() (which of them).
 //  3. ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(): takes the application's
 //     credentials and restores the user of the last launch.
-//  4. The delegate of ORVAAccountLoginManager, which learns how each sign-in ends, and an observer
-//     of ORVAAccountUserDidChangeNotification, which learns of every change of the user. An
-//     observer that is to hear of the restored user is added before step 3.
+//  4. The delegate of ORVAAccountLoginManager, which learns how each of its sign-ins ends, and an
+//     observer of ORVAAccountUserDidChangeNotification, which learns of every change of the user.
+//     An observer that is to hear of the restored user is added before step 3.
 //  5. Sign in, unless ORVAAccountUser::currentUser() has been restored.
 //
-// A program that signs in with a password and waits for the outcome:
+// A program that signs in with a password and waits for the outcome (Calls.h has every operation as
+// a call that gives a future or that a coroutine awaits; below it are callbacks and the delegate):
 //
+//   #include <ORXAccount/Calls.h>
 //   #include <ORXAccount/ORXAccount.h>
 //
-//   #include <future>
 //   #include <iostream>
-//
-//   class Delegate : public orx::ORVAAccountLoginManagerDelegate {
-//    public:
-//     void loginManager_didLoginWithUser_error(
-//         orx::ORVAAccountLoginManager&, const std::shared_ptr<orx::ORVAAccountUser>& user,
-//         const std::shared_ptr<orx::Error>& error) override {
-//       if (!error) {
-//         std::cout << "Hello " << user->firstName().value_or("you") << std::endl;
-//       } else if (error->domain() == orx::kORVAAccountErrorDomain &&
-//                  error->code() == orx::kORVAAccountErrorPassword) {
-//         std::cout << "That is not the password." << std::endl;
-//       } else {
-//         std::cout << error->localizedDescription() << std::endl;
-//       }
-//       ended.set_value();
-//     }
-//     std::promise<void> ended;
-//   };
 //
 //   int main() {
 //     orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
 //     orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
 //         std::nullopt, "the application's key", "the application's ID", false);
-//     const auto delegate = std::make_shared<Delegate>();  // the manager holds it weakly
-//     const auto& manager = orx::ORVAAccountLoginManager::sharedInstance();
-//     manager->setDelegate(delegate);
-//     manager->loginWithParameters({{orx::kORVAAccountLogin, "ada@example.com"},
-//                                   {orx::kORVAAccountPassword, "correct horse"}});
-//     delegate->ended.get_future().wait();
+//     const auto outcome = orx::calls::signIn({{orx::kORVAAccountLogin, "ada@example.com"},
+//                                              {orx::kORVAAccountPassword, "correct horse"}})
+//                              .orError()
+//                              .future()
+//                              .get();
+//     if (!outcome.error) {
+//       std::cout << "Hello " << outcome.value->firstName().value_or("you") << std::endl;
+//     } else if (outcome.error->domain() == orx::kORVAAccountErrorDomain &&
+//                outcome.error->code() == orx::kORVAAccountErrorPassword) {
+//       std::cout << "That is not the password." << std::endl;
+//     } else {
+//       std::cout << outcome.error->localizedDescription() << std::endl;
+//     }
 //   }
 //
 // Threads. Everything may be called from any thread unless its header says otherwise. A call over

@@ -1,9 +1,8 @@
 // The calls over the network.
 
+#include <ORXAccount/Calls.h>
 #include <ORXAccount/ORVAAccount.h>
-#include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountConstants.h>
-#include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/platform/XMLParser.h>
 
 #include <stdexcept>
@@ -17,9 +16,6 @@ using namespace platform;
 
 namespace {
 
-using SharedResult = std::shared_ptr<ORVAAccountAPIResult>;
-using SharedError = std::shared_ptr<Error>;
-
 // Throws std::invalid_argument before orx_initialize().
 std::shared_ptr<ORVAAccountAPI> client() {
   const auto& account = ORVAAccount::sharedInstance();
@@ -28,21 +24,6 @@ std::shared_ptr<ORVAAccountAPI> client() {
   if (!appID || !appKey) throw std::invalid_argument("orx_initialize() has not been called");
   return ORVAAccountAPI::initWithOptions(
       {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, *appKey}});
-}
-
-orx_result resultWith(const ORVAAccountAPIResult& result, const Value& payload) {
-  return {.payload = Document(payload), .description = result.resultDescription()};
-}
-
-// Starts a call: `start` is given the client and the handler that reports to the callback.
-template <typename Start>
-orx_error* call(orx_callback callback, void* context, const Start& start) {
-  return guarded([&] {
-    start(*client(), [report = Callback(callback, context)](const SharedResult& result,
-                                                            const SharedError& error) {
-      report.report(error, [&] { return resultWith(*result, result->returnData()); });
-    });
-  });
 }
 
 // Gathers the elements that hold text, each under its name.
@@ -64,53 +45,35 @@ class Elements final : public XMLParserDelegate {
   std::string text_;
 };
 
-Result<orx_result> userDataIn(const ORVAAccountAPIResult& result) {
-  const auto parser = result.returnData().objectOf<XMLParser>();
-  if (!parser) return resultWith(result, result.returnData());
+Result<Value> parsed(const std::shared_ptr<XMLParser>& parser) {
   const auto elements = std::make_shared<Elements>();
   parser->setDelegate(elements);
   if (!parser->parse()) return Failure(parser->parserError());
-  return resultWith(result, elements->dictionary);
+  return elements->dictionary;
 }
 
-// The delegate of one sign-in, with a manager of its own: so it knows whose report it gets.
-class SignIn final : public ORVAAccountLoginManagerDelegate {
- public:
-  explicit SignIn(const Callback& callback) : callback_(callback) {}
+Result<orx_result> resultOf(const std::shared_ptr<ORVAAccountAPIResult>& result) {
+  // User data comes as a document that nobody has read yet.
+  const auto parser = result->returnData().objectOf<XMLParser>();
+  const auto payload = parser ? parsed(parser) : Result<Value>(result->returnData());
+  if (!payload) return Failure(payload.error());
+  return orx_result{.payload = Document(*payload), .description = result->resultDescription()};
+}
 
-  // Starts a sign-in with `start`, which is given the manager.
-  template <typename Start>
-  static void begin(const Callback& callback, const Start& start) {
-    const auto manager = ORVAAccountLoginManager::init();
-    // Without a list, a sign-in with a ticket would never be reported.
-    manager->setLoginWithTicketTasks(std::vector<Dictionary>());
-    const auto signIn = std::make_shared<SignIn>(callback);
-    manager->setDelegate(signIn);
-    // The manager holds it weakly.
-    signIn->self_ = signIn;
-    try {
-      start(*manager);
-    } catch (...) {
-      signIn->self_.reset();
-      throw;
-    }
-  }
+orx_result resultOf(const std::shared_ptr<ORVAAccountUser>& user) {
+  return {.user = handleOf(user)};
+}
 
-  void loginManager_didLoginWithUser_error(ORVAAccountLoginManager& /*manager*/,
-                                           const std::shared_ptr<ORVAAccountUser>& user,
-                                           const SharedError& error) override {
-    const auto self = std::move(self_);
-    callback_.report(error, [&] { return orx_result{.user = handleOf(user)}; });
-  }
+orx_result resultOf(const Data& picture) { return {.bytes = picture}; }
 
- private:
-  const Callback callback_;
-  std::shared_ptr<SignIn> self_;
-};
-
-template <typename Start>
-orx_error* signIn(orx_callback callback, void* context, const Start& start) {
-  return guarded([&] { SignIn::begin(Callback(callback, context), start); });
+// Starts the call that `make` gives.
+template <typename Make>
+orx_error* start(orx_callback callback, void* context, const Make& make) {
+  return guarded([&] {
+    make().start([told = Callback(callback, context)](const auto& outcome) {
+      told.report(outcome.error, [&] { return resultOf(outcome.value); });
+    });
+  });
 }
 
 }  // namespace
@@ -118,27 +81,25 @@ orx_error* signIn(orx_callback callback, void* context, const Start& start) {
 }  // namespace orx::c
 
 using namespace orx::c;
+namespace calls = orx::calls;
 
 orx_error* orx_sign_in(const char* parameters, orx_callback callback, void* context) {
-  return signIn(callback, context,
-                [&](auto& manager) { manager.loginWithParameters(parametersIn(parameters)); });
+  return start(callback, context, [&] { return calls::signIn(parametersIn(parameters)); });
 }
 
 orx_error* orx_sign_in_openid(const char* parameters, orx_callback callback, void* context) {
-  return signIn(callback, context, [&](auto& manager) {
-    manager.loginOpenIDWithParameters(parametersIn(parameters));
-  });
+  return start(callback, context,
+               [&] { return calls::signInWithOpenID(parametersIn(parameters)); });
 }
 
 orx_error* orx_sign_in_openid_v2(const char* parameters, orx_callback callback, void* context) {
-  return signIn(callback, context, [&](auto& manager) {
-    manager.loginOpenIDV2WithParameters(parametersIn(parameters));
-  });
+  return start(callback, context,
+               [&] { return calls::signInWithOpenIDV2(parametersIn(parameters)); });
 }
 
 orx_error* orx_sign_in_ticket(const char* ticket, orx_callback callback, void* context) {
-  return signIn(callback, context, [&](auto& manager) {
-    manager.loginWithTicket(requiredText(ticket, "the ticket"));
+  return start(callback, context, [&] {
+    return calls::signInWithTicket(std::string(requiredText(ticket, "the ticket")));
   });
 }
 
@@ -147,44 +108,44 @@ orx_error* orx_sign_out(void) {
 }
 
 orx_error* orx_register(const char* parameters, orx_callback callback, void* context) {
-  return call(callback, context, [&](auto& client, auto handler) {
-    client.register_completeHandler(parametersIn(parameters), handler);
-  });
+  return start(callback, context,
+               [&] { return calls::registerAccount(client(), parametersIn(parameters)); });
 }
 
 orx_error* orx_register_v2(const char* parameters, orx_callback callback, void* context) {
-  return call(callback, context, [&](auto& client, auto handler) {
-    client.registerV2WithParameters_completeHandler(parametersIn(parameters), handler);
-  });
+  return start(callback, context,
+               [&] { return calls::registerV2(client(), parametersIn(parameters)); });
 }
 
 orx_error* orx_call(const char* api_id, const char* parameters, orx_callback callback,
                     void* context) {
-  return call(callback, context, [&](auto& client, auto handler) {
-    client.commonWithApiId_parameters_completionHandler(
-        requiredText(api_id, "the operation's identifier"), parametersIn(parameters), handler);
+  return start(callback, context, [&] {
+    std::string apiID(requiredText(api_id, "the operation's identifier"));
+    return calls::common(client(), std::move(apiID), parametersIn(parameters));
   });
 }
 
 orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context) {
-  return call(callback, context, [&](auto& client, auto handler) {
-    client.parameterListWithName_completionHandler(requiredText(name, "the name"), handler);
+  return start(callback, context, [&] {
+    return calls::parameterList(client(), std::string(requiredText(name, "the name")));
   });
 }
 
 orx_error* orx_web_sso(const char* parameters, orx_callback callback, void* context) {
-  return call(callback, context, [&](auto& client, auto handler) {
-    client.apToWebSSOWithParameters_completionHandler(parametersIn(parameters), handler);
-  });
+  return start(callback, context,
+               [&] { return calls::apToWebSSO(client(), parametersIn(parameters)); });
 }
 
 orx_error* orx_fetch_user_data(const char* ticket, orx_callback callback, void* context) {
-  return guarded([&] {
-    client()->getUserData_completionHandler(
-        {{orx::kORVAAccounTicket, requiredText(ticket, "the ticket")}},
-        [report = Callback(callback, context)](const SharedResult& result,
-                                               const SharedError& error) {
-          report.report(error, [&] { return userDataIn(*result); });
-        });
+  return start(callback, context, [&] {
+    return calls::getUserData(client(),
+                              {{orx::kORVAAccounTicket, requiredText(ticket, "the ticket")}});
+  });
+}
+
+orx_error* orx_user_load_picture(const orx_user* user, orx_callback callback, void* context) {
+  return start(callback, context, [&] {
+    if (user == nullptr) throw std::invalid_argument("the user is a null pointer");
+    return calls::profileImageData(user->record);
   });
 }

@@ -73,6 +73,26 @@ struct Callback {
 // Then a std::function holds it without asking for memory.
 static_assert(std::is_trivially_copyable_v<Callback> && sizeof(Callback) == 2 * sizeof(void*));
 
+// What a host gave to be told by more than once. The host hears of its end, once nobody can call it
+// any more.
+class Context {
+ public:
+  explicit Context(void* pointer) : pointer_(pointer) {}
+  Context(const Context&) = delete;
+  Context& operator=(const Context&) = delete;
+  ~Context() {
+    if (ended_ != nullptr) ended_(pointer_);
+  }
+
+  void* pointer() const { return pointer_; }
+  // Not before it is in use: a host that gets an error keeps its context.
+  void endWith(void (*ended)(void* context)) { ended_ = ended; }
+
+ private:
+  void* const pointer_;
+  void (*ended_)(void* context) = nullptr;
+};
+
 // Where the caller wants the handle that a function makes. Throws std::invalid_argument for a null
 // pointer.
 template <typename Handle>

@@ -1,5 +1,6 @@
 // The start of a host: options, credentials, and where things stand.
 
+#include <ORXAccount/LogHandler.h>
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/platform/Bundle.h>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <climits>
 #include <stdexcept>
 #include <utility>
 
@@ -48,7 +50,8 @@ bool yesOrNo(const OptionalText& text) {
   return choiceOf<bool>({{"no", false}, {"yes", true}}, text);
 }
 
-using Address = URLSessionConfiguration::Address;
+using Configuration = URLSessionConfiguration;
+using Address = Configuration::Address;
 
 // HOST=ADDRESS:PORT, and an IPv6 address in brackets or without them.
 std::pair<std::string, Address> redirectionIn(std::string_view text) {
@@ -71,32 +74,36 @@ std::pair<std::string, Address> redirectionIn(std::string_view text) {
 
 void redirect(const OptionalText& text) {
   if (!text) throw std::invalid_argument("what a host is reached at cannot be taken back");
-  auto configuration = URLSessionConfiguration::defaultConfiguration();
+  auto configuration = Configuration::defaultConfiguration();
   for (auto rest = *text; !rest.empty();) {
     const auto comma = std::min(rest.find(','), rest.size());
     auto [host, address] = redirectionIn(rest.substr(0, comma));
     configuration.setConnectTo(std::move(host), std::move(address));
     rest.remove_prefix(std::min(comma + 1, rest.size()));
   }
-  URLSessionConfiguration::setDefaultConfiguration(configuration);
+  Configuration::setDefaultConfiguration(configuration);
 }
 
 // Sets one property of the configuration in force, or gives it the value that it has by itself.
-template <auto get, auto set, typename Read>
-void configure(const OptionalText& text, const Read& read) {
-  auto configuration = URLSessionConfiguration::defaultConfiguration();
+template <auto get, auto set, auto read>
+void configure(const OptionalText& text) {
+  auto configuration = Configuration::defaultConfiguration();
   if (text) {
     (configuration.*set)(read(*text));
   } else {
-    (configuration.*set)((URLSessionConfiguration().*get)());
+    (configuration.*set)((Configuration().*get)());
   }
-  URLSessionConfiguration::setDefaultConfiguration(configuration);
+  Configuration::setDefaultConfiguration(configuration);
 }
 
 std::string same(std::string_view text) { return std::string(text); }
 
 std::size_t sizeIn(std::string_view text) {
   return numberIn<std::size_t>(text, "a number of bytes");
+}
+
+std::chrono::milliseconds millisecondsIn(std::string_view text) {
+  return std::chrono::milliseconds(numberIn<std::int32_t>(text, "a number of milliseconds"));
 }
 
 struct Option {
@@ -110,41 +117,22 @@ constexpr std::array kOptions{
              Bundle::mainBundle()->setBundleIdentifier(value ? std::optional<std::string>(*value)
                                                              : std::nullopt);
            }},
-    Option{ORX_OPTION_CA_FILE,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::caFile, &URLSessionConfiguration::setCaFile>(value,
-                                                                                              same);
-           }},
-    Option{ORX_OPTION_PROXY,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::proxy, &URLSessionConfiguration::setProxy>(value,
-                                                                                            same);
-           }},
+    Option{ORX_OPTION_CA_FILE, configure<&Configuration::caFile, &Configuration::setCaFile, same>},
+    Option{ORX_OPTION_PROXY, configure<&Configuration::proxy, &Configuration::setProxy, same>},
     Option{ORX_OPTION_PROXY_EXCEPTIONS,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::proxyExceptions,
-                       &URLSessionConfiguration::setProxyExceptions>(value, same);
-           }},
+           configure<&Configuration::proxyExceptions, &Configuration::setProxyExceptions, same>},
     Option{ORX_OPTION_CONNECT_TO, redirect},
+    Option{ORX_OPTION_DEADLINE,
+           configure<&Configuration::timeoutIntervalForResource,
+                     &Configuration::setTimeoutIntervalForResource, millisecondsIn>},
     Option{ORX_OPTION_TIMEOUT,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::timeoutIntervalForRequest,
-                       &URLSessionConfiguration::setTimeoutIntervalForRequest>(
-                 value, [](std::string_view text) {
-                   return std::chrono::milliseconds(
-                       numberIn<std::int32_t>(text, "a number of milliseconds"));
-                 });
-           }},
+           configure<&Configuration::timeoutIntervalForRequest,
+                     &Configuration::setTimeoutIntervalForRequest, millisecondsIn>},
     Option{ORX_OPTION_MAXIMUM_BODY_SIZE,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::maximumBodySize,
-                       &URLSessionConfiguration::setMaximumBodySize>(value, sizeIn);
-           }},
-    Option{ORX_OPTION_MAXIMUM_HEADER_SIZE,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::maximumHeaderSize,
-                       &URLSessionConfiguration::setMaximumHeaderSize>(value, sizeIn);
-           }},
+           configure<&Configuration::maximumBodySize, &Configuration::setMaximumBodySize, sizeIn>},
+    Option{
+        ORX_OPTION_MAXIMUM_HEADER_SIZE,
+        configure<&Configuration::maximumHeaderSize, &Configuration::setMaximumHeaderSize, sizeIn>},
     Option{ORX_OPTION_KEYCHAIN,
            [](const OptionalText& value) {
              setKeychainPolicy(choiceOf<KeychainPolicy>(
@@ -159,6 +147,15 @@ constexpr std::array kOptions{
         ORX_OPTION_CHINA,
         [](const OptionalText& value) { ORVAAccountAPI::setTargetServerWithIsCN(yesOrNo(value)); }},
 };
+
+// Without asking for memory: what is to be logged may be that there is none.
+void handLine(void (*handler)(void* context, int level, const char* line), const Context& context,
+              LogLevel level, std::string_view line) {
+  // No line is longer.
+  std::array<char, PIPE_BUF + 1> text{};
+  line.copy(text.data(), text.size() - 1);
+  handler(context.pointer(), static_cast<int>(level), text.data());
+}
 
 Value addressOf(const std::optional<URL>& url) {
   return url ? Value(url->absoluteString()) : Value();
@@ -214,6 +211,25 @@ orx_error* orx_initialize(const char* app_id, const char* app_key, int is_stage)
     std::string appKey(requiredText(app_key, "the application's key"));
     orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
         std::nullopt, std::move(appKey), std::move(appID), is_stage != 0);
+  });
+}
+
+orx_error* orx_prepare_connection(void) {
+  return guarded([] { orx::ORVAAccountAPI::prepareConnection(); });
+}
+
+orx_error* orx_set_log_handler(void (*handler)(void* context, int level, const char* line),
+                               void* context, void (*ended)(void* context)) {
+  return guarded([&] {
+    const auto held = std::make_shared<Context>(context);
+    orx::LogHandler handing;
+    if (handler != nullptr) {
+      handing = [handler, held](orx::LogLevel level, std::string_view line) {
+        handLine(handler, *held, level, line);
+      };
+    }
+    orx::setLogHandler(std::move(handing));
+    held->endWith(ended);
   });
 }
 

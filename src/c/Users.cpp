@@ -1,7 +1,6 @@
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/platform/NotificationCenter.h>
 
-#include <stdexcept>
 #include <utility>
 
 #include "c/Results.h"
@@ -18,28 +17,13 @@ std::optional<std::string> addressOf(const std::optional<URL>& url) {
   return url ? std::optional(url->absoluteString()) : std::nullopt;
 }
 
-// What an observation holds of its host. It goes when nobody can call it any more.
-struct Observer {
-  explicit Observer(const Callback& aCallback) : callback(aCallback) {}
-  Observer(const Observer&) = delete;
-  Observer& operator=(const Observer&) = delete;
-  ~Observer() {
-    if (ended != nullptr) ended(callback.context);
-  }
-
-  void report(const Notification& change) const {
-    callback.report(nullptr, [&] {
-      const auto userUnder = [&](std::string_view key) {
-        return handleOf(change.userInfo()[key].objectOf<ORVAAccountUser>());
-      };
-      return orx_result{.user = userUnder(ORVAAccountUserChangeNewKey),
-                        .previousUser = userUnder(ORVAAccountUserChangeOldKey)};
-    });
-  }
-
-  const Callback callback;
-  void (*ended)(void* context) = nullptr;
-};
+orx_result resultOf(const Notification& change) {
+  const auto userUnder = [&](std::string_view key) {
+    return handleOf(change.userInfo()[key].objectOf<ORVAAccountUser>());
+  };
+  return {.user = userUnder(ORVAAccountUserChangeNewKey),
+          .previousUser = userUnder(ORVAAccountUserChangeOldKey)};
+}
 
 }  // namespace
 
@@ -88,29 +72,19 @@ void orx_user_release(orx_user* user) {
   if (user != nullptr && --user->owners == 0) delete user;
 }
 
-orx_error* orx_user_load_picture(const orx_user* user, orx_callback callback, void* context) {
-  return guarded([&] {
-    if (user == nullptr) throw std::invalid_argument("the user is a null pointer");
-    user->record->loadProfileImageDataWithCompletionBlock(
-        [report = Callback(callback, context)](const std::optional<orx::Data>& image,
-                                               const std::shared_ptr<orx::Error>& error) {
-          report.report(error, [&] { return orx_result{.bytes = image.value_or(orx::Data())}; });
-        });
-  });
-}
-
 orx_error* orx_observe_user(orx_callback callback, void* context, void (*ended)(void* context),
                             orx_observation** observation) {
   return guarded([&] {
     orx_observation*& place = placeOf(observation);
-    const auto observer = std::make_shared<Observer>(Callback(callback, context));
+    const auto held = std::make_shared<Context>(context);
     auto made = std::make_unique<orx_observation>();
     made->observation =
         orx::NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
             orx::ORVAAccountUserDidChangeNotification, orx::ORVAAccountUser::classObject(),
-            [observer](const orx::Notification& change) { observer->report(change); });
-    // Not before: a caller who gets an error keeps the context.
-    observer->ended = ended;
+            [told = Callback(callback, context), held](const orx::Notification& change) {
+              told.report(nullptr, [&] { return resultOf(change); });
+            });
+    held->endWith(ended);
     place = made.release();
   });
 }

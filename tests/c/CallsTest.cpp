@@ -85,6 +85,21 @@ TEST_F(CCall, ForUserDataReportsTheServicesOwnResultCode) {
   EXPECT_EQ(outcome.errorText, "no such ticket");
 }
 
+TEST_F(CCall, HasAConnectionPreparedWithoutARequest) {
+  answerWith(soapAnswer(resultBlock("1", "OK", "Json", "{}")));
+  EXPECT_EQ(refusal(orx_prepare_connection()), 0);
+  ASSERT_TRUE(eventually([&] { return server().connectionCount() == 1; }));
+  EXPECT_EQ(server().requests().size(), 0U);
+}
+
+TEST_F(CCall, EndsAtTheDeadline) {
+  answerWith(Answer::silence());
+  EXPECT_EQ(refusal(orx_set_option(ORX_OPTION_DEADLINE, "50")), 0);
+  const Told outcome =
+      told([](auto callback, void* context) { return orx_call("w1", nullptr, callback, context); });
+  EXPECT_EQ(outcome.code, ORX_ERROR_TIMED_OUT);
+}
+
 TEST_F(CCall, ReportsWhereNobodyAnswers) {
   EXPECT_EQ(refusal(orx_set_option(ORX_OPTION_CA_FILE, "/nowhere")), 0);
   const Told outcome =

@@ -31,12 +31,14 @@ TEST(COptions, SayHowConnectionsAreMade) {
   EXPECT_EQ(set("proxy", "http://proxy.example:3128"), 0);
   EXPECT_EQ(set("proxyExceptions", "a.example,b.example"), 0);
   EXPECT_EQ(set("timeout", "1500"), 0);
+  EXPECT_EQ(set("deadline", "90000"), 0);
   EXPECT_EQ(set("maximumBodySize", "4294967296"), 0);
   EXPECT_EQ(set("maximumHeaderSize", "1024"), 0);
   EXPECT_EQ(configuration().caFile(), "/tmp/ca.pem");
   EXPECT_EQ(configuration().proxy(), "http://proxy.example:3128");
   EXPECT_EQ(configuration().proxyExceptions(), "a.example,b.example");
   EXPECT_EQ(configuration().timeoutIntervalForRequest(), std::chrono::milliseconds(1500));
+  EXPECT_EQ(configuration().timeoutIntervalForResource(), std::chrono::seconds(90));
   EXPECT_EQ(configuration().maximumBodySize(), std::size_t{4294967296});
   EXPECT_EQ(configuration().maximumHeaderSize(), 1024U);
 }
@@ -78,6 +80,7 @@ TEST(COptions, GoBackToTheirDefaults) {
                                     {"proxy", "b"},
                                     {"proxyExceptions", "c"},
                                     {"timeout", "1"},
+                                    {"deadline", "1"},
                                     {"maximumBodySize", "1"},
                                     {"maximumHeaderSize", "1"},
                                     {"keychain", "file"},

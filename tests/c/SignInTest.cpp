@@ -43,11 +43,13 @@ TEST_F(CSignIn, WithATicketReportsTheUserOfItsData) {
 }
 
 TEST_F(CSignIn, WithATicketReportsNoErrorForDataThatIsNoXML) {
+  signIn("ada");
   answerWith(soapAnswer(resultBlock("0", "OK", "String", "x")));
   const Told outcome = told(
       [](auto callback, void* context) { return orx_sign_in_ticket("T1", callback, context); });
   EXPECT_TRUE(outcome.isResult);
   EXPECT_EQ(outcome.login, std::nullopt);
+  EXPECT_STREQ(orx_user_text(currentUser().get(), ORX_LOGIN), "ada");
 }
 
 TEST_F(CSignIn, IsToldApartFromAnotherOneThatIsUnderWay) {
@@ -67,6 +69,20 @@ TEST_F(CSignIn, IsToldApartFromAnotherOneThatIsUnderWay) {
   bobIsIn.set();
   EXPECT_EQ(ada.take().code, ORX_ERROR_PASSWORD);
   EXPECT_EQ(ada.count() + bob.count(), 0U);
+}
+
+// Between a sign-in and its report, an observer signs another user in.
+TEST_F(CSignIn, ReportsItsOwnUserWhereAnotherIsCurrentByThen) {
+  const orx_callback replace = [](void*, const orx_result* result, const orx_error*) {
+    if (textAt(orx_user_text(orx_result_user(result), ORX_LOGIN)) == "bob") return;
+    ORVAAccountUser::setCurrentUser(
+        ORVAAccountUser::initWithUserInfo(Dictionary{{"login", "bob"}}));
+  };
+  orx_observation* observation = nullptr;
+  ASSERT_EQ(refusal(orx_observe_user(replace, nullptr, nullptr, &observation)), 0);
+  EXPECT_EQ(signIn("ada").login, "ada");
+  EXPECT_STREQ(orx_user_text(currentUser().get(), ORX_LOGIN), "bob");
+  orx_observation_release(observation);
 }
 
 TEST_F(CSignIn, MayBeStartedByTheCallbackOfAnother) {

@@ -19,7 +19,7 @@ def run(devserver, program, folder):
         # Everything but the home is the caller's, for the sanitizers' options.
         environment = {**os.environ, "HOME": folder, "XDG_CONFIG_HOME": folder + "/config",
                        "XDG_DATA_HOME": folder + "/data", "DBUS_SESSION_BUS_ADDRESS": "disabled:"}
-        return subprocess.run([program, ready["caFile"], str(ready["port"])], env=environment,
+        return subprocess.run([program, ready["caFile"], f"localhost:{ready['port']}"], env=environment,
                               capture_output=True, text=True, timeout=60)
     finally:
         service.terminate()

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""On a fresh Debian the packages install, README's program is built against them and signs in at the
-packaged development service, and nothing is left after they are removed.
+"""On a fresh Debian the packages install, README's program and one in C are built against them and sign in
+at the packaged development service, the example of a host's tests passes, and nothing is left after they are
+removed.
 
 usage: package_test.py FOLDER-OF-PACKAGES
 """
@@ -12,8 +13,9 @@ import tempfile
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
-PROGRAM = HERE.parents[1] / "examples/host.cpp"
-PACKAGES = ["liborxaccount1", "liborxaccount-dev", "orxaccount", "orxaccount-devserver"]
+PROGRAMS = [HERE.parents[1] / "examples" / name for name in ("host.cpp", "sign_in.c")]
+PACKAGES = ["liborxaccount1", "liborxaccount-dev", "liborxaccount-devservice-dev", "orxaccount",
+            "orxaccount-devserver"]
 
 INSIDE = r"""
 set -eu
@@ -21,16 +23,22 @@ cd /trial
 list() { find / -xdev \( -path /proc -o -path /sys -o -path /trial -o -path /tmp -o -path /var/cache \
   -o -path /var/log -o -path /var/lib/dpkg -o -path /var/lib/apt \) -prune -o -print | sort; }
 apt-get update -q >/dev/null
-apt-get install -y -q --no-install-recommends g++ pkg-config >/dev/null
+apt-get install -y -q --no-install-recommends g++ pkg-config cmake make libgtest-dev >/dev/null
 list >before
 apt-get install -y -q --no-install-recommends ./*.deb >/dev/null
 g++ -std=c++20 host.cpp -o host $(pkg-config --cflags --libs orxaccount)
+cmake -S /usr/share/doc/liborxaccount-devservice-dev/examples/testing -B tests >/dev/null
+cmake --build tests
+ctest --test-dir tests --output-on-failure
+gcc -std=c99 sign_in.c -o sign_in $(pkg-config --cflags --libs orxaccount)
 orxaccount-devserver >ready &
 server=$!
 while ! [ -s ready ]; do sleep 0.1; done
 host=$(sed 's/.*"caFile":"\([^"]*\)".*/\1/' ready)
 port=$(sed 's/.*"port":\([0-9]*\).*/\1/' ready)
-HOME=/trial DBUS_SESSION_BUS_ADDRESS=disabled: ./host "$host" "localhost:$port" | tee said
+for program in ./host ./sign_in; do
+  HOME=/trial DBUS_SESSION_BUS_ADDRESS=disabled: $program "$host" "localhost:$port"
+done | tee said
 orxaccount --help >/dev/null
 for page in man/man1/orxaccount.1.gz bash-completion/completions/orxaccount \
   fish/vendor_completions.d/orxaccount.fish zsh/vendor-completions/_orxaccount; do
@@ -45,7 +53,7 @@ done | sort -u | while read -r needed; do
 done
 kill $server
 wait $server || true
-grep -q '^Hello ' said
+test "$(grep -c '^Hello ' said)" = 2
 apt-get purge -y -q PACKAGES >/dev/null
 apt-get autoremove -y -q --purge >/dev/null
 list >after
@@ -62,7 +70,7 @@ def main():
         root = Path(name) / "root"
         subprocess.run(["mmdebstrap", "--variant=apt", "bookworm", root], check=True)
         (root / "trial").mkdir()
-        for file in [*packages, PROGRAM, Path(sys.argv[1]) / "orxaccount.cdx.json"]:
+        for file in [*packages, *PROGRAMS, Path(sys.argv[1]) / "orxaccount.cdx.json"]:
             shutil.copy(file, root / "trial")
         # It gets further packages from where this machine gets its own.
         shutil.copytree("/etc/apt/apt.conf.d", root / "etc/apt/apt.conf.d", dirs_exist_ok=True)

@@ -1,7 +1,9 @@
+#include <ORXAccount/CallbackExecutor.h>
 #include <ORXAccount/Calls.h>
 #include <ORXAccount/ORVAAccountConstants.h>
 
 #include <coroutine>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -115,6 +117,19 @@ TEST_F(Coroutines, MayCallAgainWhereTheyGoOn) {
   answerWithRecord(R"({"login":"one"})");
   signInTwice();
   EXPECT_EQ(told_.take().text, "one, two");
+}
+
+TEST_F(Coroutines, GoOnWhereTheExecutorOfTheHostRunsThem) {
+  Mailbox<std::function<void()>> loop;
+  setCallbackExecutor([&](auto block) { loop.put(std::move(block)); }, CallbackScope::Everything);
+  answerWithRecord(R"({"login":"ada"})");
+  signInAndTell();
+  loop.take()();
+  EXPECT_EQ(told_.take().thread, std::this_thread::get_id());
+  tellOutcome(calls::countryList(api()));
+  loop.take()();
+  EXPECT_EQ(told_.take().thread, std::this_thread::get_id());
+  setCallbackExecutor({});
 }
 
 Owned assignOutcome(Call<int> call, int& target) { target = co_await std::move(call); }

@@ -211,7 +211,8 @@ TEST_F(UserData, ATaskIsListedUntilItsReportHasReturned) {
 
 TEST_F(UserData, AParserWithoutATaskChangesNothing) {
   const auto parser = XMLParser::initWithText(Data("<a>b</a>"));
-  parser->setDelegate(api());
+  const auto client = api();
+  parser->setDelegate(client);
   EXPECT_TRUE(parser->parse());
   EXPECT_TRUE(api()->parsingTasks()->empty());
   EXPECT_EQ(api()->taskDictionaryWithParser(parser.get()), std::nullopt);

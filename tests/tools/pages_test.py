@@ -14,7 +14,7 @@ import sys
 
 from support import WAIT, CommandLine, Terminal, main
 
-GLOBAL_OPTIONS = ("--app-key-file", "--ca-file", "--connect", "--json", "--proxy", "--show-ticket",
+GLOBAL_OPTIONS = ("--app-key-file", "--ca-file", "--connect", "--json", "--max-time", "--proxy", "--show-ticket",
                   "--timeout", "--verbose", "--version")
 
 

@@ -152,17 +152,26 @@ bool holdsPassword(std::string_view proxy) {
   return at != std::string_view::npos && proxy.substr(0, at).find(':') != std::string_view::npos;
 }
 
-void setTimeout(GlobalOptions& options, const std::string& text) {
+std::chrono::milliseconds secondsIn(const std::string& text, const std::string& option) {
   constexpr double kLongest = 1e6;
   double seconds = 0;
   const char* end = text.data() + text.size();
   const auto [stop, problem] = std::from_chars(text.data(), end, seconds);
   if (problem != std::errc() || stop != end || !(seconds >= 0.001 && seconds <= kLongest)) {
-    throw usageFailure(
-        "--timeout takes a number of seconds up to a million, for example 2.5, not '" + text +
-        '\'');
+    throw usageFailure(option +
+                       " takes a number of seconds up to a million, for example 2.5, not '" + text +
+                       '\'');
   }
-  options.timeout = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+  return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+}
+
+void addTime(CLI::App& app, const char* name, std::optional<std::chrono::milliseconds>& time,
+             const char* description, const char* variable) {
+  app.add_option_function<std::string>(
+         name, [&time, name](const std::string& text) { time = secondsIn(text, name); },
+         description)
+      ->type_name("SECONDS")
+      ->envname(variable);
 }
 
 void addTransfer(CLI::App& app, GlobalOptions& options) {
@@ -196,11 +205,11 @@ void addTransfer(CLI::App& app, GlobalOptions& options) {
          [&options](const std::string& file) { options.proxy = readSecretFile(file); },
          "A file that holds the proxy's URL, for one with a password, instead of ORXACCOUNT_PROXY")
       ->type_name("FILE");
-  app.add_option_function<std::string>(
-         "--timeout", [&options](const std::string& text) { setTimeout(options, text); },
-         "How long to wait without any progress [60]")
-      ->type_name("SECONDS")
-      ->envname("ORXACCOUNT_TIMEOUT");
+  addTime(app, "--timeout", options.timeout, "How long to wait without any progress [60]",
+          "ORXACCOUNT_TIMEOUT");
+  addTime(app, "--max-time", options.longestCall,
+          "How long a call may take as a whole, though it makes progress [a week]",
+          "ORXACCOUNT_MAX_TIME");
 }
 
 }  // namespace
@@ -249,6 +258,7 @@ orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& option
   }
   configuration.setProxy(options.proxy);
   if (options.timeout) configuration.setTimeoutIntervalForRequest(*options.timeout);
+  if (options.longestCall) configuration.setTimeoutIntervalForResource(*options.longestCall);
   return configuration;
 }
 

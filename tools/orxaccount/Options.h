@@ -32,6 +32,7 @@ struct GlobalOptions {
   std::optional<std::string> caFile;
   std::optional<std::string> proxy;
   std::optional<std::chrono::milliseconds> timeout;
+  std::optional<std::chrono::milliseconds> longestCall;
   bool china = false;
   bool stage = false;
   bool json = false;

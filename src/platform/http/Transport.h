@@ -58,7 +58,8 @@ void startTransfer(URLRequest request, URLSessionConfiguration configuration,
 void prepareConnection(URL url, URLSessionConfiguration configuration);
 
 // The names and versions of what carries the transfers, the TLS library included: words of the form
-// NAME/VERSION with a blank between them. From any thread.
+// NAME/VERSION with a blank between them, the version "none" for what cannot be loaded. From any
+// thread.
 std::string transportVersions();
 
 }  // namespace orx::platform

@@ -90,7 +90,8 @@ TEST_F(PreparedConnection, ThatDiedChangesNothing) {
 
 TEST_F(PreparedConnection, GoesThroughTheProxyAsACallDoes) {
   const ConnectProxy proxy(server_.port());
-  auto configuration = server_.configurationFor({});
+  URLSessionConfiguration configuration;
+  configuration.setCaFile(server_.caFile());
   configuration.setProxy(proxy.url());
   prepareAndWait(configuration);
   EXPECT_EQ(call(configuration, getRequest(url)).text(), "fine");

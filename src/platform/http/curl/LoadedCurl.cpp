@@ -56,7 +56,8 @@ using InfoCallback = void(const SSL* tls, int type, int value);
   X(void, GENERAL_NAMES_free, (GENERAL_NAMES* names), (names)) \
   X(int, OPENSSL_sk_num, (const OPENSSL_STACK* stack), (stack)) \
   X(void*, OPENSSL_sk_value, (const OPENSSL_STACK* stack, int at), (stack, at)) \
-  X(void, SSL_CTX_set_info_callback, (SSL_CTX* context, InfoCallback* callback), (context, callback)) \
+  X(void, SSL_CTX_set_info_callback, (SSL_CTX* context, InfoCallback* callback), \
+    (context, callback)) \
   X(void, SSL_CTX_set_keylog_callback, (SSL_CTX* context, SSL_CTX_keylog_cb_func log), \
     (context, log)) \
   X(void, SSL_CTX_set_verify, (SSL_CTX* context, int mode, SSL_verify_cb verify), \
