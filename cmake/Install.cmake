@@ -17,12 +17,21 @@ foreach(kind IN ITEMS Shared Static)
   install(EXPORT ORXAccount${kind}Targets NAMESPACE ORXAccount:: DESTINATION ${ORX_CMAKE_DIR})
 endforeach()
 
+if(ORX_BUILD_TOOLS)
+  install(TARGETS orx_devserver EXPORT ORXAccountDevelopmentServiceTargets)
+  install(EXPORT ORXAccountDevelopmentServiceTargets NAMESPACE ORXAccount::
+          DESTINATION ${ORX_CMAKE_DIR})
+  install(DIRECTORY devserver/include/ORXAccount TYPE INCLUDE COMPONENT headers)
+endif()
+
 # `cmake --install --strip` leaves static libraries as they are.
-install(CODE "if(CMAKE_INSTALL_DO_STRIP)
-  execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-debug
-    \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/liborxaccount.a\"
+foreach(library IN ITEMS orxaccount orxaccount-devservice)
+  install(CODE "set(library \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/lib${library}.a\")
+if(CMAKE_INSTALL_DO_STRIP AND EXISTS \"\${library}\")
+  execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-debug \"\${library}\"
     COMMAND_ERROR_IS_FATAL ANY)
 endif()")
+endforeach()
 
 configure_package_config_file(cmake/ORXAccountConfig.cmake.in ORXAccountConfig.cmake
                               INSTALL_DESTINATION ${ORX_CMAKE_DIR})

@@ -7,7 +7,8 @@ unset(CMAKE_POSITION_INDEPENDENT_CODE)
 # Most of these files run for less time than it takes to optimise them. The library keeps its own
 # settings: it is what the tests are about, and what is installed.
 if(NOT ORX_QUICK_PROGRAMS)
-  link_libraries(orx_hardening)
+  # For the build alone: one of them is a library that is installed.
+  link_libraries($<BUILD_INTERFACE:orx_hardening>)
 else()
   string(APPEND CMAKE_CXX_FLAGS_RELWITHDEBINFO " -O0 -g1")
   # gold halves the time of linking some twenty programs with the library's debug information.

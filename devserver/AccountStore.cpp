@@ -33,6 +33,13 @@ constexpr const char* kSchema = R"sql(
   INSERT INTO sqlite_sequence (name, seq)
     SELECT 'account', 1000 WHERE NOT EXISTS (SELECT 1 FROM sqlite_sequence WHERE name = 'account');
 )sql";
+// The first account is number 1001.
+constexpr const char* kClear = R"sql(
+  DELETE FROM ticket;
+  DELETE FROM field;
+  DELETE FROM account;
+  UPDATE sqlite_sequence SET seq = 1000 WHERE name = 'account';
+)sql";
 constexpr int kBusyMilliseconds = 2000;
 
 std::string lowerCased(std::string text) {
@@ -288,6 +295,13 @@ void AccountStore::updateProfile(std::int64_t number, const Profile& changes) {
   const std::lock_guard lock(database_->mutex());
   Transaction transaction(*database_);
   database_->write(number, changes);
+  transaction.commit();
+}
+
+void AccountStore::clear() {
+  const std::lock_guard lock(database_->mutex());
+  Transaction transaction(*database_);
+  database_->execute(kClear);
   transaction.commit();
 }
 

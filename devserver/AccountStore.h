@@ -54,6 +54,8 @@ class AccountStore {
   void addTicket(std::int64_t number, const std::string& ticket);
   // Fields named here replace the account's; an empty text removes the field.
   void updateProfile(std::int64_t number, const Profile& changes);
+  // Removes everything; the next account has the first number.
+  void clear();
 
  private:
   class Database;

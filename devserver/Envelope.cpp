@@ -119,7 +119,9 @@ HTTPResponse soapAnswer(const CallEnvelope& call, const ResultFields& result) {
       (result.data.empty() ? "<ReturnData />" : element("ReturnData", result.data));
   const std::string body = "<callResponse xmlns=\"" + escapedForAttribute(call.serviceNamespace) +
                            "\"><callResult>" + block + "</callResult></callResponse>";
-  return xmlResponse(200, call.version, body);
+  HTTPResponse response = xmlResponse(200, call.version, body);
+  response.resultCode = result.code;
+  return response;
 }
 
 HTTPResponse soapFault(SOAPVersion version, bool ours, std::string_view reason) {

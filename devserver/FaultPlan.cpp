@@ -35,16 +35,6 @@ void changeBody(HTTPResponse& response, const Fault& fault) {
 
 }  // namespace
 
-void FaultPlan::add(FaultMatch match, Fault fault) {
-  const std::lock_guard lock(mutex_);
-  rules_.push_back({std::move(match), std::move(fault), 0});
-}
-
-void FaultPlan::clear() {
-  const std::lock_guard lock(mutex_);
-  rules_.clear();
-}
-
 std::optional<Fault> FaultPlan::next(std::string_view path, std::string_view apiID,
                                      std::string_view host) {
   const std::lock_guard lock(mutex_);

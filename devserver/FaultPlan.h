@@ -47,14 +47,12 @@ struct Fault {
   bool reset = false;
 };
 
-// Rules in the order in which they were added; the first that is due decides. Any thread may call.
+// Rules in the order of the plan; the first that is due decides. Any thread may call.
 class FaultPlan {
  public:
-  // From the text of a plan file (docs/devserver.md). Throws std::invalid_argument with the rule's
-  // number and what is wrong with it.
+  // Replaces all rules by those of a plan (docs/devserver.md), counted from now. Throws
+  // std::invalid_argument with the rule's number and what is wrong with it; the rules then stay.
   void load(std::string_view json);
-  void add(FaultMatch match, Fault fault);
-  void clear();
 
   // Counts the request for every rule that it matches.
   std::optional<Fault> next(std::string_view path, std::string_view apiID, std::string_view host);

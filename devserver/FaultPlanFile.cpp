@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <functional>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "devserver/FaultPlan.h"
+#include "devserver/JSONInput.h"
 
 namespace orx::devserver {
 namespace {
@@ -109,17 +109,17 @@ std::pair<FaultMatch, Fault> readRule(const JSON& rule) {
 }  // namespace
 
 void FaultPlan::load(std::string_view json) {
-  const JSON plan = JSON::parse(json, nullptr, false);
-  if (!plan.is_array()) refuse("a fault plan is a JSON array of rules");
-  std::vector<std::pair<FaultMatch, Fault>> rules;
-  for (const JSON& rule : plan) {
+  std::vector<Rule> rules;
+  for (const JSON& rule : parseArray(json, "rules")) {
     try {
-      rules.push_back(readRule(rule));
+      auto [match, fault] = readRule(rule);
+      rules.push_back({std::move(match), std::move(fault), 0});
     } catch (const std::invalid_argument& problem) {
       refuse("rule " + std::to_string(rules.size() + 1) + ": " + problem.what());
     }
   }
-  for (auto& [match, fault] : rules) add(std::move(match), std::move(fault));
+  const std::lock_guard lock(mutex_);
+  rules_ = std::move(rules);
 }
 
 }  // namespace orx::devserver

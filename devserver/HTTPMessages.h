@@ -26,6 +26,8 @@ struct HTTPResponse {
   std::string contentType;
   std::string body;
   std::vector<std::pair<std::string, std::string>> headers;
+  // For the request log: the result code that the body holds.
+  std::string resultCode = {};
 };
 
 // As a stall or delay: until the client disconnects or the server stops.

@@ -1,13 +1,12 @@
 #include "devserver/HTTPSServer.h"
 
 #include <openssl/pem.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <stdexcept>
-#include <thread>
 
 #include "devserver/ConnectionThreads.h"
+#include "devserver/ListeningServer.h"
 #include "devserver/OpenSSLHandles.h"
 #include "devserver/TLSConnection.h"
 
@@ -87,7 +86,7 @@ void sendWithFault(TLSConnection& connection, const Delivery& delivery) {
 
 }  // namespace
 
-class HTTPSServer::Implementation : public httplib::Server {
+class HTTPSServer::Implementation : public ListeningServer {
  public:
   Implementation(const ServerCertificate& certificate, HTTPHandler handler)
       : context_(makeContext(certificate)), handler_(std::move(handler)) {
@@ -99,35 +98,16 @@ class HTTPSServer::Implementation : public httplib::Server {
     set_read_timeout(kSocketTimeout);
     set_write_timeout(kSocketTimeout);
     set_tcp_nodelay(true);
-    // The library sets SO_REUSEPORT by default, which lets two servers share a port.
-    set_socket_options([](socket_t listening) {
-      const int on = 1;
-      setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    });
     const auto answer = [this](const httplib::Request& request, httplib::Response& response) {
       handle(request, response);
     };
-    Get(".*", answer).Post(".*", answer).Put(".*", answer).Patch(".*", answer);
-    Delete(".*", answer).Options(".*", answer);
+    // A dot would leave out paths with line ends.
+    const char* every = R"([\s\S]*)";
+    Get(every, answer).Post(every, answer).Put(every, answer).Patch(every, answer);
+    Delete(every, answer).Options(every, answer);
   }
 
-  int start(int port) {
-    const bool bound = port != 0 && bind_to_port("127.0.0.1", port);
-    const int chosen = port != 0 ? (bound ? port : -1) : bind_to_any_port("127.0.0.1");
-    if (chosen <= 0) throw std::runtime_error("cannot listen on port " + std::to_string(port));
-    // The library listens with a backlog of five; in a burst, further connections would wait for
-    // retransmissions.
-    ::listen(svr_sock_, SOMAXCONN);
-    listener_ = std::thread([this] { listen_after_bind(); });
-    while (!is_running()) std::this_thread::yield();
-    return chosen;
-  }
-
-  void finish() {
-    if (!listener_.joinable()) return;
-    stop();
-    listener_.join();
-  }
+  ~Implementation() override { finish(); }
 
  private:
   void handle(const httplib::Request& request, httplib::Response& response) {
@@ -163,7 +143,6 @@ class HTTPSServer::Implementation : public httplib::Server {
   TLSContext context_;
   HTTPHandler handler_;
   ConnectionThreads threads_;
-  std::thread listener_;
 };
 
 thread_local TLSConnection* HTTPSServer::Implementation::current_ = nullptr;
@@ -171,9 +150,9 @@ thread_local TLSConnection* HTTPSServer::Implementation::current_ = nullptr;
 HTTPSServer::HTTPSServer(const ServerCertificate& certificate, HTTPHandler handler)
     : implementation_(std::make_unique<Implementation>(certificate, std::move(handler))) {}
 
-HTTPSServer::~HTTPSServer() { stop(); }
+HTTPSServer::~HTTPSServer() = default;
 
-int HTTPSServer::start(int port) { return implementation_->start(port); }
+void HTTPSServer::serve(ListeningSocket socket) { implementation_->serve(std::move(socket)); }
 
 void HTTPSServer::stop() { implementation_->finish(); }
 

@@ -4,10 +4,11 @@
 
 #include "devserver/CertificateAuthority.h"
 #include "devserver/HTTPMessages.h"
+#include "devserver/ListeningSocket.h"
 
 namespace orx::devserver {
 
-// HTTPS/1.1 on 127.0.0.1, a thread for each connection. The handler runs on the connections'
+// HTTPS/1.1, a thread for each connection. The handler runs on the connections'
 // threads, several at once; an exception out of it is answered with status 500.
 class HTTPSServer {
  public:
@@ -18,9 +19,8 @@ class HTTPSServer {
   // Stops.
   ~HTTPSServer();
 
-  // Port 0 lets the system choose; gives the port that is listened on. Throws std::runtime_error
-  // when the port is not free.
-  int start(int port);
+  // Returns when it accepts.
+  void serve(ListeningSocket socket);
   // Takes no new requests, gives running answers a second, then ends all connections. Returns when
   // every thread has ended. Must not be called by the handler, whose thread it would wait for.
   void stop();

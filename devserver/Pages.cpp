@@ -20,8 +20,7 @@ footer { margin-top: 2rem; font-size: .875rem; opacity: .75; }
 )css";
 
 // On every page, so that nobody takes it for a page of the real service.
-constexpr const char* kFooter =
-    "<footer>This is the account service for development, on this machine.</footer>\n";
+constexpr const char* kFooter = "<footer>This is the account service for development.</footer>\n";
 
 HTTPResponse page(int status, const std::string& title, const std::string& content) {
   const std::string body =
@@ -63,7 +62,7 @@ std::string displayName(const Account& account) {
 HTTPResponse startPage() {
   return page(200, "Account service for development",
               "<p>This server stands in for the account service while applications are developed "
-              "and tested. It speaks only to this machine.</p>\n"
+              "and tested. Its accounts are no real ones.</p>\n"
               "<p>It answers the SOAP calls at <code>/ws/lumcusinfo.asmx</code> and "
               "<code>/ws/OrvaService.asmx</code>, the OpenID calls below "
               "<code>/api/OpenIdApi/</code>, and pictures at "

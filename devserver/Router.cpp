@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "devserver/FileContent.h"
 #include "devserver/Pages.h"
 #include "devserver/Pictures.h"
 #include "devserver/UserRecord.h"
@@ -27,25 +28,6 @@ bool isOpenIDPath(std::string_view path) {
 }
 
 std::string withoutPort(const std::string& host) { return host.substr(0, host.find(':')); }
-
-bool isChinaHost(std::string_view host) { return host == ORX_CHINA_HOST; }
-
-bool isServedHost(std::string_view host) {
-  return host == ORX_GLOBAL_HOST || isChinaHost(host) || host == "localhost" || host == "127.0.0.1";
-}
-
-// The name and the port of a Host header, made anew: only served names and numbers get into the
-// addresses that an answer names. Absent for everything else.
-std::optional<std::string> servedAuthority(const std::string& host) {
-  const std::string name = withoutPort(host);
-  if (!isServedHost(name)) return std::nullopt;
-  if (name.size() == host.size()) return name;
-  std::uint16_t port = 0;
-  const char* end = host.data() + host.size();
-  const auto [stop, problem] = std::from_chars(host.data() + name.size() + 1, end, port);
-  if (problem != std::errc() || stop != end || port == 0) return std::nullopt;
-  return name + ":" + std::to_string(port);
-}
 
 HTTPResponse plain(int status, const std::string& text) {
   return {status, "text/plain; charset=utf-8", text + "\n", {}};
@@ -75,38 +57,108 @@ constexpr PictureFile kPictureFiles[] = {
     {".webp", "image/webp", encodeWebP},
 };
 
+// As the counters and the log name it. The token of a link would let its reader in.
+std::string operationOf(const HTTPRequest& request, const std::string& apiID) {
+  constexpr std::size_t longest = 200;
+  if (request.path.starts_with(kWebSSOPath)) return kWebSSOPath;
+  return (apiID.empty() ? request.path : apiID).substr(0, longest);
+}
+
+// Runs the action, which reads what the file holds, and names the file where that is wrong.
+template <typename Action>
+auto naming(const std::filesystem::path& file, Action action) {
+  try {
+    return action();
+  } catch (const std::invalid_argument& problem) {
+    throw std::invalid_argument(file.string() + ": " + problem.what());
+  }
+}
+
+// No file is an empty array.
+std::string arrayIn(const std::filesystem::path& file) {
+  return file.empty() ? "[]" : contentOf(file);
+}
+
 }  // namespace
+
+Router::Router(const DevelopmentServiceOptions& options, int port)
+    : hosts_{options.globalHost, options.chinaHost, options.linkHost},
+      port_(port),
+      firstFaults_(arrayIn(options.faults)),
+      firstAccounts_(
+          naming(options.accounts, [&] { return SeedAccounts(arrayIn(options.accounts)); })),
+      environment_(options.database.string(), options.applications),
+      serviceNamespace_(options.serviceNamespace),
+      log_(options.log) {
+  naming(options.faults, [this] { faults_.load(firstFaults_); });
+  naming(options.accounts, [this] { firstAccounts_.addTo(environment_.accounts); });
+}
+
+void Router::setFaults(std::string_view json) { faults_.load(json); }
+
+void Router::addAccounts(std::string_view json) {
+  const SeedAccounts accounts(json);
+  const std::unique_lock alone(running_);
+  accounts.addTo(environment_.accounts);
+}
+
+void Router::reset() {
+  const std::unique_lock alone(running_);
+  environment_.accounts.clear();
+  environment_.tokens.clear();
+  faults_.load(firstFaults_);
+  log_.clear();
+  firstAccounts_.addTo(environment_.accounts);
+}
 
 Delivery Router::answer(const HTTPRequest& request) {
   const std::string host = withoutPort(request.host);
-  const auto authority = servedAuthority(request.host);
   std::optional<CallEnvelope> call;
   const bool soap = isSOAPPath(request.path) && request.method == "POST";
   if (soap) call = parseCallEnvelope(request.body);
   const std::string apiID = call ? call->apiID : std::string();
-  count(apiID.empty() ? request.path : apiID, host);
+  const std::string operation = operationOf(request, apiID);
+  log_.countArrived(operation, host);
   const auto fault = faults_.next(request.path, apiID, host);
   HTTPResponse response;
   try {
-    if (!authority) {
-      response = plain(421, "This server does not answer for " + request.host);
-    } else {
-      response = soap ? respondToCall(request, call, *authority) : respond(request, host);
-    }
+    const std::shared_lock together(running_);
+    response = respond(request, call);
   } catch (const std::runtime_error& problem) {
     response = soap ? soapFault(guessVersion(request.body), true, problem.what())
                     : plain(500, problem.what());
   }
-  if (fault) return withFault(std::move(response), *fault);
-  return {std::move(response), {}, {}, {}, false, false};
+  Delivery delivery{std::move(response), {}, {}, {}, false, false};
+  if (fault) delivery = withFault(std::move(delivery.response), *fault);
+  log_.addAnswered({std::chrono::system_clock::now(), host, request.method, operation,
+                    delivery.close ? 0 : delivery.response.status, delivery.response.resultCode,
+                    fault.has_value()});
+  return delivery;
 }
 
-HTTPResponse Router::respond(const HTTPRequest& request, const std::string& host) {
-  if (isSOAPPath(request.path)) return methodNotAllowed("POST");
-  if (isOpenIDPath(request.path) && !isChinaHost(host)) {
+std::optional<std::string> Router::servedAuthority(const std::string& host) const {
+  const std::string name = withoutPort(host);
+  if (!hosts_.serves(name)) return std::nullopt;
+  if (name.size() == host.size()) return name;
+  std::uint16_t port = 0;
+  const char* end = host.data() + host.size();
+  const auto [stop, problem] = std::from_chars(host.data() + name.size() + 1, end, port);
+  if (problem != std::errc() || stop != end || port == 0) return std::nullopt;
+  return name + ":" + std::to_string(port);
+}
+
+HTTPResponse Router::respond(const HTTPRequest& request, const std::optional<CallEnvelope>& call) {
+  const auto authority = servedAuthority(request.host);
+  if (!authority) return plain(421, "This server does not answer for " + request.host);
+  if (isSOAPPath(request.path)) {
     if (request.method != "POST") return methodNotAllowed("POST");
-    const auto call = request.path == kOpenIDLoginPath ? OpenIDCall::Login : OpenIDCall::Register;
-    return answerOpenID(environment_, call, request.body);
+    return respondToCall(request, call, *authority);
+  }
+  if (isOpenIDPath(request.path) && withoutPort(request.host) != hosts_.china) {
+    if (request.method != "POST") return methodNotAllowed("POST");
+    const auto operation =
+        request.path == kOpenIDLoginPath ? OpenIDCall::Login : OpenIDCall::Register;
+    return answerOpenID(environment_, operation, request.body);
   }
   return respondToGet(request);
 }
@@ -122,8 +174,10 @@ HTTPResponse Router::respondToCall(const HTTPRequest& request,
     return soapFault(call->version, false,
                      "Server has no call in the namespace " + call->serviceNamespace);
   }
-  return request.path == kCustomerInfoPath ? answerCustomerInfo(environment_, *call)
-                                           : answerAccountService(environment_, *call, authority);
+  if (request.path == kCustomerInfoPath) return answerCustomerInfo(environment_, *call);
+  const std::string links =
+      hosts_.link.empty() ? authority : hosts_.link + ":" + std::to_string(port_);
+  return answerAccountService(environment_, *call, links);
 }
 
 HTTPResponse Router::respondToGet(const HTTPRequest& request) {
@@ -159,24 +213,6 @@ HTTPResponse Router::webSSO(const HTTPRequest& request) {
       environment_.tokens.redeem(request.path.substr(std::string_view(kWebSSOPath).size()));
   const auto account = number ? environment_.accounts.findByNumber(*number) : std::nullopt;
   return account ? signedInPage(*account) : spentLinkPage();
-}
-
-void Router::count(const std::string& key, const std::string& host) {
-  const std::lock_guard lock(mutex_);
-  ++counts_[key];
-  ++hostCounts_[host];
-}
-
-std::size_t Router::requestCount(const std::string& apiIDOrPath) const {
-  const std::lock_guard lock(mutex_);
-  const auto found = counts_.find(apiIDOrPath);
-  return found == counts_.end() ? 0 : found->second;
-}
-
-std::size_t Router::requestCountOfHost(const std::string& host) const {
-  const std::lock_guard lock(mutex_);
-  const auto found = hostCounts_.find(host);
-  return found == hostCounts_.end() ? 0 : found->second;
 }
 
 }  // namespace orx::devserver

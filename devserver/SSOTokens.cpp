@@ -29,4 +29,9 @@ std::optional<std::int64_t> SSOTokens::redeem(const std::string& token) {
   return entry.account;
 }
 
+void SSOTokens::clear() {
+  const std::lock_guard lock(mutex_);
+  entries_.clear();
+}
+
 }  // namespace orx::devserver

@@ -19,6 +19,7 @@ class SSOTokens {
   std::string issue(std::int64_t account);
   // The account that the token was issued for; absent when it is unknown, used or too old.
   std::optional<std::int64_t> redeem(const std::string& token);
+  void clear();
 
  private:
   struct Entry {

@@ -1,7 +1,7 @@
 #include "devserver/TLSConnection.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include <fcntl.h>
+#include <netdb.h>
 #include <openssl/err.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <utility>
 
 #include "devserver/HTTPMessages.h"
@@ -47,19 +48,26 @@ constexpr std::size_t kLongestUnsent = std::size_t{64} << 10;
 using NameOf = int (*)(int, sockaddr*, socklen_t*);
 
 void addressOf(int socket, NameOf nameOf, std::string& ip, int& port) {
-  sockaddr_in address{};
+  sockaddr_storage address{};
   socklen_t length = sizeof address;
-  char text[INET_ADDRSTRLEN] = "";
-  if (nameOf(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) return;
-  if (inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr) return;
-  ip = text;
-  port = ntohs(address.sin_port);
+  auto* general = reinterpret_cast<sockaddr*>(&address);
+  char host[NI_MAXHOST] = "";
+  char service[NI_MAXSERV] = "";
+  if (nameOf(socket, general, &length) != 0 ||
+      getnameinfo(general, length, host, sizeof host, service, sizeof service,
+                  NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
+    return;
+  }
+  ip = host;
+  port = std::atoi(service);
 }
 
 }  // namespace
 
 TLSConnection::TLSConnection(SSL_CTX* context, int socket)
     : ssl_(SSL_new(context)), socket_(socket) {
+  // A program that the host starts would otherwise keep the connection open.
+  fcntl(socket_, F_SETFD, FD_CLOEXEC);
   if (ssl_) SSL_set_fd(ssl_.get(), socket_);
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 #include "devserver/Envelope.h"
 #include "devserver/JSONText.h"
@@ -45,6 +44,13 @@ UserRecord userRecord(const Account& account, const std::string& ticket) {
   record.emplace_back("pic", pictureName(account));
   if (!ticket.empty()) record.emplace_back("ticket", ticket);
   return record;
+}
+
+bool isProfileField(std::string_view name) {
+  const auto holds = [name](const auto& fields) {
+    return std::find(fields.begin(), fields.end(), name) != fields.end();
+  };
+  return holds(kAlways) || holds(kWhenPresent);
 }
 
 Profile profileFrom(const Parameters& parameters) {

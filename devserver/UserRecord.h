@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -15,6 +16,9 @@ using UserRecord = std::vector<std::pair<std::string, std::string>>;
 // Some fields are part of every record, even when they are empty. Other fields of the profile, and
 // the ticket, are left out when they are empty.
 UserRecord userRecord(const Account& account, const std::string& ticket);
+
+// Whether a field of a profile has this name; letter case counts.
+bool isProfileField(std::string_view name);
 
 // The profile fields among the parameters; a birth date without a time gets midnight.
 Profile profileFrom(const Parameters& parameters);

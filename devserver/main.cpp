@@ -1,160 +1,48 @@
-#include <getopt.h>
+#include <ORXAccount/DevelopmentService.h>
+#include <pages/Pages.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
-#include <charconv>
-#include <cstring>
-#include <fstream>
 #include <iostream>
-#include <stdexcept>
 #include <string>
-#include <string_view>
 
-#include "devserver/DevelopmentService.h"
 #include "devserver/JSONText.h"
-#include "devserver/PrivateFile.h"
+#include "devserver/ListeningSocket.h"
+#include "devserver/ProgramOptions.h"
 
 namespace {
 
 using namespace orx::devserver;
+using orx::DevelopmentService;
 
 constexpr int kUsageError = 2;
 constexpr int kCannotServe = 1;
-constexpr std::string_view kUsage =
-    R"(usage: orxaccount-devserver [options]
 
-The account service, played on 127.0.0.1 for development and tests. Prints one line of JSON when it
-is ready; ends on SIGTERM or SIGINT.
+constexpr const char* kReady =
+    "It prints one line of JSON when it is ready: the port, the file with the certificate of its\n"
+    "authority, and the hosts that it answers for. It ends on SIGTERM or SIGINT.";
 
-  --port PORT          listen there; without it the system chooses
-  --database FILE      keep the accounts in an SQLite file; without it in memory
-  --ca-out FILE        write the certificate authority's certificate there
-  --ca-cert FILE       use this certificate authority instead of a fresh one ...
-  --ca-key FILE        ... and its private key
-  --ca-key-out FILE    keep a fresh authority's private key, for --ca-key
-  --app ID:KEY         accept this application beside demo-app:demo-key; may be repeated
-  --namespace URI      know SOAP calls in this namespace only; without it in any
-  --fault-plan FILE    misbehave as the JSON file says
-  --exit-with-stdin    end when the standard input is closed
-  --help               show this
-)";
-
-struct UsageError : std::invalid_argument {
-  using std::invalid_argument::invalid_argument;
-};
-
-struct CommandLine {
-  DevelopmentServiceOptions options;
-  std::string caCertificate;
-  std::string caKey;
-  std::string caKeyOut;
-  std::string faultPlan;
-  bool exitWithStandardInput = false;
-  bool help = false;
-};
-
-std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string content((std::istreambuf_iterator<char>(file)), {});
-  if (!file.is_open() || file.bad()) throw std::runtime_error("cannot read " + path);
-  return content;
+pages::Manual manual() {
+  return {.version = ORX_VERSION,
+          .variables = {},
+          .exitCodes = {{"0", "It has ended on a signal, or with its standard input."},
+                        {"1", "It cannot serve; the message says what it lacks."},
+                        {"2", "Wrong usage."}},
+          .sections = {{"READINESS", kReady}}};
 }
 
-int portFrom(std::string_view text) {
-  int port = -1;
-  const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), port);
-  if (problem != std::errc() || end != text.data() + text.size() || port < 0 || port > 65535) {
-    throw UsageError("--port takes a number from 0 to 65535");
-  }
-  return port;
-}
-
-void addApplication(DevelopmentServiceOptions& options, const std::string& text) {
-  const std::size_t colon = text.find(':');
-  if (colon == std::string::npos || colon == 0) throw UsageError("--app takes ID:KEY");
-  options.applications[text.substr(0, colon)] = text.substr(colon + 1);
-}
-
-void apply(CommandLine& line, char option, const std::string& argument) {
-  switch (option) {
-    case 'p':
-      line.options.port = portFrom(argument);
-      break;
-    case 'd':
-      line.options.database = argument;
-      break;
-    case 'o':
-      line.options.caOut = argument;
-      break;
-    case 'c':
-      line.caCertificate = argument;
-      break;
-    case 'k':
-      line.caKey = argument;
-      break;
-    case 'K':
-      line.caKeyOut = argument;
-      break;
-    case 'a':
-      addApplication(line.options, argument);
-      break;
-    case 'n':
-      line.options.serviceNamespace = argument;
-      break;
-    case 'f':
-      line.faultPlan = argument;
-      break;
-    case 's':
-      line.exitWithStandardInput = true;
-      break;
-    case 'h':
-      line.help = true;
-      break;
-    default:
-      throw UsageError("see --help");
-  }
-}
-
-CommandLine parse(int count, char** arguments) {
-  const option known[] = {{"port", required_argument, nullptr, 'p'},
-                          {"database", required_argument, nullptr, 'd'},
-                          {"ca-out", required_argument, nullptr, 'o'},
-                          {"ca-cert", required_argument, nullptr, 'c'},
-                          {"ca-key", required_argument, nullptr, 'k'},
-                          {"ca-key-out", required_argument, nullptr, 'K'},
-                          {"app", required_argument, nullptr, 'a'},
-                          {"namespace", required_argument, nullptr, 'n'},
-                          {"fault-plan", required_argument, nullptr, 'f'},
-                          {"exit-with-stdin", no_argument, nullptr, 's'},
-                          {"help", no_argument, nullptr, 'h'},
-                          {nullptr, 0, nullptr, 0}};
-  CommandLine line;
-  for (int found = 0; (found = getopt_long(count, arguments, "", known, nullptr)) != -1;) {
-    apply(line, static_cast<char>(found), optarg == nullptr ? "" : optarg);
-  }
-  if (optind < count) throw UsageError(std::string("unexpected argument ") + arguments[optind]);
-  if (line.caCertificate.empty() != line.caKey.empty()) {
-    throw UsageError("--ca-cert and --ca-key go together");
-  }
-  return line;
-}
-
-void chooseAuthority(CommandLine& line) {
-  line.options.certificateAuthority =
-      line.caKey.empty()
-          ? CertificateAuthority::generate()
-          : CertificateAuthority::fromPEM(contentOf(line.caCertificate), contentOf(line.caKey));
-  if (line.caKeyOut.empty()) return;
-  writePrivateFile(line.caKeyOut, line.options.certificateAuthority->privateKeyPEM());
+void complain(const std::string& what) {
+  std::cerr << "orxaccount-devserver: " << what << std::endl;
 }
 
 void announce(const DevelopmentService& service) {
   std::string hosts;
-  for (const std::string& host : DevelopmentService::hosts()) {
+  for (const std::string& host : service.hosts()) {
     if (!hosts.empty()) hosts += ',';
     hosts += jsonString(host);
   }
@@ -182,9 +70,9 @@ void waitForTheEnd(int signals, bool exitWithStandardInput) {
   }
 }
 
-int serve(CommandLine line) {
-  // Block them before the first thread starts: threads inherit the mask, and a signal delivered to
-  // one would end the process instead of reaching signalfd.
+int serve(const ProgramOptions& options) {
+  // Block them before the first thread starts: a signal that is delivered to one would end the
+  // process instead of reaching signalfd.
   sigset_t ending;
   sigemptyset(&ending);
   sigaddset(&ending, SIGTERM);
@@ -194,11 +82,13 @@ int serve(CommandLine line) {
   // SQLite's journal holds what the database holds.
   umask(077);
   DevelopmentService service;
-  if (!line.faultPlan.empty()) service.faults().load(contentOf(line.faultPlan));
-  chooseAuthority(line);
-  service.start(std::move(line.options));
+  service.start(options.service);
+  if (!isLoopback(options.service.address)) {
+    complain("warning: listens on " + options.service.address +
+             ", where whoever reaches this machine over the network can use the accounts");
+  }
   announce(service);
-  waitForTheEnd(signals, line.exitWithStandardInput);
+  waitForTheEnd(signals, options.exitWithStandardInput);
   service.stop();
   close(signals);
   return 0;
@@ -207,18 +97,22 @@ int serve(CommandLine line) {
 }  // namespace
 
 int main(int count, char** arguments) {
+  CLI::App app("Account service for developing and testing its clients.", "orxaccount-devserver");
+  pages::addTo(app, manual());
+  app.footer(kReady);
+  app.set_version_flag("--version", "orxaccount-devserver " ORX_VERSION);
+  ProgramOptions options;
+  addOptions(app, options);
   try {
-    CommandLine line = parse(count, arguments);
-    if (line.help) {
-      std::cout << kUsage;
-      return 0;
-    }
-    return serve(std::move(line));
-  } catch (const UsageError& problem) {
-    std::cerr << "orxaccount-devserver: " << problem.what() << "\n";
+    app.parse(count, arguments);
+    return serve(options);
+  } catch (const CLI::Success& shown) {
+    return app.exit(shown);
+  } catch (const CLI::ParseError& problem) {
+    complain(pages::explanation(app, problem) + " (see --help)");
     return kUsageError;
   } catch (const std::exception& problem) {
-    std::cerr << "orxaccount-devserver: " << problem.what() << "\n";
+    complain(problem.what());
     return kCannotServe;
   }
 }

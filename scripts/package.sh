@@ -1,6 +1,6 @@
 # Debian packages, and a fresh machine that they are installed on; sourced by ./dev.
 
-package_packages=(debhelper help2man lintian mmdebstrap)
+package_packages=(debhelper lintian mmdebstrap)
 
 # From the files of the repository alone, so that nothing that lies around gets into a package.
 build_packages_from_clean_tree() {

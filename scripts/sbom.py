@@ -14,6 +14,7 @@ from pathlib import Path
 
 # Libraries of headers alone, which no package depends on once it is built.
 COMPILED_IN = {"liborxaccount1": ["libexpected-dev"],
+               "liborxaccount-devservice-dev": ["nlohmann-json3-dev"],
                "orxaccount": ["libcli11-dev", "nlohmann-json3-dev"],
                "orxaccount-devserver": ["libcli11-dev", "nlohmann-json3-dev"]}
 

@@ -23,10 +23,19 @@
 // Callbacks. A function with a callback starts something and returns at once. When it returned
 // NULL, the callback is called exactly once, on a background thread of the library (or where a C++
 // part of the program has callbacks run) and never inside the call; when it returned an error,
-// never. `context` is handed on as it is. Callbacks of different calls may run at the same time. A
-// callback may block and may call the library. No C++ exception and no longjmp may leave it: the
-// process ends if one does. Like every callback of the library it may run on a thread on which
-// signals are blocked.
+// never. (An observer's is called at each change.) `context` is handed on as it is. Callbacks of
+// different calls may run at the same time. A callback may block and may call the library. No C++
+// exception and no longjmp may leave it: the process ends if one does. Like every callback of the
+// library it may run on a thread on which signals are blocked.
+//
+// Parameters are the text of a JSON object, or NULL for an empty one; orx_json_object() writes one.
+// The service refuses a "&" or "<" in them, mostly without a reason (not those of OpenID V2): look
+// for them in what people type.
+//
+// Sign-ins. Each has its own callback, and several may be under way. One that succeeds makes its
+// user current and stores it; then come the observers, and then its callback, with a result that
+// has that user, even if another sign-in has replaced it by then. One that fails leaves the current
+// user. There is no cancellation.
 //
 // Owners. What is handed out through a pointer to a non-const pointer belongs to the caller, who
 // releases it with the function named ..._release. What comes as a pointer to const belongs to the
@@ -55,8 +64,6 @@ typedef struct orx_observation orx_observation;
 
 // Is told how something ended: a result and no error, or an error and no result (NULL).
 typedef void (*orx_callback)(void* context, const orx_result* result, const orx_error* error);
-
-// ---- Errors ----
 
 // The code means something within the domain only; 0 is an error too.
 ORX_EXPORT const char* orx_error_domain(const orx_error* error);
@@ -100,8 +107,6 @@ enum {
   ORX_ERROR_NOT_TRUSTED = -1202
 };
 
-// ---- Results ----
-
 // The payload as JSON text; "null" where the result has none. What JSON cannot hold is null.
 ORX_EXPORT const char* orx_result_json(const orx_result* result);
 // The payload's field of this name as text, or the payload itself for a `key` of NULL. NULL where
@@ -120,8 +125,6 @@ ORX_EXPORT void orx_result_release(orx_result* result);
 // Writes parameters as a JSON object, whatever characters are in them. `texts` holds keys and
 // values by turns, and NULL at its end; orx_result_json(*object) is what the calls below take.
 ORX_EXPORT orx_error* orx_json_object(const char* const* texts, orx_result** object);
-
-// ---- The start ----
 
 // The library's version, "1.0.0" for instance.
 ORX_EXPORT const char* orx_version(void);
@@ -207,8 +210,6 @@ ORX_EXPORT orx_error* orx_set_log_handler(void (*handler)(void* context, int lev
 //   keychainRemedy
 ORX_EXPORT orx_error* orx_status(orx_result** status);
 
-// ---- The user ----
-
 // The user who is signed in, and NULL when nobody is. Never waits.
 ORX_EXPORT orx_error* orx_current_user(orx_user** user);
 
@@ -240,55 +241,42 @@ ORX_EXPORT orx_error* orx_observe_user(orx_callback callback, void* context,
                                        void (*ended)(void* context), orx_observation** observation);
 ORX_EXPORT void orx_observation_release(orx_observation* observation);
 
-// ---- Signing in and out ----
-
-// Each sign-in has its own callback, and several may be under way. One that succeeds makes its user
-// current and stores it; then come the observers, and then its callback, with a result that has
-// that user, even if another sign-in has replaced it by then. One that fails leaves the current
-// user. There is no cancellation.
-//
-// `parameters` is a JSON object, or NULL for an empty one. A "&" or "<" in it is refused by the
-// service, mostly without a reason (not by OpenID V2): look for them in what people type.
-
-// With ORX_LOGIN and ORX_PASSWORD.
+// Signs in with login name and password, under ORX_LOGIN and ORX_PASSWORD.
 ORX_EXPORT orx_error* orx_sign_in(const char* parameters, orx_callback callback, void* context);
-// With an identity of another provider, under ORX_OPENID_TYPE and ORX_OPENID_UID.
+// Signs in with an identity of another provider, under ORX_OPENID_TYPE and ORX_OPENID_UID.
 ORX_EXPORT orx_error* orx_sign_in_openid(const char* parameters, orx_callback callback,
                                          void* context);
 // The same over the service's JSON interface, which always is the global server's.
 ORX_EXPORT orx_error* orx_sign_in_openid_v2(const char* parameters, orx_callback callback,
                                             void* context);
-// With a ticket issued elsewhere. Where the service answers it with data that is no XML, there is
-// neither an error nor a user, and the current user stays.
+// Signs in with a ticket issued elsewhere. Where the service answers it with data that is no XML,
+// there is neither an error nor a user, and the current user stays.
 ORX_EXPORT orx_error* orx_sign_in_ticket(const char* ticket, orx_callback callback, void* context);
-// Nobody is current, and what is stored of the user is removed; what could not be, orx_status()
-// tells. Sends nothing. Observers run on this thread. It waits for the stores, six seconds at
-// most unless the keyring shows a prompt. Nobody signed in is no error.
+// Signs out on this machine: nobody is current, and what is stored of the user is removed; what
+// could not be, orx_status() tells. Sends nothing. Observers run on this thread. It waits for the
+// stores, six seconds at most unless the keyring shows a prompt. Nobody signed in is no error.
 ORX_EXPORT orx_error* orx_sign_out(void);
 
-// ---- Other calls ----
-
-// `parameters` as above; the payload of the result is named with each call.
-
-// Creates an account: a dictionary with the new customer's number under ORX_CUS_ID.
+// Creates an account. The payload: a dictionary with the new customer's number under ORX_CUS_ID.
 ORX_EXPORT orx_error* orx_register(const char* parameters, orx_callback callback, void* context);
 // Creates one for an identity of another provider over the JSON interface, which always is the
-// global server's: what the service sends as its result.
+// global server's. The payload: what the service sends as its result.
 ORX_EXPORT orx_error* orx_register_v2(const char* parameters, orx_callback callback, void* context);
-// Any operation, by its identifier: the data of the answer, an empty dictionary when there was
-// none, null when it is not JSON.
+// Any operation, by its identifier. The payload: the data of the answer, an empty dictionary when
+// there was none, null when it is not JSON.
 ORX_EXPORT orx_error* orx_call(const char* api_id, const char* parameters, orx_callback callback,
                                void* context);
-// One of the service's lists: an array, null when it could not be had. There is no error for that.
+// One of the service's lists. The payload: an array, null when it could not be had. There is no
+// error for that.
 ORX_EXPORT orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context);
 #define ORX_LIST_COUNTRIES "country"
 #define ORX_LIST_EDUCATION "country"  // the service keeps both under one name
 #define ORX_LIST_PROFESSIONS "profession"
-// The data of the user who holds a ticket: a dictionary of texts, or one text when the service sent
-// no XML.
+// The data of the user who holds a ticket. The payload: a dictionary of texts, or one text when the
+// service sent no XML.
 ORX_EXPORT orx_error* orx_fetch_user_data(const char* ticket, orx_callback callback, void* context);
-// Opens a web session for a signed-in user: its address as text. Where the service refuses, the
-// text is mostly empty, and its words are the description; there is no error for that.
+// Opens a web session for a signed-in user. The payload: its address as text. Where the service
+// refuses, the text is mostly empty, and its words are the description; there is no error for that.
 ORX_EXPORT orx_error* orx_web_sso(const char* parameters, orx_callback callback, void* context);
 
 // Keys of parameters and of a user's fields. What each operation requires is the service's

@@ -50,7 +50,8 @@ bool yesOrNo(const OptionalText& text) {
   return choiceOf<bool>({{"no", false}, {"yes", true}}, text);
 }
 
-using Address = URLSessionConfiguration::Address;
+using Configuration = URLSessionConfiguration;
+using Address = Configuration::Address;
 
 // HOST=ADDRESS:PORT, and an IPv6 address in brackets or without them.
 std::pair<std::string, Address> redirectionIn(std::string_view text) {
@@ -73,26 +74,26 @@ std::pair<std::string, Address> redirectionIn(std::string_view text) {
 
 void redirect(const OptionalText& text) {
   if (!text) throw std::invalid_argument("what a host is reached at cannot be taken back");
-  auto configuration = URLSessionConfiguration::defaultConfiguration();
+  auto configuration = Configuration::defaultConfiguration();
   for (auto rest = *text; !rest.empty();) {
     const auto comma = std::min(rest.find(','), rest.size());
     auto [host, address] = redirectionIn(rest.substr(0, comma));
     configuration.setConnectTo(std::move(host), std::move(address));
     rest.remove_prefix(std::min(comma + 1, rest.size()));
   }
-  URLSessionConfiguration::setDefaultConfiguration(configuration);
+  Configuration::setDefaultConfiguration(configuration);
 }
 
 // Sets one property of the configuration in force, or gives it the value that it has by itself.
-template <auto get, auto set, typename Read>
-void configure(const OptionalText& text, const Read& read) {
-  auto configuration = URLSessionConfiguration::defaultConfiguration();
+template <auto get, auto set, auto read>
+void configure(const OptionalText& text) {
+  auto configuration = Configuration::defaultConfiguration();
   if (text) {
     (configuration.*set)(read(*text));
   } else {
-    (configuration.*set)((URLSessionConfiguration().*get)());
+    (configuration.*set)((Configuration().*get)());
   }
-  URLSessionConfiguration::setDefaultConfiguration(configuration);
+  Configuration::setDefaultConfiguration(configuration);
 }
 
 std::string same(std::string_view text) { return std::string(text); }
@@ -116,44 +117,22 @@ constexpr std::array kOptions{
              Bundle::mainBundle()->setBundleIdentifier(value ? std::optional<std::string>(*value)
                                                              : std::nullopt);
            }},
-    Option{ORX_OPTION_CA_FILE,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::caFile, &URLSessionConfiguration::setCaFile>(value,
-                                                                                              same);
-           }},
-    Option{ORX_OPTION_PROXY,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::proxy, &URLSessionConfiguration::setProxy>(value,
-                                                                                            same);
-           }},
+    Option{ORX_OPTION_CA_FILE, configure<&Configuration::caFile, &Configuration::setCaFile, same>},
+    Option{ORX_OPTION_PROXY, configure<&Configuration::proxy, &Configuration::setProxy, same>},
     Option{ORX_OPTION_PROXY_EXCEPTIONS,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::proxyExceptions,
-                       &URLSessionConfiguration::setProxyExceptions>(value, same);
-           }},
+           configure<&Configuration::proxyExceptions, &Configuration::setProxyExceptions, same>},
     Option{ORX_OPTION_CONNECT_TO, redirect},
     Option{ORX_OPTION_DEADLINE,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::timeoutIntervalForResource,
-                       &URLSessionConfiguration::setTimeoutIntervalForResource>(value,
-                                                                                millisecondsIn);
-           }},
+           configure<&Configuration::timeoutIntervalForResource,
+                     &Configuration::setTimeoutIntervalForResource, millisecondsIn>},
     Option{ORX_OPTION_TIMEOUT,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::timeoutIntervalForRequest,
-                       &URLSessionConfiguration::setTimeoutIntervalForRequest>(value,
-                                                                               millisecondsIn);
-           }},
+           configure<&Configuration::timeoutIntervalForRequest,
+                     &Configuration::setTimeoutIntervalForRequest, millisecondsIn>},
     Option{ORX_OPTION_MAXIMUM_BODY_SIZE,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::maximumBodySize,
-                       &URLSessionConfiguration::setMaximumBodySize>(value, sizeIn);
-           }},
-    Option{ORX_OPTION_MAXIMUM_HEADER_SIZE,
-           [](const OptionalText& value) {
-             configure<&URLSessionConfiguration::maximumHeaderSize,
-                       &URLSessionConfiguration::setMaximumHeaderSize>(value, sizeIn);
-           }},
+           configure<&Configuration::maximumBodySize, &Configuration::setMaximumBodySize, sizeIn>},
+    Option{
+        ORX_OPTION_MAXIMUM_HEADER_SIZE,
+        configure<&Configuration::maximumHeaderSize, &Configuration::setMaximumHeaderSize, sizeIn>},
     Option{ORX_OPTION_KEYCHAIN,
            [](const OptionalText& value) {
              setKeychainPolicy(choiceOf<KeychainPolicy>(

@@ -24,10 +24,10 @@ class BrowserError(Exception):
 
 
 class Browser:
-    """One window. It reaches the given hosts at a port of this machine and trusts the given CA as one that
-    its user has installed; without a CA file it trusts the usual ones."""
+    """One window. It trusts the given CA as one that its user has installed; without a CA file it trusts the
+    usual ones. It reaches the given hosts at a port of this machine, and any other as its user would."""
 
-    def __init__(self, hosts, port, ca_file=None, dark=False):
+    def __init__(self, hosts=(), port=0, ca_file=None, dark=False):
         self.folder = Path(tempfile.mkdtemp(prefix="orxaccount-browser."))
         self.driver = None
         self.session = None
@@ -74,9 +74,10 @@ class Browser:
             # pages are opened, so none is needed.
             "--no-sandbox",
             f"--user-data-dir={self.folder / 'profile'}",
-            "--host-resolver-rules=" + ",".join(
-                f"MAP {host}:443 127.0.0.1:{port}" for host in hosts),
         ]
+        if hosts:
+            arguments.append("--host-resolver-rules=" + ",".join(
+                f"MAP {host}:443 127.0.0.1:{port}" for host in hosts))
         if dark:
             arguments.append("--force-dark-mode")
         capabilities = {"alwaysMatch": {

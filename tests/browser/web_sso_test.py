@@ -24,13 +24,17 @@ class WebSSO(unittest.TestCase):
         folder = tempfile.TemporaryDirectory(prefix="orxaccount-sso.")
         self.addCleanup(folder.cleanup)
         self.home = Path(folder.name)
-        self.service = subprocess.Popen([programs.devserver], stdout=subprocess.PIPE, text=True,
-                                        cwd=self.home)
-        self.addCleanup(self.stop_service)
-        self.ready = json.loads(self.service.stdout.readline())
+        self.start_service()
+
+    def start_service(self, *options):
+        """A second call leaves the first service running."""
+        service = subprocess.Popen([programs.devserver, *options], stdout=subprocess.PIPE, text=True,
+                                   cwd=self.home)
+        self.addCleanup(self.stop, service)
+        self.ready = json.loads(service.stdout.readline())
         self.environment = {
             "PATH": os.environ["PATH"],
-            "HOME": folder.name,
+            "HOME": str(self.home),
             "ORXACCOUNT_APP_ID": "demo-app",
             "ORXACCOUNT_APP_KEY": "demo-key",
             "ORXACCOUNT_CA_FILE": self.ready["caFile"],
@@ -39,10 +43,10 @@ class WebSSO(unittest.TestCase):
             **{name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")},
         }
 
-    def stop_service(self):
-        self.service.terminate()
-        self.service.wait(WAIT)
-        self.service.stdout.close()
+    def stop(self, service):
+        service.terminate()
+        service.wait(WAIT)
+        service.stdout.close()
 
     def tool(self, *arguments, typed=""):
         done = subprocess.run(
@@ -120,6 +124,16 @@ class WebSSO(unittest.TestCase):
         self.assertEqual(browser.title(), "Signed in as " + typed)
         self.assertEqual(browser.evaluate("return document.images.length"), 1)
         self.assert_fits(browser)
+
+    def test_a_link_to_the_service_itself_opens_where_the_ca_is_trusted(self):
+        self.start_service("--link-host", "localhost")
+        self.sign_up("ada@example.com")
+        link = self.tool("sso")
+        self.assertTrue(link.startswith(f"https://localhost:{self.ready['port']}/sso/"), link)
+        browser = Browser(ca_file=self.ready["caFile"])
+        self.addCleanup(browser.close)
+        browser.open(link)
+        self.assertEqual(browser.title(), "Signed in as ada@example.com")
 
     def test_a_browser_that_does_not_trust_the_ca_shows_nothing(self):
         self.sign_up("ada@example.com")

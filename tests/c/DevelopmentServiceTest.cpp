@@ -1,7 +1,8 @@
 // The life of an account against the development service, through the C interface alone.
 
+#include <ORXAccount/DevelopmentService.h>
+
 #include "c/CHost.h"
-#include "devserver/DevelopmentService.h"
 
 namespace orx {
 namespace {
@@ -18,7 +19,7 @@ class CDevelopmentService : public ::testing::Test {
   CDevelopmentService() {
     service_.start();
     std::string places;
-    for (const std::string& host : devserver::DevelopmentService::hosts()) {
+    for (const std::string& host : service_.hosts()) {
       places += host + "=127.0.0.1:" + std::to_string(service_.port()) + ",";
     }
     places.pop_back();
@@ -42,7 +43,7 @@ class CDevelopmentService : public ::testing::Test {
 
  private:
   StorageHome home_;
-  devserver::DevelopmentService service_;
+  DevelopmentService service_;
   ToldBox box_;
 };
 

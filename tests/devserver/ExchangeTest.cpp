@@ -9,8 +9,6 @@
 namespace orx::testing {
 namespace {
 
-using orx::devserver::DevelopmentService;
-
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
   for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
     text.replace(at, from.size(), to);

@@ -11,8 +11,6 @@
 namespace orx::testing {
 namespace {
 
-using orx::devserver::Fault;
-using orx::devserver::FaultMatch;
 using orx::devserver::FaultPlan;
 
 class Faults : public ::testing::Test {
@@ -20,12 +18,9 @@ class Faults : public ::testing::Test {
   Faults() { service_.start(); }
   ServiceClient client() const { return ServiceClient(service_); }
   Reply start() const { return client().get(globalURL("/")); }
-  void plan(const std::string& what) {
-    service_.faults().clear();
-    service_.faults().load(R"([{"do":)" + what + "}]");
-  }
+  void plan(const std::string& what) { service_.setFaults(R"([{"do":)" + what + "}]"); }
 
-  orx::devserver::DevelopmentService service_;
+  DevelopmentService service_;
 };
 
 TEST_F(Faults, ReplaceStatusHeadersAndBody) {
@@ -63,12 +58,7 @@ TEST_F(Faults, CutBehindTheEndOfTheBodyEndsTheConnectionOnly) {
 }
 
 TEST_F(Faults, CutAnAnswerWithoutSayingWhetherTheDeedWasDone) {
-  FaultMatch first;
-  first.apiID = "w000000012";
-  first.nth = 1;
-  Fault lost;
-  lost.close = true;
-  service_.faults().add(first, lost);
+  service_.setFaults(R"([{"match":{"apiId":"w000000012","nth":1},"do":"close"}])");
   const std::string parameters = R"({"login":"a@orva.example","passwd":"correct horse"})";
   EXPECT_EQ(client().call("w000000012", parameters).transport, CURLE_GOT_NOTHING);
   EXPECT_EQ(client().call("w000000012", parameters).element("ResultDesc"),
@@ -106,19 +96,19 @@ TEST_F(Faults, SendAsMuchAsIsAskedFor) {
 }
 
 TEST_F(Faults, StrikeOnlyWhatMatches) {
-  service_.faults().load(R"([{"match":{"path":"/","nth":2},"do":{"status":500}},)"
-                         R"({"match":{"host":")" ORX_TEST_CHINA_HOST R"("},"do":{"status":501}}])");
+  service_.setFaults(R"([{"match":{"path":"/","nth":2},"do":{"status":500}},)"
+                     R"({"match":{"host":")" ORX_TEST_CHINA_HOST R"("},"do":{"status":501}}])");
   EXPECT_EQ(start().status, 200);
   EXPECT_EQ(start().status, 500);
   EXPECT_EQ(start().status, 200);
   EXPECT_EQ(client().get(chinaURL("/")).status, 501);
-  service_.faults().clear();
+  service_.setFaults("[]");
   EXPECT_EQ(client().get(chinaURL("/")).status, 200);
 }
 
 TEST_F(Faults, WithoutEndDoNotHoldUpTheOthersNorTheStop) {
-  service_.faults().load(R"([{"match":{"path":"/stall"},"do":{"stall":"forever"}},)"
-                         R"({"match":{"path":"/delay"},"do":{"delay":"forever"}}])");
+  service_.setFaults(R"([{"match":{"path":"/stall"},"do":{"stall":"forever"}},)"
+                     R"({"match":{"path":"/delay"},"do":{"delay":"forever"}}])");
   std::vector<std::thread> waiting;
   for (const char* path : {"/stall", "/delay"}) {
     waiting.emplace_back([this, path] {

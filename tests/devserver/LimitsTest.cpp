@@ -20,7 +20,7 @@ class Limits : public ::testing::Test {
     return ServiceClient(service_).exchange(request);
   }
 
-  orx::devserver::DevelopmentService service_;
+  DevelopmentService service_;
 };
 
 std::string repeated(const std::string& text, std::size_t count) {

@@ -1,10 +1,10 @@
+#include <ORXAccount/DevelopmentService.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <array>
 
-#include "devserver/DevelopmentService.h"
 #include "devserver/OpenSSLHandles.h"
 
 namespace orx::testing {
@@ -33,7 +33,7 @@ std::string firstRecordAfter(std::string_view request, int port) {
 
 // Apart they would arrive half a round trip apart where something holds small packets back.
 TEST(Answer, ComesInOnePiece) {
-  devserver::DevelopmentService service;
+  DevelopmentService service;
   service.start();
   const std::string answer =
       firstRecordAfter("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n", service.port());

@@ -31,7 +31,7 @@ class Pictures : public ::testing::Test {
     return client().get(globalURL("/utilities/pic.ashx?s=" + size + "&f=" + name));
   }
 
-  orx::devserver::DevelopmentService service_;
+  DevelopmentService service_;
 };
 
 TEST_F(Pictures, ComeInFourFormats) {

@@ -10,24 +10,26 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "devserver/FileContent.h"
 #include "devserver/ServiceClient.h"
 #include "support/TemporaryDirectory.h"
 
 namespace orx::testing {
 namespace {
 
-std::string contentOf(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  return std::string((std::istreambuf_iterator<char>(file)), {});
-}
+using devserver::contentOf;
 
-// Runs the program as a child with pipes for its standard input and output.
+// Runs the program as a child with pipes for its standard input, output and error.
 class Program {
  public:
   explicit Program(std::vector<std::string> arguments) {
     int input[2];
     int output[2];
-    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::abort();
+    int errors[2];
+    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0 ||
+        pipe2(errors, O_CLOEXEC) != 0) {
+      std::abort();
+    }
     arguments.insert(arguments.begin(), ORX_DEVSERVER_PROGRAM);
     std::vector<char*> list;
     list.reserve(arguments.size() + 1);
@@ -37,29 +39,27 @@ class Program {
     if (process_ == 0) {
       dup2(input[0], STDIN_FILENO);
       dup2(output[1], STDOUT_FILENO);
+      dup2(errors[1], STDERR_FILENO);
       execv(list[0], list.data());
       _exit(127);
     }
     close(input[0]);
     close(output[1]);
+    close(errors[1]);
     input_ = input[1];
     output_ = fdopen(output[0], "r");
+    errors_ = fdopen(errors[0], "r");
   }
   ~Program() {
     // Not SIGKILL, after which the program could not remove its temporary directory.
     if (process_ > 0) kill(process_, SIGTERM);
     end();
     std::fclose(output_);
+    std::fclose(errors_);
   }
 
-  std::string line() {
-    char* text = nullptr;
-    std::size_t size = 0;
-    const ssize_t length = getline(&text, &size, output_);
-    std::string read(text == nullptr || length < 0 ? "" : text);
-    std::free(text);
-    return read;
-  }
+  std::string line() const { return lineOf(output_); }
+  std::string errorLine() const { return lineOf(errors_); }
   void signal(int number) { kill(process_, number); }
   void closeInput() {
     if (input_ >= 0) close(input_);
@@ -78,9 +78,19 @@ class Program {
   pid_t process() const { return process_; }
 
  private:
+  static std::string lineOf(std::FILE* stream) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    const ssize_t length = getline(&text, &size, stream);
+    std::string read(text == nullptr || length < 0 ? "" : text);
+    std::free(text);
+    return read;
+  }
+
   pid_t process_ = -1;
   int input_ = -1;
   std::FILE* output_ = nullptr;
+  std::FILE* errors_ = nullptr;
   int status_ = -1;
 };
 
@@ -210,11 +220,57 @@ TEST(Program, TakesApplicationsAndAFaultPlan) {
   }
 }
 
+TEST(Program, WarnsWhereItListensBeyondLoopback) {
+  Program open({"--bind", "0.0.0.0"});
+  EXPECT_NE(open.line(), "");
+  EXPECT_NE(open.errorLine().find("warning: listens on 0.0.0.0"), std::string::npos);
+  for (const char* loopback : {"127.0.0.1", "127.0.0.2"}) {
+    Program quiet({"--bind", loopback});
+    EXPECT_NE(quiet.line(), "");
+    quiet.signal(SIGTERM);
+    EXPECT_EQ(quiet.errorLine(), "");
+  }
+}
+
+TEST(Program, LogsToItsStandardOutput) {
+  Program program({"--log", "-"});
+  const auto line = nlohmann::json::parse(program.line());
+  const ServiceClient client(line.at("port"), contentOf(line.at("caFile").get<std::string>()));
+  client.get(globalURL("/"));
+  EXPECT_EQ(nlohmann::json::parse(program.line()).at("operation"), "/");
+}
+
+TEST(Program, IsSteeredWhileItRuns) {
+  const TemporaryDirectory directory;
+  std::ofstream(directory / "accounts") << R"([{"login":"a@orva.example","passwd":"12345678"}])";
+  const std::string socket = directory / "control";
+  Program program({"--control", socket, "--accounts", directory / "accounts"});
+  const auto line = nlohmann::json::parse(program.line());
+  const ServiceClient client(line.at("port"), contentOf(line.at("caFile").get<std::string>()));
+  EXPECT_EQ(overSocket(socket, "PUT", "http://control/faults", R"([{"do":{"status":418}}])").status,
+            204);
+  EXPECT_EQ(client.get(globalURL("/")).status, 418);
+  EXPECT_EQ(overSocket(socket, "POST", "http://control/reset", "").status, 204);
+  EXPECT_EQ(client.call("w000000011", R"({"login":"a@orva.example","passwd":"12345678"})")
+                .element("ResultCode"),
+            "1");
+}
+
+TEST(Program, ShowsItsVersionAndItsOptions) {
+  Program version({"--version"});
+  EXPECT_EQ(version.line(), "orxaccount-devserver " ORX_TEST_VERSION "\n");
+  EXPECT_EQ(version.end(), 0);
+  Program help({"--help"});
+  EXPECT_NE(help.line(), "");
+  EXPECT_EQ(help.end(), 0);
+}
+
 class WrongArguments : public ::testing::TestWithParam<std::vector<std::string>> {};
 
 TEST_P(WrongArguments, EndWithStatusTwoAndWithoutALine) {
   Program program(GetParam());
   EXPECT_EQ(program.line(), "");
+  EXPECT_NE(program.errorLine().find("(see --help)"), std::string::npos);
   EXPECT_EQ(program.end(), 2);
 }
 
@@ -223,16 +279,28 @@ INSTANTIATE_TEST_SUITE_P(All, WrongArguments,
                                            std::vector<std::string>{"--port", "65536"},
                                            std::vector<std::string>{"--app", "nokey"},
                                            std::vector<std::string>{"--ca-cert", "/x"},
+                                           std::vector<std::string>{"--bind", "localhost"},
                                            std::vector<std::string>{"--unknown"},
                                            std::vector<std::string>{"extra"}));
 
-TEST(Program, EndsWithStatusOneWhenItCannotServe) {
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"--database", "/nowhere/accounts.db"},
-        std::vector<std::string>{"--fault-plan", "/nowhere/plan.json"},
-        std::vector<std::string>{"--ca-out", "/nowhere/ca.pem"}}) {
+TEST(Program, EndsWithStatusOneAndTheReasonWhenItCannotServe) {
+  const TemporaryDirectory directory;
+  const std::string wrong = directory / "wrong.json";
+  std::ofstream(wrong) << "[{}]";
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"--database", "/nowhere/a.db"}, "cannot write /nowhere/a.db: No such file or directory"},
+      {{"--fault-plan", "/nowhere/plan"}, "cannot read /nowhere/plan"},
+      {{"--fault-plan", wrong}, wrong + ": rule 1: it is no object with a \"do\""},
+      {{"--accounts", "/nowhere/accounts"}, "cannot read /nowhere/accounts"},
+      {{"--accounts", wrong}, wrong + ": account 1: Email Format Error"},
+      {{"--ca-cert", wrong, "--ca-key", "/nowhere/key"}, "cannot read /nowhere/key"},
+      {{"--log", "/nowhere/log"}, "cannot write /nowhere/log: No such file or directory"},
+      {{"--control", "/nowhere/c"}, "cannot listen on /nowhere/c: No such file or directory"},
+      {{"--ca-out", "/nowhere/ca"}, "cannot write /nowhere/ca: No such file or directory"}};
+  for (const auto& [arguments, reason] : cases) {
     Program program(arguments);
     EXPECT_EQ(program.line(), "");
+    EXPECT_EQ(program.errorLine(), "orxaccount-devserver: " + reason + "\n");
     EXPECT_EQ(program.end(), 1);
   }
 }

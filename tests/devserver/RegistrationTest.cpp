@@ -18,7 +18,7 @@ class Registration : public ::testing::Test {
   }
   ServiceClient client() const { return ServiceClient(service_); }
 
-  orx::devserver::DevelopmentService service_;
+  DevelopmentService service_;
 };
 
 TEST_F(Registration, CountsThePasswordInCharacters) {

@@ -71,6 +71,18 @@ Handle makeHandle() {
   return handle;
 }
 
+void ask(CURL* curl, const std::string& method, const std::string& url, const std::string& body,
+         curl_slist* headers) {
+  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+  if (method == "HEAD") curl_easy_setopt(curl, CURLOPT_NOBODY, 1L);
+  if (method != "GET" && method != "HEAD") {
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.data());
+    curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method.c_str());
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+  }
+}
+
 }  // namespace
 
 std::string Reply::element(const std::string& name) const {
@@ -88,17 +100,22 @@ Reply ServiceClient::send(const std::string& method, const std::string& url,
   const List connectTo = connectToPort(port_);
   const List headers(curl_slist_append(nullptr, ("Content-Type: " + contentType).c_str()));
   configure(curl, caCertificate_, connectTo.get(), reply);
-  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-  if (method == "HEAD") curl_easy_setopt(curl, CURLOPT_NOBODY, 1L);
-  if (method != "GET" && method != "HEAD") {
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.data());
-    curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method.c_str());
-    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
-  }
+  ask(curl, method, url, body, headers.get());
   reply.transport = curl_easy_perform(curl);
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
   reply.contentType = reply.headers["content-type"];
+  return reply;
+}
+
+Reply overSocket(const std::filesystem::path& socket, const std::string& method,
+                 const std::string& url, const std::string& body) {
+  const Handle handle = makeHandle();
+  Reply reply;
+  configure(handle.get(), "", nullptr, reply);
+  curl_easy_setopt(handle.get(), CURLOPT_UNIX_SOCKET_PATH, socket.c_str());
+  ask(handle.get(), method, url, body, nullptr);
+  reply.transport = curl_easy_perform(handle.get());
+  curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &reply.status);
   return reply;
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <ORXAccount/DevelopmentService.h>
+
+#include <filesystem>
 #include <map>
 #include <string>
-
-#include "devserver/DevelopmentService.h"
 
 namespace orx::testing {
 
@@ -31,7 +32,7 @@ class ServiceClient {
  public:
   ServiceClient(int port, std::string caCertificate)
       : port_(port), caCertificate_(std::move(caCertificate)) {}
-  explicit ServiceClient(const orx::devserver::DevelopmentService& service)
+  explicit ServiceClient(const DevelopmentService& service)
       : ServiceClient(service.port(), service.caCertificate()) {}
 
   Reply get(const std::string& url) const { return send("GET", url, "", ""); }
@@ -59,6 +60,10 @@ class ServiceClient {
   int port_;
   std::string caCertificate_;
 };
+
+// Sends a request over a Unix socket, without TLS.
+Reply overSocket(const std::filesystem::path& socket, const std::string& method,
+                 const std::string& url, const std::string& body);
 
 std::string globalURL(const std::string& path);
 std::string chinaURL(const std::string& path);

@@ -1,43 +1,36 @@
 #include <curl/curl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdint>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
+#include "devserver/FileContent.h"
 #include "devserver/ServiceClient.h"
+#include "support/Await.h"
 #include "support/TemporaryDirectory.h"
+#include "support/ThreadCount.h"
 
 namespace orx::testing {
 namespace {
 
-using orx::devserver::CertificateAuthority;
-using orx::devserver::DevelopmentService;
-using orx::devserver::DevelopmentServiceOptions;
-
-std::string contentOf(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  return std::string((std::istreambuf_iterator<char>(file)), {});
-}
-
-DevelopmentServiceOptions withDatabase(const std::filesystem::path& path) {
-  DevelopmentServiceOptions options;
-  options.database = path;
-  return options;
-}
+using devserver::contentOf;
 
 TEST(DevelopmentService, KeepsAccountsAndTicketsInItsFileOverARestart) {
   const TemporaryDirectory directory;
   std::string ticket;
   {
     DevelopmentService service;
-    service.start(withDatabase(directory / "accounts.db"));
+    service.start({.database = directory / "accounts.db"});
     ticket = ticketOfNewAccount(ServiceClient(service));
   }
   DevelopmentService service;
-  service.start(withDatabase(directory / "accounts.db"));
+  service.start({.database = directory / "accounts.db"});
   const ServiceClient client(service);
   EXPECT_EQ(client.call("sso0000004", R"({"Ticket":")" + ticket + R"("})").element("ResultCode"),
             "0");
@@ -53,7 +46,7 @@ TEST(DevelopmentService, KeepsAccountsAndTicketsInItsFileOverARestart) {
 TEST(DevelopmentService, StoresNoPassword) {
   const TemporaryDirectory directory;
   DevelopmentService service;
-  service.start(withDatabase(directory / "accounts.db"));
+  service.start({.database = directory / "accounts.db"});
   ticketOfNewAccount(ServiceClient(service));
   service.stop();
   const std::string stored = contentOf(directory / "accounts.db");
@@ -65,14 +58,14 @@ TEST(DevelopmentService, RefusesADatabaseThatIsNone) {
   const TemporaryDirectory directory;
   std::ofstream(directory / "accounts.db") << std::string(4096, 'x');
   DevelopmentService service;
-  EXPECT_THROW(service.start(withDatabase(directory / "accounts.db")), std::runtime_error);
-  EXPECT_THROW(service.start(withDatabase(directory / "missing" / "a.db")), std::runtime_error);
+  EXPECT_THROW(service.start({.database = directory / "accounts.db"}), std::runtime_error);
+  EXPECT_THROW(service.start({.database = directory / "missing" / "a.db"}), std::runtime_error);
 }
 
 TEST(DevelopmentService, AnswersAFaultWhenItsDatabaseFails) {
   const TemporaryDirectory directory;
   DevelopmentService service;
-  service.start(withDatabase(directory / "accounts.db"));
+  service.start({.database = directory / "accounts.db"});
   const ServiceClient client(service);
   ASSERT_FALSE(ticketOfNewAccount(client).empty());
   {
@@ -87,10 +80,14 @@ TEST(DevelopmentService, AnswersAFaultWhenItsDatabaseFails) {
 TEST(DevelopmentService, RefusesAPortThatIsTaken) {
   DevelopmentService first;
   first.start();
-  DevelopmentServiceOptions options;
-  options.port = first.port();
   DevelopmentService second;
-  EXPECT_THROW(second.start(std::move(options)), std::runtime_error);
+  try {
+    second.start({.port = first.port()});
+    FAIL() << "two services share a port";
+  } catch (const std::runtime_error& problem) {
+    EXPECT_EQ(problem.what(), "cannot listen on 127.0.0.1 port " + std::to_string(first.port()) +
+                                  ": Address already in use");
+  }
   EXPECT_EQ(ServiceClient(first).get(globalURL("/")).status, 200);
 }
 
@@ -102,12 +99,97 @@ TEST(DevelopmentService, ListensAgainOnThePortItHad) {
     port = service.port();
     ServiceClient(service).get(globalURL("/"));
   }
-  DevelopmentServiceOptions options;
-  options.port = port;
   DevelopmentService service;
-  service.start(std::move(options));
+  service.start({.port = port});
   EXPECT_EQ(service.port(), port);
   EXPECT_EQ(ServiceClient(service).get(globalURL("/")).status, 200);
+}
+
+TEST(DevelopmentService, ListensWhereItIsTold) {
+  DevelopmentService everywhere;
+  everywhere.start({.address = "0.0.0.0"});
+  EXPECT_EQ(ServiceClient(everywhere).get(globalURL("/")).status, 200);
+  DevelopmentService elsewhere;
+  elsewhere.start({.address = "127.0.0.2"});
+  EXPECT_EQ(ServiceClient(elsewhere).get(globalURL("/")).transport, CURLE_COULDNT_CONNECT);
+  DevelopmentService nowhere;
+  EXPECT_THROW(nowhere.start({.address = "localhost"}), std::runtime_error);
+}
+
+TEST(DevelopmentService, AnswersForTheHostsThatItIsTold) {
+  DevelopmentService service;
+  service.start({.globalHost = "Account.Example.org", .chinaHost = "cn.example.org"});
+  EXPECT_EQ(service.hosts(), (std::vector<std::string>{"account.example.org", "cn.example.org"}));
+  const ServiceClient client(service);
+  EXPECT_EQ(client.get("https://account.example.org/").status, 200);
+  EXPECT_EQ(client.get("https://cn.example.org/").status, 200);
+  EXPECT_EQ(client.get(globalURL("/")).transport, CURLE_PEER_FAILED_VERIFICATION);
+  DevelopmentService other;
+  EXPECT_THROW(other.start({.globalHost = "a,DNS:b"}), std::invalid_argument);
+}
+
+TEST(DevelopmentService, RunsTwiceInAProcessAndLeavesNoThreadNorDescriptor) {
+  const auto descriptors = [] {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+  };
+  // What libcurl and OpenSSL open once for the process.
+  {
+    DevelopmentService first;
+    first.start();
+    ServiceClient(first).get(globalURL("/"));
+  }
+  const auto threadsBefore = threadCount();
+  const auto descriptorsBefore = descriptors();
+  const TemporaryDirectory directory;
+  {
+    DevelopmentService one;
+    DevelopmentService two;
+    one.start({.control = directory / "one"});
+    two.start({.log = directory / "log", .control = directory / "two"});
+    ticketOfNewAccount(ServiceClient(one));
+    EXPECT_EQ(ServiceClient(two).get(globalURL("/")).status, 200);
+    EXPECT_EQ(one.requestCount("/"), 0U);
+    EXPECT_EQ(two.requestCount("/"), 1U);
+    EXPECT_GT(threadCount(), threadsBefore);
+  }
+  EXPECT_EQ(descriptors(), descriptorsBefore);
+  EXPECT_TRUE(eventually([&] { return threadCount() == threadsBefore; }));
+}
+
+// The signals that each thread but this one blocks, as the system shows them.
+std::vector<std::uint64_t> blockedByOtherThreads() {
+  std::vector<std::uint64_t> blocked;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (thread.path().filename() == std::to_string(gettid())) continue;
+    const std::string status = contentOf(thread.path() / "status");
+    blocked.push_back(std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16));
+  }
+  return blocked;
+}
+
+TEST(DevelopmentService, LeavesTheSignalsOfTheProcessAlone) {
+  struct sigaction before {};
+  ASSERT_EQ(sigaction(SIGPIPE, nullptr, &before), 0);
+  const auto others = blockedByOtherThreads().size();
+  DevelopmentService service;
+  service.start();
+  struct sigaction after {};
+  ASSERT_EQ(sigaction(SIGPIPE, nullptr, &after), 0);
+  EXPECT_EQ(after.sa_handler, before.sa_handler);
+  const auto blocked = blockedByOtherThreads();
+  EXPECT_GT(blocked.size(), others);
+  for (const std::uint64_t signals : blocked) {
+    for (const int signal : {SIGPIPE, SIGTERM, SIGUSR1}) {
+      EXPECT_NE(signals & (std::uint64_t{1} << (signal - 1)), 0U) << signal;
+    }
+  }
+}
+
+TEST(DevelopmentService, SaysWhatIsToBeDoneFirst) {
+  DevelopmentService service;
+  EXPECT_THROW(service.port(), std::logic_error);
+  EXPECT_THROW(service.reset(), std::logic_error);
 }
 
 TEST(DevelopmentService, IsTrustedByItsOwnAuthorityOnly) {
@@ -121,10 +203,8 @@ TEST(DevelopmentService, IsTrustedByItsOwnAuthorityOnly) {
 }
 
 TEST(DevelopmentService, KnowsCallsInTheNamespaceThatItWasGivenAlone) {
-  DevelopmentServiceOptions options;
-  options.serviceNamespace = "urn:x-example:service";
   DevelopmentService service;
-  service.start(std::move(options));
+  service.start({.serviceNamespace = "urn:x-example:service"});
   const ServiceClient client(service);
   const std::string call = paraJsonEnvelope({}, "w000000015", R"({"login":"a"})");
   const auto post = [&](const std::string& body) {
@@ -140,16 +220,19 @@ TEST(DevelopmentService, KnowsCallsInTheNamespaceThatItWasGivenAlone) {
 }
 
 TEST(DevelopmentService, UsesAKeptAuthority) {
-  const auto kept = CertificateAuthority::generate();
   const TemporaryDirectory directory;
-  DevelopmentServiceOptions options;
-  options.certificateAuthority =
-      CertificateAuthority::fromPEM(kept.certificatePEM(), kept.privateKeyPEM());
-  options.caOut = directory / "ca.pem";
+  std::string kept;
+  {
+    DevelopmentService first;
+    first.start({.caOut = directory / "kept.pem", .caKeyOut = directory / "kept.key"});
+    kept = first.caCertificate();
+  }
   DevelopmentService service;
-  service.start(std::move(options));
-  EXPECT_EQ(contentOf(directory / "ca.pem"), kept.certificatePEM());
-  EXPECT_EQ(ServiceClient(service.port(), kept.certificatePEM()).get(globalURL("/")).status, 200);
+  service.start({.caCertificate = directory / "kept.pem",
+                 .caKey = directory / "kept.key",
+                 .caOut = directory / "ca.pem"});
+  EXPECT_EQ(contentOf(directory / "ca.pem"), kept);
+  EXPECT_EQ(ServiceClient(service.port(), kept).get(globalURL("/")).status, 200);
 }
 
 TEST(DevelopmentService, TakesItsPrivateDirectoryAwayWithIt) {

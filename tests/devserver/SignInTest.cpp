@@ -10,7 +10,7 @@ class SignIn : public ::testing::Test {
   SignIn() { service_.start(); }
   ServiceClient client() const { return ServiceClient(service_); }
 
-  orx::devserver::DevelopmentService service_;
+  DevelopmentService service_;
 };
 
 TEST_F(SignIn, GivesATicketOfItsOwnEachTimeAndAllOfThemWork) {
@@ -92,10 +92,8 @@ TEST_F(SignIn, SharesTheAccountsAmongBothServerSets) {
 }
 
 TEST_F(SignIn, AcceptsFurtherApplications) {
-  orx::devserver::DevelopmentService service;
-  orx::devserver::DevelopmentServiceOptions options;
-  options.applications = {{"one", "first"}, {"two", "second"}};
-  service.start(std::move(options));
+  DevelopmentService service;
+  service.start({.applications = {{"one", "first"}, {"two", "second"}}});
   const ServiceClient other(service);
   EXPECT_EQ(
       other.call("secure0003", R"({"Para":"country"})", {"two", "second"}).element("ResultCode"),

@@ -20,7 +20,7 @@ class UserData : public ::testing::Test {
     return client().call("sso0000004", R"({"Ticket":")" + ticket + R"("})").element("ReturnData");
   }
 
-  orx::devserver::DevelopmentService service_;
+  DevelopmentService service_;
 };
 
 TEST_F(UserData, EscapesLineBreaksSoThatTheDocumentStaysOnOneLine) {

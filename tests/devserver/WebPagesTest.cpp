@@ -15,7 +15,7 @@ class WebPages : public ::testing::Test {
     return client().call("sso0000006", R"({"ticket":")" + ticket + R"("})").element("ReturnData");
   }
 
-  orx::devserver::DevelopmentService service_;
+  DevelopmentService service_;
 };
 
 TEST_F(WebPages, AnSSOLinkShowsOnceWhoIsSignedIn) {
@@ -43,6 +43,18 @@ TEST_F(WebPages, AnSSOLinkStaysOnTheHostThatWasAsked) {
       chinaURL("/ws/OrvaService.asmx"),
       soap11HeaderEnvelope({}, "sso0000006", R"({"Ticket":")" + ticket + R"("})"), "text/xml");
   EXPECT_EQ(reply.element("ReturnData").find(chinaURL("/sso/")), 0U);
+}
+
+TEST_F(WebPages, AnSSOLinkLeadsToTheServiceItselfWhenAsked) {
+  DevelopmentService service;
+  service.start({.linkHost = "links.example.org"});
+  const ServiceClient client(service);
+  const std::string ticket = ticketOfNewAccount(client);
+  const std::string link =
+      client.call("sso0000006", R"({"ticket":")" + ticket + "\"}").element("ReturnData");
+  const std::string place = "https://links.example.org:" + std::to_string(service.port());
+  EXPECT_EQ(link.find(place + "/sso/"), 0U) << link;
+  EXPECT_EQ(client.get(link).status, 200);
 }
 
 TEST_F(WebPages, ShowWhatAUserTypedAsText) {

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""What the documents show works: every block of C++ compiles, and every block of commands runs.
+"""What the documents show works: every block of C++ compiles, every block of commands runs, every link leads
+somewhere.
 
 usage: docs_test.py compile BUILD        with the headers of the sources
+       docs_test.py links
        docs_test.py run PREFIX PAGE      with what is installed there
 
 The blocks of C++ of one page are one function, in their order; a block with a main() is a program of its own.
@@ -9,6 +11,7 @@ The blocks `sh` of one page of the guide are one script, in their order, in an e
 is for the reader alone.
 """
 
+import contextlib
 import os
 import re
 import shutil
@@ -19,6 +22,8 @@ import tempfile
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "scripts"))
+from doxygen_page import HEADING, LINK, slug  # noqa: E402
 PAGES = [ROOT / "README.md", *sorted((ROOT / "docs/guide").glob("*.md")),
          *sorted((ROOT / "docs").glob("*.md"))]
 
@@ -58,6 +63,29 @@ def compile_all(build):
         sys.exit(f"{failed} do not compile")
 
 
+def anchors_of(page):
+    return {slug(heading[2]) for heading in map(HEADING.match, page.read_text().splitlines()) if heading}
+
+
+def check_links():
+    """On a code host; the generator of the site looks at its own."""
+    failed = False
+    listed = (ROOT / "docs/Doxyfile").read_text()
+    for page in {*PAGES, *ROOT.glob("*.md")}:
+        name = page.relative_to(ROOT)
+        for _, link in LINK.findall(page.read_text()):
+            path, _, anchor = link.partition("#")
+            place = page.parent / path if path else page
+            if not place.exists() or anchor and anchor not in anchors_of(place):
+                print(f"{name}: {link} leads nowhere")
+                failed = True
+        if page.parent.name == "guide" and str(name) not in listed:
+            print(f"docs/Doxyfile does not say where {name} comes")
+            failed = True
+    if failed:
+        sys.exit(1)
+
+
 def run_page(prefix, name):
     page = ROOT / "docs/guide" / name
     script = "set -euo pipefail\n" + "".join(blocks(page, "sh"))
@@ -76,7 +104,9 @@ def run_page(prefix, name):
             # Not communicate(), which would wait for the service to close its output as well.
             status = process.wait(timeout=300)
         finally:
-            os.killpg(process.pid, signal.SIGTERM)
+            # A page that has started nothing leaves no group behind.
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGTERM)
         print(process.stdout.read())
         if status != 0:
             sys.exit(f"a command of {name} failed with {status}")
@@ -85,6 +115,8 @@ def run_page(prefix, name):
 def main():
     if sys.argv[1:2] == ["compile"]:
         compile_all(Path(sys.argv[2]).resolve())
+    elif sys.argv[1:] == ["links"]:
+        check_links()
     else:
         run_page(Path(sys.argv[2]).resolve(), sys.argv[3])
 

@@ -4,7 +4,7 @@
 usage: install_test.py install BUILD PREFIX
        install_test.py cmake|pkg-config shared|static --prefix PREFIX --devserver PROGRAM
        install_test.py c|python --prefix PREFIX --devserver PROGRAM
-       install_test.py hardened|headers|pages|plugins PREFIX
+       install_test.py hardened|headers|host-tests|pages|plugins PREFIX
        install_test.py subproject --devserver PROGRAM
 """
 
@@ -113,8 +113,8 @@ def check_headers(prefix):
     """A host that is compiled for one build runs with another: they differ in no header."""
     with tempfile.TemporaryDirectory(prefix="orxaccount-headers.") as name:
         folder = Path(name)
-        run("cmake", "-S", ROOT, "-B", folder / "build", "-G", "Ninja", "-DORX_BUILD_TOOLS=OFF",
-            "-DORX_BUILD_TESTS=OFF", "-DORX_BUILD_FUZZERS=OFF", "-DORX_HARDENING=OFF",
+        run("cmake", "-S", ROOT, "-B", folder / "build", "-G", "Ninja", "-DORX_BUILD_TESTS=OFF",
+            "-DORX_BUILD_FUZZERS=OFF", "-DORX_HARDENING=OFF",
             "-DORX_SERVICE_NAMESPACE=urn:x-example:service",
             *(f"-DORX_{which}_HOST={which.lower()}.example:8443"
               for which in ("GLOBAL", "CHINA", "DEVELOPMENT")))
@@ -127,7 +127,7 @@ def check_pages(prefix):
     """What the programs print is installed where the shells and man look for it."""
     places = {"man": "man/man1/{}.1", "bash": "bash-completion/completions/{}",
               "zsh": "zsh/site-functions/_{}", "fish": "fish/vendor_completions.d/{}.fish"}
-    for name in ("orxaccount",):
+    for name in ("orxaccount", "orxaccount-devserver"):
         for kind, place in places.items():
             printed = run(prefix / "bin" / name, "--page", kind, capture_output=True).stdout
             if not printed or (prefix / "share" / place.format(name)).read_text() != printed:
@@ -148,6 +148,15 @@ def check_plugins(prefix):
                                              "DBUS_SESSION_BUS_ADDRESS": "disabled:"}).stdout
     if said != "unloaded\n":
         raise AssertionError(f"the loader said {said!r}")
+
+
+def check_host_tests(prefix):
+    """A host's own tests use the development service as a library."""
+    with tempfile.TemporaryDirectory(prefix="orxaccount-host-tests.") as folder:
+        run("cmake", "-S", ROOT / "examples/testing", "-B", folder, "-G", "Ninja",
+            f"-DCMAKE_PREFIX_PATH={prefix}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON")
+        run("cmake", "--build", folder)
+        run("ctest", "--test-dir", folder, "--output-on-failure", "--no-tests=error")
 
 
 def sign_in(host, kind, prefix, devserver, folder):
@@ -176,8 +185,8 @@ def main():
     if sys.argv[1] == "install":
         install(*sys.argv[2:])
         return
-    checks = {"hardened": check_hardening, "headers": check_headers, "pages": check_pages,
-              "plugins": check_plugins}
+    checks = {"hardened": check_hardening, "headers": check_headers, "host-tests": check_host_tests,
+              "pages": check_pages, "plugins": check_plugins}
     if sys.argv[1] in checks:
         checks[sys.argv[1]](Path(sys.argv[2]))
         return

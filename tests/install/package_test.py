@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """On a fresh Debian the packages install, README's program and one in C are built against them and sign in
-at the packaged development service, and nothing is left after they are removed.
+at the packaged development service, the example of a host's tests passes, and nothing is left after they are
+removed.
 
 usage: package_test.py FOLDER-OF-PACKAGES
 """
@@ -13,7 +14,8 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 PROGRAMS = [HERE.parents[1] / "examples" / name for name in ("host.cpp", "sign_in.c")]
-PACKAGES = ["liborxaccount1", "liborxaccount-dev", "orxaccount", "orxaccount-devserver"]
+PACKAGES = ["liborxaccount1", "liborxaccount-dev", "liborxaccount-devservice-dev", "orxaccount",
+            "orxaccount-devserver"]
 
 INSIDE = r"""
 set -eu
@@ -21,10 +23,13 @@ cd /trial
 list() { find / -xdev \( -path /proc -o -path /sys -o -path /trial -o -path /tmp -o -path /var/cache \
   -o -path /var/log -o -path /var/lib/dpkg -o -path /var/lib/apt \) -prune -o -print | sort; }
 apt-get update -q >/dev/null
-apt-get install -y -q --no-install-recommends g++ pkg-config >/dev/null
+apt-get install -y -q --no-install-recommends g++ pkg-config cmake make libgtest-dev >/dev/null
 list >before
 apt-get install -y -q --no-install-recommends ./*.deb >/dev/null
 g++ -std=c++20 host.cpp -o host $(pkg-config --cflags --libs orxaccount)
+cmake -S /usr/share/doc/liborxaccount-devservice-dev/examples/testing -B tests >/dev/null
+cmake --build tests
+ctest --test-dir tests --output-on-failure
 gcc -std=c99 sign_in.c -o sign_in $(pkg-config --cflags --libs orxaccount)
 orxaccount-devserver >ready &
 server=$!

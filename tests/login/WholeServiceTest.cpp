@@ -1,8 +1,8 @@
 // Every operation of the public interface against the development service, on both server sets.
+#include <ORXAccount/DevelopmentService.h>
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORXAccount.h>
 
-#include "devserver/DevelopmentService.h"
 #include "support/SignInFixture.h"
 
 namespace orx {
@@ -26,7 +26,7 @@ class WholeService : public SignInFixture, public ::testing::WithParamInterface<
     URLSessionConfiguration configuration;
     configuration.setCaFile(service_.caFile().string());
     configuration.setProxy("");
-    for (const std::string& host : devserver::DevelopmentService::hosts()) {
+    for (const std::string& host : service_.hosts()) {
       configuration.setConnectTo(host, {"127.0.0.1", static_cast<std::uint16_t>(service_.port())});
     }
     URLSessionConfiguration::setDefaultConfiguration(configuration);
@@ -65,7 +65,7 @@ class WholeService : public SignInFixture, public ::testing::WithParamInterface<
     return signedIn();
   }
 
-  orx::devserver::DevelopmentService service_;
+  DevelopmentService service_;
 };
 
 TEST_P(WholeService, RegistersAndSignsInWithAPassword) {

@@ -18,10 +18,13 @@ class CallsOnAnExecutor : public AccountServiceFixture,
  protected:
   CallsOnAnExecutor() {
     setCallbackExecutor([loop = loop_](const std::function<void()>& block) { loop->put(block); });
-    answerWith(soapAnswer(resultBlock("1", "OK", "Json", R"([{"login":"a"}])")));
+    answerWith(usualAnswer());
   }
   ~CallsOnAnExecutor() override { setCallbackExecutor({}); }
 
+  static Answer usualAnswer() {
+    return Answer::reply(200, soapAnswer(resultBlock("1", "OK", "Json", R"([{"login":"a"}])")));
+  }
   void start(const ORVAAccountAPICompletionHandler& handler) const {
     GetParam().start(*api(), {}, handler);
   }
@@ -61,11 +64,20 @@ TEST_P(CallsOnAnExecutor, ReportATransfersFailureThere) {
 TEST_P(CallsOnAnExecutor, LetGoThereOfWhatTheHandlerHolds) {
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> watched = held;
+  Mailbox<bool> isGone;
+  // While the library still holds the call.
+  setCallbackExecutor([&](const std::function<void()>& block) {
+    block();
+    isGone.put(watched.expired());
+  });
+  Event mayAnswer;
+  answerBy([&](const Request&) {
+    EXPECT_TRUE(mayAnswer.wait());
+    return usualAnswer();
+  });
   start([held = std::move(held)](const auto&, const auto&) {});
-  const auto block = [this] { runOne(); };
-  EXPECT_FALSE(watched.expired());
-  block();
-  EXPECT_TRUE(watched.expired());
+  mayAnswer.set();
+  EXPECT_TRUE(isGone.take());
 }
 
 TEST_P(CallsOnAnExecutor, StayOnAWorkerForAHandlerThatOnlyPassesTheOutcomeOn) {

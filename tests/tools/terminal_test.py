@@ -81,16 +81,18 @@ class Waiting(Terminal):
         self.connect_to(self.silent)
 
     def test_is_shown_and_gone_afterwards(self):
-        child, terminal = self.start("--verbose", "call", "w1")
-        connection, _ = self.silent.accept()
-        shown = self.read_until(terminal, "waiting for the service ... 2 s")
-        self.assertIn("waiting for the service ... 2 s", screen(shown))
-        connection.close()
-        shown += self.read_until(terminal, None)
-        self.assertEqual(self.exit_code(child), 3)
-        self.assertNotIn("waiting", screen(shown))
-        self.assertRegex(screen(shown), r"^orxaccount: .*NSURLErrorDomain")
-        self.assertNotIn("\x1b", shown)
+        for form, told in (("--verbose", "^orxaccount: .*NSURLErrorDomain"), ("--json", r"^\{\n")):
+            with self.subTest(form):
+                child, terminal = self.start(form, "call", "w1")
+                connection, _ = self.silent.accept()
+                shown = self.read_until(terminal, "waiting for the service ... 2 s")
+                self.assertIn("waiting for the service ... 2 s", screen(shown))
+                connection.close()
+                shown += self.read_until(terminal, None)
+                self.assertEqual(self.exit_code(child), 3)
+                self.assertNotIn("waiting", screen(shown))
+                self.assertRegex(screen(shown), told)
+                self.assertNotIn("\x1b", shown)
 
     def test_is_interrupted_by_a_signal(self):
         child, terminal = self.start("call", "w1")
@@ -99,11 +101,10 @@ class Waiting(Terminal):
         self.assertEqual(self.exit_code(child), -signal.SIGTERM)
 
     def test_ends_after_the_time_that_the_user_chose(self):
-        for setting in ({"arguments": ["--timeout", "1.5"]}, {"ORXACCOUNT_TIMEOUT": "1.5"},
-                        {"arguments": ["--max-time", "1.5"]}, {"ORXACCOUNT_MAX_TIME": "1.5"}):
-            with self.subTest(setting):
-                arguments = setting.pop("arguments", [])
-                done = self.expect(3, *arguments, "--json", "call", "w1", **setting)
+        for arguments, variables in ((["--timeout", "1.5"], {}), ([], {"ORXACCOUNT_TIMEOUT": "1.5"}),
+                                     (["--max-time", "1.5"], {}), ([], {"ORXACCOUNT_MAX_TIME": "1.5"})):
+            with self.subTest(arguments=arguments, variables=variables):
+                done = self.expect(3, *arguments, "--json", "call", "w1", **variables)
                 self.assertEqual(json.loads(done.stdout)["error"]["code"], -1001)
                 # Standard error is no terminal.
                 self.assertEqual(done.stderr, "")

@@ -81,12 +81,21 @@ TEST_F(PicturesOnAnExecutor, FailThereToo) {
 TEST_F(PicturesOnAnExecutor, LetGoThereOfWhatTheBlockHolds) {
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> watched = held;
-  const auto user = ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", "me.png"}});
-  user->loadProfileImageDataWithCompletionBlock([held = std::move(held)](auto&, auto&) {});
-  const Block block = loop_->take();
-  EXPECT_FALSE(watched.expired());
-  block();
-  EXPECT_TRUE(watched.expired());
+  Mailbox<bool> isGone;
+  // While the library still holds the load.
+  setCallbackExecutor([&](const Block& block) {
+    block();
+    isGone.put(watched.expired());
+  });
+  Event mayAnswer;
+  answerBy([&](const Request&) {
+    EXPECT_TRUE(mayAnswer.wait());
+    return Answer::reply(200, "picture");
+  });
+  ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", "me.png"}})
+      ->loadProfileImageDataWithCompletionBlock([held = std::move(held)](auto&, auto&) {});
+  mayAnswer.set();
+  EXPECT_TRUE(isGone.take());
 }
 
 }  // namespace

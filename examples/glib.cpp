@@ -6,7 +6,7 @@
 int main(int argc, char** argv) {
   GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
   orx::setCallbackExecutor(orx::glibCallbackExecutor(), orx::CallbackScope::Everything);
-  Greeter::start(argc, argv);
+  setUp({argv, static_cast<std::size_t>(argc)});
   const auto greeter = std::make_shared<Greeter>([loop] { g_main_loop_quit(loop); });
   orx::ORVAAccountLoginManager::sharedInstance()->setDelegate(greeter);
   Greeter::signIn();

@@ -6,7 +6,7 @@
 int main(int argc, char** argv) {
   QCoreApplication application(argc, argv);
   orx::setCallbackExecutor(orx::qtCallbackExecutor(), orx::CallbackScope::Everything);
-  Greeter::start(argc, argv);
+  setUp({argv, static_cast<std::size_t>(argc)});
   const auto greeter = std::make_shared<Greeter>([] { QCoreApplication::quit(); });
   orx::ORVAAccountLoginManager::sharedInstance()->setDelegate(greeter);
   Greeter::signIn();

@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
   const auto context = std::make_shared<asio::io_context>();
   const auto untilItStops = asio::make_work_guard(*context);
   orx::setCallbackExecutor(orx::asioCallbackExecutor(context), orx::CallbackScope::Everything);
-  Greeter::start(argc, argv);
+  setUp({argv, static_cast<std::size_t>(argc)});
   const auto greeter = std::make_shared<Greeter>([context] { context->stop(); });
   orx::ORVAAccountLoginManager::sharedInstance()->setDelegate(greeter);
   Greeter::signIn();

@@ -7,26 +7,13 @@
 #include <thread>
 #include <utility>
 
+#include "Setup.h"
+
 // The part of these programs that does not depend on the loop: signs a user in, greets the user on
 // the thread that made it, and then calls `done`.
 class Greeter : public orx::ORVAAccountLoginManagerDelegate {
  public:
   explicit Greeter(std::function<void()> done) : done_(std::move(done)) {}
-
-  // The arguments of the program, CA-FILE localhost:PORT, name a development service on this
-  // machine.
-  static void start(int argc, char** argv) {
-    orx::Bundle::mainBundle()->setBundleIdentifier("com.example.host");
-    if (argc == 3) {
-      orx::URLSessionConfiguration configuration;
-      configuration.setCaFile(argv[1]);
-      orx::URLSessionConfiguration::setDefaultConfiguration(configuration);
-      orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
-          argv[2], {}, {}, {});
-    }
-    orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
-        std::nullopt, "demo-key", "demo-app", false);
-  }
 
   static void signIn() {
     orx::ORVAAccountLoginManager::sharedInstance()->loginOpenIDWithParameters(
