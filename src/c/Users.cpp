@@ -38,7 +38,7 @@ using namespace orx::c;
 orx_user::orx_user(std::shared_ptr<orx::ORVAAccountUser> aRecord)
     : record(std::move(aRecord)),
       info(record->userInfo() ? orx::Value(*record->userInfo()) : orx::Value()),
-      country(record->country()),
+      country(textOf(record->country())),
       isChina(record->isCNServer()),
       pictureURL(addressOf(record->pictureURL())) {}
 
