@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Newer versions of libcurl keep a connection for a while to say goodbye on it, after its transfer
 // has ended. The tests keep it in the same way.
 #include <dlfcn.h>
