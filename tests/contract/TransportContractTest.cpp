@@ -122,6 +122,15 @@ TEST(TransportContract, TakesNoCutForTheEndOfABodyWithoutLength) {
   }
 }
 
+TEST(TransportContract, TakesNoCutForTheEndOfABodyWhoseCodingHasNoEndEither) {
+  const std::string bytes = "HTTP/1.1 200 OK\r\nTransfer-Encoding: identity\r\n\r\n0123";
+  TLSTestServer closing({host}, Answer{.bytes = bytes, .end = End::close});
+  EXPECT_EQ(call(closing.configuration(), getRequest("https://one.example/")).text(), "0123");
+  TLSTestServer cutting({host}, Answer{.bytes = bytes, .end = End::cut});
+  EXPECT_EQ(call(cutting.configuration(), getRequest("https://one.example/")).errorCode(),
+            NSURLErrorNetworkConnectionLost);
+}
+
 TEST(TransportContract, TakesABodyOfItsLengthThoughTheConnectionIsCutAfterIt) {
   Answer answer = Answer::reply(200, "0123");
   answer.end = End::cut;

@@ -145,6 +145,17 @@ TEST(Redirect, GoesOnAsAGetWithoutBodyWhenAPostIsMoved) {
   }
 }
 
+TEST(Redirect, GivesTheWholeReplyThatAPostIsLedToThoughTheRedirectWasCutOff) {
+  TLSTestServer server(hosts, [](const Request& request) {
+    if (request.target == "/there") return Answer::reply(200, "there");
+    return Answer{.bytes = "HTTP/1.1 303 See Other\r\nLocation: /there\r\n\r\nmoved",
+                  .end = TLSTestServer::End::cut};
+  });
+  const Outcome outcome = call(server.configuration(), postRequest("https://one.example/", "b"));
+  EXPECT_EQ(outcome.error, nullptr) << description(outcome);
+  EXPECT_EQ(outcome.text(), "there");
+}
+
 TEST(Redirect, FollowsAGetAfterTheFiveStatusesThatSendElsewhere) {
   for (const int status : {301, 302, 303, 307, 308}) {
     TLSTestServer server(hosts, [status](const Request& request) {
