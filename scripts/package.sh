@@ -12,8 +12,12 @@ build_packages_from_clean_tree() {
 }
 
 package() {
-  local place=build/debian
+  local place=build/debian packaged
   require_packages "${build_packages[@]}" "${package_packages[@]}"
+  packaged=$(dpkg-parsechangelog --show-field Version)
+  # What stands behind the hyphen counts the packages of one version.
+  [[ ${packaged%-*} == "$(version)" ]] ||
+    fail "debian/changelog is of version $packaged, CMakeLists.txt of $(version)"
   say "building packages"
   build_packages_from_clean_tree "$place"
   say "checking them with lintian"
