@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """./dev install and ./dev uninstall, with a small project in the place of this one's build."""
 
 import re
