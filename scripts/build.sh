@@ -45,6 +45,10 @@ sources() {
   find include src devserver tools examples fuzz tests bench -name '*.cpp' -o -name '*.h' | sort
 }
 
+version() {
+  sed -n 's/^project(ORXAccount VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt
+}
+
 fuzz_targets() {
   find fuzz -name '*Fuzzer.cpp' -printf '%f ' | sed 's/Fuzzer\.cpp//g'
 }
