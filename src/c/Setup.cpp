@@ -169,6 +169,7 @@ Dictionary standing() {
           {"accountServiceURL", addressOf(account->orvaServiceURL())},
           {"china", ORVAAccountAPI::targetServerIsCN()},
           {"keychainStore", keychain.store()},
+          {"keychainEncrypted", keychain.encryptedAtRest()},
           {"keychainLocked", keychain.locked()},
           {"keychainError", keychain.lastError()},
           {"keychainDescription", keychain.description()},

@@ -47,9 +47,9 @@ std::string jsonOf(const Value& value) {
   }
 }
 
-std::optional<std::string> textOf(const Value& value) {
-  auto text = value.text();
-  if (text) text = validUTF8(*text);
+std::optional<Wiped<std::string>> textOf(const Value& value) {
+  std::optional<Wiped<std::string>> text = value.text();
+  if (text) text = Wiped<std::string>(validUTF8(*text));
   return text;
 }
 
@@ -100,7 +100,7 @@ Document::Document(const Value& value) : json(jsonOf(value)), text(textOf(value)
 }
 
 const char* Document::find(const char* key) const noexcept {
-  if (key == nullptr) return pointerTo(text);
+  if (key == nullptr) return text ? text->c_str() : nullptr;
   const auto field = fields.find(std::string_view(key));
   return field == fields.end() ? nullptr : field->second.c_str();
 }

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Wiping.h"
+
 namespace orx::platform {
 
 // Follows the replies to one request as their bytes come in: interim ones, those that redirect, and
@@ -52,7 +54,7 @@ class ReplyParser {
     bool announcesBody = false;
     bool isEncoded = false;  // mostly in chunks, of which the last one is marked
     std::size_t announcedSize = 0;
-    std::vector<std::uint8_t> body;
+    Wiped<std::vector<std::uint8_t>> body;
   };
 
   void takeField(std::string_view line);
