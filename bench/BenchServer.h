@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <memory>
@@ -22,6 +23,8 @@ class BenchServer {
   Work work_;
 };
 
+// The call, to a server on this port.
+Work workAt(std::uint16_t port, const std::string& caFile);
 // Points the library's default configuration at the server of another process: `port` and `ca`.
 void reachServer(const Settings& settings);
 

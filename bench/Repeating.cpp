@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What `./dev bench --instructions` runs under a tool that counts: one thing, many times, and next
 // to nothing beside it. The server is a process of its own, which the tool does not count.
 #include <unistd.h>
@@ -32,10 +33,17 @@ void serve(const Settings&) {
 void repeat(const Settings& settings) {
   const auto times = static_cast<std::size_t>(settings.number("times", 1));
   const std::string what = settings.text("what");
+  const auto inFlight = static_cast<std::size_t>(settings.number("inflight", 1));
   if (what == "call") {
     reachServer(settings);
-    const auto inFlight = static_cast<std::size_t>(settings.number("inflight", 1));
     makeLibraryCalls(commonCall(), inFlight, times);
+    return;
+  }
+  if (what == "libcurl" || what == "beast") {
+    const Work work =
+        workAt(static_cast<std::uint16_t>(settings.number("port", 0)), settings.text("ca"));
+    (what == "beast" ? keptBeastStreams(work) : keptCurlHandlesOverEpoll(work))
+        ->run(inFlight, times);
     return;
   }
   user::registerArchivedClasses();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Samples.h"
 
 #include <ORXAccount/ORVAAccountUser.h>
@@ -61,7 +62,7 @@ Value users(std::size_t count) {
     }
     users.push_back(ORVAAccountUser::initWithUserInfo(fields));
   }
-  return count == 1 ? users.front() : Value(std::move(users));
+  return count == 1 ? users[0] : Value(std::move(users));
 }
 
 }  // namespace orx::bench

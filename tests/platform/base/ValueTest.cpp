@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/Value.h>
 #include <gtest/gtest.h>
 
@@ -162,6 +163,25 @@ TEST(Value, DescribesEveryKind) {
   const Value value(Dictionary{{"a", Array{1, "x", Value()}}, {"b", Data("abc")}});
   EXPECT_EQ(value.description(), "{a: [1, x, (null)], b: <3 bytes>}");
   EXPECT_EQ(Value(std::make_shared<Object>()).description(), "<object>");
+}
+
+TEST(Array, HoldsItsValuesInOrderAndReadsAsNullBeyondThem) {
+  Array array{1, "a"};
+  array.push_back(Array{2});
+  EXPECT_EQ(array.size(), 3U);
+  EXPECT_EQ(array, Array(std::vector<Value>{1, "a", Value(Array{2})}));
+  EXPECT_EQ(array[1], "a");
+  EXPECT_TRUE(array[3].isNull());
+  EXPECT_TRUE(Array().empty());
+  EXPECT_TRUE(Array()[0].isNull());
+  EXPECT_EQ(std::vector<Value>(array.begin(), array.end())[2], Value(Array{2}));
+}
+
+TEST(Array, ChangesNoCopy) {
+  Array array{1};
+  const Array copy = array;
+  array.push_back(2);
+  EXPECT_EQ(copy, Array{1});
 }
 
 }  // namespace

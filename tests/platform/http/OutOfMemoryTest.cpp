@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory that runs out ends the call that needs it, with an error that says so, and nothing else.
 #include <curl/curl.h>
 #include <gmock/gmock.h>
@@ -105,7 +106,7 @@ TEST_F(OutOfMemory, IsNoReasonToBlameTheTextOfAURL) {
   for (bool failed = true; failed;) {
     ofLibcurl.begin(failures + 1);
     try {
-      EXPECT_TRUE(URL::URLWithString("https://one.example/a?b#c"));
+      EXPECT_TRUE(URL::URLWithString("https://one.example:8443/a?b#c"));
       failed = false;
     } catch (const std::bad_alloc&) {
       ++failures;
