@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What lies in the process's memory once a call is over: no password, no ticket of who has signed
 // out, and the application key only where ORVAAccount holds it. And what nobody is told.
 #include <ORXAccount/LogHandler.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Where passwords, tickets and keys must not turn up, whatever becomes of a command.
 
 usage: secrets_test.py --orxaccount PROGRAM --devserver PROGRAM

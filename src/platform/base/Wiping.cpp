@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/base/Wiping.h"
 
 #include <malloc.h>
