@@ -157,7 +157,8 @@ ORX_EXPORT orx_error* orx_set_option(const char* name, const char* value);
 #define ORX_OPTION_MAXIMUM_BODY_SIZE "maximumBodySize"
 #define ORX_OPTION_MAXIMUM_HEADER_SIZE "maximumHeaderSize"
 // Where the user is stored: "secret-service" (the keyring or nothing), "file", or, the default,
-// "prefer-secret-service" (the file where there is no keyring).
+// "prefer-secret-service" (the file where there is no keyring). A keyring encrypts what it holds;
+// in the file the user's ticket lies unencrypted, readable by the user alone.
 #define ORX_OPTION_KEYCHAIN "keychain"
 // "yes" lets the keyring ask the user for its password; the default is "no".
 #define ORX_OPTION_KEYCHAIN_PROMPTS "keychainPrompts"
@@ -204,6 +205,7 @@ ORX_EXPORT orx_error* orx_set_log_handler(void (*handler)(void* context, int lev
 //   accountServiceURL
 //   china                whether the China servers are called
 //   keychainStore        which store holds the user, "secret-service" or "file"
+//   keychainEncrypted    whether that store encrypts what it writes: a keyring does, the file not
 //   keychainLocked       whether the last call found the keyring locked
 //   keychainError        the status of the last call; 0 when it did its work
 //   keychainDescription  what happened, which file it is about, what to do about it: a sentence or

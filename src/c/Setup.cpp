@@ -170,6 +170,7 @@ Dictionary standing() {
           {"accountServiceURL", addressOf(account->orvaServiceURL())},
           {"china", ORVAAccountAPI::targetServerIsCN()},
           {"keychainStore", keychain.store()},
+          {"keychainEncrypted", keychain.encryptedAtRest()},
           {"keychainLocked", keychain.locked()},
           {"keychainError", keychain.lastError()},
           {"keychainDescription", keychain.description()},

@@ -48,6 +48,12 @@ std::string jsonOf(const Value& value) {
   }
 }
 
+std::optional<Wiped<std::string>> wipedTextOf(const Value& value) {
+  std::optional<Wiped<std::string>> text = value.text();
+  if (text) text = Wiped<std::string>(validUTF8(*text));
+  return text;
+}
+
 }  // namespace
 
 std::optional<std::string_view> optionalText(const char* text, std::string_view what) {
@@ -92,16 +98,16 @@ std::optional<std::string> textOf(const Value& value) {
   return text;
 }
 
-Document::Document(const Value& value) : json(jsonOf(value)), text(textOf(value)) {
+Document::Document(const Value& value) : json(jsonOf(value)), text(wipedTextOf(value)) {
   const Dictionary* dictionary = value.dictionary();
   if (dictionary == nullptr) return;
   for (const DictionaryEntry& entry : *dictionary) {
-    if (auto field = textOf(entry.value)) fields.emplace(validUTF8(entry.key), *std::move(field));
+    if (auto field = wipedTextOf(entry.value)) fields.emplace(validUTF8(entry.key), *std::move(field));
   }
 }
 
 const char* Document::find(const char* key) const noexcept {
-  if (key == nullptr) return pointerTo(text);
+  if (key == nullptr) return text ? text->c_str() : nullptr;
   const auto field = fields.find(std::string_view(key));
   return field == fields.end() ? nullptr : field->second.c_str();
 }

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Wiping.h"
+
 // Text between C and C++.
 namespace orx::c {
 
@@ -38,10 +40,11 @@ struct Document {
   // The text of a field, or of the value itself for a null `key`; null when there is none.
   const char* find(const char* key) const noexcept;
 
-  // What JSON cannot hold is null.
-  std::string json;
-  std::optional<std::string> text;
-  std::map<std::string, std::string, std::less<>> fields;
+  // What JSON cannot hold is null. Wiped, since what a person has typed and what the service has
+  // sent may be in it.
+  platform::Wiped<std::string> json;
+  std::optional<platform::Wiped<std::string>> text;
+  std::map<std::string, platform::Wiped<std::string>, std::less<>> fields;
 };
 
 // Null when there is no text.

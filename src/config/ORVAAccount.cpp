@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "config/Servers.h"
+#include "platform/base/Wiping.h"
 #include "platform/keychain/StoreStatus.h"
 #include "platform/process/ForkSafety.h"
 
@@ -77,7 +78,8 @@ void ORVAAccount::setAppID(std::optional<std::string> appID) {
 std::optional<std::string> ORVAAccount::appKey() const { return state_->appKey.get(); }
 
 void ORVAAccount::setAppKey(std::optional<std::string> appKey) {
-  state_->appKey.set(std::move(appKey));
+  auto replaced = state_->appKey.exchange(std::move(appKey));
+  if (replaced) wipe(*replaced);
 }
 
 std::optional<URL> ORVAAccount::lumCusInfoURL() const { return state_->lumCusInfoURL.get(); }

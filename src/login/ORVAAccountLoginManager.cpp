@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "platform/base/Unicode.h"
+#include "platform/base/Wiping.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Log.h"
 #include "platform/queues/Callback.h"
@@ -62,7 +63,7 @@ const std::shared_ptr<Error>& noMemoryToSignIn() {
 std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
   const auto& account = ORVAAccount::sharedInstance();
   const auto appID = account->appID();
-  const auto appKey = account->appKey();
+  const std::optional<Wiped<std::string>> appKey = account->appKey();
   if (!appID || !appKey) {
     throw std::invalid_argument(
         "a sign-in needs the application ID and key that ORVAAccount is initialised with");
@@ -70,7 +71,7 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
   noMemoryToSignIn();
   storingQueue();
   return ORVAAccountAPI::initWithOptions(
-      {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, *appKey}});
+      {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, std::string_view(*appKey)}});
 }
 
 using SharedManager = std::shared_ptr<ORVAAccountLoginManager>;
@@ -224,7 +225,7 @@ void ORVAAccountLoginManager::loginWithTicket(std::string_view ticket) {
   clientForOneLogin()->getUserData_completionHandler(
       {{kORVAAccounTicket, ticket}},
       WorkerHandler(
-          [this, self = shared_from_this(), ticket = std::string(ticket)](
+          [this, self = shared_from_this(), ticket = Wiped<std::string>(ticket)](
               const auto& result, const auto& error) { didFetchUserData(ticket, result, error); }));
 }
 
@@ -243,7 +244,9 @@ void ORVAAccountLoginManager::didFetchUserData(const std::string& ticket,
   // stay in memory until the delegate has returned.
   const bool isDone = hadMemory([&] {
     WorkerPool::shared().submit(
-        makeJob([this, self = shared_from_this(), parser, ticket] { parse(parser, ticket); }));
+        makeJob([this, self = shared_from_this(), parser, ticket = Wiped<std::string>(ticket)] {
+          parse(parser, ticket);
+        }));
   });
   if (!isDone) report(shared(*this), noMemoryToSignIn());
 }

@@ -7,11 +7,19 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Wiping.h"
 #include "service/XMLTasks.h"
 
 namespace orx {
 
 struct ORVAAccountAPI::State {
+  State() = default;
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+  ~State() {
+    if (appKey) platform::wipe(*appKey);
+  }
+
   std::optional<std::string> appID;
   std::optional<std::string> appKey;
   // The user-data answers that it is parsing.

@@ -46,6 +46,7 @@ void ORVAAccountAPI::setAppID(std::optional<std::string> appID) {
 const std::optional<std::string>& ORVAAccountAPI::appKey() const { return state_->appKey; }
 
 void ORVAAccountAPI::setAppKey(std::optional<std::string> appKey) {
+  if (state_->appKey) platform::wipe(*state_->appKey);
   state_->appKey = std::move(appKey);
 }
 

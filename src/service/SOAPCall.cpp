@@ -29,6 +29,11 @@ constinit const std::string_view soap11_header_request_pattern =
 
 namespace {
 
+// Empty where there is none.
+std::string_view textOf(const std::optional<std::string>& text) {
+  return text ? std::string_view(*text) : std::string_view();
+}
+
 // Throws std::invalid_argument for text that is not UTF-8: the service would get an envelope that
 // is none, and answer with a text about something else.
 void requireUTF8(std::string_view text, const char* name) {
@@ -63,9 +68,6 @@ const Envelopes& envelopes() {
 
 std::string filledEnvelope(const SOAPCall& call, const Credentials& credentials) {
   constexpr std::string_view kPlace = "%@";
-  const auto textOf = [](const std::optional<std::string>& text) {
-    return text ? std::string_view(*text) : std::string_view();
-  };
   const std::array<std::string_view, 4> arguments{
       textOf(credentials.appID), textOf(credentials.appKey), call.apiID, call.parameterText};
   std::string filled;
@@ -88,8 +90,8 @@ ServerSet targetServers() {
 
 void startSOAPCall(const SOAPCall& call, const Credentials& credentials,
                    TransferHandler replyHandler) {
-  requireUTF8(credentials.appID.value_or(""), "the application ID");
-  requireUTF8(credentials.appKey.value_or(""), "the application key");
+  requireUTF8(textOf(credentials.appID), "the application ID");
+  requireUTF8(textOf(credentials.appKey), "the application key");
   requireUTF8(call.apiID, "the operation's ApiID");
   requireUTF8(call.parameterText, "the parameter text");
   startTransfer({.url = serviceURL(targetServers(), call.path),

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "config/Servers.h"
+#include "platform/base/Wiping.h"
 #include "platform/http/Transport.h"
 
 namespace orx::service {
@@ -27,7 +28,7 @@ struct SOAPCall {
   std::string_view envelope;  // one of envelopes()
   std::string_view path;      // kCustomerInfoPath or kAccountServicePath
   std::string_view apiID;
-  std::string parameterText;  // compact JSON
+  platform::Wiped<std::string> parameterText;  // compact JSON
 };
 
 // Who sends the call. Absent credentials are sent as empty text.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/base/Integers.h"
+#include "platform/base/Wiping.h"
 #include "platform/formats/JSONSerialization.h"
 #include "service/AccountAPIState.h"
 #include "service/Answer.h"
@@ -34,7 +35,7 @@ Answer userDataAnswer(const Dictionary& elements) {
   }
   Value returnData = elements[kORVAAccountResultData];
   if (elements[kORVAAccountResultDataType].text() == kXMLDataType) {
-    const std::string xml = returnData.text().value_or("");
+    const Wiped<std::string> xml = returnData.text().value_or("");
     returnData = XMLParser::initWithText(Data(std::string_view(xml)));
   }
   return makeResult(std::move(description), std::move(returnData));

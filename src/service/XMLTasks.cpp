@@ -18,7 +18,8 @@ Dictionary XMLTaskList::dictionaryOf(const XMLTask& task) const {
   }
   dictionary.set(keys_.parser, task.parser);
   dictionary.set(keys_.elements, task.elements);
-  if (task.parsingString) dictionary.set(keys_.parsingString, *task.parsingString);
+  if (task.parsingString)
+    dictionary.set(keys_.parsingString, std::string_view(*task.parsingString));
   if (task.parsingError) dictionary.set(keys_.parsingError, task.parsingError);
   return dictionary;
 }
@@ -27,7 +28,8 @@ XMLTask XMLTaskList::taskOf(const Dictionary& dictionary) const {
   XMLTask task;
   task.parser = dictionary[keys_.parser].objectOf<XMLParser>();
   if (const auto* elements = dictionary[keys_.elements].dictionary()) task.elements = *elements;
-  if (const auto* text = dictionary[keys_.parsingString].string()) task.parsingString = *text;
+  if (const auto* text = dictionary[keys_.parsingString].string())
+    task.parsingString.emplace(*text);
   task.parsingError = dictionary[keys_.parsingError].objectOf<Error>();
   if (keys_.completionHandler) {
     task.completionHandler =
@@ -145,7 +147,7 @@ void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elemen
   XMLTask* task = locate(parser);
   if (task == nullptr || !task->parsingString) return;
   replaced = task->elements[elementName];
-  task->elements.set(elementName, *std::move(task->parsingString));
+  task->elements.set(elementName, std::string_view(*task->parsingString));
   task->parsingString.reset();
 }
 

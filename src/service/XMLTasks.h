@@ -38,7 +38,7 @@ struct XMLTask {
   std::shared_ptr<XMLParser> parser;
   Dictionary elements;
   // Character data since the last recorded element end; absent while there is none.
-  std::optional<std::string> parsingString;
+  std::optional<platform::GrowingSecretText> parsingString;
   std::shared_ptr<Error> parsingError;
   // Shared: copying or destroying the callback itself would run host code under a lock.
   std::shared_ptr<CompletionHandlerObject> completionHandler;

@@ -144,6 +144,7 @@ TEST(CStatus, TellsTheServersAndTheKeychain) {
   EXPECT_EQ(set("china", "yes"), 0);
   EXPECT_EQ(statusText("china"), "true");
   EXPECT_EQ(statusText("keychainStore"), "file");
+  EXPECT_EQ(statusText("keychainEncrypted"), "false");
   EXPECT_EQ(statusText("keychainLocked"), "false");
   EXPECT_EQ(statusText("keychainError"), "0");
   EXPECT_EQ(statusText("keychainDescription"), "");

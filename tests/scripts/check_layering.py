@@ -98,7 +98,7 @@ VENDORS = {
 # C++ headers have neither a folder nor an ending; of POSIX and Linux, these are in use.
 SYSTEM = re.compile(
     r"\w+$|(arpa|netinet|sys)/\w+\.h$|(dirent|errno|fcntl|netdb|poll|pthread|pwd|signal|stddef|stdint|"
-    r"stdio|stdlib|strings|time|unistd)\.h$")
+    r"malloc|stdio|stdlib|string|strings|time|unistd)\.h$")
 
 # Files that include each other because they are one idea: a value can be a dictionary of values.
 ONE_IDEA = [{"base/Value", "base/Dictionary"}]

@@ -300,13 +300,15 @@ class Keyring(Terminal):
         self.assertIn("Prompt", self.keyring.calls)
         self.assertEqual(len(self.keyring.items_text.splitlines()), 1)
         self.assertRegex(self.expect(0, "--version").stdout, "store: +secret-service")
+        self.assertIs(json.loads(self.expect(0, "status", "--json").stdout)["storeEncrypted"], True)
 
     def test_without_a_display_or_a_terminal_the_file_takes_the_user(self):
         self.sign_in()
         self.expect(0, "login", "--login", self.login, "--password-stdin",
                     typed=PASSWORD + "\n", DISPLAY=":0")
         self.assertNotIn("Prompt", self.keyring.calls)
-        self.assertEqual(json.loads(self.expect(0, "status", "--json").stdout)["store"], "file")
+        status = json.loads(self.expect(0, "status", "--json").stdout)
+        self.assertEqual((status["store"], status["storeEncrypted"]), ("file", False))
 
 
 if __name__ == "__main__":

@@ -125,6 +125,7 @@ void runStatus(const GlobalOptions& options) {
        {"orvaServiceURL", text(account->orvaServiceURL())},
        {"credentials", account->appID() && account->appKey() ? "set" : "missing"},
        {"store", keychain.store()},
+       {"storeEncrypted", keychain.encryptedAtRest()},
        {"storeLocked", keychain.locked()},
        {"storeError", keychain.lastError()},
        {"storeProblem", orNothing(keychain.description())},

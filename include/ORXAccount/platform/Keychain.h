@@ -14,13 +14,16 @@ namespace orx {
 // initialises ORVAAccount. Everything here is safe to use from any thread.
 
 enum class KeychainPolicy {
-  // The keyring or nothing. Where no Secret Service exists, nobody is stored.
+  // The keyring or nothing. Where no Secret Service exists, nobody is stored. For a host that
+  // demands that no ticket lies on the disk in the clear.
   SecretServiceOnly,
-  // The file; the session bus is never spoken to.
+  // The file; the session bus is never spoken to. The ticket lies in it unencrypted: rights alone
+  // keep other users from it, and whoever reads the disk or a backup reads it.
   FileOnly,
   // The keyring; the file where no Secret Service exists at all, as on a server, and where an
   // unlocked keyring takes no new user without asking while prompts are not allowed. A service that
-  // is locked, silent or broken is an error, and the file does not stand in for it.
+  // is locked, silent or broken is an error, and the file does not stand in for it. Whether the
+  // ticket is encrypted is known once it is stored: KeychainStatus::encryptedAtRest().
   PreferSecretService,
 };
 
@@ -45,6 +48,10 @@ class ORX_EXPORT KeychainStatus {
   // The store that holds the user or would hold the next one, as the last call found it:
   // "secret-service" or "file". Before the first call, the one that the policy names.
   const std::string& store() const;
+  // Whether that store encrypts what it writes to the disk. A keyring does, with the password that
+  // its user has chosen for it (with an empty one it does not, and there is no way to learn that);
+  // the file does not.
+  bool encryptedAtRest() const;
   // The last call found the keyring locked.
   bool locked() const;
   // The error of the last call, if it had one; errSecSuccess otherwise. An item that is not there

@@ -3,10 +3,12 @@
 
 #include <algorithm>
 
+#include "platform/base/Wiping.h"
+
 namespace orx {
 
 Data::Data(std::vector<std::uint8_t> bytes)
-    : bytes_(std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes))) {}
+    : bytes_(std::make_shared<platform::Wiped<std::vector<std::uint8_t>>>(std::move(bytes))) {}
 
 Data::Data(std::string_view text) : Data(std::vector<std::uint8_t>(text.begin(), text.end())) {}
 

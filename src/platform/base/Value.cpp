@@ -7,6 +7,7 @@
 
 #include "platform/base/IntegerRange.h"
 #include "platform/base/Text.h"
+#include "platform/base/Wiping.h"
 
 namespace orx {
 
@@ -27,6 +28,11 @@ bool equalNumbers(const Value& integer, double number) {
 
 // What a missing key reads as. It outlives this dictionary, and every other.
 const Value& nullValue() noexcept { return Dictionary()[""]; }
+
+// Any text may be a password or a ticket, and only its end is sure to be noticed.
+void wipeText(auto& content) noexcept {
+  if (auto* text = std::get_if<std::string>(&content)) wipe(*text);
+}
 
 std::string joined(const Array& array) {
   std::string text = "[";
@@ -55,10 +61,12 @@ Value& Value::operator=(const Value& other) { return *this = Value(other); }
 // taken out before that ends.
 Value& Value::operator=(Value&& other) noexcept {
   Content content(std::move(other.content_));
+  wipeText(content_);
   content_ = std::move(content);
+  wipeText(content);
   return *this;
 }
-Value::~Value() = default;
+Value::~Value() { wipeText(content_); }
 
 Array::Array(std::initializer_list<Value> values) : values_(values) {}
 

@@ -220,19 +220,25 @@ char32_t JSONScanner::codeUnit() {
   return unit;
 }
 
+void JSONScanner::appendDecoded(char32_t character) {
+  std::string bytes;
+  appendCharacter(character, bytes);
+  decoded_ += bytes;
+}
+
 // One or, for a surrogate pair, two escaped code units, the first of which lacks its "\u".
 void JSONScanner::escapedCharacter() {
   constexpr std::string_view kHalf = "an escape is half a surrogate pair";
   const char32_t unit = codeUnit();
   if (isLowSurrogate(unit)) refuseRead(kHalf);
-  if (!isHighSurrogate(unit)) return appendCharacter(unit, decoded_);
+  if (!isHighSurrogate(unit)) return appendDecoded(unit);
   for (const char expected : {'\\', 'u'}) {
     if (peek() != expected) refuseNext(kHalf);
     advance();
   }
   const char32_t second = codeUnit();
   if (!isLowSurrogate(second)) refuseRead(kHalf);
-  appendCharacter(characterOfPair(unit, second), decoded_);
+  appendDecoded(characterOfPair(unit, second));
 }
 
 }  // namespace orx::platform

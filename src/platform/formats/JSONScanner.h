@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Wiping.h"
 #include "platform/formats/JSONSerialization.h"
 
 namespace orx::platform {
@@ -66,13 +67,14 @@ class JSONScanner {
   std::string_view decodedString(std::size_t begin);
   void escape();
   void escapedCharacter();
+  void appendDecoded(char32_t character);
   char32_t codeUnit();
 
   std::string_view text_;
   LargeIntegers largeIntegers_;
   std::size_t position_ = 0;
   // The text of a string that holds escapes.
-  std::string decoded_;
+  GrowingSecretText decoded_;
 };
 
 }  // namespace orx::platform

@@ -8,6 +8,7 @@
 #include "platform/base/Limits.h"
 #include "platform/base/Text.h"
 #include "platform/base/Unicode.h"
+#include "platform/base/Wiping.h"
 #include "platform/formats/JSONScanner.h"
 #include "platform/formats/JSONSerialization.h"
 
@@ -20,7 +21,8 @@ bool needsEscape(char character) {
          character == '/';
 }
 
-void appendEscape(std::string& output, char character) {
+template <typename Text>
+void appendEscape(Text& output, char character) {
   constexpr std::string_view kHexadecimal = "0123456789abcdef";
   const auto place = kJSONEscapedCharacters.find(character);
   if (place != std::string_view::npos) {
@@ -31,7 +33,8 @@ void appendEscape(std::string& output, char character) {
   }
 }
 
-void appendQuoted(std::string& output, std::string_view text) {
+template <typename Text>
+void appendQuoted(Text& output, std::string_view text) {
   output += '"';
   for (auto rest = text.begin(); rest != text.end();) {
     const auto escape = std::find_if(rest, text.end(), needsEscape);
@@ -47,7 +50,7 @@ class JSONWriter {
   std::string write(const Value& value) {
     output_.reserve(kUsualSize);
     append(value);
-    return std::move(output_);
+    return std::string(output_);
   }
 
  private:
@@ -135,7 +138,8 @@ class JSONWriter {
     return path_.size() > shownSteps ? place + "..." : place;
   }
 
-  std::string output_;
+  // The parameters of a sign-in hold the password.
+  GrowingSecretText output_;
   // The index or key of each container that is open.
   std::vector<std::variant<std::size_t, std::string_view>> path_;
 };

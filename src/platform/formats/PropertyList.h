@@ -14,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Wiping.h"
+
 // Binary property lists ("bplist00") over a flat table of objects. References between objects stay
 // indices on both sides: nothing recurses and nothing is expanded.
 namespace orx::platform {
@@ -166,12 +168,12 @@ class PropertyListWriter {
   void appendShortest(std::uint64_t integer);
   void appendInteger(const Value& integer);
 
-  std::vector<std::uint8_t> bytes_;
+  GrowingSecretBytes bytes_;
   std::vector<std::size_t> offsets_;
   // Written last: only then is it known how wide a reference has to be.
   std::vector<Container> containers_;
   // Ordered rather than hashed: texts come from outside, and no choice of them makes this slow.
-  std::map<std::string, Reference, std::less<>> strings_;
+  std::map<GrowingSecretText, Reference, std::less<>> strings_;
 };
 
 }  // namespace orx::platform

@@ -158,7 +158,7 @@ Data PropertyListWriter::finish(Reference top) {
   appendUnsigned(offsets_.size(), 8);
   appendUnsigned(top, 8);
   appendUnsigned(table, 8);
-  return Data(std::move(bytes_));
+  return Data(std::vector<std::uint8_t>(bytes_.begin(), bytes_.end()));
 }
 
 PropertyListWriter::Reference PropertyListWriter::beginObject() {

@@ -5,6 +5,7 @@
 #include <expat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <optional>
@@ -12,6 +13,7 @@
 
 #include "platform/base/Limits.h"
 #include "platform/base/Result.h"
+#include "platform/base/Wiping.h"
 #include "platform/formats/TextEncoding.h"
 #include "platform/process/ForkSafety.h"
 
@@ -57,13 +59,16 @@ bool looksLikeUTF16(std::string_view text) {
          text.substr(0, 2).find('\0') != std::string_view::npos;
 }
 
+// The texts that expat takes apart lie in its memory.
+constexpr XML_Memory_Handling_Suite kWiping{std::malloc, reallocWiping, freeWiping};
+
 // One run of expat over one document. Its handlers are C callbacks, which no exception may cross:
 // one that is thrown in a handler ends the parse and is thrown again behind it.
 class ExpatRun {
  public:
   explicit ExpatRun(XMLParser& parser, bool isUTF8)
       : parser_(parser),
-        owner_(XML_ParserCreate(isUTF8 ? "UTF-8" : nullptr), XML_ParserFree),
+        owner_(XML_ParserCreate_MM(isUTF8 ? "UTF-8" : nullptr, &kWiping, nullptr), XML_ParserFree),
         expat_(owner_.get()) {
     if (expat_ == nullptr) throw std::bad_alloc();
     XML_SetUserData(expat_, this);

@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Wiping.h"
+
 // The seam to whatever moves the bytes. Everything above it starts its requests here and nowhere
 // else. Another transport defines startTransfer(), and parsedURL() of URLParser.h, in a room of its
 // own; the linker picks it.
@@ -21,7 +23,7 @@ namespace orx::platform {
 struct URLRequest {
   URL url;
   // Present, even when empty: the request is a POST. Absent: it is a GET.
-  std::optional<std::string> httpBody{};
+  std::optional<Wiped<std::string>> httpBody{};
   // The body's media type; empty: no such header is sent. A string literal, for it is not copied.
   std::string_view contentType{};
 };

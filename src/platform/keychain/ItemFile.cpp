@@ -3,11 +3,13 @@
 
 #include <stdio.h>
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <sstream>
 
 #include "platform/base/Checksum.h"
+#include "platform/base/Wiping.h"
 #include "platform/keychain/KeychainItemFormat.h"
 #include "platform/storage/StandardPaths.h"
 
@@ -22,6 +24,9 @@ using Missing = StoredDirectory::Missing;
 constexpr const char* sharedLockName = "lock";
 // Leaves room in the 255 bytes of a file name.
 constexpr std::size_t longestPlainName = 200;
+
+constexpr std::string_view firstLabel = "newest:";
+constexpr std::size_t longestLines = 4096;
 
 // FNV-1a of 128 bits, in hexadecimal. It need not withstand an attacker: whoever can place files
 // here is the user, and the file names its item in full.
@@ -41,7 +46,7 @@ std::string digestOf(std::string_view text) {
 
 // The two lines of a note that name stores. A format that never changes.
 std::string linesOf(const ItemState& state) {
-  std::string text = "newest: " + state.newest + "\nstale:";
+  std::string text = std::string(firstLabel) + " " + state.newest + "\nstale:";
   for (const auto& store : state.stale) text += " " + store;
   return text + "\n";
 }
@@ -57,9 +62,11 @@ std::string noteOf(const ItemState& state) {
 
 // What two such lines at the beginning of the text say, whatever they are worth.
 ItemState readLines(std::string_view text) {
-  // Bounded, because an item of megabytes may follow, or be all that there is.
-  std::istringstream words{std::string(text.substr(0, 4096))};
   ItemState state;
+  if (!text.starts_with(firstLabel)) return state;
+  // Not what follows: an item may, with a ticket in it, and a stream is not wiped.
+  const auto end = text.find('\n', text.find('\n') + 1);
+  std::istringstream words{std::string(text.substr(0, std::min(end, longestLines)))};
   std::string label;
   words >> label >> state.newest >> label;
   std::string line;
@@ -178,11 +185,11 @@ ItemState ItemFile::stateIn(const Data& content) const {
 }
 
 // The reverse of stateIn().
-std::string ItemFile::contentOf(const ItemState& state) const {
-  std::string content;
+Data ItemFile::contentOf(const ItemState& state) const {
+  GrowingSecretText content;
   if (state.newest != ItemState::here || !state.stale.empty()) content = noteOf(state);
   if (state.bytes) content += encodedItem(item_, *state.bytes).text();
-  return content;
+  return Data(content);
 }
 
 // The newest version counts as being here, so that no older one in another store is read instead.
@@ -208,7 +215,7 @@ Result<void> ItemFile::write(const ItemState& next) {
   const auto previous =
       isKept ? StoredDirectory::Previous::Quarantine : StoredDirectory::Previous::Discard;
   auto done = saysNothing ? directory_->remove(name_)
-                          : directory_->replace(name_, Data(contentOf(next)), previous);
+                          : directory_->replace(name_, contentOf(next), previous);
   if (!done) return done;
   state_ = next;
   return record_ == Record::None ? done : removeRecord();

@@ -71,7 +71,7 @@ class ItemFile {
   Result<void> readRecord();
   Result<void> removeRecord();
   ItemState stateIn(const Data& content) const;
-  std::string contentOf(const ItemState& state) const;
+  Data contentOf(const ItemState& state) const;
   ItemState damaged(const std::string& name) const;
 
   const KeychainItem& item_;

@@ -57,6 +57,8 @@ KeychainStatus::KeychainStatus(std::shared_ptr<const Content> content)
 
 const std::string& KeychainStatus::store() const { return content_->store; }
 
+bool KeychainStatus::encryptedAtRest() const { return content_->store != ItemState::here; }
+
 bool KeychainStatus::locked() const { return content_->locked; }
 
 OSStatus KeychainStatus::lastError() const { return content_->lastError; }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/base/Limits.h"
+#include "platform/base/Wiping.h"
 #include "platform/process/Signals.h"
 
 namespace orx::platform {
@@ -200,7 +201,7 @@ Result<std::optional<Data>> StoredDirectory::read(const std::string& name) const
 // Reads until the end rather than as much as fstat() announced: some file systems announce nothing.
 // The bound keeps a huge file from using up the memory.
 Result<Data> StoredDirectory::readOpen(const FileDescriptor& file, const std::string& name) const {
-  std::vector<std::uint8_t> bytes(4096);
+  Wiped<std::vector<std::uint8_t>> bytes(4096);
   std::size_t length = 0;
   while (true) {
     const auto count = uninterrupted(
@@ -211,7 +212,9 @@ Result<Data> StoredDirectory::readOpen(const FileDescriptor& file, const std::st
     if (length > limits::storedFileSize) {
       return refusal(pathOf(name), "is too large", "Move " + pathOf(name) + " away.");
     }
-    if (length == bytes.size()) bytes.resize(bytes.size() * 2);
+    if (length < bytes.size()) continue;
+    bytes.makeRoom(length * 2);
+    bytes.resize(length * 2);
   }
   bytes.resize(length);
   return Data(std::move(bytes));

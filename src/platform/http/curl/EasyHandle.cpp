@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "platform/base/Wiping.h"
 #include "platform/http/curl/CurlOption.h"
 #include "platform/http/curl/TLSOptions.h"
 
@@ -99,7 +100,10 @@ std::size_t takeHeaderLine(char* bytes, std::size_t size, std::size_t count,
 
 std::size_t takeBody(char* bytes, std::size_t size, std::size_t count, void* handle) noexcept {
   const std::string_view piece(bytes, size * count);
-  return clientOf(handle).onBody(piece) ? piece.size() : 0;
+  const bool isTaken = clientOf(handle).onBody(piece);
+  // The memory is the easy handle's, which is kept for the next call.
+  wipe(bytes, piece.size());
+  return isTaken ? piece.size() : 0;
 }
 
 // False when the URL must be handed over as text instead.

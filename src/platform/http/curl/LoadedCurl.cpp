@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -34,7 +35,9 @@ using InfoCallback = void(const SSL* tls, int type, int value);
   X(void, curl_easy_cleanup, (CURL* curl), (curl)) \
   X(const char*, curl_easy_strerror, (CURLcode code), (code)) \
   X(void, curl_free, (void* text), (text)) \
-  X(CURLcode, curl_global_init, (long flags), (flags)) \
+  X(CURLcode, curl_global_init_mem, \
+    (long flags, curl_malloc_callback m, curl_free_callback f, curl_realloc_callback r, \
+     curl_strdup_callback s, curl_calloc_callback c), (flags, m, f, r, s, c)) \
   X(CURLMcode, curl_multi_add_handle, (CURLM* multi, CURL* curl), (multi, curl)) \
   X(CURLMsg*, curl_multi_info_read, (CURLM* multi, int* left), (multi, left)) \
   X(CURLM*, curl_multi_init, (), ()) \
@@ -61,6 +64,8 @@ using InfoCallback = void(const SSL* tls, int type, int value);
     (context, callback)) \
   X(void, SSL_CTX_set_keylog_callback, (SSL_CTX* context, SSL_CTX_keylog_cb_func log), \
     (context, log)) \
+  X(std::uint64_t, SSL_CTX_set_options, (SSL_CTX* context, std::uint64_t options), \
+    (context, options)) \
   X(void, SSL_CTX_set_verify, (SSL_CTX* context, int mode, SSL_verify_cb verify), \
     (context, mode, verify)) \
   X(int, SSL_free_buffers, (SSL* tls), (tls)) \

@@ -103,12 +103,15 @@ bool ReplyParser::endsWithConnection() const {
 }
 
 bool ReplyParser::takeBody(std::string_view piece) {
-  std::vector<std::uint8_t>& body = reply_.body;
+  auto& body = reply_.body;
   if (body.empty()) {
     body.reserve(std::min({reply_.announcedSize, longestBody_, largestReservation}));
   }
   // What fits is kept, since a caller that gets an error and a status gets the bytes so far, too.
   const std::size_t taken = std::min(piece.size(), longestBody_ - body.size());
+  if (body.capacity() - body.size() < taken) {
+    body.makeRoom(std::max(body.capacity() * 2, body.size() + taken));
+  }
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(piece.data());
   body.insert(body.end(), bytes, bytes + taken);
   if (taken == piece.size()) return true;

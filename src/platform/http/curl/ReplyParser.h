@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Wiping.h"
+
 namespace orx::platform {
 
 // Follows the replies to one request as their bytes come in: interim ones, those that redirect, and
@@ -53,7 +55,7 @@ class ReplyParser {
     bool announcesBody = false;
     bool isChunked = false;  // the last chunk is marked
     std::size_t announcedSize = 0;
-    std::vector<std::uint8_t> body;
+    Wiped<std::vector<std::uint8_t>> body;
   };
 
   void takeField(std::string_view line);

@@ -4,10 +4,13 @@
 #include <openssl/x509v3.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string_view>
 
+#include "platform/base/Wiping.h"
 #include "platform/http/curl/CurlOption.h"
 
 namespace orx::platform {
@@ -68,6 +71,8 @@ CURLcode restrictContext(CURL*, void* context, void*) noexcept {
   SSL_CTX_set_keylog_callback(tls, nullptr);
   SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, &acceptCertificate);
   SSL_CTX_set_info_callback(tls, &noteAnnouncedEnd);
+  // Else what was read last stays with a connection that is kept.
+  SSL_CTX_set_options(tls, SSL_OP_CLEANSE_PLAINTEXT);
   return CURLE_OK;
 }
 
@@ -122,7 +127,11 @@ void initialiseCurlWithoutKeyLog() {
     *variable = standIn;
     break;
   }
-  curl_global_init(CURL_GLOBAL_DEFAULT);
+  // Requests, answers and a proxy's password lie in what libcurl frees. Where the host has
+  // initialised libcurl before, the host's choice stays. All of it is malloc's memory in any case,
+  // so that either may free what the other has allocated.
+  curl_global_init_mem(CURL_GLOBAL_DEFAULT, std::malloc, freeWiping, reallocWiping, strdup,
+                       std::calloc);
   announcedEndIndex = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, &freeAnnouncedEnd);
   if (hidden == nullptr) return;
   // Looked for anew, since the host may have changed other variables.

@@ -15,6 +15,7 @@ TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
   EXPECT_EQ(user(), "A");
   EXPECT_EQ(keychainStatus().store(), "secret-service");
+  EXPECT_TRUE(keychainStatus().encryptedAtRest());
 
   headless();
   EXPECT_EQ(user(), unavailable);
@@ -23,6 +24,7 @@ TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   EXPECT_EQ(signIn("B"), errSecSuccess);
   EXPECT_EQ(user(), "B");
   EXPECT_EQ(keychainStatus().store(), "file");
+  EXPECT_FALSE(keychainStatus().encryptedAtRest());
 
   desktop();
   EXPECT_EQ(inKeyring(), "A");

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace orx::testing {
+
+// A text that lies in the process's memory nowhere but where somebody has put it: kept masked.
+class Canary {
+ public:
+  // The same for the same name, and of another one for another: letters and digits, too many for
+  // the room inside a std::string.
+  explicit Canary(std::string_view name);
+
+  // A copy for the host, who wipes it.
+  std::string text() const;
+  // How many copies lie in what this process can write to. Counted is the text's end: freeing
+  // memory overwrites what it begins with.
+  std::size_t copies() const;
+
+ private:
+  std::string masked_;
+};
+
+// The host's own wiping.
+void wipeHosts(std::string& text);
+
+}  // namespace orx::testing
