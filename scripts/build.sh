@@ -44,10 +44,6 @@ sources() {
   find include src devserver tools examples fuzz tests bench -name '*.cpp' -o -name '*.h' | sort
 }
 
-fuzz_targets() {
-  find fuzz -name '*Fuzzer.cpp' -printf '%f ' | sed 's/Fuzzer\.cpp//g'
-}
-
 # Whether this user may create or write the folder.
 can_write() {
   local folder=$1
