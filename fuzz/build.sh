@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Builds every target for a fuzzing service, into $OUT: program, dictionary and corpus of each.
 # Takes CC, CXX, CFLAGS, CXXFLAGS and LIB_FUZZING_ENGINE, which bring compiler, sanitizer and engine.
 set -euo pipefail

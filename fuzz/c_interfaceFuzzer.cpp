@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/orxaccount.h>
 #include <ORXAccount/platform/URLSessionConfiguration.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The options and parameters of a command; the command itself is not run.
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <plist/plist.h>
 
 #include <memory>

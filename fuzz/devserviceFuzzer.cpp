@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The development service: a fault plan in the first line, then requests, each a line
 // "METHOD HOST PATH" and a body up to a mark. What the TLS and HTTP libraries do before is theirs.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "FuzzTarget.h"
 #include "ScratchFolder.h"
 #include "platform/keychain/ItemFile.h"

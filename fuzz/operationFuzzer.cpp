@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A whole call, from the bytes of the answer to the host's handler: one of the twelve operations is
 // started, and a transport of this file gives it what the bytes amount to.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The keyring's replies: GIO's functions are as they are, but for those that reach a bus. These
 // take each reply from a line of the input, in GLib's own notation for values.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the command line prints of a service's answer, and the JSON that it takes.
 
 #include <ORXAccount/platform/Terminal.h>

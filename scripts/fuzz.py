@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs fuzz targets, one after the other, each with its dictionary and all inputs that are kept.
 
 usage: fuzz.py BUILD [--corpora | --minimise] [--jobs N] [--report] [TARGET] [SECONDS]
@@ -75,7 +76,10 @@ def note(name, figures):
         executions, edges, features = (executions + earlier[0], max(edges, earlier[1]), max(features, earlier[2]))
     line = f"| `{name}` | {executions:,} | {len(kept)} | {size:,} | {edges:,} | {features:,} |"
     text = text.replace(row.group(), line) if row else text.replace("|---:|\n", f"|---:|\n{line}\n", 1)
-    REPORT.write_text(text)
+    # In one step, for several of these programs may run at the same time.
+    written = REPORT.with_suffix(f".{os.getpid()}")
+    written.write_text(text)
+    written.replace(REPORT)
     print(f"{name}: {executions:,} executions in all")
 
 

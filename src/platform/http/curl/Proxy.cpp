@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/curl/Proxy.h"
 
 #include <stdlib.h>
@@ -59,8 +60,11 @@ std::optional<Proxy> parsedProxy(const std::string& text) {
   curl_url_set(url.get(), CURLUPART_USER, nullptr, 0);
   curl_url_set(url.get(), CURLUPART_PASSWORD, nullptr, 0);
   proxy.url = partOf(url, CURLUPART_URL).value_or("");
-  // The host's escapes are decoded by now; what they hid may be in no name of a host.
-  if (!parsedByCurl(proxy.url, flags)) return std::nullopt;
+  // The host's escapes are decoded by now; what they hid may be in no name of a host, or a number
+  // that is an address.
+  const CurlURL taken = parsedByCurl(proxy.url, flags);
+  if (!taken) return std::nullopt;
+  proxy.host = partOf(taken, CURLUPART_HOST).value_or("");
   return proxy;
 }
 
