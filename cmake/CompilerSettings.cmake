@@ -34,9 +34,10 @@ endif()
 if(ORX_LIBFUZZER)
   # For every target: without this the fuzzer could not see which code of the library an input
   # reaches.
-  add_compile_options(-fsanitize=fuzzer-no-link,address -fno-sanitize-recover=all
-                      -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=address)
+  set(ORX_FUZZING_FLAGS -fsanitize=fuzzer-no-link,address
+      CACHE STRING "Instruments for the fuzzer; empty where the compiler's flags do so already")
+  add_compile_options(${ORX_FUZZING_FLAGS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(${ORX_FUZZING_FLAGS})
 endif()
 # Without these settings ccache does not cache any file that includes a precompiled header.
 if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "(^|/)ccache$")

@@ -49,10 +49,6 @@ version() {
   sed -n 's/^project(ORXAccount VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt
 }
 
-fuzz_targets() {
-  find fuzz -name '*Fuzzer.cpp' -printf '%f ' | sed 's/Fuzzer\.cpp//g'
-}
-
 # Whether this user may create or write the folder.
 can_write() {
   local folder=$1

@@ -8,7 +8,6 @@
 #include <array>
 #include <charconv>
 #include <cstdlib>
-#include <ranges>
 #include <utility>
 
 #include "Failure.h"
@@ -253,8 +252,8 @@ orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& option
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
   configuration.setCaFile(options.caFile);
   // Backwards, since of two addresses for one host the first counts.
-  for (const std::string& text : std::views::reverse(options.connect)) {
-    const auto [host, address] = mapping(text);
+  for (auto text = options.connect.rbegin(); text != options.connect.rend(); ++text) {
+    const auto [host, address] = mapping(*text);
     configuration.setConnectTo(host, address);
   }
   configuration.setProxy(options.proxy);

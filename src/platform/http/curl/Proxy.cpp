@@ -42,7 +42,8 @@ std::string firstOf(std::initializer_list<const char*> variables) {
 }  // namespace
 
 std::optional<Proxy> parsedProxy(const std::string& text) {
-  const CurlURL url = parsedByCurl(text, CURLU_NON_SUPPORT_SCHEME | CURLU_GUESS_SCHEME);
+  constexpr unsigned flags = CURLU_NON_SUPPORT_SCHEME | CURLU_GUESS_SCHEME;
+  const CurlURL url = parsedByCurl(text, flags);
   if (!url) return std::nullopt;
   const auto scheme = partOf(url, CURLUPART_SCHEME).value_or("");
   Proxy proxy;
@@ -59,6 +60,11 @@ std::optional<Proxy> parsedProxy(const std::string& text) {
   curl_url_set(url.get(), CURLUPART_USER, nullptr, 0);
   curl_url_set(url.get(), CURLUPART_PASSWORD, nullptr, 0);
   proxy.url = partOf(url, CURLUPART_URL).value_or("");
+  // The host's escapes are decoded by now; what they hid may be in no name of a host, or a number
+  // that is an address.
+  const CurlURL taken = parsedByCurl(proxy.url, flags);
+  if (!taken) return std::nullopt;
+  proxy.host = partOf(taken, CURLUPART_HOST).value_or("");
   return proxy;
 }
 

@@ -1,0 +1,121 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Runs fuzz targets, one after the other, each with its dictionary and all inputs that are kept.
+
+usage: fuzz.py BUILD [--corpora | --minimise] [--jobs N] [--report] [TARGET] [SECONDS]
+
+  --corpora    reads every kept input once
+  --minimise   puts into fuzz/corpus the smallest inputs that reach what the working corpus reaches
+  --jobs N     fuzzes with N processes
+  --report     adds what was reached to the table of docs/fuzzing.md
+"""
+
+import argparse
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+REPORT = ROOT / "docs" / "fuzzing.md"
+LARGEST_INPUT = 4096
+LIMITS = ["-timeout=10", "-rss_limit_mb=2048", f"-max_len={LARGEST_INPUT}"]
+# One input for each edge: with how often each is passed, there would be ten times as many.
+SMALLEST = ["-set_cover_merge=1", "-use_counters=0"]
+# Files in memory: some targets write one for each input.
+MEMORY = "/dev/shm"
+
+
+def output_of(command, folder):
+    """What the command printed, which is shown while it runs; ends this program when it fails."""
+    environment = os.environ | ({"TMPDIR": MEMORY} if os.access(MEMORY, os.W_OK) else {})
+    lines = []
+    with subprocess.Popen([str(part) for part in command], cwd=folder, env=environment, errors="replace",
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
+        for line in process.stdout:
+            print(line, end="", flush=True)
+            lines.append(line)
+    if process.returncode != 0:
+        sys.exit(f"fuzz: {command[0]} has found something: its input lies in {folder}")
+    return "".join(lines)
+
+
+def figures_of(output):
+    """Executions, edges and features that one run has printed, with one process or several."""
+    counts = re.findall(r"#(\d+)[:\t ].*?cov: (\d+) ft: (\d+)", output)
+    executed = re.findall(r"stat::number_of_executed_units: (\d+)", output)
+    count, edges, features = counts[-1] if counts else ("0", "0", "0")
+    return int(executed[-1] if executed else count), int(edges), int(features)
+
+
+def minimise(program, folders, kept, build):
+    with tempfile.TemporaryDirectory(dir=build) as smallest:
+        output_of([program, *SMALLEST, *LIMITS, smallest, *folders], build)
+        # What people wrote keeps its name.
+        names = {path.read_bytes(): path.name for path in kept.iterdir()}
+        shutil.rmtree(kept)
+        kept.mkdir()
+        for path in Path(smallest).iterdir():
+            content = path.read_bytes()
+            (kept / names.get(content, path.name[:12])).write_bytes(content)
+
+
+def note(name, figures):
+    """Adds the executions to those of the target's row, and keeps the largest coverage."""
+    executions, edges, features = figures
+    kept = list((ROOT / "fuzz" / "corpus" / name).iterdir())
+    size = sum(path.stat().st_size for path in kept)
+    text = REPORT.read_text()
+    cell = r"([^|\n]*)"
+    row = re.search(rf"^\| `{name}` \|{cell}\|[^|\n]*\|[^|\n]*\|{cell}\|{cell}\|$", text, re.MULTILINE)
+    if row:
+        earlier = [int(number.replace(",", "")) for number in row.groups()]
+        executions, edges, features = (executions + earlier[0], max(edges, earlier[1]), max(features, earlier[2]))
+    line = f"| `{name}` | {executions:,} | {len(kept)} | {size:,} | {edges:,} | {features:,} |"
+    text = text.replace(row.group(), line) if row else text.replace("|---:|\n", f"|---:|\n{line}\n", 1)
+    # In one step, for several of these programs may run at the same time.
+    written = REPORT.with_suffix(f".{os.getpid()}")
+    written.write_text(text)
+    written.replace(REPORT)
+    print(f"{name}: {executions:,} executions in all")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("build", type=Path)
+    parser.add_argument("target", nargs="?")
+    parser.add_argument("seconds", nargs="?", type=int, default=60)
+    parser.add_argument("--corpora", action="store_true")
+    parser.add_argument("--minimise", action="store_true")
+    parser.add_argument("--report", action="store_true")
+    parser.add_argument("--jobs", type=int, default=1)
+    asked = parser.parse_intermixed_args()
+    build = asked.build.resolve()
+    names = sorted(path.name.removesuffix("Fuzzer.cpp") for path in (ROOT / "fuzz").glob("*Fuzzer.cpp"))
+    if asked.target and asked.target not in names:
+        sys.exit(f"fuzz: no target '{asked.target}'; there are: {' '.join(names)}")
+    for name in [asked.target] if asked.target else names:
+        program = build / "fuzz" / f"{name}_fuzzer"
+        kept = ROOT / "fuzz" / "corpus" / name
+        working = build / "corpus" / name
+        working.mkdir(parents=True, exist_ok=True)
+        dictionary = ROOT / "fuzz" / "dictionaries" / f"{name}.dict"
+        options = LIMITS + ([f"-dict={dictionary}"] if dictionary.exists() else [])
+        print(f"\n== {name}", flush=True)
+        if asked.minimise:
+            minimise(program, [kept, working], kept, build)
+        elif asked.corpora:
+            output_of([program, "-runs=0", *options, working, kept], build)
+        else:
+            if asked.jobs > 1:
+                options.append(f"-fork={asked.jobs}")
+            figures = figures_of(output_of([program, *options, f"-max_total_time={asked.seconds}",
+                                            "-print_final_stats=1", working, kept], build))
+            if asked.report:
+                note(name, figures)
+
+
+main()
