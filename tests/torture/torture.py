@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
-"""Kills a host application, or makes its disk fail, at every step of storing a user.
+"""Kills a host application, or makes its disk fail, at every step of storing a user, and its connections
+at every byte of a call.
 
-usage: torture.py --host PROGRAM --service PROGRAM [--full] [--report FILE] [--seed NUMBER] [PART...]
+usage: torture.py --host PROGRAM --service PROGRAM --wire-host PROGRAM [--full] [--report FILE]
+                  [--seed NUMBER] [PART...]
 
-The parts: calls, kills, moments, faults, migration, crowd. Without --full each is short. A report of
-all parts is written only when nothing failed.
+The parts: calls, kills, moments, faults, migration, crowd, wire. Without --full each is short. What has run
+is written to the report only when nothing failed.
 """
 
 import argparse
@@ -19,6 +21,7 @@ import calls
 import crowd
 import migration_trials
 import trials
+import wire
 from report import write_report
 from scenarios import Bench
 
@@ -89,6 +92,8 @@ def parts(options, pool):
                       lambda: run_trials(options, pool, migration)),
         "crowd": (f"{crowd.PROCESSES} processes of {crowd.THREADS} threads at once, some killed",
                   lambda: crowd.run(options.host, 60 if options.full else 2.5, seed)),
+        "wire": ("connections that end at every byte, proxies that are restarted",
+                 lambda: wire.run(options.wire_host, options.full)),
     }
 
 
@@ -96,6 +101,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--host", required=True)
     parser.add_argument("--service", required=True)
+    parser.add_argument("--wire-host", required=True)
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--report")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
