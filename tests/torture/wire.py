@@ -7,7 +7,7 @@ import threading
 from pathlib import Path
 
 import wire_proxies
-from wire_caller import TIMED_OUT, Caller, check_error, is_right
+from wire_caller import CONNECTION_LOST, TIMED_OUT, Caller, check_error, is_right
 from wire_server import (ANSWER, BARE, CHUNKED, FIN, HANDSHAKE, LENGTH, NOTIFY, REQUEST, RESET, SILENCE,
                          Death, Server, answer_of)
 
@@ -74,6 +74,8 @@ class Trial:
         check_error(outcome, self.host)
         if death.manner == SILENCE:
             assert outcome["error"]["code"] == TIMED_OUT and "timed out" in outcome["error"]["text"], outcome
+        elif death.stage != HANDSHAKE:
+            assert outcome["error"]["code"] == CONNECTION_LOST, outcome
 
     def check_partial(self, operation, death, number, outcome):
         """A sign-in reads what has come of its answer: a whole result block, or an error."""
