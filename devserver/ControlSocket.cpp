@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/ControlSocket.h"
 
 #include <chrono>
@@ -61,7 +62,8 @@ class ControlSocket::Server : public ListeningServer {
     Post("/accounts", [&router](Asked, Answer to, Body body) {
       answer(to, [&] { router.addAccounts(textOf(body)); });
     });
-    Post("/reset", [&router](Asked, Answer to) { answer(to, [&] { router.reset(); }); });
+    // Does not read a body: `curl -X POST` sends neither one nor its length, and would be refused.
+    Post("/reset", [&router](Asked, Answer to, Body) { answer(to, [&] { router.reset(); }); });
     Get("/requests", [&router](Asked, Answer to) {
       to.set_content(linesOf(router.log().requests()), "application/jsonl");
     });

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/DevelopmentService.h>
 #include <pages/Pages.h>
 #include <poll.h>
@@ -24,8 +25,9 @@ constexpr int kUsageError = 2;
 constexpr int kCannotServe = 1;
 
 constexpr const char* kReady =
-    "It prints one line of JSON when it is ready: the port, the file with the certificate of its\n"
-    "authority, and the hosts that it answers for. It ends on SIGTERM or SIGINT.";
+    "It prints one line of JSON when it is ready: the port, the file with the\n"
+    "certificate of its authority, and the hosts that it answers for. It ends on\n"
+    "SIGTERM or SIGINT.";
 
 pages::Manual manual() {
   return {.version = ORX_VERSION,

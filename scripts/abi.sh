@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Whether programs that were built against the recorded interface run with this one; sourced by
 # ./dev.
 
@@ -55,7 +56,7 @@ record_symbols() {
 }
 
 abi() {
-  local library=build/package/src/liborxaccount.so version
+  local library=build/package/src/liborxaccount.so list
   require_packages "${build_packages[@]}" "${abi_packages[@]}"
   configure package
   build package orxaccount_shared
@@ -64,8 +65,8 @@ abi() {
     compare_abi "$abi_record" "$library" "$abi_headers"
     return
   fi
-  version=$(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
-  say "recording the interface of $version in $abi_record and debian/liborxaccount${version%%.*}.symbols"
+  list=debian/liborxaccount$(version | cut -d. -f1).symbols
+  say "recording the interface of $(version) in $abi_record and $list"
   describe_abi "$library" "$abi_headers" >"$abi_record"
-  record_symbols "$library" "debian/liborxaccount${version%%.*}.symbols" "$version"
+  record_symbols "$library" "$list" "$(version)"
 }

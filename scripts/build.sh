@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Configuring, building and testing one preset of CMakePresets.json; sourced by ./dev.
 
 say() { printf '\n== %s\n' "$*"; }
@@ -42,6 +43,10 @@ run_ctest() {
 # Prints the C++ files of the project, one a line.
 sources() {
   find include src devserver tools examples fuzz tests bench -name '*.cpp' -o -name '*.h' | sort
+}
+
+version() {
+  sed -n 's/^project(ORXAccount VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt
 }
 
 fuzz_targets() {

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Debian packages, and a fresh machine that they are installed on; sourced by ./dev.
 
 package_packages=(debhelper lintian mmdebstrap)
@@ -8,12 +9,24 @@ build_packages_from_clean_tree() {
   rm -rf "$place"
   mkdir -p "$place/source"
   git ls-files -z | xargs -0 cp --parents -t "$place/source"
-  (cd "$place/source" && dpkg-buildpackage --build=binary --no-sign)
+  (
+    cd "$place/source"
+    if command -v ccache >/dev/null; then
+      # The build gets another home, in which ccache would find nothing.
+      export CCACHE_DIR CMAKE_CXX_COMPILER_LAUNCHER=ccache
+      CCACHE_DIR=$(ccache --get-config cache_dir)
+    fi
+    dpkg-buildpackage --build=binary --no-sign
+  )
 }
 
 package() {
-  local place=build/debian
+  local place=build/debian packaged
   require_packages "${build_packages[@]}" "${package_packages[@]}"
+  packaged=$(dpkg-parsechangelog --show-field Version)
+  # What stands behind the hyphen counts the packages of one version.
+  [[ ${packaged%-*} == "$(version)" ]] ||
+    fail "debian/changelog is of version $packaged, CMakeLists.txt of $(version)"
   say "building packages"
   build_packages_from_clean_tree "$place"
   say "checking them with lintian"

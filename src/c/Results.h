@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <ORXAccount/ORVAAccountUser.h>
@@ -21,6 +22,7 @@ struct orx_user {
   const std::shared_ptr<orx::ORVAAccountUser> record;
   const orx::c::Document info;
   const std::optional<std::string> country;
+  const bool isChina;
   const std::optional<std::string> pictureURL;
   // Of those who are to release it.
   mutable std::atomic<std::size_t> owners = 1;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "c/Texts.h"
 
 #include <cerrno>
@@ -47,12 +48,6 @@ std::string jsonOf(const Value& value) {
   }
 }
 
-std::optional<std::string> textOf(const Value& value) {
-  auto text = value.text();
-  if (text) text = validUTF8(*text);
-  return text;
-}
-
 }  // namespace
 
 std::optional<std::string_view> optionalText(const char* text, std::string_view what) {
@@ -89,6 +84,12 @@ std::string validUTF8(std::string_view text) {
     appendCharacter(character.value_or(replacement), valid);
   }
   return valid;
+}
+
+std::optional<std::string> textOf(const Value& value) {
+  auto text = value.text();
+  if (text) text = validUTF8(*text);
+  return text;
 }
 
 Document::Document(const Value& value) : json(jsonOf(value)), text(textOf(value)) {

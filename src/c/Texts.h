@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <ORXAccount/platform/Value.h>
@@ -25,6 +26,9 @@ Dictionary parametersIn(const char* json);
 
 // The text with U+FFFD for each byte that is not UTF-8.
 std::string validUTF8(std::string_view text);
+
+// The text that stands for a value, and absent for what has none, all of it UTF-8.
+std::optional<std::string> textOf(const Value& value);
 
 // A value as a caller in C reads it. Made once, since what gives out a text must not need memory.
 struct Document {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/platform/NotificationCenter.h>
 
@@ -13,7 +14,7 @@ namespace orx::c {
 
 namespace {
 
-std::optional<std::string> addressOf(const std::optional<URL>& url) {
+std::optional<std::string> textOf(const std::optional<URL>& url) {
   return url ? std::optional(url->absoluteString()) : std::nullopt;
 }
 
@@ -38,8 +39,9 @@ using namespace orx::c;
 orx_user::orx_user(std::shared_ptr<orx::ORVAAccountUser> aRecord)
     : record(std::move(aRecord)),
       info(record->userInfo() ? orx::Value(*record->userInfo()) : orx::Value()),
-      country(record->country()),
-      pictureURL(addressOf(record->pictureURL())) {}
+      country(textOf(record->country())),
+      isChina(record->isCNServer()),
+      pictureURL(textOf(record->pictureURL())) {}
 
 orx_error* orx_current_user(orx_user** user) {
   return guarded([&] { placeOf(user) = handleOf(orx::ORVAAccountUser::currentUser()).release(); });
@@ -58,9 +60,7 @@ const char* orx_user_picture_url(const orx_user* user) {
   return user == nullptr ? nullptr : pointerTo(user->pictureURL);
 }
 
-int orx_user_is_china(const orx_user* user) {
-  return user != nullptr && user->record->isCNServer() ? 1 : 0;
-}
+int orx_user_is_china(const orx_user* user) { return user != nullptr && user->isChina ? 1 : 0; }
 
 orx_user* orx_user_retain(const orx_user* user) {
   if (user != nullptr) ++user->owners;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORVAAccountUser.h>
 
 #include <cerrno>
@@ -60,6 +61,12 @@ TEST_F(CUser, TakesItsRegionForAMissingCountry) {
   EXPECT_STREQ(orx_user_text(user.get(), ORX_COUNTRY), "CHN");
   EXPECT_EQ(orx_user_is_china(user.get()), 1);
   EXPECT_EQ(orx_user_is_china(userWith(Dictionary{{"country", "TWN"}}).get()), 0);
+}
+
+TEST_F(CUser, HasACountryOfUTF8WhateverIsInTheRecord) {
+  const User user = userWith(Dictionary{{"country", ""}, {"region", "a\xFF"}});
+  EXPECT_STREQ(orx_user_text(user.get(), "region"), "a\uFFFD");
+  EXPECT_STREQ(orx_user_text(user.get(), ORX_COUNTRY), "a\uFFFD");
 }
 
 TEST_F(CUser, HasNoFieldsWhereTheRecordHasNone) {

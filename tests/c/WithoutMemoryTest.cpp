@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountUser.h>
 
@@ -70,6 +71,21 @@ TEST_F(CWithoutMemory, GivesWholeHandlesOrAnError) {
   orx_result_release(std::exchange(result, nullptr));
   withEachAllocationFailing([&] { return orx_json_object(texts.data(), &result); }, isWhole);
   EXPECT_STREQ(orx_result_text(Result(result).get(), "login"), texts[1]);
+}
+
+TEST(CUserWithoutMemory, TellsOfTheCountry) {
+  const char* const country = "a country of more than sixteen letters";
+  const auto user =
+      orx::c::handleOf(ORVAAccountUser::initWithUserInfo(Dictionary{{"country", country}}));
+  const char* text = nullptr;
+  int isChina = 1;
+  const auto [threw, hasFailed] = withFailingAllocation(0, [&] {
+    isChina = orx_user_is_china(user.get());
+    text = orx_user_text(user.get(), ORX_COUNTRY);
+  });
+  EXPECT_FALSE(threw);
+  EXPECT_EQ(isChina, 0);
+  EXPECT_STREQ(text, country);
 }
 
 TEST(CRefusalWithoutMemory, IsAnErrorAllTheSame) {

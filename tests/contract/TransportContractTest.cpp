@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What callers of startTransfer() rely on, whatever library implements it.
 #include <gmock/gmock.h>
 
@@ -119,6 +120,15 @@ TEST(TransportContract, TakesNoCutForTheEndOfABodyWithoutLength) {
     ASSERT_NE(outcome.error, nullptr);
     EXPECT_EQ(outcome.error->code(), NSURLErrorNetworkConnectionLost);
   }
+}
+
+TEST(TransportContract, TakesNoCutForTheEndOfABodyWhoseCodingHasNoEndEither) {
+  const std::string bytes = "HTTP/1.1 200 OK\r\nTransfer-Encoding: identity\r\n\r\n0123";
+  TLSTestServer closing({host}, Answer{.bytes = bytes, .end = End::close});
+  EXPECT_EQ(call(closing.configuration(), getRequest("https://one.example/")).text(), "0123");
+  TLSTestServer cutting({host}, Answer{.bytes = bytes, .end = End::cut});
+  EXPECT_EQ(call(cutting.configuration(), getRequest("https://one.example/")).errorCode(),
+            NSURLErrorNetworkConnectionLost);
 }
 
 TEST(TransportContract, TakesABodyOfItsLengthThoughTheConnectionIsCutAfterIt) {

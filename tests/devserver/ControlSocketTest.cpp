@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -60,7 +61,7 @@ TEST_F(Control, AddsAccountsListsRequestsAndResets) {
   EXPECT_NE(seen.body.find("\"operation\":\"w000000011\""), std::string::npos);
   EXPECT_EQ(ask("POST", "/reset"), 204);
   EXPECT_EQ(signIn(), "0");
-  EXPECT_EQ(ask("POST", "/elsewhere"), 404);
+  EXPECT_EQ(ask("POST", "/elsewhere", "[]"), 404);
 }
 
 TEST_F(Control, TakesAsMuchAsAFileHolds) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/ServiceClient.h"
 
 #include <curl/curl.h>
@@ -113,7 +114,13 @@ Reply overSocket(const std::filesystem::path& socket, const std::string& method,
   Reply reply;
   configure(handle.get(), "", nullptr, reply);
   curl_easy_setopt(handle.get(), CURLOPT_UNIX_SOCKET_PATH, socket.c_str());
-  ask(handle.get(), method, url, body, nullptr);
+  if (body.empty()) {
+    // As `curl -X` asks: without a body, and without its length.
+    curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(handle.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
+  } else {
+    ask(handle.get(), method, url, body, nullptr);
+  }
   reply.transport = curl_easy_perform(handle.get());
   curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &reply.status);
   return reply;

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A host project builds against the installed package, and its program signs in.
 
 usage: install_test.py install BUILD PREFIX
@@ -78,6 +79,8 @@ def build_as_subproject(folder):
     run("cmake", "-S", HERE / "subproject", "-B", folder, "-G", "Ninja", f"-DORXACCOUNT={ROOT}",
         f"-DSOURCE={PROGRAM}", "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_UNITY_BUILD=ON",
         "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON",
+        *(f"-DCMAKE_DISABLE_FIND_PACKAGE_{name}=ON"  # which programs and tests need alone
+          for name in ("CLI11", "nlohmann_json", "SQLite3", "PNG", "JPEG", "GTest", "Python3")),
         f"-DCMAKE_CXX_FLAGS={flags['CXXFLAGS']} {flags['CPPFLAGS']} -U_FORTIFY_SOURCE "
         "-D_FORTIFY_SOURCE=3", f"-DCMAKE_SHARED_LINKER_FLAGS={flags['LDFLAGS']}")
     targets = run("cmake", "--build", folder, "--target", "help", capture_output=True).stdout

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """On a fresh Debian the packages install, README's program and one in C are built against them and sign in
 at the packaged development service, the example of a host's tests passes, and nothing is left after they are
 removed.
@@ -6,6 +7,7 @@ removed.
 usage: package_test.py FOLDER-OF-PACKAGES
 """
 
+import json
 import shutil
 import subprocess
 import sys
@@ -61,7 +63,17 @@ diff before after
 """
 
 
+def check_what_is_loaded(bill):
+    """No linker knows of what the library loads by name, so its package has to name that by itself."""
+    needed = next(entry["dependsOn"] for entry in bill["dependencies"]
+                  if entry["ref"].startswith("pkg:deb/debian/liborxaccount1@"))
+    for library in ("libcurl4", "libssl3"):
+        if not any(name.startswith(f"pkg:deb/debian/{library}@") for name in needed):
+            raise SystemExit(f"liborxaccount1 does not depend on {library}")
+
+
 def main():
+    check_what_is_loaded(json.loads((Path(sys.argv[1]) / "orxaccount.cdx.json").read_text()))
     packages = sorted(Path(sys.argv[1]).glob("*.deb"))
     packages = [package for package in packages if "-dbgsym_" not in package.name]
     if len(packages) != len(PACKAGES):

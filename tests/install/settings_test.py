@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compiles sources with the settings of other builds, every warning an error: those that such a setting has
 refused before, and the whole library as one unit. `./dev compilers` builds everything with all of them."""
 
@@ -67,7 +68,9 @@ class Settings(unittest.TestCase):
                                 "-D_GLIBCXX_DEBUG", "-D_GLIBCXX_DEBUG_PEDANTIC")
 
     def test_one_unit(self):
-        sources = sorted((ROOT / "src").rglob("*.cpp"))
+        # Each library has one of two files; the static one is linked with libcurl.
+        sources = [source for source in sorted((ROOT / "src").rglob("*.cpp"))
+                   if source.name != "LinkedCurl.cpp"]
         self.assertGreater(len(sources), 50)
         with tempfile.TemporaryDirectory() as folder:
             unit = Path(folder, "unit.cpp")

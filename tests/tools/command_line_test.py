@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The command line as its users and their scripts meet it.
 
 usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM --service PROGRAM
@@ -216,6 +217,14 @@ class Answers(CommandLine):
                 done = self.expect(3, "--json", *command)
                 error = json.loads(done.stdout)["error"]
                 self.assertEqual((error["domain"], error["code"]), ("NSURLErrorDomain", -1004))
+
+    def test_a_list_without_an_answer_says_that_the_application_may_be_unknown(self):
+        done = self.expect(1, "countries", ORXACCOUNT_APP_KEY="another")
+        self.assertIn("application's ID and key", done.stderr)
+
+    def test_the_status_names_the_version(self):
+        version = json.loads(self.expect(0, "--version", "--json").stdout)["orxaccount"]
+        self.assertEqual(json.loads(self.expect(0, "status", "--json").stdout)["version"], version)
 
     def test_a_picture_is_named_after_the_customer(self):
         customer = json.loads(self.sign_up().stdout)["cus_id"]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """What people read about the command line, and what their shells complete.
 
 usage: pages_test.py --orxaccount PROGRAM --devserver PROGRAM
@@ -12,6 +13,7 @@ import shutil
 import subprocess
 import sys
 
+import support
 from support import WAIT, CommandLine, Terminal, main
 
 GLOBAL_OPTIONS = ("--app-key-file", "--ca-file", "--connect", "--json", "--max-time", "--proxy", "--show-ticket",
@@ -44,6 +46,9 @@ class Help(CommandLine):
                                  self.expect(0, command, "--help").stdout)
 
     def test_fits_lines_of_eighty_letters(self):
+        shown = subprocess.run([support.programs.devserver, "--help"], check=True, text=True,
+                               capture_output=True).stdout
+        self.assertEqual([line for line in shown.splitlines() if len(line) > 80], [])
         for command in self.commands():
             shown = self.expect(0, "help", command).stdout + self.expect(0, "help").stdout
             self.assertEqual([line for line in shown.splitlines() if len(line) > 80], [])
@@ -88,6 +93,12 @@ class UnknownWord(CommandLine):
 
     def test_behind_a_command_that_takes_none_is_named(self):
         self.assertIn("whoami takes no argument 'me'", self.told("whoami", "me"))
+
+    def test_of_a_program_without_commands_is_named_once(self):
+        for word in ("--prt", "me"):
+            done = subprocess.run([support.programs.devserver, word], text=True, capture_output=True)
+            self.assertEqual(done.returncode, 2)
+            self.assertEqual(done.stderr.count("orxaccount-devserver"), 1, done.stderr)
 
 
 class Versions(CommandLine):

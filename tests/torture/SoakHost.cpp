@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host application of many threads that do everything at once: sign in and out, fetch data, lists
 // and pictures, observe and look. soak.py runs it against a development service with faults that
 // change, and watches it. As "soak_host CA PORT SECONDS ACCOUNTS" it ends with one line of JSON:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host application that makes calls to a server which wire.py runs, and reports what came of
 // them. As "wire_host certificates FOLDER" it writes the certificates for that server. As
 // "wire_host calls FOLDER PORT MILLISECONDS" it reads a call a line, "NUMBER OPERATION", starts it

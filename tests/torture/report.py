@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writes docs/torture.md, the report of the last run of each part."""
 
 import datetime

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Many threads that do everything at once for a long time, against a service whose faults change."""
 
 import http.client

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Kills a host application, or makes its disk fail, at every step of storing a user, and its connections
 at every byte of a call.
 

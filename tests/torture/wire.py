@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Calls over connections that end at every byte, and through proxies that are restarted."""
 
 import queue

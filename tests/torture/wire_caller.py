@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The host program that makes the calls (WireHost.cpp), and what may come of one."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Calls through nginx and haproxy that are restarted under them, to a server that answers in every way."""
 
 import shutil

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A server over TLS whose connections end at a chosen byte, in a chosen manner."""
 
 import re

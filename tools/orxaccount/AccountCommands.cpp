@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORXAccount.h>
 
 #include <memory>
@@ -114,7 +115,7 @@ void runStatus(const GlobalOptions& options) {
     return line.empty() ? orx::Value(nullptr) : orx::Value(line);
   };
   Output(options).printFields(
-      {{"version", ORXAccountVersionNumber},
+      {{"version", ORX_VERSION},
        {"signedIn", user != nullptr},
        {"login", user ? user->login() : std::nullopt},
        {"identifier", options.identifier},

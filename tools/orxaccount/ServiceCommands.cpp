@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORXAccount.h>
 
 #include <memory>
@@ -22,7 +23,11 @@ void runList(const GlobalOptions& options, const Start& start) {
   if (result->returnData().isNull()) {
     if (result->transferError()) throw failureOf(result->transferError());
     const std::string words = result->resultDescription().value_or("");
-    throw Failure{ExitCode::Refused, words.empty() ? "the answer holds no list" : words};
+    throw Failure{ExitCode::Refused,
+                  words.empty()
+                      ? "the answer holds no list: the service knows none of this name, or "
+                        "does not know the application's ID and key"
+                      : words};
   }
   Output(options).printValue("list", result->returnData());
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <cstdlib>
 #include <numeric>
@@ -56,7 +57,8 @@ std::string unknownOption(const CLI::App& app, const std::string& argument) {
   std::vector<std::string> known;
   appendNames(optionsOf(command), known);
   if (!parsed.empty()) appendNames(optionsOf(app), known);
-  return command.get_name() + " has no option " + name + suggestion(name, known);
+  return (parsed.empty() ? "there is no option " : command.get_name() + " has no option ") + name +
+         suggestion(name, known);
 }
 
 }  // namespace
@@ -78,8 +80,9 @@ std::string explanation(const CLI::App& app, const CLI::ParseError& error) {
   if (word.size() > 1 && word.front() == '-') return unknownOption(app, word);
   const auto parsed = app.get_subcommands();
   if (parsed.empty() && !commandsOf(app).empty()) return unknownCommand(app, word);
-  const CLI::App& command = parsed.empty() ? app : *parsed.back();
-  return command.get_name() + " takes no argument '" + word + '\'';
+  return (parsed.empty() ? "there is no argument '"
+                         : parsed.back()->get_name() + " takes no argument '") +
+         word + '\'';
 }
 
 }  // namespace pages

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Networks that lead nowhere: each gives an error that names the stage, the host and the cause.
 #include <ORXAccount/DevelopmentService.h>
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 
 #include "platform/base/Limits.h"
@@ -142,6 +143,17 @@ TEST(Redirect, GoesOnAsAGetWithoutBodyWhenAPostIsMoved) {
     EXPECT_FALSE(last.header("Content-Length").has_value());
     EXPECT_EQ(last.serverName, "two.example");
   }
+}
+
+TEST(Redirect, GivesTheWholeReplyThatAPostIsLedToThoughTheRedirectWasCutOff) {
+  TLSTestServer server(hosts, [](const Request& request) {
+    if (request.target == "/there") return Answer::reply(200, "there");
+    return Answer{.bytes = "HTTP/1.1 303 See Other\r\nLocation: /there\r\n\r\nmoved",
+                  .end = TLSTestServer::End::cut};
+  });
+  const Outcome outcome = call(server.configuration(), postRequest("https://one.example/", "b"));
+  EXPECT_EQ(outcome.error, nullptr) << description(outcome);
+  EXPECT_EQ(outcome.text(), "there");
 }
 
 TEST(Redirect, FollowsAGetAfterTheFiveStatusesThatSendElsewhere) {

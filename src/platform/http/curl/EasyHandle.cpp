@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/curl/EasyHandle.h"
 
 #include <openssl/ssl.h>
@@ -133,7 +134,6 @@ void EasyHandle::setClient(Client* client) {
   client_ = client;
   // libcurl writes here only when it fails with words; else the last transfer's would be reported.
   errorText_.front() = '\0';
-  endWasAnnounced_ = true;
 }
 
 // ---- Once for a configuration. ----
@@ -258,6 +258,7 @@ void EasyHandle::setCallbacks(SocketRegistry& sockets) {
 
 void EasyHandle::setRequest(const URLRequest& request, const std::string& url, long redirectsLeft,
                             bool needsFreshConnection) {
+  announcedEnd_.reset();
   setURL(url);
   setHeaderLines(request);
   if (request.httpBody) {
@@ -324,7 +325,7 @@ void EasyHandle::keepConnection(bool allowed) {
 }
 
 void EasyHandle::watchForEnd() {
-  if (SSL* tls = tlsConnectionOf(curl_)) watchForAnnouncedEnd(*tls, endWasAnnounced_);
+  if (SSL* tls = tlsConnectionOf(curl_)) announcedEnd_ = watchForAnnouncedEnd(*tls);
 }
 
 void EasyHandle::endBeforeRequest(bool wanted) {

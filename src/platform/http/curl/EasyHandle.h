@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <curl/curl.h>
@@ -86,8 +87,9 @@ class EasyHandle {
   // For a reply that ends with its connection, which libcurl then closes: notes from here on
   // whether the server announces that end.
   void watchForEnd();
-  // False when it has not. Without watchForEnd(), and where the TLS library does not tell, true.
-  bool endWasAnnounced() const { return endWasAnnounced_; }
+  // False when it has not. Without watchForEnd() since the last setRequest(), and where the TLS
+  // library does not tell, true.
+  bool endWasAnnounced() const { return !announcedEnd_ || *announcedEnd_; }
 
   // Lets libcurl end the transfer before the request leaves. To be turned on in onPrerequest():
   // libcurl hands a connection that was made with this on to no other transfer. And to be turned
@@ -122,7 +124,7 @@ class EasyHandle {
   CURL* curl_ = nullptr;
   Client* client_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
-  bool endWasAnnounced_ = true;
+  std::shared_ptr<const bool> announcedEnd_;  // of the reply to the last request
 
   // What it is set up for, and a list that libcurl does not copy.
   std::optional<URLSessionConfiguration> configuration_;

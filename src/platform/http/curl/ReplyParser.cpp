@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/curl/ReplyParser.h"
 
 #include <strings.h>
@@ -40,6 +41,11 @@ std::optional<std::string_view> valueOf(std::string_view line, std::string_view 
   return line;
 }
 
+bool names(std::string_view codings, std::string_view coding) {
+  const auto areAlike = [](char left, char right) { return strncasecmp(&left, &right, 1) == 0; };
+  return !std::ranges::search(codings, coding, areAlike).empty();
+}
+
 }  // namespace
 
 ReplyParser::Next ReplyParser::takeHeaderLine(std::string_view line, bool followsRedirects) {
@@ -64,8 +70,9 @@ void ReplyParser::takeField(std::string_view line) {
   } else if (const auto length = valueOf(line, "Content-Length:")) {
     reply_.announcesBody = true;
     readNumber(*length, reply_.announcedSize);
-  } else if (valueOf(line, "Transfer-Encoding:")) {
-    reply_.isEncoded = true;
+  } else if (const auto codings = valueOf(line, "Transfer-Encoding:")) {
+    // After any other coding the body ends with the connection all the same.
+    if (names(*codings, "chunked")) reply_.isChunked = true;
   } else if (const auto location = valueOf(line, "Location:")) {
     // libcurl passes over an empty one and goes where the next one says.
     if (!location->empty()) reply_.namesLocation = true;
@@ -92,7 +99,7 @@ bool ReplyParser::isNoRedirect() const {
 
 bool ReplyParser::endsWithConnection() const {
   const bool hasNoBody = reply_.statusCode == noContent || reply_.statusCode == notModified;
-  return reply_.headIsComplete && !hasNoBody && !reply_.announcesBody && !reply_.isEncoded;
+  return reply_.headIsComplete && !hasNoBody && !reply_.announcesBody && !reply_.isChunked;
 }
 
 bool ReplyParser::takeBody(std::string_view piece) {

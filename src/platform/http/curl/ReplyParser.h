@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstddef>
@@ -50,7 +51,7 @@ class ReplyParser {
     bool isUnknown1xx = false;
     bool namesLocation = false;
     bool announcesBody = false;
-    bool isEncoded = false;  // mostly in chunks, of which the last one is marked
+    bool isChunked = false;  // the last chunk is marked
     std::size_t announcedSize = 0;
     std::vector<std::uint8_t> body;
   };

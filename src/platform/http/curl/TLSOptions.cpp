@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/curl/TLSOptions.h"
 
 #include <openssl/x509v3.h>
 #include <unistd.h>
 
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include "platform/http/curl/CurlOption.h"
@@ -14,9 +16,18 @@ namespace {
 // Of TLS 1.2; those of TLS 1.3 are all of this kind.
 constexpr const char* ciphers = "kEECDH:kEDH:!aNULL:!eNULL:!SHA1";
 
-// Where OpenSSL keeps watchForAnnouncedEnd()'s answer; the place for an application's own data is
-// libcurl's. Set once, before there is a connection.
+// What a connection holds for watchForAnnouncedEnd(). libcurl may keep a connection, to say goodbye
+// on it, for longer than whoever asked, so it owns the answer too.
+using AnnouncedEnd = std::shared_ptr<bool>;
+
+// Where OpenSSL keeps it; the place for an application's own data is libcurl's. Set once, before
+// there is a connection.
 int announcedEndIndex = -1;
+
+// Called by OpenSSL at the end of each connection, the host's own too, which hold none.
+void freeAnnouncedEnd(void*, void* announced, CRYPTO_EX_DATA*, int, long, void*) noexcept {
+  delete static_cast<AnnouncedEnd*>(announced);
+}
 
 struct FreeNames {
   void operator()(GENERAL_NAMES* names) const { GENERAL_NAMES_free(names); }
@@ -46,8 +57,8 @@ int acceptCertificate(int isFine, X509_STORE_CTX* verification) {
 // Called by OpenSSL at each step of a connection, and for each alert.
 void noteAnnouncedEnd(const SSL* connection, int step, int alert) noexcept {
   if (step != SSL_CB_READ_ALERT || (alert & 0xFF) != SSL_AD_CLOSE_NOTIFY) return;
-  auto* announced = static_cast<bool*>(SSL_get_ex_data(connection, announcedEndIndex));
-  if (announced != nullptr) *announced = true;
+  const void* announced = SSL_get_ex_data(connection, announcedEndIndex);
+  if (announced != nullptr) **static_cast<const AnnouncedEnd*>(announced) = true;
 }
 
 // Called by libcurl once it has set up a connection's TLS.
@@ -90,8 +101,14 @@ SSL* tlsConnectionOf(CURL* curl) {
   return isOpenSSL ? static_cast<SSL*>(session->internals) : nullptr;
 }
 
-void watchForAnnouncedEnd(SSL& connection, bool& announced) {
-  announced = SSL_set_ex_data(&connection, announcedEndIndex, &announced) == 0;
+std::shared_ptr<const bool> watchForAnnouncedEnd(SSL& connection) noexcept {
+  try {
+    auto announced = std::make_unique<AnnouncedEnd>(std::make_shared<bool>(false));
+    if (SSL_set_ex_data(&connection, announcedEndIndex, announced.get()) == 0) return nullptr;
+    return *announced.release();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 // Taking the variable out of the environment would move the others while the host's threads read
@@ -106,7 +123,7 @@ void initialiseCurlWithoutKeyLog() {
     break;
   }
   curl_global_init(CURL_GLOBAL_DEFAULT);
-  announcedEndIndex = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+  announcedEndIndex = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, &freeAnnouncedEnd);
   if (hidden == nullptr) return;
   // Looked for anew, since the host may have changed other variables.
   for (char** variable = environ; *variable != nullptr; ++variable) {

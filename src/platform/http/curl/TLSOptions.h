@@ -1,7 +1,10 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <curl/curl.h>
 #include <openssl/ssl.h>
+
+#include <memory>
 
 namespace orx::platform {
 
@@ -15,10 +18,9 @@ void setTLSOptions(CURL* curl);
 // libcurl uses another TLS library than OpenSSL.
 SSL* tlsConnectionOf(CURL* curl);
 
-// `announced` becomes false, and true once the peer has said that it sends no more (close_notify),
-// which nobody else on the way can say. It must live as long as the connection. Where there is no
-// memory to find out, it is true.
-void watchForAnnouncedEnd(SSL& connection, bool& announced);
+// False, and true once the peer has said that it sends no more (close_notify), which nobody else on
+// the way can say. Null where there is no memory to find out. Once for a connection.
+std::shared_ptr<const bool> watchForAnnouncedEnd(SSL& connection) noexcept;
 
 // curl_global_init(), which else makes the file that SSLKEYLOGFILE names, in a program with more
 // rights than its user (set-user-ID) too.
