@@ -15,6 +15,7 @@ test_packages=(
   dbus gnome-keyring chromium chromium-driver libnss3-tools binutils dpkg-dev groff-base zsh fish
   abigail-tools doxygen
 )
+torture_packages=(haproxy)
 fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev libplist-dev)
 bench_packages=(nginx libboost1.81-dev ca-certificates binutils libpcre2-dev libplist-dev valgrind)
 docs_packages=(doxygen python3)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Writes docs/torture.md, the report of the last whole run."""
+"""Writes docs/torture.md, the report of the last run of each part."""
 
 import datetime
 import os
@@ -19,16 +19,37 @@ step of what it stores (`tests/torture/`). After each incident:
 While the user moves between the keyring and the file, the same must hold for the keyring's items and for
 the file, which holds the item or the note where it is, whether or not the next process finds a service.
 There the messages to the service fail too, and some of the states at the start were left by an earlier
-version. The report is written only when nothing has failed. `./dev test` runs a short form.
+version.
 
-| part | what | how many | seconds |
-|---|---|---:|---:|
+On the wire, connections end in the handshake, after each byte of a request and after each byte of its
+answer, by FIN, RST or silence, new ones and kept ones; nginx and haproxy are reloaded, and stopped and
+started, in the middle of the calls. No request arrives twice, each handler is called once, and each outcome
+is the right answer or an error that names the stage, the host and the cause.
+
+A part's row is written only when nothing has failed in it. `./dev test` runs a short form.
+
+| part | what | how many | seconds | date | seed |
+|---|---|---:|---:|---|---:|
 """
 
 
+def rows_of(text):
+    """The rows of an earlier report, by the name of their part."""
+    rows = {}
+    for line in text.splitlines():
+        cells = [cell.strip() for cell in line.strip("|").split("|")]
+        if line.startswith("| ") and len(cells) == 6 and cells[0] != "part":
+            rows[cells[0]] = cells
+    return rows
+
+
 def write_report(path, seed, results):
-    rows = "".join(f"| {name} | {what} | {number} | {seconds:.0f} |\n"
-                   for name, what, number, seconds in results)
-    machine = f"{os.cpu_count()} cores, {platform.system()} {platform.release()}"
+    """Replaces the rows of the parts that have run."""
+    report = Path(path)
+    rows = rows_of(report.read_text()) if report.exists() else {}
     today = datetime.date.today().isoformat()
-    Path(path).write_text(f"{HEAD}{rows}\n{today}, {machine}, seed {seed}.\n")
+    for name, what, number, seconds in results:
+        rows[name] = [name, what, str(number), f"{seconds:.0f}", today, str(seed)]
+    machine = f"{os.cpu_count()} cores, {platform.system()} {platform.release()}"
+    table = "".join("| " + " | ".join(cells) + " |\n" for cells in rows.values())
+    report.write_text(f"{HEAD}{table}\nThe latest on {machine}.\n")

@@ -1,11 +1,15 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Kills a host application, or makes its disk fail, at every step of storing a user.
+"""Kills a host application, or makes its disk fail, at every step of storing a user, and its connections
+at every byte of a call.
 
-usage: torture.py --host PROGRAM --service PROGRAM [--full] [--report FILE] [--seed NUMBER] [PART...]
+usage: torture.py --host PROGRAM --service PROGRAM --wire-host PROGRAM [--full] [--report FILE]
+                  --soak-host PROGRAM --devserver PROGRAM [--seed NUMBER] [--seconds NUMBER]
+                  [--sanitized] [PART...]
 
-The parts: calls, kills, moments, faults, migration, crowd. Without --full each is short. A report of
-all parts is written only when nothing failed.
+The parts: calls, kills, moments, faults, migration, crowd, wire, and soak, which runs only when it is named,
+for --seconds or for the minutes that follow it. Without --full each is short. What has run is written to
+the report only when nothing failed.
 """
 
 import argparse
@@ -19,7 +23,9 @@ import time
 import calls
 import crowd
 import migration_trials
+import soak
 import trials
+import wire
 from report import write_report
 from scenarios import Bench
 
@@ -90,18 +96,37 @@ def parts(options, pool):
                       lambda: run_trials(options, pool, migration)),
         "crowd": (f"{crowd.PROCESSES} processes of {crowd.THREADS} threads at once, some killed",
                   lambda: crowd.run(options.host, 60 if options.full else 2.5, seed)),
+        "wire": ("connections that end at every byte, proxies that are restarted",
+                 lambda: wire.run(options.wire_host, options.full)),
+        "soak": (f"32 threads that do everything at once for {options.seconds / 60:g} minutes",
+                 lambda: soak.run(options.soak_host, options.devserver, options.seconds, seed,
+                                  options.sanitized)),
     }
 
 
-def main():
+def read_options():
     parser = argparse.ArgumentParser()
     parser.add_argument("--host", required=True)
     parser.add_argument("--service", required=True)
+    parser.add_argument("--wire-host", required=True)
+    parser.add_argument("--soak-host", required=True)
+    parser.add_argument("--devserver", required=True)
+    parser.add_argument("--seconds", type=float, default=3600)
+    parser.add_argument("--sanitized", action="store_true")
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--report")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("parts", nargs="*", metavar="PART")
     options = parser.parse_args()
+    # "soak 3" is a soak of three minutes.
+    if options.parts[:1] == ["soak"] and len(options.parts) == 2:
+        options.seconds = 60 * float(options.parts.pop())
+    options.parts = options.parts or ["calls", "kills", "moments", "faults", "migration", "crowd", "wire"]
+    return options
+
+
+def main():
+    options = read_options()
     print(f"seed {options.seed}", flush=True)
     signal.signal(signal.SIGTERM, end_in_order)
     results = []
@@ -109,7 +134,7 @@ def main():
     context = multiprocessing.get_context("fork")
     with context.Pool(os.cpu_count(), begin_worker, [options.host, options.service]) as pool:
         for name, (description, run) in parts(options, pool).items():
-            if options.parts and name not in options.parts:
+            if name not in options.parts:
                 continue
             began = time.monotonic()
             number, complaints = run()

@@ -74,7 +74,7 @@ TEST(InterimReply, IsForgottenWhenTheReplyComes) {
 
 TEST(InterimReply, DoesNotStandInForAReplyThatBreaksOff) {
   const Outcome outcome = answered(interim(199, "HTTP/1.1 200 OK\r\nContent-Len"));
-  EXPECT_EQ(outcome.errorCode(), NSURLErrorBadServerResponse);
+  EXPECT_EQ(outcome.errorCode(), NSURLErrorNetworkConnectionLost);
   EXPECT_EQ(outcome.statusCode, 0);
 }
 

@@ -298,6 +298,10 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
     // The request has left, so the connection that cannot be made is one that libcurl wanted in
     // order to send it again. To the caller the first connection was lost.
     failure.code = CURLE_SEND_FAIL_REWIND;
+  } else if (code == CURLE_WEIRD_SERVER_REPLY && failure.detail.empty()) {
+    // libcurl says nothing more only where the head breaks off.
+    failure.code = CURLE_PARTIAL_FILE;
+    failure.detail = "the connection ended within the head of the answer";
   } else if (wasRepeated_ && code == CURLE_SEND_ERROR) {
     // libcurl only says how often it has tried, which is no help to the caller.
     const bool hasLeft = easy_->number(CURLINFO_REQUEST_SIZE) > sending_.value_or(Sending{}).bytes;

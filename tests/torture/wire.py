@@ -1,0 +1,150 @@
+# SPDX-License-Identifier: MIT
+"""Calls over connections that end at every byte, and through proxies that are restarted."""
+
+import queue
+import subprocess
+import tempfile
+import threading
+from pathlib import Path
+
+import wire_proxies
+from wire_caller import CONNECTION_LOST, TIMED_OUT, Caller, check_error, is_right
+from wire_server import (ANSWER, BARE, CHUNKED, FIN, HANDSHAKE, LENGTH, NOTIFY, REQUEST, RESET, SILENCE,
+                         Death, Server, answer_of)
+
+OPERATIONS = ("user data", "sign-in", "sign-in V2", "picture")
+SILENCE_MILLISECONDS = 3000
+# Fewer than a server sends before the client's part of a handshake is due.
+HANDSHAKE_BYTES = 600
+# What the error of a sign-in is when there was no result block to read.
+NO_BLOCK = {"domain": "com.orva.account", "code": 7, "text": ""}
+
+
+def deaths_of(operation, request_size, manners):
+    """Every place at which a connection can end."""
+    for manner in manners:
+        for at in (0, 1, 5, 6, 127, 500, HANDSHAKE_BYTES):
+            yield Death(HANDSHAKE, at, manner)
+        for kept in (False, True):
+            for at in range(1, request_size + 1):
+                yield Death(REQUEST, at, manner, kept)
+            for framing in (LENGTH, CHUNKED, BARE):
+                for at in range(len(answer_of(operation, 1, framing)) + 1):
+                    yield Death(ANSWER, at, manner, kept, framing)
+
+
+def trials_of(sizes, manners, share):
+    """Each `share`-th of all operations' trials."""
+    every = ((operation, death) for operation in OPERATIONS
+             for death in deaths_of(operation, sizes[operation], manners))
+    return [trial for number, trial in enumerate(every) if number % share == 0]
+
+
+class Trial:
+    """One caller with a server of its own."""
+
+    def __init__(self, program, folder, host, milliseconds):
+        self.server = Server(folder)
+        self.caller = Caller(program, folder, self.server.port, milliseconds)
+        self.host = host
+
+    def run(self, operation, death):
+        self.server.drop_connections()
+        if death.kept:
+            self.make_fine_call(operation)
+        self.server.begin(death)
+        number, outcome = self.caller.call(operation)
+        assert self.server.plan is None, f"the connection did not get there: {outcome}"
+        assert self.server.arrivals <= 1, f"the request was sent {self.server.arrivals} times"
+        self.check(operation, death, number, outcome)
+        self.server.trial_over.set()
+        self.make_fine_call(operation)
+
+    def make_fine_call(self, operation):
+        number, outcome = self.caller.call(operation)
+        assert is_right(outcome, number), f"the call around it: {outcome}"
+
+    def check(self, operation, death, number, outcome):
+        whole = death.stage == ANSWER and death.at >= len(answer_of(operation, number, death.framing))
+        if whole and (death.framing != BARE or death.manner == NOTIFY):
+            assert is_right(outcome, number), outcome
+            return
+        if "result" in outcome or outcome["error"]["domain"] != "NSURLErrorDomain":
+            self.check_partial(operation, death, number, outcome)
+            return
+        check_error(outcome, self.host)
+        if death.manner == SILENCE:
+            assert outcome["error"]["code"] == TIMED_OUT and "timed out" in outcome["error"]["text"], outcome
+        elif death.stage != HANDSHAKE:
+            assert outcome["error"]["code"] == CONNECTION_LOST, outcome
+
+    def check_partial(self, operation, death, number, outcome):
+        """A sign-in reads what has come of its answer: a whole result block, or an error."""
+        came = answer_of(operation, number, death.framing)[:death.at]
+        if death.framing == BARE and death.manner == NOTIFY:
+            assert b"\r\n\r\n" in came, outcome  # an answer that is whole, though not what was meant
+            return
+        assert operation == "sign-in" and death.stage == ANSWER and b"\r\n\r\n" in came, outcome
+        if "result" in outcome:
+            assert is_right(outcome, number) and b"</ReturnData>" in came, outcome
+        else:
+            assert outcome["error"] == NO_BLOCK, outcome
+
+    def close(self):
+        complaints = self.caller.close()
+        self.server.close()
+        complaints += [f"call {number} arrived {count} times" for number, count in self.server.seen.items()
+                       if count > 1]
+        return complaints
+
+
+def run_all(program, folder, host, trials, workers, milliseconds):
+    """The complaints about trials, each an operation and a death, shared out among the workers."""
+    waiting, complaints = queue.SimpleQueue(), []
+    for trial in trials:
+        waiting.put(trial)
+
+    def work():
+        mine = Trial(program, folder, host, milliseconds)
+        while not waiting.empty():
+            try:
+                operation, death = waiting.get_nowait()
+            except queue.Empty:
+                break
+            try:
+                mine.run(operation, death)
+            except Exception as complaint:  # of any kind: it fails this trial and not the whole run
+                complaints.append(f"{operation}, {death}: {type(complaint).__name__} {complaint}")
+        complaints.extend(mine.close())
+
+    threads = [threading.Thread(target=work) for _ in range(workers)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    return complaints
+
+
+def request_sizes(program, folder, host):
+    """The bytes of the shortest request of each operation."""
+    trial = Trial(program, folder, host, 30_000)
+    for operation in OPERATIONS:
+        trial.make_fine_call(operation)
+    complaints = trial.close()
+    assert not complaints, complaints
+    return trial.server.request_sizes
+
+
+def run(program, full):
+    """(how many calls met something, complaints)"""
+    with tempfile.TemporaryDirectory() as name:
+        folder = Path(name)
+        host = subprocess.run([program, "certificates", folder], check=True, capture_output=True,
+                              text=True).stdout.strip()
+        sizes = request_sizes(program, folder, host)
+        quick = trials_of(sizes, (FIN, RESET, NOTIFY), 1 if full else 131)
+        silent = trials_of(sizes, (SILENCE,), 41 if full else 1009)
+        complaints = run_all(program, folder, host, quick, 4, 30_000)
+        complaints += run_all(program, folder, host, silent, 16 if full else 8, SILENCE_MILLISECONDS)
+        number, more = wire_proxies.run(program, folder, host, full)
+    return len(quick) + len(silent) + number, complaints + more
