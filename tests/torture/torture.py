@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
-"""Kills a host application, or makes its disk fail, at every step of storing a user.
+"""Kills a host application, or makes its disk or its memory fail, at every step of storing a user.
 
-usage: torture.py --host PROGRAM --service PROGRAM [--full] [--report FILE] [--seed NUMBER] [PART...]
+usage: torture.py --host PROGRAM --service PROGRAM --devserver PROGRAM [--full] [--report FILE]
+                  [--memory-report FILE] [--step NUMBER] [--seed NUMBER] [PART...]
 
-The parts: calls, kills, moments, faults, migration, crowd. Without --full each is short. A report of
-all parts is written only when nothing failed.
+The parts: calls, kills, moments, faults, migration, crowd, memory. Without --full each is short. A
+report is written only when nothing failed.
 """
 
 import argparse
+import collections
 import multiprocessing
 import os
 import random
@@ -17,10 +19,13 @@ import time
 
 import calls
 import crowd
+import memory
 import migration_trials
 import trials
-from report import write_report
+from deaths import Vendors
+from report import write_memory_report, write_report
 from scenarios import Bench
+from service import Service
 
 bench = None
 
@@ -39,25 +44,38 @@ def begin_worker(*programs):
 
 
 def attempt(trial):
-    """The complaint that the trial ended with, or None."""
+    """(the complaint, what a vendor's code has done) that the trial ended with, each or None."""
     function, *arguments = trial
     try:
         function(bench, *arguments)
+    except Vendors as end:
+        return None, str(end)
     except Exception as complaint:  # of any kind: it fails this trial and not the whole run
         words = ", ".join(map(str, arguments))
-        return f"{function.__name__} {words}: {type(complaint).__name__} {complaint}"
-    return None
+        return f"{function.__name__} {words}: {type(complaint).__name__} {complaint}", None
+    return None, None
 
 
 def run_trials(options, pool, make):
     with Bench(options.host, options.service) as own:
         chosen = list(make(own))
-    complaints = [each for each in pool.imap_unordered(attempt, chosen, 16) if each]
-    return len(chosen), complaints
+    outcomes = list(pool.imap_unordered(attempt, chosen, 16))
+    vendors = collections.Counter(vendors for _, vendors in outcomes if vendors)
+    return len(chosen), [complaint for complaint, _ in outcomes if complaint], vendors
+
+
+def run_memory(options, pool):
+    # The short form takes the same sample each time.
+    step = options.step or (1 if options.full else 101)
+    offset = options.seed if options.full else 0
+    with Service(options.devserver) as service:
+        return run_trials(options, pool,
+                          lambda own: memory.trials(own, service.request, step, offset))
 
 
 def parts(options, pool):
-    """{name: (description, function)}; the function runs the part and returns (number, complaints)."""
+    """{name: (description, function)}; the function runs the part and returns (number, complaints), and
+    where trials can end in a vendor's code, how often each did."""
     seed = random.Random(options.seed)
     moments, share = (2000, 1) if options.full else (60, 23)
 
@@ -89,6 +107,8 @@ def parts(options, pool):
                       lambda: run_trials(options, pool, migration)),
         "crowd": (f"{crowd.PROCESSES} processes of {crowd.THREADS} threads at once, some killed",
                   lambda: crowd.run(options.host, 60 if options.full else 2.5, seed)),
+        "memory": ("an allocation that fails, or all from one on, in a host's life with the service",
+                   lambda: run_memory(options, pool)),
     }
 
 
@@ -96,8 +116,11 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--host", required=True)
     parser.add_argument("--service", required=True)
+    parser.add_argument("--devserver", required=True)
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--report")
+    parser.add_argument("--memory-report")
+    parser.add_argument("--step", type=int, help="of memory: every so manieth allocation fails")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("parts", nargs="*", metavar="PART")
     options = parser.parse_args()
@@ -111,13 +134,16 @@ def main():
             if options.parts and name not in options.parts:
                 continue
             began = time.monotonic()
-            number, complaints = run()
+            number, complaints, *vendors = run()
             results.append((name, description, number, time.monotonic() - began))
             print(f"{name}: {number} ({description}), {len(complaints)} failed, "
                   f"{results[-1][3]:.1f} s", flush=True)
             for complaint in complaints[:20]:
                 print("  " + complaint, flush=True)
             failed |= bool(complaints) or number == 0
+            if name == "memory" and options.memory_report and not complaints:
+                write_memory_report(options.memory_report, options.seed, options.step or 1,
+                                    results[-1], *vendors)
         pool.close()
         pool.join()
     if options.report and not failed:
