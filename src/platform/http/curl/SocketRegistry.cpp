@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -47,6 +48,7 @@ int SocketRegistry::open(int family, int type, int protocol) {
     return descriptor;
   } catch (const std::bad_alloc&) {
     ::close(descriptor);
+    errno = ENOMEM;
     return -1;
   }
 }

@@ -97,7 +97,9 @@ Result<Data> perform(const Rules& rules, const KeychainItem& item, Deadline dead
         call->finishWithoutMemory();
       }
     });
-    return call->wait().value_or(failureOf({failures::Silent}));
+    auto result = call->wait();
+    // Not made in advance: without memory for it, what has been stored would be told as not.
+    return result ? *std::move(result) : failureOf({failures::Silent});
   } catch (const SecretServiceFailure& failure) {
     return failureOf(failure);
   } catch (const std::system_error&) {
