@@ -1,5 +1,6 @@
 // Memory that runs out ends the call that needs it, with an error that says so, and nothing else.
 #include <curl/curl.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -26,6 +27,8 @@ class Countdown {
 };
 Countdown ofTheLibrary;
 Countdown ofLibcurl;
+std::atomic<bool> libcurlCannotBegin = false;
+std::atomic<bool> libcurlHasBegun = false;
 // The test's own threads, whose memory does not run out.
 thread_local bool isSpared = false;
 
@@ -41,6 +44,15 @@ void* operator new(std::size_t size) {
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+// Fails as it does without memory, where a test asks for that.
+extern "C" CURLcode curl_global_init(long flags) {
+  if (orx::testing::libcurlCannotBegin) return CURLE_OUT_OF_MEMORY;
+  static const auto begin =
+      reinterpret_cast<decltype(&curl_global_init)>(dlsym(RTLD_NEXT, "curl_global_init"));
+  orx::testing::libcurlHasBegun = true;
+  return begin(flags);
+}
 #pragma GCC visibility pop
 
 namespace orx::testing {
@@ -100,6 +112,16 @@ TEST_F(OutOfMemory, OfLibcurlEndsOneCallWithAnErrorThatSaysSo) {
   // Before the request has left, and after that.
   EXPECT_TRUE(codes.contains(NSURLErrorUnknown));
   EXPECT_TRUE(codes.contains(NSURLErrorDataLengthExceedsMaximum));
+}
+
+TEST_F(OutOfMemory, OfLibcurlsBeginningEndsOneCall) {
+  if (libcurlHasBegun) GTEST_SKIP() << "needs a process of its own";
+  libcurlCannotBegin = true;
+  const Outcome outcome = call(server_.configuration(), request());
+  libcurlCannotBegin = false;
+  ASSERT_TRUE(outcome.error);
+  EXPECT_THAT(outcome.error->localizedDescription(), ::testing::HasSubstr("memory"));
+  expectSuccess();
 }
 
 TEST_F(OutOfMemory, IsNoReasonToBlameTheTextOfAURL) {

@@ -96,7 +96,7 @@ void watchForAnnouncedEnd(SSL& connection, bool& announced) {
 
 // Taking the variable out of the environment would move the others while the host's threads read
 // them. So an empty one stands in its place meanwhile, which libcurl passes over.
-void initialiseCurlWithoutKeyLog() {
+bool initialiseCurlWithoutKeyLog() {
   static char standIn[] = "SSLKEYLOGFILE=";
   char* hidden = nullptr;
   for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
@@ -105,13 +105,15 @@ void initialiseCurlWithoutKeyLog() {
     *variable = standIn;
     break;
   }
-  curl_global_init(CURL_GLOBAL_DEFAULT);
+  // Left to do it by itself, libcurl would find the variable.
+  const bool isInitialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
   announcedEndIndex = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
-  if (hidden == nullptr) return;
   // Looked for anew, since the host may have changed other variables.
-  for (char** variable = environ; *variable != nullptr; ++variable) {
+  for (char** variable = environ; hidden != nullptr && *variable != nullptr; ++variable) {
     if (*variable == standIn) *variable = hidden;
   }
+  // Without the index an end that nobody announced would count as announced.
+  return isInitialised && announcedEndIndex >= 0;
 }
 
 }  // namespace orx::platform

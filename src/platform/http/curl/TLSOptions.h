@@ -21,7 +21,8 @@ SSL* tlsConnectionOf(CURL* curl);
 void watchForAnnouncedEnd(SSL& connection, bool& announced);
 
 // curl_global_init(), which else makes the file that SSLKEYLOGFILE names, in a program with more
-// rights than its user (set-user-ID) too.
-void initialiseCurlWithoutKeyLog();
+// rights than its user (set-user-ID) too. False when libcurl or OpenSSL lack memory; to be called
+// again then.
+bool initialiseCurlWithoutKeyLog();
 
 }  // namespace orx::platform
