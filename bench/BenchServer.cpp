@@ -56,6 +56,17 @@ void reachServer(const Settings& settings) {
   URLSessionConfiguration::setDefaultConfiguration(configuration);
 }
 
+Work workAt(std::uint16_t port, const std::string& caFile) {
+  return {.host = ORX_BENCH_HOST,
+          .port = port,
+          .path = std::string(kCustomerInfoPath),
+          .contentType = "text/xml; charset=utf-8",
+          .body = soapRequest(),
+          .answer = soapAnswer(),
+          .caFile = caFile,
+          .bundleFile = {}};
+}
+
 BenchServer::BenchServer()
     : nginx_({.hosts = {ORX_BENCH_HOST},
               .answer = soapAnswer(),
@@ -64,14 +75,8 @@ BenchServer::BenchServer()
   URLSessionConfiguration::setDefaultConfiguration(nginx_.configuration());
   curl_global_init(CURL_GLOBAL_DEFAULT);
 
-  work_ = {.host = ORX_BENCH_HOST,
-           .port = nginx_.port(),
-           .path = std::string(kCustomerInfoPath),
-           .contentType = "text/xml; charset=utf-8",
-           .body = soapRequest(),
-           .answer = soapAnswer(),
-           .caFile = nginx_.caFile(),
-           .bundleFile = (directory_ / "bundle.pem").string()};
+  work_ = workAt(nginx_.port(), nginx_.caFile());
+  work_.bundleFile = (directory_ / "bundle.pem").string();
   const char* distribution = curl_version_info(CURLVERSION_NOW)->cainfo;
   std::ofstream bundle(work_.bundleFile);
   bundle << std::ifstream(distribution != nullptr ? distribution : "").rdbuf();

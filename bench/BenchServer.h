@@ -22,6 +22,8 @@ class BenchServer {
   Work work_;
 };
 
+// The call, to a server on this port.
+Work workAt(std::uint16_t port, const std::string& caFile);
 // Points the library's default configuration at the server of another process: `port` and `ca`.
 void reachServer(const Settings& settings);
 

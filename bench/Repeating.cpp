@@ -32,10 +32,17 @@ void serve(const Settings&) {
 void repeat(const Settings& settings) {
   const auto times = static_cast<std::size_t>(settings.number("times", 1));
   const std::string what = settings.text("what");
+  const auto inFlight = static_cast<std::size_t>(settings.number("inflight", 1));
   if (what == "call") {
     reachServer(settings);
-    const auto inFlight = static_cast<std::size_t>(settings.number("inflight", 1));
     makeLibraryCalls(commonCall(), inFlight, times);
+    return;
+  }
+  if (what == "libcurl" || what == "beast") {
+    const Work work =
+        workAt(static_cast<std::uint16_t>(settings.number("port", 0)), settings.text("ca"));
+    (what == "beast" ? keptBeastStreams(work) : keptCurlHandlesOverEpoll(work))
+        ->run(inFlight, times);
     return;
   }
   user::registerArchivedClasses();

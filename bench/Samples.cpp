@@ -61,7 +61,7 @@ Value users(std::size_t count) {
     }
     users.push_back(ORVAAccountUser::initWithUserInfo(fields));
   }
-  return count == 1 ? users.front() : Value(std::move(users));
+  return count == 1 ? users[0] : Value(std::move(users));
 }
 
 }  // namespace orx::bench

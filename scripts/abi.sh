@@ -9,9 +9,10 @@ abi_headers=include/ORXAccount
 # types that its headers define. Without names of files and lines, which change with every edit.
 describe_abi() {
   local library=$1 headers=$2
-  abidw --headers-dir "$headers" --drop-private-types --drop-undefined-syms --no-architecture \
-    --no-corpus-path --no-comp-dir-path --no-elf-needed --no-show-locs --no-parameter-names \
-    --no-write-default-sizes --type-id-style hash "$library"
+  abidw --suppressions abi/foreign.suppr --headers-dir "$headers" --drop-private-types \
+    --drop-undefined-syms --exported-interfaces-only --no-architecture --no-corpus-path \
+    --no-comp-dir-path --no-elf-needed --no-show-locs --no-parameter-names --no-write-default-sizes \
+    --type-id-style hash "$library"
 }
 
 soname_in() { sed -n "s/.* soname='\([^']*\)'.*/\1/p" "$1" | head -n 1; }
@@ -36,17 +37,21 @@ compare_abi() {
   say "$name is announced to break programs built against $recorded_name"
 }
 
-# Adds what is new to the package's list of symbols, each with the version that first has it, and
-# takes off what is gone. In the compiler's spelling, since the readable one is the same for
-# different symbols, one of which could go unnoticed.
+# Writes the package's list of symbols, each with the version that first had it. In the compiler's
+# spelling, since the readable one is the same for different symbols, one of which could go
+# unnoticed.
 record_symbols() {
-  local library=$1 list=$2 version=$3 package new
-  package=$(basename "$list" .symbols)
-  new=$(mktemp)
-  [[ ! -f $list ]] || grep -v '^#MISSING' "$list" >"$new"
-  dpkg-gensymbols -q -c0 -v"$version" -p"$package" -Pdebian -e"$library" -I"$new" -O"$new"
-  { head -n 1 "$new" && echo "* Build-Depends-Package: liborxaccount-dev" && grep '@' "$new"; } >"$list"
-  rm "$new"
+  local library=$1 list=$2 version=$3 now
+  now=$(mktemp)
+  # Not from the present list, in which it would keep what is gone since the same version.
+  dpkg-gensymbols -q -c0 -v"$version" -p"$(basename "$list" .symbols)" -Pdebian -e"$library" \
+    -I/dev/null -O"$now"
+  [[ -f $list ]] || echo >"$list"
+  awk 'FNR == NR { first[$1] = $2; next }
+       /@/ { print " " $1 " " ($1 in first ? first[$1] : $2); next }
+       { print; print "* Build-Depends-Package: liborxaccount-dev" }' "$list" "$now" >"$list.new"
+  mv "$list.new" "$list"
+  rm "$now"
 }
 
 abi() {
@@ -61,7 +66,6 @@ abi() {
   fi
   version=$(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
   say "recording the interface of $version in $abi_record and debian/liborxaccount${version%%.*}.symbols"
-  mkdir -p "$(dirname "$abi_record")"
   describe_abi "$library" "$abi_headers" >"$abi_record"
   record_symbols "$library" "debian/liborxaccount${version%%.*}.symbols" "$version"
 }

@@ -14,6 +14,8 @@ ALLOWANCE = 0.05
 REPEATED = {
     "a call, 1 in flight": (["what=call", "inflight=1"], 400),
     "a call, 16 in flight": (["what=call", "inflight=16"], 800),
+    "libcurl by hand, 1 in flight": (["what=libcurl", "inflight=1"], 400),
+    "libcurl by hand, 16 in flight": (["what=libcurl", "inflight=16"], 800),
     "reading an answer of 1 KB": (["what=small"], 2000),
     "reading 100 KB on one line": (["what=large"], 20),
     "archiving a user": (["what=archive"], 400),

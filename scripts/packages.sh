@@ -12,7 +12,7 @@ test_packages=(
   "${script_packages[@]}" libgtest-dev libgmock-dev libpcre2-dev libplist-dev clang-format nginx
   qt6-base-dev libasio-dev libboost1.81-dev
   dbus gnome-keyring chromium chromium-driver libnss3-tools binutils dpkg-dev groff-base zsh fish
-  abigail-tools
+  abigail-tools doxygen
 )
 fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev)
 bench_packages=(nginx libboost1.81-dev ca-certificates binutils libpcre2-dev libplist-dev valgrind)

@@ -13,7 +13,7 @@ namespace orx::c {
 
 namespace {
 
-std::optional<std::string> addressOf(const std::optional<URL>& url) {
+std::optional<std::string> textOf(const std::optional<URL>& url) {
   return url ? std::optional(url->absoluteString()) : std::nullopt;
 }
 
@@ -39,7 +39,7 @@ orx_user::orx_user(std::shared_ptr<orx::ORVAAccountUser> aRecord)
     : record(std::move(aRecord)),
       info(record->userInfo() ? orx::Value(*record->userInfo()) : orx::Value()),
       country(record->country()),
-      pictureURL(addressOf(record->pictureURL())) {}
+      pictureURL(textOf(record->pictureURL())) {}
 
 orx_error* orx_current_user(orx_user** user) {
   return guarded([&] { placeOf(user) = handleOf(orx::ORVAAccountUser::currentUser()).release(); });

@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
-"""What the documents show works: every block of C++ compiles, and every block of commands runs.
+"""What the documents show works: every block of C++ compiles, every block of commands runs, every link leads
+somewhere.
 
 usage: docs_test.py compile BUILD        with the headers of the sources
+       docs_test.py links
+       docs_test.py site                 with Doxygen
        docs_test.py run PREFIX PAGE      with what is installed there
 
 The blocks of C++ of one page are one function, in their order; a block with a main() is a program of its own.
@@ -9,6 +12,7 @@ The blocks `sh` of one page of the guide are one script, in their order, in an e
 is for the reader alone.
 """
 
+import contextlib
 import os
 import re
 import shutil
@@ -19,6 +23,8 @@ import tempfile
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "scripts"))
+from doxygen_page import HEADING, LINK, slug  # noqa: E402
 PAGES = [ROOT / "README.md", *sorted((ROOT / "docs/guide").glob("*.md")),
          *sorted((ROOT / "docs").glob("*.md"))]
 
@@ -49,13 +55,58 @@ def compile_all(build):
         for unit in units_of(page):
             run = subprocess.run(
                 ["g++", "-std=c++20", "-Wall", "-Wextra", "-Werror", "-Wno-unused", "-fsyntax-only",
-                 f"-I{ROOT}/include", f"-I{build}/include", f"-I{ROOT}", "-x", "c++", "-"], input=unit,
-                capture_output=True, text=True, check=False)
+                 f"-I{ROOT}/include", f"-I{ROOT}/devserver/include", f"-I{build}/include", "-x", "c++", "-"],
+                input=unit, capture_output=True, text=True, check=False)
             if run.returncode != 0:
                 print(f"{page.relative_to(ROOT)}:\n{run.stderr[:3000]}")
                 failed += 1
     if failed:
         sys.exit(f"{failed} do not compile")
+
+
+def anchors_of(page):
+    return {slug(heading[2]) for heading in map(HEADING.match, page.read_text().splitlines()) if heading}
+
+
+def check_links():
+    """On a code host."""
+    failed = False
+    listed = (ROOT / "docs/Doxyfile").read_text()
+    for page in {*PAGES, *ROOT.glob("*.md")}:
+        name = page.relative_to(ROOT)
+        for _, link in LINK.findall(page.read_text()):
+            path, _, anchor = link.partition("#")
+            place = page.parent / path if path else page
+            if not place.exists() or anchor and anchor not in anchors_of(place):
+                print(f"{name}: {link} leads nowhere")
+                failed = True
+        if page.parent.name == "guide" and str(name) not in listed:
+            print(f"docs/Doxyfile does not say where {name} comes")
+            failed = True
+    if failed:
+        sys.exit(1)
+
+
+# What the generator makes of a page, left unread: a link over the end of a line does that, without a warning.
+UNREAD = re.compile(r"@(endcode|section|ref)\b")
+
+
+def build_site():
+    """The generator ends with an error when it has warned; it does not look at all links."""
+    with tempfile.TemporaryDirectory() as name:
+        folder = Path(name)
+        settings = (ROOT / "docs/Doxyfile").read_text() + f"\nOUTPUT_DIRECTORY = {folder}\n"
+        subprocess.run(["doxygen", "-"], input=settings, text=True, check=True, cwd=ROOT,
+                       env={**os.environ, "ORX_VERSION": "0"})
+        wrong = set()
+        for page in folder.glob("html/*.html"):
+            text = page.read_text()
+            wrong |= {f"{page.name}: {link} leads nowhere" for link in re.findall(r'href="([^"#:]+)["#]', text)
+                      if not (page.parent / link).exists()}
+            if UNREAD.search(text):
+                wrong.add(f"{page.name}: a part of the page was not read")
+    if wrong:
+        sys.exit("\n".join(sorted(wrong)))
 
 
 def run_page(prefix, name):
@@ -76,7 +127,9 @@ def run_page(prefix, name):
             # Not communicate(), which would wait for the service to close its output as well.
             status = process.wait(timeout=300)
         finally:
-            os.killpg(process.pid, signal.SIGTERM)
+            # A page that has started nothing leaves no group behind.
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGTERM)
         print(process.stdout.read())
         if status != 0:
             sys.exit(f"a command of {name} failed with {status}")
@@ -85,6 +138,10 @@ def run_page(prefix, name):
 def main():
     if sys.argv[1:2] == ["compile"]:
         compile_all(Path(sys.argv[2]).resolve())
+    elif sys.argv[1:] == ["links"]:
+        check_links()
+    elif sys.argv[1:] == ["site"]:
+        build_site()
     else:
         run_page(Path(sys.argv[2]).resolve(), sys.argv[3])
 

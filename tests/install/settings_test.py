@@ -67,7 +67,9 @@ class Settings(unittest.TestCase):
                                 "-D_GLIBCXX_DEBUG", "-D_GLIBCXX_DEBUG_PEDANTIC")
 
     def test_one_unit(self):
-        sources = sorted((ROOT / "src").rglob("*.cpp"))
+        # Each library has one of two files; the static one is linked with libcurl.
+        sources = [source for source in sorted((ROOT / "src").rglob("*.cpp"))
+                   if source.name != "LinkedCurl.cpp"]
         self.assertGreater(len(sources), 50)
         with tempfile.TemporaryDirectory() as folder:
             unit = Path(folder, "unit.cpp")

@@ -112,7 +112,7 @@ class Symbols(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             built = Path(folder, "liba.so")
             found = Path(folder, "liba1.symbols")
-            for version, names in (("1.0", "ab"), ("1.1", "bc")):
+            for version, names in (("1.0", "ab"), ("1.1", "bcd"), ("1.1", "bc")):
                 text = "".join(f'extern "C" void {name}() {{}}\n' for name in names)
                 subprocess.run(["g++", "-x", "c++", "-", "-shared", "-fPIC", "-Wl,-soname,liba.so.1",
                                 "-o", built], input=text, text=True, check=True)

@@ -50,7 +50,7 @@ inline constexpr std::string_view NSXMLParserErrorDomain = "NSXMLParserErrorDoma
 // Codes of NSURLErrorDomain.
 // Nothing more is known; memory, threads or descriptors have run out, for instance.
 inline constexpr std::int64_t NSURLErrorUnknown = -1;
-inline constexpr std::int64_t NSURLErrorBadURL = -1000;
+inline constexpr std::int64_t NSURLErrorBadURL = -1000;  // the text makes no URL
 // No connection, or no progress, within the configured time.
 inline constexpr std::int64_t NSURLErrorTimedOut = -1001;
 // The URL is not an HTTPS one.

@@ -164,5 +164,24 @@ TEST(Value, DescribesEveryKind) {
   EXPECT_EQ(Value(std::make_shared<Object>()).description(), "<object>");
 }
 
+TEST(Array, HoldsItsValuesInOrderAndReadsAsNullBeyondThem) {
+  Array array{1, "a"};
+  array.push_back(Array{2});
+  EXPECT_EQ(array.size(), 3U);
+  EXPECT_EQ(array, Array(std::vector<Value>{1, "a", Value(Array{2})}));
+  EXPECT_EQ(array[1], "a");
+  EXPECT_TRUE(array[3].isNull());
+  EXPECT_TRUE(Array().empty());
+  EXPECT_TRUE(Array()[0].isNull());
+  EXPECT_EQ(std::vector<Value>(array.begin(), array.end())[2], Value(Array{2}));
+}
+
+TEST(Array, ChangesNoCopy) {
+  Array array{1};
+  const Array copy = array;
+  array.push_back(2);
+  EXPECT_EQ(copy, Array{1});
+}
+
 }  // namespace
 }  // namespace orx

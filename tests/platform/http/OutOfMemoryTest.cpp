@@ -130,7 +130,7 @@ TEST_F(OutOfMemory, IsNoReasonToBlameTheTextOfAURL) {
   for (bool failed = true; failed;) {
     ofLibcurl.begin(failures + 1);
     try {
-      EXPECT_TRUE(URL::URLWithString("https://one.example/a?b#c"));
+      EXPECT_TRUE(URL::URLWithString("https://one.example:8443/a?b#c"));
       failed = false;
     } catch (const std::bad_alloc&) {
       ++failures;

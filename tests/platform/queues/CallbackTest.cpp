@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "allocations/FailingAllocation.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/queues/Callback.h"
 #include "platform/queues/WorkerPool.h"
@@ -163,6 +164,21 @@ TEST_F(Callback, RunsOnceWhenTheExecutorThrowsAndKeepsItAllTheSame) {
   kept = nullptr;
   EXPECT_EQ(calls.threads->take(), here);
   EXPECT_EQ(calls.threads->count(), 0U);
+}
+
+TEST_F(Callback, RunsOnceWhereThereIsNoMemoryToHandItOver) {
+  setCallbackExecutor([](const Block& block) { block(); });
+  withEachAllocationFailing([](auto begin, auto end) {
+    std::atomic<int> runs = 0;
+    Event isGone;
+    // What a callback holds is destroyed once it has run.
+    auto last = std::shared_ptr<void>(nullptr, [&](void*) { isGone.set(); });
+    begin();
+    callBack(CallbackKind::Handler, [&runs, last = std::move(last)] { ++runs; });
+    end();
+    EXPECT_TRUE(isGone.wait());
+    EXPECT_EQ(runs, 1);
+  });
 }
 
 TEST_F(Callback, LetsGoOfWhatItHoldsWhereItHasRun) {

@@ -12,14 +12,6 @@
 #include "platform/process/Signals.h"
 
 namespace orx::platform {
-namespace {
-
-// For so long what a look has found counts. A close is unknown for as long as it is under way,
-// which mostly takes longer.
-constexpr std::chrono::milliseconds recently{5};
-constexpr std::uint32_t ends = EPOLLRDHUP | EPOLLHUP | EPOLLERR;
-
-}  // namespace
 
 void EpollPoller::close() {
   for (int* descriptor : {&epoll_, &wakeUp_}) {
@@ -49,9 +41,6 @@ EpollPoller::Watched& EpollPoller::watched(int descriptor) {
 bool EpollPoller::updateEpoll(int descriptor, Watched& watched, std::uint32_t events) const {
   if (watched.registered == events) return true;
   epoll_event event{.events = events, .data = {.fd = descriptor}};
-  // Not without EPOLLIN: who only sends does not read the end, and would be woken for it again and
-  // again.
-  if ((events & EPOLLIN) != 0) event.events |= EPOLLRDHUP;
   int operation = EPOLL_CTL_MOD;
   if (watched.registered == 0) operation = EPOLL_CTL_ADD;
   if (events == 0) operation = EPOLL_CTL_DEL;
@@ -91,40 +80,27 @@ void EpollPoller::takeWakeUp(const epoll_event& event) const {
   if ((event.events & EPOLLOUT) != 0) watchWakeUp(EPOLLIN);
 }
 
-bool EpollPoller::isWanted(const epoll_event& event, Clock::time_point now) {
+bool EpollPoller::isWanted(const epoll_event& event) {
   const int descriptor = event.data.fd;
   if (descriptor == wakeUp_) {
     takeWakeUp(event);
     return false;
   }
   Watched& source = watched(descriptor);
-  if ((event.events & ends) != 0) source.hasEnded = true;
-  source.openAt = now;
   // epoll still watches a socket in which there is no interest now (see registerSocket). Without
   // this line it would report the event at every wait.
   if (source.interest == 0) updateEpoll(descriptor, source, 0);
   return source.interest != 0;
 }
 
-bool EpollPoller::wasOpenJustBefore(Clock::time_point now, int descriptor) const {
-  const auto index = static_cast<std::size_t>(descriptor);
-  if (index >= watched_.size()) return false;
-  const Watched& socket = watched_[index];
-  return (socket.registered & EPOLLIN) != 0 && !socket.hasEnded &&
-         now - std::max(socket.openAt, lookedAtAll_) < recently;
-}
-
 std::span<const epoll_event> EpollPoller::wait(std::chrono::milliseconds longest) {
   const auto timeout = std::clamp<std::int64_t>(longest.count(), 0, INT_MAX);
   const int count = epoll_wait(epoll_, events_.data(), static_cast<int>(events_.size()),
                                static_cast<int>(timeout));
-  const auto now = Clock::now();
-  // Of a full batch nobody knows what was left out.
-  if (count >= 0 && static_cast<std::size_t>(count) < events_.size()) lookedAtAll_ = now;
   std::size_t kept = 0;
   for (int index = 0; index < count; ++index) {
     const epoll_event event = events_[static_cast<std::size_t>(index)];
-    if (isWanted(event, now)) events_[kept++] = event;
+    if (isWanted(event)) events_[kept++] = event;
   }
   return {events_.data(), kept};
 }

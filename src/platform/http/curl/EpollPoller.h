@@ -15,8 +15,6 @@ namespace orx::platform {
 // thread at a time.
 class EpollPoller {
  public:
-  using Clock = std::chrono::steady_clock;
-
   // Handlers run only after all events of one batch: a larger batch would let the first handler
   // wait for the work of the last event.
   static constexpr std::size_t eventsAtOnce = 32;
@@ -44,9 +42,6 @@ class EpollPoller {
   // Returns when something has happened or when the time is over, rounded up to milliseconds; the
   // descriptor is each event's data.fd. Valid until the next call.
   std::span<const epoll_event> wait(std::chrono::milliseconds longest);
-  // Whether the peer of a registered socket had not closed its side when wait() looked last, and
-  // that look is recent. False also when nobody knows.
-  bool wasOpenJustBefore(Clock::time_point now, int descriptor) const;
   // From any thread: lets wait(), this one or the next, return at once.
   void wake() const;
 
@@ -55,20 +50,17 @@ class EpollPoller {
     std::uint32_t interest = 0;
     std::uint32_t registered = 0;  // what epoll watches for
     bool stays = false;
-    bool hasEnded = false;       // or broken
-    Clock::time_point openAt{};  // the last event that was no end
   };
 
   Watched& watched(int descriptor);
   bool updateEpoll(int descriptor, Watched& watched, std::uint32_t events) const;
   void takeWakeUp(const epoll_event& event) const;
   void watchWakeUp(std::uint32_t events) const;
-  bool isWanted(const epoll_event& event, Clock::time_point now);
+  bool isWanted(const epoll_event& event);
 
   int epoll_ = -1;
   int wakeUp_ = -1;
-  std::vector<Watched> watched_;     // by descriptor
-  Clock::time_point lookedAtAll_{};  // when every socket that had an event was reported
+  std::vector<Watched> watched_;  // by descriptor
   std::array<epoll_event, eventsAtOnce> events_{};
 };
 

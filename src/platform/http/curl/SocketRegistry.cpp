@@ -72,7 +72,7 @@ void SocketRegistry::resolveEndpoints() {
   });
 }
 
-bool SocketRegistry::isDead(const Endpoints& endpoints, EpollPoller::Clock::time_point now) {
+bool SocketRegistry::isDead(const Endpoints& endpoints) {
   auto found = resolved_.find(endpoints);
   // A connection is asked for only when it is used a second time, so its endpoints are read then:
   // many connections serve one transfer and are never asked for.
@@ -81,7 +81,6 @@ bool SocketRegistry::isDead(const Endpoints& endpoints, EpollPoller::Clock::time
     found = resolved_.find(endpoints);
     if (found == resolved_.end()) return true;
   }
-  if (poller_.wasOpenJustBefore(now, found->second)) return false;
   // MSG_PEEK cannot tell: an unread close_notify precedes the FIN.
   pollfd state{found->second, POLLIN | POLLRDHUP, 0};
   const int ready = poll(&state, 1, 0);

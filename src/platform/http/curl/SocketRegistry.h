@@ -34,9 +34,8 @@ class SocketRegistry {
   std::size_t count() const { return unresolved_.size() + resolved_.size(); }
 
   // True when what is sent now is lost: the peer has closed its side, or the connection has broken
-  // so far that the system does not know its peer any more. What the poller has just seen counts;
-  // else the system is asked.
-  bool isDead(const Endpoints& endpoints, EpollPoller::Clock::time_point now);
+  // so far that the system does not know its peer any more.
+  bool isDead(const Endpoints& endpoints);
 
   // In the child of a fork: closes the descriptors and says nothing to the peers, since the
   // connections go on in the parent.

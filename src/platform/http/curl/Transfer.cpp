@@ -120,7 +120,7 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
   const bool isNew = now.connections > before.connections;
   if (isNew) {
     easy_->reportProgress(true);
-  } else if (context_->sockets.isDead(connection, TransferContext::Clock::now())) {
+  } else if (context_->sockets.isDead(connection)) {
     // A server ends a connection that was idle for long. Sent into it, the request would count as
     // lost though nobody read it, so it goes over a fresh connection instead.
     connectionWasDead_ = true;

@@ -44,8 +44,6 @@ class SocketRegistryTest : public ::testing::Test {
             .peerAddress = "127.0.0.1"};
   }
 
-  bool isDead() { return sockets_.isDead(endpoints(), EpollPoller::Clock::now()); }
-
   const LoopbackListener listener_;
   EpollPoller poller_;
   SocketRegistry sockets_{poller_};
@@ -54,34 +52,9 @@ class SocketRegistryTest : public ::testing::Test {
 };
 
 TEST_F(SocketRegistryTest, TellsALiveConnectionFromOneThatItsPeerHasClosed) {
-  EXPECT_FALSE(isDead());
+  EXPECT_FALSE(sockets_.isDead(endpoints()));
   endFar();
-  EXPECT_TRUE(eventually([this] { return isDead(); }));
-}
-
-// Asking the system at each call would cost a system call.
-TEST_F(SocketRegistryTest, TakesWhatThePollerHasJustSeenForTheStateOfAConnection) {
-  ASSERT_TRUE(poller_.setInterest(near_, EPOLLIN));
-  EXPECT_FALSE(isDead());
-  const auto before = EpollPoller::Clock::now();
-  poller_.wait(std::chrono::milliseconds(0));
-  const Endpoints known = endpoints();
-  endFar();
-  EXPECT_FALSE(sockets_.isDead(known, before));
-  EXPECT_TRUE(eventually([&] { return sockets_.isDead(known, before + std::chrono::hours(1)); }));
-}
-
-TEST_F(SocketRegistryTest, KnowsOfAnEndThatThePollerHasSeenWhileNobodyWaited) {
-  ASSERT_TRUE(poller_.setInterest(near_, EPOLLIN));
-  ASSERT_TRUE(poller_.setInterest(near_, 0));
-  const Endpoints known = endpoints();
-  EXPECT_FALSE(isDead());
-  endFar();
-  EXPECT_TRUE(eventually([&] {
-    const auto now = EpollPoller::Clock::now();
-    poller_.wait(std::chrono::milliseconds(0));
-    return sockets_.isDead(known, now);
-  }));
+  EXPECT_TRUE(eventually([this] { return sockets_.isDead(endpoints()); }));
 }
 
 TEST_F(SocketRegistryTest, TakesAConnectionThatHasBeenResetForDead) {
@@ -92,7 +65,7 @@ TEST_F(SocketRegistryTest, TakesAConnectionThatHasBeenResetForDead) {
   char byte = 0;
   ASSERT_TRUE(eventually([&] { return recv(near_, &byte, 1, 0) < 0 && errno == ECONNRESET; }));
   // From here on the system names no peer.
-  EXPECT_TRUE(sockets_.isDead(known, EpollPoller::Clock::now()));
+  EXPECT_TRUE(sockets_.isDead(known));
 }
 
 // What libcurl asks for afterwards can fail, and then a silent peer would hold up all transfers.
