@@ -9,9 +9,9 @@
 namespace orx::torture {
 
 struct AllocationPlan {
-  std::int64_t at = 0;      // the number of the one that fails; the first is 1
-  bool forEver = false;     // all that come after it fail too
-  bool onlyOfCxx = false;   // counts those of operator new alone, which are the library's own
+  std::int64_t at = 0;     // the number of the one that fails; the first is 1
+  bool forEver = false;    // all that come after it fail too
+  bool onlyOfCxx = false;  // counts those of operator new alone, which are the library's own
 };
 
 // Counts the allocations of all threads from now on, but for those of a Spared.

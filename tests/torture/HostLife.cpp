@@ -20,6 +20,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "torture/Allocations.h"
 
@@ -96,38 +97,50 @@ class HostLife {
   }
 
   void restore() {
-    attempt("restore", [] {
-      ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
-          std::nullopt, "demo-key", "demo-app", false);
-      return false;
-    }, nullptr);
+    attempt(
+        "restore",
+        [] {
+          ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
+              std::nullopt, "demo-key", "demo-app", false);
+          return false;
+        },
+        nullptr);
   }
 
   void signIn() {
-    attempt("sign-in", [this] {
-      const auto& manager = ORVAAccountLoginManager::sharedInstance();
-      manager->setDelegate(std::weak_ptr<ORVAAccountLoginManagerDelegate>(delegate_));
-      manager->loginWithParameters(parameters_);
-      return true;
-    }, &delegate_->reports);
+    attempt(
+        "sign-in",
+        [this] {
+          const auto& manager = ORVAAccountLoginManager::sharedInstance();
+          manager->setDelegate(std::weak_ptr<ORVAAccountLoginManagerDelegate>(delegate_));
+          manager->loginWithParameters(parameters_);
+          return true;
+        },
+        &delegate_->reports);
   }
 
   void loadPicture() {
     const auto user = ORVAAccountUser::currentUser();
     if (!user) return;
-    attempt("picture", [this, &user] {
-      user->loadProfileImageDataWithCompletionBlock(
-          [reports = pictures_](const std::optional<Data>& /*data*/,
-                                const std::shared_ptr<Error>& error) { reports->put(error); });
-      return true;
-    }, pictures_.get());
+    attempt(
+        "picture",
+        [this, &user] {
+          user->loadProfileImageDataWithCompletionBlock(
+              [reports = pictures_](const std::optional<Data>& /*data*/,
+                                    const std::shared_ptr<Error>& error) { reports->put(error); });
+          return true;
+        },
+        pictures_.get());
   }
 
   void signOut() {
-    attempt("sign-out", [] {
-      ORVAAccountLoginManager::sharedInstance()->logout();
-      return false;
-    }, nullptr);
+    attempt(
+        "sign-out",
+        [] {
+          ORVAAccountLoginManager::sharedInstance()->logout();
+          return false;
+        },
+        nullptr);
   }
 
   Array takeSteps() { return std::move(steps_); }
@@ -135,7 +148,7 @@ class HostLife {
  private:
   // `work` says whether a report is to come. What fails is done once more, with memory, where the
   // request asks for it, and otherwise ends the life.
-  void attempt(const char* name, const std::function<bool()>& work, const Reports* reports) {
+  void attempt(const char* name, const std::function<bool()>& work, Reports* reports) {
     if (isOver_) return;
     Array outcomes;
     std::int64_t accepted = 0;
@@ -143,19 +156,18 @@ class HostLife {
     const auto begins = countedAllocations();
     for (int number = 0; number < (repeats_ ? 2 : 1); ++number) {
       bool willReport = false;
-      const auto outcome = outcomeOf(work, const_cast<Reports*>(reports), willReport);
+      const auto outcome = outcomeOf(work, reports, willReport);
       if (willReport) ++accepted;
       outcomes.push_back(Dictionary{{"outcome", outcome}, {"user", currentLogin()}});
       isOver_ = outcome != done;
       if (!isOver_) break;
       endAllocations();
     }
-    steps_.push_back(Dictionary{
-        {"name", name},
-        {"begins", begins},
-        {"attempts", outcomes},
-        {"accepted", accepted},
-        {"reports", reports != nullptr ? reports->count() - before : 0}});
+    steps_.push_back(Dictionary{{"name", name},
+                                {"begins", begins},
+                                {"attempts", outcomes},
+                                {"accepted", accepted},
+                                {"reports", reports != nullptr ? reports->count() - before : 0}});
   }
 
   static std::string outcomeOf(const std::function<bool()>& work, Reports* reports,

@@ -120,7 +120,7 @@ def main():
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--report")
     parser.add_argument("--memory-report")
-    parser.add_argument("--step", type=int, help="of memory: every so manieth allocation fails")
+    parser.add_argument("--step", type=int, help="of memory: each allocation of so many fails")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("parts", nargs="*", metavar="PART")
     options = parser.parse_args()

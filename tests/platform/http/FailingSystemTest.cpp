@@ -50,8 +50,7 @@ TEST(FailingSystem, SaysThatThereWasNoSocketForOneOfTheAddresses) {
     closed = listener.port();
   }
   const FailingCalls failing(Function::socket, EMFILE, 1, 1);
-  const Outcome outcome =
-      call({}, getRequest("https://localhost:" + std::to_string(closed) + "/"));
+  const Outcome outcome = call({}, getRequest("https://localhost:" + std::to_string(closed) + "/"));
   ASSERT_TRUE(outcome.error);
   EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr("Too many open files"));
 }

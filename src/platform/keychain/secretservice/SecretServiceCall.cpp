@@ -13,7 +13,8 @@ std::optional<Result<Data>> SecretServiceCall::wait() {
   {
     std::unique_lock lock(mutex_);
     // The deadline may move while this waits for it.
-    while (!result_ && !ranOutOfMemory_ && Clock::now() < deadline_) changed_.wait_until(lock, Deadline(deadline_));
+    while (!result_ && !ranOutOfMemory_ && Clock::now() < deadline_)
+      changed_.wait_until(lock, Deadline(deadline_));
     if (result_) return result_;
     if (ranOutOfMemory_) throw std::bad_alloc();
     cancel.swap(cancel_);
