@@ -158,7 +158,9 @@ class HostLife {
       bool willReport = false;
       const auto outcome = outcomeOf(work, reports, willReport);
       if (willReport) ++accepted;
-      outcomes.push_back(Dictionary{{"outcome", outcome}, {"user", currentLogin()}});
+      outcomes.push_back(Dictionary{{"outcome", outcome},
+                                    {"user", currentLogin()},
+                                    {"status", keychainStatus().lastError()}});
       isOver_ = outcome != done;
       if (!isOver_) break;
       endAllocations();
@@ -222,8 +224,9 @@ Array textOf(const Frames& frames) {
 
 Dictionary liveWithoutMemory(const Dictionary& request) {
   hostIsSpared.emplace();
-  // Vendors and the language say there how they die, thousands of times.
+  // Vendors and the language say there how they die, and the answer goes elsewhere.
   const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  dup2(nowhere, STDOUT_FILENO);
   dup2(nowhere, STDERR_FILENO);
   HostLife life(request);
   beginAllocations({.at = request["at"].integer().value_or(0),
