@@ -43,9 +43,13 @@ file and in a keyring. In each trial one allocation fails, or that one and all t
 which are OpenSSL's, libcurl's and GLib's. After one failure:
 
 - The process lives, nothing hangs, and each handler is called exactly once.
-- What fails says that there was no memory: `std::bad_alloc` on the caller's thread, otherwise an error.
-- The user in memory is the one from before, or the new one where that is told; the stores, read without
-  the library, hold the same, and a new process restores it. What has failed works when it is done again.
+- What fails of the library's own says that there was no memory: `std::bad_alloc` on the caller's thread,
+  otherwise an error.
+- The user in memory is the one from before, or the new one where that is told. The stores, read without
+  the library, hold the same, or already what a sign-in or sign-out would have left that ran out of
+  memory; a new process restores it. In half of the trials what has failed is done again, and works.
+
+No trial fails for what happens inside a vendor's code; the table lists it.
 
 When all later allocations fail the process may end; it must not hang, and the store must hold the old
 user or the new one. The report is written only when nothing of this has failed. `./dev test` runs a

@@ -66,7 +66,7 @@ def run_trials(options, pool, make):
 
 def run_memory(options, pool):
     # The short form takes the same sample each time.
-    step = options.step or (1 if options.full else 101)
+    step = options.step or (1 if options.full else 211)
     offset = options.seed if options.full else 0
     with Service(options.devserver) as service:
         return run_trials(options, pool,

@@ -112,7 +112,8 @@ bool initialiseCurlWithoutKeyLog() {
   for (char** variable = environ; hidden != nullptr && *variable != nullptr; ++variable) {
     if (*variable == standIn) *variable = hidden;
   }
-  // Without the index an end that nobody announced would count as announced.
+  // OpenSSL that could not begin has no index to give, and would crash at the first connection.
+  // Without the index, too, an end that nobody announced would count as announced.
   return isInitialised && announcedEndIndex >= 0;
 }
 
