@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <malloc.h>
 #include <plist/plist.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "BenchServer.h"
 
 #include <ORXAccount/ORVAAccountConstants.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CurlHandle.h"
 
 #include <stdexcept>

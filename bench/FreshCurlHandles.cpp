@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A libcurl handle and a thread for each call, with no connection or session shared between calls.
 
 #include "CurlHandle.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <httplib.h>
 
 #include <stdexcept>

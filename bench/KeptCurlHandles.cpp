@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "KeptCurlHandles.h"
 
 #include <sys/epoll.h>

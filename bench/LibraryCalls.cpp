@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "LibraryCalls.h"
 
 #include <ORXAccount/ORVAAccountConstants.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What `./dev bench --instructions` runs under a tool that counts: one thing, many times, and next
 // to nothing beside it. The server is a process of its own, which the tool does not count.
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SlowServer.h"
 
 #include <devserver/CertificateAuthority.h>

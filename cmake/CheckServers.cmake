@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # ORVAAccount's setServersWithGlobalHost_... checks what a host sets by the same rules, in
 # src/config/Servers.cpp.
 foreach(host IN ITEMS ORX_GLOBAL_HOST ORX_CHINA_HOST ORX_DEVELOPMENT_HOST)

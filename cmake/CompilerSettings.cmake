@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Warnings, sanitizers and clang-tidy for the project's own targets. They link this privately, so a
 # consumer of the library gets none of the flags.
 add_library(orx_compiler_settings INTERFACE)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Packages that several folders need: an imported target is only visible below the folder that finds
 # it. What a single folder needs is found there.
 find_package(PkgConfig REQUIRED)

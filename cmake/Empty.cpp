@@ -1,1 +1,2 @@
+// SPDX-License-Identifier: MIT
 // Empty, because only the target's precompiled header is needed.

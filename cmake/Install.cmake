@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The files that `cmake --install` installs. They refer to each other by relative paths, so an
 # installed tree may be moved.
 include(CMakePackageConfigHelpers)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The manual page and the completions of a program, which the program itself prints; see tools/pages.
 function(orx_pages_of target)
   # The program that was built for another machine does not run here.

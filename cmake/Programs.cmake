@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Settings for all programs beside the library: tests, tools, development service, fuzz targets.
 
 # The programs need no position-independent code, and they can share one precompiled header only

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/AccountStore.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/ConnectionThreads.h"
 
 #include <openssl/crypto.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/ControlSocket.h"
 
 #include <chrono>

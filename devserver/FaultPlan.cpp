@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/FaultPlan.h"
 
 namespace orx::devserver {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/HTTPSServer.h"
 
 #include <openssl/pem.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/JSONText.h"
 
 #include <array>

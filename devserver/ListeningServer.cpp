@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/ListeningServer.h"
 
 #include <pthread.h>

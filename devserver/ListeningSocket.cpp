@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/ListeningSocket.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/Lists.h"
 
 #include <array>

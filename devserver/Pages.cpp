@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/Pages.h"
 
 #include "devserver/Envelope.h"

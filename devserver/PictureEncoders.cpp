@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpeglib.h uses FILE and size_t without including their headers.
 // clang-format off
 #include <cstdio>

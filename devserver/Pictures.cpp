@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/Pictures.h"
 
 #include <openssl/sha.h>

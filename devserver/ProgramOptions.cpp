@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/ProgramOptions.h"
 
 #include <CLI/CLI.hpp>

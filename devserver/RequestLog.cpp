@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/RequestLog.h"
 
 #include <fcntl.h>

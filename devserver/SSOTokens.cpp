@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/SSOTokens.h"
 
 #include "devserver/Secrets.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/Secrets.h"
 
 #include <openssl/crypto.h>

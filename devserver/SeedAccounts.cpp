@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/SeedAccounts.h"
 
 #include <algorithm>

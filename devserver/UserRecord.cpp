@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/UserRecord.h"
 
 #include <algorithm>

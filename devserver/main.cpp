@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/DevelopmentService.h>
 #include <pages/Pages.h>
 #include <poll.h>

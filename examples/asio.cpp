@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program that lives in asio's io_context; with Boost.Asio it is the same.
 #include <ORXAccount/AsioCallbackExecutor.h>
 

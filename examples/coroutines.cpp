@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A coroutine that creates an account, signs in and reads a list.
 #include <ORXAccount/Calls.h>
 #include <ORXAccount/ORXAccount.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Two sign-ins at once, each with an outcome of its own: one gives its user or throws, the other
 // gives its error.
 #include <ORXAccount/Calls.h>

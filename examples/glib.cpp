@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program with a GLib main loop, as one with GTK's windows has it.
 #include <ORXAccount/GLibCallbackExecutor.h>
 

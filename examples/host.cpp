@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/Calls.h>
 #include <ORXAccount/ORXAccount.h>
 

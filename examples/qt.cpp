@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program with Qt's event loop.
 #include <ORXAccount/QtCallbackExecutor.h>
 

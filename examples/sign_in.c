@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Signs in, prints the user, and signs out: sign_in [CA-FILE localhost:PORT], the two values that
 // orxaccount-devserver prints for the development service on this machine.
 #define _POSIX_C_SOURCE 200809L

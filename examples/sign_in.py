@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Signs in, prints the user, and signs out, by way of the library's C interface.
 
 usage: sign_in.py [CA-FILE localhost:PORT]   the two values that orxaccount-devserver prints

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "FuzzTarget.h"
 #include "platform/base/DateFormatter.h"
 

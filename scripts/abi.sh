@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Whether programs that were built against the recorded interface run with this one; sourced by
 # ./dev.
 

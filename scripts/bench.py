@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the benchmarks and writes docs/benchmarks.md with its plots.
 
 The text below the heading "Where the time goes" is written by hand and kept.

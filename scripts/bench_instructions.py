@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Counts user instructions and allocations under valgrind, which no load of the machine changes, and
 compares them with those of docs/instructions.md."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Turns the measurements of the benchmarks into docs/benchmarks.md and two plots."""
 
 import collections

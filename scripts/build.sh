@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Configuring, building and testing one preset of CMakePresets.json; sourced by ./dev.
 
 say() { printf '\n== %s\n' "$*"; }

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs everything that takes longer than the tests, and writes what came of it to docs/check.md.
 
 A part that has passed runs again only when a file that it depends on has changed since. A part that fails

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Builds what is installed with the compilers and settings that others use, every warning an error;
 # sourced by ./dev.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Walks through an account's life with the command line, against the development service.
 
 Every step is a process of its own, as for a user at a terminal. The first step whose outcome is wrong

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Prints a header as the documentation generator reads it, each declaration in the line where it was.
 
 A block of `//` lines describes the declaration right below it. Where it begins a paragraph, the declarations

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Prints a page as the documentation generator reads it: each heading gets the anchor that a code host gives it,
 and links lead to these anchors; a link to a file that is no page of the site becomes plain text."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Installing below a prefix and removing it again; sourced by ./dev.
 
 installed_list=share/orxaccount/installed-files

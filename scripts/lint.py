@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs clang-tidy over the project's sources, all or the named ones, with the commands of a build folder.
 A source that has passed is checked again only when it, or a project file that it includes, has changed.
 Exits with 1 when there is a finding."""

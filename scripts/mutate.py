@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Plants small faults in the library, one at a time, and says which of them no test notices.
 
 It works in a copy of the sources below build/mutate and records the outcome of each fault, so it

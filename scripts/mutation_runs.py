@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A build of a copy of the sources, and its tests, each run as a process of its own."""
 
 import concurrent.futures

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Small faults that can be planted in one C++ source, found by reading its text."""
 
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Debian packages, and a fresh machine that they are installed on; sourced by ./dev.
 
 package_packages=(debhelper lintian mmdebstrap)

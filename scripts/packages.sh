@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Debian packages that each command needs; sourced by ./dev.
 
 build_packages=(

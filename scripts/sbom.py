@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Writes a bill of materials (CycloneDX 1.4, JSON) for the Debian packages in a folder: what each consists of,
 and which packages of the distribution it depends on, in the versions it was built with.
 

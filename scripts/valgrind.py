@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs some of the tests under valgrind: those that read, that store, and that make calls over TLS. What the
 address sanitizer cannot see is a value that nobody has set, and valgrind can.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The least that a C++ program does: it says that it runs, and exits.
 #include <unistd.h>
 

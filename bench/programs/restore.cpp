@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host that starts, has its user restored, and says so. With an argument it signs the user in.
 #include <ORXAccount/ORXAccount.h>
 #include <unistd.h>

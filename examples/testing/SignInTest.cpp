@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tests of a host's sign-in against the development service. Each test finds the same account, no
 // faults and nobody signed in.
 #include <ORXAccount/Calls.h>

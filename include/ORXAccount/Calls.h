@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Every operation as a call that gives a std::future, and that any coroutine can await. Not part of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // ORXAccount: users of a Linux program who have an account at an account service.

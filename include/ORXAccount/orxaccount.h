@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // ORXAccount in C: everything that a host needs to sign users in, for programs in C and for other

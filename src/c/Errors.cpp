@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "c/Errors.h"
 
 #include <cerrno>

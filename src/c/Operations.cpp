@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The calls over the network.
 
 #include <ORXAccount/Calls.h>

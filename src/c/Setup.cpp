@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The start of a host: options, credentials, and where things stand.
 
 #include <ORXAccount/LogHandler.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "c/Texts.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "config/Servers.h"
 
 #include <ORXAccount/ORVAAccount.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Says which class serves which interface: the one file to edit for another backend. No other file
 // includes the headers of a backend's folder.
 //

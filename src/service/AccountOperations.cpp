@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The operations of the customer-info endpoint, and web single sign-on. What each tests first, what
 // it counts as success and what it hands back is its own; the differences are the service's.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "service/Answer.h"
 
 #include <ORXAccount/WorkerHandler.h>

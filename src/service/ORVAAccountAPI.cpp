@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the operations share. They are in AccountOperations.cpp, OpenIDOperations.cpp,
 // ParameterLists.cpp and UserDataFetch.cpp.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The JSON operations for accounts of other providers; always at the global production server.
 
 #include <ORXAccount/ORVAAccountAPI.h>

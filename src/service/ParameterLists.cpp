@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The service's lists of values. Every answer is a result: a caller tells failure by null data.
 
 #include <ORXAccount/ORVAAccountAPI.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "service/SOAPCall.h"
 
 #include <ORXAccount/ORVAAccountAPI.h>

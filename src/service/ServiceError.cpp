@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "service/ServiceError.h"
 
 #include <ORXAccount/ORVAAccountConstants.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The data of the user who holds a ticket: an answer that is read as XML, in parallel with any
 // other that the same object has under way.
 

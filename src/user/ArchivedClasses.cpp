@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "user/ArchivedClasses.h"
 
 #include <ORXAccount/ORVAAccountUser.h>

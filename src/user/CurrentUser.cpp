@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "user/CurrentUser.h"
 
 #include <ORXAccount/ORVAAccountConstants.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record's fields and its archive. The current user is in CurrentUser.cpp, the picture in
 // ProfileImage.cpp.
 

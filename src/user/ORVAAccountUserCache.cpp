@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountKeychain.h>
 #include <ORXAccount/ORVAAccountUser.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "adaptors/AsioLoop.h"
 
 #include <asio.hpp>

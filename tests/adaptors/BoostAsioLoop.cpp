@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <boost/asio.hpp>
 
 #include "adaptors/AsioLoop.h"

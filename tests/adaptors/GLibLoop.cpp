@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/GLibCallbackExecutor.h>
 
 #include "adaptors/Loops.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A headless Chromium in a home of its own, driven over the WebDriver protocol."""
 
 import base64

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A web session from the sign-in to the page that a browser shows.
 
 usage: web_sso_test.py --orxaccount PROGRAM --devserver PROGRAM [--screenshots FOLDER]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "c/CHost.h"
 
 namespace orx {

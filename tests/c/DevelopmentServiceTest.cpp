@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The life of an account against the development service, through the C interface alone.
 
 #include <ORXAccount/DevelopmentService.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the functions themselves refuse: null pointers, text that is not UTF-8, JSON that is none.
 
 #include <array>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The build takes and refuses the hosts and namespaces of ServerTexts.txt, as the library does for those
 that a host sets.
 

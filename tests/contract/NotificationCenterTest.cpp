@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/NotificationCenter.h>
 #include <gtest/gtest.h>
 #include <signal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORVAAccountKeychain.h>
 
 #include "contract/KeychainBackends.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What callers of startTransfer() rely on, whatever library implements it.
 #include <gmock/gmock.h>
 

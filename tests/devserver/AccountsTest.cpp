@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/DevelopmentService.h>
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devserver/ServiceClient.h"
 
 #include <curl/curl.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """What the documents show works: every block of C++ compiles, every block of commands runs, every link leads
 somewhere.
 

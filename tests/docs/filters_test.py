@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """What the documentation generator is given of headers and pages."""
 
 import sys

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """An example runs against the development service and prints what it should.
 
 usage: examples_test.py DEVSERVER PROGRAM LINE...     each line a regular expression

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A host project builds against the installed package, and its program signs in.
 
 usage: install_test.py install BUILD PREFIX

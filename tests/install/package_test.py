@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """On a fresh Debian the packages install, README's program and one in C are built against them and sign in
 at the packaged development service, the example of a host's tests passes, and nothing is left after they are
 removed.

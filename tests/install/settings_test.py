@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compiles sources with the settings of other builds, every warning an error: those that such a setting has
 refused before, and the whole library as one unit. `./dev compilers` builds everything with all of them."""
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/CallbackExecutor.h>
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/platform/NotificationCenter.h>

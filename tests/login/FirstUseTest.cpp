@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // First uses of the library on one thread while another one forks.
 #include <ORXAccount/CallbackExecutor.h>
 #include <ORXAccount/LogHandler.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sign-ins that a broken or malicious server answers: one report each, and whoever was signed in
 // before stays so whenever it is an error.
 #include "support/HostileAnswers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/CallbackExecutor.h>
 #include <ORXAccount/LogHandler.h>
 #include <ORXAccount/ORVAAccountConstants.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sign-ins and pictures of a host to which the system refuses threads or memory.
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountUser.h>

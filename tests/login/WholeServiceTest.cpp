@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every operation of the public interface against the development service, on both server sets.
 #include <ORXAccount/DevelopmentService.h>
 #include <ORXAccount/ORVAAccountConstants.h>

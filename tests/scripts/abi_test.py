@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """./dev abi, on a small library: what breaks hosts is refused unless the SONAME announces it, anything else is not."""
 
 import subprocess

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Every line of docs/decisions.md names a test, and every test that it names exists. Wildcards are refused:
 they would match a suite whose tests show something else.
 

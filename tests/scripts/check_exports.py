@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The shared library exports its public namespace, the two version symbols, and under a version of their own
 the functions of the C header; it links no desktop library, and is not unloaded by dlclose().
 

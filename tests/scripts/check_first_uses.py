@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The library has no function-local static that needs the compiler's guard: if another thread is
 inside its initialiser during fork(), the child waits on the guard for ever. ProcessWide is used
 instead, and a test makes each such object amid forks: the name of its source stands in that test.

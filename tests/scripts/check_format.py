@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Every source is laid out as clang-format does; ./dev format lays it out."""
 
 import subprocess

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Every file belongs to a room, includes between rooms go one way, and each vendor's headers are included in
 one room only."""
 

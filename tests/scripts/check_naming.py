@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Public operations carry their keyword names: a colon between two words became an underscore, so a
 name has as many words as the operation has parameters and can be read backwards."""
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """No two types of one test program have the same full name: the linker would silently use the functions of
 one for both. Types in unnamed namespaces and inside of functions cannot collide.
 

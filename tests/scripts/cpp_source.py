@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reads C++ as far as the checks need it: removes comments and literals, matches braces, finds includes."""
 
 import re

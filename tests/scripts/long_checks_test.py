@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of the one command that runs what takes longer than the tests."""
 
 import sys

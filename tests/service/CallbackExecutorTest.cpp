@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/CallbackExecutor.h>
 #include <ORXAccount/WorkerHandler.h>
 

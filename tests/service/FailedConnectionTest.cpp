@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a call left behind in a connection on which it failed never reaches the next call.
 #include <cerrno>
 #include <map>

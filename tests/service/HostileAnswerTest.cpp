@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What each operation makes of answers that a broken or malicious server may send: one report, of
 // the kind that the operation gives for an answer without what it looks for.
 #include <ORXAccount/ORVAAccountConstants.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/AccountServiceFixture.h"
 #include "support/Handshakes.h"
 

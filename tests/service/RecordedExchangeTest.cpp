@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The operations against the recorded exchanges with the service: what they send is what was
 // recorded, and what the recorded answer means is what they report.
 #include <ORXAccount/ORVAAccountConstants.h>

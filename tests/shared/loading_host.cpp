@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host of the shared library that starts, restores its user, makes a call, and fails unless
 // libcurl was loaded for the call and not before. With an argument it expects that libcurl cannot
 // be loaded, and that the call says so.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/FailingCalls.h"
 
 #include <errno.h>

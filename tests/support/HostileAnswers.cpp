@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/HostileAnswers.h"
 
 #include <netinet/in.h>

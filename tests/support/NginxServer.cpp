@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/NginxServer.h"
 
 #include <arpa/inet.h>

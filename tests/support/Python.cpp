@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/Python.h"
 
 #include <spawn.h>

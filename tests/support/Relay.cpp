@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/Relay.h"
 
 #include <netinet/tcp.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/ServerProcess.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/SignInFixture.h"
 
 #include <ORXAccount/platform/Bundle.h>

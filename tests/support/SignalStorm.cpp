@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/SignalStorm.h"
 
 #include <signal.h>

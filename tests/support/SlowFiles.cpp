@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/SlowFiles.h"
 
 #include <linux/filter.h>

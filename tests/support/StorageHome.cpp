@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/StorageHome.h"
 
 #include <ORXAccount/platform/Bundle.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/ThreadLimit.h"
 
 #include <sys/resource.h>

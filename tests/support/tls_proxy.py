@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """An HTTP proxy on loopback that is reached over TLS. Every CONNECT gets a tunnel to the same port,
 whatever host it names.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The command line as its users and their scripts meet it.
 
 usage: command_line_test.py --orxaccount PROGRAM --devserver PROGRAM --service PROGRAM

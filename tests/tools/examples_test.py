@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Each example for the loop of another library signs in against the development service, and is called back
 on the thread of its loop."""
 

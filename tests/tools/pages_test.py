@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """What people read about the command line, and what their shells complete.
 
 usage: pages_test.py --orxaccount PROGRAM --devserver PROGRAM

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """What the command line keeps away from terminals, process lists and files.
 
 usage: safety_test.py --orxaccount PROGRAM --devserver PROGRAM

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the tests of the command line share: the service, a home of its own for each test."""
 
 import argparse

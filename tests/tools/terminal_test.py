@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """What the command line shows on a terminal, and only there.
 
 usage: terminal_test.py --orxaccount PROGRAM --devserver PROGRAM

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "torture/Allocations.h"
 
 #include <errno.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "torture/Crowd.h"
 
 #include <ORXAccount/ORVAAccountUser.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "torture/DeathNote.h"
 
 #include <execinfo.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "torture/FaultPlan.h"
 
 #include <errno.h>

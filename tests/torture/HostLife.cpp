@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "torture/HostLife.h"
 
 #include <ORXAccount/ORVAAccount.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host application that carries out one operation on the stored user and is killed, or meets a
 // failing system call, at a chosen moment. It reads one request a line, a JSON object, and answers
 // each with a line. Each request runs in a child forked from a process that has never used the

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Two checks that need no incident. First, the host program defines every system call that the library makes
 to change the disk; the trials could not see one that goes to the C library. Second, the order of the calls
 survives a crash of the machine, which killing a process cannot show: data is flushed before the rename, the

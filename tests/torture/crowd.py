@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Many processes of many threads over one store, some killed at any moment."""
 
 import signal

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Where a process died, and which allocation had failed before: from the note that the host leaves."""
 
 import functools

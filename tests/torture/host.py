@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The host program. It carries out each request in a process of its own."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A host's life in which memory runs out: the n-th allocation fails, or that one and all after it. Restore,
 sign-in by password over TLS, picture, sign-out, with the user in the file or in the keyring."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The stored user while it moves between the keyring and the file store. An operation is tried in
 each state of the two stores, in a session with a Secret Service and in one without; after an incident
 the checks below must hold."""

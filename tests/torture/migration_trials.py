@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The trials of the stored user's migration between the keyring and the file store. Each trial is a
 tuple of a function and its arguments, which a worker process calls; the function raises AssertionError
 when a check fails."""

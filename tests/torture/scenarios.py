@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The scenarios: an operation in a state of the stores. And the checks after an incident in one: who
 may be the user, and that everything works again."""
 

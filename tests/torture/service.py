@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The development service, with the account of the trials."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A session bus with a scripted Secret Service (tests/platform/keychain/secretservice/service). It keeps
 its items in a file, so that they outlive it and can be read and planted without the library."""
 

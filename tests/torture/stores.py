@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reads the two stored files without the library: property lists by plistlib, the item's file by its
 format. And puts trees of files in place, which are the states that a trial begins with."""
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Kills a host application, or makes its disk or its memory fail, at every step of storing a user.
 
 usage: torture.py --host PROGRAM --service PROGRAM --devserver PROGRAM [--full] [--report FILE]

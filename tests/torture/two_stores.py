@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reads the keyring and the item's file, which holds the item or says where it is, without the library;
 and puts such a state in place."""
 

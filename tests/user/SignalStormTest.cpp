@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sets and restores the stored user on a thread that gets signals faster than its system calls end.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORVAAccount.h>
 
 #include "platform/keychain/StoreStatus.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORVAAccount.h>
 
 #include "allocations/FailingAllocation.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "JSON.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORXAccount.h>
 #include <fcntl.h>
 #include <sys/stat.h>

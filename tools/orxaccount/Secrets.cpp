@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Secrets.h"
 
 #include <fcntl.h>

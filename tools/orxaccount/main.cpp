@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <pages/Pages.h>
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Words.h"
 
 namespace pages {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Marks what the library shows to a host; everything else is compiled hidden.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/Dictionary.h>
 #include <ORXAccount/platform/Value.h>
 

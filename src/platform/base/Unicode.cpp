@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/base/Unicode.h"
 
 #include <utf8proc.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/formats/JSONScanner.h"
 
 #include <algorithm>

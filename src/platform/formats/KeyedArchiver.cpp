@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/formats/KeyedArchiver.h"
 
 #include <ORXAccount/platform/Coder.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/formats/KeyedUnarchiver.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/formats/TextEncoding.h"
 
 #include <iconv.h>

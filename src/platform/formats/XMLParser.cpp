@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/XMLParser.h>
 // Without it the header hides the amplification limits.
 #define XML_DTD

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/URLSessionDataTask.h"
 
 #include <utility>

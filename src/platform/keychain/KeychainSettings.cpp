@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/Keychain.h>
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/KeychainStore.h"
 
 #include "platform/storage/FileErrors.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/KeychainStoreInForce.h"
 
 #include "platform/process/ForkSafety.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/SecItemFunctions.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/process/ForkSafety.h"
 
 #include <pthread.h>

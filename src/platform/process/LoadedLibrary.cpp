@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/process/LoadedLibrary.h"
 
 #include <dlfcn.h>

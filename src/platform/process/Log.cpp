@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/process/Log.h"
 
 #include <ORXAccount/platform/Terminal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/process/UUID.h"
 
 #include <uuid/uuid.h>

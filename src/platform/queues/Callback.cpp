@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/queues/Callback.h"
 
 #include <atomic>

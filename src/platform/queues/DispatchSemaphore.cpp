@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/queues/DispatchSemaphore.h"
 
 #include "platform/process/ForkSafety.h"

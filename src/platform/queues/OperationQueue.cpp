@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/queues/OperationQueue.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/queues/WorkerPool.h"
 
 #include <unistd.h>

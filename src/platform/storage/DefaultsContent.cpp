@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/storage/DefaultsContent.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/storage/FileErrors.h"
 
 #include <errno.h>

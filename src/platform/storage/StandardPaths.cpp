@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/storage/StandardPaths.h"
 
 #include <errno.h>

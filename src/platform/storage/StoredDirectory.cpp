@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/storage/StoredDirectory.h"
 
 #include <errno.h>

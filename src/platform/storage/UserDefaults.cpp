@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/storage/UserDefaults.h"
 
 #include <ORXAccount/platform/Bundle.h>

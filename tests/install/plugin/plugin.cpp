@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/ORXAccount.h>
 
 // Leaves behind what code that is gone could not serve: threads, and handlers of the process's end.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/Dictionary.h>
 
 #include "platform/base/Base64.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/Error.h>
 #include <ORXAccount/platform/Object.h>

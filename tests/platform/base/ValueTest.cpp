@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/Value.h>
 #include <gtest/gtest.h>
 

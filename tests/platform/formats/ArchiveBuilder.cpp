@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/formats/ArchiveBuilder.h"
 
 #include <array>

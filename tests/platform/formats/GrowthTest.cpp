@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/platform/XMLParser.h>
 
 #include "platform/formats/JSONSerialization.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A request that may have been acted upon is never sent again; one that cannot have been is.
 #include <gmock/gmock.h>
 

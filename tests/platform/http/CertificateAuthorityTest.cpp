@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <devserver/CertificateAuthority.h>
 #include <gtest/gtest.h>
 

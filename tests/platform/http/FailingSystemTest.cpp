@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the system refuses ends at most the call that needs it, and that call at once.
 #include <gmock/gmock.h>
 

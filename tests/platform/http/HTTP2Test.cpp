@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // HTTP/2 is not spoken: see docs/decisions.md.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What becomes of statuses below 200, which HTTP keeps for replies that come before the reply.
 #include <gtest/gtest.h>
 

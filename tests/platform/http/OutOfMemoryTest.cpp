@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory that runs out ends the call that needs it, with an error that says so, and nothing else.
 #include <curl/curl.h>
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A connection that is made ready before anybody needs it.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // exit() with any number of calls on their way, from any thread.
 #include <gtest/gtest.h>
 #include <unistd.h>

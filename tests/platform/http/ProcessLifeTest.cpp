@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the library's threads mean for the process that hosts them: its end, its forks, its signals.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What goes through a proxy's tunnel goes as without one.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What an answer is read into has room for what is read.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What an error tells holds no password, no ticket, nothing of what a URL carries beside its place.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory of a TLS connection is given back only where nothing is read into it.
 #include <dlfcn.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a connection's TLS must hold to, towards a server and towards a proxy.
 #include <devserver/OpenSSLHandles.h>
 #include <gmock/gmock.h>

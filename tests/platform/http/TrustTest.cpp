@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whom the configuration trusts, while what it names changes.
 #include <gmock/gmock.h>
 

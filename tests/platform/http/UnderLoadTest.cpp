@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What must hold while many calls are on their way.
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Each allocation of a call fails once: then the call has done nothing.
 #include <ORXAccount/platform/NotificationCenter.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Storage on a thread that gets signals faster than its system calls end.
 
 #include <fcntl.h>

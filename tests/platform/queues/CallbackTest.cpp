@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <ORXAccount/LogHandler.h>
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What happens when the system refuses threads. Each test runs in a child, for the limit stays.
 #include <gtest/gtest.h>
 

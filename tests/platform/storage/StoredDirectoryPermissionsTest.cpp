@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/storage/StoredDirectoryFixture.h"
 #include "support/ChildProcess.h"
 #include "support/StorageHome.h"

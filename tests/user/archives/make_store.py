@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writes the content of the two stores as other conforming archivers would, into the given directory:
 defaults.plist, and NAME.blob for each way to write the item's blob."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writes user records as other conforming archivers would, into the given directory."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Prints the content of the two stores as plistlib reads it: `read_store.py DEFAULTS BLOB`."""
 
 import plistlib

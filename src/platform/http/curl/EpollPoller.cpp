@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/curl/EpollPoller.h"
 
 #include <sys/eventfd.h>

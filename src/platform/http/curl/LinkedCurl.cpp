@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Of the static library alone.
 #include "platform/http/curl/LibCurl.h"
 

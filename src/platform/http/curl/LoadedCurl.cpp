@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Of the shared library alone: libcurl is loaded by name when it is first needed. It brings 30
 // libraries along, for which the dynamic linker takes most of the start of a process, and many a
 // process makes no call. The rest of this folder calls libcurl and OpenSSL as if they were linked,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/curl/TLSOptions.h"
 
 #include <openssl/x509v3.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/curl/TrustPlace.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/http/URLParser.h"
 
 #include <initializer_list>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <curl/curl.h>
 
 #include "platform/http/Transport.h"

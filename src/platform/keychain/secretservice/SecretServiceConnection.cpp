@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/secretservice/SecretServiceConnection.h"
 
 #include <thread>

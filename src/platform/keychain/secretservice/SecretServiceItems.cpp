@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/secretservice/SecretServiceItems.h"
 
 #include <algorithm>

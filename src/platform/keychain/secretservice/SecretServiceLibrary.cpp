@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/secretservice/SecretServiceLibrary.h"
 
 #include <signal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/secretservice/SecretServiceStore.h"
 
 #include <stdlib.h>

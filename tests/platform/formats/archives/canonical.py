@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """One text for each value: what both sides of an archive test compare."""
 
 import struct

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writes archives as other conforming archivers would into the directory that it is given.
 
 For each `name.plist` there is a `name.expected` with the canonical text of the value it stands for;

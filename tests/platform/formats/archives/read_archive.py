@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Prints one line for each archive: the canonical text of what plistlib alone reads there."""
 
 import plistlib

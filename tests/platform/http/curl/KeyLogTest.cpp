@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // In a process whose host has used libcurl before, with the key log that libcurl makes then.
 #include <curl/curl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host that closed its standard streams: the system gives out their numbers next.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whom a call without authorities of its own trusts, on a system whose store the test has made.
 #include <curl/curl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Buses that are missing, silent, dying, or that start a service on demand.
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/secretservice/FakeBus.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What an earlier version of the library left: a record beside the item's file.
 
 #include "platform/keychain/secretservice/PolicyFixture.h"

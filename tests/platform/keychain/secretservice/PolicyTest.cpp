@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The keyring and the file store as one store, while services come and go.
 
 #include "platform/keychain/StoreStatus.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user moves from a desktop session to one without a keyring and back, with gnome-keyring as
 // the service.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Each kind of misbehaviour of a service, met by reading, adding, updating and deleting.
 
 #include <array>

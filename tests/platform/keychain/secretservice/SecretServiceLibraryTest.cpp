@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loading GIO: by several threads, before a fork, and in a version that lacks something.
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/keychain/secretservice/ServiceFixture.h"
 
 #include "platform/base/Base64.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // GIO ignores SIGPIPE for the whole process. The host's handling of signals must stay as it was.
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Keyring.h"
 
 #include <signal.h>

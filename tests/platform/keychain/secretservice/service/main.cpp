@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A Secret Service on the session bus that behaves as a script says.
 //
 // usage: scripted_secret_service SCRIPT ITEMS LOG
