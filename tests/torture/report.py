@@ -1,10 +1,6 @@
-<<<<<<< HEAD
+# SPDX-License-Identifier: MIT
 """Writes docs/torture.md, the report of the last whole run, and docs/memory.md, that of its part in which
 memory runs out."""
-=======
-# SPDX-License-Identifier: MIT
-"""Writes docs/torture.md, the report of the last whole run."""
->>>>>>> main
 
 import datetime
 import os
