@@ -74,7 +74,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // returns, unless the host has an executor for observers (CallbackExecutor.h). The record that is
   // current already, and null when nobody is, change nothing. What the store could not keep is kept
   // for this process; keychainStatus() says why. After std::bad_alloc the user is the one from
-  // before, and the call can be made again.
+  // before, what is stored may be the new one already (or nobody), and the call can be made again.
   //
   // It waits for the disk, and for a change that another thread is storing. Where another process
   // holds a lock or the keyring is silent it waits up to 2 seconds for each call on a store, which

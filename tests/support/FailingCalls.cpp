@@ -77,6 +77,11 @@ using orx::testing::isOn;
 #pragma GCC visibility push(default)
 extern "C" {
 
+int socket(int family, int type, int protocol) noexcept {
+  if ((type & SOCK_NONBLOCK) != 0 && fails(FailingCalls::Function::socket)) return -1;
+  return static_cast<int>(syscall(SYS_socket, family, type, protocol));
+}
+
 ssize_t send(int descriptor, const void* bytes, size_t length, int flags) {
   if (fails(FailingCalls::Function::send)) return -1;
   return syscall(SYS_sendto, descriptor, bytes, length, flags, nullptr, 0);

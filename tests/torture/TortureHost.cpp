@@ -25,8 +25,11 @@
 
 #include "platform/formats/JSONSerialization.h"
 #include "platform/keychain/StoreStatus.h"
+#include "torture/Allocations.h"
 #include "torture/Crowd.h"
+#include "torture/DeathNote.h"
 #include "torture/FaultPlan.h"
+#include "torture/HostLife.h"
 
 namespace orx::torture {
 
@@ -188,11 +191,14 @@ Dictionary carryOut(const Dictionary& request) {
   Bundle::mainBundle()->setBundleIdentifier("com.example.host");
   if (request["fileOnly"].boolean() == true) setKeychainPolicy(KeychainPolicy::FileOnly);
   umask(static_cast<mode_t>(numberIn(request, "umask")));
-  return textIn(request, "operation") == "crowd" ? crowd(request) : torment(request);
+  const auto operation = textIn(request, "operation");
+  if (operation == "life") return liveWithoutMemory(request);
+  return operation == "crowd" ? crowd(request) : torment(request);
 }
 
 [[noreturn]] void beChild(int descriptor, const std::string& line) {
   int status = 0;
+  leaveDeathNote(descriptor);
   try {
     const auto request = JSONObjectWithText(line);
     if (!request || request->dictionary() == nullptr)
@@ -231,8 +237,9 @@ std::string answerTo(const std::string& line) {
   waitpid(child, &status, 0);
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return text;
   const bool killed = WIFSIGNALED(status);
-  return textWithJSONObject(
-      Dictionary{{killed ? "signal" : "exit", killed ? WTERMSIG(status) : WEXITSTATUS(status)}});
+  Dictionary end{{killed ? "signal" : "exit", killed ? WTERMSIG(status) : WEXITSTATUS(status)}};
+  if (!text.empty()) end.set("note", text);
+  return textWithJSONObject(end);
 }
 
 }  // namespace
@@ -240,6 +247,7 @@ std::string answerTo(const std::string& line) {
 }  // namespace orx::torture
 
 int main() {
+  orx::torture::prepareFrames();
   for (std::string line; std::getline(std::cin, line);) {
     std::cout << orx::torture::answerTo(line) << std::endl;
   }

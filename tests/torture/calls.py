@@ -16,7 +16,7 @@ CHANGES_THE_DISK = re.compile(
     r"(sym)?link(at)?|unlink(at)?|rmdir|remove|f?l?ch(mod|own)(at)?|f?truncate(64)?|"
     r"(posix_)?fallocate(64)?|flock|lockf(64)?|f?l?setxattr|f?l?removexattr|utimensat|futimens|"
     r"copy_file_range|sendfile(64)?|splice|"
-    r"_ZNSt10filesystem(?!.*(is_empty|path)).*|_ZN?K?St\d+basic_(o?fstream|filebuf).*")
+    r"_ZNSt10filesystem(?!.*(is_empty|path|directory_iterator)).*|_ZN?K?St\d+basic_(o?fstream|filebuf).*")
 DEFINED = {"open", "openat", "close", "write", "mkdir", "fsync", "flock", "renameat", "linkat",
            "unlinkat", "chmod", "fchmod", "fchmodat", "fchown"}
 

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Writes docs/torture.md, the report of the last run of each part."""
+"""Writes docs/torture.md, the report of the last run of each part, and docs/memory.md, that of the part in
+which memory runs out."""
 
 import datetime
 import os
@@ -53,3 +54,41 @@ def write_report(path, seed, results):
     machine = f"{os.cpu_count()} cores, {platform.system()} {platform.release()}"
     table = "".join("| " + " | ".join(cells) + " |\n" for cells in rows.values())
     report.write_text(f"{HEAD}{table}\nThe latest on {machine}.\n")
+
+
+MEMORY_HEAD = """# A host's life in which memory runs out
+
+Written by `./dev torture memory [--step N]` (`tests/torture/`). A host restores its user, signs in by
+password over TLS against the development service, loads the picture and signs out, with the user in the
+file and in a keyring. In each trial one allocation fails, or that one and all that come after it:
+{every} of the library's own (`operator new`), and each {every_of_all}th of all together, nearly all of
+which are OpenSSL's, libcurl's and GLib's. After one failure:
+
+- The process lives, nothing hangs, and each handler is called exactly once.
+- What fails of the library's own says that there was no memory: `std::bad_alloc` on the caller's thread,
+  otherwise an error.
+- The user in memory is the one from before, or the new one where that is told. The stores, read without
+  the library, hold the same, or already what a sign-in or sign-out would have left that ran out of
+  memory; a new process restores it. In half of the trials what has failed is done again, and works.
+
+No trial fails for what happens inside a vendor's code; the table lists it.
+
+When all later allocations fail the process may end; it must not hang, and the store must hold the old
+user or the new one. The report is written only when nothing of this has failed. `./dev test` runs a
+short form.
+"""
+
+
+def write_memory_report(path, seed, step, result, vendors):
+    _, _, number, seconds = result
+    every = "each" if step == 1 else f"each {step}th"
+    lines = [MEMORY_HEAD.format(every=every, every_of_all=step * 32),
+             f"{number} trials in {seconds:.0f} seconds, of which {sum(vendors.values())} ended in a "
+             "vendor's code, which dies without memory (GLib by design), or keeps its failure:\n",
+             "| how often | whose | what |", "|---:|---|---|"]
+    for ending, count in vendors.most_common():
+        whose, _, what = ending.partition(": ")
+        lines.append(f"| {count} | {whose} | {what} |")
+    today = datetime.date.today().isoformat()
+    lines.append(f"\n{today}, {os.cpu_count()} cores, {platform.system()} {platform.release()}, seed {seed}.")
+    Path(path).write_text("\n".join(lines) + "\n")

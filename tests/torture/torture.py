@@ -1,18 +1,19 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Kills a host application, or makes its disk fail, at every step of storing a user, and its connections
-at every byte of a call.
+"""Kills a host application, or makes its disk or its memory fail, at every step of storing a user, and its
+connections at every byte of a call.
 
 usage: torture.py --host PROGRAM --service PROGRAM --wire-host PROGRAM [--full] [--report FILE]
                   --soak-host PROGRAM --devserver PROGRAM [--seed NUMBER] [--seconds NUMBER]
-                  [--sanitized] [PART...]
+                  [--memory-report FILE] [--step NUMBER] [--sanitized] [PART...]
 
-The parts: calls, kills, moments, faults, migration, crowd, wire, and soak, which runs only when it is named,
-for --seconds or for the minutes that follow it. Without --full each is short. What has run is written to
-the report only when nothing failed.
+The parts: calls, kills, moments, faults, migration, crowd, wire, memory, and soak, which runs only when it
+is named, for --seconds or for the minutes that follow it. Without --full each is short. What has run is
+written to the reports only when nothing failed.
 """
 
 import argparse
+import collections
 import multiprocessing
 import os
 import random
@@ -22,12 +23,15 @@ import time
 
 import calls
 import crowd
+import memory
 import migration_trials
 import soak
 import trials
 import wire
-from report import write_report
+from deaths import Vendors
+from report import write_memory_report, write_report
 from scenarios import Bench
+from service import Service
 
 bench = None
 
@@ -46,25 +50,38 @@ def begin_worker(*programs):
 
 
 def attempt(trial):
-    """The complaint that the trial ended with, or None."""
+    """(the complaint, what a vendor's code has done) that the trial ended with, each or None."""
     function, *arguments = trial
     try:
         function(bench, *arguments)
+    except Vendors as end:
+        return None, str(end)
     except Exception as complaint:  # of any kind: it fails this trial and not the whole run
         words = ", ".join(map(str, arguments))
-        return f"{function.__name__} {words}: {type(complaint).__name__} {complaint}"
-    return None
+        return f"{function.__name__} {words}: {type(complaint).__name__} {complaint}", None
+    return None, None
 
 
 def run_trials(options, pool, make):
     with Bench(options.host, options.service) as own:
         chosen = list(make(own))
-    complaints = [each for each in pool.imap_unordered(attempt, chosen, 16) if each]
-    return len(chosen), complaints
+    outcomes = list(pool.imap_unordered(attempt, chosen, 16))
+    vendors = collections.Counter(vendors for _, vendors in outcomes if vendors)
+    return len(chosen), [complaint for complaint, _ in outcomes if complaint], vendors
+
+
+def run_memory(options, pool):
+    # The short form takes the same sample each time.
+    step = options.step or (1 if options.full else 211)
+    offset = options.seed if options.full else 0
+    with Service(options.devserver) as service:
+        return run_trials(options, pool,
+                          lambda own: memory.trials(own, service.request, step, offset))
 
 
 def parts(options, pool):
-    """{name: (description, function)}; the function runs the part and returns (number, complaints)."""
+    """{name: (description, function)}; the function runs the part and returns (number, complaints), and
+    where trials can end in a vendor's code, how often each did."""
     seed = random.Random(options.seed)
     moments, share = (2000, 1) if options.full else (60, 23)
 
@@ -101,6 +118,8 @@ def parts(options, pool):
         "soak": (f"32 threads that do everything at once for {options.seconds / 60:g} minutes",
                  lambda: soak.run(options.soak_host, options.devserver, options.seconds, seed,
                                   options.sanitized)),
+        "memory": ("an allocation that fails, or all from one on, in a host's life with the service",
+                   lambda: run_memory(options, pool)),
     }
 
 
@@ -115,13 +134,16 @@ def read_options():
     parser.add_argument("--sanitized", action="store_true")
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--report")
+    parser.add_argument("--memory-report")
+    parser.add_argument("--step", type=int, help="of memory: each allocation of so many fails")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("parts", nargs="*", metavar="PART")
     options = parser.parse_args()
     # "soak 3" is a soak of three minutes.
     if options.parts[:1] == ["soak"] and len(options.parts) == 2:
         options.seconds = 60 * float(options.parts.pop())
-    options.parts = options.parts or ["calls", "kills", "moments", "faults", "migration", "crowd", "wire"]
+    options.parts = options.parts or ["calls", "kills", "moments", "faults", "migration", "crowd", "wire",
+                                      "memory"]
     return options
 
 
@@ -137,13 +159,16 @@ def main():
             if name not in options.parts:
                 continue
             began = time.monotonic()
-            number, complaints = run()
+            number, complaints, *vendors = run()
             results.append((name, description, number, time.monotonic() - began))
             print(f"{name}: {number} ({description}), {len(complaints)} failed, "
                   f"{results[-1][3]:.1f} s", flush=True)
             for complaint in complaints[:20]:
                 print("  " + complaint, flush=True)
             failed |= bool(complaints) or number == 0
+            if name == "memory" and options.memory_report and not complaints:
+                write_memory_report(options.memory_report, options.seed, options.step or 1,
+                                    results[-1], *vendors)
         pool.close()
         pool.join()
     if options.report and not failed:

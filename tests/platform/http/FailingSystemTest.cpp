@@ -43,6 +43,19 @@ TEST(FailingSystem, EndsACallAtOnceWhoseSocketItDoesNotWatch) {
   EXPECT_GT(failures, 0);
 }
 
+// A host has several addresses, and what became of the last one would hide it.
+TEST(FailingSystem, SaysThatThereWasNoSocketForOneOfTheAddresses) {
+  std::uint16_t closed = 0;
+  {
+    const LoopbackListener listener;
+    closed = listener.port();
+  }
+  const FailingCalls failing(Function::socket, EMFILE, 1, 1);
+  const Outcome outcome = call({}, getRequest("https://localhost:" + std::to_string(closed) + "/"));
+  ASSERT_TRUE(outcome.error);
+  EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr("Too many open files"));
+}
+
 TEST(FailingSystem, LetsNoSilentPeerHoldUpOthersWhereSocketsCannotBeSet) {
   TLSTestServer server(hosts, Answer::reply(200));
   const LoopbackListener mute;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Memory that runs out ends the call that needs it, with an error that says so, and nothing else.
 #include <curl/curl.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -27,6 +28,8 @@ class Countdown {
 };
 Countdown ofTheLibrary;
 Countdown ofLibcurl;
+std::atomic<bool> libcurlCannotBegin = false;
+std::atomic<bool> libcurlHasBegun = false;
 // The test's own threads, whose memory does not run out.
 thread_local bool isSpared = false;
 
@@ -42,6 +45,19 @@ void* operator new(std::size_t size) {
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+// Fails as it does without memory, where a test asks for that.
+extern "C" CURLcode curl_global_init_mem(long flags, curl_malloc_callback allocate,
+                                         curl_free_callback release,
+                                         curl_realloc_callback reallocate,
+                                         curl_strdup_callback duplicate,
+                                         curl_calloc_callback allocateZeroed) {
+  if (orx::testing::libcurlCannotBegin) return CURLE_OUT_OF_MEMORY;
+  static const auto begin =
+      reinterpret_cast<decltype(&curl_global_init_mem)>(dlsym(RTLD_NEXT, "curl_global_init_mem"));
+  orx::testing::libcurlHasBegun = true;
+  return begin(flags, allocate, release, reallocate, duplicate, allocateZeroed);
+}
 #pragma GCC visibility pop
 
 namespace orx::testing {
@@ -61,6 +77,9 @@ void* reallocate(void* memory, std::size_t size) {
 }
 char* duplicate(const char* text) { return ofLibcurl.strikes() ? nullptr : strdup(text); }
 
+// Long enough for memory of its own.
+const std::string body(100, 'x');
+
 class OutOfMemory : public ::testing::Test {
  protected:
   // As a host application that gives libcurl its own allocator. False when libcurl has been used in
@@ -77,7 +96,7 @@ class OutOfMemory : public ::testing::Test {
 
   TLSTestServer server_{{"one.example"}, [](const auto&) {
                           isSpared = true;
-                          return Answer::reply(200, "fine");
+                          return Answer::reply(200, body);
                         }};
 };
 
@@ -92,12 +111,22 @@ TEST_F(OutOfMemory, OfLibcurlEndsOneCallWithAnErrorThatSaysSo) {
     const Outcome outcome = call(server_.configuration(), std::move(asked));
     if (!ofLibcurl.end()) break;
     codes.insert(outcome.errorCode());
-    EXPECT_TRUE(outcome.error || outcome.text() == "fine");
+    EXPECT_TRUE(outcome.error || outcome.text() == body);
     expectSuccess();
   }
   // Before the request has left, and after that.
   EXPECT_TRUE(codes.contains(NSURLErrorUnknown));
   EXPECT_TRUE(codes.contains(NSURLErrorDataLengthExceedsMaximum));
+}
+
+TEST_F(OutOfMemory, OfLibcurlsBeginningEndsOneCall) {
+  if (libcurlHasBegun) GTEST_SKIP() << "needs a process of its own";
+  libcurlCannotBegin = true;
+  const Outcome outcome = call(server_.configuration(), request());
+  libcurlCannotBegin = false;
+  ASSERT_TRUE(outcome.error);
+  EXPECT_THAT(outcome.error->localizedDescription(), ::testing::HasSubstr("memory"));
+  expectSuccess();
 }
 
 TEST_F(OutOfMemory, IsNoReasonToBlameTheTextOfAURL) {
@@ -131,8 +160,9 @@ TEST_F(OutOfMemory, OfTheLibraryEndsOneCallWithAnErrorThatSaysSo) {
     if (outcome.error) {
       ++failures;
       EXPECT_THAT(outcome.error->localizedDescription(), ::testing::HasSubstr("memory")) << at;
+      EXPECT_EQ(outcome.statusCode, 0) << "half a body counts as the service's: " << at;
     } else {
-      EXPECT_EQ(outcome.text(), "fine") << at;
+      EXPECT_EQ(outcome.text(), body) << at;
     }
     expectSuccess();
   }

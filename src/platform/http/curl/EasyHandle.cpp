@@ -55,9 +55,9 @@ CurlList connectToList(const URLSessionConfiguration& configuration) {
 
 EasyHandle::Client& clientOf(void* handle) { return static_cast<EasyHandle*>(handle)->client(); }
 
-int openSocket(void* sockets, curlsocktype, curl_sockaddr* address) noexcept {
-  return static_cast<SocketRegistry*>(sockets)->open(address->family, address->socktype,
-                                                     address->protocol);
+int openSocket(void* handle, curlsocktype, curl_sockaddr* address) noexcept {
+  return static_cast<EasyHandle*>(handle)->openSocket(address->family, address->socktype,
+                                                      address->protocol);
 }
 
 int closeSocket(void* sockets, curl_socket_t descriptor) noexcept {
@@ -236,10 +236,18 @@ void EasyHandle::trust(TrustPlace place) {
   set(CURLOPT_PROXY_CAPATH, trusted_.isDirectory);
 }
 
+int EasyHandle::openSocket(int family, int type, int protocol) noexcept {
+  const int descriptor = sockets_->open(family, type, protocol);
+  // A machine without IPv6 says so of each such address, and that explains nothing.
+  if (descriptor < 0 && errno != EAFNOSUPPORT) client().onUnopened(errno);
+  return descriptor;
+}
+
 void EasyHandle::setCallbacks(SocketRegistry& sockets) {
+  sockets_ = &sockets;
+  curl_easy_setopt(curl_, CURLOPT_OPENSOCKETFUNCTION, platform::openSocket);
+  curl_easy_setopt(curl_, CURLOPT_OPENSOCKETDATA, this);
   // A connection keeps these for its whole life, beyond this transfer's.
-  curl_easy_setopt(curl_, CURLOPT_OPENSOCKETFUNCTION, openSocket);
-  curl_easy_setopt(curl_, CURLOPT_OPENSOCKETDATA, &sockets);
   curl_easy_setopt(curl_, CURLOPT_CLOSESOCKETFUNCTION, closeSocket);
   curl_easy_setopt(curl_, CURLOPT_CLOSESOCKETDATA, &sockets);
 

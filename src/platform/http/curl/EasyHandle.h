@@ -36,6 +36,8 @@ class EasyHandle {
     // The connection is there and the request is about to leave over it. False, or an exception,
     // ends the transfer with CURLE_ABORTED_BY_CALLBACK.
     virtual bool onPrerequest(const Endpoints& connection) = 0;
+    // The system had no socket for one of the addresses; libcurl forgets why.
+    virtual void onUnopened(int systemError) noexcept = 0;
     // There was no memory for the call of onPrerequest().
     virtual void onNoMemory() noexcept = 0;
     // After each step of the transfer, while reportProgress() is on.
@@ -64,6 +66,8 @@ class EasyHandle {
   Client& client() const { return *client_; }
   // Starts or ends (null) the service for a client, and forgets the last one's error text.
   void setClient(Client* client);
+  // For libcurl: of the registry that it was configured for; -1 when there is none.
+  int openSocket(int family, int type, int protocol) noexcept;
 
   // Lets the next configure() set it up anew.
   void forgetConfiguration() { configuration_.reset(); }
@@ -123,6 +127,7 @@ class EasyHandle {
 
   CURL* curl_ = nullptr;
   Client* client_ = nullptr;
+  SocketRegistry* sockets_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
   std::shared_ptr<const bool> announcedEnd_;  // of the reply to the last request
 

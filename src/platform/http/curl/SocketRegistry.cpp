@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -48,6 +49,7 @@ int SocketRegistry::open(int family, int type, int protocol) {
     return descriptor;
   } catch (const std::bad_alloc&) {
     ::close(descriptor);
+    errno = ENOMEM;
     return -1;
   }
 }

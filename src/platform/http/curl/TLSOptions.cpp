@@ -118,7 +118,7 @@ std::shared_ptr<const bool> watchForAnnouncedEnd(SSL& connection) noexcept {
 
 // Taking the variable out of the environment would move the others while the host's threads read
 // them. So an empty one stands in its place meanwhile, which libcurl passes over.
-void initialiseCurlWithoutKeyLog() {
+bool initialiseCurlWithoutKeyLog() {
   static char standIn[] = "SSLKEYLOGFILE=";
   char* hidden = nullptr;
   for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
@@ -130,14 +130,16 @@ void initialiseCurlWithoutKeyLog() {
   // Requests, answers and a proxy's password lie in what libcurl frees. Where the host has
   // initialised libcurl before, the host's choice stays. All of it is malloc's memory in any case,
   // so that either may free what the other has allocated.
-  curl_global_init_mem(CURL_GLOBAL_DEFAULT, std::malloc, freeWiping, reallocWiping, strdup,
-                       std::calloc);
+  const bool isInitialised = curl_global_init_mem(CURL_GLOBAL_DEFAULT, std::malloc, freeWiping,
+                                                  reallocWiping, strdup, std::calloc) == CURLE_OK;
   announcedEndIndex = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, &freeAnnouncedEnd);
-  if (hidden == nullptr) return;
   // Looked for anew, since the host may have changed other variables.
-  for (char** variable = environ; *variable != nullptr; ++variable) {
+  for (char** variable = environ; hidden != nullptr && *variable != nullptr; ++variable) {
     if (*variable == standIn) *variable = hidden;
   }
+  // OpenSSL that could not begin has no index to give, and would crash at the first connection.
+  // Without the index, too, an end that nobody announced would count as announced.
+  return isInitialised && announcedEndIndex >= 0;
 }
 
 }  // namespace orx::platform

@@ -23,7 +23,8 @@ SSL* tlsConnectionOf(CURL* curl);
 std::shared_ptr<const bool> watchForAnnouncedEnd(SSL& connection) noexcept;
 
 // curl_global_init(), which else makes the file that SSLKEYLOGFILE names, in a program with more
-// rights than its user (set-user-ID) too.
-void initialiseCurlWithoutKeyLog();
+// rights than its user (set-user-ID) too. False when libcurl or OpenSSL lack memory; to be called
+// again then.
+bool initialiseCurlWithoutKeyLog();
 
 }  // namespace orx::platform

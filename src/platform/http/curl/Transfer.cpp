@@ -87,6 +87,7 @@ void Transfer::start(std::unique_ptr<EasyHandle> easy, TransferContext& context)
 void Transfer::setRequest(bool needsFreshConnection) {
   noteProgress();
   bodySent_ = 0;
+  openError_ = 0;
   easy_->setRequest(request_, redirectedTo_ ? *redirectedTo_ : request_.url.absoluteString(),
                     redirectsLeft_, needsFreshConnection);
 }
@@ -237,7 +238,9 @@ TransferOutcome Transfer::finish(CURLcode code) {
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&
                             code != CURLE_OPERATION_TIMEDOUT && !ranOutOfMemory_;
-  const bool hasReply = isUnknown1xx || reply_.headIsComplete();
+  // Of a body that memory ran out for, an operation would say that the service wrote it so.
+  const bool isCutHere = ranOutOfMemory_ || code == CURLE_OUT_OF_MEMORY;
+  const bool hasReply = isUnknown1xx || (reply_.headIsComplete() && !isCutHere);
   TransferOutcome outcome;
   if (hasReply) {
     outcome.statusCode = reply_.statusCode();
@@ -278,7 +281,8 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   // On a kept connection the handshake is long over, but libcurl does not say so.
   if (stage_ == TransferStage::connecting) failure.proxy = easy_->proxyInHandshake();
   if (code == CURLE_COULDNT_CONNECT) {
-    failure.systemError = static_cast<int>(easy_->number(CURLINFO_OS_ERRNO));
+    failure.systemError =
+        openError_ != 0 ? openError_ : static_cast<int>(easy_->number(CURLINFO_OS_ERRNO));
   }
   const auto tooLong = [&failure](const char* part, std::size_t limit) {
     failure.code = CURLE_FILESIZE_EXCEEDED;

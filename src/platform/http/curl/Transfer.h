@@ -59,6 +59,7 @@ class Transfer final : private EasyHandle::Client {
   std::unique_ptr<EasyHandle> takeEasyHandle() noexcept;
 
   // Something that this transfer needs found no memory; finish() says so.
+  void onUnopened(int systemError) noexcept override { openError_ = systemError; }
   void onNoMemory() noexcept override { ranOutOfMemory_ = true; }
   // The system does not watch its socket, for the reason that errno gave; finish() says so.
   void onUnwatched(int systemError) noexcept { systemError_ = systemError; }
@@ -117,6 +118,7 @@ class Transfer final : private EasyHandle::Client {
   bool wasRepeated_ = false;
   bool ranOutOfMemory_ = false;
   int systemError_ = 0;
+  int openError_ = 0;  // of the latest socket that could not be had
 
   TransferStage stage_ = TransferStage::connecting;
   ReplyParser reply_;

@@ -78,19 +78,20 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
 
 bool TransferEngine::ensureRunning() {
   if (state_->isRunning) return true;
-  initialiseLibcurl();
   // A failure is not remembered: the next submission tries again, when there may be descriptors.
-  state_->isRunning = state_->multi.open();
+  state_->isRunning = initialiseLibcurl() && state_->multi.open();
   if (state_->isRunning) WorkerPool::shared().setReactor(*this);
   return state_->isRunning;
 }
 
-void TransferEngine::initialiseLibcurl() {
-  if (std::exchange(libcurlIsInitialised_, true)) return;
-  initialiseCurlWithoutKeyLog();
+bool TransferEngine::initialiseLibcurl() {
+  if (libcurlIsInitialised_) return true;
+  libcurlIsInitialised_ = initialiseCurlWithoutKeyLog();
+  if (!libcurlIsInitialised_) return false;
   // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
   // have just registered, and no thread may be inside them by then.
   std::atexit([] { shared().stop(); });
+  return true;
 }
 
 // ---- The leader. ----

@@ -29,9 +29,10 @@ class TransferEngine final : private Reactor {
   using InboxLock = std::unique_lock<std::mutex>;
 
   constexpr TransferEngine() = default;
-  // These four are called with the inbox locked. ensureRunning() is false without descriptors.
+  // These four are called with the inbox locked. The first two are false without
+  // descriptors or memory.
   bool ensureRunning();
-  void initialiseLibcurl();
+  bool initialiseLibcurl();
   // Around each use of libcurl. False when the process ends and libcurl is to be left alone.
   bool enterLibcurl(const InboxLock&);
   void leaveLibcurl(const InboxLock&);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/keychain/secretservice/SecretServiceCall.h"
 
+#include <new>
+
 #include "platform/keychain/secretservice/SecretServiceFailure.h"
 
 namespace orx::platform {
@@ -12,8 +14,10 @@ std::optional<Result<Data>> SecretServiceCall::wait() {
   {
     std::unique_lock lock(mutex_);
     // The deadline may move while this waits for it.
-    while (!result_ && Clock::now() < deadline_) changed_.wait_until(lock, Deadline(deadline_));
+    while (!result_ && !ranOutOfMemory_ && Clock::now() < deadline_)
+      changed_.wait_until(lock, Deadline(deadline_));
     if (result_) return result_;
+    if (ranOutOfMemory_) throw std::bad_alloc();
     cancel.swap(cancel_);
   }
   // After the lock: the working side may need it to finish what this interrupts.
@@ -49,6 +53,13 @@ void SecretServiceCall::finish(Result<Data> result) {
   const std::lock_guard lock(mutex_);
   result_ = std::move(result);
   // Nothing is left to cancel, and what it holds is let go.
+  cancel_ = nullptr;
+  changed_.notify_all();
+}
+
+void SecretServiceCall::finishWithoutMemory() {
+  const std::lock_guard lock(mutex_);
+  ranOutOfMemory_ = true;
   cancel_ = nullptr;
   changed_.notify_all();
 }

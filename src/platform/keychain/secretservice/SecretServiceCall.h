@@ -18,7 +18,8 @@ class SecretServiceCall {
   explicit SecretServiceCall(Deadline deadline) : deadline_(deadline) {}
 
   // The waiting side: the result, or nothing when the time ran out first. The operation is then
-  // abandoned: it takes no further step. An operation that reads nothing gives empty data.
+  // abandoned: it takes no further step. An operation that reads nothing gives empty data. Throws
+  // std::bad_alloc when the working side had no memory: on the caller's thread it can be told.
   std::optional<Result<Data>> wait();
 
   // The working side. What is left of the time; throws a Silent failure when nothing is.
@@ -30,6 +31,8 @@ class SecretServiceCall {
   void onAbandon(std::function<void()> cancel);
   // The last step. After it, `cancel` is no longer called.
   void finish(Result<Data> result);
+  // Instead of it.
+  void finishWithoutMemory();
 
  private:
   void throwIfOver() const;
@@ -40,6 +43,7 @@ class SecretServiceCall {
   // Once it has passed it never moves again, so that both sides agree that the operation is over.
   Deadline deadline_;
   std::optional<Result<Data>> result_;
+  bool ranOutOfMemory_ = false;
   std::function<void()> cancel_;
 };
 

@@ -80,8 +80,6 @@ Result<Data> carryOut(const Work& work, const std::string& address,
     return work(items);
   } catch (const SecretServiceFailure& failure) {
     return failureOf(failure);
-  } catch (const std::bad_alloc&) {
-    return failureOf({failures::TooLarge});
   }
 }
 
@@ -94,9 +92,15 @@ Result<Data> perform(const Rules& rules, const KeychainItem& item, Deadline dead
     requireSecretServiceLibrary();
     const auto call = std::make_shared<SecretServiceCall>(deadline);
     startBackgroundThread([work, address = *address, call, rules, item] {
-      call->finish(carryOut(work, address, call, *rules, item));
+      try {
+        call->finish(carryOut(work, address, call, *rules, item));
+      } catch (const std::bad_alloc&) {
+        call->finishWithoutMemory();
+      }
     });
-    return call->wait().value_or(failureOf({failures::Silent}));
+    auto result = call->wait();
+    // Not made in advance: without memory for it, what has been stored would be told as not.
+    return result ? *std::move(result) : failureOf({failures::Silent});
   } catch (const SecretServiceFailure& failure) {
     return failureOf(failure);
   } catch (const std::system_error&) {

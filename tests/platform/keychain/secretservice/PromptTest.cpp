@@ -52,6 +52,17 @@ TEST_F(Prompts, ThatNobodyAnswersAreTakenBackAndNoted) {
   EXPECT_EQ(dismissals, 3);
 }
 
+// The operation has a thread of its own, on which nobody would hear it.
+TEST_F(Prompts, TellTheCallerThatTheirThreadHadNoMemory) {
+  startWithItem("locked prompt\nprompt answer");
+  SecretServiceStore store({.mayPrompt = []() -> Answer { throw std::bad_alloc(); },
+                            .noteDismissed = [] {},
+                            .patience = promptPatience,
+                            .patienceAfterwards = promptPatience});
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  EXPECT_THROW(static_cast<void>(store.copy(item, deadline)), std::bad_alloc);
+}
+
 TEST_F(Prompts, MayTakeLongerThanACall) {
   startWithItem("locked prompt\nprompt answer\nPrompt delay 5000");
   EXPECT_EQ(run(KeychainOperation::Read, std::chrono::seconds(3)).bytes, "old");
