@@ -77,16 +77,6 @@ TEST_F(Proxy, IsToldTheNameAndThePasswordOfItsURL) {
   }
 }
 
-TEST_F(Proxy, IsRefusedWhereEscapesHideWhatNoHostsNameHolds) {
-  auto configuration = server_.configurationFor({});
-  for (const char* url : {"http://p%7fx", "http://p0x%7f.12%a0/"}) {
-    configuration.setProxy(url);
-    const Outcome outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
-    EXPECT_EQ(outcome.errorCode(), NSURLErrorCannotConnectToHost) << url;
-    EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr("is no URL of one")) << url;
-  }
-}
-
 TEST_F(Proxy, OfTheEnvironmentIsTheFirstThatIsNamedAtTheCall) {
   auto configuration = server_.configurationFor({});
   configuration.setProxy(std::nullopt);
