@@ -102,7 +102,8 @@ Document::Document(const Value& value) : json(jsonOf(value)), text(wipedTextOf(v
   const Dictionary* dictionary = value.dictionary();
   if (dictionary == nullptr) return;
   for (const DictionaryEntry& entry : *dictionary) {
-    if (auto field = wipedTextOf(entry.value)) fields.emplace(validUTF8(entry.key), *std::move(field));
+    if (auto field = wipedTextOf(entry.value))
+      fields.emplace(validUTF8(entry.key), *std::move(field));
   }
 }
 

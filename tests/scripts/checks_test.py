@@ -326,8 +326,9 @@ class FirstUses(unittest.TestCase):
 class Readme(unittest.TestCase):
     def test_compares_the_program_letter_by_letter(self):
         readme = "text\n```cpp\nint main() {}\n```\n"
-        self.assertEqual(list(check_readme.check_program(readme, "int main() {}\n")), [])
-        self.assertEqual(len(list(check_readme.check_program(readme, "int main() { }\n"))), 1)
+        licence = "// SPDX-License-Identifier: MIT\n"
+        self.assertEqual(list(check_readme.check_program(readme, licence + "int main() {}\n")), [])
+        self.assertEqual(len(list(check_readme.check_program(readme, licence + "int main() { }\n"))), 1)
 
     def test_knows_commands_that_do_not_exist(self):
         usage = "  demo    walk\n  test    run\n"

@@ -19,7 +19,7 @@ std::chrono::milliseconds positiveOr(std::chrono::milliseconds usual,
   return given.count() > 0 ? given : usual;
 }
 
-Guarded<URLSessionConfiguration>& inForce() {
+Guarded<URLSessionConfiguration>& configurationInForce() {
   static constinit ProcessWide<Guarded<URLSessionConfiguration>> configuration;
   return configuration.get();
 }
@@ -113,10 +113,12 @@ void URLSessionConfiguration::setMaximumHeaderSize(std::size_t maximumHeaderSize
   changeable().maximumHeaderSize = maximumHeaderSize;
 }
 
-URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() { return inForce().get(); }
+URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
+  return configurationInForce().get();
+}
 
 void URLSessionConfiguration::setDefaultConfiguration(URLSessionConfiguration configuration) {
-  inForce().set(std::move(configuration));
+  configurationInForce().set(std::move(configuration));
 }
 
 bool operator==(const URLSessionConfiguration& left, const URLSessionConfiguration& right) {

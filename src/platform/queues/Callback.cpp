@@ -19,7 +19,7 @@ struct Setting {
 };
 using SharedSetting = std::shared_ptr<const Setting>;
 
-Guarded<SharedSetting>& inForce() {
+Guarded<SharedSetting>& executorInForce() {
   static constinit ProcessWide<Guarded<SharedSetting>> setting;
   return setting.get();
 }
@@ -63,13 +63,13 @@ class HandedOver {
 void setCallbackExecutor(CallbackExecutor executor, CallbackScope scope) {
   SharedSetting setting;
   if (executor) setting = std::make_shared<const Setting>(Setting{std::move(executor), scope});
-  inForce().set(std::move(setting));
+  executorInForce().set(std::move(setting));
   mayBeSet = true;
 }
 
 std::shared_ptr<const CallbackExecutor> platform::callbackExecutorFor(CallbackKind kind) {
   if (!mayBeSet || kind == CallbackKind::Own) return nullptr;
-  const auto setting = inForce().get();
+  const auto setting = executorInForce().get();
   if (!setting) return nullptr;
   if (kind == CallbackKind::Change && setting->scope != CallbackScope::Everything) return nullptr;
   return {setting, &setting->executor};
