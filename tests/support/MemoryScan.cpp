@@ -25,16 +25,26 @@ struct Range {
   std::size_t end;
 };
 
+Range rangeIn(const std::string& line) {
+  Range range{};
+  const char* const end = line.data() + line.size();
+  const auto dash = std::from_chars(line.data(), end, range.begin, 16).ptr;
+  std::from_chars(dash + 1, end, range.end, 16);
+  return range;
+}
+
+// Without the stacks of threads, in which what a call has left lies until the next one writes over
+// it. The C library puts a page that nobody may touch below each.
 std::vector<Range> writableMemory() {
+  constexpr std::size_t page = 4096;
   std::vector<Range> ranges;
   std::ifstream maps("/proc/self/maps");
+  Range guard{};
   for (std::string line; std::getline(maps, line);) {
-    if (line.find(" rw") == std::string::npos) continue;
-    Range range{};
-    const char* const end = line.data() + line.size();
-    const auto dash = std::from_chars(line.data(), end, range.begin, 16).ptr;
-    std::from_chars(dash + 1, end, range.end, 16);
-    ranges.push_back(range);
+    const Range range = rangeIn(line);
+    const bool isStack = guard.end == range.begin && guard.end - guard.begin == page;
+    if (line.find(" rw") != std::string::npos && !isStack) ranges.push_back(range);
+    if (line.find(" ---p") != std::string::npos) guard = range;
   }
   return ranges;
 }
