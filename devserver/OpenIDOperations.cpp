@@ -17,12 +17,12 @@ HTTPResponse json(int status, std::string body) {
 // Status 0 is success here; a refusal has no result.
 HTTPResponse answer(std::string_view message, const std::string& result) {
   const bool good = !result.empty();
-  const char* status = good ? "0" : "1";
+  const char status = good ? '0' : '1';
   std::ostringstream text;
   text << R"({"Status":)" << status << R"(,"Message":)" << jsonString(message) << R"(,"Result":)"
        << (good ? result : "null") << "}";
   HTTPResponse response = json(200, text.str());
-  response.resultCode = status;
+  response.resultCode.assign(1, status);
   return response;
 }
 

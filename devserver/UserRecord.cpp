@@ -68,7 +68,9 @@ Profile profileFrom(const Parameters& parameters) {
   return profile;
 }
 
-std::string asJSONArray(const UserRecord& record) { return "[" + jsonObject(record) + "]"; }
+std::string asJSONArray(const UserRecord& record) {
+  return std::string("[").append(jsonObject(record)).append("]");
+}
 
 std::string asCapitalisedJSON(const UserRecord& record) {
   UserRecord capitalised = record;
