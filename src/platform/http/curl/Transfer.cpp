@@ -233,7 +233,8 @@ TransferOutcome Transfer::finish(CURLcode code) {
   }
   // libcurl takes any end of the connection for the end of such a body, and anybody on the way can
   // bring that about.
-  if (code == CURLE_OK && !easy_->endWasAnnounced()) code = CURLE_PARTIAL_FILE;
+  const bool isCutOff = !easy_->endWasAnnounced() || reply_.fallsShort();
+  if (code == CURLE_OK && isCutOff) code = CURLE_PARTIAL_FILE;
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&
