@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""Where a process died, and which allocation had failed before: from the note that the host leaves."""
+"""Where a process died, and which allocation or call had failed before: from the note that the host leaves."""
 
 import functools
 import re
+import signal
 import subprocess
 
 FRAME = re.compile(r"(?P<module>[^( ]+)\((?P<symbol>[^+)]*)(?:\+(?P<offset>0x[0-9a-f]+))?\)")
@@ -69,6 +70,18 @@ def place(lines):
 
 
 def read_note(note):
-    """(place of the death, place of the failed allocation)."""
-    death, _, allocation = note.removeprefix("death\n").partition("allocation\n")
-    return place(death.splitlines()), place(allocation.splitlines())
+    """(place of the death, place of what had failed)."""
+    death, _, failed = note.removeprefix("death\n").partition("failed\n")
+    return place(death.splitlines()), place(failed.splitlines())
+
+
+def judge(answer):
+    """Whose code the process of this answer has died in: an AssertionError, or Vendors."""
+    note = answer.get("note", "")
+    name = signal.Signals(answer["signal"]).name if "signal" in answer else answer
+    if name == "SIGTRAP" and not note:
+        raise Vendors("libglib-2.0.so.0: SIGTRAP while it keeps all signals blocked to start a thread")
+    death, failed = read_note(note)
+    if name == "SIGALRM" or death[0] == OWN or not note:
+        raise AssertionError(f"{name} in {death[0]}: {death[1]}; what had failed: {failed}")
+    raise Vendors(f"{death[0]}: {name} in {death[1]}")
