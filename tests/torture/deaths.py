@@ -12,6 +12,11 @@ FRAME = re.compile(r"(?P<module>[^( ]+)\((?P<symbol>[^+)]*)(?:\+(?P<offset>0x[0-
 GLIB_ENDS = re.compile(r"g_(log|malloc|try_malloc|realloc|slice)")
 RUNTIME = re.compile(r"(libc|libstdc\+\+|libgcc_s|ld-linux[^.]*|libm|libpthread)[.-]")
 OWN = "the library"
+# What OpenSSL does not try again for as long as the process lives, by a function that is on the stack.
+ONCE_IN_A_PROCESS = (
+    (re.compile(r"CRYPTO_THREAD_run_once"), "it begins once"),
+    (re.compile(r"EVP_[A-Z]+_fetch|OSSL_DECODER_do_all_provided"), "it asks for each kind of algorithm once"),
+)
 
 
 @functools.cache
@@ -67,6 +72,15 @@ def place(lines):
     if owner == OWN:  # what of the language's it uses tells less
         named = [re.sub(r"\(.*", "", name) for name in named if name.startswith("orx::")]
     return owner, " < ".join(named[:3])
+
+
+def reason_to_keep(lines):
+    """Why OpenSSL does not get over a failure with this stack; None when it does."""
+    functions = [function for module, function in map(frame_of, lines) if module.startswith("libcrypto")]
+    for pattern, reason in ONCE_IN_A_PROCESS:
+        if any(map(pattern.fullmatch, functions)):
+            return reason
+    return None
 
 
 def read_note(note):

@@ -76,7 +76,10 @@ which are OpenSSL's, libcurl's and GLib's. After one failure:
   the library, hold the same, or already what a sign-in or sign-out would have left that ran out of
   memory; a new process restores it. In half of the trials what has failed is done again, and works.
 
-No trial fails for what happens inside a vendor's code; the table lists it.
+No trial fails for a vendor's code that dies, as GLib does by design, or for OpenSSL where it remembers a
+failure for as long as the process lives: it begins once, and asks its providers once for each kind of
+algorithm. Then each call says so, and only a new process gets over it. The table lists both. What libcurl
+keeps, a certificate for which there was no memory among them, is read anew by the next call.
 
 When all later allocations fail the process may end; it must not hang, and the store must hold the old
 user or the new one. The report is written only when nothing of this has failed. `./dev test` runs a
