@@ -11,6 +11,7 @@ usage: fuzz.py BUILD [--corpora | --minimise] [--jobs N] [--report] [TARGET] [SE
 """
 
 import argparse
+import fcntl
 import os
 import re
 import shutil
@@ -68,21 +69,27 @@ def minimise(program, folders, kept, build):
 
 def note(name, figures):
     """Adds the executions to those of the target's row, and keeps the largest coverage."""
-    executions, edges, features = figures
     kept = list((ROOT / "fuzz" / "corpus" / name).iterdir())
     size = sum(path.stat().st_size for path in kept)
-    text = REPORT.read_text()
+    with open(REPORT, "r+", encoding="utf-8") as report:
+        # Several of these programs may run at the same time.
+        fcntl.flock(report, fcntl.LOCK_EX)
+        change(report, name, figures, len(kept), size)
+
+
+def change(report, name, figures, kept, size):
+    executions, edges, features = figures
+    text = report.read()
     cell = r"([^|\n]*)"
     row = re.search(rf"^\| `{name}` \|{cell}\|[^|\n]*\|[^|\n]*\|{cell}\|{cell}\|$", text, re.MULTILINE)
     if row:
         earlier = [int(number.replace(",", "")) for number in row.groups()]
         executions, edges, features = (executions + earlier[0], max(edges, earlier[1]), max(features, earlier[2]))
-    line = f"| `{name}` | {executions:,} | {len(kept)} | {size:,} | {edges:,} | {features:,} |"
+    line = f"| `{name}` | {executions:,} | {kept} | {size:,} | {edges:,} | {features:,} |"
     text = text.replace(row.group(), line) if row else text.replace("|---:|\n", f"|---:|\n{line}\n", 1)
-    # In one step, for several of these programs may run at the same time.
-    written = REPORT.with_suffix(f".{os.getpid()}")
-    written.write_text(text)
-    written.replace(REPORT)
+    report.seek(0)
+    report.truncate()
+    report.write(text)
     print(f"{name}: {executions:,} executions in all")
 
 
