@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""Where a process died, and which allocation had failed before: from the note that the host leaves."""
+"""Where a process died, and which allocation or call had failed before: from the note that the host leaves."""
 
 import functools
 import re
+import signal
 import subprocess
 
 FRAME = re.compile(r"(?P<module>[^( ]+)\((?P<symbol>[^+)]*)(?:\+(?P<offset>0x[0-9a-f]+))?\)")
@@ -11,6 +12,11 @@ FRAME = re.compile(r"(?P<module>[^( ]+)\((?P<symbol>[^+)]*)(?:\+(?P<offset>0x[0-
 GLIB_ENDS = re.compile(r"g_(log|malloc|try_malloc|realloc|slice)")
 RUNTIME = re.compile(r"(libc|libstdc\+\+|libgcc_s|ld-linux[^.]*|libm|libpthread)[.-]")
 OWN = "the library"
+# What OpenSSL does not try again for as long as the process lives, by a function that is on the stack.
+ONCE_IN_A_PROCESS = (
+    (re.compile(r"CRYPTO_THREAD_run_once"), "it begins once"),
+    (re.compile(r"EVP_[A-Z]+_fetch|OSSL_DECODER_do_all_provided"), "it asks for each kind of algorithm once"),
+)
 
 
 @functools.cache
@@ -68,7 +74,28 @@ def place(lines):
     return owner, " < ".join(named[:3])
 
 
+def reason_to_keep(lines):
+    """Why OpenSSL does not get over a failure with this stack; None when it does."""
+    functions = [function for module, function in map(frame_of, lines) if module.startswith("libcrypto")]
+    for pattern, reason in ONCE_IN_A_PROCESS:
+        if any(map(pattern.fullmatch, functions)):
+            return reason
+    return None
+
+
 def read_note(note):
-    """(place of the death, place of the failed allocation)."""
-    death, _, allocation = note.removeprefix("death\n").partition("allocation\n")
-    return place(death.splitlines()), place(allocation.splitlines())
+    """(place of the death, place of what had failed)."""
+    death, _, failed = note.removeprefix("death\n").partition("failed\n")
+    return place(death.splitlines()), place(failed.splitlines())
+
+
+def judge(answer):
+    """Whose code the process of this answer has died in: an AssertionError, or Vendors."""
+    note = answer.get("note", "")
+    name = signal.Signals(answer["signal"]).name if "signal" in answer else answer
+    if name == "SIGTRAP" and not note:
+        raise Vendors("libglib-2.0.so.0: SIGTRAP while it keeps all signals blocked to start a thread")
+    death, failed = read_note(note)
+    if name == "SIGALRM" or death[0] == OWN or not note:
+        raise AssertionError(f"{name} in {death[0]}: {death[1]}; what had failed: {failed}")
+    raise Vendors(f"{death[0]}: {name} in {death[1]}")

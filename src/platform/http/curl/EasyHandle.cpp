@@ -21,9 +21,6 @@ constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
 // takes no smaller buffer for sending.
 constexpr long receiveBufferSize = 2L * 1024;
 constexpr long sendBufferSize = 16L * 1024;
-// Seconds. A renewed bundle of the system's is taken up after this time at the latest; parsing it
-// for each connection would cost 34 ms of processor time.
-constexpr long caStoreLifetime = 600;
 // Beyond this libcurl's own arithmetic with times overflows.
 constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
 
@@ -205,13 +202,19 @@ void EasyHandle::setProxy() {
 }
 
 void EasyHandle::setTrust() {
-  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
+  authoritiesLifetime_.reset();
   trusted_ = {};
   trustedState_.reset();
   if (configuration_->caFile()) return trustConfigured();
   const auto* libcurl = curl_version_info(CURLVERSION_NOW);
   // Where there is neither, libcurl's own choice stays, and refuses everybody.
   if (const auto place = systemTrust(libcurl->cainfo, libcurl->capath)) trust(*place);
+}
+
+void EasyHandle::setAuthoritiesLifetime(std::chrono::seconds lifetime) {
+  if (authoritiesLifetime_ == lifetime) return;
+  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, static_cast<long>(lifetime.count()));
+  authoritiesLifetime_ = lifetime;
 }
 
 void EasyHandle::trustConfigured() {

@@ -77,6 +77,9 @@ class EasyHandle {
   void configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
                  CURLSH* share);
   std::chrono::milliseconds timeout() const;
+  // How long libcurl goes on with the authorities that it has read; at 0 it reads them for this
+  // transfer's connection alone. To be called after configure().
+  void setAuthoritiesLifetime(std::chrono::seconds lifetime);
 
   // What is asked next, in place of what was asked before. The request must stay in its place
   // until the transfer has ended. `url`: an absolute URL.
@@ -137,6 +140,7 @@ class EasyHandle {
   std::optional<Proxy> proxy_;
   TrustPlace trusted_;                     // as libcurl was told
   std::optional<FileState> trustedState_;  // of the configured file
+  std::optional<std::chrono::seconds> authoritiesLifetime_;
 
   // Kept from request to request, because the next one mostly asks for the same.
   std::string url_;             // as it stands in the handle
