@@ -43,7 +43,9 @@ std::optional<std::string_view> valueOf(std::string_view line, std::string_view 
 
 bool names(std::string_view codings, std::string_view coding) {
   const auto areAlike = [](char left, char right) { return strncasecmp(&left, &right, 1) == 0; };
-  return !std::ranges::search(codings, coding, areAlike).empty();
+  // Some versions of clang refuse the result of std::ranges::search.
+  return std::search(codings.begin(), codings.end(), coding.begin(), coding.end(), areAlike) !=
+         codings.end();
 }
 
 }  // namespace
