@@ -368,13 +368,15 @@ std::string EasyHandle::errorText() const {
   return text;
 }
 
-std::optional<std::string> EasyHandle::proxyInHandshake() const {
-  if (!proxy_ || !proxy_->isReachedOverTLS || number(CURLINFO_HTTP_CONNECTCODE) != 0) {
-    return std::nullopt;
-  }
+std::optional<std::string> EasyHandle::failedProxy(CURLcode code) const {
+  if (!proxy_) return std::nullopt;
+  if (code == CURLE_COULDNT_RESOLVE_PROXY) return proxy_->host;
   // libcurl does not say whether the host is an exception. If it is, no proxy's certificate is
   // looked at.
   const bool mayBeException = !configuration_->proxyExceptions().empty();
+  // Whom the proxy cannot reach is told in its answer.
+  if (code == CURLE_COULDNT_CONNECT && !mayBeException) return proxy_->host;
+  if (!proxy_->isReachedOverTLS || number(CURLINFO_HTTP_CONNECTCODE) != 0) return std::nullopt;
   if (mayBeException && number(CURLINFO_PROXY_SSL_VERIFYRESULT) == 0) return std::nullopt;
   return proxy_->host;
 }

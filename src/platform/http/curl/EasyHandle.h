@@ -108,9 +108,9 @@ class EasyHandle {
   std::optional<std::string> text(CURLINFO which) const;
   // libcurl's own words on the last failure; may be empty.
   std::string errorText() const;
-  // The host of the proxy whose TLS handshake is not over yet. Absent once it is, or when there is
-  // no proxy, or one that is reached without TLS.
-  std::optional<std::string> proxyInHandshake() const;
+  // The host of the proxy that a connection failed with: it was not found, it refused, or its TLS
+  // handshake was not over. Absent when it was the server behind it, and when there is no proxy.
+  std::optional<std::string> failedProxy(CURLcode code) const;
 
   // Gives back the memory in which the TLS connection of the running transfer would read and write
   // its next records; it takes it anew when they come. Does nothing while some are on their way, or

@@ -280,7 +280,7 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   failure.detail = easy_->errorText();
   failure.isOverdueAsAWhole = latestEnd_ <= context_->now;
   // On a kept connection the handshake is long over, but libcurl does not say so.
-  if (stage_ == TransferStage::connecting) failure.proxy = easy_->proxyInHandshake();
+  if (stage_ == TransferStage::connecting) failure.proxy = easy_->failedProxy(code);
   if (code == CURLE_COULDNT_CONNECT) {
     failure.systemError =
         openError_ != 0 ? openError_ : static_cast<int>(easy_->number(CURLINFO_OS_ERRNO));
