@@ -75,7 +75,7 @@ class EasyHandle {
   // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once
   // must not be used again.
   void configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
-                 CURLSH* share);
+                 CURLSH* share, FileStates& files);
   std::chrono::milliseconds timeout() const;
 
   // What is asked next, in place of what was asked before. The request must stay in its place
@@ -109,16 +109,15 @@ class EasyHandle {
   // no proxy, or one that is reached without TLS.
   std::optional<std::string> proxyInHandshake() const;
 
-  // Gives back the memory in which the TLS connection of the running transfer would read and write
-  // its next records; it takes it anew when they come. Does nothing while some are on their way, or
-  // when the TLS library is another one than expected.
+  // As releaseBuffersOf(), for the TLS connection of the running transfer. Does nothing when the TLS
+  // library is another one than expected.
   void releaseTLSBuffers();
 
  private:
   void setOptions();
   void setProxy();
-  void setTrust();
-  void trustConfigured();
+  void setTrust(FileStates& files);
+  void trustConfigured(FileStates& files);
   void trust(TrustPlace place);
   void setCallbacks(SocketRegistry& sockets);
   void setURL(const std::string& text);
