@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Kills a host application, or makes its disk or its memory fail, at every step of storing a user, and its
-connections at every byte of a call.
+"""Kills a host application, or makes its disk, its memory or its system calls fail, at every step of what it
+does, and its connections at every byte of a call.
 
 usage: torture.py --host PROGRAM --service PROGRAM --wire-host PROGRAM [--full] [--report FILE]
                   --soak-host PROGRAM --devserver PROGRAM [--seed NUMBER] [--seconds NUMBER]
                   [--memory-report FILE] [--step NUMBER] [--sanitized] [PART...]
 
-The parts: calls, kills, moments, faults, migration, crowd, wire, memory, and soak, which runs only when it
-is named, for --seconds or for the minutes that follow it. Without --full each is short. What has run is
+The parts: calls, kills, moments, faults, migration, crowd, wire, memory, syscalls, and soak, which runs only
+when it is named, for --seconds or for the minutes that follow it. Without --full each is short. What has run is
 written to the reports only when nothing failed.
 """
 
@@ -26,6 +26,7 @@ import crowd
 import memory
 import migration_trials
 import soak
+import syscalls
 import trials
 import wire
 from deaths import Vendors
@@ -79,6 +80,12 @@ def run_memory(options, pool):
                           lambda own: memory.trials(own, service.request, step, offset))
 
 
+def run_syscalls(options, pool):
+    share = options.step or (1 if options.full else 41)
+    with Service(options.devserver) as service:
+        return run_trials(options, pool, lambda own: syscalls.trials(own, service.request, share))
+
+
 def parts(options, pool):
     """{name: (description, function)}; the function runs the part and returns (number, complaints), and
     where trials can end in a vendor's code, how often each did."""
@@ -120,6 +127,8 @@ def parts(options, pool):
                                   options.sanitized)),
         "memory": ("an allocation that fails, or all from one on, in a host's life with the service",
                    lambda: run_memory(options, pool)),
+        "syscalls": ("a system call that fails, once or for ever, in a host's life with the service",
+                     lambda: run_syscalls(options, pool)),
     }
 
 
@@ -135,7 +144,7 @@ def read_options():
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--report")
     parser.add_argument("--memory-report")
-    parser.add_argument("--step", type=int, help="of memory: each allocation of so many fails")
+    parser.add_argument("--step", type=int, help="of memory and syscalls: one of so many fails")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("parts", nargs="*", metavar="PART")
     options = parser.parse_args()
@@ -143,7 +152,7 @@ def read_options():
     if options.parts[:1] == ["soak"] and len(options.parts) == 2:
         options.seconds = 60 * float(options.parts.pop())
     options.parts = options.parts or ["calls", "kills", "moments", "faults", "migration", "crowd", "wire",
-                                      "memory"]
+                                      "memory", "syscalls"]
     return options
 
 

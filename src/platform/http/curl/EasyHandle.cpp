@@ -21,9 +21,6 @@ constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
 // takes no smaller buffer for sending.
 constexpr long receiveBufferSize = 2L * 1024;
 constexpr long sendBufferSize = 16L * 1024;
-// Seconds. A renewed bundle of the system's is taken up after this time at the latest; parsing it
-// for each connection would cost 34 ms of processor time.
-constexpr long caStoreLifetime = 600;
 // Beyond this libcurl's own arithmetic with times overflows.
 constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
 
@@ -205,13 +202,19 @@ void EasyHandle::setProxy() {
 }
 
 void EasyHandle::setTrust() {
-  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
+  authoritiesLifetime_.reset();
   trusted_ = {};
   trustedState_.reset();
   if (configuration_->caFile()) return trustConfigured();
   const auto* libcurl = curl_version_info(CURLVERSION_NOW);
   // Where there is neither, libcurl's own choice stays, and refuses everybody.
   if (const auto place = systemTrust(libcurl->cainfo, libcurl->capath)) trust(*place);
+}
+
+void EasyHandle::setAuthoritiesLifetime(std::chrono::seconds lifetime) {
+  if (authoritiesLifetime_ == lifetime) return;
+  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, static_cast<long>(lifetime.count()));
+  authoritiesLifetime_ = lifetime;
 }
 
 void EasyHandle::trustConfigured() {
@@ -365,13 +368,15 @@ std::string EasyHandle::errorText() const {
   return text;
 }
 
-std::optional<std::string> EasyHandle::proxyInHandshake() const {
-  if (!proxy_ || !proxy_->isReachedOverTLS || number(CURLINFO_HTTP_CONNECTCODE) != 0) {
-    return std::nullopt;
-  }
+std::optional<std::string> EasyHandle::failedProxy(CURLcode code) const {
+  if (!proxy_) return std::nullopt;
+  if (code == CURLE_COULDNT_RESOLVE_PROXY) return proxy_->host;
   // libcurl does not say whether the host is an exception. If it is, no proxy's certificate is
   // looked at.
   const bool mayBeException = !configuration_->proxyExceptions().empty();
+  // Whom the proxy cannot reach is told in its answer.
+  if (code == CURLE_COULDNT_CONNECT && !mayBeException) return proxy_->host;
+  if (!proxy_->isReachedOverTLS || number(CURLINFO_HTTP_CONNECTCODE) != 0) return std::nullopt;
   if (mayBeException && number(CURLINFO_PROXY_SSL_VERIFYRESULT) == 0) return std::nullopt;
   return proxy_->host;
 }

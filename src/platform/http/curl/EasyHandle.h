@@ -77,6 +77,9 @@ class EasyHandle {
   void configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
                  CURLSH* share);
   std::chrono::milliseconds timeout() const;
+  // How long libcurl goes on with the authorities that it has read; at 0 it reads them for this
+  // transfer's connection alone. To be called after configure().
+  void setAuthoritiesLifetime(std::chrono::seconds lifetime);
 
   // What is asked next, in place of what was asked before. The request must stay in its place
   // until the transfer has ended. `url`: an absolute URL.
@@ -105,9 +108,9 @@ class EasyHandle {
   std::optional<std::string> text(CURLINFO which) const;
   // libcurl's own words on the last failure; may be empty.
   std::string errorText() const;
-  // The host of the proxy whose TLS handshake is not over yet. Absent once it is, or when there is
-  // no proxy, or one that is reached without TLS.
-  std::optional<std::string> proxyInHandshake() const;
+  // The host of the proxy that a connection failed with: it was not found, it refused, or its TLS
+  // handshake was not over. Absent when it was the server behind it, and when there is no proxy.
+  std::optional<std::string> failedProxy(CURLcode code) const;
 
   // Gives back the memory in which the TLS connection of the running transfer would read and write
   // its next records; it takes it anew when they come. Does nothing while some are on their way, or
@@ -137,6 +140,7 @@ class EasyHandle {
   std::optional<Proxy> proxy_;
   TrustPlace trusted_;                     // as libcurl was told
   std::optional<FileState> trustedState_;  // of the configured file
+  std::optional<std::chrono::seconds> authoritiesLifetime_;
 
   // Kept from request to request, because the next one mostly asks for the same.
   std::string url_;             // as it stands in the handle

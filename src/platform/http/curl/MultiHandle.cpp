@@ -22,6 +22,14 @@ constexpr std::size_t startsAtOnce = 8;
 // libcurl's connections are looked at again after this time at the latest.
 constexpr std::chrono::hours longestSleep{24};
 
+// A renewed bundle of the system's is taken up after this time at the latest; parsing it for each
+// connection would cost 34 ms of processor time.
+constexpr std::chrono::seconds longestAuthoritiesLifetime{600};
+
+bool isFailedHandshake(CURLcode code) {
+  return code == CURLE_SSL_CONNECT_ERROR || code == CURLE_PEER_FAILED_VERIFICATION;
+}
+
 // 0 when epoll reports only an error: libcurl then finds out itself.
 int selectBits(std::uint32_t events) {
   return ((events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
@@ -148,11 +156,21 @@ bool MultiHandle::isNeedless(const Transfer& transfer) const {
          });
 }
 
+// What memory had no room for while the authorities were read is missing until they are read anew.
+// So none that were read before a failed handshake are used after it.
+std::chrono::seconds MultiHandle::authoritiesLifetime() const {
+  if (!latestFailedHandshake_) return longestAuthoritiesLifetime;
+  const auto since =
+      std::chrono::floor<std::chrono::seconds>(context_.now - *latestFailedHandshake_);
+  return std::min(since, longestAuthoritiesLifetime);
+}
+
 void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   if (isNeedless(*transfer)) return;
   try {
     auto easy = takeEasyHandle();
     easy->configure(transfer->configuration(), context_.sockets, share_);
+    easy->setAuthoritiesLifetime(authoritiesLifetime());
     transfer->start(std::move(easy), context_);
     transfer->place = running_.size();
     running_.push_back(std::move(transfer));
@@ -269,6 +287,7 @@ TransferOutcome MultiHandle::outcomeOf(Transfer& transfer, CURLcode code) const 
 void MultiHandle::end(Transfer& transfer, CURLcode code) {
   // First of all, because what libcurl knows of the transfer goes with the removal.
   TransferOutcome outcome = outcomeOf(transfer, code);
+  if (isFailedHandshake(code)) latestFailedHandshake_ = context_.now;
   curl_multi_remove_handle(multi_, transfer.curl());
   auto easy = transfer.takeEasyHandle();
   if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));

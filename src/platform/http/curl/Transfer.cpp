@@ -233,7 +233,8 @@ TransferOutcome Transfer::finish(CURLcode code) {
   }
   // libcurl takes any end of the connection for the end of such a body, and anybody on the way can
   // bring that about.
-  if (code == CURLE_OK && !easy_->endWasAnnounced()) code = CURLE_PARTIAL_FILE;
+  const bool isCutOff = !easy_->endWasAnnounced() || reply_.fallsShort();
+  if (code == CURLE_OK && isCutOff) code = CURLE_PARTIAL_FILE;
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&
@@ -279,7 +280,7 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   failure.detail = easy_->errorText();
   failure.isOverdueAsAWhole = latestEnd_ <= context_->now;
   // On a kept connection the handshake is long over, but libcurl does not say so.
-  if (stage_ == TransferStage::connecting) failure.proxy = easy_->proxyInHandshake();
+  if (stage_ == TransferStage::connecting) failure.proxy = easy_->failedProxy(code);
   if (code == CURLE_COULDNT_CONNECT) {
     failure.systemError =
         openError_ != 0 ? openError_ : static_cast<int>(easy_->number(CURLINFO_OS_ERRNO));
