@@ -9,8 +9,8 @@
 
 #include "Setup.h"
 
-// Begins at once, on its caller's thread; the result is the status of the program. Any type of
-// coroutine can await the library's calls.
+// Begins at once, on its caller's thread; the result is the status of the program. Other types of
+// coroutine can await the library's calls as well.
 struct Task {
   struct promise_type {
     Task get_return_object() { return {result.get_future()}; }

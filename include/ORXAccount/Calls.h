@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Every operation as a call that gives a std::future, and that any coroutine can await. Not part of
+// Every operation as a call that gives a std::future, and that a coroutine can await. Not part of
 // ORXAccount.h; all of it is in this header, over the callbacks that the library has anyway.
 //
 //   const auto user = orx::calls::signIn({{orx::kORVAAccountLogin, "ada@example.com"},
@@ -12,8 +12,10 @@
 //   const auto outcome = co_await orx::calls::countryList(api).orError();  // holds the error
 //   if (outcome.error) ...
 //
-// Some versions of g++ refuse braces within the expression that is awaited ("array used as
-// initializer"): name the parameters before.
+// A coroutine of any type can await a call, unless that type takes its own operations alone, as
+// asio's does: docs/guide/threads.md has the lines that make one of a call. Some versions of g++
+// refuse braces within the expression that is awaited ("array used as initializer"): name the
+// parameters before.
 //
 // A call starts when it becomes a future or is awaited, once; before that it does nothing. What the
 // operation throws on the thread that starts it (std::invalid_argument, std::system_error,
@@ -92,6 +94,7 @@ class [[nodiscard]] Call {
   Call<T, Outcome<T>> orError() && { return Call<T, Outcome<T>>(std::move(start_)); }
 
   // Starts the call. Its get() gives the value or throws a CallError; after orError(), the outcome.
+  // Where the host's executor runs callbacks, nobody may wait on the thread of its loop.
   [[nodiscard]] std::future<Given> future() && {
     const auto promise = std::make_shared<std::promise<Given>>();
     auto future = promise->get_future();
@@ -170,7 +173,7 @@ using Passed = std::conditional_t<std::same_as<T, std::string>, std::string_view
 
 template <typename... Arguments>
 struct ServiceOperation {
-  ResultCall operator()(std::shared_ptr<ORVAAccountAPI> api, Arguments... arguments) const {
+  ResultCall operator()(const std::shared_ptr<ORVAAccountAPI>& api, Arguments... arguments) const {
     return ResultCall([=, operation = operation](ResultCall::Handler handler) {
       const auto report = [handler = std::move(handler)](const auto& result, const auto& error) {
         handler({result, error});

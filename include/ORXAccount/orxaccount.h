@@ -115,6 +115,9 @@ ORX_EXPORT const char* orx_result_json(const orx_result* result);
 ORX_EXPORT const char* orx_result_text(const orx_result* result, const char* key);
 // The service's own words; NULL where it said none.
 ORX_EXPORT const char* orx_result_description(const orx_result* result);
+// Why no list came, where the transfer failed, which is no error of the callback; else NULL. It
+// ends with the result.
+ORX_EXPORT const orx_error* orx_result_transfer_error(const orx_result* result);
 // The bytes of a picture and, through `size`, their number; NULL and 0 where the result has none or
 // the picture is empty. `size` may be NULL.
 ORX_EXPORT const void* orx_result_bytes(const orx_result* result, size_t* size);
@@ -270,7 +273,7 @@ ORX_EXPORT orx_error* orx_register_v2(const char* parameters, orx_callback callb
 ORX_EXPORT orx_error* orx_call(const char* api_id, const char* parameters, orx_callback callback,
                                void* context);
 // One of the service's lists. The payload: an array, null when it could not be had. There is no
-// error for that.
+// error for that; orx_result_transfer_error() tells a failed transfer from an answer without a list.
 ORX_EXPORT orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context);
 #define ORX_LIST_COUNTRIES "country"
 #define ORX_LIST_EDUCATION "country"  // the service keeps both under one name

@@ -58,7 +58,10 @@ Result<orx_result> resultOf(const std::shared_ptr<ORVAAccountAPIResult>& result)
   const auto parser = result->returnData().objectOf<XMLParser>();
   const auto payload = parser ? parsed(parser) : Result<Value>(result->returnData());
   if (!payload) return Failure(payload.error());
-  return orx_result{.payload = Document(*payload), .description = result->resultDescription()};
+  const auto& failure = result->transferError();
+  return orx_result{.payload = Document(*payload),
+                    .description = result->resultDescription(),
+                    .transferError = failure ? std::make_unique<HeldError>(failure) : nullptr};
 }
 
 orx_result resultOf(const std::shared_ptr<ORVAAccountUser>& user) {

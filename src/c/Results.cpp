@@ -30,6 +30,10 @@ const char* orx_result_description(const orx_result* result) {
   return result == nullptr ? nullptr : orx::c::pointerTo(result->description);
 }
 
+const orx_error* orx_result_transfer_error(const orx_result* result) {
+  return result == nullptr ? nullptr : result->transferError.get();
+}
+
 const void* orx_result_bytes(const orx_result* result, size_t* size) {
   const size_t count = result == nullptr ? 0 : result->bytes.size();
   if (size != nullptr) *size = count;

@@ -47,6 +47,7 @@ struct orx_result {
   orx::Data bytes{};
   orx::c::OwnedUser user{};
   orx::c::OwnedUser previousUser{};
+  std::unique_ptr<const orx::c::HeldError> transferError{};
 };
 
 namespace orx::c {

@@ -32,7 +32,8 @@ struct Told {
         previousLogin(textAt(orx_user_text(orx_result_previous_user(result), ORX_LOGIN))),
         domain(textAt(orx_error_domain(error))),
         code(orx_error_code(error)),
-        errorText(textAt(orx_error_text(error))) {
+        errorText(textAt(orx_error_text(error))),
+        transferCode(orx_error_code(orx_result_transfer_error(result))) {
     EXPECT_NE(result == nullptr, error == nullptr);
     std::size_t size = 0;
     const void* start = orx_result_bytes(result, &size);
@@ -49,6 +50,7 @@ struct Told {
   std::optional<std::string> domain;
   std::int64_t code = 0;
   std::optional<std::string> errorText;
+  std::int64_t transferCode = 0;
 };
 
 using ToldBox = Mailbox<Told>;

@@ -45,6 +45,16 @@ TEST_F(CCall, ForAListIsNullWhereThereIsNone) {
   });
   EXPECT_EQ(outcome.json, "null");
   EXPECT_EQ(outcome.text, std::nullopt);
+  EXPECT_EQ(outcome.transferCode, 0);
+}
+
+TEST_F(CCall, ForAListTellsThatTheTransferFailed) {
+  EXPECT_EQ(refusal(orx_set_option(ORX_OPTION_CA_FILE, "/nowhere")), 0);
+  const Told outcome = told([](auto callback, void* context) {
+    return orx_fetch_list(ORX_LIST_COUNTRIES, callback, context);
+  });
+  EXPECT_EQ(outcome.json, "null");
+  EXPECT_EQ(outcome.transferCode, ORX_ERROR_NOT_TRUSTED);
 }
 
 TEST_F(CCall, ForAWebSessionGivesItsAddressAsText) {

@@ -116,6 +116,7 @@ TEST(CNullHandles, AreReleasedAndHaveNothing) {
   EXPECT_EQ(orx_result_json(nullptr), nullptr);
   EXPECT_EQ(orx_result_text(nullptr, "a"), nullptr);
   EXPECT_EQ(orx_result_description(nullptr), nullptr);
+  EXPECT_EQ(orx_result_transfer_error(nullptr), nullptr);
   std::size_t size = 1;
   EXPECT_EQ(orx_result_bytes(nullptr, &size), nullptr);
   EXPECT_EQ(size, 0U);

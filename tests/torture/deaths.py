@@ -27,6 +27,11 @@ def function_at(program, offset):
     return re.sub(r"\[abi:\w+\]|\(anonymous namespace\)::", "", lines[0])
 
 
+@functools.cache
+def demangled(symbol):
+    return subprocess.run(["c++filt", symbol], check=True, capture_output=True, text=True).stdout.strip()
+
+
 def frame_of(line):
     """(module, function) of a line of backtrace_symbols()."""
     match = FRAME.match(line)
@@ -35,7 +40,9 @@ def frame_of(line):
     module = match["module"].rsplit("/", 1)[-1]
     if module == "torture_host":
         # Of what the program exports the offset is that from the symbol.
-        return OWN, match["symbol"] or function_at(match["module"], match["offset"] or "0x0")
+        if match["symbol"]:
+            return OWN, demangled(match["symbol"])
+        return OWN, function_at(match["module"], match["offset"] or "0x0")
     return module, match["symbol"] or "?"
 
 

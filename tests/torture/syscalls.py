@@ -51,7 +51,7 @@ def trials(bench, service, share):
     own = bench_of(bench)
     number = 0
     for store in STORES:
-        stride = share if store == "file" else share * 8
+        stride = share if store == "file" else share * 32
         whole = own.live(service, store, everywhere=True, signsOut=True)
         for call, count in sorted(collections.Counter(whole["calls"]).items()):
             for at in range(1, count + 1):

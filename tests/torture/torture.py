@@ -14,6 +14,7 @@ written to the reports only when nothing failed.
 
 import argparse
 import collections
+import contextlib
 import multiprocessing
 import os
 import random
@@ -50,6 +51,16 @@ def begin_worker(*programs):
     multiprocessing.util.Finalize(bench, bench.close, exitpriority=10)
 
 
+@contextlib.contextmanager
+def workers(options, number):
+    """Their exit handlers run at the end."""
+    context = multiprocessing.get_context("fork")
+    with context.Pool(number, begin_worker, [options.host, options.service]) as pool:
+        yield pool
+        pool.close()
+        pool.join()
+
+
 def attempt(trial):
     """(the complaint, what a vendor's code has done) that the trial ended with, each or None."""
     function, *arguments = trial
@@ -80,9 +91,10 @@ def run_memory(options, pool):
                           lambda own: memory.trials(own, service.request, step, offset))
 
 
-def run_syscalls(options, pool):
+def run_syscalls(options):
     share = options.step or (1 if options.full else 41)
-    with Service(options.devserver) as service:
+    # Many of these trials wait for time-outs.
+    with Service(options.devserver) as service, workers(options, 4 * os.cpu_count()) as pool:
         return run_trials(options, pool, lambda own: syscalls.trials(own, service.request, share))
 
 
@@ -128,7 +140,7 @@ def parts(options, pool):
         "memory": ("an allocation that fails, or all from one on, in a host's life with the service",
                    lambda: run_memory(options, pool)),
         "syscalls": ("a system call that fails, once or for ever, in a host's life with the service",
-                     lambda: run_syscalls(options, pool)),
+                     lambda: run_syscalls(options)),
     }
 
 
@@ -162,8 +174,7 @@ def main():
     signal.signal(signal.SIGTERM, end_in_order)
     results = []
     failed = False
-    context = multiprocessing.get_context("fork")
-    with context.Pool(os.cpu_count(), begin_worker, [options.host, options.service]) as pool:
+    with workers(options, os.cpu_count()) as pool:
         for name, (description, run) in parts(options, pool).items():
             if name not in options.parts:
                 continue
@@ -178,8 +189,6 @@ def main():
             if name == "memory" and options.memory_report and not complaints:
                 write_memory_report(options.memory_report, options.seed, options.step or 1,
                                     results[-1], *vendors)
-        pool.close()
-        pool.join()
     if options.report and not failed:
         write_report(options.report, options.seed, results)
     return 1 if failed else 0

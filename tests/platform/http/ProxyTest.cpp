@@ -118,6 +118,21 @@ TEST_F(Proxy, IsLeftOutForTheHostsThatAreExcepted) {
   unsetenv("https_proxy");
 }
 
+TEST_F(Proxy, IsNamedWhereItCannotBeReached) {
+  auto configuration = server_.configuration();
+  const auto said = [&](const std::string& proxy) {
+    configuration.setProxy(proxy);
+    const Outcome outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
+    return outcome.error ? outcome.error->localizedDescription() : "";
+  };
+  EXPECT_EQ(said("http://127.0.0.1:1"),
+            "could not connect to the proxy 127.0.0.1: Connection refused");
+  // Too long for any resolver to ask for.
+  const std::string nobody(64, 'a');
+  EXPECT_THAT(said("http://" + nobody + ":1"),
+              HasSubstr("could not find the host of the proxy " + nobody + ": "));
+}
+
 TEST_F(Proxy, GetsANewTunnelForOneThatDiedWhileIdle) {
   EXPECT_EQ(call(postRequest("https://one.example/", "ann")).text(), "POST ann");
   server_.dropConnections(End::cut);

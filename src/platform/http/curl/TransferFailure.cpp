@@ -67,7 +67,7 @@ std::string whatWasTried(const TransferFailure& failure, std::int64_t code) {
     case NSURLErrorUnsupportedURL:
       return "could not use the URL " + shownURL(failure.url);
     case NSURLErrorCannotFindHost:
-      return "could not find the host " + host;
+      return "could not find the host " + (failure.proxy ? "of " + host : host);
     case NSURLErrorSecureConnectionFailed:
       return "could not make a secure connection to " + host;
     case NSURLErrorServerCertificateUntrusted:
