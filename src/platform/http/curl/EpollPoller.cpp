@@ -91,11 +91,14 @@ bool EpollPoller::isWanted(const epoll_event& event) {
   Watched& source = watched(descriptor);
   // epoll still watches a socket in which there is no interest now (see registerSocket). Without
   // this line it would report the event at every wait.
-  if (source.interest == 0) updateEpoll(descriptor, source, 0);
+  if (source.interest == 0) {
+    // Known before the watch has ended, which the system may refuse.
+    source.looksBefore = looks_;
+    updateEpoll(descriptor, source, 0);
+  }
   return source.interest != 0;
 }
 
-// What happens on a socket without interest ends its registration.
 bool EpollPoller::isQuiet(int descriptor) const {
   const auto index = static_cast<std::size_t>(descriptor);
   if (!sawAll_ || index >= watched_.size()) return false;

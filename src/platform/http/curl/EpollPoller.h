@@ -55,7 +55,8 @@ class EpollPoller {
     std::uint32_t interest = 0;
     std::uint32_t registered = 0;  // what epoll watches for
     bool stays = false;
-    std::uint64_t looksBefore = 0;  // there had been so many when the interest ended
+    // There had been so many when the interest ended, or when something came without interest.
+    std::uint64_t looksBefore = 0;
   };
 
   Watched& watched(int descriptor);

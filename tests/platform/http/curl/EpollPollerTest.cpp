@@ -68,6 +68,20 @@ TEST_F(EpollPollerTest, KnowsASocketForQuietOnceItHasLookedAndUntilSomethingCome
   EXPECT_FALSE(poller_.isQuiet(near()));
 }
 
+// The idle connection of a server that has closed it would be taken for one that lives.
+TEST_F(EpollPollerTest, TakesNoSocketForQuietOnWhichSomethingCameThoughTheWatchCannotEnd) {
+  poller_.registerSocket(near());
+  poller_.setInterest(near(), EPOLLIN);
+  poller_.setInterest(near(), 0);
+  EXPECT_EQ(readyNow(), -1);
+  EXPECT_TRUE(poller_.isQuiet(near()));
+  const FailingCalls failing(FailingCalls::Function::epoll_ctl, ENOSPC, 1, 1);
+  close(std::exchange(ends_[1], -1));
+  EXPECT_EQ(readyNow(), -1);
+  EXPECT_EQ(failing.count(), 1U);
+  EXPECT_FALSE(poller_.isQuiet(near()));
+}
+
 TEST_F(EpollPollerTest, SaysNothingOfASocketOfWhichNothingIsWanted) {
   poller_.setInterest(near(), EPOLLIN);
   poller_.setInterest(near(), 0);
