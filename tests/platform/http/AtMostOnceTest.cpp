@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <functional>
 #include <map>
 
 #include "support/Call.h"
@@ -179,6 +180,27 @@ TEST_P(AtMostOnce, WhenOneConnectionDiesUnderAThousandCalls) {
   EXPECT_THAT(arrived, ::testing::Each(::testing::Pair(::testing::_, 1)));
   // One more is in the place of the dead one, and one that libcurl made in order to send again.
   EXPECT_LE(server.connectionCount(), 18U);
+}
+
+// The loop then wakes for other connections too, and what it has seen of this one is older.
+TEST_P(AtMostOnce, YetReplacesAConnectionThatDiedWhileOthersWereBusy) {
+  const TLSTestServer busy(hosts, Answer::reply(200));
+  TLSTestServer server(hosts, Answer::reply(200, "fine"));
+  std::atomic<bool> isOver{false};
+  std::atomic<int> underWay{4};
+  std::function<void()> next = [&] {
+    start(busy.configuration(), getRequest("https://one.example/"),
+          [&](const auto&) { isOver ? static_cast<void>(--underWay) : next(); });
+  };
+  for (int i = 0; i < 4; ++i) next();
+  for (int round = 1; round <= 30; ++round) {
+    EXPECT_EQ(call(server.configuration(), postRequest("https://one.example/p", "x")).text(),
+              "fine");
+    server.dropConnections(GetParam());
+    ASSERT_TRUE(eventually([&] { return server.openConnectionCount() == 0; }));
+  }
+  isOver = true;
+  EXPECT_TRUE(eventually([&] { return underWay == 0; }));
 }
 
 TEST(AtMostOnceInBulk, HoldsForManyCallsAtATime) {

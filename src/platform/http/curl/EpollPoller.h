@@ -43,6 +43,8 @@ class EpollPoller {
   // True when wait() has looked since the interest in this socket ended, and its peer has neither
   // sent anything nor closed it. False when that is not known.
   bool isQuiet(int descriptor) const;
+  // Until wait() has looked again nothing is known to be quiet.
+  void forgetLook() { sawAll_ = false; }
 
   // Returns when something has happened or when the time is over, rounded up to milliseconds; the
   // descriptor is each event's data.fd. Valid until the next call.

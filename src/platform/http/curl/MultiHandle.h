@@ -38,6 +38,8 @@ class MultiHandle {
   // Waits until a connection is ready, a time is over, or somebody wakes it up; not at all when
   // `isUrgent`.
   void wait(bool isUrgent);
+  // For transfers that were submitted after wait() had looked.
+  void forgetLook() { context_.poller.forgetLook(); }
   // Starts queued transfers, lets libcurl work on the connections that wait() found ready, and
   // reports the transfers that have ended.
   void runOnce();

@@ -108,7 +108,10 @@ void TransferEngine::wait() {
   leaveLibcurl(lock);
   state.sleeps = false;
   // What came in while it slept starts in this pass rather than in the next one.
-  if (state.arrived.empty()) state.arrived.swap(state.inbox);
+  if (!state.arrived.empty()) return;
+  state.arrived.swap(state.inbox);
+  // A connection may have ended after the look and before the call was made.
+  if (!state.arrived.empty()) state.multi.forgetLook();
 }
 
 void TransferEngine::dispatch() {

@@ -63,6 +63,10 @@ TEST_F(EpollPollerTest, KnowsASocketForQuietOnceItHasLookedAndUntilSomethingCome
   EXPECT_FALSE(poller_.isQuiet(near()));
   EXPECT_EQ(readyNow(), -1);
   EXPECT_TRUE(poller_.isQuiet(near()));
+  poller_.forgetLook();
+  EXPECT_FALSE(poller_.isQuiet(near()));
+  EXPECT_EQ(readyNow(), -1);
+  EXPECT_TRUE(poller_.isQuiet(near()));
   sayFromFar();
   EXPECT_EQ(readyNow(), -1);
   EXPECT_FALSE(poller_.isQuiet(near()));
