@@ -79,7 +79,8 @@ class AccountStore::Database {
   class Statement;
 
   explicit Database(const std::string& path) {
-    const std::string place = path.empty() ? ":memory:" : makePrivateFile(path).string();
+    const std::string place =
+        path.empty() ? ":memory:" : makePrivateFile(path, "SQLite format 3").string();
     // SQLite looks for links in the whole path; those among its folders are resolved by now.
     const int opened =
         sqlite3_open_v2(place.c_str(), &handle_,

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -28,6 +29,12 @@ bool writeAll(int file, std::string_view bytes) {
   return true;
 }
 
+bool beginsWith(int file, std::string_view beginning) {
+  char bytes[16];
+  const ssize_t count = pread(file, bytes, std::min(sizeof bytes, beginning.size()), 0);
+  return count >= 0 && std::string_view(bytes, static_cast<std::size_t>(count)) == beginning;
+}
+
 }  // namespace
 
 void writePrivateFile(const std::filesystem::path& path, const std::string& text) {
@@ -47,13 +54,17 @@ void writePrivateFile(const std::filesystem::path& path, const std::string& text
   fail(path, reason);
 }
 
-std::filesystem::path makePrivateFile(const std::filesystem::path& path) {
+std::filesystem::path makePrivateFile(const std::filesystem::path& path,
+                                      std::string_view beginning) {
   // O_NONBLOCK: opening a FIFO would otherwise wait for somebody at its other end.
   const int file = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
   if (file < 0) fail(path, std::strerror(errno));
   struct stat about {};
-  const bool good = fstat(file, &about) == 0 && S_ISREG(about.st_mode) && fchmod(file, 0600) == 0;
+  const bool isFile = fstat(file, &about) == 0 && S_ISREG(about.st_mode);
+  const bool isForeign = isFile && about.st_size != 0 && !beginsWith(file, beginning);
+  const bool good = isFile && !isForeign && fchmod(file, 0600) == 0;
   close(file);
+  if (isForeign) fail(path, "it holds something else");
   if (!good) fail(path, "it is no file of this user's");
   const auto whole = std::filesystem::absolute(path);
   return std::filesystem::canonical(whole.parent_path()) / whole.filename();

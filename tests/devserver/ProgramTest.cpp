@@ -178,6 +178,20 @@ TEST(Program, TakesTheRightsOfOthersToItsFilesAway) {
   EXPECT_EQ(std::string((std::istreambuf_iterator<char>(earlier)), {}), "");
 }
 
+TEST(Program, LeavesAFileThatIsNoDatabaseAsItIs) {
+  const TemporaryDirectory directory;
+  const std::string file = directory / "notes.txt";
+  for (const char* content : {"of another program\n", "SQLite"}) {
+    std::ofstream(file) << content;
+    std::filesystem::permissions(file, std::filesystem::perms(0644));
+    Program program({"--database", file});
+    EXPECT_EQ(program.line(), "");
+    EXPECT_EQ(program.end(), 1);
+    EXPECT_EQ(contentOf(file), content);
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0644));
+  }
+}
+
 TEST(Program, WritesNothingAtTheOtherEndOfALink) {
   const TemporaryDirectory directory;
   const std::string victim = directory / "victim";

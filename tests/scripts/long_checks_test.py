@@ -13,6 +13,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
 import check
+import valgrind
 
 
 class LongChecks(unittest.TestCase):
@@ -145,6 +146,26 @@ class Parts(unittest.TestCase):
         for part in check.PARTS:
             for pattern in part.files:
                 self.assertTrue(any(check.fnmatch.fnmatch(name, pattern) for name in tracked), pattern)
+
+
+class UnderValgrind(unittest.TestCase):
+    tests = {name: ["room_tests", "--gtest_filter=" + name.split("/")[1]]
+             for name in ("base/A.One", "base/A.Two", "base/A.ManyTimes", "base/B.One", "user/C.One", "user/C.Two",
+                          "user/D.One")}
+
+    def test_run_in_one_process_for_each_suite_that_leaves_nothing_behind(self):
+        with unittest.mock.patch.object(valgrind, "CHOSEN", ["base/", "user/C."]):
+            runs = valgrind.runs_of(valgrind.chosen_of(self.tests))
+        self.assertEqual(sorted(command[1] for _, command in runs),
+                         ["--gtest_filter=" + names for names in ("A.One:A.Two", "B.One", "C.One", "C.Two")])
+
+    def test_are_missed_when_their_names_have_changed(self):
+        with (unittest.mock.patch.object(valgrind, "CHOSEN", ["base/", "user/Gone."]),
+              self.assertRaisesRegex(SystemExit, "user/Gone")):
+            valgrind.chosen_of(self.tests)
+
+    def test_can_be_chosen_by_a_pattern(self):
+        self.assertEqual(list(valgrind.chosen_of(self.tests, "D|Two$")), ["base/A.Two", "user/C.Two", "user/D.One"])
 
 
 if __name__ == "__main__":

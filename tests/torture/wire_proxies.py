@@ -32,8 +32,8 @@ http {{
   }}
 }}
 """
-# It sends interim answers of its own. Those of a server it hands on, and where it has read one together
-# with the next head, it leaves out the body that follows (2.6.12): "0\r\n\r\n" in the place of the chunks.
+# It sends interim answers of its own. Where it has read a server's together with the head of the answer
+# and the body comes later, it leaves the body out (2.6.12): "0\r\n\r\n" in the place of the chunks.
 HAPROXY = """global
   tune.bufsize 65536
 defaults

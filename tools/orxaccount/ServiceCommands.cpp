@@ -12,7 +12,7 @@
 namespace tool {
 namespace {
 
-using ListCall = std::function<orx::calls::ResultCall(std::shared_ptr<orx::ORVAAccountAPI>)>;
+using ListCall = std::function<orx::calls::ResultCall(const std::shared_ptr<orx::ORVAAccountAPI>&)>;
 
 // For a list that it does not have, the service sends a description and no data. The library
 // reports that as a success, and a failed transfer too, so this command looks at the data.
@@ -109,8 +109,8 @@ void addLists(CLI::App& app, const GlobalOptions& options) {
   add("professions", "List the professions", orx::calls::professionalList);
   auto name = std::make_shared<std::string>();
   CLI::App& list = addCommand(app, "list", "List another of the service's lists", [&options, name] {
-    runList(options, [name](std::shared_ptr<orx::ORVAAccountAPI> api) {
-      return orx::calls::parameterList(std::move(api), *name);
+    runList(options, [name](const std::shared_ptr<orx::ORVAAccountAPI>& api) {
+      return orx::calls::parameterList(api, *name);
     });
   });
   addRequiredText(list, "NAME", *name, "The list's name");

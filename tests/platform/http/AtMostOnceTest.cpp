@@ -152,7 +152,9 @@ TEST_P(AtMostOnce, WhenOneConnectionDiesUnderAThousandCalls) {
   const auto startNext = [&] {
     start(server.configuration(),
           postRequest("https://one.example/" + std::to_string(started), "register me"),
-          [&outcomes, number = started](const auto& outcome) { outcomes.put({number, {outcome}}); });
+          [&outcomes, number = started](const auto& outcome) {
+            outcomes.put({number, {outcome}});
+          });
     ++started;
   };
   while (started < 16) startNext();

@@ -75,7 +75,7 @@ class EasyHandle {
   // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once
   // must not be used again.
   void configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
-                 CURLSH* share);
+                 CURLSH* share, FileStates& files);
   std::chrono::milliseconds timeout() const;
   // How long libcurl goes on with the authorities that it has read; at 0 it reads them for this
   // transfer's connection alone. To be called after configure().
@@ -112,16 +112,15 @@ class EasyHandle {
   // handshake was not over. Absent when it was the server behind it, and when there is no proxy.
   std::optional<std::string> failedProxy(CURLcode code) const;
 
-  // Gives back the memory in which the TLS connection of the running transfer would read and write
-  // its next records; it takes it anew when they come. Does nothing while some are on their way, or
-  // when the TLS library is another one than expected.
+  // As releaseBuffersOf(), for the TLS connection of the running transfer. Does nothing when the TLS
+  // library is another one than expected.
   void releaseTLSBuffers();
 
  private:
   void setOptions();
   void setProxy();
-  void setTrust();
-  void trustConfigured();
+  void setTrust(FileStates& files);
+  void trustConfigured(FileStates& files);
   void trust(TrustPlace place);
   void setCallbacks(SocketRegistry& sockets);
   void setURL(const std::string& text);

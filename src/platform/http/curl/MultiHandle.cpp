@@ -16,6 +16,8 @@ constexpr long keptConnections = 256;
 // Easy handles that are kept when idle. Each takes some 10 KB, so a burst of more calls than this
 // frees the others again.
 constexpr std::size_t keptHandles = 256;
+// Transfers that may run while their connections keep their TLS buffers.
+constexpr std::size_t uncrowded = 32;
 // Handshakes that start in one pass. With a whole burst of calls in their handshakes at the same
 // moment, the buffers of all of them would set the process's peak of memory.
 constexpr std::size_t startsAtOnce = 8;
@@ -124,6 +126,7 @@ void MultiHandle::wait(bool isUrgent) {
 void MultiHandle::enqueue(TransferList& transfers) { queued_.splice(queued_.end(), transfers); }
 
 void MultiHandle::runOnce() {
+  context_.isCrowded = running_.size() + queued_.size() > uncrowded;
   startQueued();
   dispatchReady();
   if (!isAnyOverdue()) return;
@@ -132,7 +135,8 @@ void MultiHandle::runOnce() {
 }
 
 void MultiHandle::startQueued() {
-  context_.now = Clock::now();
+  // Each call looks at its authorities anew; for those of one pass it is the same look.
+  trusted_.forget();
   for (std::size_t handshakes = 0; handshakes < startsAtOnce && !queued_.empty();) {
     // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
     // none to find when each that is open has a transfer already.
@@ -169,7 +173,7 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   if (isNeedless(*transfer)) return;
   try {
     auto easy = takeEasyHandle();
-    easy->configure(transfer->configuration(), context_.sockets, share_);
+    easy->configure(transfer->configuration(), context_.sockets, share_, trusted_);
     easy->setAuthoritiesLifetime(authoritiesLifetime());
     transfer->start(std::move(easy), context_);
     transfer->place = running_.size();
