@@ -41,6 +41,14 @@ int status(const std::string& name, const JSON& value) {
   return static_cast<int>(code);
 }
 
+// No string holds as much as a number can ask for.
+std::size_t bodySize(const std::string& name, const JSON& value) {
+  const std::size_t size = count(name, value);
+  constexpr std::size_t largest = std::size_t{1} << 30U;
+  if (size > largest) refuse("\"" + name + "\" takes up to " + std::to_string(largest) + " bytes");
+  return size;
+}
+
 void readMatch(FaultMatch& match, const std::string& name, const JSON& value) {
   if (name == "path") {
     match.path = text(name, value);
@@ -70,7 +78,7 @@ const std::map<std::string, Reader>& readers() {
       {"status", [](Fault& f, Name n, const JSON& v) { f.status = status(n, v); }},
       {"headers", readHeaders},
       {"body", [](Fault& f, Name n, const JSON& v) { f.body = text(n, v); }},
-      {"huge", [](Fault& f, Name n, const JSON& v) { f.huge = count(n, v); }},
+      {"huge", [](Fault& f, Name n, const JSON& v) { f.huge = bodySize(n, v); }},
       {"malformed-xml", [](Fault& f, Name n, const JSON& v) { f.malformedXML = flag(n, v); }},
       {"no-result-block", [](Fault& f, Name n, const JSON& v) { f.noResultBlock = flag(n, v); }},
       {"delay", [](Fault& f, Name n, const JSON& v) { f.delay = duration(n, v); }},

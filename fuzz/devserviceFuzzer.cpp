@@ -3,12 +3,21 @@
 // "METHOD HOST PATH" and a body up to a mark. What the TLS and HTTP libraries do before is theirs.
 
 #include <ORXAccount/platform/XMLParser.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
 
 #include <string>
 
 #include "FuzzTarget.h"
 #include "devserver/Router.h"
 #include "platform/formats/JSONSerialization.h"
+
+// In OpenSSL's place, one round for thousands: a password's hash would be all that takes time.
+int PKCS5_PBKDF2_HMAC(const char* password, int length, const unsigned char* salt, int saltLength,
+                      int, const EVP_MD* digest, int, unsigned char* hash) {
+  return HMAC(digest, password, length, salt, static_cast<std::size_t>(saltLength), hash,
+              nullptr) != nullptr;
+}
 
 namespace {
 

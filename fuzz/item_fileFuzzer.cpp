@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include <sys/stat.h>
+
 #include "FuzzTarget.h"
-#include "ScratchFolder.h"
 #include "platform/keychain/ItemFile.h"
 #include "platform/keychain/KeychainItemFormat.h"
+#include "support/StorageHome.h"
 
 namespace {
 
@@ -10,11 +12,14 @@ using namespace orx::platform;
 
 const KeychainItem kItem{.service = "s", .account = "a"};
 
-const ScratchFolder& home() {
-  static const ScratchFolder folder;
-  static const bool isSet = setenv("XDG_DATA_HOME", folder.path().c_str(), 1) == 0;
-  ORX_FUZZ_CHECK(isSet);
-  return folder;
+// Empty, and for its owner alone, as the library wants it.
+std::filesystem::path emptyFolder() {
+  static const orx::testing::StorageHome home;
+  static const mode_t earlier = umask(077);
+  (void)earlier;
+  std::filesystem::remove_all(home.keychainDirectory());
+  std::filesystem::create_directories(home.keychainDirectory());
+  return home.keychainDirectory();
 }
 
 ItemState looked() {
@@ -39,14 +44,11 @@ ORX_FUZZ_TARGET(text) {
   const bool isWritten = input.number(2) == 1;
   const auto content = input.upTo("\n====\n");
   decode(content);
-  home().clear();
-  const auto folder = home().path() / "orxaccount";
-  std::filesystem::create_directory(folder);
-  std::filesystem::permissions(folder, std::filesystem::perms(0700));
+  const auto folder = emptyFolder();
   const std::string name = ItemFile::nameOf(kItem);
-  if (!content.empty()) ScratchFolder::write(folder / name, content);
+  if (!content.empty()) orx::testing::writeContent(folder / name, content);
   const auto record = folder / (name.substr(0, name.rfind('.')) + ".state");
-  if (!input.empty()) ScratchFolder::write(record, input.rest());
+  if (!input.empty()) orx::testing::writeContent(record, input.rest());
 
   const ItemState before = looked();
   ORX_FUZZ_CHECK(!before.problem || before.newest == ItemState::here);

@@ -2,8 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Runs everything that takes longer than the tests, and writes what came of it to docs/check.md.
 
-A part that has passed runs again only when a file that it depends on has changed since. A part that fails
-stops none of the others. Exits with 1 when one has failed.
+A part that has passed runs again only when a file that it depends on has changed since. A part that fails, or that
+has not ended after hours, stops none of the others. What a part prints lies in build/check/PART.log too. Exits with
+1 when one has failed.
 """
 
 import argparse
@@ -20,8 +21,13 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 REPORT = ROOT / "docs" / "check.md"
 
-LIBRARY = ("src/*", "include/*", "cmake/*", "CMakeLists.txt", "CMakePresets.json")
+LOGS = ROOT / "build" / "check"
+# Of any part, on a slow machine. What has not ended by then hangs.
+LONGEST = "4h"
+
+LIBRARY = ("src/*", "include/*", "cmake/*", "CMakeLists.txt", "CMakePresets.json", "scripts/build.sh")
 PROGRAMS = LIBRARY + ("tests/*", "devserver/*", "tools/*", "examples/*", "fuzz/*", "bench/*")
+TESTS = r"\d+ tests failed out of \d+"
 
 
 @dataclass(frozen=True)
@@ -30,21 +36,29 @@ class Part:
     command: str
     what: str
     files: tuple
+    # What to tell of the output: all that the pattern matches. Where it has a group of digits, the sum of these,
+    # followed by the unit.
+    counted: str = ""
+    unit: str = ""
 
 
 PARTS = [
-    Part("memory", "./dev sanitize address,undefined", "every test with two sanitizers", PROGRAMS),
+    Part("memory", "./dev sanitize address,undefined", "every test with two sanitizers", PROGRAMS, TESTS),
     Part("races", "./dev sanitize thread", "every test with the thread sanitizer",
-         PROGRAMS + ("scripts/thread-sanitizer.supp",)),
+         PROGRAMS + ("scripts/thread-sanitizer.supp",), TESTS),
     Part("valgrind", "./dev valgrind", "reading, storing and calling under valgrind",
-         PROGRAMS + ("scripts/valgrind.*",)),
+         PROGRAMS + ("scripts/valgrind.*",), r"\d+ of \d+ tests passed"),
     Part("lint", "./dev lint", "clang-tidy and clang-format over every source",
-         PROGRAMS + (".clang-tidy", ".clang-format")),
-    Part("coverage", "./dev coverage", "lines ≥ 97 %, branches ≥ 88 % of `src/`", PROGRAMS),
-    Part("corpora", "./dev fuzz --corpora", "the inputs that fuzzing has kept, with two sanitizers",
-         LIBRARY + ("fuzz/*", "tests/oracles/*", "devserver/*", "tools/*")),
-    Part("torture", "./dev torture", "kills, faults, damage and crowds", LIBRARY + ("tests/torture/*",)),
-    Part("mutants", "./dev mutate --seed 1 --count 20", "small faults, each noticed by a test", PROGRAMS),
+         PROGRAMS + (".clang-tidy", ".clang-format", "scripts/lint.py"), r"of (\d+) sources", "sources"),
+    Part("coverage", "./dev coverage", "lines ≥ 97 %, branches ≥ 88 % of `src/`", PROGRAMS,
+         r"(?m)^(?:lines|branches): [\d.]+%"),
+    Part("corpora", "./dev fuzz --corpora", "the inputs that fuzzing has kept, with the address sanitizer",
+         LIBRARY + ("fuzz/*", "tests/oracles/*", "tests/support/*", "devserver/*", "tools/*", "scripts/fuzz.py"),
+         r"seed corpus: files: (\d+)", "inputs"),
+    Part("torture", "./dev torture", "kills, faults, damage, crowds, the wire and memory",
+         LIBRARY + ("tests/torture/*", "devserver/*")),
+    Part("mutants", "./dev mutate --seed 1 --count 20", "small faults, each noticed by a test",
+         PROGRAMS + ("scripts/mutat*", "docs/mutation.md"), r"\d+ faults, \d+ killed"),
     Part("compilers", "./dev compilers", "eleven compilers and settings, two equal builds",
          LIBRARY + ("devserver/*", "tools/*", "scripts/compilers.sh")),
     Part("packages", "./dev package", "Debian packages on a fresh Debian",
@@ -52,7 +66,8 @@ PARTS = [
                     "scripts/package.sh", "scripts/sbom.py")),
     Part("docs", "./dev docs", "the site, without a warning",
          ("include/*", "docs/*", "*.md", "scripts/doxygen_*.py")),
-    Part("abi", "./dev abi", "the library's interface against the recorded one", LIBRARY + ("abi/*",)),
+    Part("abi", "./dev abi", "the library's interface against the recorded one",
+         LIBRARY + ("abi/*", "scripts/abi.sh")),
 ]
 
 HEAD = """# What has been checked beyond the tests
@@ -60,8 +75,8 @@ HEAD = """# What has been checked beyond the tests
 Written by `./dev check`. A row stands for the files that its part depends on, as they were at that commit: it
 runs again when one of them has changed (the last column is their digest).
 
-| part | command | what | result | minutes | commit | date | files |
-|---|---|---|---|---:|---|---|---|
+| part | command | what | result | count | minutes | commit | date | files |
+|---|---|---|---|---|---:|---|---|---|
 """
 
 
@@ -84,7 +99,7 @@ def rows_of(text):
     rows = {}
     for line in text.splitlines():
         cells = [cell.strip() for cell in re.split(r"(?<!\\)\|", line.strip("|"))]
-        if line.startswith("| ") and len(cells) == 8 and cells[0] != "part":
+        if line.startswith("| ") and len(cells) == 9 and cells[0] != "part":
             rows[cells[0]] = cells
     return rows
 
@@ -95,13 +110,46 @@ def commit():
     return output_of("git", "rev-parse", "--short", "HEAD").strip() + (" and changes" if changed else "")
 
 
-def row_of(part, passed, seconds):
-    return [part.name, f"`{part.command}`", part.what, "passed" if passed else "**failed**",
-            f"{seconds / 60:.1f}", commit(), datetime.date.today().isoformat(), digest_of(part)]
+def count_in(part, output):
+    found = re.findall(part.counted, output) if part.counted else []
+    if found and all(count.isdigit() for count in found):
+        return f"{sum(map(int, found)):,} {part.unit}"
+    return ", ".join(dict.fromkeys(found))
+
+
+def perform(part):
+    """Whether the part passed, and what it printed, which is shown and logged while it runs."""
+    lines = []
+    LOGS.mkdir(parents=True, exist_ok=True)
+    with (open(LOGS / f"{part.name}.log", "w") as log,
+          subprocess.Popen(["timeout", "--kill-after=60", LONGEST, "bash", "-c", part.command], cwd=ROOT, text=True,
+                           errors="replace", stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                           stderr=subprocess.STDOUT) as process):
+        for line in process.stdout:
+            print(line, end="", flush=True)
+            log.write(line)
+            log.flush()
+            lines.append(line)
+    return process.returncode == 0, "".join(lines)
+
+
+def row_of(part):
+    """Runs the part. What is edited meanwhile makes it due again."""
+    begin, at, digest = time.monotonic(), commit(), digest_of(part)
+    passed, output = perform(part)
+    minutes = (time.monotonic() - begin) / 60
+    return [part.name, f"`{part.command}`", part.what, "passed" if passed else "**failed**", count_in(part, output),
+            f"{minutes:.1f}", at, datetime.date.today().isoformat(), digest]
 
 
 def write(rows, report):
-    report.write_text(HEAD + "".join("| " + " | ".join(cells) + " |\n" for cells in rows.values()))
+    order = [part.name for part in PARTS]
+    names = sorted(rows, key=lambda name: order.index(name) if name in order else len(order))
+    report.write_text(HEAD + "".join("| " + " | ".join(rows[name]) + " |\n" for name in names))
+
+
+def is_due(part, row):
+    return row is None or row[3] != "passed" or row[8] != digest_of(part)
 
 
 def run(parts, report, every=False):
@@ -109,17 +157,14 @@ def run(parts, report, every=False):
     rows = rows_of(report.read_text()) if report.exists() else {}
     failed = []
     for part in parts:
-        row = rows.get(part.name)
-        if not every and row and row[3] == "passed" and row[7] == digest_of(part):
+        if not every and not is_due(part, rows.get(part.name)):
             print(f"== {part.name}: passed, and nothing has changed since", flush=True)
             continue
         print(f"== {part.name}: {part.command}", flush=True)
-        begin = time.monotonic()
-        passed = subprocess.run(part.command, shell=True, cwd=ROOT, check=False).returncode == 0
-        rows[part.name] = row_of(part, passed, time.monotonic() - begin)
+        rows[part.name] = row_of(part)
         # After each part, so that a run that is broken off loses nothing.
         write(rows, report)
-        if not passed:
+        if rows[part.name][3] != "passed":
             failed.append(part.name)
     return failed
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Writes a bill of materials (CycloneDX 1.4, JSON) for the Debian packages in a folder: what each consists of,
-and which packages of the distribution it depends on, in the versions it was built with.
+and which packages of the distribution it depends on, or loads where they are there, in the versions it was built with.
 
 usage: sbom.py FOLDER FILE
 """
@@ -25,9 +25,9 @@ def field(package, name):
                           check=True).stdout.strip()
 
 
-def dependencies(package):
-    """The names in Depends, without versions and alternatives."""
-    relations = field(package, "Depends").split(",")
+def names_in(package, relation):
+    """The names in Depends or Recommends, without versions and alternatives."""
+    relations = field(package, relation).split(",")
     return sorted({re.split(r"[\s(|]", relation.strip())[0] for relation in relations if relation.strip()})
 
 
@@ -60,9 +60,12 @@ def bill_of(packages):
         components[entry["bom-ref"]] = entry
     for name, package in own.items():
         needed = []
-        for other in dependencies(package) + COMPILED_IN.get(name, []):
+        required = names_in(package, "Depends") + COMPILED_IN.get(name, [])
+        for other in dict.fromkeys(required + names_in(package, "Recommends")):
             entry = component("library", other, versions.get(other) or version_installed(other))
-            components.setdefault(entry["bom-ref"], entry)
+            entry = components.setdefault(entry["bom-ref"], entry | {"scope": "optional"})
+            if other in required:
+                entry["scope"] = "required"
             needed.append(entry["bom-ref"])
         graph.append({"ref": reference(name, versions[name]), "dependsOn": needed})
     return {"bomFormat": "CycloneDX", "specVersion": "1.4", "version": 1,

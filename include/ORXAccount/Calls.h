@@ -94,6 +94,7 @@ class [[nodiscard]] Call {
   Call<T, Outcome<T>> orError() && { return Call<T, Outcome<T>>(std::move(start_)); }
 
   // Starts the call. Its get() gives the value or throws a CallError; after orError(), the outcome.
+  // Where the host's executor runs callbacks, nobody may wait on the thread of its loop.
   [[nodiscard]] std::future<Given> future() && {
     const auto promise = std::make_shared<std::promise<Given>>();
     auto future = promise->get_future();
@@ -172,7 +173,7 @@ using Passed = std::conditional_t<std::same_as<T, std::string>, std::string_view
 
 template <typename... Arguments>
 struct ServiceOperation {
-  ResultCall operator()(std::shared_ptr<ORVAAccountAPI> api, Arguments... arguments) const {
+  ResultCall operator()(const std::shared_ptr<ORVAAccountAPI>& api, Arguments... arguments) const {
     return ResultCall([=, operation = operation](ResultCall::Handler handler) {
       const auto report = [handler = std::move(handler)](const auto& result, const auto& error) {
         handler({result, error});

@@ -104,7 +104,7 @@ std::size_t sizeIn(std::string_view text) {
 }
 
 std::chrono::milliseconds millisecondsIn(std::string_view text) {
-  return std::chrono::milliseconds(numberIn<std::int32_t>(text, "a number of milliseconds"));
+  return std::chrono::milliseconds(numberIn<std::int64_t>(text, "a number of milliseconds"));
 }
 
 struct Option {

@@ -36,6 +36,8 @@ char lowercase(char character) {
 // The literal at exactly this position of the text, without regard to case. Of all characters
 // outside ASCII, only U+017F (long s) folds to a letter that the literals hold.
 std::optional<Match> literalAt(std::string_view text, std::size_t begin, std::string_view literal) {
+  // Nearly always it is written as the pattern has it.
+  if (text.substr(begin, literal.size()) == literal) return Match{begin, begin + literal.size()};
   std::size_t position = begin;
   for (const char expected : literal) {
     if (position == text.size()) return std::nullopt;

@@ -44,6 +44,13 @@ TEST(COptions, SayHowConnectionsAreMade) {
   EXPECT_EQ(configuration().maximumHeaderSize(), 1024U);
 }
 
+TEST(COptions, TakeTimesOfMonths) {
+  EXPECT_EQ(set("timeout", "2592000000"), 0);
+  EXPECT_EQ(set("deadline", "31536000000"), 0);
+  EXPECT_EQ(configuration().timeoutIntervalForRequest(), std::chrono::hours(30 * 24));
+  EXPECT_EQ(configuration().timeoutIntervalForResource(), std::chrono::hours(365 * 24));
+}
+
 TEST(COptions, SayWhereAHostIsReached) {
   EXPECT_EQ(set("connectTo", "A.example=127.0.0.1:8443,b.example=[::1]:9,c.example=d:1"), 0);
   const std::map<std::string, URLSessionConfiguration::Address> wanted{

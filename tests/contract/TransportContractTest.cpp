@@ -149,6 +149,22 @@ TEST(TransportContract, ReadsChunkedBodiesAndLeavesTrailersAside) {
   EXPECT_EQ(outcome.text(), "abcde");
 }
 
+TEST(TransportContract, TakesNoEndForThatOfABodyOfAnAbsurdLength) {
+  for (const char* length :
+       {"9223372036854775807", "9223372036854775808", "99999999999999999999"}) {
+    for (const auto end : {TLSTestServer::End::close, TLSTestServer::End::cut}) {
+      const TLSTestServer server(
+          {host},
+          Answer{.bytes = std::string("HTTP/1.1 200 OK\r\nContent-Length: ").append(length) +
+                          "\r\n\r\nhalf",
+                 .end = end});
+      const Outcome outcome = call(server.configuration(), getRequest("https://one.example/"));
+      EXPECT_EQ(outcome.errorCode(), NSURLErrorNetworkConnectionLost) << length;
+      EXPECT_EQ(outcome.text(), "half") << length;
+    }
+  }
+}
+
 TEST(TransportContract, SkipsInterimReplies) {
   TLSTestServer server({host}, Answer{.bytes = "HTTP/1.1 103 Early\r\nX-Early: 1\r\n\r\n" +
                                                Answer::reply(201, "made").bytes});

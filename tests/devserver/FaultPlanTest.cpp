@@ -142,14 +142,14 @@ TEST_P(BadFaultPlan, IsRefusedAsAWhole) {
   EXPECT_FALSE(plan.next("/", "", ""));
 }
 
-INSTANTIATE_TEST_SUITE_P(All, BadFaultPlan,
-                         ::testing::Values("7", "{}", R"({"do":"dance"})", R"({"do":{"status":7}})",
-                                           R"({"do":{"truncate":-1}})", R"({"do":{"close":1}})",
-                                           R"({"do":"status"})", R"({"do":{"stall":"never"}})",
-                                           R"({"do":"close","match":{"ApiID":"x"}})",
-                                           R"({"do":"close","match":7})",
-                                           R"({"do":"close","when":"now"})",
-                                           R"({"do":{"headers":{"A":1}}})", "{"));
+INSTANTIATE_TEST_SUITE_P(
+    All, BadFaultPlan,
+    ::testing::Values("7", "{}", R"({"do":"dance"})", R"({"do":{"status":7}})",
+                      R"({"do":{"truncate":-1}})", R"({"do":{"close":1}})",
+                      R"({"do":{"huge":18446744073709551615}})", R"({"do":{"huge":1073741825}})",
+                      R"({"do":"status"})", R"({"do":{"stall":"never"}})",
+                      R"({"do":"close","match":{"ApiID":"x"}})", R"({"do":"close","match":7})",
+                      R"({"do":"close","when":"now"})", R"({"do":{"headers":{"A":1}}})", "{"));
 
 }  // namespace
 }  // namespace orx::testing

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What lies in the process's memory once a call is over: no password, no ticket of who has signed
-// out, and the application key only where ORVAAccount holds it. And what nobody is told.
+// out, and the application key only where ORVAAccount holds it. And what nobody is told. By hand,
+// run these tests with LD_BIND_NOW=1.
 #include <ORXAccount/LogHandler.h>
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A host of the shared library that starts, restores its user, makes a call, and fails unless
 // libcurl was loaded for the call and not before. With an argument it expects that libcurl cannot
-// be loaded, and that the call says so.
+// be loaded, and that the call says so; with a second one, which names the service's host, also
+// where the address of that host is one for libcurl to read.
 #include <ORXAccount/ORXAccount.h>
 
 #include <cstdio>
@@ -40,11 +41,15 @@ int failure(const char* what, const std::string& error) {
 
 }  // namespace
 
-int main(int count, char**) {
+int main(int count, char** arguments) {
+  if (count > 2) {
+    orx::ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
+        arguments[2], {}, {}, {});
+  }
   orx::Bundle::mainBundle()->setBundleIdentifier("com.example.loading");
   orx::ORVAAccount::sharedInstance()->initializeWithLaunchOptions_appKey_appID_isStage(
       std::nullopt, "key", "id", false);
-  if (hasLibcurl()) return failure("libcurl was loaded before any call", "");
+  if (count < 3 && hasLibcurl()) return failure("libcurl was loaded before any call", "");
   orx::ORVAAccountAPI::prepareConnection();
   const std::string error = errorOfACall();
   if (count > 1) {

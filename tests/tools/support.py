@@ -8,6 +8,7 @@ import json
 import os
 import pty
 import select
+import shutil
 import struct
 import subprocess
 import sys
@@ -69,6 +70,13 @@ class CommandLine(unittest.TestCase):
         self.environment["ORXACCOUNT_CA_FILE"] = other.ready["caFile"]
         self.environment["ORXACCOUNT_CONNECT"] = ",".join(
             f"{host}=127.0.0.1:{port}" for host in other.ready["hosts"])
+
+    def readable_authority(self):
+        """A copy of the service's authority that every user may read."""
+        place = self.home / "ca.pem"
+        shutil.copy(service.ready["caFile"], place)
+        place.chmod(0o644)
+        return place
 
     def connect_to(self, listening):
         self.environment["ORXACCOUNT_CONNECT"] = (

@@ -31,10 +31,7 @@ bool fails(bool isOfCxx) noexcept {
   if (!counting || spared != 0 || (plan.onlyOfCxx && !isOfCxx)) return false;
   const auto number = ++counted;
   if (plan.at == 0 || number < plan.at || (number > plan.at && !plan.forEver)) return false;
-  if (!hasFailed.exchange(true)) {
-    const Spared here;
-    failure = framesHere();
-  }
+  noteFailure();
   errno = ENOMEM;
   return true;
 }
@@ -64,6 +61,12 @@ Frames framesHere() noexcept {
 }
 
 void prepareFrames() { framesHere(); }
+
+void noteFailure() noexcept {
+  if (hasFailed.exchange(true)) return;
+  const Spared here;
+  failure = framesHere();
+}
 
 const Frames& framesOfFailure() noexcept { return failure; }
 

@@ -38,7 +38,9 @@ struct Frames {
 // To be called once before frames are taken in a signal handler: the first look at them allocates.
 void prepareFrames();
 Frames framesHere() noexcept;
-// Where the first allocation failed; empty when none has.
+// Notes where the first allocation or call fails; others are not noted.
+void noteFailure() noexcept;
+// Empty when none has failed.
 const Frames& framesOfFailure() noexcept;
 
 }  // namespace orx::torture

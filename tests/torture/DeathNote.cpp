@@ -26,7 +26,7 @@ void onDeath(int signal) {
   endAllocations();
   if (!isWritten.exchange(true)) {
     writeFrames("death\n", framesHere());
-    writeFrames("allocation\n", framesOfFailure());
+    writeFrames("failed\n", framesOfFailure());
   }
   ::signal(signal, SIG_DFL);
   raise(signal);

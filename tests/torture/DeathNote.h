@@ -3,8 +3,8 @@
 
 namespace orx::torture {
 
-// When a signal ends this process, writes to the descriptor where it was and which allocation had
-// failed: lines "death", the frames, "allocation", the frames. Makes no allocation.
+// When a signal ends this process, writes to the descriptor where it was and what had failed
+// before: lines "death", the frames, "failed", the frames. Makes no allocation.
 void leaveDeathNote(int descriptor);
 
 }  // namespace orx::torture

@@ -13,6 +13,9 @@
 #include <array>
 #include <atomic>
 
+#include "torture/Allocations.h"
+#include "torture/Passage.h"
+
 namespace orx::torture {
 
 namespace {
@@ -31,36 +34,30 @@ std::array<std::atomic<bool>, 1024> created;
 
 void killHere() { syscall(SYS_kill, getpid(), SIGKILL); }
 
-enum class Side { Write, Read };
+}  // namespace
 
-// One interposed call: counts it, and kills, fails or shortens it when the plan says so.
-class Passage {
- public:
-  Passage(const char* name, Side side) {
-    if (!counting || !counts || (side == Side::Read && !plan.readsToo)) return;
-    const unsigned number = ++counted;
-    if (number <= names.size()) names[number - 1] = name;
-    meant_ = number == plan.at || (plan.forEver && plan.at != 0 && number > plan.at);
-    if (meant_ && plan.action == Action::KillBefore) killHere();
-  }
+Passage::Passage(const char* name, Side side) {
+  if (!counting) return;
+  const bool isOfOperation =
+      counts && (side == Side::Write || (side == Side::Read && plan.readsToo));
+  if (!plan.everywhere && !isOfOperation) return;
+  if (!plan.call.empty() && plan.call != name) return;
+  const unsigned number = ++counted;
+  if (number <= names.size()) names[number - 1] = name;
+  meant_ = number == plan.at || (plan.forEver && plan.at != 0 && number > plan.at);
+  if (meant_ && plan.action == Action::KillBefore) killHere();
+  if (fails()) noteFailure();
+}
 
-  bool fails() const { return meant_ && plan.action == Action::Fail; }
-  bool isShort() const { return meant_ && plan.action == Action::ShortWrite; }
+bool Passage::fails() const { return meant_ && plan.action == Action::Fail; }
+bool Passage::isShort() const { return meant_ && plan.action == Action::ShortWrite; }
+int Passage::error() { return plan.number; }
 
-  template <typename Call>
-  long through(const Call& call) const {
-    if (fails()) {
-      errno = plan.number;
-      return -1;
-    }
-    const long result = call();
-    if (meant_ && plan.action == Action::KillAfter) killHere();
-    return result;
-  }
+void Passage::killAfter() const {
+  if (meant_ && plan.action == Action::KillAfter) killHere();
+}
 
- private:
-  bool meant_ = false;
-};
+namespace {
 
 long passed(const char* name, Side side, auto... words) {
   return Passage(name, side).through([&] { return syscall(words...); });

@@ -2,6 +2,7 @@
 #include "torture/HostLife.h"
 
 #include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountConstants.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
@@ -29,9 +30,10 @@ namespace orx::torture {
 
 namespace {
 
-// A report that has not come by then is lost. A transfer's own time-out is longer, so one that
-// waits for it counts as lost as well.
+// A report that has not come by then is lost.
 constexpr std::chrono::seconds patience{20};
+// A call that waits for its time-out says so.
+constexpr std::chrono::seconds timeout{5};
 constexpr const char* done = "done";
 
 std::string text(const Dictionary& request, std::string_view key) {
@@ -92,6 +94,9 @@ class HostLife {
         repeats_(request["repeats"].boolean().value_or(false)) {
     URLSessionConfiguration configuration;
     configuration.setCaFile(text(request, "caFile"));
+    configuration.setTimeoutIntervalForRequest(timeout);
+    // libcurl knows localhost itself, and this one it has to ask the resolver for (WireCalls.cpp).
+    configuration.setConnectTo("localhost", {"torture.example", 0});
     URLSessionConfiguration::setDefaultConfiguration(configuration);
     ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace(
         text(request, "server"), {}, {}, {});
@@ -134,6 +139,22 @@ class HostLife {
         pictures_.get());
   }
 
+  void fetchList() {
+    attempt(
+        "list",
+        [this] {
+          const auto client = ORVAAccountAPI::initWithOptions(
+              {{kORVAAccountAppID, "demo-app"}, {kORVAAccountAppKey, "demo-key"}});
+          client->countryListWithCompletionHandler(
+              [reports = lists_](const std::shared_ptr<ORVAAccountAPIResult>& result,
+                                 const std::shared_ptr<Error>& error) {
+                reports->put(error ? error : result->transferError());
+              });
+          return true;
+        },
+        lists_.get());
+  }
+
   void signOut() {
     attempt(
         "sign-out",
@@ -165,6 +186,7 @@ class HostLife {
       isOver_ = outcome != done;
       if (!isOver_) break;
       endAllocations();
+      end();
     }
     steps_.push_back(Dictionary{{"name", name},
                                 {"begins", begins},
@@ -181,6 +203,7 @@ class HostLife {
   bool isOver_ = false;  // a step has failed
   const std::shared_ptr<Delegate> delegate_ = std::make_shared<Delegate>();
   const std::shared_ptr<Reports> pictures_ = std::make_shared<Reports>();
+  const std::shared_ptr<Reports> lists_ = std::make_shared<Reports>();
   Array steps_;
 };
 
@@ -223,28 +246,36 @@ Array textOf(const Frames& frames) {
 
 }  // namespace
 
-Dictionary liveWithoutMemory(const Dictionary& request) {
+Dictionary liveInTrouble(const Dictionary& request, const FaultPlan& plan) {
   hostIsSpared.emplace();
   // Vendors and the language say there how they die, and the answer goes elsewhere.
   const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
   dup2(nowhere, STDOUT_FILENO);
   dup2(nowhere, STDERR_FILENO);
   HostLife life(request);
-  beginAllocations({.at = request["at"].integer().value_or(0),
-                    .forEver = request["forEver"].boolean().value_or(false),
-                    .onlyOfCxx = request["onlyOfCxx"].boolean().value_or(false)});
+  if (plan.everywhere) {
+    begin(plan);
+  } else {
+    beginAllocations({.at = plan.at,
+                      .forEver = plan.forEver,
+                      .onlyOfCxx = request["onlyOfCxx"].boolean().value_or(false)});
+  }
   life.restore();
   life.signIn();
   life.loadPicture();
+  life.fetchList();
   if (request["signsOut"].boolean().value_or(false)) life.signOut();
   const auto counted = endAllocations();
+  Array calls;
+  for (const auto& name : end()) calls.push_back(name);
   const auto status = keychainStatus();
   return {{"steps", life.takeSteps()},
           {"counted", counted},
+          {"calls", calls},
           {"user", currentLogin()},
           {"status", status.lastError()},
           {"description", status.description()},
-          {"allocation", textOf(framesOfFailure())}};
+          {"failed", textOf(framesOfFailure())}};
 }
 
 }  // namespace orx::torture

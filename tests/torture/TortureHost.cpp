@@ -60,6 +60,8 @@ FaultPlan planIn(const Dictionary& request) {
   plan.forEver = request["forEver"].boolean().value_or(false);
   plan.number = static_cast<int>(numberIn(request, "errno"));
   plan.readsToo = request["reads"].boolean().value_or(false);
+  plan.call = textIn(request, "call");
+  plan.everywhere = request["everywhere"].boolean().value_or(false);
   return plan;
 }
 
@@ -192,7 +194,7 @@ Dictionary carryOut(const Dictionary& request) {
   if (request["fileOnly"].boolean() == true) setKeychainPolicy(KeychainPolicy::FileOnly);
   umask(static_cast<mode_t>(numberIn(request, "umask")));
   const auto operation = textIn(request, "operation");
-  if (operation == "life") return liveWithoutMemory(request);
+  if (operation == "life") return liveInTrouble(request, planIn(request));
   return operation == "crowd" ? crowd(request) : torment(request);
 }
 

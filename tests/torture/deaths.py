@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""Where a process died, and which allocation had failed before: from the note that the host leaves."""
+"""Where a process died, and which allocation or call had failed before: from the note that the host leaves."""
 
 import functools
 import re
+import signal
 import subprocess
 
 FRAME = re.compile(r"(?P<module>[^( ]+)\((?P<symbol>[^+)]*)(?:\+(?P<offset>0x[0-9a-f]+))?\)")
@@ -11,6 +12,11 @@ FRAME = re.compile(r"(?P<module>[^( ]+)\((?P<symbol>[^+)]*)(?:\+(?P<offset>0x[0-
 GLIB_ENDS = re.compile(r"g_(log|malloc|try_malloc|realloc|slice)")
 RUNTIME = re.compile(r"(libc|libstdc\+\+|libgcc_s|ld-linux[^.]*|libm|libpthread)[.-]")
 OWN = "the library"
+# What OpenSSL does not try again for as long as the process lives, by a function that is on the stack.
+ONCE_IN_A_PROCESS = (
+    (re.compile(r"CRYPTO_THREAD_run_once"), "it begins once"),
+    (re.compile(r"EVP_[A-Z]+_fetch|OSSL_DECODER_do_all_provided"), "it asks for each kind of algorithm once"),
+)
 
 
 @functools.cache
@@ -21,6 +27,11 @@ def function_at(program, offset):
     return re.sub(r"\[abi:\w+\]|\(anonymous namespace\)::", "", lines[0])
 
 
+@functools.cache
+def demangled(symbol):
+    return subprocess.run(["c++filt", symbol], check=True, capture_output=True, text=True).stdout.strip()
+
+
 def frame_of(line):
     """(module, function) of a line of backtrace_symbols()."""
     match = FRAME.match(line)
@@ -29,7 +40,9 @@ def frame_of(line):
     module = match["module"].rsplit("/", 1)[-1]
     if module == "torture_host":
         # Of what the program exports the offset is that from the symbol.
-        return OWN, match["symbol"] or function_at(match["module"], match["offset"] or "0x0")
+        if match["symbol"]:
+            return OWN, demangled(match["symbol"])
+        return OWN, function_at(match["module"], match["offset"] or "0x0")
     return module, match["symbol"] or "?"
 
 
@@ -68,7 +81,28 @@ def place(lines):
     return owner, " < ".join(named[:3])
 
 
+def reason_to_keep(lines):
+    """Why OpenSSL does not get over a failure with this stack; None when it does."""
+    functions = [function for module, function in map(frame_of, lines) if module.startswith("libcrypto")]
+    for pattern, reason in ONCE_IN_A_PROCESS:
+        if any(map(pattern.fullmatch, functions)):
+            return reason
+    return None
+
+
 def read_note(note):
-    """(place of the death, place of the failed allocation)."""
-    death, _, allocation = note.removeprefix("death\n").partition("allocation\n")
-    return place(death.splitlines()), place(allocation.splitlines())
+    """(place of the death, place of what had failed)."""
+    death, _, failed = note.removeprefix("death\n").partition("failed\n")
+    return place(death.splitlines()), place(failed.splitlines())
+
+
+def judge(answer):
+    """Whose code the process of this answer has died in: an AssertionError, or Vendors."""
+    note = answer.get("note", "")
+    name = signal.Signals(answer["signal"]).name if "signal" in answer else answer
+    if name == "SIGTRAP" and not note:
+        raise Vendors("libglib-2.0.so.0: SIGTRAP while it keeps all signals blocked to start a thread")
+    death, failed = read_note(note)
+    if name == "SIGALRM" or death[0] == OWN or not note:
+        raise AssertionError(f"{name} in {death[0]}: {death[1]}; what had failed: {failed}")
+    raise Vendors(f"{death[0]}: {name} in {death[1]}")

@@ -27,6 +27,11 @@ answer, by FIN, RST or silence, new ones and kept ones; nginx and haproxy are re
 started, in the middle of the calls. No request arrives twice, each handler is called once, and each outcome
 is the right answer or an error that names the stage, the host and the cause.
 
+A host that restores its user, signs in by password over TLS, loads the picture, asks for a list and signs
+out lives on when a system call fails, of the library, libcurl, OpenSSL or GLib: the n-th of each name, by
+EMFILE, ENOMEM, EAGAIN or EINTR, once or that one and all that come after it. No handler is lost or called
+twice, each error names its cause, and after one failure the next call works.
+
 A part's row is written only when nothing has failed in it. `./dev test` runs a short form.
 
 | part | what | how many | seconds | date | seed |
@@ -59,8 +64,8 @@ def write_report(path, seed, results):
 MEMORY_HEAD = """# A host's life in which memory runs out
 
 Written by `./dev torture memory [--step N]` (`tests/torture/`). A host restores its user, signs in by
-password over TLS against the development service, loads the picture and signs out, with the user in the
-file and in a keyring. In each trial one allocation fails, or that one and all that come after it:
+password over TLS against the development service, loads the picture, asks for a list and signs out,
+with the user in the file and in a keyring. In each trial one allocation fails, or that one and all that come after it:
 {every} of the library's own (`operator new`), and each {every_of_all}th of all together, nearly all of
 which are OpenSSL's, libcurl's and GLib's. After one failure:
 
@@ -71,7 +76,10 @@ which are OpenSSL's, libcurl's and GLib's. After one failure:
   the library, hold the same, or already what a sign-in or sign-out would have left that ran out of
   memory; a new process restores it. In half of the trials what has failed is done again, and works.
 
-No trial fails for what happens inside a vendor's code; the table lists it.
+No trial fails for a vendor's code that dies, as GLib does by design, or for OpenSSL where it remembers a
+failure for as long as the process lives: it begins once, and asks its providers once for each kind of
+algorithm. Then each call says so, and only a new process gets over it. The table lists both. What libcurl
+keeps, a certificate for which there was no memory among them, is read anew by the next call.
 
 When all later allocations fail the process may end; it must not hang, and the store must hold the old
 user or the new one. The report is written only when nothing of this has failed. `./dev test` runs a

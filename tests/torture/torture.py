@@ -1,19 +1,20 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Kills a host application, or makes its disk or its memory fail, at every step of storing a user, and its
-connections at every byte of a call.
+"""Kills a host application, or makes its disk, its memory or its system calls fail, at every step of what it
+does, and its connections at every byte of a call.
 
 usage: torture.py --host PROGRAM --service PROGRAM --wire-host PROGRAM [--full] [--report FILE]
                   --soak-host PROGRAM --devserver PROGRAM [--seed NUMBER] [--seconds NUMBER]
                   [--memory-report FILE] [--step NUMBER] [--sanitized] [PART...]
 
-The parts: calls, kills, moments, faults, migration, crowd, wire, memory, and soak, which runs only when it
-is named, for --seconds or for the minutes that follow it. Without --full each is short. What has run is
+The parts: calls, kills, moments, faults, migration, crowd, wire, memory, syscalls, and soak, which runs only
+when it is named, for --seconds or for the minutes that follow it. Without --full each is short. What has run is
 written to the reports only when nothing failed.
 """
 
 import argparse
 import collections
+import contextlib
 import multiprocessing
 import os
 import random
@@ -26,6 +27,7 @@ import crowd
 import memory
 import migration_trials
 import soak
+import syscalls
 import trials
 import wire
 from deaths import Vendors
@@ -47,6 +49,16 @@ def begin_worker(*programs):
     signal.signal(signal.SIGTERM, end_in_order)
     bench = Bench(*programs)
     multiprocessing.util.Finalize(bench, bench.close, exitpriority=10)
+
+
+@contextlib.contextmanager
+def workers(options, number):
+    """Their exit handlers run at the end."""
+    context = multiprocessing.get_context("fork")
+    with context.Pool(number, begin_worker, [options.host, options.service]) as pool:
+        yield pool
+        pool.close()
+        pool.join()
 
 
 def attempt(trial):
@@ -77,6 +89,13 @@ def run_memory(options, pool):
     with Service(options.devserver) as service:
         return run_trials(options, pool,
                           lambda own: memory.trials(own, service.request, step, offset))
+
+
+def run_syscalls(options):
+    share = options.step or (1 if options.full else 41)
+    # Many of these trials wait for time-outs.
+    with Service(options.devserver) as service, workers(options, 4 * os.cpu_count()) as pool:
+        return run_trials(options, pool, lambda own: syscalls.trials(own, service.request, share))
 
 
 def parts(options, pool):
@@ -120,6 +139,8 @@ def parts(options, pool):
                                   options.sanitized)),
         "memory": ("an allocation that fails, or all from one on, in a host's life with the service",
                    lambda: run_memory(options, pool)),
+        "syscalls": ("a system call that fails, once or for ever, in a host's life with the service",
+                     lambda: run_syscalls(options)),
     }
 
 
@@ -135,7 +156,7 @@ def read_options():
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--report")
     parser.add_argument("--memory-report")
-    parser.add_argument("--step", type=int, help="of memory: each allocation of so many fails")
+    parser.add_argument("--step", type=int, help="of memory and syscalls: one of so many fails")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("parts", nargs="*", metavar="PART")
     options = parser.parse_args()
@@ -143,7 +164,7 @@ def read_options():
     if options.parts[:1] == ["soak"] and len(options.parts) == 2:
         options.seconds = 60 * float(options.parts.pop())
     options.parts = options.parts or ["calls", "kills", "moments", "faults", "migration", "crowd", "wire",
-                                      "memory"]
+                                      "memory", "syscalls"]
     return options
 
 
@@ -153,8 +174,7 @@ def main():
     signal.signal(signal.SIGTERM, end_in_order)
     results = []
     failed = False
-    context = multiprocessing.get_context("fork")
-    with context.Pool(os.cpu_count(), begin_worker, [options.host, options.service]) as pool:
+    with workers(options, os.cpu_count()) as pool:
         for name, (description, run) in parts(options, pool).items():
             if name not in options.parts:
                 continue
@@ -169,8 +189,6 @@ def main():
             if name == "memory" and options.memory_report and not complaints:
                 write_memory_report(options.memory_report, options.seed, options.step or 1,
                                     results[-1], *vendors)
-        pool.close()
-        pool.join()
     if options.report and not failed:
         write_report(options.report, options.seed, results)
     return 1 if failed else 0

@@ -11,6 +11,8 @@ from dataclasses import dataclass
 FIN, RESET, SILENCE, NOTIFY = "FIN", "RST", "silence", "close_notify and FIN"
 HANDSHAKE, REQUEST, ANSWER = "handshake", "request", "answer"
 LENGTH, CHUNKED, BARE = "with a length", "chunked", "without a length"
+CONTINUED = "chunked, behind an interim answer"
+INTERIM = "HTTP/1.1 100 Continue\r\n\r\n"
 PATIENCE = 60
 SOAP = ("<e><ResultCode>{code}</ResultCode><ResultDesc>Fine</ResultDesc>"
         "<ReturnDataType>String</ReturnDataType><ReturnData>{data}</ReturnData></e>")
@@ -43,14 +45,14 @@ def body_of(operation, number):
 
 
 def head_of(body, framing):
-    """The head's lines without the last, empty one."""
-    framed = {LENGTH: f"Content-Length: {len(body)}", CHUNKED: "Transfer-Encoding: chunked",
-              BARE: "Connection: close"}[framing]
-    return f"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n{framed}\r\n"
+    framed = {LENGTH: f"Content-Length: {len(body)}", BARE: "Connection: close"}
+    interim = INTERIM if framing == CONTINUED else ""
+    return (f"{interim}HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n"
+            f"{framed.get(framing, 'Transfer-Encoding: chunked')}\r\n\r\n").encode()
 
 
 def framed(body, framing):
-    if framing != CHUNKED:
+    if framing not in (CHUNKED, CONTINUED):
         return body
     half = len(body) // 2
     chunks = [body[:half], body[half:], b""]
@@ -59,7 +61,7 @@ def framed(body, framing):
 
 def answer_of(operation, number, framing):
     body = body_of(operation, number)
-    return (head_of(body, framing) + "\r\n").encode() + framed(body, framing)
+    return head_of(body, framing) + framed(body, framing)
 
 
 def number_in(request):
@@ -153,21 +155,26 @@ class Connection:
             self.die(death.manner)
 
     def die(self, manner):
-        if manner == RESET:
-            self.peer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-        elif manner == SILENCE:
+        """The next call must not meet this connection's end while it is on its way."""
+        if manner == SILENCE:
             self.server.trial_over.wait(PATIENCE)
-        else:
-            if manner == NOTIFY:
-                try:
-                    self.tls.unwrap()
-                except ssl.SSLError:
-                    pass  # the peer's own close_notify is not awaited
-                self.peer.sendall(self.outgoing.read())
-            self.peer.shutdown(socket.SHUT_WR)
-            # A socket that is closed with bytes unread sends RST.
-            while self.peer.recv(65536):
-                pass
+        if manner == NOTIFY:
+            try:
+                self.tls.unwrap()
+            except ssl.SSLError:
+                pass  # the peer's own close_notify is not awaited
+            self.peer.sendall(self.outgoing.read())
+        try:
+            if manner == RESET:
+                self.peer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+                self.peer.close()
+            else:
+                self.peer.shutdown(socket.SHUT_WR)
+        finally:
+            self.server.connection_over.set()
+        # A socket that is closed with bytes unread sends RST.
+        while manner != RESET and self.peer.recv(65536):
+            pass
         raise Dead()
 
 
@@ -180,7 +187,7 @@ class Server:
         self.listener = socket.create_server(("127.0.0.1", 0), backlog=128)
         self.port = self.listener.getsockname()[1]
         self.lock = threading.Lock()
-        self.trial_over = threading.Event()
+        self.trial_over, self.connection_over = threading.Event(), threading.Event()
         self.plan, self.arrivals, self.seen, self.open = None, 0, {}, set()
         self.request_sizes = {}
         threading.Thread(target=self.accept, daemon=True).start()
@@ -202,6 +209,7 @@ class Server:
         with self.lock:
             self.plan, self.arrivals = death, 0
             self.trial_over.clear()
+            self.connection_over.clear()
 
     def take(self, stages, kept):
         with self.lock:

@@ -25,30 +25,37 @@ void addProfileFields(CLI::App& command, ParameterOptions& input) {
                  "Birth date, for example 1985-07-14T00:00:00");
 }
 
+// The JSON interface begins its fields with a capital letter.
+const orx::Value& customerIn(const orx::ORVAAccountAPIResult& result) {
+  static const orx::Value none;
+  const orx::Dictionary* fields = result.returnData().dictionary();
+  if (fields == nullptr) return none;
+  const orx::Value& customer = (*fields)[orx::kORVAAccountCusID];
+  return customer.isNull() ? (*fields)["Cus_id"] : customer;
+}
+
+void showRegistered(const GlobalOptions& options, const orx::ORVAAccountAPIResult& result) {
+  const orx::Value& customer = customerIn(result);
+  Output(options).printDone("registered as customer " + customer.text().value_or("unknown"),
+                            {{"registered", true},
+                             {orx::kORVAAccountCusID, customer},
+                             {"description", result.resultDescription()}});
+}
+
 void runRegister(const GlobalOptions& options, const ParameterOptions& input) {
   orx::Dictionary parameters = input.parameters();
   const std::string password = input.passwordFromInput()
                                    ? readSecretLine("--password-stdin")
                                    : askForNewSecret("Password", "--password-stdin");
   parameters.set(orx::kORVAAccountPassword, password);
-  Session session(options);
-  const auto result = session.call([&](orx::ORVAAccountAPI& api, auto handler) {
-    api.register_completeHandler(parameters, std::move(handler));
-  });
-  const orx::Value& cusID = (*result->returnData().dictionary())[orx::kORVAAccountCusID];
-  const orx::Dictionary fields{{"registered", true},
-                               {orx::kORVAAccountCusID, cusID},
-                               {"description", result->resultDescription()}};
-  Output(options).printDone("registered as customer " + cusID.text().value_or(""), fields);
+  const Session session(options);
+  showRegistered(options, *session.call(orx::calls::registerAccount(session.client(), parameters)));
 }
 
 void runRegisterV2(const GlobalOptions& options, const ParameterOptions& input) {
   const orx::Dictionary parameters = input.parameters();
-  Session session(options);
-  const auto result = session.call([&](orx::ORVAAccountAPI& api, auto handler) {
-    api.registerV2WithParameters_completeHandler(parameters, std::move(handler));
-  });
-  Output(options).printValue("result", result->returnData());
+  const Session session(options);
+  showRegistered(options, *session.call(orx::calls::registerV2(session.client(), parameters)));
 }
 
 void runWhoAmI(const GlobalOptions& options) {

@@ -2,16 +2,20 @@
 #include "Options.h"
 
 #include <ORXAccount/ORXAccount.h>
+#include <string.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <utility>
 
 #include "Failure.h"
 #include "JSON.h"
+#include "Proxy.h"
 #include "Secrets.h"
 
 namespace tool {
@@ -144,14 +148,6 @@ void addApplication(CLI::App& app, GlobalOptions& options) {
       ->capture_default_str();
 }
 
-// A password may hold any letter; so whatever stands before an "@" is looked at.
-bool holdsPassword(std::string_view proxy) {
-  const auto scheme = proxy.find("://");
-  if (scheme != std::string_view::npos) proxy.remove_prefix(scheme + 3);
-  const auto at = proxy.rfind('@');
-  return at != std::string_view::npos && proxy.substr(0, at).find(':') != std::string_view::npos;
-}
-
 std::chrono::milliseconds secondsIn(const std::string& text, const std::string& option) {
   constexpr double kLongest = 1e6;
   double seconds = 0;
@@ -172,6 +168,20 @@ void addTime(CLI::App& app, const char* name, std::optional<std::chrono::millise
          description)
       ->type_name("SECONDS")
       ->envname(variable);
+}
+
+// What no call could be made with is told before one is.
+void requireUsable(const GlobalOptions& options) {
+  if (options.caFile && access(options.caFile->c_str(), R_OK) != 0) {
+    throw usageFailure("--ca-file: cannot read '" + *options.caFile +
+                       "': " + strerrordesc_np(errno));
+  }
+  // Not repeated, for it may hold a password.
+  if (options.proxy && !options.proxy->empty() && !isProxy(*options.proxy)) {
+    throw usageFailure(
+        "--proxy takes the URL of a proxy, for example socks5h://localhost:1080; its scheme is one "
+        "of http, https, socks4, socks4a, socks5 and socks5h");
+  }
 }
 
 void addTransfer(CLI::App& app, GlobalOptions& options) {
@@ -249,6 +259,7 @@ void addFlag(CLI::App& command, const char* name, bool& value, const char* descr
 }
 
 orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& options) {
+  requireUsable(options);
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
   configuration.setCaFile(options.caFile);
   // Backwards, since of two addresses for one host the first counts.

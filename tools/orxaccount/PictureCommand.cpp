@@ -152,7 +152,7 @@ void runPicture(const GlobalOptions& options, const std::string& output, bool fo
   if (toOutput) requireOutputForBytes(options);
   Session session(options);
   const auto user = Session::signedInUser();
-  const orx::Data picture = session.loadPicture(*user);
+  const orx::Data picture = session.loadPicture(user);
   if (picture.empty()) throw Failure{ExitCode::Refused, "the service sent an empty picture"};
   const PictureFormat format = formatOf(picture);
   const std::string description = describe(format, picture);

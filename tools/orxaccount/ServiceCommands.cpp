@@ -12,14 +12,13 @@
 namespace tool {
 namespace {
 
-using Handler = orx::ORVAAccountAPICompletionHandler;
-using Start = std::function<void(orx::ORVAAccountAPI&, Handler)>;
+using ListCall = std::function<orx::calls::ResultCall(const std::shared_ptr<orx::ORVAAccountAPI>&)>;
 
 // For a list that it does not have, the service sends a description and no data. The library
 // reports that as a success, and a failed transfer too, so this command looks at the data.
-void runList(const GlobalOptions& options, const Start& start) {
-  Session session(options);
-  const auto result = session.call(start);
+void runList(const GlobalOptions& options, const ListCall& list) {
+  const Session session(options);
+  const auto result = session.call(list(session.client()));
   if (result->returnData().isNull()) {
     if (result->transferError()) throw failureOf(result->transferError());
     const std::string words = result->resultDescription().value_or("");
@@ -33,14 +32,12 @@ void runList(const GlobalOptions& options, const Start& start) {
 }
 
 void runSSO(const GlobalOptions& options, const ParameterOptions& input) {
-  Session session(options);
+  const Session session(options);
   orx::Dictionary parameters = input.parameters();
   parameters.set(orx::kORVAAccountTicket, input.ticketFromInput()
                                               ? readSecretLine("--ticket-stdin")
                                               : Session::signedInUser()->ticket().value_or(""));
-  const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
-    api.apToWebSSOWithParameters_completionHandler(parameters, std::move(handler));
-  });
+  const auto result = session.call(orx::calls::apToWebSSO(session.client(), parameters));
   const std::string address = result->returnData().text().value_or("");
   if (address.empty()) {
     const std::string words = result->resultDescription().value_or("");
@@ -58,10 +55,8 @@ void runCall(const GlobalOptions& options, const std::string& apiID,
   if (input.ticketFromInput()) {
     parameters.set(orx::kORVAAccountTicket, readSecretLine("--ticket-stdin"));
   }
-  Session session(options);
-  const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
-    api.commonWithApiId_parameters_completionHandler(apiID, parameters, std::move(handler));
-  });
+  const Session session(options);
+  const auto result = session.call(orx::calls::common(session.client(), apiID, parameters));
   Output(options).printValue("returnData", result->returnData());
 }
 
@@ -98,33 +93,24 @@ orx::Value readUserData(const orx::Value& returnData) {
 
 void runUserData(const GlobalOptions& options, const ParameterOptions& input) {
   const std::string ticket = ticketFor(input);
-  Session session(options);
-  const auto result = session.call([&](orx::ORVAAccountAPI& api, Handler handler) {
-    api.getUserData_completionHandler(orx::Dictionary{{orx::kORVAAccounTicket, ticket}},
-                                      std::move(handler));
-  });
+  const Session session(options);
+  const auto result =
+      session.call(orx::calls::getUserData(session.client(), {{orx::kORVAAccounTicket, ticket}}));
   Output(options).printValue("userData", readUserData(result->returnData()));
 }
 
 void addLists(CLI::App& app, const GlobalOptions& options) {
-  const auto add = [&](const char* name, const char* description, Start start) {
+  const auto add = [&](const char* name, const char* description, ListCall list) {
     addCommand(app, name, description,
-               [&options, start = std::move(start)] { runList(options, start); });
+               [&options, list = std::move(list)] { runList(options, list); });
   };
-  add("countries", "List the countries", [](orx::ORVAAccountAPI& api, Handler handler) {
-    api.countryListWithCompletionHandler(std::move(handler));
-  });
-  add("education", "List what the service keeps for education levels",
-      [](orx::ORVAAccountAPI& api, Handler handler) {
-        api.educationListWithCompletionHandler(std::move(handler));
-      });
-  add("professions", "List the professions", [](orx::ORVAAccountAPI& api, Handler handler) {
-    api.professionalListWithCompletionHandler(std::move(handler));
-  });
+  add("countries", "List the countries", orx::calls::countryList);
+  add("education", "List what the service keeps for education levels", orx::calls::educationList);
+  add("professions", "List the professions", orx::calls::professionalList);
   auto name = std::make_shared<std::string>();
   CLI::App& list = addCommand(app, "list", "List another of the service's lists", [&options, name] {
-    runList(options, [name](orx::ORVAAccountAPI& api, Handler handler) {
-      api.parameterListWithName_completionHandler(*name, std::move(handler));
+    runList(options, [name](const std::shared_ptr<orx::ORVAAccountAPI>& api) {
+      return orx::calls::parameterList(api, *name);
     });
   });
   addRequiredText(list, "NAME", *name, "The list's name");

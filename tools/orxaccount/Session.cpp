@@ -47,20 +47,13 @@ struct Report {
   std::shared_ptr<orx::Error> error;
 };
 
-struct Answer {
-  std::shared_ptr<orx::ORVAAccountAPIResult> result;
-  std::shared_ptr<orx::Error> error;
-};
-
-struct Picture {
-  std::optional<orx::Data> data;
-  std::shared_ptr<orx::Error> error;
-};
-
-template <typename Outcome>
-Outcome waitFor(std::future<Outcome> outcome, const char* what) {
+// Throws a Failure for the call's error.
+template <typename T>
+T resultOf(orx::Call<T> call, const char* what) {
   const Progress progress(what);
-  return outcome.get();
+  auto outcome = std::move(call).orError().future().get();
+  if (outcome.error) throw failureOf(outcome.error);
+  return std::move(outcome.value);
 }
 
 void requireStored(const std::shared_ptr<orx::ORVAAccountUser>& user) {
@@ -86,7 +79,10 @@ class Session::Delegate final : public orx::ORVAAccountLoginManagerDelegate {
  public:
   explicit Delegate(bool verbose) : verbose_(verbose) {}
 
-  std::future<Report> report() { return report_.get_future(); }
+  Report waitForReport() {
+    const Progress progress("signing in");
+    return report_.get_future().get();
+  }
 
   void loginManager_didLoginWithUser_error(orx::ORVAAccountLoginManager&,
                                            const std::shared_ptr<orx::ORVAAccountUser>& user,
@@ -125,39 +121,27 @@ Session::~Session() = default;
 std::shared_ptr<orx::ORVAAccountUser> Session::signIn(
     const std::function<void(orx::ORVAAccountLoginManager&)>& start) {
   start(*orx::ORVAAccountLoginManager::sharedInstance());
-  const Report report = waitFor(delegate_->report(), "signing in");
+  const Report report = delegate_->waitForReport();
   if (report.error) throw failureOf(report.error);
   if (!report.user) throw Failure{ExitCode::Refused, "the service named no user"};
   requireStored(report.user);
   return report.user;
 }
 
-std::shared_ptr<orx::ORVAAccountAPIResult> Session::call(
-    const std::function<void(orx::ORVAAccountAPI&, orx::ORVAAccountAPICompletionHandler)>& start) {
+std::shared_ptr<orx::ORVAAccountAPI> Session::client() const {
   const auto& account = orx::ORVAAccount::sharedInstance();
   orx::Dictionary options;
   if (const auto appID = account->appID()) options.set(orx::kORVAAccountAppID, *appID);
   if (const auto key = account->appKey()) options.set(orx::kORVAAccountAppKey, *key);
-  const auto api = orx::ORVAAccountAPI::initWithOptions(options);
-  auto answer = std::make_shared<std::promise<Answer>>();
-  start(*api, [answer](const std::shared_ptr<orx::ORVAAccountAPIResult>& result,
-                       const std::shared_ptr<orx::Error>& error) {
-    answer->set_value({result, error});
-  });
-  Answer outcome = waitFor(answer->get_future(), "waiting for the service");
-  if (outcome.error) throw failureOf(outcome.error);
-  return outcome.result;
+  return orx::ORVAAccountAPI::initWithOptions(options);
 }
 
-orx::Data Session::loadPicture(orx::ORVAAccountUser& user) {
-  auto answer = std::make_shared<std::promise<Picture>>();
-  user.loadProfileImageDataWithCompletionBlock(
-      [answer](const std::optional<orx::Data>& data, const std::shared_ptr<orx::Error>& error) {
-        answer->set_value({data, error});
-      });
-  Picture picture = waitFor(answer->get_future(), "loading the picture");
-  if (picture.error) throw failureOf(picture.error);
-  return picture.data.value_or(orx::Data());
+std::shared_ptr<orx::ORVAAccountAPIResult> Session::call(orx::calls::ResultCall call) const {
+  return resultOf(std::move(call), "waiting for the service");
+}
+
+orx::Data Session::loadPicture(std::shared_ptr<orx::ORVAAccountUser> user) const {
+  return resultOf(orx::calls::profileImageData(std::move(user)), "loading the picture");
 }
 
 std::shared_ptr<orx::ORVAAccountUser> Session::signedInUser() {

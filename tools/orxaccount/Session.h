@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <ORXAccount/Calls.h>
 #include <ORXAccount/ORXAccount.h>
 
 #include <functional>
@@ -26,12 +27,13 @@ class Session {
   std::shared_ptr<orx::ORVAAccountUser> signIn(
       const std::function<void(orx::ORVAAccountLoginManager&)>& start);
 
-  // Starts one call of the service and waits for its result; throws a Failure for its error.
-  std::shared_ptr<orx::ORVAAccountAPIResult> call(
-      const std::function<void(orx::ORVAAccountAPI&, orx::ORVAAccountAPICompletionHandler)>& start);
+  // What calls of the service are made with: it has the application's credentials.
+  std::shared_ptr<orx::ORVAAccountAPI> client() const;
+  // Makes a call and waits for its result; throws a Failure for its error.
+  std::shared_ptr<orx::ORVAAccountAPIResult> call(orx::calls::ResultCall call) const;
 
   // Loads the picture of a user; throws a Failure for its error.
-  orx::Data loadPicture(orx::ORVAAccountUser& user);
+  orx::Data loadPicture(std::shared_ptr<orx::ORVAAccountUser> user) const;
 
   // Throws a Failure when nobody is signed in.
   static std::shared_ptr<orx::ORVAAccountUser> signedInUser();

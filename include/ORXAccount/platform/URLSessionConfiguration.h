@@ -45,7 +45,7 @@ class ORX_EXPORT URLSessionConfiguration {
   // or the directory's list of names, has changed, whoever is not in it any more is not trusted,
   // not even over a connection that is open. A file that cannot be read fails every call with
   // NSURLErrorServerCertificateUntrusted. Absent, as at first, means the system's, of which a
-  // change counts after ten minutes at the latest.
+  // change counts after a failed handshake, and after ten minutes at the latest.
   const std::optional<std::string>& caFile() const;
   void setCaFile(std::optional<std::string> caFile);
 

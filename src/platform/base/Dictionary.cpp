@@ -3,6 +3,7 @@
 #include <ORXAccount/platform/Value.h>
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <utility>
@@ -79,10 +80,17 @@ struct Dictionary::Content {
     std::unique_ptr<Index> whole;
     if (entries.size() >= kIndexedFrom) whole = std::make_unique<Index>();
     bool areDistinct = true;
+    std::uint64_t marks = 0;  // of the keys so far
     for (std::size_t position = 0; position < entries.size(); ++position) {
       const std::string& key = entries[position].key;
-      areDistinct &=
-          whole ? whole->emplace(key, position).second : !positionBefore(position, key).has_value();
+      if (whole) {
+        areDistinct &= whole->emplace(key, position).second;
+      } else if (const std::uint64_t mark = markOf(key); (marks & mark) == 0) {
+        // No key before it can be the same, so none is compared with it.
+        marks |= mark;
+      } else {
+        areDistinct &= !positionBefore(position, key).has_value();
+      }
     }
     // Not before: without an index all keys are found, with half of one not all.
     index = std::move(whole);
@@ -99,6 +107,14 @@ struct Dictionary::Content {
   std::atomic<bool> shared{false};
 
  private:
+  // One of 64 bits, the same for equal keys.
+  static std::uint64_t markOf(std::string_view key) {
+    if (key.empty()) return 1;
+    const auto front = static_cast<unsigned char>(key.front());
+    const auto back = static_cast<unsigned char>(key.back());
+    return std::uint64_t{1} << ((key.size() * 13 + front * 7U + back) % 64);
+  }
+
   std::optional<std::size_t> positionBefore(std::size_t end, std::string_view key) const {
     for (std::size_t position = 0; position < end; ++position) {
       if (entries[position].key == key) return position;

@@ -4,9 +4,16 @@
 #include <malloc.h>
 #include <string.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace orx::platform {
+namespace {
+
+// Of a request's head with a short body.
+constexpr std::size_t usualSize = 1024;
+
+}  // namespace
 
 void wipe(void* memory, std::size_t size) noexcept {
   if (size > 0) explicit_bzero(memory, size);
@@ -21,7 +28,8 @@ void freeWiping(void* memory) noexcept {
 void* reallocWiping(void* memory, std::size_t size) noexcept {
   const std::size_t before = malloc_usable_size(memory);
   if (memory != nullptr && size <= before) return memory;
-  void* larger = std::malloc(size);
+  // What begins small mostly grows, and each time would be copied and wiped.
+  void* larger = std::malloc(std::max(size, memory == nullptr ? usualSize : 0));
   if (larger == nullptr || memory == nullptr) return larger;
   memcpy(larger, memory, before);
   freeWiping(memory);

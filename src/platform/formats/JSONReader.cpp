@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -22,7 +23,7 @@ class JSONParser {
  public:
   JSONParser(std::string_view text, LargeIntegers largeIntegers)
       : scanner_(text, largeIntegers), size_(text.size()) {
-    usualSizes_.fill(std::min(text.size() / kUsualEntrySize, kMostReserved));
+    usualSizes_.fill(atMostReserved(text.size() / kUsualEntrySize));
   }
 
   Value parse() {
@@ -37,6 +38,9 @@ class JSONParser {
   static constexpr std::size_t kUsualEntrySize = 24;
   // The most entries that room is made for before they are there: the text is somebody else's.
   static constexpr std::size_t kMostReserved = 32;
+  static std::uint8_t atMostReserved(std::size_t entries) {
+    return static_cast<std::uint8_t>(std::min(entries, kMostReserved));
+  }
 
   // Each of these three reads what comes next into `place`, where null stands.
   void readValue(Value& place) {
@@ -71,7 +75,7 @@ class JSONParser {
   void readDictionary(Value& place) {
     // The records of a list are alike: each gets the room that the one before it needed. Kept by
     // depth, so that a text cannot make every level of a deep nesting reserve for a wide one.
-    std::size_t& usualSize = usualSizes_[depth_];
+    std::uint8_t& usualSize = usualSizes_[depth_];
     open();
     std::vector<DictionaryEntry> entries;
     if (scanner_.next() != '}') {
@@ -80,7 +84,7 @@ class JSONParser {
       while (hasMore('}'));
     }
     close();
-    usualSize = std::min(entries.size(), kMostReserved);
+    usualSize = atMostReserved(entries.size());
     std::construct_at(&place, Dictionary(std::move(entries)));
   }
 
@@ -118,8 +122,9 @@ class JSONParser {
   std::size_t size_;
   std::size_t depth_ = 0;
   std::size_t values_ = 0;
-  // By depth, how many entries the last dictionary had; at first a guess.
-  std::array<std::size_t, limits::jsonDepth + 1> usualSizes_;
+  // By depth, how many entries the last dictionary had; at first a guess. In bytes, because filling
+  // them is a tenth of the reading of a short answer otherwise.
+  std::array<std::uint8_t, limits::jsonDepth + 1> usualSizes_;
 };
 
 Failure failure(std::string_view text, const JSONSyntaxError& error) {

@@ -14,7 +14,8 @@ struct URLParts {
 };
 
 // Absent when the transport would not take the text for a URL; of any scheme. Defined by the
-// transport, so that what passes here is what it will go to.
+// transport, so that what passes here is what it will go to. Where the transport cannot be loaded
+// now, the parts are as they are spelled.
 std::optional<URLParts> parsedURL(const std::string& text);
 
 // The text for people: without user, password, query and fragment, any of which can be a secret.

@@ -19,9 +19,9 @@ constinit const ForkChildHandler* firstHandler = nullptr;
 
 constinit thread_local bool isInBriefSection = false;
 
-constexpr std::array inLockingOrder{&forkLocks.encodings, &forkLocks.transferEngine,
-                                    &forkLocks.transferInbox, &forkLocks.workerPool,
-                                    &forkLocks.brief};
+constexpr std::array inLockingOrder{&forkLocks.loading,        &forkLocks.encodings,
+                                    &forkLocks.transferEngine, &forkLocks.transferInbox,
+                                    &forkLocks.workerPool,     &forkLocks.brief};
 
 void lockAll() {
   for (std::mutex* mutex : inLockingOrder) mutex->lock();

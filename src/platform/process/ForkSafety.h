@@ -11,13 +11,16 @@
 // the child for ever, and an object that another thread is making stays half made. So the library
 //   - makes its process-wide objects without a lock (ProcessWide),
 //   - guards short accesses with one mutex for all of them (BriefSection),
-//   - has four more mutexes that nest (forkLocks), and
-//   - lets a fork wait until all five are free.
+//   - has five more mutexes that nest (forkLocks), and
+//   - lets a fork wait until all six are free.
 namespace orx::platform {
 
 // The mutexes that fork() waits for and hands to the child unlocked. A thread that holds one may
 // lock only those that stand below it; fork() locks them in the same order.
 struct ForkLocks {
+  // While libcurl is loaded, which may take long: first, so that a fork that waits for it holds
+  // none of the others.
+  std::mutex loading;
   std::mutex encodings;       // while iconv, which has locks of its own, loads or lets go
   std::mutex transferEngine;  // while libcurl works
   std::mutex transferInbox;

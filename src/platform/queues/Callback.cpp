@@ -2,6 +2,7 @@
 #include "platform/queues/Callback.h"
 
 #include <atomic>
+#include <new>
 
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Log.h"
@@ -79,11 +80,12 @@ void platform::runOn(const CallbackExecutor& executor, std::unique_ptr<Job> job)
   try {
     const auto handedOver = std::make_shared<HandedOver>(job);
     executor([handedOver] { handedOver->run(); });
+  } catch (const std::bad_alloc&) {
+    tellLogHandler(LogLevel::Warning, "There is no memory to hand a callback to the executor.");
   } catch (...) {
-    // Without memory for the first line the job is still here. Otherwise HandedOver has it, and
-    // sees to it that it runs.
-    if (!job) tellLogHandler(LogLevel::Warning, "The callback executor has thrown an exception.");
+    tellLogHandler(LogLevel::Warning, "The callback executor has thrown an exception.");
   }
+  // Without memory for HandedOver the job is still here. Otherwise that one sees to it.
   if (job) job->run();
 }
 

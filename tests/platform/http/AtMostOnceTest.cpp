@@ -140,6 +140,46 @@ TEST_P(AtMostOnce, YetReplacesAConnectionThatDiedWhileIdle) {
   EXPECT_EQ(server.connectionCount(), 3U);
 }
 
+// Kept connections carry a thousand posts, and one of them dies in their midst.
+TEST_P(AtMostOnce, WhenOneConnectionDiesUnderAThousandCalls) {
+  constexpr int count = 1000;
+  std::atomic<int> turn{0};
+  TLSTestServer server(hosts, [&turn](const Request&) {
+    return ++turn == count / 2 ? Answer::hangUp(GetParam()) : Answer::reply(200);
+  });
+  Mailbox<std::pair<int, Outcome>> outcomes;
+  int started = 0;
+  const auto startNext = [&] {
+    start(server.configuration(),
+          postRequest("https://one.example/" + std::to_string(started), "register me"),
+          [&outcomes, number = started](const auto& outcome) {
+            outcomes.put({number, {outcome}});
+          });
+    ++started;
+  };
+  while (started < 16) startNext();
+  std::map<int, int> reports;
+  int failures = 0;
+  for (int i = 0; i < count; ++i) {
+    const auto [number, outcome] = outcomes.take();
+    ++reports[number];
+    if (started < count) startNext();
+    if (!outcome.error) continue;
+    ++failures;
+    EXPECT_EQ(outcome.errorCode(), NSURLErrorNetworkConnectionLost);
+    EXPECT_THAT(outcome.error->localizedDescription(),
+                ::testing::StartsWith("got no answer from one.example: "));
+  }
+  EXPECT_EQ(failures, 1);
+  EXPECT_EQ(reports.size(), std::size_t{count});
+  EXPECT_EQ(outcomes.count(), 0U);
+  std::map<std::string, int> arrived;
+  for (const auto& request : server.requests()) ++arrived[request.target];
+  EXPECT_EQ(arrived.size(), std::size_t{count});
+  EXPECT_THAT(arrived, ::testing::Each(::testing::Pair(::testing::_, 1)));
+  EXPECT_LE(server.connectionCount(), 17U);
+}
+
 TEST(AtMostOnceInBulk, HoldsForManyCallsAtATime) {
   constexpr int count = 60;
   std::atomic<int> turn{0};

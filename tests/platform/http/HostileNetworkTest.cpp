@@ -6,6 +6,7 @@
 #include <netdb.h>
 
 #include <atomic>
+#include <ctime>
 #include <thread>
 
 #include "support/Call.h"
@@ -16,6 +17,8 @@ namespace {
 
 // While it is set, the system's resolver is silent.
 std::atomic<bool> resolverIsSilent{false};
+// By how far the system's clock is wrong.
+std::atomic<std::time_t> clockIsAhead{0};
 
 }  // namespace
 
@@ -30,12 +33,22 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* na
   return real(name, service, hints, result);
 }
 
+// What OpenSSL compares a certificate's dates with.
+extern "C" __attribute__((visibility("default"))) std::time_t time(std::time_t* result) noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::time_t shown = now.tv_sec + clockIsAhead;
+  if (result != nullptr) *result = shown;
+  return shown;
+}
+
 namespace orx::testing {
 
 using namespace platform;
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 using Answer = TLSTestServer::Answer;
 
@@ -47,24 +60,66 @@ std::string description(const Outcome& outcome) {
 
 // It answers every connection with its own page, whatever the other side says.
 TEST(HostileNetwork, WhosePortalAnswersWithoutTLS) {
-  const LoopbackListener portal;
-  std::thread page([&portal] {
-    const int connection = portal.accept();
-    // Closing it with bytes unread would send RST after the page.
-    char greeting[4096];
-    EXPECT_GT(recv(connection, greeting, sizeof greeting, 0), 0);
-    constexpr std::string_view text = "HTTP/1.1 302 Found\r\nLocation: http://portal/\r\n\r\n";
-    EXPECT_EQ(send(connection, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
-    close(connection);
-  });
-  URLSessionConfiguration configuration;
-  configuration.setProxy("");
-  configuration.setConnectTo("one.example", {"127.0.0.1", portal.port()});
-  const Outcome outcome = call(configuration, postRequest("https://one.example/", "password"));
-  page.join();
-  EXPECT_EQ(outcome.errorCode(), NSURLErrorSecureConnectionFailed);
-  EXPECT_THAT(description(outcome),
-              StartsWith("could not make a secure connection to one.example: "));
+  for (const std::string_view text :
+       {"HTTP/1.1 302 Found\r\nLocation: http://portal/\r\n\r\n",
+        "HTTP/1.1 200 OK\r\nContent-Length: 24\r\n\r\n<html>Sign in here</html>",
+        "HTTP/1.1 511 Network Authentication Required\r\n\r\n"}) {
+    const LoopbackListener portal;
+    std::thread page([&portal, text] {
+      const int connection = portal.accept();
+      // Closing it with bytes unread would send RST after the page.
+      char greeting[4096];
+      EXPECT_GT(recv(connection, greeting, sizeof greeting, 0), 0);
+      EXPECT_EQ(send(connection, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+      close(connection);
+    });
+    URLSessionConfiguration configuration;
+    configuration.setProxy("");
+    configuration.setConnectTo("one.example", {"127.0.0.1", portal.port()});
+    const Outcome outcome = call(configuration, postRequest("https://one.example/", "password"));
+    page.join();
+    EXPECT_EQ(outcome.errorCode(), NSURLErrorSecureConnectionFailed) << text;
+    EXPECT_THAT(description(outcome),
+                MatchesRegex("could not make a secure connection to one.example: .+"));
+  }
+}
+
+// One with a certificate that is trusted, as an employer's may be.
+TEST(HostileNetwork, WhosePortalLeadsToItsLoginPage) {
+  const TLSTestServer portal(hosts,
+                             Answer::reply(302, "", {{"Location", "http://portal.example/login"}}));
+  for (const auto& request : {postRequest("https://one.example/", "password"),
+                              getRequest("https://one.example/picture")}) {
+    const Outcome outcome = call(portal.configuration(), request);
+    EXPECT_EQ(outcome.errorCode(), NSURLErrorUnsupportedURL);
+    EXPECT_EQ(outcome.statusCode, 0);
+    EXPECT_THAT(description(outcome),
+                MatchesRegex("could not use the URL http://portal.example/login: .+"));
+  }
+}
+
+TEST(HostileNetwork, WhoseClockIsSetBackAndForth) {
+  constexpr std::time_t years = 2 * 365 * 24 * 60 * 60;
+  TLSTestServer kept(hosts, Answer::reply(200));
+  EXPECT_EQ(call(kept.configuration(), getRequest("https://one.example/")).statusCode, 200);
+  for (const auto& [ahead, cause] : {std::pair{years, "certificate has expired"},
+                                     std::pair{-years, "certificate is not yet valid"}}) {
+    // Its session could be resumed, which looks at no certificate.
+    const TLSTestServer server(hosts, Answer::reply(200));
+    const auto request = postRequest("https://one.example/", "password");
+    clockIsAhead = ahead;
+    const Outcome outcome = call(server.configuration(), request);
+    // What runs on the clock that nobody sets, and over a connection that is there, goes on.
+    EXPECT_EQ(call(kept.configuration(), request).statusCode, 200);
+    clockIsAhead = 0;
+    EXPECT_EQ(outcome.errorCode(), NSURLErrorServerCertificateUntrusted);
+    EXPECT_THAT(description(outcome),
+                StartsWith("could not trust the certificate of one.example: "));
+    EXPECT_THAT(description(outcome), HasSubstr(cause));
+    EXPECT_EQ(server.receivedByteCount(), 0U);
+    EXPECT_EQ(call(server.configuration(), request).statusCode, 200);
+  }
+  EXPECT_EQ(kept.connectionCount(), 1U);
 }
 
 TEST(HostileNetwork, WhoseResolverIsSilent) {

@@ -89,6 +89,23 @@ TEST(InterimReply, OfAKnownKindIsNeverTheReply) {
   EXPECT_EQ(switched.statusCode, 0);
 }
 
+TEST(InterimReply, BeforeAChunkedBodyLeavesItWholeHoweverTheBytesCome) {
+  constexpr std::string_view chunked =
+      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n";
+  for (const int status : {100, 103, 199}) {
+    Answer answer = interim(status, chunked, End::keepAlive);
+    for (const int pace : {0, 1}) {
+      answer.pace = std::chrono::milliseconds(pace);
+      const TLSTestServer server({host}, answer);
+      for (int calls = 1; calls <= 2; ++calls) {
+        const auto outcome = call(server.configuration(), getRequest("https://one.example/"));
+        EXPECT_EQ(outcome.text(), "abcde") << status << " after " << pace << " ms each";
+      }
+      EXPECT_EQ(server.connectionCount(), 1U);
+    }
+  }
+}
+
 TEST(InterimReply, FollowedBySilenceIsATimeOut) {
   Answer answer = interim(199);
   answer.stalls = true;

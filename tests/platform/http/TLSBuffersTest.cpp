@@ -18,6 +18,7 @@ namespace {
 
 std::atomic<int> releases = 0;
 std::atomic<int> releasesAmidRecords = 0;
+std::atomic<long> mode = 0;  // of the connection that was asked for its memory last
 
 }  // namespace
 }  // namespace orx::testing
@@ -26,6 +27,7 @@ std::atomic<int> releasesAmidRecords = 0;
 extern "C" int SSL_free_buffers(SSL* tls) {
   using namespace orx::testing;
   static const auto next = reinterpret_cast<int (*)(SSL*)>(dlsym(RTLD_NEXT, "SSL_free_buffers"));
+  mode = SSL_get_mode(tls);
   const bool isAmidRecord =
       SSL_has_pending(tls) != 0 || std::string_view(SSL_rstate_string(tls)) != "RH";
   ++(isAmidRecord ? releasesAmidRecords : releases);
@@ -35,6 +37,17 @@ extern "C" int SSL_free_buffers(SSL* tls) {
 
 namespace orx::testing {
 namespace {
+
+// Else each answer costs 16 KiB that are made, wiped and given back.
+TEST(TLSBuffers, StayBetweenCallsOfWhichFewRunAtOnce) {
+  TLSTestServer server({"one.example"}, TLSTestServer::Answer::reply(200, "fine"));
+  EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).text(), "fine");
+  ASSERT_GT(releases, 0);
+  EXPECT_EQ(mode & SSL_MODE_RELEASE_BUFFERS, 0);
+  releases = 0;
+  EXPECT_EQ(call(server.configuration(), getRequest("https://one.example/")).text(), "fine");
+  EXPECT_EQ(releases, 0);
+}
 
 TEST(TLSBuffers, AreNotGivenBackWhileARecordIsHalfRead) {
   TLSTestServer server({"one.example"}, TLSTestServer::Answer::reply(200, "fine"));

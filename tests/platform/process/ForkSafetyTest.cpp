@@ -90,6 +90,28 @@ TEST(ForkSafety, AForkTakesMutexesInTheOrderInWhichTheyNest) {
   EXPECT_EQ(status, fine);
 }
 
+TEST(ForkSafety, AForkThatWaitsForALoadHoldsUpNobodyElse) {
+  bool areFree = true;
+  const auto status = statusOf([&] {
+    return forkAmid(
+        [&](const auto& awaitFork) {
+          const std::lock_guard loading(forkLocks.loading);
+          awaitFork();
+          for (std::mutex* mutex : {&forkLocks.encodings, &forkLocks.transferEngine,
+                                    &forkLocks.transferInbox, &forkLocks.workerPool,
+                                    &forkLocks.brief}) {
+            const std::unique_lock lock(*mutex, std::try_to_lock);
+            areFree = areFree && lock.owns_lock();
+          }
+        },
+        [&] {
+          const std::lock_guard loading(forkLocks.loading);
+          return areFree ? fine : 1;
+        });
+  });
+  EXPECT_EQ(status, fine);
+}
+
 int handledForks = 0;
 const ForkChildHandler countForks([] { ++handledForks; });
 

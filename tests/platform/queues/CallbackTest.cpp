@@ -182,6 +182,27 @@ TEST_F(Callback, RunsOnceWhereThereIsNoMemoryToHandItOver) {
   });
 }
 
+TEST_F(Callback, IsSaidToLackMemoryWhereThereIsNoneToHandItOver) {
+  int lines = 0;
+  int linesOfMemory = 0;
+  setLogHandler([&](LogLevel, std::string_view told) {
+    ++lines;
+    if (told.find("no memory") != std::string_view::npos) ++linesOfMemory;
+  });
+  setCallbackExecutor([](const Block& block) { block(); });
+  withEachAllocationFailing([](auto begin, auto end) {
+    Event isGone;
+    auto last = std::shared_ptr<void>(nullptr, [&](void*) { isGone.set(); });
+    begin();
+    callBack(CallbackKind::Handler, [last = std::move(last)] {});
+    end();
+    EXPECT_TRUE(isGone.wait());
+  });
+  setLogHandler({});
+  EXPECT_GT(lines, 0);
+  EXPECT_EQ(linesOfMemory, lines);
+}
+
 TEST_F(Callback, LetsGoOfWhatItHoldsWhereItHasRun) {
   auto held = std::make_shared<int>();
   const std::weak_ptr<int> watched = held;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/http/curl/EasyHandle.h"
 
-#include <openssl/ssl.h>
-
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -21,9 +19,6 @@ constexpr std::size_t bodySentWithHeader = std::size_t{16} * 1024;
 // takes no smaller buffer for sending.
 constexpr long receiveBufferSize = 2L * 1024;
 constexpr long sendBufferSize = 16L * 1024;
-// Seconds. A renewed bundle of the system's is taken up after this time at the latest; parsing it
-// for each connection would cost 34 ms of processor time.
-constexpr long caStoreLifetime = 600;
 // Beyond this libcurl's own arithmetic with times overflows.
 constexpr std::chrono::milliseconds longestTimeout = std::chrono::hours(24 * 20);
 
@@ -143,8 +138,8 @@ void EasyHandle::setClient(Client* client) {
 // ---- Once for a configuration. ----
 
 void EasyHandle::configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
-                           CURLSH* share) {
-  if (configuration_ == configuration) return trustConfigured();
+                           CURLSH* share, FileStates& files) {
+  if (configuration_ == configuration) return trustConfigured(files);
   // Forgets the options, not the connections, which belong to the multi handle. curl_easy_reset()
   // would do for that, but not for a buffer that a transfer without a connection leaves behind: it
   // stays as small as it is, and libcurl would read 16 KiB at a time into it, beyond its end.
@@ -159,7 +154,7 @@ void EasyHandle::configure(const URLSessionConfiguration& configuration, SocketR
   curl_easy_setopt(curl_, CURLOPT_SHARE, share);
   setOptions();
   setProxy();
-  setTrust();
+  setTrust(files);
   setCallbacks(sockets);
 }
 
@@ -204,20 +199,26 @@ void EasyHandle::setProxy() {
   }
 }
 
-void EasyHandle::setTrust() {
-  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, caStoreLifetime);
+void EasyHandle::setTrust(FileStates& files) {
+  authoritiesLifetime_.reset();
   trusted_ = {};
   trustedState_.reset();
-  if (configuration_->caFile()) return trustConfigured();
+  if (configuration_->caFile()) return trustConfigured(files);
   const auto* libcurl = curl_version_info(CURLVERSION_NOW);
   // Where there is neither, libcurl's own choice stays, and refuses everybody.
   if (const auto place = systemTrust(libcurl->cainfo, libcurl->capath)) trust(*place);
 }
 
-void EasyHandle::trustConfigured() {
+void EasyHandle::setAuthoritiesLifetime(std::chrono::seconds lifetime) {
+  if (authoritiesLifetime_ == lifetime) return;
+  curl_easy_setopt(curl_, CURLOPT_CA_CACHE_TIMEOUT, static_cast<long>(lifetime.count()));
+  authoritiesLifetime_ = lifetime;
+}
+
+void EasyHandle::trustConfigured(FileStates& files) {
   const auto& path = configuration_->caFile();
   if (!path) return;
-  const FileState state(*path);
+  const FileState& state = files.of(*path);
   if (trustedState_ == state) return;
   trustedState_ = state;
   trust({state.exists() ? state.respelled(*path) : *path, state.isDirectory()});
@@ -379,11 +380,7 @@ std::optional<std::string> EasyHandle::failedProxy(CURLcode code) const {
 }
 
 void EasyHandle::releaseTLSBuffers() {
-  SSL* tls = tlsConnectionOf(curl_);
-  if (tls == nullptr) return;
-  // Of a record that is half there OpenSSL before 3.0.14 frees the buffer, and reads on into it.
-  const bool waitsForRecord = std::string_view(SSL_rstate_string(tls)) == "RH";
-  if (waitsForRecord && SSL_has_pending(tls) == 0) SSL_free_buffers(tls);
+  if (SSL* tls = tlsConnectionOf(curl_)) releaseBuffersOf(*tls);
 }
 
 }  // namespace orx::platform

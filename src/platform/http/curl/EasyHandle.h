@@ -75,8 +75,11 @@ class EasyHandle {
   // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once
   // must not be used again.
   void configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
-                 CURLSH* share);
+                 CURLSH* share, FileStates& files);
   std::chrono::milliseconds timeout() const;
+  // How long libcurl goes on with the authorities that it has read; at 0 it reads them for this
+  // transfer's connection alone. To be called after configure().
+  void setAuthoritiesLifetime(std::chrono::seconds lifetime);
 
   // What is asked next, in place of what was asked before. The request must stay in its place
   // until the transfer has ended. `url`: an absolute URL.
@@ -109,16 +112,15 @@ class EasyHandle {
   // handshake was not over. Absent when it was the server behind it, and when there is no proxy.
   std::optional<std::string> failedProxy(CURLcode code) const;
 
-  // Gives back the memory in which the TLS connection of the running transfer would read and write
-  // its next records; it takes it anew when they come. Does nothing while some are on their way, or
-  // when the TLS library is another one than expected.
+  // As releaseBuffersOf(), for the TLS connection of the running transfer. Does nothing when the TLS
+  // library is another one than expected.
   void releaseTLSBuffers();
 
  private:
   void setOptions();
   void setProxy();
-  void setTrust();
-  void trustConfigured();
+  void setTrust(FileStates& files);
+  void trustConfigured(FileStates& files);
   void trust(TrustPlace place);
   void setCallbacks(SocketRegistry& sockets);
   void setURL(const std::string& text);
@@ -137,6 +139,7 @@ class EasyHandle {
   std::optional<Proxy> proxy_;
   TrustPlace trusted_;                     // as libcurl was told
   std::optional<FileState> trustedState_;  // of the configured file
+  std::optional<std::chrono::seconds> authoritiesLifetime_;
 
   // Kept from request to request, because the next one mostly asks for the same.
   std::string url_;             // as it stands in the handle

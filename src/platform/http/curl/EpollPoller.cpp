@@ -68,6 +68,7 @@ bool EpollPoller::setInterest(int descriptor, std::uint32_t events) noexcept {
   try {
     Watched& wanting = watched(descriptor);
     wanting.interest = events;
+    if (events == 0) wanting.looksBefore = looks_;
     return (events == 0 && wanting.stays) || updateEpoll(descriptor, wanting, events);
   } catch (const std::exception&) {
     errno = ENOMEM;
@@ -94,10 +95,20 @@ bool EpollPoller::isWanted(const epoll_event& event) {
   return source.interest != 0;
 }
 
+// What happens on a socket without interest ends its registration.
+bool EpollPoller::isQuiet(int descriptor) const {
+  const auto index = static_cast<std::size_t>(descriptor);
+  if (!sawAll_ || index >= watched_.size()) return false;
+  const Watched& idle = watched_[index];
+  return idle.interest == 0 && (idle.registered & EPOLLIN) != 0 && idle.looksBefore != looks_;
+}
+
 std::span<const epoll_event> EpollPoller::wait(std::chrono::milliseconds longest) {
   const auto timeout = std::clamp<std::int64_t>(longest.count(), 0, INT_MAX);
   const int count = epoll_wait(epoll_, events_.data(), static_cast<int>(events_.size()),
                                static_cast<int>(timeout));
+  ++looks_;
+  sawAll_ = count >= 0 && static_cast<std::size_t>(count) < eventsAtOnce;
   std::size_t kept = 0;
   for (int index = 0; index < count; ++index) {
     const epoll_event event = events_[static_cast<std::size_t>(index)];

@@ -40,6 +40,10 @@ class EpollPoller {
   // refuses to watch the socket, which then stays silent.
   bool setInterest(int descriptor, std::uint32_t events) noexcept;
 
+  // True when wait() has looked since the interest in this socket ended, and its peer has neither
+  // sent anything nor closed it. False when that is not known.
+  bool isQuiet(int descriptor) const;
+
   // Returns when something has happened or when the time is over, rounded up to milliseconds; the
   // descriptor is each event's data.fd. Valid until the next call.
   std::span<const epoll_event> wait(std::chrono::milliseconds longest);
@@ -51,6 +55,7 @@ class EpollPoller {
     std::uint32_t interest = 0;
     std::uint32_t registered = 0;  // what epoll watches for
     bool stays = false;
+    std::uint64_t looksBefore = 0;  // there had been so many when the interest ended
   };
 
   Watched& watched(int descriptor);
@@ -62,6 +67,8 @@ class EpollPoller {
   int epoll_ = -1;
   int wakeUp_ = -1;
   std::vector<Watched> watched_;  // by descriptor
+  std::uint64_t looks_ = 0;       // at all sockets
+  bool sawAll_ = false;           // in the latest look
   std::array<epoll_event, eventsAtOnce> events_{};
 };
 

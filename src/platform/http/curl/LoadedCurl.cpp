@@ -116,8 +116,8 @@ namespace orx::platform {
 
 std::string missingLibcurl() {
   if (loaded.load(std::memory_order_acquire) != nullptr) return {};
-  // As if libcurl were at work: a fork amid a load would leave the child half a library.
-  const std::lock_guard lock(forkLocks.transferEngine);
+  // A fork amid a load would leave the child half a library.
+  const std::lock_guard lock(forkLocks.loading);
   return loaded.load(std::memory_order_acquire) != nullptr ? std::string() : load();
 }
 

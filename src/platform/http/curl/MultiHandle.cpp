@@ -16,11 +16,21 @@ constexpr long keptConnections = 256;
 // Easy handles that are kept when idle. Each takes some 10 KB, so a burst of more calls than this
 // frees the others again.
 constexpr std::size_t keptHandles = 256;
+// Transfers that may run while their connections keep their TLS buffers.
+constexpr std::size_t uncrowded = 32;
 // Handshakes that start in one pass. With a whole burst of calls in their handshakes at the same
 // moment, the buffers of all of them would set the process's peak of memory.
 constexpr std::size_t startsAtOnce = 8;
 // libcurl's connections are looked at again after this time at the latest.
 constexpr std::chrono::hours longestSleep{24};
+
+// A renewed bundle of the system's is taken up after this time at the latest; parsing it for each
+// connection would cost 34 ms of processor time.
+constexpr std::chrono::seconds longestAuthoritiesLifetime{600};
+
+bool isFailedHandshake(CURLcode code) {
+  return code == CURLE_SSL_CONNECT_ERROR || code == CURLE_PEER_FAILED_VERIFICATION;
+}
 
 // 0 when epoll reports only an error: libcurl then finds out itself.
 int selectBits(std::uint32_t events) {
@@ -116,6 +126,7 @@ void MultiHandle::wait(bool isUrgent) {
 void MultiHandle::enqueue(TransferList& transfers) { queued_.splice(queued_.end(), transfers); }
 
 void MultiHandle::runOnce() {
+  context_.isCrowded = running_.size() + queued_.size() > uncrowded;
   startQueued();
   dispatchReady();
   if (!isAnyOverdue()) return;
@@ -124,7 +135,8 @@ void MultiHandle::runOnce() {
 }
 
 void MultiHandle::startQueued() {
-  context_.now = Clock::now();
+  // Each call looks at its authorities anew; for those of one pass it is the same look.
+  trusted_.forget();
   for (std::size_t handshakes = 0; handshakes < startsAtOnce && !queued_.empty();) {
     // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
     // none to find when each that is open has a transfer already.
@@ -148,11 +160,21 @@ bool MultiHandle::isNeedless(const Transfer& transfer) const {
          });
 }
 
+// What memory had no room for while the authorities were read is missing until they are read anew.
+// So none that were read before a failed handshake are used after it.
+std::chrono::seconds MultiHandle::authoritiesLifetime() const {
+  if (!latestFailedHandshake_) return longestAuthoritiesLifetime;
+  const auto since =
+      std::chrono::floor<std::chrono::seconds>(context_.now - *latestFailedHandshake_);
+  return std::min(since, longestAuthoritiesLifetime);
+}
+
 void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   if (isNeedless(*transfer)) return;
   try {
     auto easy = takeEasyHandle();
-    easy->configure(transfer->configuration(), context_.sockets, share_);
+    easy->configure(transfer->configuration(), context_.sockets, share_, trusted_);
+    easy->setAuthoritiesLifetime(authoritiesLifetime());
     transfer->start(std::move(easy), context_);
     transfer->place = running_.size();
     running_.push_back(std::move(transfer));
@@ -269,6 +291,7 @@ TransferOutcome MultiHandle::outcomeOf(Transfer& transfer, CURLcode code) const 
 void MultiHandle::end(Transfer& transfer, CURLcode code) {
   // First of all, because what libcurl knows of the transfer goes with the removal.
   TransferOutcome outcome = outcomeOf(transfer, code);
+  if (isFailedHandshake(code)) latestFailedHandshake_ = context_.now;
   curl_multi_remove_handle(multi_, transfer.curl());
   auto easy = transfer.takeEasyHandle();
   if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));

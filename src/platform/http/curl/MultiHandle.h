@@ -53,6 +53,7 @@ class MultiHandle {
   void startQueued();
   std::unique_ptr<EasyHandle> takeEasyHandle();
   bool isNeedless(const Transfer& transfer) const;
+  std::chrono::seconds authoritiesLifetime() const;
   void start(std::unique_ptr<Transfer> transfer);
   void addToMulti(Transfer& transfer);
   void work(curl_socket_t descriptor, int bits);
@@ -76,8 +77,11 @@ class MultiHandle {
   Clock::time_point firstDeadline_ = Clock::time_point::max();
   std::span<const epoll_event> ready_;
   bool someAreUnwatched_ = false;  // transfers whose socket the system does not watch
+  std::optional<Clock::time_point> latestFailedHandshake_;
   // Made while there is memory.
   const std::shared_ptr<Error> outOfMemory_;
+
+  FileStates trusted_;  // in this pass
 
   TransferContext context_;
   // Kept set up for the next transfers, which mostly have the same configuration.

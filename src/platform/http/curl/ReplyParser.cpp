@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <optional>
 
 namespace orx::platform {
@@ -21,9 +22,14 @@ constexpr long notModified = 304;
 
 constexpr std::string_view blanks = " \t\r\n";
 
+// Beyond it libcurl cannot count.
+constexpr std::size_t largestLength = std::numeric_limits<std::int64_t>::max();
+
+// False when it is too large for the type.
 template <typename Number>
-void readNumber(std::string_view text, Number& number) {
-  std::from_chars(text.data(), text.data() + text.size(), number);
+bool readNumber(std::string_view text, Number& number) {
+  const auto end = std::from_chars(text.data(), text.data() + text.size(), number);
+  return end.ec != std::errc::result_out_of_range;
 }
 
 constexpr bool isRedirect(long status) {
@@ -43,7 +49,9 @@ std::optional<std::string_view> valueOf(std::string_view line, std::string_view 
 
 bool names(std::string_view codings, std::string_view coding) {
   const auto areAlike = [](char left, char right) { return strncasecmp(&left, &right, 1) == 0; };
-  return !std::ranges::search(codings, coding, areAlike).empty();
+  // Some versions of clang refuse the result of std::ranges::search.
+  return std::search(codings.begin(), codings.end(), coding.begin(), coding.end(), areAlike) !=
+         codings.end();
 }
 
 }  // namespace
@@ -69,7 +77,8 @@ void ReplyParser::takeField(std::string_view line) {
     readNumber(line.substr(std::min(line.find(' '), line.size() - 1) + 1), reply_.statusCode);
   } else if (const auto length = valueOf(line, "Content-Length:")) {
     reply_.announcesBody = true;
-    readNumber(*length, reply_.announcedSize);
+    const bool isRead = readNumber(*length, reply_.announcedSize);
+    reply_.announcesTooMuch = !isRead || reply_.announcedSize > largestLength;
   } else if (const auto codings = valueOf(line, "Transfer-Encoding:")) {
     // After any other coding the body ends with the connection all the same.
     if (names(*codings, "chunked")) reply_.isChunked = true;
@@ -97,9 +106,17 @@ bool ReplyParser::isNoRedirect() const {
   return reply_.statusCode >= 300 && reply_.statusCode < 400 && !isRedirect(reply_.statusCode);
 }
 
+bool ReplyParser::mayHaveBody() const {
+  return reply_.headIsComplete && reply_.statusCode != noContent &&
+         reply_.statusCode != notModified;
+}
+
 bool ReplyParser::endsWithConnection() const {
-  const bool hasNoBody = reply_.statusCode == noContent || reply_.statusCode == notModified;
-  return reply_.headIsComplete && !hasNoBody && !reply_.announcesBody && !reply_.isChunked;
+  return mayHaveBody() && !reply_.announcesBody && !reply_.isChunked;
+}
+
+bool ReplyParser::fallsShort() const {
+  return mayHaveBody() && reply_.announcesTooMuch && !reply_.isChunked;
 }
 
 bool ReplyParser::takeBody(std::string_view piece) {

@@ -42,6 +42,8 @@ class ReplyParser {
   bool isUnknown1xx() const { return reply_.isUnknown1xx; }
   // True when nothing but the connection's end can tell where the body ends.
   bool endsWithConnection() const;
+  // True when a longer body is announced than libcurl can count. It takes any end for that body's.
+  bool fallsShort() const;
   Excess excess() const { return excess_; }
 
   std::vector<std::uint8_t> takeBody() { return std::move(reply_.body); }
@@ -54,10 +56,12 @@ class ReplyParser {
     bool namesLocation = false;
     bool announcesBody = false;
     bool isChunked = false;  // the last chunk is marked
+    bool announcesTooMuch = false;
     std::size_t announcedSize = 0;
     Wiped<std::vector<std::uint8_t>> body;
   };
 
+  bool mayHaveBody() const;
   void takeField(std::string_view line);
   Next endHead(bool followsRedirects);
 

@@ -82,6 +82,7 @@ bool SocketRegistry::isDead(const Endpoints& endpoints) {
     found = resolved_.find(endpoints);
     if (found == resolved_.end()) return true;
   }
+  if (poller_.isQuiet(found->second)) return false;
   // MSG_PEEK cannot tell: an unread close_notify precedes the FIN.
   pollfd state{found->second, POLLIN | POLLRDHUP, 0};
   const int ready = poll(&state, 1, 0);

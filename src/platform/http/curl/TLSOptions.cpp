@@ -73,6 +73,9 @@ CURLcode restrictContext(CURL*, void* context, void*) noexcept {
   SSL_CTX_set_info_callback(tls, &noteAnnouncedEnd);
   // Else what was read last stays with a connection that is kept.
   SSL_CTX_set_options(tls, SSL_OP_CLEANSE_PLAINTEXT);
+  // libcurl turns it on. Each answer would then cost two buffers of 16 KiB, made, wiped as a whole
+  // and given back; releaseBuffersOf() does so where there are many.
+  SSL_CTX_clear_mode(tls, SSL_MODE_RELEASE_BUFFERS);
   return CURLE_OK;
 }
 
@@ -104,6 +107,16 @@ SSL* tlsConnectionOf(CURL* curl) {
   const bool isOpenSSL =
       code == CURLE_OK && session != nullptr && session->backend == CURLSSLBACKEND_OPENSSL;
   return isOpenSSL ? static_cast<SSL*>(session->internals) : nullptr;
+}
+
+void releaseBuffersOf(SSL& connection) noexcept {
+  // Of a record that is half there OpenSSL before 3.0.14 frees the buffer, and reads on into it.
+  const bool waitsForRecord = std::string_view(SSL_rstate_string(&connection)) == "RH";
+  if (!waitsForRecord || SSL_has_pending(&connection) != 0) return;
+  // What was read is wiped already. With this option all 16 KiB would be.
+  SSL_clear_options(&connection, SSL_OP_CLEANSE_PLAINTEXT);
+  SSL_free_buffers(&connection);
+  SSL_set_options(&connection, SSL_OP_CLEANSE_PLAINTEXT);
 }
 
 std::shared_ptr<const bool> watchForAnnouncedEnd(SSL& connection) noexcept {

@@ -18,6 +18,10 @@ void setTLSOptions(CURL* curl);
 // libcurl uses another TLS library than OpenSSL.
 SSL* tlsConnectionOf(CURL* curl);
 
+// Gives back the memory in which the connection would read and write its next records; it takes it
+// anew when they come. Does nothing while some are on their way.
+void releaseBuffersOf(SSL& connection) noexcept;
+
 // False, and true once the peer has said that it sends no more (close_notify), which nobody else on
 // the way can say. Null where there is no memory to find out. Once for a connection.
 std::shared_ptr<const bool> watchForAnnouncedEnd(SSL& connection) noexcept;

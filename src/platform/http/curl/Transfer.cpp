@@ -119,9 +119,8 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
   // A connection made just now cannot have been closed by an idle server: only a kept one is
   // tested.
   const bool isNew = now.connections > before.connections;
-  if (isNew) {
-    easy_->reportProgress(true);
-  } else if (context_->sockets.isDead(connection)) {
+  if (isNew || context_->isCrowded) easy_->reportProgress(true);
+  if (!isNew && context_->sockets.isDead(connection)) {
     // A server ends a connection that was idle for long. Sent into it, the request would count as
     // lost though nobody read it, so it goes over a fresh connection instead.
     connectionWasDead_ = true;
@@ -143,11 +142,11 @@ bool Transfer::onPrerequest(const Endpoints& connection) {
   return true;
 }
 
-// The server's session tickets come while the request is under way. They leave the TLS library with
-// a buffer of 16 KiB for an answer to them that there never is; given back, it does not stay with
-// every call that waits. Asked for over new connections only, since tickets come once.
+// Asked for over new connections, which many calls may make at once, and wherever many transfers
+// run. Between the few connections of the others the buffers would only go back and forth.
 void Transfer::onProgress() noexcept {
-  if (stage_ == TransferStage::waiting) easy_->releaseTLSBuffers();
+  const bool isReceiving = stage_ == TransferStage::receiving && context_->isCrowded;
+  if (stage_ == TransferStage::waiting || isReceiving) easy_->releaseTLSBuffers();
 }
 
 std::size_t Transfer::onReadBody(std::span<char> buffer) noexcept {
@@ -233,7 +232,8 @@ TransferOutcome Transfer::finish(CURLcode code) {
   }
   // libcurl takes any end of the connection for the end of such a body, and anybody on the way can
   // bring that about.
-  if (code == CURLE_OK && !easy_->endWasAnnounced()) code = CURLE_PARTIAL_FILE;
+  const bool isCutOff = !easy_->endWasAnnounced() || reply_.fallsShort();
+  if (code == CURLE_OK && isCutOff) code = CURLE_PARTIAL_FILE;
   // libcurl waits for the final reply after any status below 200, and fails when none comes. Then
   // the server meant the one that it sent, which has no body.
   const bool isUnknown1xx = reply_.isUnknown1xx() && reply_.excess() == ReplyParser::Excess::none &&

@@ -22,6 +22,8 @@ struct TransferContext {
   // The time of this pass of the multi handle. Each step of a transfer notes it as progress, and
   // reading the clock at each step would cost more than the step.
   Clock::time_point now = Clock::now();
+  // So many transfers run that their connections keep no buffers: 33 KiB for each would add up.
+  bool isCrowded = false;
   EpollPoller poller;
   SocketRegistry sockets{poller};
 };

@@ -43,7 +43,6 @@ struct TransferEngine::State {
   // The leader's own.
   MultiHandle multi;
   TransferList arrived;
-  bool skippedSockets = false;  // in the last pass
 };
 
 TransferEngine& TransferEngine::shared() {
@@ -101,10 +100,7 @@ void TransferEngine::wait() {
   {
     const InboxLock lock(forkLocks.transferInbox);
     state.arrived.swap(state.inbox);
-    // New transfers are started first, without a look at the sockets, but at least every second
-    // pass looks at them: otherwise a stream of submissions would starve running transfers.
-    state.skippedSockets = !state.arrived.empty() && !state.skippedSockets;
-    if (state.skippedSockets || !enterLibcurl(lock)) return;
+    if (!enterLibcurl(lock)) return;
     state.sleeps = state.arrived.empty();
   }
   state.multi.wait(!state.arrived.empty());

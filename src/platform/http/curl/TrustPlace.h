@@ -44,4 +44,21 @@ class FileState {
   struct stat file_ {};
 };
 
+// What files were when they were first asked for, since the last forget().
+class FileStates {
+ public:
+  const FileState& of(const std::string& path) {
+    if (!state_ || path_ != path) {
+      state_.emplace(path);
+      path_ = path;
+    }
+    return *state_;
+  }
+  void forget() { state_.reset(); }
+
+ private:
+  std::string path_;
+  std::optional<FileState> state_;
+};
+
 }  // namespace orx::platform

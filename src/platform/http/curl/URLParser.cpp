@@ -1,13 +1,43 @@
 // SPDX-License-Identifier: MIT
 #include "platform/http/URLParser.h"
 
+#include <algorithm>
 #include <initializer_list>
+#include <string_view>
+#include <utility>
 
 #include "platform/http/curl/CurlURL.h"
 
 namespace orx::platform {
+namespace {
+
+// The parts as they are spelled.
+std::optional<URLParts> spelledParts(std::string_view text) {
+  const auto colon = text.find("://");
+  if (colon == std::string_view::npos) return std::nullopt;
+  URLParts parts{.scheme = std::string(text.substr(0, colon)), .host = {}, .path = {}};
+  for (char& c : parts.scheme) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  text.remove_prefix(colon + 3);
+  auto host = text.substr(0, text.find_first_of("/?#"));
+  text.remove_prefix(host.size());
+  host.remove_prefix(host.find('@') + 1);
+  // The colons of an IPv6 address stand in brackets.
+  const auto bracket = std::min(host.find(']'), host.size());
+  host = host.substr(0, host.find(':', host.starts_with('[') ? bracket : 0));
+  parts.host = host;
+  parts.path = text.substr(0, text.find_first_of("?#"));
+  if (parts.path.empty()) parts.path.push_back('/');
+  return host.empty() ? std::nullopt : std::optional(std::move(parts));
+}
+
+}  // namespace
 
 std::optional<URLParts> parsedURL(const std::string& text) {
+  // The text is not to blame where there are no descriptors or memory to load libcurl. A call says
+  // then what is missing.
+  if (!missingLibcurl().empty()) return spelledParts(text);
   // Any scheme is a URL; that only https is fetched is decided when a transfer starts.
   const CurlURL url = parsedByCurl(text, CURLU_NON_SUPPORT_SCHEME);
   if (!url) return std::nullopt;

@@ -52,6 +52,22 @@ TEST_F(EpollPollerTest, ReportsWhatIsWanted) {
   EXPECT_EQ(readyNow(), EPOLLOUT);
 }
 
+TEST_F(EpollPollerTest, KnowsASocketForQuietOnceItHasLookedAndUntilSomethingComes) {
+  poller_.registerSocket(near());
+  EXPECT_FALSE(poller_.isQuiet(near()));
+  poller_.setInterest(near(), EPOLLIN);
+  EXPECT_EQ(readyNow(), -1);
+  EXPECT_FALSE(poller_.isQuiet(near()));
+  poller_.setInterest(near(), 0);
+  // Since the last look something may have come.
+  EXPECT_FALSE(poller_.isQuiet(near()));
+  EXPECT_EQ(readyNow(), -1);
+  EXPECT_TRUE(poller_.isQuiet(near()));
+  sayFromFar();
+  EXPECT_EQ(readyNow(), -1);
+  EXPECT_FALSE(poller_.isQuiet(near()));
+}
+
 TEST_F(EpollPollerTest, SaysNothingOfASocketOfWhichNothingIsWanted) {
   poller_.setInterest(near(), EPOLLIN);
   poller_.setInterest(near(), 0);

@@ -58,6 +58,23 @@ TEST(ReplyParser, KnowsWhetherTheBodyEndsWithTheConnection) {
   EXPECT_FALSE(reply.endsWithConnection());
 }
 
+TEST(ReplyParser, KnowsThatNoBodyIsAsLongAsLibcurlCannotCount) {
+  const auto fallsShort = [](std::string_view status, std::string_view length,
+                             std::string_view more = "A: 1\r\n") {
+    ReplyParser reply(longest, longest);
+    takeLines(reply, {status, length, more, "\r\n"});
+    return reply.fallsShort();
+  };
+  for (const auto* length : {"9223372036854775808", "18446744073709551616",
+                             "99999999999999999999999999999999999999999"}) {
+    const auto line = std::string("Content-Length: ").append(length) + "\r\n";
+    EXPECT_TRUE(fallsShort("HTTP/1.1 200 A\r\n", line)) << length;
+    EXPECT_FALSE(fallsShort("HTTP/1.1 304 A\r\n", line)) << length;
+    EXPECT_FALSE(fallsShort("HTTP/1.1 200 A\r\n", line, "Transfer-Encoding: chunked\r\n"));
+  }
+  EXPECT_FALSE(fallsShort("HTTP/1.1 200 A\r\n", "Content-Length: 9223372036854775807\r\n"));
+}
+
 TEST(ReplyParser, CountsTrailersAndTakesThemForNoHead) {
   ReplyParser reply(longest, longest);
   takeLines(reply, {"HTTP/1.1 200 A\r\n", "A: 1\r\n", "\r\n"});

@@ -58,6 +58,20 @@ TEST_F(SocketRegistryTest, TellsALiveConnectionFromOneThatItsPeerHasClosed) {
   EXPECT_TRUE(eventually([this] { return sockets_.isDead(endpoints()); }));
 }
 
+TEST_F(SocketRegistryTest, TakesFromTheLastLookAtAllSocketsWhetherAnIdleConnectionLives) {
+  const auto look = [this] { (void)poller_.wait(std::chrono::milliseconds(0)); };
+  EXPECT_FALSE(sockets_.isDead(endpoints()));
+  poller_.setInterest(near_, EPOLLIN);
+  poller_.setInterest(near_, 0);
+  look();
+  endFar();
+  EXPECT_FALSE(sockets_.isDead(endpoints()));
+  EXPECT_TRUE(eventually([&] {
+    look();
+    return sockets_.isDead(endpoints());
+  }));
+}
+
 TEST_F(SocketRegistryTest, TakesAConnectionThatHasBeenResetForDead) {
   const Endpoints known = endpoints();
   const linger now{.l_onoff = 1, .l_linger = 0};

@@ -67,6 +67,14 @@ TEST_F(TrustOfTheSystem, IsInNobodyWhomNeitherHolds) {
   EXPECT_FALSE(isServerTrusted());
 }
 
+// Not only when what was read before has grown old.
+TEST_F(TrustOfTheSystem, IsReadAnewAfterAFailedHandshake) {
+  std::ofstream(bundle_) << anothers();
+  EXPECT_FALSE(isServerTrusted());
+  std::ofstream(bundle_) << servers_;
+  EXPECT_TRUE(isServerTrusted());
+}
+
 TEST_F(TrustOfTheSystem, IsInNobodyWhereThereIsNoStore) { EXPECT_FALSE(isServerTrusted()); }
 
 }  // namespace
