@@ -277,7 +277,7 @@ ORX_EXPORT orx_error* orx_register_v2(const char* parameters, orx_callback callb
 ORX_EXPORT orx_error* orx_call(const char* api_id, const char* parameters, orx_callback callback,
                                void* context);
 // One of the service's lists. The payload: an array, null when it could not be had. There is no
-// error for that; orx_result_transfer_error() tells a failed transfer from an answer without a
+// error for that; orx_result_transfer_error() tells a failed transfer from an answer that holds no
 // list.
 ORX_EXPORT orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context);
 #define ORX_LIST_COUNTRIES "country"
