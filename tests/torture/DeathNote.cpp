@@ -43,4 +43,8 @@ void leaveDeathNote(int descriptor) {
   }
 }
 
+void leaveNoDeathNote() noexcept {
+  while (isWritten.exchange(true)) pause();
+}
+
 }  // namespace orx::torture

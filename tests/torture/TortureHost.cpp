@@ -205,7 +205,9 @@ Dictionary carryOut(const Dictionary& request) {
     const auto request = JSONObjectWithText(line);
     if (!request || request->dictionary() == nullptr)
       throw std::invalid_argument("no request: " + line);
-    writeWhole(descriptor, textWithJSONObject(carryOut(*request->dictionary())));
+    const auto answer = textWithJSONObject(carryOut(*request->dictionary()));
+    leaveNoDeathNote();
+    writeWhole(descriptor, answer);
   } catch (const std::exception& reason) {
     std::cerr << "torture_host: " << reason.what() << '\n';
     status = 3;

@@ -11,7 +11,8 @@ from service import LOGIN
 
 NO_MEMORY = "std::bad_alloc"
 # What a call says for which OpenSSL is not in order.
-OF_OPENSSL = ("secure connection", "the certificate of", "no descriptor or memory left")
+OF_OPENSSL = ("secure connection", "couldn't create a context", "the certificate of",
+              "no descriptor or memory left")
 
 
 @dataclass(frozen=True)

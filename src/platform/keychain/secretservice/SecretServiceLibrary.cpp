@@ -10,6 +10,7 @@
 #include <exception>
 #include <latch>
 #include <mutex>
+#include <new>
 #include <thread>
 
 #include "platform/process/ForkSafety.h"
@@ -62,12 +63,13 @@ constinit std::atomic<bool> threadsAreThere{false};
 constinit std::mutex firstConnection;
 
 // Finds out by starting as many at once, since the system tells in no other way. They are gone when
-// this returns.
+// this returns. Throws std::bad_alloc.
 bool canHaveThreads() {
   std::array<std::thread, threadsOfGIO> threads;
   std::array<std::atomic<pid_t>, threadsOfGIO> numbers{};
   std::latch all(1);
   bool areThere = true;
+  bool hadMemory = true;
   try {
     const BlockedSignals blocked;
     for (std::size_t place = 0; place < threadsOfGIO; ++place) {
@@ -76,6 +78,8 @@ bool canHaveThreads() {
         all.wait();
       });
     }
+  } catch (const std::bad_alloc&) {
+    hadMemory = false;
   } catch (const std::exception&) {
     areThere = false;
   }
@@ -86,6 +90,7 @@ bool canHaveThreads() {
     // It still counts for a moment after it was joined.
     while (tgkill(getpid(), numbers[place], 0) == 0) std::this_thread::yield();
   }
+  if (!hadMemory) throw std::bad_alloc();
   return areThere;
 }
 

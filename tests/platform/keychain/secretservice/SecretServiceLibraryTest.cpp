@@ -7,6 +7,7 @@
 #include <atomic>
 #include <thread>
 
+#include "allocations/FailingAllocation.h"
 #include "platform/keychain/secretservice/SecretServiceFailure.h"
 #include "platform/keychain/secretservice/SecretServiceLibrary.h"
 #include "support/ChildProcess.h"
@@ -48,6 +49,20 @@ TEST(SecretServiceLibrary, IsRefusedToAChildThatIsForkedWhileAThreadLoadsIt) {
 TEST(SecretServiceLibrary, CountsAsMissingWhereItLacksAFunction) {
   ASSERT_NE(dlopen(ORX_EMPTY_GIO, RTLD_NOW), nullptr) << dlerror();
   for (int attempt = 0; attempt < 2; ++attempt) EXPECT_EQ(failureOfLoading(), failures::NoLibrary);
+}
+
+// As long as the process has no connection. Told as a lack of threads, it would be the keyring's
+// fault, and nobody would be restored.
+TEST(SecretServiceLibrary, TellsALackOfMemoryFromOneOfThreads) {
+  ASSERT_FALSE(failureOfLoading());
+  int failures = 0;
+  for (std::size_t number = 0;; ++number) {
+    const auto made = testing::withFailingAllocation(number, [] { const FirstConnection first; });
+    EXPECT_EQ(made.threw, made.hasFailed) << number;
+    if (!made.hasFailed) break;
+    ++failures;
+  }
+  EXPECT_GT(failures, 0);
 }
 
 TEST(SecretServiceLibrary, ReportsWhereItGivesNeitherAnAnswerNorAnError) {
