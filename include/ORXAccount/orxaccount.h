@@ -54,6 +54,8 @@
 extern "C" {
 #endif
 
+// NOLINTBEGIN(modernize-use-using): C has no other word.
+
 // Why something failed.
 typedef struct orx_error orx_error;
 // What a call over the network gave, or what a function below says.
@@ -65,6 +67,8 @@ typedef struct orx_observation orx_observation;
 
 // Is told how something ended: a result and no error, or an error and no result (NULL).
 typedef void (*orx_callback)(void* context, const orx_result* result, const orx_error* error);
+
+// NOLINTEND(modernize-use-using)
 
 // The code means something within the domain only; 0 is an error too.
 ORX_EXPORT const char* orx_error_domain(const orx_error* error);
@@ -273,7 +277,8 @@ ORX_EXPORT orx_error* orx_register_v2(const char* parameters, orx_callback callb
 ORX_EXPORT orx_error* orx_call(const char* api_id, const char* parameters, orx_callback callback,
                                void* context);
 // One of the service's lists. The payload: an array, null when it could not be had. There is no
-// error for that; orx_result_transfer_error() tells a failed transfer from an answer without a list.
+// error for that; orx_result_transfer_error() tells a failed transfer from an answer that holds no
+// list.
 ORX_EXPORT orx_error* orx_fetch_list(const char* name, orx_callback callback, void* context);
 #define ORX_LIST_COUNTRIES "country"
 #define ORX_LIST_EDUCATION "country"  // the service keeps both under one name

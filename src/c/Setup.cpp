@@ -70,7 +70,7 @@ std::pair<std::string, Address> redirectionIn(std::string_view text) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
   });
   return {std::move(host),
-          {std::string(address), numberIn<std::uint16_t>(text.substr(colon + 1), wanted)}};
+          Address{std::string(address), numberIn<std::uint16_t>(text.substr(colon + 1), wanted)}};
 }
 
 void redirect(const OptionalText& text) {

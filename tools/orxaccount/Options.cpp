@@ -263,10 +263,10 @@ orx::URLSessionConfiguration urlSessionConfiguration(const GlobalOptions& option
   auto configuration = orx::URLSessionConfiguration::defaultConfiguration();
   configuration.setCaFile(options.caFile);
   // Backwards, since of two addresses for one host the first counts.
-  for (auto text = options.connect.rbegin(); text != options.connect.rend(); ++text) {
-    const auto [host, address] = mapping(*text);
+  std::for_each(options.connect.rbegin(), options.connect.rend(), [&](const std::string& text) {
+    const auto [host, address] = mapping(text);
     configuration.setConnectTo(host, address);
-  }
+  });
   configuration.setProxy(options.proxy);
   if (options.timeout) configuration.setTimeoutIntervalForRequest(*options.timeout);
   if (options.longestCall) configuration.setTimeoutIntervalForResource(*options.longestCall);
@@ -343,7 +343,8 @@ orx::Dictionary ParameterOptions::parameters() const {
   for (const std::string& pair : jsonPairs_) {
     auto [key, text] = splitPair(pair, "--set-json");
     refuseSecret(key, "--set-json");
-    orx::Value value = requireJSON(text, "--set-json " + key + ": '" + text + "'");
+    orx::Value value = requireJSON(
+        text, std::string("--set-json ").append(key).append(": '").append(text).append("'"));
     refuseSecret(secretIn(value), "--set-json");
     parameters.set(std::move(key), std::move(value));
   }

@@ -31,7 +31,7 @@ constexpr std::size_t longestLines = 4096;
 // FNV-1a of 128 bits, in hexadecimal. It need not withstand an attacker: whoever can place files
 // here is the user, and the file names its item in full.
 std::string digestOf(std::string_view text) {
-  // Else -Wpedantic, which a project that builds this one may have, refuses a type of the compiler's.
+  // The keyword keeps -Wpedantic quiet, which a project that builds this one may ask for.
   __extension__ using Wide = unsigned __int128;
   Wide digest = Wide{0x6C62272E07BB0142U} << 64U | 0x62B821756295C58DU;
   for (const char byte : text) {

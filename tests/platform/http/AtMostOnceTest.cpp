@@ -177,7 +177,8 @@ TEST_P(AtMostOnce, WhenOneConnectionDiesUnderAThousandCalls) {
   for (const auto& request : server.requests()) ++arrived[request.target];
   EXPECT_EQ(arrived.size(), std::size_t{count});
   EXPECT_THAT(arrived, ::testing::Each(::testing::Pair(::testing::_, 1)));
-  EXPECT_LE(server.connectionCount(), 17U);
+  // One more is in the place of the dead one, and one that libcurl made in order to send again.
+  EXPECT_LE(server.connectionCount(), 18U);
 }
 
 TEST(AtMostOnceInBulk, HoldsForManyCallsAtATime) {

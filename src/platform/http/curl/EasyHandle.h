@@ -112,8 +112,8 @@ class EasyHandle {
   // handshake was not over. Absent when it was the server behind it, and when there is no proxy.
   std::optional<std::string> failedProxy(CURLcode code) const;
 
-  // As releaseBuffersOf(), for the TLS connection of the running transfer. Does nothing when the TLS
-  // library is another one than expected.
+  // As releaseBuffersOf(), for the TLS connection of the running transfer. Does nothing when the
+  // TLS library is another one than expected.
   void releaseTLSBuffers();
 
  private:

@@ -60,6 +60,8 @@ using InfoCallback = void(const SSL* tls, int type, int value);
   X(void, GENERAL_NAMES_free, (GENERAL_NAMES* names), (names)) \
   X(int, OPENSSL_sk_num, (const OPENSSL_STACK* stack), (stack)) \
   X(void*, OPENSSL_sk_value, (const OPENSSL_STACK* stack, int at), (stack, at)) \
+  X(long, SSL_CTX_ctrl, (SSL_CTX* context, int command, long number, void* pointer), \
+    (context, command, number, pointer)) \
   X(void, SSL_CTX_set_info_callback, (SSL_CTX* context, InfoCallback* callback), \
     (context, callback)) \
   X(void, SSL_CTX_set_keylog_callback, (SSL_CTX* context, SSL_CTX_keylog_cb_func log), \
@@ -68,11 +70,13 @@ using InfoCallback = void(const SSL* tls, int type, int value);
     (context, options)) \
   X(void, SSL_CTX_set_verify, (SSL_CTX* context, int mode, SSL_verify_cb verify), \
     (context, mode, verify)) \
+  X(std::uint64_t, SSL_clear_options, (SSL* tls, std::uint64_t options), (tls, options)) \
   X(int, SSL_free_buffers, (SSL* tls), (tls)) \
   X(void*, SSL_get_ex_data, (const SSL* tls, int index), (tls, index)) \
   X(int, SSL_has_pending, (const SSL* tls), (tls)) \
   X(const char*, SSL_rstate_string, (const SSL* tls), (tls)) \
   X(int, SSL_set_ex_data, (SSL* tls, int index, void* data), (tls, index, data)) \
+  X(std::uint64_t, SSL_set_options, (SSL* tls, std::uint64_t options), (tls, options)) \
   X(X509*, X509_STORE_CTX_get_current_cert, (const X509_STORE_CTX* check), (check)) \
   X(int, X509_STORE_CTX_get_error_depth, (const X509_STORE_CTX* check), (check)) \
   X(void, X509_STORE_CTX_set_error, (X509_STORE_CTX* check, int error), (check, error)) \
