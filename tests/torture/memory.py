@@ -94,7 +94,10 @@ def check_step(trial, step, told, failed):
     assert step["reports"] == step["accepted"], ("reports", told)
     first, last = step["attempts"][0], step["attempts"][-1]
     for attempt in step["attempts"]:
-        assert attempt["outcome"] != "silent" and "timed out" not in attempt["outcome"], ("waits", told)
+        waits = attempt["outcome"] == "silent" or "timed out" in attempt["outcome"]
+        if waits and told[1][0] == "libssl.so.3" and attempt["outcome"] != "silent":
+            raise deaths.Vendors("libssl.so.3: libcurl overlooks its failure and waits for the time-out")
+        assert not waits, ("waits", told)
     name = step["name"]
     before, after = BEFORE[name], AFTER[name]
     for attempt in step["attempts"]:

@@ -78,7 +78,9 @@ which are OpenSSL's, libcurl's and GLib's. After one failure:
 
 No trial fails for a vendor's code that dies, as GLib does by design, or for OpenSSL where it remembers a
 failure for as long as the process lives: it begins once, and asks its providers once for each kind of
-algorithm. Then each call says so, and only a new process gets over it. The table lists both. What libcurl
+algorithm. Then each call says so, and only a new process gets over it. Nor where libcurl reads its
+certificates after a step of the handshake has failed and before it asks for the reason: that call ends
+with its time-out, and the next one works. The table lists all three. What libcurl
 keeps, a certificate for which there was no memory among them, is read anew by the next call.
 
 When all later allocations fail the process may end; it must not hang, and the store must hold the old
