@@ -3,9 +3,10 @@
 # consumer of the library gets none of the flags.
 add_library(orx_compiler_settings INTERFACE)
 target_compile_options(orx_compiler_settings INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor)
-# What the distribution gives its own libraries. A sanitizer checks the same things by itself.
+# What the distribution gives its own libraries. A sanitizer checks the same things by itself, and
+# gcovr finds no source whose folder is mapped away.
 add_library(orx_hardening INTERFACE)
-if(ORX_HARDENING AND NOT ORX_SANITIZE AND NOT ORX_LIBFUZZER)
+if(ORX_HARDENING AND NOT ORX_SANITIZE AND NOT ORX_LIBFUZZER AND NOT ORX_COVERAGE)
   # Without it, each folder that the sources are built in gives another library.
   target_compile_options(orx_hardening INTERFACE -ffile-prefix-map=${PROJECT_BINARY_DIR}=/build
                                                  -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)

@@ -97,9 +97,9 @@ TEST(ForkSafety, AForkThatWaitsForALoadHoldsUpNobodyElse) {
         [&](const auto& awaitFork) {
           const std::lock_guard loading(forkLocks.loading);
           awaitFork();
-          for (std::mutex* mutex : {&forkLocks.encodings, &forkLocks.transferEngine,
-                                    &forkLocks.transferInbox, &forkLocks.workerPool,
-                                    &forkLocks.brief}) {
+          for (std::mutex* mutex :
+               {&forkLocks.encodings, &forkLocks.transferEngine, &forkLocks.transferInbox,
+                &forkLocks.workerPool, &forkLocks.brief}) {
             const std::unique_lock lock(*mutex, std::try_to_lock);
             areFree = areFree && lock.owns_lock();
           }
