@@ -194,7 +194,8 @@ class Completion(Terminal):
 
     def complete_at_a_terminal(self, shell, *options):
         """Types beginnings and the tabulator key, and sees what the shell then runs."""
-        self.environment["TERM"] = "dumb"
+        # A shell writes its history when it ends, when its home is being removed.
+        self.environment.update(TERM="dumb", HISTFILE="/dev/null")
         _, terminal = self.start(*options, program=shutil.which(shell))
         begin = "autoload -Uz compinit; compinit -D -u; " if shell == "zsh" else ""
         begin += f"source {self.script(shell)}; orxaccount() {{ echo \"ran:$*.\"; }}; echo rea''dy\n"

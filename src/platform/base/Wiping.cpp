@@ -11,7 +11,7 @@ namespace orx::platform {
 namespace {
 
 // Of a request's head with a short body.
-constexpr std::size_t usualSize = 1024;
+constexpr std::size_t usualFirstSize = 1024;
 
 }  // namespace
 
@@ -29,7 +29,7 @@ void* reallocWiping(void* memory, std::size_t size) noexcept {
   const std::size_t before = malloc_usable_size(memory);
   if (memory != nullptr && size <= before) return memory;
   // What begins small mostly grows, and each time would be copied and wiped.
-  void* larger = std::malloc(std::max(size, memory == nullptr ? usualSize : 0));
+  void* larger = std::malloc(std::max(size, memory == nullptr ? usualFirstSize : 0));
   if (larger == nullptr || memory == nullptr) return larger;
   memcpy(larger, memory, before);
   freeWiping(memory);

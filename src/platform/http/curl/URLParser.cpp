@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/http/URLParser.h"
 
-#include <algorithm>
 #include <initializer_list>
 #include <string_view>
 #include <utility>
@@ -24,8 +23,7 @@ std::optional<URLParts> spelledParts(std::string_view text) {
   text.remove_prefix(host.size());
   host.remove_prefix(host.find('@') + 1);
   // The colons of an IPv6 address stand in brackets.
-  const auto bracket = std::min(host.find(']'), host.size());
-  host = host.substr(0, host.find(':', host.starts_with('[') ? bracket : 0));
+  host = host.substr(0, host.find(':', host.starts_with('[') ? host.find(']') : 0));
   parts.host = host;
   parts.path = text.substr(0, text.find_first_of("?#"));
   if (parts.path.empty()) parts.path.push_back('/');
