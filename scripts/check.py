@@ -94,10 +94,10 @@ def digest_of(part):
     return digest.hexdigest()[:12]
 
 
-def rows_of(text):
-    """The rows of an earlier report, by the name of their part."""
+def rows_in(report):
+    """The rows of an earlier run, by the name of their part."""
     rows = {}
-    for line in text.splitlines():
+    for line in report.read_text().splitlines() if report.exists() else ():
         cells = [cell.strip() for cell in re.split(r"(?<!\\)\|", line.strip("|"))]
         if line.startswith("| ") and len(cells) == 9 and cells[0] != "part":
             rows[cells[0]] = cells
@@ -154,17 +154,17 @@ def is_due(part, row):
 
 def run(parts, report, every=False):
     """Runs the due ones of `parts` and returns the names of those that failed."""
-    rows = rows_of(report.read_text()) if report.exists() else {}
     failed = []
     for part in parts:
-        if not every and not is_due(part, rows.get(part.name)):
+        if not every and not is_due(part, rows_in(report).get(part.name)):
             print(f"== {part.name}: passed, and nothing has changed since", flush=True)
             continue
         print(f"== {part.name}: {part.command}", flush=True)
-        rows[part.name] = row_of(part)
-        # After each part, so that a run that is broken off loses nothing.
-        write(rows, report)
-        if rows[part.name][3] != "passed":
+        row = row_of(part)
+        # After each part, so that a run that is broken off loses nothing; to what the report has by then, so
+        # that parts can run side by side.
+        write(rows_in(report) | {part.name: row}, report)
+        if row[3] != "passed":
             failed.append(part.name)
     return failed
 
