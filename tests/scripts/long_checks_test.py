@@ -56,7 +56,7 @@ class LongChecks(unittest.TestCase):
         return len(trace.read_text().splitlines()) if trace.exists() else 0
 
     def rows(self):
-        return check.rows_of(self.report.read_text())
+        return check.rows_in(self.report)
 
     def test_go_on_after_a_failure_and_name_it(self):
         self.assertEqual(self.run_parts(self.part("bad", "false"), self.part("good", "true")), ["bad"])
@@ -111,6 +111,13 @@ class LongChecks(unittest.TestCase):
         self.run_parts(first, second)
         self.run_parts(second, every=True)
         self.assertEqual(list(self.rows()), ["first", "second"])
+
+    def test_keep_the_row_that_another_run_writes_meanwhile(self):
+        written = self.folder / "written.md"
+        self.run_parts(self.part("other", "true"))
+        self.report.rename(written)
+        self.run_parts(self.part("slow", f"mv '{written}' '{self.report}'"))
+        self.assertEqual(sorted(self.rows()), ["other", "slow"])
 
     def test_stand_in_the_order_of_the_command(self):
         first, second = self.part("first", "true"), self.part("second", "true")
