@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -23,9 +24,13 @@ bool mustFail() {
 
 }  // namespace
 
-// Replaces the language's own in every program that links it; the other forms call it.
+// These replace the language's own in every program that links them; the other forms call them.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return mustFail() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
 void* operator new(std::size_t size) {
-  void* const memory = mustFail() ? nullptr : std::malloc(size == 0 ? 1 : size);
+  void* const memory = operator new(size, std::nothrow);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
