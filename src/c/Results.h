@@ -97,7 +97,8 @@ class Context {
 };
 
 // Where the caller wants the handle that a function makes. Throws std::invalid_argument for a null
-// pointer.
+// pointer. To be called before the handle is made: an assignment begins with its right side, which
+// would be lost.
 template <typename Handle>
 Handle*& placeOf(Handle** handle) {
   if (handle == nullptr) throw std::invalid_argument("the place for the result is a null pointer");

@@ -236,5 +236,8 @@ orx_error* orx_set_log_handler(void (*handler)(void* context, int level, const c
 }
 
 orx_error* orx_status(orx_result** status) {
-  return guarded([&] { placeOf(status) = new orx_result{.payload = Document(standing())}; });
+  return guarded([&] {
+    orx_result*& place = placeOf(status);
+    place = new orx_result{.payload = Document(standing())};
+  });
 }

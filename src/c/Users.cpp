@@ -44,7 +44,10 @@ orx_user::orx_user(std::shared_ptr<orx::ORVAAccountUser> aRecord)
       pictureURL(textOf(record->pictureURL())) {}
 
 orx_error* orx_current_user(orx_user** user) {
-  return guarded([&] { placeOf(user) = handleOf(orx::ORVAAccountUser::currentUser()).release(); });
+  return guarded([&] {
+    orx_user*& place = placeOf(user);
+    place = handleOf(orx::ORVAAccountUser::currentUser()).release();
+  });
 }
 
 const char* orx_user_json(const orx_user* user) {

@@ -18,7 +18,7 @@ TEST_F(CSignIn, SendsItsParametersAndTheCredentials) {
     return orx_sign_in(R"({"login":"bob","passwd":"pass word","n":[1,true]})", callback, context);
   });
   EXPECT_EQ(outcome.login, "bob");
-  const auto& body = server().requests().back().body;
+  const std::string body = server().requests().back().body;
   EXPECT_NE(body.find(R"({"login":"bob","passwd":"pass word","n":[1,true]})"), std::string::npos);
   EXPECT_NE(body.find("<AppID>my-app</AppID><AppKey>my-key</AppKey>"), std::string::npos);
 }
