@@ -72,6 +72,9 @@ const Frames& framesOfFailure() noexcept { return failure; }
 
 }  // namespace orx::torture
 
+// The sanitizers have functions of their own in the place of these, and call them before anything
+// of this program may run.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 using orx::torture::fails;
 
 extern "C" {
@@ -110,3 +113,4 @@ void* operator new(std::size_t size) {
 
 void operator delete(void* memory) noexcept { free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { free(memory); }
+#endif
