@@ -127,6 +127,12 @@ std::string missingLibcurl() {
 
 }  // namespace orx::platform
 
+// The last named parameter is an enumeration, which is passed as the integer that it is stored in.
+// clang warns of enumerations that are not.
+#if defined(__clang__)
+#pragma clang diagnostic ignored "-Wvarargs"
+#endif
+
 // In parentheses, since some of the names are macros too.
 extern "C" {
 #define ORX_FORWARD(result, name, parameters, arguments) \
