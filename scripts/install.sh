@@ -50,6 +50,7 @@ install_to() {
     shift
   fi
   [[ -n ${1:-} ]] || fail "install takes the folder to install below, for example /usr/local"
+  (($# == 1)) || fail "install takes --debug before the folder, and nothing after it"
   prefix=$(absolute "$1")
   require_packages "${build_packages[@]}"
   configure package

@@ -119,6 +119,11 @@ class Installing(unittest.TestCase):
         self.assertIn("nothing was installed", self.run_script("uninstall_from", "x", status=1).stderr)
         self.assertIn("takes the folder", self.run_script("install_to", status=1).stderr)
 
+    def test_refuses_what_stands_after_the_folder(self):
+        refused = self.run_script("install_to", self.prefix, "--debug", status=1)
+        self.assertIn("--debug before the folder", refused.stderr)
+        self.assertEqual(everything_in(self.trial), [])
+
 
 if __name__ == "__main__":
     sys.exit(unittest.main())
