@@ -19,11 +19,16 @@ ORX_FUZZ_TARGET(text) {
   for (FuzzInput input(text); !input.empty();) arguments.emplace_back(input.line());
   std::reverse(arguments.begin(), arguments.end());
 
-  CLI::App app("fuzzed", "orxaccount");
-  app.require_subcommand(1);
-  app.fallthrough();
-  tool::GlobalOptions options;
-  tool::addGlobalOptions(app, options);
+  // To make these for each input would take most of its time.
+  static tool::GlobalOptions options;
+  static CLI::App app("fuzzed", "orxaccount");
+  static const tool::GlobalOptions untouched = [] {
+    app.require_subcommand(1);
+    app.fallthrough();
+    tool::addGlobalOptions(app, options);
+    return options;
+  }();
+  options = untouched;
   tool::ParameterOptions parameters;
   int runs = 0;
   CLI::App& command = tool::addCommand(app, "register", "", [&] {
@@ -46,6 +51,8 @@ ORX_FUZZ_TARGET(text) {
   } catch (const tool::Failure& failure) {
     ORX_FUZZ_CHECK(failure.exitCode == tool::ExitCode::Usage && !failure.text.empty());
   } catch (const std::invalid_argument&) {
-    return;
+    // The library does not take what an option says.
   }
+  app.clear();
+  app.remove_subcommand(&command);
 }

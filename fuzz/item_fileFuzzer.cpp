@@ -17,9 +17,10 @@ std::filesystem::path emptyFolder() {
   static const orx::testing::StorageHome home;
   static const mode_t earlier = umask(077);
   (void)earlier;
-  std::filesystem::remove_all(home.keychainDirectory());
-  std::filesystem::create_directories(home.keychainDirectory());
-  return home.keychainDirectory();
+  static const auto folder = home.keychainDirectory();
+  std::filesystem::create_directories(folder);
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) remove(entry.path());
+  return folder;
 }
 
 ItemState looked() {
