@@ -6,7 +6,8 @@ usage: fuzz.py BUILD [--corpora | --minimise] [--jobs N] [--report [--until N]] 
        fuzz.py BUILD --add LOG...
 
   --corpora    reads every kept input once
-  --minimise   puts into fuzz/corpus the smallest inputs that reach what the working corpus reaches
+  --minimise   puts into fuzz/corpus the smallest inputs that reach what the working corpus reaches beyond
+               those with a name of their own
   --jobs N     fuzzes with N processes
   --report     adds what was reached to the table of docs/fuzzing.md; a run that is stopped counts, too
   --until N    fuzzes a target until its row counts N executions, however long that takes
@@ -28,8 +29,8 @@ ROOT = Path(__file__).resolve().parent.parent
 REPORT = ROOT / "docs" / "fuzzing.md"
 LARGEST_INPUT = 4096
 LIMITS = ["-timeout=10", "-rss_limit_mb=2048", f"-max_len={LARGEST_INPUT}"]
-# One input for each edge: with how often each is passed, there would be ten times as many.
-SMALLEST = ["-set_cover_merge=1", "-use_counters=0"]
+# One input for each edge: with how often each is passed, there would be ten times as many. What is longer is cut.
+SMALLEST = ["-set_cover_merge=1", "-use_counters=0", "-max_len=1024"]
 # To weigh the inputs by how rare their features are takes a third of all time, and reaches no more of them.
 FUZZING = ["-entropic=0", "-print_final_stats=1"]
 # GLib keeps the name of every error for ever, and SQLite what it may use again, so the leak sanitizer would look
@@ -70,15 +71,17 @@ def figures_of(output):
 
 
 def minimise(program, folders, kept, build):
+    """Whatever people wrote and named stays, and what the fuzzer adds is what reaches more."""
     with tempfile.TemporaryDirectory(dir=build) as smallest:
-        output_of([program, *SMALLEST, *LIMITS, smallest, *folders], build)
-        # What people wrote keeps its name.
-        names = {path.read_bytes(): path.name for path in kept.iterdir()}
+        for path in kept.iterdir():
+            if not re.fullmatch("[0-9a-f]{12}", path.name):
+                shutil.copy(path, smallest)
+        output_of([program, *LIMITS, *SMALLEST, smallest, *folders], build)
         shutil.rmtree(kept)
         kept.mkdir()
         for path in Path(smallest).iterdir():
-            content = path.read_bytes()
-            (kept / names.get(content, path.name[:12])).write_bytes(content)
+            name = path.name[:12] if re.fullmatch("[0-9a-f]{40}", path.name) else path.name
+            shutil.copy(path, kept / name)
 
 
 def note(name, figures):
