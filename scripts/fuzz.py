@@ -106,8 +106,16 @@ def change(report, name, figures, kept, size):
     text = text.replace(row.group(), line) if row else text.replace("|---:|\n", f"|---:|\n{line}\n", 1)
     report.seek(0)
     report.truncate()
-    report.write(text)
+    report.write(with_sum(text))
     print(f"{name}: {executions:,} executions in all")
+
+
+def with_sum(text):
+    found = re.findall(r"^\| `(\w+)` \| ([\d,]+) \|", text, re.MULTILINE)
+    rows = {name: int(number.replace(",", "")) for name, number in found}
+    fewest = min(rows, key=rows.get)
+    line = f"In all: {sum(rows.values()):,} executions; the fewest are those of `{fewest}`: {rows[fewest]:,}."
+    return re.sub(r"^In all: .*$", line, text, flags=re.MULTILINE)
 
 
 def executed(name):
