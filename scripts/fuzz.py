@@ -138,7 +138,10 @@ def fuzz(program, folders, options, asked, build):
 
 
 def add(log):
-    note(log.name.split(".")[0], figures_of(log.read_text(encoding="utf-8", errors="replace")))
+    text = log.read_text(encoding="utf-8", errors="replace")
+    note(log.name.split(".")[0], figures_of(text))
+    if "SUMMARY: " in text:
+        print(f"fuzz: {log.name} has found something:", *text.splitlines()[-60:], sep="\n")
     log.unlink()
 
 
