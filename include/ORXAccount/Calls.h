@@ -231,9 +231,8 @@ struct SignInOperation {
   SignInCall operator()(Passed<Argument> argument) const {
     return SignInCall([kept = Kept<Argument>(argument),
                        operation = operation](SignInCall::Handler handler) {
-      SignIn::begin(std::move(handler), [&](ORVAAccountLoginManager& manager) {
-        (manager.*operation)(passed(kept));
-      });
+      SignIn::begin(std::move(handler),
+                    [&](ORVAAccountLoginManager& manager) { (manager.*operation)(passed(kept)); });
     });
   }
 

@@ -104,9 +104,8 @@ orx_error* orx_sign_in_openid_v2(const char* parameters, orx_callback callback, 
 }
 
 orx_error* orx_sign_in_ticket(const char* ticket, orx_callback callback, void* context) {
-  return start(callback, context, [&] {
-    return calls::signInWithTicket(requiredText(ticket, "the ticket"));
-  });
+  return start(callback, context,
+               [&] { return calls::signInWithTicket(requiredText(ticket, "the ticket")); });
 }
 
 orx_error* orx_sign_out(void) {

@@ -49,7 +49,8 @@ Dictionary XMLTaskList::dictionaryOf(const XMLTask& task) const {
 XMLTask XMLTaskList::taskOf(const Dictionary& dictionary) const {
   XMLTask task;
   task.parser = dictionary[keys_.parser].objectOf<XMLParser>();
-  if (const auto* elements = dictionary[keys_.elements].dictionary()) task.gathered.elements = *elements;
+  if (const auto* elements = dictionary[keys_.elements].dictionary())
+    task.gathered.elements = *elements;
   if (const auto* text = dictionary[keys_.parsingString].string())
     task.gathered.parsingString.emplace(*text);
   task.parsingError = dictionary[keys_.parsingError].objectOf<Error>();

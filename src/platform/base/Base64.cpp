@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/base/Base64.h"
 
-#include "platform/base/Wiping.h"
-
 #include <vector>
+
+#include "platform/base/Wiping.h"
 
 namespace orx::platform {
 

@@ -117,7 +117,8 @@ URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
   return configurationInForce().get();
 }
 
-void URLSessionConfiguration::setDefaultConfiguration(const URLSessionConfiguration& configuration) {
+void URLSessionConfiguration::setDefaultConfiguration(
+    const URLSessionConfiguration& configuration) {
   configurationInForce().set(configuration);
 }
 

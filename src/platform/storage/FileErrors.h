@@ -7,8 +7,8 @@
 // and carries it, and says in another what to do about it.
 namespace orx::platform {
 
-// The system call that just set errno to `number`; `doing` as in "Cannot <doing> <path>". It belongs
-// to NSPOSIXErrorDomain, the failures below to NSCocoaErrorDomain.
+// The system call that just set errno to `number`; `doing` as in "Cannot <doing> <path>". It
+// belongs to NSPOSIXErrorDomain, the failures below to NSCocoaErrorDomain.
 Failure systemFailure(int number, std::string_view doing, const std::string& path);
 // What stands at the path may not be trusted; `reason` as in "... because it <reason>".
 Failure refusal(const std::string& path, std::string_view reason, std::string remedy);
