@@ -13,9 +13,9 @@ namespace orx::service {
 
 using namespace platform;
 
-SharedHandler required(ORVAAccountAPICompletionHandler completionHandler) {
+ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler) {
   if (!completionHandler) throw std::invalid_argument("a call needs a completion handler");
-  return std::make_shared<ORVAAccountAPICompletionHandler>(std::move(completionHandler));
+  return completionHandler;
 }
 
 std::shared_ptr<Error> outOfMemoryError() {
@@ -32,8 +32,12 @@ TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler, Ans
   outOfMemoryError();
   // The rule is a plain function, so a pending call holds nothing but the handler and `keptAlive`.
   return [handler = required(std::move(completionHandler)), rule,
-          keptAlive = std::move(keptAlive)](const TransferOutcome& reply) {
-    report(answerOf([&] { return rule(reply); }), handler);
+          keptAlive = std::move(keptAlive)](const TransferOutcome& reply) mutable {
+    const auto kind = kindOf(handler);
+    callBack(kind, [answer = answerOf([&] { return rule(reply); }),
+                    handler = std::move(handler)]() mutable {
+      hand(answer, std::exchange(handler, nullptr));
+    });
   };
 }
 

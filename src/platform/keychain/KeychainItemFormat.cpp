@@ -20,8 +20,10 @@ void append(std::vector<std::uint8_t>& content, std::uint32_t number) {
   }
 }
 
+// A text would be copied byte by byte, since its elements are of another type.
 void append(std::vector<std::uint8_t>& content, std::string_view text) {
-  content.insert(content.end(), text.begin(), text.end());
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  content.insert(content.end(), bytes, bytes + text.size());
 }
 
 }  // namespace
