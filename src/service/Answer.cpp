@@ -13,9 +13,17 @@ namespace orx::service {
 
 using namespace platform;
 
-ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler) {
+namespace {
+
+void require(const ORVAAccountAPICompletionHandler& completionHandler) {
   if (!completionHandler) throw std::invalid_argument("a call needs a completion handler");
-  return completionHandler;
+}
+
+}  // namespace
+
+SharedHandler required(ORVAAccountAPICompletionHandler completionHandler) {
+  require(completionHandler);
+  return std::make_shared<ORVAAccountAPICompletionHandler>(std::move(completionHandler));
 }
 
 std::shared_ptr<Error> outOfMemoryError() {
@@ -29,9 +37,10 @@ std::shared_ptr<Error> outOfMemoryError() {
 
 TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler, AnswerRule rule,
                           std::shared_ptr<const Object> keptAlive) {
+  require(completionHandler);
   outOfMemoryError();
   // The rule is a plain function, so a pending call holds nothing but the handler and `keptAlive`.
-  return [handler = required(std::move(completionHandler)), rule,
+  return [handler = std::move(completionHandler), rule,
           keptAlive = std::move(keptAlive)](const TransferOutcome& reply) mutable {
     const auto kind = kindOf(handler);
     callBack(kind, [answer = answerOf([&] { return rule(reply); }),

@@ -27,11 +27,10 @@ using Answer = platform::Result<std::shared_ptr<ORVAAccountAPIResult>>;
 // The rule of one operation: which replies are a success, and what is handed back.
 using AnswerRule = Answer (*)(const platform::TransferOutcome& reply);
 
-// The handler. Throws std::invalid_argument when it is empty: its call could never report.
-ORVAAccountAPICompletionHandler required(ORVAAccountAPICompletionHandler completionHandler);
-
-// The handler, for as many holders as its call has.
+// The handler, for as many holders as its call has. Throws std::invalid_argument when it is empty:
+// its call could never report.
 using SharedHandler = std::shared_ptr<ORVAAccountAPICompletionHandler>;
+SharedHandler required(ORVAAccountAPICompletionHandler completionHandler);
 
 // The error of a reply for whose reading memory ran out (NSURLErrorDomain, NSURLErrorUnknown). Made
 // by the first use, which may throw std::bad_alloc; so each call uses it before it starts.

@@ -48,8 +48,8 @@ Answer userDataAnswer(const Dictionary& elements) {
 void ORVAAccountAPI::getUserData_completionHandler(
     const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
   auto replyHandler = [this, self = shared_from_this(),
-                       handler = std::make_shared<ORVAAccountAPICompletionHandler>(required(
-                           std::move(completionHandler)))](const TransferOutcome& reply) {
+                       handler =
+                           required(std::move(completionHandler))](const TransferOutcome& reply) {
     if (reply.error) return report(Failure(reply.error), handler);
     std::shared_ptr<XMLParser> parser;
     try {
