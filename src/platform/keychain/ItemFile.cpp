@@ -127,6 +127,9 @@ Result<void> ItemFile::read() {
   state_ = {};
   record_ = Record::None;
   if (!directory_) return {};
+  // Before the file, which says the same before a record goes: without a record, the file read
+  // after it rules.
+  const auto record = directory_->read(recordName());
   const auto content = directory_->read(name_);
   if (content && *content) state_ = stateIn(**content);
   if (!content) {
@@ -134,13 +137,12 @@ Result<void> ItemFile::read() {
     if (isRefusal(*content.error())) return Failure(content.error());
     state_ = {.newest = ItemState::here, .problem = content.error()};
   }
-  return readRecord();
+  return takeRecord(record);
 }
 
 // An earlier version kept the note in a file of its own, whose name ends in ".state", and the item
 // alone in this one; while there is such a record, it rules. It could name this file as stale, too.
-Result<void> ItemFile::readRecord() {
-  const auto record = directory_->read(recordName());
+Result<void> ItemFile::takeRecord(const Result<std::optional<Data>>& record) {
   if (!record) return Failure(record.error());
   if (!*record) return {};
   auto noted = readLines((*record)->text());
