@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "platform/base/Text.h"
 #include "platform/base/Wiping.h"
 
 namespace orx {
@@ -10,11 +11,9 @@ namespace orx {
 Data::Data(std::vector<std::uint8_t> bytes)
     : bytes_(std::make_shared<platform::Wiped<std::vector<std::uint8_t>>>(std::move(bytes))) {}
 
-// From the text's own elements, which are of another type, it would be copied byte by byte.
 Data::Data(std::string_view text)
-    : Data(std::vector<std::uint8_t>(
-          reinterpret_cast<const std::uint8_t*>(text.data()),
-          reinterpret_cast<const std::uint8_t*>(text.data()) + text.size())) {}
+    : Data(std::vector<std::uint8_t>(platform::bytesOf(text).begin(),
+                                     platform::bytesOf(text).end())) {}
 
 std::span<const std::uint8_t> Data::bytes() const {
   if (!bytes_) return {};

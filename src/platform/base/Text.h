@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 #include <concepts>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -14,6 +16,12 @@ constexpr bool isDigit(char character) { return character >= '0' && character <=
 
 // ASCII letters alone differ without making a difference.
 bool equalsIgnoringCase(std::string_view left, std::string_view right);
+
+// The same bytes under the type that a list of bytes has. As characters they would be copied into
+// one of them each by itself.
+inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
 
 // Without blanks and line ends at both ends.
 std::string_view trimmed(std::string_view text);

@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
 #include <sstream>
 
 #include "platform/base/Checksum.h"
+#include "platform/base/Text.h"
 #include "platform/base/Wiping.h"
 #include "platform/keychain/KeychainItemFormat.h"
 #include "platform/storage/StandardPaths.h"
@@ -55,9 +55,8 @@ std::string linesOf(const ItemState& state) {
 // The lines with a checksum of theirs: a flipped bit in a store's name would name another.
 std::string noteOf(const ItemState& state) {
   auto lines = linesOf(state);
-  const std::span bytes(reinterpret_cast<const std::uint8_t*>(lines.data()), lines.size());
   std::array<char, 32> checksum{};
-  snprintf(checksum.data(), checksum.size(), "checksum: %08x\n", checksumOf(bytes));
+  snprintf(checksum.data(), checksum.size(), "checksum: %08x\n", checksumOf(bytesOf(lines)));
   return lines + checksum.data();
 }
 

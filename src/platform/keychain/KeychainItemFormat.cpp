@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/base/Checksum.h"
+#include "platform/base/Text.h"
 
 namespace orx::platform {
 
@@ -20,10 +21,9 @@ void append(std::vector<std::uint8_t>& content, std::uint32_t number) {
   }
 }
 
-// A text would be copied byte by byte, since its elements are of another type.
 void append(std::vector<std::uint8_t>& content, std::string_view text) {
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-  content.insert(content.end(), bytes, bytes + text.size());
+  const auto bytes = bytesOf(text);
+  content.insert(content.end(), bytes.begin(), bytes.end());
 }
 
 }  // namespace
