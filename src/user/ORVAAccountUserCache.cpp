@@ -251,8 +251,9 @@ void ORVAAccountUserCache::setCachedUser_archivedUser(const std::shared_ptr<ORVA
   if (!archivedUser) return;
   const auto lock = lockTransaction(Missing::Create);
   if (isHeldUp(lock)) return;
-  if (isOf(restored.user, user) && !isStillStored(restored, *state_->userKeychain)) return;
-  const auto uuid = installationUUID();
+  const bool isWrittenBack = isOf(restored.user, user);
+  if (isWrittenBack && !isStillStored(restored, *state_->userKeychain)) return;
+  const auto uuid = isWrittenBack ? restored.uuid : installationUUID();
   if (!uuid) return;
   const Dictionary blob{{ORVAAccountUserUUIDKey, *uuid}, {ORVAAccountUserDataKey, *archivedUser}};
   state_->userKeychain->setData_forKey(archivedDataWithRootObject(blob),

@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 #include <concepts>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -19,6 +21,12 @@ constexpr bool isLetter(char character) {
 constexpr char lowerCase(char character) {
   return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
                                               : character;
+}
+
+// The same bytes under the type that a list of bytes has. As characters they would be copied into
+// one of them each by itself.
+inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
 // An integer's decimal digits.

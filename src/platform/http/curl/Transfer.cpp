@@ -34,34 +34,15 @@ void tellLogHandlerOf(const Error& error) {
 
 }  // namespace
 
-// Brings the outcome to the handler. Made together with the transfer, whose end may find no memory.
-// The handler goes with it, so that what it holds is destroyed on a worker too: a destructor of the
-// host's must not run in the midst of libcurl's work.
-class Transfer::Report final : public Job {
- public:
-  explicit Report(TransferHandler handler) : handler_(std::move(handler)) {}
-  void setOutcome(TransferOutcome outcome) { outcome_ = std::move(outcome); }
-  void run() override {
-    if (outcome_.error) tellLogHandlerOf(*outcome_.error);
-    handler_(outcome_);
-  }
-
- private:
-  const TransferHandler handler_;
-  TransferOutcome outcome_;
-};
-
 Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configuration,
                    TransferHandler handler)
     : request_(std::move(request)),
       configuration_(configuration),
-      report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
+      handler_(std::move(handler)),
       latestEnd_(TransferContext::Clock::now() +
                  std::min(configuration_.timeoutIntervalForResource(), longestCall)),
       redirectsLeft_(limits::redirects),
       reply_(configuration_.maximumHeaderSize(), configuration_.maximumBodySize()) {}
-
-Transfer::~Transfer() = default;
 
 std::unique_ptr<Transfer> Transfer::preparing(URL url,
                                               const URLSessionConfiguration& configuration) {
@@ -258,10 +239,15 @@ TransferOutcome Transfer::finish(CURLcode code) {
   return outcome;
 }
 
-void Transfer::report(TransferOutcome outcome) {
-  if (!report_) return;
-  report_->setOutcome(std::move(outcome));
-  WorkerPool::shared().submit(std::move(report_));
+void Transfer::report(std::unique_ptr<Transfer> transfer, TransferOutcome outcome) {
+  if (!transfer->handler_) return;
+  transfer->outcome_ = std::move(outcome);
+  WorkerPool::shared().submit(std::move(transfer));
+}
+
+void Transfer::run() {
+  if (outcome_.error) tellLogHandlerOf(*outcome_.error);
+  handler_(outcome_);
 }
 
 // ---- What went wrong. ----

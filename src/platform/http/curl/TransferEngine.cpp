@@ -34,7 +34,7 @@ struct TransferEngine::State {
   const State* const parents;
 
   // Under the inbox's mutex.
-  TransferList inbox;
+  JobList inbox;
   bool isRunning = false;  // the pool runs this reactor
   bool sleeps = false;     // the leader waits for sockets and must be woken for a new transfer
   bool isInsideLibcurl = false;
@@ -42,7 +42,7 @@ struct TransferEngine::State {
 
   // The leader's own.
   MultiHandle multi;
-  TransferList arrived;
+  JobList arrived;
 };
 
 TransferEngine& TransferEngine::shared() {
@@ -64,14 +64,15 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
     if (state_ == nullptr) state_ = new State(nullptr);
     // After exit() has begun it is kept in the inbox: nothing starts and nothing reports.
     if (isStopping_ || ensureRunning()) {
-      state_->inbox.push_back(std::move(transfer));
+      state_->inbox.add(std::move(transfer));
       // One wake-up for any number of submissions: the first takes the mark away.
       if (std::exchange(state_->sleeps, false)) state_->multi.wake();
       return;
     }
   }
   // Outside the lock: nothing of the host's, a handler's destructor either, may run under it.
-  transfer->report({.error = transportError(NSURLErrorUnknown,
+  Transfer::report(std::move(transfer),
+                   {.error = transportError(NSURLErrorUnknown,
                                             "the system has no descriptor or memory left", {})});
 }
 
@@ -99,7 +100,7 @@ void TransferEngine::wait() {
   State& state = *state_;
   {
     const InboxLock lock(forkLocks.transferInbox);
-    state.arrived.swap(state.inbox);
+    state.inbox.moveTo(state.arrived);
     if (!enterLibcurl(lock)) return;
     state.sleeps = state.arrived.empty();
   }
@@ -109,7 +110,7 @@ void TransferEngine::wait() {
   state.sleeps = false;
   // What came in while it slept starts in this pass rather than in the next one.
   if (!state.arrived.empty()) return;
-  state.arrived.swap(state.inbox);
+  state.inbox.moveTo(state.arrived);
   // A connection may have ended after the look and before the call was made.
   if (!state.arrived.empty()) state.multi.forgetLook();
 }
@@ -158,8 +159,9 @@ void startTransfer(URLRequest request, URLSessionConfiguration configuration,
   // Without any worker neither an answer nor an error could be reported.
   WorkerPool::shared().ensureWorker();
   if (const std::string missing = missingLibcurl(); !missing.empty()) {
-    return Transfer(std::move(request), std::move(configuration), std::move(handler))
-        .report({.error = transportError(NSURLErrorUnknown, "could not load " + missing, {})});
+    return Transfer::report(
+        std::make_unique<Transfer>(std::move(request), configuration, std::move(handler)),
+        {.error = transportError(NSURLErrorUnknown, "could not load " + missing, {})});
   }
   // On the caller's thread: the host may change its environment once the call has returned.
   configuration = withProxyOfEnvironment(std::move(configuration));
@@ -173,7 +175,9 @@ void startTransfer(URLRequest request, URLSessionConfiguration configuration,
       NSURLErrorCannotConnectToHost,
       "could not connect to " + request.url.host() + ": what names the proxy is no URL of one",
       request.url.absoluteString());
-  Transfer(std::move(request), configuration, std::move(handler)).report({.error = error});
+  Transfer::report(
+      std::make_unique<Transfer>(std::move(request), configuration, std::move(handler)),
+      {.error = error});
 }
 
 void prepareConnection(URL url, URLSessionConfiguration configuration) {
