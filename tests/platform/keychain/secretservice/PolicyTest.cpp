@@ -201,6 +201,17 @@ TEST_F(Policy, ToleratesAStaleCopyThatCannotBeRemovedYet) {
   EXPECT_EQ(inKeyring(), "-");
 }
 
+TEST_F(Policy, AsksNobodyToRemoveAStaleCopy) {
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  headless();
+  ASSERT_EQ(signIn("B"), errSecSuccess);
+  desktop();
+  prompts = PromptRules::Answer::Allowed;
+  service.setScript("locked prompt\nprompt answer");
+  EXPECT_EQ(user(), "B");
+  EXPECT_EQ(service.calls("Prompt"), 0);
+}
+
 TEST_F(Policy, FileOnlyNeverSpeaksToTheService) {
   policy = KeychainPolicy::FileOnly;
   service.clearLog();
