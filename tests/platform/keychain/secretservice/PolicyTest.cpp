@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The keyring and the file store as one store, while services come and go.
 
+#include "platform/base/Limits.h"
 #include "platform/keychain/StoreStatus.h"
 #include "platform/keychain/secretservice/PolicyFixture.h"
 
@@ -108,6 +109,26 @@ TEST_F(Policy, KeepsTheUserBehindALinkAsWell) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
   EXPECT_EQ(user(), "A");
   EXPECT_EQ(inKeyring(), "A");
+}
+
+TEST_F(Policy, RefusesAnItemThatIsTooLargeForAKeyring) {
+  EXPECT_EQ(signIn(std::string(limits::keyringSecretSize / 2 + 1, 'x')), errSecParam);
+  EXPECT_EQ(inKeyring(), "-");
+  EXPECT_EQ(user(), nobody);
+}
+
+TEST_F(Policy, TellsItemsApartWhoseNamesTheBusCannotCarry) {
+  using namespace std::string_view_literals;
+  const std::vector<std::string> names{"a", std::string("a\0b"sv), "%:a%00b", "a\xFF", "%:a"};
+  const auto named = [](const std::string& name) {
+    return KeychainItem{.service = name, .account = "someone"};
+  };
+  for (const auto& name : names) {
+    ASSERT_TRUE(store->add(named(name), Data(name), deadline())) << name;
+  }
+  for (const auto& name : names) {
+    EXPECT_EQ(store->copy(named(name), deadline()).value(), Data(name)) << name;
+  }
 }
 
 TEST_F(Policy, KeepsTheOldUserWhenTheKeyringRefusesTheNewOne) {
