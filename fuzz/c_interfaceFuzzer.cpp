@@ -63,7 +63,10 @@ void readObject(const std::string& json) {
     const orx::Dictionary parameters = orx::c::parametersIn(json.c_str());
     const orx::c::Document document(parameters);
     ORX_FUZZ_CHECK(orx::c::parametersIn(document.json.c_str()) == parameters);
-    for (const auto& [key, text] : document.fields) ORX_FUZZ_CHECK(document.find(key.c_str()));
+    for (const auto& [key, text] : document.fields) {
+      // No text of C names a field beyond a zero byte; it is in the JSON.
+      if (key.find('\0') == std::string::npos) ORX_FUZZ_CHECK(document.find(key.c_str()));
+    }
   } catch (const std::invalid_argument&) {
     return;
   } catch (const std::system_error& error) {

@@ -297,7 +297,7 @@ void ParameterOptions::refuseSecrets(CLI::App& command) {
 }
 
 std::function<void(const std::string&)> ParameterOptions::fieldSetter(std::string_view key) {
-  Field* field = fields_.emplace_back(std::make_unique<Field>()).get();
+  Field* field = &fields_.emplace_back();
   field->key = key;
   return [field](const std::string& value) {
     field->value = value;
@@ -333,7 +333,7 @@ void ParameterOptions::addOpenIDFields(CLI::App& command) {
 orx::Dictionary ParameterOptions::parameters() const {
   orx::Dictionary parameters;
   for (const auto& field : fields_) {
-    if (field->given) parameters.set(field->key, field->value);
+    if (field.given) parameters.set(field.key, field.value);
   }
   for (const std::string& pair : pairs_) {
     auto [key, value] = splitPair(pair, "--set");
