@@ -76,7 +76,27 @@ TEST(ErrorText, HoldsNoUserNoQueryAndNoFragment) {
       EXPECT_THAT(textsOf(outcome), Not(HasSubstr("SECRET"))) << url;
       EXPECT_THAT(textsOf(outcome), Not(HasSubstr("joe"))) << url;
       if (url.ends_with("port")) continue;
-      EXPECT_THAT(textsOf(outcome), HasSubstr("://gone.example/x\n")) << url;
+      const std::string path = url.ends_with("example/") ? "" : "x";
+      EXPECT_THAT(textsOf(outcome), HasSubstr("://gone.example/" + path + '\n')) << url;
+    }
+  }
+}
+
+// A ticket may stand in the path that the service names.
+TEST(ErrorText, NamesTheHostAloneOfThePlaceThatARedirectNames) {
+  const TLSTestServer server({"one.example"}, [](const Request& request) {
+    const std::string scheme = request.target.substr(1);
+    return Answer::reply(302, "", {{"Location", scheme + "://gone.example/sso/SECRET"}});
+  });
+  auto configuration = server.configuration();
+  configuration.setConnectTo("gone.example", {"127.0.0.1", 1});
+  for (const std::string scheme : {"http", "https"}) {
+    const std::string url = "https://one.example/" + scheme;
+    for (const auto& request : {getRequest(url), postRequest(url, "b")}) {
+      const Outcome outcome = call(configuration, request);
+      ASSERT_NE(outcome.errorCode(), 0) << scheme;
+      EXPECT_THAT(textsOf(outcome), Not(HasSubstr("SECRET"))) << scheme;
+      EXPECT_THAT(textsOf(outcome), HasSubstr(scheme + "://gone.example/\n")) << scheme;
     }
   }
 }

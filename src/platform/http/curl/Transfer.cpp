@@ -275,7 +275,9 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   TransferFailure failure;
   failure.code = code;
   failure.stage = stage_;
-  failure.url = effectiveURL().value_or(request_.url.absoluteString());
+  const auto redirected = effectiveURL();
+  failure.url = redirected.value_or(request_.url.absoluteString());
+  failure.isRedirected = redirected.has_value();
   failure.detail = easy_->errorText();
   failure.isOverdueAsAWhole = latestEnd_ <= context_->now;
   // On a kept connection the handshake is long over, but libcurl does not say so.
