@@ -179,7 +179,7 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
     transfer->place = running_.size();
     running_.push_back(std::move(transfer));
   } catch (const std::bad_alloc&) {
-    return transfer->report({.error = outOfMemory_});
+    return Transfer::report(std::move(transfer), {.error = outOfMemory_});
   }
   Transfer& started = *running_.back();
   firstDeadline_ = std::min(firstDeadline_, started.deadline());
@@ -295,13 +295,14 @@ void MultiHandle::end(Transfer& transfer, CURLcode code) {
   curl_multi_remove_handle(multi_, transfer.curl());
   auto easy = transfer.takeEasyHandle();
   if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));
-  transfer.report(std::move(outcome));
 
   // The last transfer takes the place, so that no other one moves.
   const std::size_t place = transfer.place;
   running_[place].swap(running_.back());
   running_[place]->place = place;
+  auto ended = std::move(running_.back());
   running_.pop_back();
+  Transfer::report(std::move(ended), std::move(outcome));
 }
 
 }  // namespace orx::platform

@@ -68,14 +68,15 @@ std::optional<Proxy> parsedProxy(const std::string& text) {
   return proxy;
 }
 
-URLSessionConfiguration withProxyOfEnvironment(URLSessionConfiguration configuration) {
+URLSessionConfiguration withProxyOfEnvironment(const URLSessionConfiguration& configuration) {
   if (configuration.proxy()) return configuration;
   // The names, and their order, that libcurl looks for.
   auto proxy = firstOf({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
   if (proxy.empty()) return configuration;
-  configuration.setProxy(std::move(proxy));
-  configuration.setProxyExceptions(firstOf({"no_proxy", "NO_PROXY"}));
-  return configuration;
+  auto completed = configuration;
+  completed.setProxy(std::move(proxy));
+  completed.setProxyExceptions(firstOf({"no_proxy", "NO_PROXY"}));
+  return completed;
 }
 
 }  // namespace orx::platform

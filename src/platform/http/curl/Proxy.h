@@ -24,6 +24,6 @@ std::optional<Proxy> parsedProxy(const std::string& text);
 // The configuration, or a copy with the proxy and the exceptions of the process environment where
 // it leaves the proxy open. A program that runs with more rights than its user (set-user-ID) takes
 // nothing from the environment. Reads it at each call, on the caller's thread.
-URLSessionConfiguration withProxyOfEnvironment(URLSessionConfiguration configuration);
+URLSessionConfiguration withProxyOfEnvironment(const URLSessionConfiguration& configuration);
 
 }  // namespace orx::platform

@@ -63,10 +63,10 @@ Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configurat
 
 Transfer::~Transfer() = default;
 
-std::unique_ptr<Transfer> Transfer::preparing(URL url,
+std::unique_ptr<Transfer> Transfer::preparing(const URL& url,
                                               const URLSessionConfiguration& configuration) {
-  auto transfer = std::make_unique<Transfer>(URLRequest{.url = std::move(url)}, configuration,
-                                             TransferHandler());
+  auto transfer =
+      std::make_unique<Transfer>(URLRequest{.url = url}, configuration, TransferHandler());
   transfer->isPreparation_ = true;
   return transfer;
 }
@@ -258,10 +258,12 @@ TransferOutcome Transfer::finish(CURLcode code) {
   return outcome;
 }
 
-void Transfer::report(TransferOutcome outcome) {
-  if (!report_) return;
-  report_->setOutcome(std::move(outcome));
-  WorkerPool::shared().submit(std::move(report_));
+void Transfer::report(std::unique_ptr<Transfer> transfer, TransferOutcome outcome) {
+  auto report = std::move(transfer->report_);
+  transfer.reset();
+  if (!report) return;
+  report->setOutcome(std::move(outcome));
+  WorkerPool::shared().submit(std::move(report));
 }
 
 // ---- What went wrong. ----

@@ -38,7 +38,8 @@ class Transfer final : private EasyHandle::Client {
   Transfer(URLRequest request, const URLSessionConfiguration& configuration,
            TransferHandler handler);
   // One that ends when the connection is there: nothing is sent, and nobody is told.
-  static std::unique_ptr<Transfer> preparing(URL url, const URLSessionConfiguration& configuration);
+  static std::unique_ptr<Transfer> preparing(const URL& url,
+                                             const URLSessionConfiguration& configuration);
   ~Transfer();
 
   const URLSessionConfiguration& configuration() const { return configuration_; }
@@ -71,8 +72,9 @@ class Transfer final : private EasyHandle::Client {
   // Whether both are for the same URL with the same configuration.
   bool goesTheSameWayAs(const Transfer& other) const;
 
-  // Brings the outcome to the handler, on a worker. Needs no memory and throws nothing.
-  void report(TransferOutcome outcome);
+  // Brings the outcome to the handler, on a worker. Needs no memory and throws nothing. Takes the
+  // transfer, so that what it holds, a password in the body, is gone when the handler is called.
+  static void report(std::unique_ptr<Transfer> transfer, TransferOutcome outcome);
 
   // The index in the multi handle's list of running transfers, which the multi handle keeps here.
   std::size_t place = 0;

@@ -21,7 +21,7 @@ class TransferEngine final : private Reactor {
   // std::bad_alloc without memory, and the transfer reports nothing.
   void submit(std::unique_ptr<Transfer> transfer);
 
-  // For the child of a fork.
+  // For the child of a fork. Needs no memory.
   static void leaveParentsConnections();
 
  private:
@@ -45,6 +45,7 @@ class TransferEngine final : private Reactor {
 
   // What other threads see of it is under forkLocks.transferInbox.
   State* state_ = nullptr;
+  const State* parents_ = nullptr;  // that of the process which has forked this one
   bool libcurlIsInitialised_ = false;
   bool isStopping_ = false;
 };
