@@ -138,8 +138,8 @@ void EasyHandle::setClient(Client* client) {
 // ---- Once for a configuration. ----
 
 void EasyHandle::configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
-                           CURLSH* share, FileStates& files) {
-  if (configuration_ == configuration) return trustConfigured(files);
+                           CURLSH* share, const FileState& authorities) {
+  if (configuration_ == configuration) return trustConfigured(authorities);
   // Forgets the options, not the connections, which belong to the multi handle. curl_easy_reset()
   // would do for that, but not for a buffer that a transfer without a connection leaves behind: it
   // stays as small as it is, and libcurl would read 16 KiB at a time into it, beyond its end.
@@ -154,7 +154,7 @@ void EasyHandle::configure(const URLSessionConfiguration& configuration, SocketR
   curl_easy_setopt(curl_, CURLOPT_SHARE, share);
   setOptions();
   setProxy();
-  setTrust(files);
+  setTrust(authorities);
   setCallbacks(sockets);
 }
 
@@ -199,11 +199,11 @@ void EasyHandle::setProxy() {
   }
 }
 
-void EasyHandle::setTrust(FileStates& files) {
+void EasyHandle::setTrust(const FileState& authorities) {
   authoritiesLifetime_.reset();
   trusted_ = {};
   trustedState_.reset();
-  if (configuration_->caFile()) return trustConfigured(files);
+  if (configuration_->caFile()) return trustConfigured(authorities);
   const auto* libcurl = curl_version_info(CURLVERSION_NOW);
   // Where there is neither, libcurl's own choice stays, and refuses everybody.
   if (const auto place = systemTrust(libcurl->cainfo, libcurl->capath)) trust(*place);
@@ -215,13 +215,11 @@ void EasyHandle::setAuthoritiesLifetime(std::chrono::seconds lifetime) {
   authoritiesLifetime_ = lifetime;
 }
 
-void EasyHandle::trustConfigured(FileStates& files) {
+void EasyHandle::trustConfigured(const FileState& authorities) {
   const auto& path = configuration_->caFile();
-  if (!path) return;
-  const FileState& state = files.of(*path);
-  if (trustedState_ == state) return;
-  trustedState_ = state;
-  trust({state.exists() ? state.respelled(*path) : *path, state.isDirectory()});
+  if (!path || trustedState_ == authorities) return;
+  trustedState_ = authorities;
+  trust({authorities.respelled(*path), authorities.isDirectory()});
 }
 
 // One of both, since libcurl keeps no parsed bundle when it is told of a directory too.

@@ -55,6 +55,7 @@ Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configurat
                    TransferHandler handler)
     : request_(std::move(request)),
       configuration_(configuration),
+      authorities_(configuration.caFile() ? FileState(*configuration.caFile()) : FileState()),
       report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
       latestEnd_(TransferContext::Clock::now() +
                  std::min(configuration_.timeoutIntervalForResource(), longestCall)),

@@ -35,6 +35,8 @@ struct TransferContext {
 //                 ↑                                       true ──────┘   └── false → finish()
 class Transfer final : private EasyHandle::Client {
  public:
+  // On the caller's thread: where the file of authorities lies on a file system that does not
+  // answer, it waits here, and not with all other calls behind it.
   Transfer(URLRequest request, const URLSessionConfiguration& configuration,
            TransferHandler handler);
   // One that ends when the connection is there: nothing is sent, and nobody is told.
@@ -43,6 +45,8 @@ class Transfer final : private EasyHandle::Client {
   ~Transfer();
 
   const URLSessionConfiguration& configuration() const { return configuration_; }
+  // The configured file of authorities when the transfer was made; of nothing where there is none.
+  const FileState& authorities() const { return authorities_; }
   CURL* curl() const { return easy_->curl(); }
   // The transfer that runs on an easy handle; null when there is none.
   static Transfer* of(CURL* curl) { return static_cast<Transfer*>(EasyHandle::clientOf(curl)); }
@@ -108,6 +112,7 @@ class Transfer final : private EasyHandle::Client {
   URLRequest request_;
   bool isPreparation_ = false;
   const URLSessionConfiguration configuration_;
+  const FileState authorities_;
   std::unique_ptr<Report> report_;  // null when nobody wants it
 
   std::unique_ptr<EasyHandle> easy_;
