@@ -186,5 +186,12 @@ TEST_F(OutOfMemory, DoesNotEndTheChildOfAFork) {
   EXPECT_EQ(status, 0);
 }
 
+// Later it would change its memory functions while a thread uses them.
+TEST_F(OutOfMemory, IsSeenToByLibcurlBeforeItReadsAURL) {
+  if (libcurlHasBegun) GTEST_SKIP() << "needs a process of its own";
+  EXPECT_TRUE(URL::URLWithString("https://one.example:8443/"));
+  EXPECT_TRUE(libcurlHasBegun);
+}
+
 }  // namespace
 }  // namespace orx::testing

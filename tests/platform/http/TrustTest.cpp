@@ -154,11 +154,10 @@ TEST_F(Trust, IsInNobodyWhereAPipeIsNamed) {
 
 TEST_F(Trust, HoldsUpNoOtherCallWhereAFileSystemDoesNotAnswer) {
   configuration_.setCaFile(std::string(unanswered));
-  std::thread held([&] { EXPECT_FALSE(isTrusted()); });
+  const std::jthread held([&] { EXPECT_FALSE(isTrusted()); });
   ASSERT_TRUE(asksForUnanswered.wait());
   EXPECT_EQ(call(server_.configuration(), getRequest("https://one.example/")).statusCode, 200);
   answers.set();
-  held.join();
 }
 
 }  // namespace

@@ -176,7 +176,7 @@ void EasyHandle::setOptions() {
   setTLSOptions(curl_);
 
   // Offers "http/1.1" alone to the server: over HTTP/2 this libcurl loses answers.
-  curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+  curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   // libcurl's own limit for connecting is 300 seconds. The time without progress is watched by the
   // multi handle: libcurl has no option for it that goes below a second.
   curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout().count()));

@@ -12,7 +12,6 @@
 #include "platform/http/curl/LibCurl.h"
 #include "platform/http/curl/MultiHandle.h"
 #include "platform/http/curl/Proxy.h"
-#include "platform/http/curl/TLSOptions.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
@@ -91,20 +90,13 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
 
 bool TransferEngine::ensureRunning() {
   if (state_->isRunning) return true;
+  // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
+  // registered when they began, and no thread may be inside them by then.
+  if (!std::exchange(stopsAtExit_, true)) std::atexit([] { shared().stop(); });
   // A failure is not remembered: the next submission tries again, when there may be descriptors.
-  state_->isRunning = initialiseLibcurl() && state_->multi.open();
+  state_->isRunning = state_->multi.open();
   if (state_->isRunning) WorkerPool::shared().setReactor(*this);
   return state_->isRunning;
-}
-
-bool TransferEngine::initialiseLibcurl() {
-  if (libcurlIsInitialised_) return true;
-  libcurlIsInitialised_ = initialiseCurlWithoutKeyLog();
-  if (!libcurlIsInitialised_) return false;
-  // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
-  // have just registered, and no thread may be inside them by then.
-  std::atexit([] { shared().stop(); });
-  return true;
 }
 
 // ---- The leader. ----
