@@ -186,10 +186,11 @@ void EasyHandle::setOptions() {
 }
 
 void EasyHandle::setProxy() {
-  const auto text = configuration_->proxy().value_or("");
-  proxy_ = text.empty() ? std::nullopt : parsedProxy(text);
+  const auto& text = configuration_->proxy();
+  const bool isWanted = text && !text->empty();
+  proxy_ = isWanted ? parsedProxy(*text) : std::nullopt;
   // Not empty, since the request would go past the proxy that cannot be used.
-  const char* url = text.empty() ? "" : "http://[";
+  const char* url = isWanted ? "http://[" : "";
   if (proxy_) url = proxy_->url.c_str();
   // Unset, libcurl looks for both in the environment; empty text means none.
   setText(curl_, CURLOPT_PROXY, url);

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Wiping.h"
+
 namespace orx::platform {
 
 // A proxy as libcurl is told of it.
@@ -15,7 +17,7 @@ struct Proxy {
   std::string host;
   bool isReachedOverTLS = false;
   // "name:password" with the escapes of the URL, as libcurl wants it; empty when there is none.
-  std::string credentials;
+  Wiped<std::string> credentials;
 };
 
 // Absent when the text is no URL of a proxy. A scheme that is missing means http.
