@@ -2,7 +2,6 @@
 #include "Options.h"
 
 #include <ORXAccount/ORXAccount.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -11,6 +10,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "Failure.h"
@@ -174,7 +174,7 @@ void addTime(CLI::App& app, const char* name, std::optional<std::chrono::millise
 void requireUsable(const GlobalOptions& options) {
   if (options.caFile && access(options.caFile->c_str(), R_OK) != 0) {
     throw usageFailure("--ca-file: cannot read '" + *options.caFile +
-                       "': " + strerrordesc_np(errno));
+                       "': " + std::strerror(errno));
   }
   // Not repeated, for it may hold a password.
   if (options.proxy && !options.proxy->empty() && !isProxy(*options.proxy)) {
