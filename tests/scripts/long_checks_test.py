@@ -4,6 +4,7 @@
 
 import contextlib
 import io
+import os
 import subprocess
 import sys
 import tempfile
@@ -11,7 +12,8 @@ import unittest
 import unittest.mock
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
+DEV = Path(__file__).resolve().parents[2] / "dev"
+sys.path.insert(0, str(DEV.parent / "scripts"))
 import check
 import valgrind
 
@@ -153,6 +155,32 @@ class Parts(unittest.TestCase):
         for part in check.PARTS:
             for pattern in part.files:
                 self.assertTrue(any(check.fnmatch.fnmatch(name, pattern) for name in tracked), pattern)
+
+
+    def test_depend_on_what_they_build(self):
+        for name, file in (("compilers", "examples/glib.cpp"), ("packages", "README.md"),
+                           ("torture", "tests/platform/keychain/secretservice/service/CMakeLists.txt")):
+            part = next(part for part in check.PARTS if part.name == name)
+            self.assertIn(file, check.output_of("git", "ls-files").split())
+            self.assertTrue(any(check.fnmatch.fnmatch(file, pattern) for pattern in part.files), name)
+
+
+class Commands(unittest.TestCase):
+    def test_that_copy_what_git_lists_ask_for_git_first(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for name, script in (("dpkg-query", r"""shift 3; for p; do [ "$p" = git ] || echo "$p installed"; done"""),
+                                 ("apt-get", "exit 7"), ("sudo", 'exec "$@"'),
+                                 # What would run next, and for long.
+                                 *((program, "exit 8") for program in ("git", "cmake", "python3", "dpkg-parsechangelog"))):
+                place = Path(folder, name)
+                place.write_text(f"#!/bin/sh\n{script}\n")
+                place.chmod(0o755)
+            for command in ("package", "compilers", "mutate", "check"):
+                with self.subTest(command):
+                    ended = subprocess.run([DEV, command], capture_output=True, text=True, timeout=60,
+                                           env=os.environ | {"PATH": f"{folder}:{os.environ['PATH']}"})
+                    self.assertEqual(ended.returncode, 7, ended.stderr)
+                    self.assertIn("installing Debian packages: git\n", ended.stdout)
 
 
 class UnderValgrind(unittest.TestCase):
