@@ -130,7 +130,8 @@ class Installing(unittest.TestCase):
             (programs / name).symlink_to(shutil.which(name))
         for place in (self.folder, self.trial):
             place.chmod(0o755)
-        for command, words in (("install_to", "only root may install below"), ("uninstall_from", "only root may remove")):
+        for command, words in (("install_to", "only root may install below"),
+                               ("uninstall_from", "only root may remove")):
             before = everything_in(self.prefix)
             options = {"env": {"PATH": str(programs)}} | ({"user": 65534} if os.geteuid() == 0 else {})
             if os.geteuid() != 0:

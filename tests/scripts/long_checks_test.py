@@ -171,7 +171,8 @@ class Commands(unittest.TestCase):
             for name, script in (("dpkg-query", r"""shift 3; for p; do [ "$p" = git ] || echo "$p installed"; done"""),
                                  ("apt-get", "exit 7"), ("sudo", 'exec "$@"'),
                                  # What would run next, and for long.
-                                 *((program, "exit 8") for program in ("git", "cmake", "python3", "dpkg-parsechangelog"))):
+                                 *((program, "exit 8")
+                                   for program in ("git", "cmake", "python3", "dpkg-parsechangelog"))):
                 place = Path(folder, name)
                 place.write_text(f"#!/bin/sh\n{script}\n")
                 place.chmod(0o755)
