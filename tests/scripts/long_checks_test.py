@@ -166,22 +166,36 @@ class Parts(unittest.TestCase):
 
 
 class Commands(unittest.TestCase):
-    def test_that_copy_what_git_lists_ask_for_git_first(self):
+    """With others in the place of the programs that they run."""
+
+    def run_with(self, programs, *arguments):
         with tempfile.TemporaryDirectory() as folder:
-            for name, script in (("dpkg-query", r"""shift 3; for p; do [ "$p" = git ] || echo "$p installed"; done"""),
-                                 ("apt-get", "exit 7"), ("sudo", 'exec "$@"'),
-                                 # What would run next, and for long.
-                                 *((program, "exit 8")
-                                   for program in ("git", "cmake", "python3", "dpkg-parsechangelog"))):
+            for name, script in programs.items():
                 place = Path(folder, name)
                 place.write_text(f"#!/bin/sh\n{script}\n")
                 place.chmod(0o755)
-            for command in ("package", "compilers", "mutate", "check"):
-                with self.subTest(command):
-                    ended = subprocess.run([DEV, command], capture_output=True, text=True, timeout=60,
-                                           env=os.environ | {"PATH": f"{folder}:{os.environ['PATH']}"})
-                    self.assertEqual(ended.returncode, 7, ended.stderr)
-                    self.assertIn("installing Debian packages: git\n", ended.stdout)
+            return subprocess.run([DEV, *arguments], capture_output=True, text=True, timeout=60,
+                                  env=os.environ | {"PATH": f"{folder}:{os.environ['PATH']}"})
+
+    def test_that_copy_what_git_lists_ask_for_git_first(self):
+        programs = {"dpkg-query": 'shift 3; for p; do [ "$p" = git ] || echo "$p installed"; done',
+                    "apt-get": "exit 7", "sudo": 'exec "$@"'}
+        # What would run next, and for long.
+        programs |= dict.fromkeys(("git", "cmake", "python3", "dpkg-parsechangelog"), "exit 8")
+        for command in ("package", "compilers", "mutate", "check"):
+            with self.subTest(command):
+                ended = self.run_with(programs, command)
+                self.assertEqual(ended.returncode, 7, ended.stderr)
+                self.assertIn("installing Debian packages: git\n", ended.stdout)
+
+    def test_of_a_room_that_there_is_not_name_the_rooms(self):
+        programs = {"dpkg-query": 'shift 3; for p; do echo "$p installed"; done', "ctest": "exit 8",
+                    "cmake": "printf '%s: phony\\n' base_tests user_tests user"}
+        ended = self.run_with(programs, "test", "tools")
+        self.assertEqual(ended.returncode, 1, ended.stderr)
+        self.assertIn("there is no room tools", ended.stderr)
+        self.assertTrue(ended.stderr.endswith("rooms: base user\n"), ended.stderr)
+        self.assertEqual(self.run_with(programs, "test", "user").returncode, 8)
 
 
 class UnderValgrind(unittest.TestCase):
