@@ -4,7 +4,6 @@
 
 import contextlib
 import io
-import os
 import subprocess
 import sys
 import tempfile
@@ -12,8 +11,7 @@ import unittest
 import unittest.mock
 from pathlib import Path
 
-DEV = Path(__file__).resolve().parents[2] / "dev"
-sys.path.insert(0, str(DEV.parent / "scripts"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
 import check
 import valgrind
 
@@ -163,39 +161,6 @@ class Parts(unittest.TestCase):
             part = next(part for part in check.PARTS if part.name == name)
             self.assertIn(file, check.output_of("git", "ls-files").split())
             self.assertTrue(any(check.fnmatch.fnmatch(file, pattern) for pattern in part.files), name)
-
-
-class Commands(unittest.TestCase):
-    """With others in the place of the programs that they run."""
-
-    def run_with(self, programs, *arguments):
-        with tempfile.TemporaryDirectory() as folder:
-            for name, script in programs.items():
-                place = Path(folder, name)
-                place.write_text(f"#!/bin/sh\n{script}\n")
-                place.chmod(0o755)
-            return subprocess.run([DEV, *arguments], capture_output=True, text=True, timeout=60,
-                                  env=os.environ | {"PATH": f"{folder}:{os.environ['PATH']}"})
-
-    def test_that_copy_what_git_lists_ask_for_git_first(self):
-        programs = {"dpkg-query": 'shift 3; for p; do [ "$p" = git ] || echo "$p installed"; done',
-                    "apt-get": "exit 7", "sudo": 'exec "$@"'}
-        # What would run next, and for long.
-        programs |= dict.fromkeys(("git", "cmake", "python3", "dpkg-parsechangelog"), "exit 8")
-        for command in ("package", "compilers", "mutate", "check"):
-            with self.subTest(command):
-                ended = self.run_with(programs, command)
-                self.assertEqual(ended.returncode, 7, ended.stderr)
-                self.assertIn("installing Debian packages: git\n", ended.stdout)
-
-    def test_of_a_room_that_there_is_not_name_the_rooms(self):
-        programs = {"dpkg-query": 'shift 3; for p; do echo "$p installed"; done', "ctest": "exit 8",
-                    "cmake": "printf '%s: phony\\n' base_tests user_tests user"}
-        ended = self.run_with(programs, "test", "tools")
-        self.assertEqual(ended.returncode, 1, ended.stderr)
-        self.assertIn("there is no room tools", ended.stderr)
-        self.assertTrue(ended.stderr.endswith("rooms: base user\n"), ended.stderr)
-        self.assertEqual(self.run_with(programs, "test", "user").returncode, 8)
 
 
 class UnderValgrind(unittest.TestCase):

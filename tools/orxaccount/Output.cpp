@@ -62,7 +62,7 @@ void printFieldLines(const orx::Dictionary& fields) {
   }
   for (const auto& [label, text] : lines) {
     const std::size_t used = std::min(widthOf(label), width);
-    printLine(std::cout, label + std::string(width - used + 1, ' ') + text);
+    printLine(std::cout, std::string(label).append(width - used + 1, ' ').append(text));
   }
 }
 

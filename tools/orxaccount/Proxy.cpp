@@ -13,8 +13,9 @@ namespace tool {
 namespace {
 
 constexpr std::string_view kEndOfScheme = "://";
+constexpr auto kNone = std::string_view::npos;
 
-bool hasScheme(std::string_view proxy) { return proxy.find(kEndOfScheme) != proxy.npos; }
+bool hasScheme(std::string_view proxy) { return proxy.find(kEndOfScheme) != kNone; }
 
 std::string_view withoutScheme(std::string_view proxy) {
   return hasScheme(proxy) ? proxy.substr(proxy.find(kEndOfScheme) + kEndOfScheme.size()) : proxy;
@@ -24,7 +25,7 @@ bool hasUsableScheme(std::string_view proxy) {
   constexpr std::array<std::string_view, 7> kSchemes{"http",    "https",  "socks",  "socks4",
                                                      "socks4a", "socks5", "socks5h"};
   const auto end = proxy.find(kEndOfScheme);
-  return end == std::string_view::npos ||
+  return end == kNone ||
          std::ranges::find(kSchemes, lowered(std::string(proxy.substr(0, end)))) != kSchemes.end();
 }
 
@@ -54,7 +55,7 @@ bool isControl(unsigned char letter) { return letter < ' '; }
 bool isName(std::string_view host) {
   const std::string name = decoded(host);
   return !name.empty() && std::ranges::none_of(name, isControl) &&
-         name.find_first_of(" !\"#$&'()*+,/:;<=>?@[\\]^`{}\x7F") == std::string::npos;
+         name.find_first_of(" !\"#$&'()*+,/:;<=>?@[\\]^`{}\x7F") == kNone;
 }
 
 // In brackets, which its colons need.
@@ -63,15 +64,14 @@ bool isIPv6Address(std::string_view host) {
   host = host.substr(1, host.size() - 2);
   const std::string_view zone = host.substr(std::min(host.find('%'), host.size()));
   host.remove_suffix(zone.size());
-  return host.find(':') != host.npos &&
-         host.find_first_not_of("0123456789abcdefABCDEF:.") == host.npos;
+  return host.find(':') != kNone && host.find_first_not_of("0123456789abcdefABCDEF:.") == kNone;
 }
 
 // Only the socket of a SOCKS proxy on this machine has a path.
 bool mayFollow(std::string_view rest, std::string_view host, std::string_view text) {
   if (rest.ends_with('#')) rest.remove_suffix(1);
   const bool isSocket = host == "localhost" && lowered(std::string(text)).starts_with("socks");
-  return rest.empty() || rest == "/" || (isSocket && rest.find_first_of("?#") == rest.npos);
+  return rest.empty() || rest == "/" || (isSocket && rest.find_first_of("?#") == kNone);
 }
 
 }  // namespace
@@ -79,7 +79,7 @@ bool mayFollow(std::string_view rest, std::string_view host, std::string_view te
 bool holdsPassword(std::string_view proxy) {
   proxy = withoutScheme(proxy);
   const auto at = proxy.rfind('@');
-  return at != std::string_view::npos && proxy.substr(0, at).find(':') != std::string_view::npos;
+  return at != kNone && proxy.substr(0, at).find(':') != kNone;
 }
 
 bool isProxy(std::string_view text) {
@@ -93,9 +93,9 @@ bool isProxy(std::string_view text) {
   if (std::ranges::any_of(decoded(login), isControl)) return false;
   place.remove_prefix(login.size());
   const auto bracket = place.rfind(']');
-  const auto colon = place.find(':', bracket == place.npos ? 0 : bracket);
+  const auto colon = place.find(':', bracket == kNone ? 0 : bracket);
   const auto host = place.substr(0, colon);
-  const bool hasPort = colon != place.npos && (colon + 1 < place.size() || !hasScheme(text));
+  const bool hasPort = colon != kNone && (colon + 1 < place.size() || !hasScheme(text));
   return (isName(host) || isIPv6Address(host)) && (!hasPort || isPort(place.substr(colon + 1))) &&
          mayFollow(rest, host, text);
 }
