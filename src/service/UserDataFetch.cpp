@@ -108,7 +108,7 @@ void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   // A task that a host put into the list may have no callback.
   if (!task->completionHandler) return state_->tasks.remove(parser);
   Answer answer = task->parsingError ? Failure(task->parsingError)
-                                     : answerOf([&] { return userDataAnswer(task->elements); });
+                                     : answerOf([&] { return userDataAnswer(task->gathered.elements); });
   // The task goes when the handler has returned, wherever that runs.
   report(std::move(answer), task->completionHandler->handler,
          [this, self = shared_from_this(), read = task->parser] { state_->tasks.remove(*read); });

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/base/Base64.h"
 
+#include "platform/base/Wiping.h"
+
 #include <vector>
 
 namespace orx::platform {
@@ -45,7 +47,7 @@ std::optional<Data> dataFromBase64(std::string_view text) {
   Data data(std::move(bytes));
   // Without this, text that was cut off or changed (a foreign character, other padding, bits that
   // belong to no byte) would be taken for shorter data.
-  return base64Of(data) == text ? std::optional(std::move(data)) : std::nullopt;
+  return Wiped<std::string>(base64Of(data)) == text ? std::optional(std::move(data)) : std::nullopt;
 }
 
 }  // namespace orx::platform

@@ -7,16 +7,19 @@
 #include <string>
 #include <string_view>
 
-// Small helpers for text that know no locale.
+// Small helpers for text that know no locale, and of letters those of ASCII alone.
 namespace orx::platform {
 
 constexpr bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-// ASCII letters alone differ without making a difference.
-bool equalsIgnoringCase(std::string_view left, std::string_view right);
+constexpr bool isLetter(char character) {
+  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+}
 
-// Without blanks and line ends at both ends.
-std::string_view trimmed(std::string_view text);
+constexpr char lowerCase(char character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                              : character;
+}
 
 // An integer's decimal digits.
 template <std::integral Integer>
