@@ -42,6 +42,7 @@ void writeObject(FuzzInput input) {
   std::vector<std::string> texts;
   while (!input.empty()) texts.emplace_back(std::string(input.line()).c_str());
   std::vector<const char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (const auto& text : texts) pointers.push_back(text.c_str());
   if (pointers.size() % 2 != 0) pointers.pop_back();
   pointers.push_back(nullptr);
