@@ -133,8 +133,6 @@ void MultiHandle::runOnce() {
 }
 
 void MultiHandle::startQueued() {
-  // Each call looks at its authorities anew; for those of one pass it is the same look.
-  trusted_.forget();
   for (std::size_t handshakes = 0; handshakes < startsAtOnce && !queued_.empty();) {
     // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
     // none to find when each that is open has a transfer already.
@@ -170,7 +168,7 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   if (isNeedless(*transfer)) return;
   try {
     auto easy = takeEasyHandle();
-    easy->configure(transfer->configuration(), context_.sockets, share_, trusted_);
+    easy->configure(transfer->configuration(), context_.sockets, share_, transfer->authorities());
     easy->setAuthoritiesLifetime(authoritiesLifetime());
     transfer->start(std::move(easy), context_);
     transfer->place = running_.size();

@@ -79,8 +79,6 @@ class MultiHandle {
   // Made while there is memory.
   const std::shared_ptr<Error> outOfMemory_;
 
-  FileStates trusted_;  // in this pass
-
   TransferContext context_;
   // Kept set up for the next transfers, which mostly have the same configuration.
   std::vector<std::unique_ptr<EasyHandle>> idleHandles_;

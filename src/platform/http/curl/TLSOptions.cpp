@@ -18,6 +18,9 @@ namespace {
 // Of TLS 1.2; those of TLS 1.3 are all of this kind.
 constexpr const char* ciphers = "kEECDH:kEDH:!aNULL:!eNULL:!SHA1";
 
+// libcurl reads a long.
+constexpr long leastVersion = CURL_SSLVERSION_TLSv1_2;
+
 // What a connection holds for watchForAnnouncedEnd(). libcurl may keep a connection, to say goodbye
 // on it, for longer than whoever asked, so it owns the answer too.
 using AnnouncedEnd = std::shared_ptr<bool>;
@@ -94,8 +97,8 @@ void setTLSOptions(CURL* curl) {
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
   curl_easy_setopt(curl, CURLOPT_PROXY_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(curl, CURLOPT_PROXY_SSL_VERIFYHOST, 2L);
-  curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
-  curl_easy_setopt(curl, CURLOPT_PROXY_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
+  curl_easy_setopt(curl, CURLOPT_SSLVERSION, leastVersion);
+  curl_easy_setopt(curl, CURLOPT_PROXY_SSLVERSION, leastVersion);
   if (usesOpenSSL(curl)) curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &restrictContext);
 }
 

@@ -38,16 +38,17 @@ Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configurat
                    TransferHandler handler)
     : request_(std::move(request)),
       configuration_(configuration),
+      authorities_(configuration.caFile() ? FileState(*configuration.caFile()) : FileState()),
       handler_(std::move(handler)),
       latestEnd_(TransferContext::Clock::now() +
                  std::min(configuration_.timeoutIntervalForResource(), longestCall)),
       redirectsLeft_(limits::redirects),
       reply_(configuration_.maximumHeaderSize(), configuration_.maximumBodySize()) {}
 
-std::unique_ptr<Transfer> Transfer::preparing(URL url,
+std::unique_ptr<Transfer> Transfer::preparing(const URL& url,
                                               const URLSessionConfiguration& configuration) {
-  auto transfer = std::make_unique<Transfer>(URLRequest{.url = std::move(url)}, configuration,
-                                             TransferHandler());
+  auto transfer =
+      std::make_unique<Transfer>(URLRequest{.url = url}, configuration, TransferHandler());
   transfer->isPreparation_ = true;
   return transfer;
 }
@@ -241,6 +242,8 @@ TransferOutcome Transfer::finish(CURLcode code) {
 
 void Transfer::report(std::unique_ptr<Transfer> transfer, TransferOutcome outcome) {
   if (!transfer->handler_) return;
+  // A password may be in it, and is gone when the handler is called.
+  transfer->request_.httpBody.reset();
   transfer->outcome_ = std::move(outcome);
   WorkerPool::shared().submit(std::move(transfer));
 }
@@ -261,7 +264,9 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   TransferFailure failure;
   failure.code = code;
   failure.stage = stage_;
-  failure.url = effectiveURL().value_or(request_.url.absoluteString());
+  const auto redirected = effectiveURL();
+  failure.url = redirected.value_or(request_.url.absoluteString());
+  failure.isRedirected = redirected.has_value();
   failure.detail = easy_->errorText();
   failure.isOverdueAsAWhole = latestEnd_ <= context_->now;
   // On a kept connection the handshake is long over, but libcurl does not say so.

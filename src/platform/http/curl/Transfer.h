@@ -39,12 +39,17 @@ struct TransferContext {
 // may find no memory, is there from the beginning.
 class Transfer final : public Job, private EasyHandle::Client {
  public:
+  // On the caller's thread: where the file of authorities lies on a file system that does not
+  // answer, it waits here, and not with all other calls behind it.
   Transfer(URLRequest request, const URLSessionConfiguration& configuration,
            TransferHandler handler);
   // One that ends when the connection is there: nothing is sent, and nobody is told.
-  static std::unique_ptr<Transfer> preparing(URL url, const URLSessionConfiguration& configuration);
+  static std::unique_ptr<Transfer> preparing(const URL& url,
+                                             const URLSessionConfiguration& configuration);
 
   const URLSessionConfiguration& configuration() const { return configuration_; }
+  // The configured file of authorities when the transfer was made; of nothing where there is none.
+  const FileState& authorities() const { return authorities_; }
   CURL* curl() const { return easy_->curl(); }
   // The transfer that runs on an easy handle; null when there is none.
   static Transfer* of(CURL* curl) { return static_cast<Transfer*>(EasyHandle::clientOf(curl)); }
@@ -111,6 +116,7 @@ class Transfer final : public Job, private EasyHandle::Client {
   URLRequest request_;
   bool isPreparation_ = false;
   const URLSessionConfiguration configuration_;
+  const FileState authorities_;
   const TransferHandler handler_;  // empty when nobody wants to know
   TransferOutcome outcome_;
 
