@@ -86,8 +86,7 @@ class FieldDecoder final : public Coder {
   Dictionary fields_;
 };
 
-// Restores the objects that the root reaches, each once, however often it is referred to; plain
-// texts each time.
+// Restores the objects that the root reaches, each once; plain texts at each reference.
 //
 // The bytes may come from an attacker. Three bounds keep the work, the memory and the stack in
 // proportion to their length: what restoring costs (charge), what a value weighs (allowance_) and
@@ -196,7 +195,7 @@ class ArchiveReader {
       case Form::Date:
         return dateText(plist_.scalar(contentOf(object, archive::kTime)).number());
       case Form::Array:
-        return array(slot, object);
+        return Array(restoreChildren(slot, uidsIn(contentOf(object, archive::kElements))));
       case Form::Dictionary:
         return dictionary(slot, object);
       case Form::Record:
@@ -212,13 +211,7 @@ class ArchiveReader {
     ++depth_;
     std::vector<Value> values;
     values.reserve(children.size());
-    for (const UID uid : children) {
-      addChild(parent, values, uid);
-      // Thirty arrays that each hold the next one twice are small here, where they are shared, but
-      // a billion entries to whoever compares or writes the value. Also keeps the sum from
-      // overflowing: a weight is at most the allowance.
-      if (parent.weight > allowance_) refuseFanOut();
-    }
+    for (const UID uid : children) values.push_back(child(parent, uid));
     --depth_;
     // The depth on this way here does not bound the value's: a child that was restored earlier
     // brings its own levels along. Values are destroyed recursively.
@@ -228,23 +221,19 @@ class ArchiveReader {
 
   // Each reference to a text is paid for, since ten thousand references to one of a megabyte would
   // take ten gigabytes; everything else is shared.
-  void addChild(Slot& parent, std::vector<Value>& values, UID uid) {
+  Value child(Slot& parent, UID uid) {
     const Reference object = plist_.element(objects_, uid);
-    if (uid != 0 && plist_.kind(object) == Kind::String) {
-      // Read into its place: out of a slot it would be copied there.
-      values.push_back(scalar(object, Kind::String));
-      parent.weight += 1 + contentSize(values.back());
-      return;
-    }
-    const Slot& child = restored(uid);
-    parent.weight += 1 + child.weight;
-    parent.height = std::max(parent.height, child.height);
-    if (const std::string* text = child.value.string()) charge(text->size());
-    values.push_back(child.value);
-  }
-
-  Value array(Slot& slot, Reference object) {
-    return Array(restoreChildren(slot, uidsIn(contentOf(object, archive::kElements))));
+    // Read each time: out of a slot it would be copied. The archive's null is none.
+    const bool isText = uid != 0 && plist_.kind(object) == Kind::String;
+    Value value = isText ? scalar(object, Kind::String) : restored(uid).value;
+    if (!isText && value.string() != nullptr) charge(contentSize(value));
+    parent.weight += 1 + (isText ? contentSize(value) : slots_[uid].weight);
+    // Thirty arrays that each hold the next one twice are small here, where they are shared, but a
+    // billion entries to whoever compares or writes the value. Also keeps the sum from overflowing:
+    // a weight is at most the allowance.
+    if (parent.weight > allowance_) refuseFanOut();
+    parent.height = std::max(parent.height, slots_[uid].height);
+    return value;
   }
 
   Value dictionary(Slot& slot, Reference object) {
