@@ -28,11 +28,11 @@ orx::platform::TransferHandler started;
 // The transport of this program, in the place of the library's.
 namespace orx::platform {
 
-void startTransfer(URLRequest request, URLSessionConfiguration, TransferHandler handler) {
+void startTransfer(URLRequest request, const URLSessionConfiguration&, TransferHandler handler) {
   ORX_FUZZ_CHECK(request.httpBody && handler && !started);
   started = std::move(handler);
 }
-void prepareConnection(URL, URLSessionConfiguration) {}
+void prepareConnection(const URL&, const URLSessionConfiguration&) {}
 std::string transportVersions() { return "none/none"; }
 
 }  // namespace orx::platform

@@ -51,14 +51,15 @@ using TransferHandler = std::function<void(const TransferOutcome& outcome)>;
 // A request is sent at most once: when its connection is lost after a byte has left, that is the
 // outcome. A GET follows 301, 302, 303, 307 and 308 to the place that they name. A POST that is
 // answered by 301, 302 or 303 goes on as a GET without a body. Any other 3xx is the reply.
-void startTransfer(URLRequest request, URLSessionConfiguration configuration,
+void startTransfer(URLRequest request, const URLSessionConfiguration& configuration,
                    TransferHandler handler);
 
 // Makes a connection to the URL's server ready for the next transfer of the same configuration:
 // name, TCP, proxy, TLS and trust. Not a byte of a request leaves. Returns at once; from any
-// thread. Does nothing while such a connection is idle or on its way. Reports nothing: what hinders
-// it, the next transfer meets and reports. Throws as startTransfer() does.
-void prepareConnection(URL url, URLSessionConfiguration configuration);
+// thread. Does nothing while such a connection is idle, or is being prepared; one that a transfer
+// is making for itself does not count. Reports nothing: what hinders it, the next transfer meets
+// and reports. Throws as startTransfer() does.
+void prepareConnection(const URL& url, const URLSessionConfiguration& configuration);
 
 // The names and versions of what carries the transfers, the TLS library included: words of the form
 // NAME/VERSION with a blank between them, the version "none" for what cannot be loaded. From any

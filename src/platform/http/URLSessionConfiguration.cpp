@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "platform/base/Wiping.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx {
@@ -27,6 +28,17 @@ Guarded<URLSessionConfiguration>& configurationInForce() {
 }  // namespace
 
 struct URLSessionConfiguration::Content {
+  Content() = default;
+  Content(const Content&) = default;
+  Content& operator=(const Content&) = delete;
+  ~Content() { setProxy({}); }
+
+  // Wipes what stood there, which may hold a password.
+  void setProxy(std::optional<std::string> text) {
+    proxy.swap(text);
+    if (text) wipe(*text);
+  }
+
   std::optional<std::string> caFile;
   std::optional<std::string> proxy;
   std::string proxyExceptions;
@@ -60,7 +72,7 @@ void URLSessionConfiguration::setCaFile(std::optional<std::string> caFile) {
 const std::optional<std::string>& URLSessionConfiguration::proxy() const { return content_->proxy; }
 
 void URLSessionConfiguration::setProxy(std::optional<std::string> proxy) {
-  changeable().proxy = std::move(proxy);
+  changeable().setProxy(std::move(proxy));
 }
 
 const std::string& URLSessionConfiguration::proxyExceptions() const {
@@ -117,8 +129,9 @@ URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
   return configurationInForce().get();
 }
 
-void URLSessionConfiguration::setDefaultConfiguration(URLSessionConfiguration configuration) {
-  configurationInForce().set(std::move(configuration));
+void URLSessionConfiguration::setDefaultConfiguration(
+    const URLSessionConfiguration& configuration) {
+  configurationInForce().set(configuration);
 }
 
 bool operator==(const URLSessionConfiguration& left, const URLSessionConfiguration& right) {

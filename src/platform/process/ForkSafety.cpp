@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cassert>
+#include <memory>
 #include <utility>
 
 namespace orx::platform {
@@ -19,25 +20,34 @@ constinit const ForkChildHandler* firstHandler = nullptr;
 
 constinit thread_local bool isInBriefSection = false;
 
-constexpr std::array inLockingOrder{&forkLocks.loading,        &forkLocks.encodings,
-                                    &forkLocks.transferEngine, &forkLocks.transferInbox,
-                                    &forkLocks.workerPool,     &forkLocks.brief};
+// All but `loading`, which comes first.
+constexpr std::array inLockingOrder{&forkLocks.encodings, &forkLocks.transferEngine,
+                                    &forkLocks.transferInbox, &forkLocks.workerPool,
+                                    &forkLocks.brief};
 
 void lockAll() {
+  forkLocks.loading.lock();
   for (std::mutex* mutex : inLockingOrder) mutex->lock();
 }
 
-void unlockAll() {
+void unlockMutexes() {
   for (std::mutex* mutex : inLockingOrder) mutex->unlock();
+}
+
+void continueParent() {
+  unlockMutexes();
+  forkLocks.loading.unlock();
 }
 
 void beginChild() {
   ++forks;
   for (const auto* each = firstHandler; each != nullptr; each = each->next) each->run();
-  unlockAll();
+  unlockMutexes();
+  // To be unlocked by the thread that has locked it, whose number is another one here.
+  std::construct_at(&forkLocks.loading);
 }
 
-[[maybe_unused]] const int registered = pthread_atfork(lockAll, unlockAll, beginChild);
+[[maybe_unused]] const int registered = pthread_atfork(lockAll, continueParent, beginChild);
 
 }  // namespace
 

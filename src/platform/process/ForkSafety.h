@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <utility>
 
 // fork() copies one thread only. A mutex that another thread holds at that moment stays locked in
@@ -19,8 +20,9 @@ namespace orx::platform {
 // lock only those that stand below it; fork() locks them in the same order.
 struct ForkLocks {
   // While libcurl is loaded, which may take long: first, so that a fork that waits for it holds
-  // none of the others.
-  std::mutex loading;
+  // none of the others. Shared by all threads that load: one of them may be in a constructor of a
+  // plug-in that is being loaded, for which the dynamic linker lets the others wait.
+  std::shared_mutex loading;
   std::mutex encodings;       // while iconv, which has locks of its own, loads or lets go
   std::mutex transferEngine;  // while libcurl works
   std::mutex transferInbox;

@@ -23,7 +23,7 @@ enum class CallbackKind {
 std::shared_ptr<const CallbackExecutor> callbackExecutorFor(CallbackKind kind);
 
 // Hands the job to the executor; it runs exactly once, whatever that one does. Where there is no
-// memory to do so, it runs here.
+// memory to hand it over, it runs here or on a worker.
 void runOn(const CallbackExecutor& executor, std::unique_ptr<Job> job) noexcept;
 
 // Calls the block, which must not throw on another thread, where callbacks of this kind run; on
@@ -31,11 +31,11 @@ void runOn(const CallbackExecutor& executor, std::unique_ptr<Job> job) noexcept;
 template <typename Block>
 void callBack(CallbackKind kind, Block block) {
   if (const auto executor = callbackExecutorFor(kind)) {
-    // The block stays whole where there is no memory for the job.
     std::unique_ptr<Job> job(new (std::nothrow) BlockJob<Block>(std::move(block)));
     if (job) return runOn(*executor, std::move(job));
   }
-  block();
+  // Whole still, where there was no memory for the job that would have taken it.
+  block();  // NOLINT(bugprone-use-after-move)
 }
 
 }  // namespace orx::platform

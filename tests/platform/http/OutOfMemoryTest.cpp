@@ -3,6 +3,8 @@
 #include <curl/curl.h>
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -32,6 +34,8 @@ std::atomic<bool> libcurlCannotBegin = false;
 std::atomic<bool> libcurlHasBegun = false;
 // The test's own threads, whose memory does not run out.
 thread_local bool isSpared = false;
+// A thread that gets none at all.
+thread_local bool isWithoutMemory = false;
 
 }  // namespace
 }  // namespace orx::testing
@@ -39,7 +43,8 @@ thread_local bool isSpared = false;
 #pragma GCC visibility push(default)
 void* operator new(std::size_t size) {
   using namespace orx::testing;
-  void* memory = !isSpared && ofTheLibrary.strikes() ? nullptr : std::malloc(size);
+  const bool fails = isWithoutMemory || (!isSpared && ofTheLibrary.strikes());
+  void* memory = fails ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
@@ -167,6 +172,25 @@ TEST_F(OutOfMemory, OfTheLibraryEndsOneCallWithAnErrorThatSaysSo) {
     expectSuccess();
   }
   EXPECT_GT(failures, 1);
+}
+
+TEST_F(OutOfMemory, DoesNotEndTheChildOfAFork) {
+  expectSuccess();
+  isWithoutMemory = true;
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  isWithoutMemory = false;
+  ASSERT_GT(child, 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+// Later it would change its memory functions while a thread uses them.
+TEST_F(OutOfMemory, IsSeenToByLibcurlBeforeItReadsAURL) {
+  if (libcurlHasBegun) GTEST_SKIP() << "needs a process of its own";
+  EXPECT_TRUE(URL::URLWithString("https://one.example:8443/"));
+  EXPECT_TRUE(libcurlHasBegun);
 }
 
 }  // namespace

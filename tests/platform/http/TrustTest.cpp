@@ -1,13 +1,39 @@
 // SPDX-License-Identifier: MIT
 // Whom the configuration trusts, while what it names changes.
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
+#include <string_view>
+#include <thread>
 
 #include "support/Call.h"
 #include "support/HashedDirectory.h"
 #include "support/TLSTestServer.h"
+
+namespace orx::testing {
+namespace {
+
+// A place on a file system that does not answer.
+constexpr std::string_view unanswered = "/unanswered/authority.pem";
+Event asksForUnanswered;
+Event answers;
+
+}  // namespace
+}  // namespace orx::testing
+
+#pragma GCC visibility push(default)
+extern "C" int stat(const char* path, struct stat* file) noexcept {
+  using namespace orx::testing;
+  if (path == unanswered) {
+    asksForUnanswered.set();
+    EXPECT_TRUE(answers.wait());
+  }
+  return fstatat(AT_FDCWD, path, file, 0);
+}
+#pragma GCC visibility pop
 
 namespace orx::testing {
 
@@ -115,6 +141,23 @@ TEST_F(Trust, EndsWithTheDirectorysEntry) {
   fs::remove_all(*configuration_.caFile());
   fs::create_directory(*configuration_.caFile());
   EXPECT_FALSE(isTrusted());
+}
+
+// To open a pipe that nobody writes to takes for ever.
+TEST_F(Trust, IsInNobodyWhereAPipeIsNamed) {
+  ASSERT_EQ(mkfifo(configuration_.caFile()->c_str(), 0600), 0);
+  const Outcome outcome = get();
+  EXPECT_EQ(outcome.errorCode(), NSURLErrorServerCertificateUntrusted);
+  EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr(' ' + *configuration_.caFile()));
+  EXPECT_EQ(call(server_.configuration(), getRequest("https://one.example/")).statusCode, 200);
+}
+
+TEST_F(Trust, HoldsUpNoOtherCallWhereAFileSystemDoesNotAnswer) {
+  configuration_.setCaFile(std::string(unanswered));
+  const std::jthread held([&] { EXPECT_FALSE(isTrusted()); });
+  ASSERT_TRUE(asksForUnanswered.wait());
+  EXPECT_EQ(call(server_.configuration(), getRequest("https://one.example/")).statusCode, 200);
+  answers.set();
 }
 
 }  // namespace

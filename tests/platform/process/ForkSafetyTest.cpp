@@ -8,6 +8,7 @@
 #include <fstream>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -95,8 +96,10 @@ TEST(ForkSafety, AForkThatWaitsForALoadHoldsUpNobodyElse) {
   const auto status = statusOf([&] {
     return forkAmid(
         [&](const auto& awaitFork) {
-          const std::lock_guard loading(forkLocks.loading);
+          const std::shared_lock loading(forkLocks.loading);
           awaitFork();
+          const std::shared_lock another(forkLocks.loading, std::try_to_lock);
+          areFree = another.owns_lock();
           for (std::mutex* mutex :
                {&forkLocks.encodings, &forkLocks.transferEngine, &forkLocks.transferInbox,
                 &forkLocks.workerPool, &forkLocks.brief}) {

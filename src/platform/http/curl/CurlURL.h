@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Wiping.h"
 #include "platform/http/curl/LibCurl.h"
 
 namespace orx::platform {
@@ -33,12 +34,13 @@ inline CurlURL parsedByCurl(const std::string& text, unsigned flags) {
   return url;
 }
 
-// Absent when the URL has no such part.
-inline std::optional<std::string> partOf(const CurlURL& url, CURLUPart which, unsigned flags = 0) {
+// Absent when the URL has no such part. Some are passwords.
+inline std::optional<Wiped<std::string>> partOf(const CurlURL& url, CURLUPart which,
+                                                unsigned flags = 0) {
   char* text = nullptr;
   if (!succeeded(curl_url_get(url.get(), which, &text, flags))) return std::nullopt;
   const std::unique_ptr<char, FreeCurlURL> owned(text);
-  return owned.get();
+  return Wiped<std::string>(text);
 }
 
 }  // namespace orx::platform

@@ -138,8 +138,8 @@ void EasyHandle::setClient(Client* client) {
 // ---- Once for a configuration. ----
 
 void EasyHandle::configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
-                           CURLSH* share, FileStates& files) {
-  if (configuration_ == configuration) return trustConfigured(files);
+                           CURLSH* share, const FileState& authorities) {
+  if (configuration_ == configuration) return trustConfigured(authorities);
   // Forgets the options, not the connections, which belong to the multi handle. curl_easy_reset()
   // would do for that, but not for a buffer that a transfer without a connection leaves behind: it
   // stays as small as it is, and libcurl would read 16 KiB at a time into it, beyond its end.
@@ -154,7 +154,7 @@ void EasyHandle::configure(const URLSessionConfiguration& configuration, SocketR
   curl_easy_setopt(curl_, CURLOPT_SHARE, share);
   setOptions();
   setProxy();
-  setTrust(files);
+  setTrust(authorities);
   setCallbacks(sockets);
 }
 
@@ -176,7 +176,7 @@ void EasyHandle::setOptions() {
   setTLSOptions(curl_);
 
   // Offers "http/1.1" alone to the server: over HTTP/2 this libcurl loses answers.
-  curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+  curl_easy_setopt(curl_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   // libcurl's own limit for connecting is 300 seconds. The time without progress is watched by the
   // multi handle: libcurl has no option for it that goes below a second.
   curl_easy_setopt(curl_, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout().count()));
@@ -186,24 +186,24 @@ void EasyHandle::setOptions() {
 }
 
 void EasyHandle::setProxy() {
-  const auto text = configuration_->proxy().value_or("");
-  proxy_ = text.empty() ? std::nullopt : parsedProxy(text);
+  const auto& text = configuration_->proxy();
+  const bool isWanted = text && !text->empty();
+  proxy_ = isWanted ? parsedProxy(*text) : std::nullopt;
   // Not empty, since the request would go past the proxy that cannot be used.
-  const char* url = text.empty() ? "" : "http://[";
-  if (proxy_) url = proxy_->url.c_str();
-  // Unset, libcurl looks for both in the environment; empty text means none.
-  setText(curl_, CURLOPT_PROXY, url);
-  setText(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions());
+  if (isWanted) setText(curl_, CURLOPT_PROXY, proxy_ ? proxy_->url.c_str() : "http://[");
+  // Unset, libcurl looks for both in the environment. With everybody an exception it does not look
+  // for a proxy; to be told of none, as empty text, it would copy that text for each call.
+  setText(curl_, CURLOPT_NOPROXY, isWanted ? configuration_->proxyExceptions() : "*");
   if (proxy_ && !proxy_->credentials.empty()) {
     setText(curl_, CURLOPT_PROXYUSERPWD, proxy_->credentials);
   }
 }
 
-void EasyHandle::setTrust(FileStates& files) {
+void EasyHandle::setTrust(const FileState& authorities) {
   authoritiesLifetime_.reset();
   trusted_ = {};
   trustedState_.reset();
-  if (configuration_->caFile()) return trustConfigured(files);
+  if (configuration_->caFile()) return trustConfigured(authorities);
   const auto* libcurl = curl_version_info(CURLVERSION_NOW);
   // Where there is neither, libcurl's own choice stays, and refuses everybody.
   if (const auto place = systemTrust(libcurl->cainfo, libcurl->capath)) trust(*place);
@@ -215,13 +215,11 @@ void EasyHandle::setAuthoritiesLifetime(std::chrono::seconds lifetime) {
   authoritiesLifetime_ = lifetime;
 }
 
-void EasyHandle::trustConfigured(FileStates& files) {
+void EasyHandle::trustConfigured(const FileState& authorities) {
   const auto& path = configuration_->caFile();
-  if (!path) return;
-  const FileState& state = files.of(*path);
-  if (trustedState_ == state) return;
-  trustedState_ = state;
-  trust({state.exists() ? state.respelled(*path) : *path, state.isDirectory()});
+  if (!path || trustedState_ == authorities) return;
+  trustedState_ = authorities;
+  trust({authorities.respelled(*path), authorities.isDirectory()});
 }
 
 // One of both, since libcurl keeps no parsed bundle when it is told of a directory too.
@@ -233,8 +231,9 @@ void EasyHandle::trust(TrustPlace place) {
   };
   set(CURLOPT_CAINFO, !trusted_.isDirectory);
   set(CURLOPT_CAPATH, trusted_.isDirectory);
-  set(CURLOPT_PROXY_CAINFO, !trusted_.isDirectory);
-  set(CURLOPT_PROXY_CAPATH, trusted_.isDirectory);
+  // libcurl copies these too for each call, with a proxy or without.
+  set(CURLOPT_PROXY_CAINFO, proxy_ && !trusted_.isDirectory);
+  set(CURLOPT_PROXY_CAPATH, proxy_ && trusted_.isDirectory);
 }
 
 int EasyHandle::openSocket(int family, int type, int protocol) noexcept {

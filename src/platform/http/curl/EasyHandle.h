@@ -73,9 +73,9 @@ class EasyHandle {
   void forgetConfiguration() { configuration_.reset(); }
   // Makes it ready for any number of transfers with this configuration; costs nothing when it is.
   // Like setRequest() it throws std::bad_alloc when libcurl has no memory. What has thrown once
-  // must not be used again.
+  // must not be used again. `authorities`: of the configured file.
   void configure(const URLSessionConfiguration& configuration, SocketRegistry& sockets,
-                 CURLSH* share, FileStates& files);
+                 CURLSH* share, const FileState& authorities);
   std::chrono::milliseconds timeout() const;
   // How long libcurl goes on with the authorities that it has read; at 0 it reads them for this
   // transfer's connection alone. To be called after configure().
@@ -119,8 +119,8 @@ class EasyHandle {
  private:
   void setOptions();
   void setProxy();
-  void setTrust(FileStates& files);
-  void trustConfigured(FileStates& files);
+  void setTrust(const FileState& authorities);
+  void trustConfigured(const FileState& authorities);
   void trust(TrustPlace place);
   void setCallbacks(SocketRegistry& sockets);
   void setURL(const std::string& text);

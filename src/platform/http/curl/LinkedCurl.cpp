@@ -4,6 +4,6 @@
 
 namespace orx::platform {
 
-std::string missingLibcurl() { return {}; }
+std::string unloadedLibcurl() { return {}; }
 
 }  // namespace orx::platform

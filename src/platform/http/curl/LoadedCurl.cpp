@@ -11,7 +11,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <memory>
-#include <mutex>
+#include <shared_mutex>
 #include <string>
 
 #include "platform/http/curl/LibCurl.h"
@@ -62,6 +62,7 @@ using InfoCallback = void(const SSL* tls, int type, int value);
   X(void*, OPENSSL_sk_value, (const OPENSSL_STACK* stack, int at), (stack, at)) \
   X(long, SSL_CTX_ctrl, (SSL_CTX* context, int command, long number, void* pointer), \
     (context, command, number, pointer)) \
+  X(int, SSL_CTX_set_cipher_list, (SSL_CTX* context, const char* list), (context, list)) \
   X(void, SSL_CTX_set_info_callback, (SSL_CTX* context, InfoCallback* callback), \
     (context, callback)) \
   X(void, SSL_CTX_set_keylog_callback, (SSL_CTX* context, SSL_CTX_keylog_cb_func log), \
@@ -82,12 +83,12 @@ using InfoCallback = void(const SSL* tls, int type, int value);
   X(void, X509_STORE_CTX_set_error, (X509_STORE_CTX* check, int error), (check, error)) \
   X(void*, X509_get_ext_d2i, (const X509* certificate, int which, int* critical, int* at), \
     (certificate, which, critical, at))
-// The last argument is a pointer or an integer of the same size, which are passed alike.
+// The last argument is of this type, or an integer of a pointer's size, which is passed alike.
 #define ORX_FUNCTIONS_OF_ANY_ARGUMENT(X) \
-  X(CURLcode, curl_easy_setopt, CURL*, CURLoption) \
-  X(CURLcode, curl_easy_getinfo, CURL*, CURLINFO) \
-  X(CURLMcode, curl_multi_setopt, CURLM*, CURLMoption) \
-  X(CURLSHcode, curl_share_setopt, CURLSH*, CURLSHoption)
+  X(CURLcode, curl_easy_setopt, CURL*, CURLoption, void*) \
+  X(CURLcode, curl_easy_getinfo, CURL*, CURLINFO, void*) \
+  X(CURLMcode, curl_multi_setopt, CURLM*, CURLMoption, void*) \
+  X(CURLSHcode, curl_share_setopt, CURLSH*, CURLSHoption, int)
 // clang-format on
 static_assert(sizeof(long) == sizeof(void*) && sizeof(curl_off_t) == sizeof(void*));
 
@@ -102,30 +103,25 @@ constinit std::atomic<const Libraries*> loaded{nullptr};
 
 const Libraries& lib() { return *loaded.load(std::memory_order_acquire); }
 
-// What is missing. OpenSSL is the one that this libcurl uses.
-std::string load() {
-  orx::platform::LoadedLibrary libcurl("libcurl.so.4");
+}  // namespace
+
+// OpenSSL is the one that this libcurl uses.
+std::string orx::platform::unloadedLibcurl() {
+  // A fork amid a load would leave the child half a library.
+  const std::shared_lock lock(forkLocks.loading);
+  LoadedLibrary libcurl("libcurl.so.4");
   auto libraries = std::make_unique<Libraries>();
 #define ORX_FIND(result, name, ...) libcurl.find(libraries->name, #name);
   ORX_FUNCTIONS(ORX_FIND)
   ORX_FUNCTIONS_OF_ANY_ARGUMENT(ORX_FIND)
 #undef ORX_FIND
-  if (libcurl.missing().empty()) loaded.store(libraries.release(), std::memory_order_release);
+  // Those of a thread that was faster stay.
+  const Libraries* none = nullptr;
+  if (libcurl.missing().empty() && loaded.compare_exchange_strong(none, libraries.get())) {
+    (void)libraries.release();
+  }
   return libcurl.missing();
 }
-
-}  // namespace
-
-namespace orx::platform {
-
-std::string missingLibcurl() {
-  if (loaded.load(std::memory_order_acquire) != nullptr) return {};
-  // A fork amid a load would leave the child half a library.
-  const std::lock_guard lock(forkLocks.loading);
-  return loaded.load(std::memory_order_acquire) != nullptr ? std::string() : load();
-}
-
-}  // namespace orx::platform
 
 // The last named parameter is an enumeration, which is passed as the integer that it is stored in.
 // clang warns of enumerations that are not.
@@ -138,13 +134,15 @@ extern "C" {
 #define ORX_FORWARD(result, name, parameters, arguments) \
   result(name) parameters { return (lib().name)arguments; }
 ORX_FUNCTIONS(ORX_FORWARD)
-#define ORX_FORWARD_ANY(result, name, handle, option) \
-  result(name)(handle first, option second, ...) {    \
-    va_list rest;                                     \
-    va_start(rest, second);                           \
-    void* third = va_arg(rest, void*);                \
-    va_end(rest);                                     \
-    return (lib().name)(first, second, third);        \
+// Types stand in no parentheses. NOLINTBEGIN(bugprone-macro-parentheses)
+#define ORX_FORWARD_ANY(result, name, handle, option, argument) \
+  result(name)(handle first, option second, ...) {              \
+    va_list rest;                                               \
+    va_start(rest, second);                                     \
+    argument third = va_arg(rest, argument);                    \
+    va_end(rest);                                               \
+    return (lib().name)(first, second, third);                  \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 ORX_FUNCTIONS_OF_ANY_ARGUMENT(ORX_FORWARD_ANY)
 }

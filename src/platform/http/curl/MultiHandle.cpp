@@ -14,7 +14,7 @@ namespace {
 
 // Connections that are kept when idle. While no more transfers run, each keeps the 33 KiB of its
 // TLS buffers too, which makes 8 MiB.
-constexpr long keptConnections = 256;
+constexpr std::size_t keptConnections = 256;
 // Easy handles that are kept when idle. Each takes some 10 KB, so a burst of more calls than this
 // frees the others again.
 constexpr std::size_t keptHandles = 256;
@@ -65,7 +65,7 @@ bool MultiHandle::open() {
   if (multi_ == nullptr) multi_ = curl_multi_init();
   if (share_ == nullptr || multi_ == nullptr) return false;
   // Unset, libcurl keeps four connections for each running transfer: a burst would leave thousands.
-  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, keptConnections);
+  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, long{keptConnections});
   curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &MultiHandle::watchSocket);
   curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &MultiHandle::setTimer);
@@ -123,10 +123,8 @@ void MultiHandle::wait(bool isUrgent) {
   context_.now = Clock::now();
 }
 
-void MultiHandle::enqueue(TransferList& transfers) { queued_.splice(queued_.end(), transfers); }
-
 void MultiHandle::runOnce() {
-  context_.isCrowded = std::ssize(running_) + std::ssize(queued_) > keptConnections;
+  context_.isCrowded = running_.size() + queued_.size() > keptConnections;
   startQueued();
   dispatchReady();
   if (!isAnyOverdue()) return;
@@ -135,14 +133,11 @@ void MultiHandle::runOnce() {
 }
 
 void MultiHandle::startQueued() {
-  // Each call looks at its authorities anew; for those of one pass it is the same look.
-  trusted_.forget();
   for (std::size_t handshakes = 0; handshakes < startsAtOnce && !queued_.empty();) {
     // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
     // none to find when each that is open has a transfer already.
     if (running_.size() >= context_.sockets.count()) ++handshakes;
-    start(std::move(queued_.front()));
-    queued_.pop_front();
+    start(std::unique_ptr<Transfer>(static_cast<Transfer*>(queued_.takeFirst().release())));
   }
 }
 
@@ -173,13 +168,13 @@ void MultiHandle::start(std::unique_ptr<Transfer> transfer) {
   if (isNeedless(*transfer)) return;
   try {
     auto easy = takeEasyHandle();
-    easy->configure(transfer->configuration(), context_.sockets, share_, trusted_);
+    easy->configure(transfer->configuration(), context_.sockets, share_, transfer->authorities());
     easy->setAuthoritiesLifetime(authoritiesLifetime());
     transfer->start(std::move(easy), context_);
     transfer->place = running_.size();
     running_.push_back(std::move(transfer));
   } catch (const std::bad_alloc&) {
-    return transfer->report({.error = outOfMemory_});
+    return Transfer::report(std::move(transfer), {.error = outOfMemory_});
   }
   Transfer& started = *running_.back();
   firstDeadline_ = std::min(firstDeadline_, started.deadline());
@@ -295,13 +290,14 @@ void MultiHandle::end(Transfer& transfer, CURLcode code) {
   curl_multi_remove_handle(multi_, transfer.curl());
   auto easy = transfer.takeEasyHandle();
   if (idleHandles_.size() < keptHandles) idleHandles_.push_back(std::move(easy));
-  transfer.report(std::move(outcome));
 
   // The last transfer takes the place, so that no other one moves.
   const std::size_t place = transfer.place;
   running_[place].swap(running_.back());
   running_[place]->place = place;
+  auto ended = std::move(running_.back());
   running_.pop_back();
+  Transfer::report(std::move(ended), std::move(outcome));
 }
 
 }  // namespace orx::platform

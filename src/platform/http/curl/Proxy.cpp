@@ -30,6 +30,18 @@ bool canBeDecoded(const CurlURL& url, CURLUPart which) {
   return !partOf(url, which) || partOf(url, which, CURLU_URLDECODE);
 }
 
+Wiped<std::string> credentialsOf(const CurlURL& url) {
+  const auto user = partOf(url, CURLUPART_USER);
+  const auto password = partOf(url, CURLUPART_PASSWORD);
+  Wiped<std::string> both;
+  if (!user && !password) return both;
+  both.makeRoom((user ? user->size() : 0) + 1 + (password ? password->size() : 0));
+  if (user) both += *user;
+  both += ':';
+  if (password) both += *password;
+  return both;
+}
+
 // The first of the variables that holds something.
 std::string firstOf(std::initializer_list<const char*> variables) {
   for (const char* variable : variables) {
@@ -54,9 +66,7 @@ std::optional<Proxy> parsedProxy(const std::string& text) {
       !canBeDecoded(url, CURLUPART_PASSWORD)) {
     return std::nullopt;
   }
-  const auto user = partOf(url, CURLUPART_USER);
-  const auto password = partOf(url, CURLUPART_PASSWORD);
-  if (user || password) proxy.credentials = user.value_or("") + ':' + password.value_or("");
+  proxy.credentials = credentialsOf(url);
   curl_url_set(url.get(), CURLUPART_USER, nullptr, 0);
   curl_url_set(url.get(), CURLUPART_PASSWORD, nullptr, 0);
   proxy.url = partOf(url, CURLUPART_URL).value_or("");
@@ -68,14 +78,15 @@ std::optional<Proxy> parsedProxy(const std::string& text) {
   return proxy;
 }
 
-URLSessionConfiguration withProxyOfEnvironment(URLSessionConfiguration configuration) {
+URLSessionConfiguration withProxyOfEnvironment(const URLSessionConfiguration& configuration) {
   if (configuration.proxy()) return configuration;
   // The names, and their order, that libcurl looks for.
   auto proxy = firstOf({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
   if (proxy.empty()) return configuration;
-  configuration.setProxy(std::move(proxy));
-  configuration.setProxyExceptions(firstOf({"no_proxy", "NO_PROXY"}));
-  return configuration;
+  auto completed = configuration;
+  completed.setProxy(std::move(proxy));
+  completed.setProxyExceptions(firstOf({"no_proxy", "NO_PROXY"}));
+  return completed;
 }
 
 }  // namespace orx::platform

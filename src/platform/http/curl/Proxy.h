@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Wiping.h"
+
 namespace orx::platform {
 
 // A proxy as libcurl is told of it.
@@ -15,7 +17,7 @@ struct Proxy {
   std::string host;
   bool isReachedOverTLS = false;
   // "name:password" with the escapes of the URL, as libcurl wants it; empty when there is none.
-  std::string credentials;
+  Wiped<std::string> credentials;
 };
 
 // Absent when the text is no URL of a proxy. A scheme that is missing means http.
@@ -24,6 +26,6 @@ std::optional<Proxy> parsedProxy(const std::string& text);
 // The configuration, or a copy with the proxy and the exceptions of the process environment where
 // it leaves the proxy open. A program that runs with more rights than its user (set-user-ID) takes
 // nothing from the environment. Reads it at each call, on the caller's thread.
-URLSessionConfiguration withProxyOfEnvironment(URLSessionConfiguration configuration);
+URLSessionConfiguration withProxyOfEnvironment(const URLSessionConfiguration& configuration);
 
 }  // namespace orx::platform

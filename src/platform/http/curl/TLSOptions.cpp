@@ -11,13 +11,15 @@
 #include <string_view>
 
 #include "platform/base/Wiping.h"
-#include "platform/http/curl/CurlOption.h"
 
 namespace orx::platform {
 namespace {
 
 // Of TLS 1.2; those of TLS 1.3 are all of this kind.
 constexpr const char* ciphers = "kEECDH:kEDH:!aNULL:!eNULL:!SHA1";
+
+// libcurl reads a long.
+constexpr long leastVersion = CURL_SSLVERSION_TLSv1_2;
 
 // What a connection holds for watchForAnnouncedEnd(). libcurl may keep a connection, to say goodbye
 // on it, for longer than whoever asked, so it owns the answer too.
@@ -67,6 +69,8 @@ void noteAnnouncedEnd(const SSL* connection, int step, int alert) noexcept {
 // Called by libcurl once it has set up a connection's TLS.
 CURLcode restrictContext(CURL*, void* context, void*) noexcept {
   auto* tls = static_cast<SSL_CTX*>(context);
+  // libcurl would copy the list for each call, twice. Nothing but memory can be missing.
+  if (SSL_CTX_set_cipher_list(tls, ciphers) == 0) return CURLE_OUT_OF_MEMORY;
   // The host may have initialised libcurl before, and then there is a key log.
   SSL_CTX_set_keylog_callback(tls, nullptr);
   SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, &acceptCertificate);
@@ -93,12 +97,9 @@ void setTLSOptions(CURL* curl) {
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
   curl_easy_setopt(curl, CURLOPT_PROXY_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(curl, CURLOPT_PROXY_SSL_VERIFYHOST, 2L);
-  curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
-  curl_easy_setopt(curl, CURLOPT_PROXY_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
-  if (!usesOpenSSL(curl)) return;
-  setText(curl, CURLOPT_SSL_CIPHER_LIST, ciphers);
-  setText(curl, CURLOPT_PROXY_SSL_CIPHER_LIST, ciphers);
-  curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &restrictContext);
+  curl_easy_setopt(curl, CURLOPT_SSLVERSION, leastVersion);
+  curl_easy_setopt(curl, CURLOPT_PROXY_SSLVERSION, leastVersion);
+  if (usesOpenSSL(curl)) curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &restrictContext);
 }
 
 SSL* tlsConnectionOf(CURL* curl) {

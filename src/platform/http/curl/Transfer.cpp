@@ -34,39 +34,21 @@ void tellLogHandlerOf(const Error& error) {
 
 }  // namespace
 
-// Brings the outcome to the handler. Made together with the transfer, whose end may find no memory.
-// The handler goes with it, so that what it holds is destroyed on a worker too: a destructor of the
-// host's must not run in the midst of libcurl's work.
-class Transfer::Report final : public Job {
- public:
-  explicit Report(TransferHandler handler) : handler_(std::move(handler)) {}
-  void setOutcome(TransferOutcome outcome) { outcome_ = std::move(outcome); }
-  void run() override {
-    if (outcome_.error) tellLogHandlerOf(*outcome_.error);
-    handler_(outcome_);
-  }
-
- private:
-  const TransferHandler handler_;
-  TransferOutcome outcome_;
-};
-
 Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configuration,
                    TransferHandler handler)
     : request_(std::move(request)),
       configuration_(configuration),
-      report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
+      authorities_(configuration.caFile() ? FileState(*configuration.caFile()) : FileState()),
+      handler_(std::move(handler)),
       latestEnd_(TransferContext::Clock::now() +
                  std::min(configuration_.timeoutIntervalForResource(), longestCall)),
       redirectsLeft_(limits::redirects),
       reply_(configuration_.maximumHeaderSize(), configuration_.maximumBodySize()) {}
 
-Transfer::~Transfer() = default;
-
-std::unique_ptr<Transfer> Transfer::preparing(URL url,
+std::unique_ptr<Transfer> Transfer::preparing(const URL& url,
                                               const URLSessionConfiguration& configuration) {
-  auto transfer = std::make_unique<Transfer>(URLRequest{.url = std::move(url)}, configuration,
-                                             TransferHandler());
+  auto transfer =
+      std::make_unique<Transfer>(URLRequest{.url = url}, configuration, TransferHandler());
   transfer->isPreparation_ = true;
   return transfer;
 }
@@ -258,10 +240,17 @@ TransferOutcome Transfer::finish(CURLcode code) {
   return outcome;
 }
 
-void Transfer::report(TransferOutcome outcome) {
-  if (!report_) return;
-  report_->setOutcome(std::move(outcome));
-  WorkerPool::shared().submit(std::move(report_));
+void Transfer::report(std::unique_ptr<Transfer> transfer, TransferOutcome outcome) {
+  if (!transfer->handler_) return;
+  // A password may be in it, and is gone when the handler is called.
+  transfer->request_.httpBody.reset();
+  transfer->outcome_ = std::move(outcome);
+  WorkerPool::shared().submit(std::move(transfer));
+}
+
+void Transfer::run() {
+  if (outcome_.error) tellLogHandlerOf(*outcome_.error);
+  handler_(outcome_);
 }
 
 // ---- What went wrong. ----
@@ -275,7 +264,9 @@ TransferFailure Transfer::failureOf(CURLcode code) const {
   TransferFailure failure;
   failure.code = code;
   failure.stage = stage_;
-  failure.url = effectiveURL().value_or(request_.url.absoluteString());
+  const auto redirected = effectiveURL();
+  failure.url = redirected.value_or(request_.url.absoluteString());
+  failure.isRedirected = redirected.has_value();
   failure.detail = easy_->errorText();
   failure.isOverdueAsAWhole = latestEnd_ <= context_->now;
   // On a kept connection the handshake is long over, but libcurl does not say so.

@@ -12,7 +12,6 @@
 #include "platform/http/curl/LibCurl.h"
 #include "platform/http/curl/MultiHandle.h"
 #include "platform/http/curl/Proxy.h"
-#include "platform/http/curl/TLSOptions.h"
 #include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
@@ -23,18 +22,30 @@ constexpr std::chrono::seconds longestStop{5};
 
 const ForkChildHandler inChild(&TransferEngine::leaveParentsConnections);
 
+// What keeps a request from being tried at all; null when nothing does.
+std::shared_ptr<Error> obstacleTo(const URL& url, const URLSessionConfiguration& configuration) {
+  if (const std::string missing = missingLibcurl(); !missing.empty()) {
+    return transportError(NSURLErrorUnknown, "could not load " + missing, {});
+  }
+  const auto& proxy = configuration.proxy();
+  if (!proxy || proxy->empty() || parsedProxy(*proxy)) return nullptr;
+  // In words of its own, since libcurl would repeat the text with its password.
+  return transportError(
+      NSURLErrorCannotConnectToHost,
+      "could not connect to " + url.host() + ": what names the proxy is no URL of one",
+      url.absoluteString());
+}
+
 }  // namespace
 
 // What the child of a fork begins anew.
 struct TransferEngine::State {
-  explicit State(const State* parentsState) : parents(parentsState) {}
-
-  // Kept in the child and never used. Freeing it would make libcurl and OpenSSL say goodbye on the
-  // parent's connections.
-  const State* const parents;
+  // That of the parent, kept in the child and never used. Freeing it would make libcurl and OpenSSL
+  // say goodbye on the parent's connections.
+  const State* parents = nullptr;
 
   // Under the inbox's mutex.
-  TransferList inbox;
+  JobList inbox;
   bool isRunning = false;  // the pool runs this reactor
   bool sleeps = false;     // the leader waits for sockets and must be woken for a new transfer
   bool isInsideLibcurl = false;
@@ -42,7 +53,7 @@ struct TransferEngine::State {
 
   // The leader's own.
   MultiHandle multi;
-  TransferList arrived;
+  JobList arrived;
 };
 
 TransferEngine& TransferEngine::shared() {
@@ -51,46 +62,41 @@ TransferEngine& TransferEngine::shared() {
 }
 
 void TransferEngine::leaveParentsConnections() {
-  State*& state = shared().state_;
-  if (state == nullptr) return;
-  state->multi.abandon();
-  // The parent's transfers go on there; in the child they would be reported a second time.
-  state = new State(state);
+  TransferEngine& engine = shared();
+  if (engine.state_ == nullptr) return;
+  engine.state_->multi.abandon();
+  // The parent's transfers go on there; in the child they would be reported a second time. The new
+  // state is made by the child's first call: memory that runs out here would end the child.
+  engine.state_->parents = std::exchange(engine.parents_, engine.state_);
+  engine.state_ = nullptr;
 }
 
 void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
   {
     const InboxLock lock(forkLocks.transferInbox);
-    if (state_ == nullptr) state_ = new State(nullptr);
+    if (state_ == nullptr) state_ = new State;
     // After exit() has begun it is kept in the inbox: nothing starts and nothing reports.
     if (isStopping_ || ensureRunning()) {
-      state_->inbox.push_back(std::move(transfer));
+      state_->inbox.add(std::move(transfer));
       // One wake-up for any number of submissions: the first takes the mark away.
       if (std::exchange(state_->sleeps, false)) state_->multi.wake();
       return;
     }
   }
   // Outside the lock: nothing of the host's, a handler's destructor either, may run under it.
-  transfer->report({.error = transportError(NSURLErrorUnknown,
-                                            "the system has no descriptor or memory left", {})});
+  auto error = transportError(NSURLErrorUnknown, "the system has no descriptor or memory left", {});
+  Transfer::report(std::move(transfer), {.error = std::move(error)});
 }
 
 bool TransferEngine::ensureRunning() {
   if (state_->isRunning) return true;
+  // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
+  // registered when they began, and no thread may be inside them by then.
+  if (!std::exchange(stopsAtExit_, true)) std::atexit([] { shared().stop(); });
   // A failure is not remembered: the next submission tries again, when there may be descriptors.
-  state_->isRunning = initialiseLibcurl() && state_->multi.open();
+  state_->isRunning = state_->multi.open();
   if (state_->isRunning) WorkerPool::shared().setReactor(*this);
   return state_->isRunning;
-}
-
-bool TransferEngine::initialiseLibcurl() {
-  if (libcurlIsInitialised_) return true;
-  libcurlIsInitialised_ = initialiseCurlWithoutKeyLog();
-  if (!libcurlIsInitialised_) return false;
-  // exit() runs handlers in reverse order: this one comes before those that libcurl and OpenSSL
-  // have just registered, and no thread may be inside them by then.
-  std::atexit([] { shared().stop(); });
-  return true;
 }
 
 // ---- The leader. ----
@@ -99,7 +105,7 @@ void TransferEngine::wait() {
   State& state = *state_;
   {
     const InboxLock lock(forkLocks.transferInbox);
-    state.arrived.swap(state.inbox);
+    state.inbox.moveTo(state.arrived);
     if (!enterLibcurl(lock)) return;
     state.sleeps = state.arrived.empty();
   }
@@ -109,7 +115,7 @@ void TransferEngine::wait() {
   state.sleeps = false;
   // What came in while it slept starts in this pass rather than in the next one.
   if (!state.arrived.empty()) return;
-  state.arrived.swap(state.inbox);
+  state.inbox.moveTo(state.arrived);
   // A connection may have ended after the look and before the call was made.
   if (!state.arrived.empty()) state.multi.forgetLook();
 }
@@ -153,34 +159,22 @@ void TransferEngine::stop() {
   state_->libcurlIsLeft.wait_for(lock, longestStop, [this] { return !state_->isInsideLibcurl; });
 }
 
-void startTransfer(URLRequest request, URLSessionConfiguration configuration,
+void startTransfer(URLRequest request, const URLSessionConfiguration& configuration,
                    TransferHandler handler) {
   // Without any worker neither an answer nor an error could be reported.
   WorkerPool::shared().ensureWorker();
-  if (const std::string missing = missingLibcurl(); !missing.empty()) {
-    return Transfer(std::move(request), std::move(configuration), std::move(handler))
-        .report({.error = transportError(NSURLErrorUnknown, "could not load " + missing, {})});
-  }
   // On the caller's thread: the host may change its environment once the call has returned.
-  configuration = withProxyOfEnvironment(std::move(configuration));
-  const auto& proxy = configuration.proxy();
-  if (!proxy || proxy->empty() || parsedProxy(*proxy)) {
-    return TransferEngine::shared().submit(
-        std::make_unique<Transfer>(std::move(request), configuration, std::move(handler)));
-  }
-  // In words of its own, since libcurl would repeat the text with its password.
-  const auto error = transportError(
-      NSURLErrorCannotConnectToHost,
-      "could not connect to " + request.url.host() + ": what names the proxy is no URL of one",
-      request.url.absoluteString());
-  Transfer(std::move(request), configuration, std::move(handler)).report({.error = error});
+  const auto completed = withProxyOfEnvironment(configuration);
+  auto obstacle = obstacleTo(request.url, completed);
+  auto transfer = std::make_unique<Transfer>(std::move(request), completed, std::move(handler));
+  if (obstacle) return Transfer::report(std::move(transfer), {.error = std::move(obstacle)});
+  TransferEngine::shared().submit(std::move(transfer));
 }
 
-void prepareConnection(URL url, URLSessionConfiguration configuration) {
+void prepareConnection(const URL& url, const URLSessionConfiguration& configuration) {
   WorkerPool::shared().ensureWorker();
   if (!missingLibcurl().empty()) return;
-  TransferEngine::shared().submit(
-      Transfer::preparing(std::move(url), withProxyOfEnvironment(std::move(configuration))));
+  TransferEngine::shared().submit(Transfer::preparing(url, withProxyOfEnvironment(configuration)));
 }
 
 }  // namespace orx::platform

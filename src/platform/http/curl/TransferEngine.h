@@ -16,12 +16,12 @@ class TransferEngine final : private Reactor {
  public:
   static TransferEngine& shared();
 
-  // Takes the transfer over; it reports later, from a worker, of which there must be one. Cheap:
-  // wakes at most one thread for any number of transfers in a row. From any thread. Throws
-  // std::bad_alloc without memory, and the transfer reports nothing.
+  // Takes the transfer over, once missingLibcurl() is empty; it reports later, from a worker, of
+  // which there must be one. Cheap: wakes at most one thread for any number of transfers in a row.
+  // From any thread. Throws std::bad_alloc without memory, and the transfer reports nothing.
   void submit(std::unique_ptr<Transfer> transfer);
 
-  // For the child of a fork.
+  // For the child of a fork. Needs no memory.
   static void leaveParentsConnections();
 
  private:
@@ -29,10 +29,8 @@ class TransferEngine final : private Reactor {
   using InboxLock = std::unique_lock<std::mutex>;
 
   constexpr TransferEngine() = default;
-  // These four are called with the inbox locked. The first two are false without
-  // descriptors or memory.
+  // These three are called with the inbox locked. False without descriptors or memory.
   bool ensureRunning();
-  bool initialiseLibcurl();
   // Around each use of libcurl. False when the process ends and libcurl is to be left alone.
   bool enterLibcurl(const InboxLock&);
   void leaveLibcurl(const InboxLock&);
@@ -45,7 +43,8 @@ class TransferEngine final : private Reactor {
 
   // What other threads see of it is under forkLocks.transferInbox.
   State* state_ = nullptr;
-  bool libcurlIsInitialised_ = false;
+  const State* parents_ = nullptr;  // that of the process which has forked this one
+  bool stopsAtExit_ = false;
   bool isStopping_ = false;
 };
 

@@ -57,15 +57,21 @@ std::int64_t platformCode(const TransferFailure& failure) {
   return NSURLErrorUnknown;
 }
 
-std::string whatWasTried(const TransferFailure& failure, std::int64_t code) {
-  const auto url = parsedURL(failure.url);
+// Of the URL that failed, what the record may hold.
+std::string tellableURL(const TransferFailure& failure, const std::optional<URLParts>& url) {
+  if (!failure.isRedirected) return failure.url;
+  return url ? url->scheme + "://" + url->host : "";
+}
+
+std::string whatWasTried(const TransferFailure& failure, std::int64_t code,
+                         const std::optional<URLParts>& url) {
   const std::string host = failure.proxy ? "the proxy " + *failure.proxy
                            : url         ? url->host
                                          : "a place";
   switch (code) {
     case NSURLErrorBadURL:
     case NSURLErrorUnsupportedURL:
-      return "could not use the URL " + shownURL(failure.url);
+      return "could not use the URL " + shownURL(tellableURL(failure, url));
     case NSURLErrorCannotFindHost:
       return "could not find the host " + (failure.proxy ? "of " + host : host);
     case NSURLErrorSecureConnectionFailed:
@@ -84,6 +90,12 @@ std::string whatWasTried(const TransferFailure& failure, std::int64_t code) {
   return "could not read the whole answer of " + host;
 }
 
+// The system has no words for some of its numbers, such as those that a sandbox makes up.
+std::string systemErrorText(int number) {
+  const char* text = strerrordesc_np(number);
+  return text != nullptr ? text : "system error " + std::to_string(number);
+}
+
 std::string cause(const TransferFailure& failure) {
   if (failure.code == CURLE_OPERATION_TIMEDOUT) {
     return failure.isOverdueAsAWhole ? "timed out as a whole" : "timed out";
@@ -91,7 +103,7 @@ std::string cause(const TransferFailure& failure) {
   if (failure.code == CURLE_ABORTED_BY_CALLBACK || failure.code == CURLE_SEND_FAIL_REWIND) {
     return "the connection was lost after the request had left; it is not sent a second time";
   }
-  if (failure.systemError != 0) return strerrordesc_np(failure.systemError);
+  if (failure.systemError != 0) return systemErrorText(failure.systemError);
   return failure.detail.empty() ? curl_easy_strerror(failure.code) : failure.detail;
 }
 
@@ -99,7 +111,9 @@ std::string cause(const TransferFailure& failure) {
 
 std::shared_ptr<Error> transportError(const TransferFailure& failure) {
   const std::int64_t code = platformCode(failure);
-  return transportError(code, whatWasTried(failure, code) + ": " + cause(failure), failure.url);
+  const auto url = parsedURL(failure.url);
+  return transportError(code, whatWasTried(failure, code, url) + ": " + cause(failure),
+                        tellableURL(failure, url));
 }
 
 }  // namespace orx::platform

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/http/curl/TrustPlace.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <cstdint>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -34,14 +33,6 @@ bool hasHashes(const char* directory) {
   return false;
 }
 
-// What changes whenever the file is written or replaced.
-std::array<std::uint64_t, 7> marksOf(const struct stat& file) {
-  const auto number = [](auto value) { return static_cast<std::uint64_t>(value); };
-  return {number(file.st_dev),         number(file.st_ino),          number(file.st_size),
-          number(file.st_mtim.tv_sec), number(file.st_mtim.tv_nsec), number(file.st_ctim.tv_sec),
-          number(file.st_ctim.tv_nsec)};
-}
-
 }  // namespace
 
 std::optional<TrustPlace> systemTrust(const char* bundle, const char* directory) {
@@ -50,17 +41,22 @@ std::optional<TrustPlace> systemTrust(const char* bundle, const char* directory)
   return std::nullopt;
 }
 
-FileState::FileState(const std::string& path) { exists_ = stat(path.c_str(), &file_) == 0; }
-
-bool operator==(const FileState& left, const FileState& right) {
-  return left.exists_ == right.exists_ &&
-         (!left.exists_ || marksOf(left.file_) == marksOf(right.file_));
+FileState::FileState(const std::string& path) {
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0) return;
+  isDirectory_ = S_ISDIR(file.st_mode);
+  if (!isDirectory_ && !S_ISREG(file.st_mode)) return;
+  const auto number = [](auto value) { return static_cast<std::uint64_t>(value); };
+  marks_ = {number(file.st_dev),         number(file.st_ino),          number(file.st_size),
+            number(file.st_mtim.tv_sec), number(file.st_mtim.tv_nsec), number(file.st_ctim.tv_sec),
+            number(file.st_ctim.tv_nsec)};
 }
 
 std::string FileState::respelled(const std::string& path) const {
+  if (!marks_) return path + "/.";
   // FNV-1a, and then each bit of it as a step that leads nowhere: "/" or "/.".
   std::uint64_t hash = 0xCBF29CE484222325U;
-  for (const std::uint64_t mark : marksOf(file_)) hash = (hash ^ mark) * 0x100000001B3U;
+  for (const std::uint64_t mark : *marks_) hash = (hash ^ mark) * 0x100000001B3U;
   std::string name = path.starts_with('/') ? "" : ".";
   for (; hash != 0; hash >>= 1U) name += (hash & 1U) != 0 ? "/." : "/";
   return name + '/' + path;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/stat.h>
-
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -27,38 +27,24 @@ class FileState {
  public:
   // Of nothing.
   FileState() = default;
-  // Of what is there now; of nothing when it cannot be looked at.
+  // Of what is there now; of nothing when it cannot be looked at, and when it is neither a file nor
+  // a directory: to open or to read a pipe may take for ever. Waits for as long as the file system
+  // does.
   explicit FileState(const std::string& path);
 
-  bool exists() const { return exists_; }
-  bool isDirectory() const { return exists_ && S_ISDIR(file_.st_mode); }
-  friend bool operator==(const FileState& left, const FileState& right);
+  bool isDirectory() const { return isDirectory_; }
+  friend bool operator==(const FileState&, const FileState&) = default;
 
   // Another name of the same file, for each state another one. libcurl keeps parsed authorities,
   // verified connections and their sessions by the file's name, and forgets none when the file
-  // changes; by another name nothing is kept yet.
+  // changes; by another name nothing is kept yet. Of nothing: a name under which no file is found,
+  // whatever is there.
   std::string respelled(const std::string& path) const;
 
  private:
-  bool exists_ = false;
-  struct stat file_ {};
-};
-
-// What files were when they were first asked for, since the last forget().
-class FileStates {
- public:
-  const FileState& of(const std::string& path) {
-    if (!state_ || path_ != path) {
-      state_.emplace(path);
-      path_ = path;
-    }
-    return *state_;
-  }
-  void forget() { state_.reset(); }
-
- private:
-  std::string path_;
-  std::optional<FileState> state_;
+  // What changes whenever the file is written or replaced.
+  std::optional<std::array<std::uint64_t, 7>> marks_;
+  bool isDirectory_ = false;
 };
 
 }  // namespace orx::platform

@@ -28,5 +28,14 @@ TEST(TransferFailure, IsDescribedInLibcurlsWordsForTheCodeWhereThereAreNoOthers)
   EXPECT_THAT(descriptionOf(CURLE_OUT_OF_MEMORY, ""), HasSubstr(": Out of memory"));
 }
 
+TEST(TransferFailure, IsDescribedByItsNumberWhereTheSystemHasNoWords) {
+  TransferFailure failure;
+  failure.code = CURLE_COULDNT_CONNECT;
+  failure.systemError = 1000;
+  failure.url = "https://one.example/x";
+  EXPECT_EQ(transportError(failure)->localizedDescription(),
+            "could not connect to one.example: system error 1000");
+}
+
 }  // namespace
 }  // namespace orx::testing
