@@ -70,9 +70,10 @@ TEST_P(ThreadShortage, RunsTheReactorAndItsJobsOnTheThreadsThatThereAre) {
                                 Mailbox<int> done;
                                 // Each operation needs the reactor before the next one can run.
                                 for (int i = 0; i < 300; ++i) {
-                                  queue->addOperationWithBlock([&, i] {
+                                  queue->addOperationWithBlock([&, i, queue] {
                                     queue->setSuspended(true);
-                                    reactor.submitNext([&, i] {
+                                    // The last one still has the queue when this test returns.
+                                    reactor.submitNext([&, i, queue] {
                                       done.put(i);
                                       queue->setSuspended(false);
                                     });
