@@ -21,6 +21,7 @@ namespace {
 // Runs this program once more: only a new process makes its first call.
 void runProcess(const std::vector<std::string>& texts) {
   std::vector<char*> arguments;
+  arguments.reserve(texts.size() + 1);
   for (const auto& text : texts) arguments.push_back(const_cast<char*>(text.c_str()));
   arguments.push_back(nullptr);
   std::fflush(stdout);

@@ -3,7 +3,8 @@
 # src/config/Servers.cpp.
 foreach(host IN ITEMS ORX_GLOBAL_HOST ORX_CHINA_HOST ORX_DEVELOPMENT_HOST)
   if(NOT ${host} MATCHES "^[A-Za-z0-9]([A-Za-z0-9.-]*[A-Za-z0-9])?(:([0-9]+))?$"
-     OR CMAKE_MATCH_3 GREATER 65535)
+     OR CMAKE_MATCH_3 GREATER 65535
+     OR CMAKE_MATCH_3 MATCHES "^0+$")
     message(FATAL_ERROR "${host} is '${${host}}', which is no host name")
   endif()
 endforeach()

@@ -3,12 +3,12 @@
 
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <mutex>
 #include <stdexcept>
 #include <string_view>
 
+#include "devserver/Names.h"
 #include "devserver/PrivateFile.h"
 
 namespace orx::devserver {
@@ -42,12 +42,6 @@ constexpr const char* kClear = R"sql(
   UPDATE sqlite_sequence SET seq = 1000 WHERE name = 'account';
 )sql";
 constexpr int kBusyMilliseconds = 2000;
-
-std::string lowerCased(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return text;
-}
 
 std::string loginOf(const OpenIDIdentity& identity) { return identity.type + ":" + identity.uid; }
 

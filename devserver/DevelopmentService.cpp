@@ -10,6 +10,7 @@
 #include "devserver/ControlSocket.h"
 #include "devserver/FileContent.h"
 #include "devserver/HTTPSServer.h"
+#include "devserver/Names.h"
 #include "devserver/PrivateFile.h"
 #include "devserver/Router.h"
 
@@ -40,18 +41,16 @@ class PrivateDirectory {
 };
 
 // In lower case, as requests name them. Other texts would change the meaning of a certificate.
-std::string hostName(std::string name) {
-  for (char& c : name) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+std::string hostName(const std::string& text) {
+  std::string name = lowerCased(text);
+  for (const char c : name) {
     const bool allowed = (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '.' || c == '-';
-    if (!allowed) throw std::invalid_argument("this is no host name: " + name);
+    if (!allowed) throw std::invalid_argument("this is no host name: " + text);
   }
   return name;
 }
 
 // A build may name a port with a host; the service has its own.
-std::string withoutPort(const std::string& host) { return host.substr(0, host.find(':')); }
-
 DevelopmentServiceOptions withHosts(DevelopmentServiceOptions options) {
   if (options.globalHost.empty()) options.globalHost = withoutPort(ORX_GLOBAL_HOST);
   if (options.chinaHost.empty()) options.chinaHost = withoutPort(ORX_CHINA_HOST);

@@ -8,6 +8,7 @@
 
 #include "devserver/ConnectionThreads.h"
 #include "devserver/ListeningServer.h"
+#include "devserver/Names.h"
 #include "devserver/OpenSSLHandles.h"
 #include "devserver/TLSConnection.h"
 
@@ -48,9 +49,8 @@ TLSContext makeContext(const ServerCertificate& certificate) {
 }
 
 HTTPRequest requestFrom(const httplib::Request& from) {
-  HTTPRequest request{from.method, from.path, from.get_header_value("Host"), {}, from.body};
-  std::transform(request.host.begin(), request.host.end(), request.host.begin(),
-                 [](unsigned char c) { return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c; });
+  HTTPRequest request{
+      from.method, from.path, lowerCased(from.get_header_value("Host")), {}, from.body};
   for (const auto& [name, value] : from.params) request.query.emplace(name, value);
   return request;
 }

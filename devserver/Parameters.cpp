@@ -1,21 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/Parameters.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "devserver/Names.h"
+
 namespace orx::devserver {
-namespace {
-
-std::string lowerCased(std::string_view name) {
-  std::string lower(name);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return lower;
-}
-
-}  // namespace
-
 std::optional<Parameters> Parameters::parse(std::string_view json) {
   using Event = nlohmann::json::parse_event_t;
   Parameters parameters;

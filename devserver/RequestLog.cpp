@@ -66,7 +66,8 @@ void RequestLog::addAnswered(Request request) {
 }
 
 // A pipe that nobody reads would otherwise hold up every answer, and the end of the service. One
-// that is ready takes a whole line, because lines are shorter than PIPE_BUF.
+// that is ready takes a whole line, because lines are shorter than PIPE_BUF: the router cuts what
+// clients write, and each byte becomes six at most.
 void RequestLog::write(const std::string& line) const {
   pollfd entry{file_, POLLOUT, 0};
   if (poll(&entry, 1, 1000) > 0) (void)!::write(file_, line.data(), line.size());

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "devserver/FileContent.h"
+#include "devserver/Names.h"
 #include "devserver/Pages.h"
 #include "devserver/Pictures.h"
 #include "devserver/UserRecord.h"
@@ -27,8 +28,6 @@ bool isSOAPPath(std::string_view path) {
 bool isOpenIDPath(std::string_view path) {
   return path == kOpenIDRegisterPath || path == kOpenIDLoginPath;
 }
-
-std::string withoutPort(const std::string& host) { return host.substr(0, host.find(':')); }
 
 HTTPResponse plain(int status, const std::string& text) {
   return {status, "text/plain; charset=utf-8", text + "\n", {}};
@@ -113,7 +112,9 @@ void Router::reset() {
 }
 
 Delivery Router::answer(const HTTPRequest& request) {
-  const std::string host = withoutPort(request.host);
+  // Longer names are none of a host, and the log's lines have a bound.
+  constexpr std::size_t longestHost = 255;
+  const std::string host = withoutPort(request.host).substr(0, longestHost);
   std::optional<CallEnvelope> call;
   const bool soap = isSOAPPath(request.path) && request.method == "POST";
   if (soap) call = parseCallEnvelope(request.body);

@@ -42,6 +42,7 @@ void writeObject(FuzzInput input) {
   std::vector<std::string> texts;
   while (!input.empty()) texts.emplace_back(std::string(input.line()).c_str());
   std::vector<const char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (const auto& text : texts) pointers.push_back(text.c_str());
   if (pointers.size() % 2 != 0) pointers.pop_back();
   pointers.push_back(nullptr);
@@ -63,7 +64,10 @@ void readObject(const std::string& json) {
     const orx::Dictionary parameters = orx::c::parametersIn(json.c_str());
     const orx::c::Document document(parameters);
     ORX_FUZZ_CHECK(orx::c::parametersIn(document.json.c_str()) == parameters);
-    for (const auto& [key, text] : document.fields) ORX_FUZZ_CHECK(document.find(key.c_str()));
+    for (const auto& [key, text] : document.fields) {
+      // No text of C names a field beyond a zero byte; it is in the JSON.
+      if (key.find('\0') == std::string::npos) ORX_FUZZ_CHECK(document.find(key.c_str()));
+    }
   } catch (const std::invalid_argument&) {
     return;
   } catch (const std::system_error& error) {

@@ -12,14 +12,19 @@ using namespace orx::platform;
 
 const KeychainItem kItem{.service = "s", .account = "a"};
 
-// Empty, and for its owner alone, as the library wants it.
+// Without an item, and for its owner alone, as the library wants it. What is locked stays, since no
+// input says anything of it.
 std::filesystem::path emptyFolder() {
   static const orx::testing::StorageHome home;
-  static const mode_t earlier = umask(077);
-  (void)earlier;
-  std::filesystem::remove_all(home.keychainDirectory());
-  std::filesystem::create_directories(home.keychainDirectory());
-  return home.keychainDirectory();
+  static const auto folder = [] {
+    umask(077);
+    std::filesystem::create_directories(home.keychainDirectory());
+    return home.keychainDirectory();
+  }();
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (!entry.path().native().ends_with("lock")) remove(entry.path());
+  }
+  return folder;
 }
 
 ItemState looked() {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "FuzzTarget.h"
+#include "platform/base/Unicode.h"
 #include "platform/keychain/secretservice/SecretServiceItems.h"
 #include "platform/process/LoadedLibrary.h"
 
@@ -18,7 +19,9 @@ FuzzInput* replies = nullptr;
 GDBusSignalCallback promptCompleted = nullptr;
 gpointer promptOwner = nullptr;
 
+// GLib complains of other bytes than UTF-8, which no message of a bus holds in a string.
 GVariant* valueIn(const std::string& text, const GVariantType* type) {
+  if (!orx::platform::isValidUTF8(text)) return nullptr;
   return g_variant_parse(type, text.c_str(), nullptr, nullptr, nullptr);
 }
 
@@ -119,6 +122,9 @@ void operate(unsigned operation, SecretServiceItems& items) {
 
 // The first letter chooses the operation, the second whether prompts are allowed.
 ORX_FUZZ_TARGET(text) {
+  // What GLib complains of ends the process.
+  static const auto earlier = g_log_set_always_fatal(G_LOG_LEVEL_CRITICAL);
+  (void)earlier;
   FuzzInput input(text);
   const unsigned operation = input.number(5);
   const auto mayPrompt = static_cast<PromptRules::Answer>(input.number(3));

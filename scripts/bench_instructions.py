@@ -73,12 +73,13 @@ def count_repeated(program):
         server.stdin.close()
 
 
-def count_start(program):
+def count_start(program, library):
     with tempfile.TemporaryDirectory() as home:
         environment = {name: value for name, value in os.environ.items()
                        if name != "DBUS_SESSION_BUS_ADDRESS"}
         for name in ("CONFIG_HOME", "DATA_HOME", "STATE_HOME", "CACHE_HOME", "RUNTIME_DIR"):
             environment["XDG_" + name] = home
+        environment["LD_PRELOAD"] = library
         subprocess.run([program, "store"], env=environment, check=True)
         return [count([program], environment) for count in (instructions, allocations)]
 
@@ -102,7 +103,8 @@ def grown(before, now):
 def run(root, build, keep):
     """False when something has grown."""
     counted = dict(count_repeated(str(build / "bench" / "orx_bench")))
-    counted[START] = count_start(str(build / "bench" / "orx_bench_restore"))
+    counted[START] = count_start(str(build / "bench" / "orx_bench_restore"),
+                                 str(next((build / "src").glob("liborxaccount.so.*.*"))))
     table = "".join(f"| {name} | {figures[0]:,.0f} | {figures[1]:,.1f} |\n"
                     for name, figures in counted.items())
     print(table)

@@ -44,7 +44,7 @@ compare_two_folders() {
 
 compilers() {
   local wanted=${1:-} name compiler type flags settings failed=()
-  require_packages "${build_packages[@]}" "${compiler_packages[@]}"
+  require_packages "${build_packages[@]}" "${compiler_packages[@]}" "${copy_packages[@]}"
   while IFS='|' read -r name compiler type flags settings; do
     [[ -z $wanted || $name == "$wanted" ]] || continue
     say "building with $name"

@@ -52,11 +52,11 @@ install_to() {
   [[ -n ${1:-} ]] || fail "install takes the folder to install below, for example /usr/local"
   (($# == 1)) || fail "install takes --debug before the folder, and nothing after it"
   prefix=$(absolute "$1")
+  can_write "$prefix" || become_root "only root may install below $prefix"
   require_packages "${build_packages[@]}"
   configure package
   build package
   say "installing below $prefix"
-  can_write "$prefix" || as_root=(sudo)
   "${as_root[@]}" cmake --install build/package --prefix "$prefix" --strip
   "${as_root[@]}" mkdir -p "$(dirname "$prefix/$installed_list")"
   list=$(list_installed "$prefix")
@@ -72,7 +72,7 @@ uninstall_from() {
   prefix=$(absolute "$1")
   [[ -f $prefix/$installed_list ]] || fail "nothing was installed below $prefix"
   say "removing what was installed below $prefix"
-  can_write "$prefix/$installed_list" || as_root=(sudo)
+  can_write "$prefix/$installed_list" || become_root "only root may remove what is below $prefix"
   list=$(<"$prefix/$installed_list")
   while read -r file; do
     "${as_root[@]}" rm -f "$prefix/$file"

@@ -22,7 +22,7 @@ build_packages_from_clean_tree() {
 
 package() {
   local place=build/debian packaged
-  require_packages "${build_packages[@]}" "${package_packages[@]}"
+  require_packages "${build_packages[@]}" "${package_packages[@]}" "${copy_packages[@]}"
   packaged=$(dpkg-parsechangelog --show-field Version)
   # What stands behind the hyphen counts the packages of one version.
   [[ ${packaged%-*} == "$(version)" ]] ||

@@ -21,6 +21,18 @@ bench_packages=(nginx libboost1.81-dev ca-certificates binutils libpcre2-dev lib
 docs_packages=(doxygen python3)
 lint_packages=(clang-tidy clang-format)
 
+# Copies of the sources hold the files that git lists.
+copy_packages=(git)
+
+# Sets as_root to what a command needs before it to run as root; without a way there, ends with the
+# message.
+become_root() {
+  as_root=()
+  ((EUID != 0)) || return 0
+  command -v sudo >/dev/null || fail "$1"
+  as_root=(sudo)
+}
+
 # Installs the missing ones of the given packages. Needs neither apt-get nor sudo when none is
 # missing.
 require_packages() {
@@ -31,11 +43,7 @@ require_packages() {
   done
   ((${#missing[@]})) || return 0
   say "installing Debian packages: ${missing[*]}"
-  if ((EUID != 0)); then
-    command -v sudo >/dev/null ||
-      fail "these packages are missing and only root may install them: ${missing[*]}"
-    as_root=(sudo)
-  fi
+  become_root "these packages are missing and only root may install them: ${missing[*]}"
   "${as_root[@]}" apt-get -q update
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get -q install -y --no-install-recommends "${missing[@]}"

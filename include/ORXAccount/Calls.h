@@ -219,12 +219,20 @@ class SignIn final : public ORVAAccountLoginManagerDelegate {
   std::shared_ptr<SignIn> self_;
 };
 
+// How a sign-in keeps what it takes until it starts. A ticket is a secret, and a value overwrites
+// its text at its end.
+template <typename Argument>
+using Kept = std::conditional_t<std::same_as<Argument, std::string>, Value, Argument>;
+inline const Dictionary& passed(const Dictionary& kept) { return kept; }
+inline std::string_view passed(const Value& kept) { return *kept.string(); }
+
 template <typename Argument>
 struct SignInOperation {
-  SignInCall operator()(Argument argument) const {
-    return SignInCall([=, operation = operation](SignInCall::Handler handler) {
+  SignInCall operator()(Passed<Argument> argument) const {
+    return SignInCall([kept = Kept<Argument>(argument),
+                       operation = operation](SignInCall::Handler handler) {
       SignIn::begin(std::move(handler),
-                    [&](ORVAAccountLoginManager& manager) { (manager.*operation)(argument); });
+                    [&](ORVAAccountLoginManager& manager) { (manager.*operation)(passed(kept)); });
     });
   }
 

@@ -20,10 +20,10 @@ namespace orx {
 // Receives the outcome of one call, exactly once: a result and a null error, or a null result and
 // an error. It runs on a background worker of the library, or where the host's executor brings it
 // (CallbackExecutor.h), never inside the call that started it; the handlers of different calls may
-// run at the same time. It may block, start other calls and
-// change the current user. It must not throw (the process ends if it does). Like every callback of
-// the library it may run on a thread on which all signals but those that report a fault (SIGSEGV
-// and the like) are blocked, and a program that it starts inherits that mask.
+// run at the same time. It may block, start other calls and change the current user. It must not
+// throw (the process ends if it does). Like every callback of the library it may run on a thread on
+// which all signals but those that report a fault (SIGSEGV and the like) are blocked, and a program
+// that it starts inherits that mask.
 using ORVAAccountAPICompletionHandler = std::function<void(
     const std::shared_ptr<ORVAAccountAPIResult>& result, const std::shared_ptr<Error>& error)>;
 

@@ -27,7 +27,7 @@ class ORVAAccountUser;
 // the delegate also where the host's executor brings it (CallbackExecutor.h). Sign-ins are not
 // queued: several may be under way, and each reports when its own answer has come. They cannot be
 // cancelled. Where there is no memory to make the user current, the outcome is an error of
-// "NSPOSIXErrorDomain" with the code ENOMEM, and the user the one from before.
+// NSPOSIXErrorDomain with the code ENOMEM, and the user the one from before.
 //
 // A sign-in throws std::invalid_argument on the calling thread, and sends nothing, when ORVAAccount
 // has no application ID or key, and when its parameters cannot be sent (see ORVAAccountAPI). Where

@@ -91,7 +91,7 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // URLSessionConfiguration allows NSURLErrorDataLengthExceedsMaximum. An empty block loads all the
   // same and reports to nobody. Where the system has no thread or memory for it, throws
   // std::system_error or std::bad_alloc, and the block is not called. Memory that runs out later
-  // gives an error of "NSPOSIXErrorDomain" with the code ENOMEM.
+  // gives an error of NSPOSIXErrorDomain with the code ENOMEM.
   void loadProfileImageDataWithCompletionBlock(ORVAAccountProfileImageBlock completionBlock);
   // The picture in memory; absent until one was loaded. From any thread.
   std::optional<Data> profileImageData() const;

@@ -6,7 +6,9 @@
 // It registers accounts and signs users in over HTTPS (by login name and password, by an identity
 // of another provider, by a ticket), keeps the signed-in user across launches, announces every
 // change of the user, fetches lists and user data, opens web sessions and loads profile pictures.
-// This header includes everything that a host application uses; all of it is in namespace orx.
+// This header includes what nearly every host application uses; all of it is in namespace orx. Some
+// headers stand by themselves: Calls.h (futures and coroutines), CallbackExecutor.h and its
+// adaptors, LogHandler.h, WorkerHandler.h and, for other languages, orxaccount.h.
 //
 // The order of the start:
 //
@@ -14,9 +16,8 @@
 //     the signed-in user is stored.
 //  2. The configuration, where the defaults do not fit: URLSessionConfiguration (proxy, certificate
 //     authorities, time-outs), setKeychainPolicy() and setKeychainPromptsAllowed() (where the user
-//     is stored),
-//     ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace() (whose
-//     servers are called), ORVAAccountAPI::setTargetServerWithIsCN() (which of them).
+//     is stored), ORVAAccountAPI::setTargetServerWithIsCN() (which server is called) and
+//     ORVAAccount::setServersWithGlobalHost_chinaHost_developmentHost_serviceNamespace() (whose).
 //  3. ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(): takes the application's
 //     credentials and restores the user of the last launch.
 //  4. The delegate of ORVAAccountLoginManager, which learns how each of its sign-ins ends, and an
@@ -65,8 +66,7 @@
 // that the operation's header names. Two more come of the machine's own limits: where the system
 // has not a single thread for the library, a call over the network throws std::system_error, and
 // without memory std::bad_alloc; nothing is sent then, no callback comes, and the call may be made
-// again.
-// With one thread everything works, only slower.
+// again. With one thread everything works, only slower.
 
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountAPI.h>

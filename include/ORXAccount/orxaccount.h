@@ -115,7 +115,8 @@ enum {
 // The payload as JSON text; "null" where the result has none. What JSON cannot hold is null.
 ORX_EXPORT const char* orx_result_json(const orx_result* result);
 // The payload's field of this name as text, or the payload itself for a `key` of NULL. NULL where
-// there is none, and where it is no text, number or boolean. It ends at a zero byte within it.
+// there is none, and where it is no text, number or boolean. It ends at a zero byte within it; a
+// field whose name holds one is in the JSON alone.
 ORX_EXPORT const char* orx_result_text(const orx_result* result, const char* key);
 // The service's own words; NULL where it said none.
 ORX_EXPORT const char* orx_result_description(const orx_result* result);

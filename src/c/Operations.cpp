@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "c/Results.h"
+#include "platform/base/Wiping.h"
+#include "service/XMLTasks.h"
 
 namespace orx::c {
 
@@ -21,36 +23,36 @@ namespace {
 std::shared_ptr<ORVAAccountAPI> client() {
   const auto& account = ORVAAccount::sharedInstance();
   const auto appID = account->appID();
-  const auto appKey = account->appKey();
+  const std::optional<Wiped<std::string>> appKey = account->appKey();
   if (!appID || !appKey) throw std::invalid_argument("orx_initialize() has not been called");
   return ORVAAccountAPI::initWithOptions(
-      {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, *appKey}});
+      {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, std::string_view(*appKey)}});
 }
 
 // Gathers the elements that hold text, each under its name.
 class Elements final : public XMLParserDelegate {
  public:
   void parser_foundCharacters(XMLParser& /*parser*/, std::string_view characters) override {
-    text_ += characters;
+    gathered_.foundCharacters(characters);
   }
   void parser_didEndElement_namespaceURI_qualifiedName(
       XMLParser& /*parser*/, std::string_view elementName,
       std::optional<std::string_view> /*namespaceURI*/,
       std::optional<std::string_view> /*qualifiedName*/) override {
-    if (!text_.empty()) dictionary.set(elementName, std::exchange(text_, {}));
+    gathered_.didEndElement(elementName);
   }
 
-  Dictionary dictionary;
+  const Dictionary& dictionary() const { return gathered_.elements; }
 
  private:
-  std::string text_;
+  service::GatheredElements gathered_;
 };
 
 Result<Value> parsed(const std::shared_ptr<XMLParser>& parser) {
   const auto elements = std::make_shared<Elements>();
   parser->setDelegate(elements);
   if (!parser->parse()) return Failure(parser->parserError());
-  return elements->dictionary;
+  return elements->dictionary();
 }
 
 Result<orx_result> resultOf(const std::shared_ptr<ORVAAccountAPIResult>& result) {
@@ -102,9 +104,8 @@ orx_error* orx_sign_in_openid_v2(const char* parameters, orx_callback callback, 
 }
 
 orx_error* orx_sign_in_ticket(const char* ticket, orx_callback callback, void* context) {
-  return start(callback, context, [&] {
-    return calls::signInWithTicket(std::string(requiredText(ticket, "the ticket")));
-  });
+  return start(callback, context,
+               [&] { return calls::signInWithTicket(requiredText(ticket, "the ticket")); });
 }
 
 orx_error* orx_sign_out(void) {

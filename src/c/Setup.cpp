@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "c/Results.h"
+#include "platform/base/Text.h"
 
 namespace orx::c {
 
@@ -66,9 +67,7 @@ std::pair<std::string, Address> redirectionIn(std::string_view text) {
   }
   if (address.empty()) refuse(text, wanted);
   std::string host(text.substr(0, equals));
-  std::ranges::transform(host, host.begin(), [](char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-  });
+  std::ranges::transform(host, host.begin(), platform::lowerCase);
   return {std::move(host),
           Address{std::string(address), numberIn<std::uint16_t>(text.substr(colon + 1), wanted)}};
 }

@@ -29,9 +29,7 @@ struct Servers {
 
 constinit ProcessWide<Servers> serversInForce;
 
-bool isLetterOrDigit(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || isDigit(c);
-}
+bool isLetterOrDigit(char c) { return isLetter(c) || isDigit(c); }
 
 bool isOfLettersDigitsAnd(std::string_view marks, std::string_view text) {
   return !text.empty() && std::ranges::all_of(text, [marks](char c) {
@@ -43,7 +41,7 @@ bool isPort(std::string_view text) {
   std::uint16_t port = 0;
   const char* end = text.data() + text.size();
   const auto [stop, problem] = std::from_chars(text.data(), end, port);
-  return problem == std::errc() && stop == end;
+  return problem == std::errc() && stop == end && port != 0;
 }
 
 // cmake/CheckServers.cmake checks what is built in by the same two rules.

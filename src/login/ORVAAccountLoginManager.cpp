@@ -14,6 +14,7 @@
 
 #include "platform/base/Unicode.h"
 #include "platform/base/Wiping.h"
+#include "platform/keychain/StoreStatus.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Log.h"
 #include "platform/queues/Callback.h"
@@ -120,6 +121,8 @@ void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user, const SharedManag
     auto job = makeJob([change, manager] { announceAndReport(change, manager); });
     *change = changeCurrentUser(user);
     WorkerPool::shared().submit(std::move(job));
+    // Last: a log handler may block, and a sign-out meanwhile would be told before the sign-in.
+    logStore(true);
   });
   if (!isDone) report(manager, noMemoryToSignIn());
 }
@@ -258,7 +261,7 @@ void ORVAAccountLoginManager::parse(const std::shared_ptr<XMLParser>& parser,
     parser->setDelegate(delegate);
     service::XMLTask task;
     task.parser = parser;
-    task.elements.set(kORVAAccountTicket, ticket);
+    task.gathered.elements.set(kORVAAccountTicket, ticket);
     state_->ticketTasks.append(std::move(task));
   });
   if (!isDone) return report(shared(*this), noMemoryToSignIn());
@@ -326,7 +329,7 @@ void ORVAAccountLoginManager::parserDidEndDocument(XMLParser& parser) {
   const auto task = state_->ticketTasks.find(parser);
   if (!task) return;
   state_->ticketTasks.remove(parser);
-  finishLogin([&] { return task->elements; }, task->parsingError);
+  finishLogin([&] { return task->gathered.elements; }, task->parsingError);
 }
 
 }  // namespace orx

@@ -13,8 +13,16 @@ namespace orx::service {
 
 using namespace platform;
 
-SharedHandler required(ORVAAccountAPICompletionHandler completionHandler) {
+namespace {
+
+void require(const ORVAAccountAPICompletionHandler& completionHandler) {
   if (!completionHandler) throw std::invalid_argument("a call needs a completion handler");
+}
+
+}  // namespace
+
+SharedHandler required(ORVAAccountAPICompletionHandler completionHandler) {
+  require(completionHandler);
   return std::make_shared<ORVAAccountAPICompletionHandler>(std::move(completionHandler));
 }
 
@@ -29,11 +37,16 @@ std::shared_ptr<Error> outOfMemoryError() {
 
 TransferHandler answering(ORVAAccountAPICompletionHandler completionHandler, AnswerRule rule,
                           std::shared_ptr<const Object> keptAlive) {
+  require(completionHandler);
   outOfMemoryError();
   // The rule is a plain function, so a pending call holds nothing but the handler and `keptAlive`.
-  return [handler = required(std::move(completionHandler)), rule,
-          keptAlive = std::move(keptAlive)](const TransferOutcome& reply) {
-    report(answerOf([&] { return rule(reply); }), handler);
+  return [handler = std::move(completionHandler), rule,
+          keptAlive = std::move(keptAlive)](const TransferOutcome& reply) mutable {
+    const auto kind = kindOf(handler);
+    callBack(kind, [answer = answerOf([&] { return rule(reply); }),
+                    handler = std::move(handler)]() mutable {
+      hand(answer, std::exchange(handler, nullptr));
+    });
   };
 }
 

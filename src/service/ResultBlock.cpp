@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/base/Text.h"
 #include "platform/base/Unicode.h"
 
 namespace orx::service {
@@ -28,11 +29,6 @@ struct Match {
   std::size_t end;
 };
 
-char lowercase(char character) {
-  return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A'))
-                                              : character;
-}
-
 // The literal at exactly this position of the text, without regard to case. Of all characters
 // outside ASCII, only U+017F (long s) folds to a letter that the literals hold.
 std::optional<Match> literalAt(std::string_view text, std::size_t begin, std::string_view literal) {
@@ -41,9 +37,9 @@ std::optional<Match> literalAt(std::string_view text, std::size_t begin, std::st
   std::size_t position = begin;
   for (const char expected : literal) {
     if (position == text.size()) return std::nullopt;
-    if (lowercase(text[position]) == lowercase(expected)) {
+    if (lowerCase(text[position]) == lowerCase(expected)) {
       ++position;
-    } else if (lowercase(expected) == 's' && text.substr(position, 2) == "\u017F") {
+    } else if (lowerCase(expected) == 's' && text.substr(position, 2) == "\u017F") {
       position += 2;
     } else {
       return std::nullopt;

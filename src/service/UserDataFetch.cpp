@@ -107,8 +107,9 @@ void ORVAAccountAPI::parserDidEndDocument(XMLParser& parser) {
   if (!task) return;
   // A task that a host put into the list may have no callback.
   if (!task->completionHandler) return state_->tasks.remove(parser);
-  Answer answer = task->parsingError ? Failure(task->parsingError)
-                                     : answerOf([&] { return userDataAnswer(task->elements); });
+  Answer answer = task->parsingError
+                      ? Failure(task->parsingError)
+                      : answerOf([&] { return userDataAnswer(task->gathered.elements); });
   // The task goes when the handler has returned, wherever that runs.
   report(std::move(answer), task->completionHandler->handler,
          [this, self = shared_from_this(), read = task->parser] { state_->tasks.remove(*read); });

@@ -11,15 +11,37 @@ namespace orx::service {
 
 using namespace platform;
 
+void GatheredElements::foundCharacters(std::string_view characters) {
+  if (!parsingString) parsingString.emplace();
+  parsingString->append(characters);
+}
+
+Value GatheredElements::didEndElement(std::string_view elementName) {
+  if (!parsingString) return {};
+  Value former = elements[elementName];
+  elements.set(elementName, std::string_view(*parsingString));
+  parsingString.reset();
+  return former;
+}
+
+namespace {
+
+// A short text lies in the task itself, which is wiped at its end for that.
+std::shared_ptr<XMLTask> shared(XMLTask task) {
+  return std::allocate_shared<XMLTask>(WipingAllocator<XMLTask>(), std::move(task));
+}
+
+}  // namespace
+
 Dictionary XMLTaskList::dictionaryOf(const XMLTask& task) const {
   Dictionary dictionary;
   if (keys_.completionHandler && task.completionHandler) {
     dictionary.set(*keys_.completionHandler, task.completionHandler);
   }
   dictionary.set(keys_.parser, task.parser);
-  dictionary.set(keys_.elements, task.elements);
-  if (task.parsingString)
-    dictionary.set(keys_.parsingString, std::string_view(*task.parsingString));
+  dictionary.set(keys_.elements, task.gathered.elements);
+  if (task.gathered.parsingString)
+    dictionary.set(keys_.parsingString, std::string_view(*task.gathered.parsingString));
   if (task.parsingError) dictionary.set(keys_.parsingError, task.parsingError);
   return dictionary;
 }
@@ -27,9 +49,10 @@ Dictionary XMLTaskList::dictionaryOf(const XMLTask& task) const {
 XMLTask XMLTaskList::taskOf(const Dictionary& dictionary) const {
   XMLTask task;
   task.parser = dictionary[keys_.parser].objectOf<XMLParser>();
-  if (const auto* elements = dictionary[keys_.elements].dictionary()) task.elements = *elements;
+  if (const auto* elements = dictionary[keys_.elements].dictionary())
+    task.gathered.elements = *elements;
   if (const auto* text = dictionary[keys_.parsingString].string())
-    task.parsingString.emplace(*text);
+    task.gathered.parsingString.emplace(*text);
   task.parsingError = dictionary[keys_.parsingError].objectOf<Error>();
   if (keys_.completionHandler) {
     task.completionHandler =
@@ -61,7 +84,7 @@ void XMLTaskList::setDictionaries(const std::optional<std::vector<Dictionary>>& 
   if (dictionaries) {
     tasks.emplace();
     for (const Dictionary& dictionary : *dictionaries) {
-      tasks->push_back(std::make_shared<XMLTask>(taskOf(dictionary)));
+      tasks->push_back(shared(taskOf(dictionary)));
     }
   }
   // Destroyed after the section, like the old list: what they hold is the host's.
@@ -88,13 +111,13 @@ std::optional<Dictionary> XMLTaskList::dictionaryWithParser(const XMLParser* par
 }
 
 void XMLTaskList::append(XMLTask task) {
-  const auto added = std::make_shared<XMLTask>(std::move(task));
+  const auto added = shared(std::move(task));
   const BriefSection section;
   if (tasks_) add(added);
 }
 
 void XMLTaskList::appendAnyway(XMLTask task) {
-  const auto added = std::make_shared<XMLTask>(std::move(task));
+  const auto added = shared(std::move(task));
   const BriefSection section;
   if (!tasks_) tasks_.emplace();
   add(added);
@@ -112,8 +135,7 @@ std::optional<XMLTask> XMLTaskList::find(const XMLParser& parser) {
   const XMLTask* task = locate(parser);
   if (task == nullptr) return std::nullopt;
   return XMLTask{.parser = task->parser,
-                 .elements = task->elements,
-                 .parsingString = {},
+                 .gathered = {.elements = task->gathered.elements, .parsingString = {}},
                  .parsingError = task->parsingError,
                  .completionHandler = task->completionHandler};
 }
@@ -134,21 +156,14 @@ void XMLTaskList::remove(const XMLParser& parser) {
 
 void XMLTaskList::foundCharacters(const XMLParser& parser, std::string_view characters) {
   const BriefSection section;
-  XMLTask* task = locate(parser);
-  if (task == nullptr) return;
-  if (!task->parsingString) task->parsingString.emplace();
-  task->parsingString->append(characters);
+  if (XMLTask* task = locate(parser)) task->gathered.foundCharacters(characters);
 }
 
 void XMLTaskList::didEndElement(const XMLParser& parser, std::string_view elementName) {
   // Destroyed after the section: a host may have put an object of its own under this name.
   Value replaced;
   const BriefSection section;
-  XMLTask* task = locate(parser);
-  if (task == nullptr || !task->parsingString) return;
-  replaced = task->elements[elementName];
-  task->elements.set(elementName, std::string_view(*task->parsingString));
-  task->parsingString.reset();
+  if (XMLTask* task = locate(parser)) replaced = task->gathered.didEndElement(elementName);
 }
 
 void XMLTaskList::parseErrorOccurred(const XMLParser& parser, const std::shared_ptr<Error>& error) {

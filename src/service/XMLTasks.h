@@ -33,12 +33,23 @@ struct CompletionHandlerObject final : Object {
   const SharedHandler handler;
 };
 
-// One XML document that is being read into a flat dictionary of element texts.
-struct XMLTask {
-  std::shared_ptr<XMLParser> parser;
+// The gathering rule, which makes a flat dictionary of a document: an element is recorded under its
+// name with all character data since the last recorded element end, and is not recorded when there
+// was none.
+struct GatheredElements {
+  void foundCharacters(std::string_view characters);
+  // Returns what was recorded under this name before.
+  Value didEndElement(std::string_view elementName);
+
   Dictionary elements;
   // Character data since the last recorded element end; absent while there is none.
   std::optional<platform::GrowingSecretText> parsingString;
+};
+
+// One XML document that is being read.
+struct XMLTask {
+  std::shared_ptr<XMLParser> parser;
+  GatheredElements gathered;
   std::shared_ptr<Error> parsingError;
   // Shared: copying or destroying the callback itself would run host code under a lock.
   std::shared_ptr<CompletionHandlerObject> completionHandler;
@@ -70,9 +81,7 @@ class XMLTaskList {
   std::optional<XMLTask> find(const XMLParser& parser);
   void remove(const XMLParser& parser);
 
-  // The gathering rule: an element is recorded under its name with all character data since the
-  // last recorded element end, and is not recorded when there was none. Unknown parsers change
-  // nothing.
+  // Unknown parsers change nothing.
   void foundCharacters(const XMLParser& parser, std::string_view characters);
   void didEndElement(const XMLParser& parser, std::string_view elementName);
   void parseErrorOccurred(const XMLParser& parser, const std::shared_ptr<Error>& error);

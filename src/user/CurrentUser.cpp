@@ -36,12 +36,18 @@ Guarded<SharedUser>& currentRecord() {
   return current.get();
 }
 
+bool isDone(const SharedUser& user) {
+  return user == ORVAAccountUser::currentUser() && (user || !isSignOutUnfinished());
+}
+
 }  // namespace
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return currentRecord().get(); }
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
+  if (isDone(user)) return;
   auto information = changeCurrentUser(user);
+  logStore(user != nullptr);
   if (!information) return;
   // On this thread the caller hears that memory has run out. On another one nobody would: the user
   // is then the one from before again, as observers know.
@@ -54,14 +60,7 @@ void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& use
   });
 }
 
-namespace {
-
-bool isDone(const SharedUser& user) {
-  return user == ORVAAccountUser::currentUser() && (user || !isSignOutUnfinished());
-}
-
-// What the notification tells; absent when nothing changed.
-std::optional<Dictionary> change(const SharedUser& user) {
+std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
   const auto& cache = ORVAAccountUserCache::sharedInstance();
   const auto archived = cache->archivedUser(user);
   Dictionary information;
@@ -70,6 +69,10 @@ std::optional<Dictionary> change(const SharedUser& user) {
   const std::lock_guard guard(settingMutex);
   previous = ORVAAccountUser::currentUser();
   if (isDone(user)) return std::nullopt;
+  if (!user && !previous) {
+    finishSignOut();
+    return std::nullopt;
+  }
   if (user) information.set(ORVAAccountUserChangeNewKey, user);
   if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
   currentRecord().set(user);
@@ -81,16 +84,6 @@ std::optional<Dictionary> change(const SharedUser& user) {
     currentRecord().set(previous);
     throw;
   }
-  if (user == previous) return std::nullopt;
-  return information;
-}
-
-}  // namespace
-
-std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
-  if (isDone(user)) return std::nullopt;
-  auto information = change(user);
-  logStore(user != nullptr);
   return information;
 }
 

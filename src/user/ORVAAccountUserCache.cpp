@@ -143,8 +143,13 @@ std::optional<std::string> installationUUID() {
   return uuid;
 }
 
-// The last removal left something behind.
-constinit std::atomic<bool> removalIsUnfinished = false;
+// What the last removal of this process left behind.
+enum class Remains {
+  Nothing,
+  Item,  // which belongs to nobody, and is known by that
+  Everything,
+};
+constinit std::atomic<Remains> remains = Remains::Nothing;
 
 void removeStoredUser(ORVAAccountKeychain& keychain) {
   // The defaults first: if the item cannot be removed, or the process dies in between, it belongs
@@ -153,7 +158,7 @@ void removeStoredUser(ORVAAccountKeychain& keychain) {
       UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey);
   noteDefaultsError(errorOf(removed));
   const bool isGone = keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
-  removalIsUnfinished = !removed || !isGone;
+  remains = isGone && removed ? Remains::Nothing : removed ? Remains::Item : Remains::Everything;
 }
 
 // Keeps out the application's other processes and threads while the defaults and the keychain are
@@ -174,7 +179,23 @@ bool isHeldUp(const Result<std::optional<FileLock>>& lock) {
 
 }  // namespace
 
-bool user::isSignOutUnfinished() { return removalIsUnfinished; }
+bool user::isSignOutUnfinished() { return remains != Remains::Nothing; }
+
+void user::finishSignOut() {
+  const auto keychain = ORVAAccountKeychain::initWithServiceID(keychainService());
+  const auto lock = lockTransaction(Missing::DoNotCreate);
+  if (remains == Remains::Item) {
+    const auto stored = readStoredUser(*keychain);
+    // Out of reach still.
+    if (!stored) return;
+    // An item that belongs to somebody is of a later sign-in.
+    if (!stored->isForeign) {
+      remains = Remains::Nothing;
+      return;
+    }
+  }
+  removeStoredUser(*keychain);
+}
 
 struct ORVAAccountUserCache::State {
   const std::shared_ptr<ORVAAccountKeychain> userKeychain;
@@ -230,8 +251,9 @@ void ORVAAccountUserCache::setCachedUser_archivedUser(const std::shared_ptr<ORVA
   if (!archivedUser) return;
   const auto lock = lockTransaction(Missing::Create);
   if (isHeldUp(lock)) return;
-  if (isOf(restored.user, user) && !isStillStored(restored, *state_->userKeychain)) return;
-  const auto uuid = installationUUID();
+  const bool isWrittenBack = isOf(restored.user, user);
+  if (isWrittenBack && !isStillStored(restored, *state_->userKeychain)) return;
+  const auto uuid = isWrittenBack ? restored.uuid : installationUUID();
   if (!uuid) return;
   const Dictionary blob{{ORVAAccountUserUUIDKey, *uuid}, {ORVAAccountUserDataKey, *archivedUser}};
   state_->userKeychain->setData_forKey(archivedDataWithRootObject(blob),

@@ -76,11 +76,13 @@ void didReceiveProfileImage(const Load& load, const TransferOutcome& outcome,
   std::shared_ptr<Error> error;
   if (isPicture) {
     imageData = outcome.data.value_or(Data());
+    load.user->setProfileImageData(imageData);
+    load.user->setLoadProfileImageTask(nullptr);
   } else {
     error = outcome.error ? outcome.error : wrongResponseError(outcome.statusCode);
+    load.user->setLoadProfileImageTask(nullptr);
+    load.user->setProfileImageData(std::nullopt);
   }
-  load.user->setProfileImageData(imageData);
-  load.user->setLoadProfileImageTask(nullptr);
   report(load, imageData, error, [semaphore] { semaphore->signal(); });
 }
 

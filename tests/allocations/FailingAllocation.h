@@ -63,13 +63,14 @@ template <typename Attempt>
 void withEachAllocationFailing(Attempt attempt) {
   for (const Shortage shortage : {Shortage::OfOneAllocation, Shortage::FromThereOn}) {
     bool hasFailed = true;
-    for (std::size_t number = 0; hasFailed; ++number) {
+    for (std::size_t number = 0;; ++number) {
       std::unique_ptr<FailingAllocation> failing;
       attempt([&] { failing = std::make_unique<FailingAllocation>(number, shortage); },
               [&] {
                 hasFailed = FailingAllocation::hasFailed();
                 failing.reset();
               });
+      if (!hasFailed) break;
     }
   }
 }

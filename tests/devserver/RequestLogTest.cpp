@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <vector>
@@ -89,6 +90,15 @@ TEST_F(Log, StaysALinePerRequestWhateverClientsWrite) {
   const auto lines = linesOf(file_);
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].at("operation"), "/\n\"" + std::string(197, 'x'));
+}
+
+// A pipe that is ready takes no more than this in one piece.
+TEST_F(Log, HasLinesThatAPipeTakesWholeWhateverClientsWrite) {
+  const std::string longest(7000, '<');
+  ServiceClient(service_).exchange("GET /" + std::string(1000, '<') + " HTTP/1.1\r\nHost: " +
+                                   longest + "\r\nConnection: close\r\n\r\n");
+  ASSERT_EQ(linesOf(file_).size(), 1U);
+  EXPECT_LT(contentOf(file_).size(), static_cast<std::size_t>(PIPE_BUF));
 }
 
 TEST_F(Log, IsAlsoAListForTheHost) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <ORXAccount/CallbackExecutor.h>
+#include <ORXAccount/LogHandler.h>
 #include <ORXAccount/ORVAAccountConstants.h>
+#include <ORXAccount/platform/Keychain.h>
 #include <ORXAccount/platform/NotificationCenter.h>
 
 #include <optional>
@@ -159,6 +161,22 @@ TEST_F(SignInsOnAnExecutor, AreFollowedThereByASignOutOfTheHosts) {
   EXPECT_EQ(runOne(), (Words{"observers of ada", "delegate of success with nobody"}));
   loop.put(signOut);
   EXPECT_EQ(runOne(), Words{"observers of nobody"});
+}
+
+TEST_F(SignInsOnAnExecutor, AreToldWhileALogHandlerBlocks) {
+  use(CallbackScope::Everything);
+  setKeychainPolicy(KeychainPolicy::PreferSecretService);
+  Mailbox<int> logged, leave;
+  setLogHandler([&](LogLevel, std::string_view line) {
+    if (!line.starts_with("The user is stored in a file")) return;
+    logged.put(0);
+    leave.take();
+  });
+  startSignIn("ada");
+  logged.take();
+  EXPECT_EQ(runOne(), (Words{"observers of ada", "delegate of success with ada"}));
+  leave.put(0);
+  setLogHandler({});
 }
 
 }  // namespace

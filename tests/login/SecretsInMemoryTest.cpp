@@ -2,6 +2,7 @@
 // What lies in the process's memory once a call is over: no password, no ticket of who has signed
 // out, and the application key only where ORVAAccount holds it. And what nobody is told. By hand,
 // run these tests with LD_BIND_NOW=1.
+#include <ORXAccount/Calls.h>
 #include <ORXAccount/LogHandler.h>
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountLoginManager.h>
@@ -28,8 +29,8 @@ using Request = TLSTestServer::Request;
 using namespace std::chrono_literals;
 
 const Canary password("password");
-const Canary appKey("appKey");
-const Canary ticket("ticket");
+const Canary appKey("appKey", 3000);
+const Canary ticket("ticket", 3000);
 
 Answer block(std::string_view code, std::string_view type, const std::string& data) {
   return Answer::reply(200, soapAnswer(resultBlock(code, "words", type, data)));
@@ -129,6 +130,15 @@ TEST_F(SecretsInMemory, AreGoneAfterASignInAndASignOut) {
     ORVAAccountLoginManager::sharedInstance()->logout();
     expectNoneLeft();
   }
+}
+
+TEST_F(SecretsInMemory, AreGoneAfterACallThatSignsInByTicket) {
+  std::string typed = ticket.text();
+  auto outcome = calls::signInWithTicket(typed).orError().future();
+  wipeHosts(typed);
+  ASSERT_EQ(outcome.get().error, nullptr);
+  ORVAAccountLoginManager::sharedInstance()->logout();
+  expectNoneLeft();
 }
 
 TEST_F(SecretsInMemory, AreGoneAfterASignInByTicket) {

@@ -61,6 +61,7 @@ class Shortage : public ::testing::TestWithParam<std::size_t> {
 
  private:
   static TLSTestServer::Answer answer(const TLSTestServer::Request& request) {
+    if (request.target.ends_with("gone.png")) return TLSTestServer::Answer::reply(404);
     if (request.method == "GET") return TLSTestServer::Answer::reply(200, "picture");
     if (request.target.ends_with("/Login")) {
       return TLSTestServer::Answer::reply(200, R"({"Status":0,"Result":{"Login":"ada"}})");
@@ -271,12 +272,12 @@ TEST_F(WorkerWithoutMemory, ReportsASignInWithATicketOnce) {
 }
 
 TEST_F(WorkerWithoutMemory, ReportsAPictureOnce) {
-  const auto load = [](std::size_t number) {
+  const auto load = [](const std::string& name, std::size_t number) {
     Mailbox<bool> failures;
     std::optional<FailingAllocation> failing;
     platform::WorkerPool::shared().submit(
         platform::makeJob([&failing, number] { failing.emplace(number); }));
-    ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", "me.png"}})
+    ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", name}})
         ->loadProfileImageDataWithCompletionBlock([&](const Picture& data, const auto& error) {
           const bool hasFailed = FailingAllocation::hasFailed();
           failing.reset();
@@ -290,7 +291,9 @@ TEST_F(WorkerWithoutMemory, ReportsAPictureOnce) {
                                 Mailbox<Picture> pictures;
                                 loadPicture(pictures);
                                 pictures.take();
-                                for (std::size_t number = 0; load(number);) ++number;
+                                for (const auto* name : {"me.png", "gone.png"}) {
+                                  for (std::size_t number = 0; load(name, number);) ++number;
+                                }
                                 return HasFailure() ? 1 : fine;
                               }),
             fine);

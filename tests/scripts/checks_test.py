@@ -350,7 +350,7 @@ class Dev(unittest.TestCase):
                 env={**os.environ, "PATH": f"{folder}:{os.environ['PATH']}", "PLACE": folder})
 
     def pattern_for(self, *arguments):
-        done = self.run_with({"cmake": "true", "ctest": 'printf "<%s>" "$@"', "sudo": "true",
+        done = self.run_with({"cmake": "echo http_tests: phony", "ctest": 'printf "<%s>" "$@"', "sudo": "true",
                               "apt-get": "true"}, "bash", "dev", "test", *arguments)
         self.assertEqual(done.returncode, 0, done.stderr)
         # ctest heeds the last -R alone.
@@ -363,6 +363,24 @@ class Dev(unittest.TestCase):
                            ("service/Proxy.X", False)):
             self.assertEqual(bool(re.search(both, name)), runs, name)
         self.assertEqual(self.pattern_for("-R", "login/"), "login/")
+
+    def test_names_the_rooms_where_a_name_is_none(self):
+        programs = {"cmake": "printf '%s: phony\\n' base_tests user_tests user", "ctest": "exit 8", "sudo": "true",
+                    "apt-get": "true"}
+        done = self.run_with(programs, "bash", "dev", "test", "tools")
+        self.assertEqual(done.returncode, 1, done.stderr)
+        self.assertRegex(done.stderr, "there is no room tools .*rooms: base user\n$")
+
+    def test_asks_for_git_before_it_copies_what_git_lists(self):
+        programs = {"dpkg-query": 'shift 3; for p; do [ "$p" = git ] || echo "$p installed"; done',
+                    "apt-get": "exit 7", "sudo": 'exec "$@"'}
+        # What would run next, and for long.
+        programs |= dict.fromkeys(("git", "cmake", "python3", "dpkg-parsechangelog"), "exit 8")
+        for command in ("package", "compilers", "mutate", "check"):
+            with self.subTest(command):
+                done = self.run_with(programs, "bash", "dev", command)
+                self.assertEqual(done.returncode, 7, done.stderr)
+                self.assertIn("installing Debian packages: git\n", done.stdout)
 
     def test_compares_every_file_of_two_builds(self):
         script = ("set -eu; source scripts/compilers.sh; "

@@ -2,7 +2,9 @@
 # SPDX-License-Identifier: MIT
 """./dev install and ./dev uninstall, with a small project in the place of this one's build."""
 
+import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -10,6 +12,7 @@ import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+LIST = "share/orxaccount/installed-files"
 # A program, its completions of the same name, a library with its links, and a file that is installed last.
 PROJECT = """
 cmake_minimum_required(VERSION 3.25)
@@ -50,12 +53,12 @@ class Installing(unittest.TestCase):
         self.trial = Path(trial.name)
         self.prefix = self.trial / "a prefix [1]"
 
-    def run_script(self, command, *arguments, status=0):
-        script = (f'set -euo pipefail; caller_folder="{self.trial}"; build_packages=(); '
-                  f'source "{ROOT}/scripts/build.sh"; source "{ROOT}/scripts/install.sh"; '
-                  'require_packages() { :; }; configure() { :; }; build() { :; }; "$@"')
-        ended = subprocess.run(["bash", "-c", script, "dev", command, *map(str, arguments)], text=True,
-                               cwd=self.folder, capture_output=True, timeout=120)
+    def run_script(self, command, *arguments, status=0, **options):
+        script = "".join((ROOT / "scripts" / name).read_text() for name in ("packages.sh", "build.sh", "install.sh"))
+        script += (f'set -euo pipefail; caller_folder="{self.trial}"; '
+                   'require_packages() { :; }; configure() { :; }; build() { :; }; "$@"')
+        ended = subprocess.run([shutil.which("bash"), "-c", script, "dev", command, *map(str, arguments)], text=True,
+                               cwd=self.folder, capture_output=True, timeout=120, **options)
         self.assertEqual(ended.returncode, status, ended.stdout + ended.stderr)
         return ended
 
@@ -118,6 +121,26 @@ class Installing(unittest.TestCase):
     def test_refuses_a_prefix_that_nothing_was_installed_below(self):
         self.assertIn("nothing was installed", self.run_script("uninstall_from", "x", status=1).stderr)
         self.assertIn("takes the folder", self.run_script("install_to", status=1).stderr)
+
+    def test_where_only_root_may_write_needs_a_way_to_become_it(self):
+        self.run_script("install_to", self.prefix)
+        programs = self.trial / "programs"
+        programs.mkdir()
+        for name in ("dirname", "realpath", "cat"):
+            (programs / name).symlink_to(shutil.which(name))
+        for place in (self.folder, self.trial):
+            place.chmod(0o755)
+        for command, words in (("install_to", "only root may install below"),
+                               ("uninstall_from", "only root may remove")):
+            before = everything_in(self.prefix)
+            options = {"env": {"PATH": str(programs)}} | ({"user": 65534} if os.geteuid() == 0 else {})
+            if os.geteuid() != 0:
+                (self.prefix / LIST).chmod(0o444)
+                self.prefix.chmod(0o555)
+                self.addCleanup(self.prefix.chmod, 0o755)
+            refused = self.run_script(command, self.prefix, status=1, **options)
+            self.assertIn(words, refused.stderr)
+            self.assertEqual(everything_in(self.prefix), before)
 
     def test_refuses_what_stands_after_the_folder(self):
         refused = self.run_script("install_to", self.prefix, "--debug", status=1)

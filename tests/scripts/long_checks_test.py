@@ -155,6 +155,14 @@ class Parts(unittest.TestCase):
                 self.assertTrue(any(check.fnmatch.fnmatch(name, pattern) for name in tracked), pattern)
 
 
+    def test_depend_on_what_they_build(self):
+        for name, file in (("compilers", "examples/glib.cpp"), ("packages", "README.md"),
+                           ("torture", "tests/platform/keychain/secretservice/service/CMakeLists.txt")):
+            part = next(part for part in check.PARTS if part.name == name)
+            self.assertIn(file, check.output_of("git", "ls-files").split())
+            self.assertTrue(any(check.fnmatch.fnmatch(file, pattern) for pattern in part.files), name)
+
+
 class UnderValgrind(unittest.TestCase):
     tests = {name: ["room_tests", "--gtest_filter=" + name.split("/")[1]]
              for name in ("base/A.One", "base/A.Two", "base/A.ManyTimes", "base/B.One", "user/C.One", "user/C.Two",

@@ -138,7 +138,7 @@ TEST(TaskListWithoutMemory, TakesAnotherListOrStaysAsItWas) {
     }
     end();
     for (const auto& parser : parsers) {
-      EXPECT_EQ(list.find(*parser)->elements == ofTheHost, isTaken);
+      EXPECT_EQ(list.find(*parser)->gathered.elements == ofTheHost, isTaken);
     }
   });
 }

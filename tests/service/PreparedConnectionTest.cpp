@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/AccountServiceFixture.h"
 #include "support/Handshakes.h"
+#include "support/ThreadLimit.h"
 
 namespace orx::testing {
 namespace {
@@ -39,6 +40,16 @@ TEST_F(PreparedConnection, LeadsToTheServerOfTheFlag) {
   ORVAAccountAPI::setTargetServerWithIsCN(false);
   signIn();
   EXPECT_EQ(server().connectionCount(), 2U);
+}
+
+TEST_F(PreparedConnection, IsLeftOutWhereTheSystemHasNoThread) {
+  if (!canLimitThreads()) GTEST_SKIP() << "only root's processes can be limited";
+  EXPECT_EQ(statusWithThreads(0,
+                              [] {
+                                ORVAAccountAPI::prepareConnection();
+                                return 7;
+                              }),
+            7);
 }
 
 TEST_F(PreparedConnection, IsNeverMadeByTheLibraryItself) {

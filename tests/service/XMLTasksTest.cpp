@@ -23,7 +23,7 @@ class TaskList : public ::testing::Test {
     list.didEndElement(*parser, "b");
     const auto task = list.find(*parser);
     ASSERT_TRUE(task);
-    EXPECT_EQ(task->elements, elements);
+    EXPECT_EQ(task->gathered.elements, elements);
     EXPECT_EQ(task->completionHandler, callback);
     list.remove(*parser);
     EXPECT_FALSE(list.find(*parser));

@@ -16,7 +16,6 @@ namespace orx::testing {
 namespace {
 
 constexpr char kMask = '\x15';
-constexpr std::size_t kLength = 48;
 constexpr std::size_t kCounted = 16;
 constexpr std::size_t kPiece = std::size_t{1} << 20U;
 
@@ -83,11 +82,11 @@ std::size_t countIn(std::string_view bytes, std::string_view masked) {
 
 }  // namespace
 
-Canary::Canary(std::string_view name) {
+Canary::Canary(std::string_view name, std::size_t length) {
   // A generator of its own, so that another process finds the same.
   unsigned state = 1;
   for (const char letter : name) state = state * 31 + static_cast<unsigned char>(letter);
-  for (std::size_t at = 0; at < kLength; ++at) {
+  for (std::size_t at = 0; at < length; ++at) {
     state = state * 1103515245U + 12345U;
     masked_ +=
         static_cast<char>("abcdefghijklmnopqrstuvwxyz0123456789"[(state >> 16U) % 36] ^ kMask);
@@ -101,7 +100,7 @@ std::string Canary::text() const {
 }
 
 std::size_t Canary::copies() const {
-  const std::string_view end = std::string_view(masked_).substr(kLength - kCounted);
+  const std::string_view end = std::string_view(masked_).substr(masked_.size() - kCounted);
   const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
   if (memory < 0) throw std::runtime_error("cannot read the process's memory");
   Window window;

@@ -11,8 +11,9 @@ namespace orx::testing {
 class Canary {
  public:
   // The same for the same name, and of another one for another: letters and digits, too many for
-  // the room inside a std::string.
-  explicit Canary(std::string_view name);
+  // the room inside a std::string. A long one is found after it was freed: the memory of a short
+  // one may go to somebody else within the same call.
+  explicit Canary(std::string_view name, std::size_t length = 48);
 
   // A copy for the host, who wipes it.
   std::string text() const;

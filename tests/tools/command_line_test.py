@@ -97,6 +97,22 @@ class Usage(CommandLine):
         done = self.expect(2, "--ca-file", "/no/where.pem", "call", "w1")
         self.assertIn("'/no/where.pem': No such file", done.stderr)
 
+    def test_a_proxy_is_wrong_usage_just_where_the_library_takes_it_for_none(self):
+        host = "127.0.0.1"
+        logins = ("", "a@", "a:b@", ":@", "@", "a@b@", "a:b/c@", "a:b?c@", "a:b#@", "a%00@", "a:%0a@", "a:%zz@")
+        others = ("", "h x", "h\\x", "h,", "h!", "h|", "h%20x", "127.0.0.%31", ":1", "::1", "[::1", "[::1]:1", "[x]",
+                  "localhost/x", "localhost/x?y", "LOCALHOST/x")
+        texts = [login + host for login in logins] + list(others) + [host + rest for rest in (
+            ":", ":1", ":0", ":65535", ":65536", ":+1", ":x", "/", "//", "/x", "?", "#", "#x", "/x?y", ":1/")]
+        for scheme in ("", "http://", "socks5h://", "ftp://"):
+            for text in filter(None, (scheme + text for text in texts)):
+                with self.subTest(text):
+                    call = ("--max-time", "0.001", "call", "w1")
+                    taken = self.run_tool(*call, https_proxy=text)
+                    self.assertEqual(taken.returncode, 3)
+                    told = self.run_tool(*call, ORXACCOUNT_PROXY=text)
+                    self.assertEqual(told.returncode, 2 if "what names the proxy is no URL" in taken.stderr else 3)
+
     def test_proxies_of_every_kind_are_tried(self):
         with socket.socket() as closed:
             closed.bind(("127.0.0.1", 0))

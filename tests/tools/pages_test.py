@@ -88,11 +88,24 @@ class UnknownWord(CommandLine):
         self.assertNotIn("--uid", self.told("login", "--ui", "x"))
 
     def test_is_named_without_what_may_be_a_secret(self):
-        for arguments in (["--pasword=SECRET"], ["--pasword", "SECRET"]):
-            self.assertNotIn("SECRET", self.told("login", "--login", "a", *arguments))
+        for arguments, words in (
+                (["--pasword=SECRET"], "no option --pasword "), (["--pasword", "SECRET"], "no option --pasword "),
+                (["-pSECRET"], "no option -p "), (["--password-stdin=SECRET"], ": --password-stdin "),
+                (["--password-stdin", "SECRET"], "login takes no argument ")):
+            for form in ([], ["--json"]):
+                with self.subTest(arguments + form):
+                    done = self.expect(2, "login", "--login", "a", *arguments, *form)
+                    self.assertIn(words.strip(), done.stdout + done.stderr)
+                    self.assertNotIn("SECRET", done.stdout + done.stderr)
+        self.assertIn("did you mean --login?", self.told("login", "-login"))
 
-    def test_behind_a_command_that_takes_none_is_named(self):
-        self.assertIn("whoami takes no argument 'me'", self.told("whoami", "me"))
+    def test_behind_a_command_that_takes_no_more_is_not_repeated(self):
+        for arguments, words in ((["whoami"], "whoami takes no argument ("),
+                                 (["login-ticket"], "login-ticket takes no argument ("),
+                                 (["call", "w1"], "call takes no further argument (")):
+            told = self.told(*arguments, "SECRET")
+            self.assertIn(words, told)
+            self.assertNotIn("SECRET", told)
 
     def test_of_a_program_without_commands_is_named_once(self):
         for word in ("--prt", "me"):

@@ -105,12 +105,13 @@ class Terminal(CommandLine):
                 longest = max(map(len, (done.stdout + done.stderr).splitlines()))
                 self.assertLess(longest, 17_000)
 
-    def test_the_librarys_log_line_is_printable_and_bounded(self):
-        done = self.expect_printable(self.run_tool(
-            "login-ticket", "--ticket-stdin", "--verbose", typed="ticket\n"))
-        logged = [line for line in done.stderr.splitlines() if "[OrvaAccount]" in line]
-        self.assertEqual(len(logged), 1, done.stderr[:1000])
-        self.assertLess(len(logged[0]), 4096)
+    def test_a_log_line_of_the_library_comes_with_verbose_and_without_what_the_service_sent(self):
+        for form, lines in ((["--verbose"], 1), ([], 0)):
+            done = self.expect_printable(self.run_tool(
+                "login-ticket", "--ticket-stdin", *form, typed="ticket\n"))
+            logged = [line for line in done.stderr.splitlines() if "not XML" in line]
+            self.assertEqual(len(logged), lines, done.stderr[:1000])
+            self.assertNotIn("é中z", done.stderr)
 
 
 class Secrets(CommandLine):
@@ -125,6 +126,8 @@ class Secrets(CommandLine):
         for arguments in (["--set", "sso_ticket=SECRET"], ["--set", "old_pass_word=SECRET"],
                           ["--set", "client-secret=SECRET"], ["--set", "PassPhrase=SECRET"],
                           ["--set", "api_key=SECRET"], ["--set", "credentials=SECRET"],
+                          ["--set", "Pass=SECRET"], ["--set", "pin=SECRET"], ["--set", "O_T_P=SECRET"],
+                          ["--set-json", 'users=[{"PIN":"SECRET"}]'],
                           ["--set-json", 'user={"passwd":"SECRET"}'],
                           ["--set-json", 'users=[{"a":[{"Ticket":"SECRET"}]}]'],
                           ["--app-key", "SECRET"], ["--app-key=SECRET"]):
@@ -132,6 +135,16 @@ class Secrets(CommandLine):
                 done = self.expect(2, "call", "w000000015", *arguments)
                 self.assertIn("process list (ps)", done.stderr)
                 self.assertNotIn("SECRET", done.stderr)
+
+    def test_in_json_that_is_none_are_not_repeated(self):
+        for form in ([], ["--json"]):
+            done = self.expect(2, "call", "w1", "--set-json", 'user={"passwd":"SECRET"', *form)
+            self.assertIn("--set-json user is not JSON", done.stdout + done.stderr)
+            self.assertNotIn("SECRET", done.stdout + done.stderr)
+
+    def test_are_not_seen_in_names_that_only_begin_like_one(self):
+        self.expect(0, "call", "w000000015", "--set", "login=nobody@example.com", "--set", "passport=x",
+                    "--set", "pinboard=x")
 
     def test_in_a_file_become_parameters(self):
         self.sign_up()
@@ -191,6 +204,33 @@ class Tickets(CommandLine):
                     self.assertIn("ticket", shown.stdout)
         whole = json.loads(self.expect(0, "whoami", "--json", "--show-ticket").stdout)
         self.assertIn(self.ticket(), whole["userInfo"].values())
+
+
+class TicketsInTexts(CommandLine):
+    """A text has no entries that could be left out."""
+
+    def expect_hidden(self, *arguments):
+        for form in ([], ["--json"], ["--verbose"]):
+            with self.subTest(arguments + tuple(form)):
+                options = {"typed": "old\n"}
+                hidden = self.run_tool(*arguments, *form, **options)
+                self.assertNotIn("CANARY", hidden.stdout + hidden.stderr)
+                shown = self.run_tool(*arguments, *form, "--show-ticket", **options)
+                yield hidden, shown
+
+    def test_are_printed_with_the_option_alone(self):
+        data = {"sso0000004": "CANARY", "names": "<session ssoTicket='CANARY'/>", "nested": '{"ticket":"CANARY"}'}
+        service = support.Service([{"match": {"apiId": name}, "do": {
+            "body": answer(0 if name == "sso0000004" else 1, "", "JsonString", json.dumps(text))}}
+            for name, text in data.items()])
+        self.addCleanup(service.stop)
+        self.use(service)
+        for arguments in (("user-data", "--ticket-stdin"), ("call", "names"), ("call", "nested")):
+            for hidden, shown in self.expect_hidden(*arguments):
+                self.assertIn("bytes of text", hidden.stdout)
+                self.assertIn("CANARY", shown.stdout)
+        for hidden, _ in self.expect_hidden("login-ticket", "--ticket-stdin"):
+            self.assertEqual(hidden.returncode, 1)
 
 
 class Proxy(CommandLine):

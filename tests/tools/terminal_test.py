@@ -82,7 +82,7 @@ class Waiting(Terminal):
         self.connect_to(self.silent)
 
     def test_is_shown_and_gone_afterwards(self):
-        for form, told in (("--verbose", "^orxaccount: .*NSURLErrorDomain"), ("--json", r"^\{\n")):
+        for form, told in (("--verbose", r"^log: .*\norxaccount: .*NSURLErrorDomain"), ("--json", r"^\{\n")):
             with self.subTest(form):
                 child, terminal = self.start(form, "call", "w1")
                 connection, _ = self.silent.accept()

@@ -92,6 +92,24 @@ TEST_F(CurrentUserTest, LeavesASignOutThatFailedInTheStatusUntilAnotherSignOutFi
   EXPECT_EQ(seen.size(), 2U) << "signed in, signed out";
 }
 
+TEST_F(CurrentUserTest, LeavesWhoeverHasSignedInElsewhereSinceASignOutThatFailed) {
+  setKeychainPolicy(KeychainPolicy::FileOnly);
+  ORVAAccountUser::setCurrentUser(userNamed("someone"));
+  {
+    const auto held = keychainLock();
+    setKeychainPatience(std::chrono::milliseconds(10));
+    ORVAAccountUser::setCurrentUser(nullptr);
+  }
+  testing::ChildProcess elsewhere([&] {
+    setKeychainPatience(std::chrono::seconds(30));
+    ORVAAccountUser::setCurrentUser(userNamed("another"));
+    return keychainStatus().description().empty() ? 0 : 1;
+  });
+  ASSERT_EQ(elsewhere.wait(), 0);
+  ORVAAccountUser::setCurrentUser(nullptr);
+  EXPECT_EQ(stored(), "another");
+}
+
 TEST_F(CurrentUserTest, NamesWhatASignOutLeftAtEachStartUntilOneRemovesIt) {
   setKeychainPolicy(KeychainPolicy::FileOnly);
   ORVAAccountUser::setCurrentUser(userNamed("someone"));

@@ -26,14 +26,18 @@ constexpr const char* kNeverOnACommandLine =
     "shell's history; leave it out to be asked for it, pipe it in with --password-stdin or "
     "--ticket-stdin, or name a file that holds it with --set-file or --set-json-file";
 
-// Whether a parameter of that name holds what nobody else may read: "passwd", "sso_ticket".
+// Whether a parameter of that name holds what nobody else may read: "passwd", "sso_ticket", "PIN".
 bool isSecret(const std::string& key) {
   const std::string name = lettersOf(key);
   constexpr std::array kMarks = {"passw",  "passphrase", "passcode",  "pwd",
                                  "ticket", "secret",     "token",     "appkey",
                                  "apikey", "privatekey", "credential"};
+  // Within a name these are often something else: "passport", "pinboard".
+  constexpr std::array kWholeNames = {"pass", "pin", "otp", "totp", "cvv", "cvc", "jwt"};
   return std::any_of(kMarks.begin(), kMarks.end(),
-                     [&](const char* mark) { return name.find(mark) != std::string::npos; });
+                     [&](const char* mark) { return name.find(mark) != std::string::npos; }) ||
+         std::any_of(kWholeNames.begin(), kWholeNames.end(),
+                     [&](const char* whole) { return name == whole; });
 }
 
 // The first key of a secret, at any depth; empty when there is none.
@@ -231,7 +235,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("--stage", options.stage, "Report the development servers' addresses");
   app.add_flag("--json", options.json, "Print one JSON object");
   app.add_flag("-v,--verbose", options.verbose,
-               "Tell on standard error what observers and the delegate are told");
+               "Tell on standard error what observers, the delegate and the log handler are told");
   app.add_flag("--show-ticket", options.showTicket,
                "Print tickets too; whoever reads one can act as the user");
 }
@@ -296,7 +300,7 @@ void ParameterOptions::refuseSecrets(CLI::App& command) {
 }
 
 std::function<void(const std::string&)> ParameterOptions::fieldSetter(std::string_view key) {
-  Field* field = fields_.emplace_back(std::make_unique<Field>()).get();
+  Field* field = &fields_.emplace_back();
   field->key = key;
   return [field](const std::string& value) {
     field->value = value;
@@ -332,7 +336,7 @@ void ParameterOptions::addOpenIDFields(CLI::App& command) {
 orx::Dictionary ParameterOptions::parameters() const {
   orx::Dictionary parameters;
   for (const auto& field : fields_) {
-    if (field->given) parameters.set(field->key, field->value);
+    if (field.given) parameters.set(field.key, field.value);
   }
   for (const std::string& pair : pairs_) {
     auto [key, value] = splitPair(pair, "--set");
@@ -342,8 +346,8 @@ orx::Dictionary ParameterOptions::parameters() const {
   for (const std::string& pair : jsonPairs_) {
     auto [key, text] = splitPair(pair, "--set-json");
     refuseSecret(key, "--set-json");
-    orx::Value value = requireJSON(
-        text, std::string("--set-json ").append(key).append(": '").append(text).append("'"));
+    // The text is not repeated: it may hold a secret, and one brace less than it should.
+    orx::Value value = requireJSON(text, "--set-json " + key);
     refuseSecret(secretIn(value), "--set-json");
     parameters.set(std::move(key), std::move(value));
   }

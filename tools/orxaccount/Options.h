@@ -5,8 +5,8 @@
 #include <ORXAccount/platform/Value.h>
 
 #include <chrono>
+#include <deque>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -94,7 +94,8 @@ class ParameterOptions {
 
   std::function<void(const std::string&)> fieldSetter(std::string_view key);
 
-  std::vector<std::unique_ptr<Field>> fields_;
+  // No vector: the parser keeps the address of each.
+  std::deque<Field> fields_;
   std::vector<std::string> pairs_;
   std::vector<std::string> jsonPairs_;
   std::vector<std::string> filePairs_;

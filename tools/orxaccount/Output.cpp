@@ -62,7 +62,7 @@ void printFieldLines(const orx::Dictionary& fields) {
   }
   for (const auto& [label, text] : lines) {
     const std::size_t used = std::min(widthOf(label), width);
-    printLine(std::cout, label + std::string(width - used + 1, ' ') + text);
+    printLine(std::cout, std::string(label).append(width - used + 1, ' ').append(text));
   }
 }
 
@@ -92,7 +92,10 @@ std::size_t widestTable() {
 }  // namespace
 
 orx::Value Output::shown(const orx::Value& value) const {
-  return showsTickets_ ? value : withoutTickets(value);
+  if (showsTickets_) return value;
+  // XML for instance, or JSON in a text, whose entries nothing here tells apart.
+  const std::string* text = value.string();
+  return text != nullptr && namesTicket(*text) ? orx::Value(sizeOf(*text)) : withoutTickets(value);
 }
 
 void Output::printFields(const orx::Dictionary& fields) const {
@@ -131,6 +134,10 @@ void Output::printFailure(const Failure& failure) const {
     error.set("code", failure.error->code());
   }
   printJSON({{"error", error}});
+}
+
+std::string sizeOf(const std::string& text) {
+  return std::to_string(text.size()) + " bytes of text, which --show-ticket shows";
 }
 
 void printMessage(std::string_view line) {

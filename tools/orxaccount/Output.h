@@ -15,7 +15,8 @@
 namespace tool {
 
 // Prints a command's result on standard output: one JSON object, or text for people. Entries named
-// after a ticket are left out, at any depth, unless the user asked for them.
+// after a ticket are left out, at any depth, and a text that names one is replaced by its size,
+// unless the user asked for tickets.
 class Output {
  public:
   explicit Output(const GlobalOptions& options)
@@ -38,6 +39,9 @@ class Output {
   bool json_;
   bool showsTickets_;
 };
+
+// What is printed in the place of a text that may hold a ticket.
+std::string sizeOf(const std::string& text);
 
 // Writes one line of text to standard error, in one piece, or the lines of several threads would
 // mix.

@@ -2,6 +2,7 @@
 #include "Secrets.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -21,16 +22,22 @@ constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP
 volatile std::sig_atomic_t caughtSignal = 0;
 
 // Switches the terminal's echo off while it lives. Signals that would end or stop the process are
-// delivered after the echo is on again, or the user's shell would stay without it.
+// delivered after the echo is on again, or the user's shell would stay without it. They are noticed
+// in waitForKey() alone: one that came between a look at `caughtSignal` and the wait would be
+// noticed at the next key.
 class QuietTerminal {
  public:
   explicit QuietTerminal(int terminal) : terminal_(terminal) {
     caughtSignal = 0;
     struct sigaction note = {};
     note.sa_handler = [](int signal) { caughtSignal = signal; };
+    sigset_t ending;
+    sigemptyset(&ending);
     for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
+      sigaddset(&ending, kEndingSignals[i]);
       sigaction(kEndingSignals[i], &note, &before_[i]);
     }
+    pthread_sigmask(SIG_BLOCK, &ending, &maskBefore_);
     tcgetattr(terminal_, &shown_);
     termios hidden = shown_;
     hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -44,20 +51,31 @@ class QuietTerminal {
     for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
       sigaction(kEndingSignals[i], &before_[i], nullptr);
     }
+    pthread_sigmask(SIG_SETMASK, &maskBefore_, nullptr);
     if (caughtSignal != 0) raise(caughtSignal);
+  }
+
+  // False when a signal came.
+  bool waitForKey() const {
+    pollfd key{terminal_, POLLIN, 0};
+    while (caughtSignal == 0) {
+      if (ppoll(&key, 1, nullptr, &maskBefore_) >= 0 || errno != EINTR) return caughtSignal == 0;
+    }
+    return false;
   }
 
  private:
   int terminal_;
   termios shown_ = {};
+  sigset_t maskBefore_ = {};
   std::array<struct sigaction, kEndingSignals.size()> before_ = {};
 };
 
 // Reads up to the line's end; stops at end of file, at an error and at a signal.
-std::string readLine(int file) {
+std::string readLine(int file, const QuietTerminal& terminal) {
   std::string line;
   char letter = 0;
-  while (caughtSignal == 0) {
+  while (terminal.waitForKey()) {
     const ssize_t count = read(file, &letter, 1);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0 || letter == '\n') break;
@@ -80,7 +98,7 @@ std::string askForSecret(const std::string& prompt, const std::string& optionFor
     if (write(terminal, question.data(), question.size()) < 0) break;
     {
       const QuietTerminal quiet(terminal);
-      answer = readLine(terminal);
+      answer = readLine(terminal, quiet);
       ended = caughtSignal == 0;
     }
     // The process was stopped and continued: ask again, because the shell has written below.

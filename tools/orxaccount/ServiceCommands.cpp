@@ -82,9 +82,13 @@ class ElementCollector final : public orx::XMLParserDelegate {
   std::string text_;
 };
 
-orx::Value readUserData(const orx::Value& returnData) {
+orx::Value readUserData(const orx::Value& returnData, bool showsTickets) {
   const auto parser = returnData.objectOf<orx::XMLParser>();
-  if (!parser) return returnData;
+  if (!parser) {
+    // A text without names may be the ticket itself.
+    const std::string* text = returnData.string();
+    return text != nullptr && !showsTickets ? orx::Value(sizeOf(*text)) : returnData;
+  }
   const auto collector = std::make_shared<ElementCollector>();
   parser->setDelegate(collector);
   if (!parser->parse()) throw failureOf(parser->parserError());
@@ -96,7 +100,7 @@ void runUserData(const GlobalOptions& options, const ParameterOptions& input) {
   const Session session(options);
   const auto result =
       session.call(orx::calls::getUserData(session.client(), {{orx::kORVAAccounTicket, ticket}}));
-  Output(options).printValue("userData", readUserData(result->returnData()));
+  Output(options).printValue("userData", readUserData(result->returnData(), options.showTicket));
 }
 
 void addLists(CLI::App& app, const GlobalOptions& options) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Session.h"
 
+#include <ORXAccount/LogHandler.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -40,6 +41,14 @@ void tellReport(const std::shared_ptr<orx::ORVAAccountUser>& user,
     line << "none";
   }
   printMessage(line.str());
+}
+
+// Without a handler the library writes to standard error what answers a ticket, and that may hold
+// the new one.
+void takeLogLines(bool verbose) {
+  orx::setLogHandler([verbose](orx::LogLevel, std::string_view line) {
+    if (verbose) printMessage("log: " + std::string(line));
+  });
 }
 
 struct Report {
@@ -98,6 +107,7 @@ class Session::Delegate final : public orx::ORVAAccountLoginManagerDelegate {
 
 Session::Session(const GlobalOptions& options)
     : delegate_(std::make_shared<Delegate>(options.verbose)) {
+  takeLogLines(options.verbose);
   orx::Bundle::mainBundle()->setBundleIdentifier(options.identifier);
   orx::setKeychainPromptsAllowed(somebodyCanBeAsked());
   orx::URLSessionConfiguration::setDefaultConfiguration(urlSessionConfiguration(options));

@@ -50,15 +50,22 @@ void appendNames(const std::vector<const CLI::Option*>& options, std::vector<std
 }
 
 std::string unknownOption(const CLI::App& app, const std::string& argument) {
-  // What stands behind "=" may be a secret.
-  const std::string name = argument.substr(0, argument.find('='));
+  // What stands behind "=", or behind the letter of a short option, may be a secret.
+  const bool isShort = !argument.starts_with("--");
+  const std::string name = isShort ? argument.substr(0, 2) : argument.substr(0, argument.find('='));
   const auto parsed = app.get_subcommands();
   const CLI::App& command = parsed.empty() ? app : *parsed.back();
   std::vector<std::string> known;
   appendNames(optionsOf(command), known);
   if (!parsed.empty()) appendNames(optionsOf(app), known);
   return (parsed.empty() ? "there is no option " : command.get_name() + " has no option ") + name +
-         suggestion(name, known);
+         suggestion(isShort ? argument : name, known);
+}
+
+// The argument itself may be a secret.
+std::string needlessArgument(const CLI::App& command) {
+  const bool takesSome = !argumentsOf(command).empty();
+  return command.get_name() + (takesSome ? " takes no further argument" : " takes no argument");
 }
 
 }  // namespace
@@ -70,6 +77,11 @@ std::string unknownCommand(const CLI::App& app, const std::string& word) {
 }
 
 std::string explanation(const CLI::App& app, const CLI::ParseError& error) {
+  if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
+    // Behind the option's name stands the value, which may be a secret.
+    const std::string text = error.what();
+    return text.substr(0, text.find(" = "));
+  }
   const auto unknown = app.remaining(true);
   // What is required may be missing because its name was mistyped.
   const bool tellsOfWords = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr ||
@@ -80,9 +92,7 @@ std::string explanation(const CLI::App& app, const CLI::ParseError& error) {
   if (word.size() > 1 && word.front() == '-') return unknownOption(app, word);
   const auto parsed = app.get_subcommands();
   if (parsed.empty() && !commandsOf(app).empty()) return unknownCommand(app, word);
-  return (parsed.empty() ? "there is no argument '"
-                         : parsed.back()->get_name() + " takes no argument '") +
-         word + '\'';
+  return parsed.empty() ? "there is no argument '" + word + '\'' : needlessArgument(*parsed.back());
 }
 
 }  // namespace pages

@@ -17,7 +17,9 @@ class ORX_EXPORT Bundle {
   // Made on first use and never destroyed.
   static const std::shared_ptr<Bundle>& mainBundle();
 
-  // A reverse-domain text such as "com.example.host"; absent until the host sets one.
+  // A reverse-domain text such as "com.example.host"; absent until the host sets one. Programs
+  // without one share a keychain item, but not the defaults, which go by the program's name: each
+  // takes the user that another has stored for nobody's, and removes it.
   std::optional<std::string> bundleIdentifier() const;
   void setBundleIdentifier(std::optional<std::string> bundleIdentifier);
 

@@ -62,7 +62,7 @@ class ORX_EXPORT Dictionary {
 
  private:
   struct Content;
-  Content& changeable();
+  Content& changeable(std::shared_ptr<Content>& former);
 
   std::shared_ptr<Content> content_;
 };

@@ -30,6 +30,8 @@ namespace orx {
 //   the service promises. From registerV2... and the OpenID V2 sign-in.
 // - NSXMLParserErrorDomain, with the parser's own code: the text is not well-formed, or goes beyond
 //   a limit of XMLParser. From getUserData..., the ticket sign-in and XMLParser::parserError().
+// - NSPOSIXErrorDomain, with ENOMEM: there was no memory to make the user current, or to load the
+//   picture. From the sign-ins of ORVAAccountLoginManager, and picture loads.
 //
 // Lists deliver no other errors. The user information holds NSLocalizedDescriptionKey, except for
 // kORVAAccountAPIErrorDomain and where the service gave no text; for NSURLErrorDomain it holds
@@ -47,6 +49,8 @@ inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
 inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
 // Domain of the XML parser's errors; the code is the parser's own.
 inline constexpr std::string_view NSXMLParserErrorDomain = "NSXMLParserErrorDomain";
+// Domain of the system's errors; the code is an errno.
+inline constexpr std::string_view NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
 
 // Codes of NSURLErrorDomain.
 // Nothing more is known; memory, threads or descriptors have run out, for instance.

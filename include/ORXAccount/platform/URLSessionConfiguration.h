@@ -90,7 +90,7 @@ class ORX_EXPORT URLSessionConfiguration {
   // The configuration in force; the built-in defaults until a host sets another. Both are safe to
   // call from any thread.
   static URLSessionConfiguration defaultConfiguration();
-  static void setDefaultConfiguration(URLSessionConfiguration configuration);
+  static void setDefaultConfiguration(const URLSessionConfiguration& configuration);
 
   // By content.
   friend ORX_EXPORT bool operator==(const URLSessionConfiguration& left,

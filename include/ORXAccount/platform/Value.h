@@ -113,7 +113,7 @@ class ORX_EXPORT Value {
   // boolean as "true" or "false". Absent for null, data, arrays, dictionaries and objects.
   std::optional<std::string> text() const;
 
-  // A text for people (a log line). Its form is not a format; it never fails.
+  // A text for people (a log line). Its form is not a format; there is one for every value.
   std::string description() const;
 
   // By content: integers and doubles by their numeric value, dictionaries without regard to order,

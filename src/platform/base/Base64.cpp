@@ -3,6 +3,8 @@
 
 #include <vector>
 
+#include "platform/base/Wiping.h"
+
 namespace orx::platform {
 
 namespace {
@@ -45,7 +47,7 @@ std::optional<Data> dataFromBase64(std::string_view text) {
   Data data(std::move(bytes));
   // Without this, text that was cut off or changed (a foreign character, other padding, bits that
   // belong to no byte) would be taken for shorter data.
-  return base64Of(data) == text ? std::optional(std::move(data)) : std::nullopt;
+  return Wiped<std::string>(base64Of(data)) == text ? std::optional(std::move(data)) : std::nullopt;
 }
 
 }  // namespace orx::platform

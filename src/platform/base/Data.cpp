@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "platform/base/Text.h"
 #include "platform/base/Wiping.h"
 
 namespace orx {
@@ -10,7 +11,9 @@ namespace orx {
 Data::Data(std::vector<std::uint8_t> bytes)
     : bytes_(std::make_shared<platform::Wiped<std::vector<std::uint8_t>>>(std::move(bytes))) {}
 
-Data::Data(std::string_view text) : Data(std::vector<std::uint8_t>(text.begin(), text.end())) {}
+Data::Data(std::string_view text)
+    : Data(std::vector<std::uint8_t>(platform::bytesOf(text).begin(),
+                                     platform::bytesOf(text).end())) {}
 
 std::span<const std::uint8_t> Data::bytes() const {
   if (!bytes_) return {};

@@ -54,7 +54,8 @@ struct Dictionary::Content {
     entries.emplace_back(key, std::move(value));
     try {
       if (index) {
-        index->emplace(key, entries.size() - 1);
+        // The key given may have been part of one that has just moved.
+        index->emplace(entries.back().key, entries.size() - 1);
       } else if (entries.size() >= kIndexedFrom) {
         indexAll();
       }
@@ -112,7 +113,7 @@ struct Dictionary::Content {
     if (key.empty()) return 1;
     const auto front = static_cast<unsigned char>(key.front());
     const auto back = static_cast<unsigned char>(key.back());
-    return std::uint64_t{1} << ((key.size() * 13 + front * 7U + back) % 64);
+    return std::uint64_t{1} << ((key.size() * 13 + front * std::size_t{7} + back) % 64);
   }
 
   std::optional<std::size_t> positionBefore(std::size_t end, std::string_view key) const {
@@ -129,7 +130,9 @@ Dictionary::Dictionary(std::initializer_list<Entry> entries)
     : Dictionary(std::vector<Entry>(entries)) {}
 
 Dictionary::Dictionary(std::vector<Entry> entries) {
-  if (!entries.empty()) changeable().setAll(std::move(entries));
+  if (entries.empty()) return;
+  content_ = std::make_shared<Content>();
+  content_->setAll(std::move(entries));
 }
 
 Dictionary::Dictionary(const Dictionary& other) noexcept : content_(other.content_) {
@@ -161,11 +164,15 @@ const Value& Dictionary::operator[](std::string_view key) const noexcept {
   return value != nullptr ? *value : kNull.value;
 }
 
-void Dictionary::set(std::string_view key, Value value) { changeable().set(key, std::move(value)); }
+void Dictionary::set(std::string_view key, Value value) {
+  std::shared_ptr<Content> former;
+  changeable(former).set(key, std::move(value));
+}
 
 void Dictionary::remove(std::string_view key) {
   if (find(key) == nullptr) return;
-  Content& content = changeable();
+  std::shared_ptr<Content> former;
+  Content& content = changeable(former);
   content.entries.erase(content.entries.begin() +
                         static_cast<std::ptrdiff_t>(*content.positionOf(key)));
   content.indexAll();
@@ -185,12 +192,14 @@ bool Dictionary::isSameAs(const Dictionary& other) const noexcept {
   return content_ == other.content_;
 }
 
-// The content that this handle alone has, to be changed.
-Dictionary::Content& Dictionary::changeable() {
+// The content that this handle alone has, to be changed. Where it is a copy, `former` holds the
+// one from before: the caller's key may be the text of an entry there.
+Dictionary::Content& Dictionary::changeable(std::shared_ptr<Content>& former) {
   if (!content_) {
     content_ = std::make_shared<Content>();
   } else if (content_->shared.load(std::memory_order_relaxed)) {
-    content_ = std::make_shared<Content>(*content_);
+    former = std::make_shared<Content>(*content_);
+    content_.swap(former);
   }
   return *content_;
 }

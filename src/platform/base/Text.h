@@ -4,19 +4,30 @@
 #include <array>
 #include <charconv>
 #include <concepts>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
-// Small helpers for text that know no locale.
+// Small helpers for text that know no locale, and of letters those of ASCII alone.
 namespace orx::platform {
 
 constexpr bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-// ASCII letters alone differ without making a difference.
-bool equalsIgnoringCase(std::string_view left, std::string_view right);
+constexpr bool isLetter(char character) {
+  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+}
 
-// Without blanks and line ends at both ends.
-std::string_view trimmed(std::string_view text);
+constexpr char lowerCase(char character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                              : character;
+}
+
+// The same bytes under the type that a list of bytes has. As characters they would be copied into
+// one of them each by itself.
+inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
 
 // An integer's decimal digits.
 template <std::integral Integer>

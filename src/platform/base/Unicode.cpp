@@ -25,6 +25,8 @@ std::size_t skipASCII(std::string_view text, std::size_t position) {
 
 }  // namespace
 
+bool isASCII(std::string_view text) { return skipASCII(text, 0) == text.size(); }
+
 bool isValidUTF8(std::string_view text) {
   std::size_t position = skipASCII(text, 0);
   while (position < text.size()) {

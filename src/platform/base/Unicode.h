@@ -11,6 +11,7 @@
 
 namespace orx::platform {
 
+bool isASCII(std::string_view text);
 bool isValidUTF8(std::string_view text);
 
 // The character at `position` of a text that goes on there; moves the position behind it. Absent,

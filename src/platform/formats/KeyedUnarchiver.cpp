@@ -86,7 +86,8 @@ class FieldDecoder final : public Coder {
   Dictionary fields_;
 };
 
-// Restores the objects that the root reaches, each once, however often it is referred to.
+// Restores the objects that the root reaches, each once, however often it is referred to; plain
+// texts each time.
 //
 // The bytes may come from an attacker. Three bounds keep the work, the memory and the stack in
 // proportion to their length: what restoring costs (charge), what a value weighs (allowance_) and
@@ -212,23 +213,34 @@ class ArchiveReader {
     std::vector<Value> values;
     values.reserve(children.size());
     for (const UID uid : children) {
-      const Slot& child = restored(uid);
-      parent.weight += 1 + child.weight;
+      addChild(parent, values, uid);
       // Thirty arrays that each hold the next one twice are small here, where they are shared, but
       // a billion entries to whoever compares or writes the value. Also keeps the sum from
       // overflowing: a weight is at most the allowance.
       if (parent.weight > allowance_) refuseFanOut();
-      parent.height = std::max(parent.height, child.height);
-      // Text is copied into what holds it, so ten thousand references to one text of a megabyte
-      // would take ten gigabytes; everything else is shared.
-      if (const std::string* text = child.value.string()) charge(text->size());
-      values.push_back(child.value);
     }
     --depth_;
     // The depth on this way here does not bound the value's: a child that was restored earlier
     // brings its own levels along. Values are destroyed recursively.
     if (++parent.height > limits::archiveDepth) refuseDepth();
     return values;
+  }
+
+  // Each reference to a text is paid for, since ten thousand references to one of a megabyte would
+  // take ten gigabytes; everything else is shared.
+  void addChild(Slot& parent, std::vector<Value>& values, UID uid) {
+    const Reference object = plist_.element(objects_, uid);
+    if (uid != 0 && plist_.kind(object) == Kind::String) {
+      // Read into its place: out of a slot it would be copied there.
+      values.push_back(scalar(object, Kind::String));
+      parent.weight += 1 + contentSize(values.back());
+      return;
+    }
+    const Slot& child = restored(uid);
+    parent.weight += 1 + child.weight;
+    parent.height = std::max(parent.height, child.height);
+    if (const std::string* text = child.value.string()) charge(text->size());
+    values.push_back(child.value);
   }
 
   Value array(Slot& slot, Reference object) {

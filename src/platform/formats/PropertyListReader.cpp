@@ -169,10 +169,9 @@ std::string PropertyListReader::string(Reference object) const {
     if (!text) refuse("a text holds half a surrogate pair");
     return *std::move(text);
   }
-  if (std::ranges::any_of(content, [](std::uint8_t byte) { return byte >= 0x80; })) {
-    refuse("a text is not in its encoding");
-  }
-  return {content.begin(), content.end()};
+  const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
+  if (!isASCII(text)) refuse("a text is not in its encoding");
+  return std::string(text);
 }
 
 bool PropertyListReader::isString(Reference object, std::string_view ascii) const {

@@ -3,6 +3,7 @@
 #include <bit>
 #include <iterator>
 
+#include "platform/base/Text.h"
 #include "platform/base/Unicode.h"
 #include "platform/formats/PropertyList.h"
 
@@ -14,10 +15,6 @@ namespace {
 std::size_t widthOf(std::uint64_t integer) {
   const auto bits = static_cast<std::size_t>(std::bit_width(integer | 1U));
   return std::bit_ceil((bits + 7) / 8);
-}
-
-bool isASCII(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 }  // namespace
@@ -74,7 +71,7 @@ PropertyListWriter::Reference PropertyListWriter::addAnotherString(std::string_v
   if (isASCII(text)) {
     const Reference object = beginObject();
     appendCounted(Kind::String, text.size());
-    bytes_.insert(bytes_.end(), text.begin(), text.end());
+    append(bytesOf(text));
     return object;
   }
   const auto units = utf16FromUTF8(text);

@@ -34,6 +34,7 @@ class Converter {
     iconv_close(handle_);
   }
 
+  // What iconv_open() gives for none. NOLINTNEXTLINE(performance-no-int-to-ptr)
   bool isOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
 
   // Appends the whole text, or gives false with what comes before the bytes that are none.

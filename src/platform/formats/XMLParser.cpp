@@ -231,7 +231,7 @@ struct XMLParser::State {
       return parseError(XML_ERROR_INVALID_TOKEN, 1, 1, XML_ErrorString(XML_ERROR_INVALID_TOKEN));
     }
     ExpatRun asDeclared(parser, isUTF8);
-    const auto refusal = asDeclared.parse(text);
+    auto refusal = asDeclared.parse(text);
     if (!asDeclared.unknownEncoding()) return refusal;
     // What begins with UTF-8's mark is UTF-8: somebody has converted it and left the declaration.
     if (text.starts_with(utf8ByteOrderMark)) return ExpatRun(parser, true).parse(text);

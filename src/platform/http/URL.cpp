@@ -4,15 +4,17 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/base/Text.h"
 #include "platform/http/URLParser.h"
 
 namespace orx {
+
+using namespace platform;
+
 namespace {
 
 constexpr std::string_view hexDigits = "0123456789ABCDEFabcdef";
 
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isIn(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }
 
 // RFC 3986: every character is one that stands for itself or has a meaning, or belongs to a "%"
@@ -94,9 +96,7 @@ std::optional<URL> URL::URLWithString(std::string_view text) {
   auto parts = plainParts(text);
   if (!parts) parts = platform::parsedURL(copy);
   if (!parts) return std::nullopt;
-  for (char& c : parts->host) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  std::ranges::transform(parts->host, parts->host.begin(), lowerCase);
   return URL(std::make_shared<Content>(Content{std::move(copy), *std::move(parts)}));
 }
 

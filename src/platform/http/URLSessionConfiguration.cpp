@@ -129,8 +129,9 @@ URLSessionConfiguration URLSessionConfiguration::defaultConfiguration() {
   return configurationInForce().get();
 }
 
-void URLSessionConfiguration::setDefaultConfiguration(URLSessionConfiguration configuration) {
-  configurationInForce().set(std::move(configuration));
+void URLSessionConfiguration::setDefaultConfiguration(
+    const URLSessionConfiguration& configuration) {
+  configurationInForce().set(configuration);
 }
 
 bool operator==(const URLSessionConfiguration& left, const URLSessionConfiguration& right) {

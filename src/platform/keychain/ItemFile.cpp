@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
 #include <sstream>
 
 #include "platform/base/Checksum.h"
+#include "platform/base/Text.h"
 #include "platform/base/Wiping.h"
 #include "platform/keychain/KeychainItemFormat.h"
 #include "platform/storage/StandardPaths.h"
@@ -55,9 +55,8 @@ std::string linesOf(const ItemState& state) {
 // The lines with a checksum of theirs: a flipped bit in a store's name would name another.
 std::string noteOf(const ItemState& state) {
   auto lines = linesOf(state);
-  const std::span bytes(reinterpret_cast<const std::uint8_t*>(lines.data()), lines.size());
   std::array<char, 32> checksum{};
-  snprintf(checksum.data(), checksum.size(), "checksum: %08x\n", checksumOf(bytes));
+  snprintf(checksum.data(), checksum.size(), "checksum: %08x\n", checksumOf(bytesOf(lines)));
   return lines + checksum.data();
 }
 
@@ -127,6 +126,9 @@ Result<void> ItemFile::read() {
   state_ = {};
   record_ = Record::None;
   if (!directory_) return {};
+  // Before the file, which says the same before a record goes: without a record, the file read
+  // after it rules.
+  const auto record = directory_->read(recordName());
   const auto content = directory_->read(name_);
   if (content && *content) state_ = stateIn(**content);
   if (!content) {
@@ -134,13 +136,12 @@ Result<void> ItemFile::read() {
     if (isRefusal(*content.error())) return Failure(content.error());
     state_ = {.newest = ItemState::here, .problem = content.error()};
   }
-  return readRecord();
+  return takeRecord(record);
 }
 
 // An earlier version kept the note in a file of its own, whose name ends in ".state", and the item
 // alone in this one; while there is such a record, it rules. It could name this file as stale, too.
-Result<void> ItemFile::readRecord() {
-  const auto record = directory_->read(recordName());
+Result<void> ItemFile::takeRecord(const Result<std::optional<Data>>& record) {
   if (!record) return Failure(record.error());
   if (!*record) return {};
   auto noted = readLines((*record)->text());

@@ -68,7 +68,7 @@ class ItemFile {
   std::string recordName() const { return stem_ + ".state"; }
   Result<void> open(StoredDirectory::Missing missing);
   Result<void> read();
-  Result<void> readRecord();
+  Result<void> takeRecord(const Result<std::optional<Data>>& record);
   Result<void> removeRecord();
   ItemState stateIn(const Data& content) const;
   Data contentOf(const ItemState& state) const;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/base/Checksum.h"
+#include "platform/base/Text.h"
 
 namespace orx::platform {
 
@@ -21,7 +22,8 @@ void append(std::vector<std::uint8_t>& content, std::uint32_t number) {
 }
 
 void append(std::vector<std::uint8_t>& content, std::string_view text) {
-  content.insert(content.end(), text.begin(), text.end());
+  const auto bytes = bytesOf(text);
+  content.insert(content.end(), bytes.begin(), bytes.end());
 }
 
 }  // namespace

@@ -107,6 +107,8 @@ Result<Data> PolicyKeychainStore::copy(const KeychainItem& item, Deadline deadli
     // Kept for the comparison below: the next look() replaces what the file object holds.
     const auto state = file.state();
     auto bytes = copyFrom(state, item, deadline);
+    // One reading of one file: it was so at that moment.
+    if (state.newest == here && state.stale.empty() && !state.problem) return bytes;
     // No lock was held: whoever moved the item in the meantime has changed the file, and what was
     // read may be stale.
     if (file.look() && file.state() == state) {

@@ -23,8 +23,8 @@ OSStatus SecItemDelete(const Dictionary& query);
 // Reads the item's bytes when kSecReturnData is true in the query.
 OSStatus SecItemCopyMatching(const Dictionary& query, std::optional<Value>& result);
 
-// How long one of these calls waits for other processes and for a service; two seconds until it is
-// set.
+// How long one of these calls waits for other processes and for a service; two seconds unless a
+// test sets it.
 void setKeychainPatience(std::chrono::milliseconds limit);
 
 }  // namespace orx::platform

@@ -107,8 +107,10 @@ void NotificationCenter::postNotificationName_object_userInfo(std::string_view n
     }
   }
   const Notification notification(name, object, userInfo);
-  for (const auto& entry : matching) {
+  for (auto& entry : matching) {
     if (!entry->ended) entry->deliver(notification);
+    // An observer that has ended is let go now, not when the ones after it have run.
+    entry.reset();
   }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <utility>
 
@@ -30,6 +31,7 @@ class Job {
 class JobList {
  public:
   bool empty() const { return first_ == nullptr; }
+  std::size_t size() const { return size_; }
   // When the first job was added; to be asked only when there is one.
   std::chrono::steady_clock::time_point firstAdded() const { return first_->added_; }
 
@@ -38,23 +40,29 @@ class JobList {
     Job* added = job.get();
     (last_ != nullptr ? last_->next_ : first_) = std::move(job);
     last_ = added;
+    ++size_;
   }
 
   std::unique_ptr<Job> takeFirst() {
     std::unique_ptr<Job> job = std::move(first_);
     first_ = std::move(job->next_);
     if (first_ == nullptr) last_ = nullptr;
+    --size_;
     return job;
   }
 
   // Adds all jobs to the end of `other`, and leaves this list empty.
   void moveTo(JobList& other) {
-    while (!empty()) other.add(takeFirst());
+    if (empty()) return;
+    (other.last_ != nullptr ? other.last_->next_ : other.first_) = std::move(first_);
+    other.last_ = std::exchange(last_, nullptr);
+    other.size_ += std::exchange(size_, 0);
   }
 
  private:
   std::unique_ptr<Job> first_;
   Job* last_ = nullptr;
+  std::size_t size_ = 0;
 };
 
 // Calls a block, which may hold what cannot be copied.

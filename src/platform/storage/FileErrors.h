@@ -7,11 +7,8 @@
 // and carries it, and says in another what to do about it.
 namespace orx::platform {
 
-// The domain of a system call that failed; the code is its errno. The other failures below belong
-// to NSCocoaErrorDomain.
-inline constexpr std::string_view NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
-
-// The system call that just set errno to `number`; `doing` as in "Cannot <doing> <path>".
+// The system call that just set errno to `number`; `doing` as in "Cannot <doing> <path>". It
+// belongs to NSPOSIXErrorDomain, the failures below to NSCocoaErrorDomain.
 Failure systemFailure(int number, std::string_view doing, const std::string& path);
 // What stands at the path may not be trusted; `reason` as in "... because it <reason>".
 Failure refusal(const std::string& path, std::string_view reason, std::string remedy);

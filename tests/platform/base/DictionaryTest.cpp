@@ -130,6 +130,26 @@ TEST(Dictionary, SharesItsContentUntilAChange) {
   EXPECT_FALSE(numbered(3).isSameAs(first));
 }
 
+TEST(Dictionary, TakesAKeyThatLiesInItself) {
+  const std::string longKey = "a key that needs memory of its own";
+  Dictionary shared{{longKey, 1}};
+  { const Dictionary other = shared; }
+  shared.set(shared.begin()->key, 2);
+  EXPECT_EQ(shared[longKey], Value(2));
+  { const Dictionary other = shared; }
+  shared.remove(shared.begin()->key);
+  EXPECT_TRUE(shared.empty());
+
+  // The entries move while the key is put into the index.
+  Dictionary large{{"first", 1}};
+  for (int number = 1; number < 300; ++number) {
+    large.set(std::to_string(number), number);
+    large.set(std::string_view(large.begin()->key).substr(1), number);
+    EXPECT_EQ(large["irst"], Value(number));
+    large.remove("irst");
+  }
+}
+
 TEST(Dictionary, IsEmptyAfterItWasMovedFrom) {
   Dictionary first = numbered(3);
   const Dictionary second = std::move(first);

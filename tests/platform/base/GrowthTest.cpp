@@ -4,7 +4,6 @@
 #include "platform/base/Base64.h"
 #include "platform/base/DateFormatter.h"
 #include "platform/base/Integers.h"
-#include "platform/base/Text.h"
 #include "platform/base/Unicode.h"
 #include "support/Growth.h"
 
@@ -17,7 +16,6 @@ TEST(Growth, OfTheTimeForIntegersIsLinear) {
   expectLinearTime({{"", "1"}, {"", " ", "1"}, {"-", "0"}, {"", "-"}}, [](std::string_view text) {
     (void)intValue(text);
     (void)longLongValue(text);
-    (void)trimmed(text);
   });
 }
 

@@ -270,5 +270,22 @@ TEST_F(ItemFileTest, IsReachedThroughTheHomeDirectoryWhereTheEnvironmentNamesNoO
   EXPECT_TRUE(fs::exists(home.path() / ".local/share/orxaccount"));
 }
 
+TEST_F(ItemFileTest, HoldsNothingAndTakesNothingWhereThereIsNoHome) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become a user that has no home";
+  testing::ChildProcess child([&] {
+    constexpr uid_t unknown = 54'321;
+    unsetenv("XDG_DATA_HOME");
+    unsetenv("HOME");
+    if (setresuid(unknown, unknown, unknown) != 0) return 1;
+    if (statusOf(copy()) != errSecItemNotFound) return 2;
+    if (statusOf(store.remove(item, deadline())) != errSecItemNotFound) return 3;
+    const auto added = add("bytes");
+    if (added) return 4;
+    const auto remedy = detail(*added.error(), NSLocalizedRecoverySuggestionErrorKey);
+    return remedy.find("XDG_DATA_HOME") != std::string::npos ? 0 : 5;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
 }  // namespace
 }  // namespace orx

@@ -141,6 +141,24 @@ TEST_F(PolicyKeychainStoreTest, LeavesNothingOfADamagedItemThatIsRemoved) {
   }
 }
 
+// As after a downgrade: a later version has stored it.
+TEST_F(PolicyKeychainStoreTest, SaysThatAnItemIsInAStoreThatItDoesNotHave) {
+  const auto third = std::make_shared<MemoryStore>("third");
+  PolicyKeychainStore later{{third, first}, [] { return KeychainPolicy::PreferSecretService; }};
+  ASSERT_TRUE(later.add(item, Data("later"), deadline()));
+  const auto read = copy();
+  ASSERT_FALSE(read);
+  EXPECT_EQ(statusOf(read), errSecNotAvailable);
+  EXPECT_NE(read.error()->localizedDescription().find("third"), std::string::npos);
+  EXPECT_EQ(statusOf(add("new")), errSecDuplicateItem);
+  ASSERT_TRUE(update("new"));
+  EXPECT_EQ(copy().value(), Data("new"));
+  EXPECT_EQ(third->bytes, Data("later"));
+  // It counts no more where that version comes back.
+  EXPECT_EQ(later.copy(item, deadline()).value(), Data("new"));
+  EXPECT_FALSE(third->bytes);
+}
+
 // An earlier version stored a record beside the item's file.
 TEST_F(PolicyKeychainStoreTest, KeepsWhatADamagedRecordMayHaveNamedUntilAVersionIsStored) {
   const auto record = std::filesystem::path(file).replace_extension(".state");

@@ -3,10 +3,13 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <set>
+#include <utility>
 
 #include "platform/storage/StandardPaths.h"
+#include "support/ChildProcess.h"
 
 namespace orx {
 
@@ -39,7 +42,26 @@ TEST(StandardPaths, AskTheUserDatabaseWhereHomeIsMissingOrRelative) {
   EXPECT_EQ(configurationHome(), home + "/.config");
 }
 
+TEST(StandardPaths, AreAbsentForAUserWithoutAHome) {
+  constexpr uid_t unknown = 54'321;
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become a user that the database does not know";
+  ASSERT_EQ(getpwuid(unknown), nullptr);
+  testing::ChildProcess child([] {
+    for (const char* variable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "HOME"}) unsetenv(variable);
+    if (setresuid(unknown, unknown, unknown) != 0) return 1;
+    return configurationHome() || dataHome() ? 2 : 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
 TEST(StandardPaths, KnowTheProgramsName) { EXPECT_EQ(programName(), "storage_tests"); }
+
+TEST(StandardPaths, NameTheProgramsFileWhereItWasStartedWithoutAName) {
+  std::string none;
+  auto* const name = std::exchange(program_invocation_short_name, none.data());
+  EXPECT_EQ(programName(), "storage_tests");
+  program_invocation_short_name = name;
+}
 
 TEST(PathComponent, LeavesOrdinaryIdentifiersAsTheyAre) {
   EXPECT_EQ(pathComponent("com.example.Host-2_b"), "com.example.Host-2_b");

@@ -106,6 +106,20 @@ TEST_F(StoredDirectoryTest, LeavesADirectoryShutThatHoldsSomething) {
   EXPECT_EQ(child.wait(), 0);
 }
 
+TEST_F(StoredDirectoryTest, SaysThatAFileCannotBeRemoved) {
+  testing::ChildProcess child([&] {
+    beAnOrdinaryUser(temporary.path());
+    const auto directory = open();
+    if (!directory.replace("file", Data("kept"))) return 1;
+    fs::permissions(path, fs::perms(0500));
+    const auto removed = directory.remove("file");
+    fs::permissions(path, fs::perms(0700));
+    if (removed || removed.error()->code() != EACCES) return 2;
+    return detail(*removed.error(), NSFilePathErrorKey) == file && fs::exists(file) ? 0 : 3;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
 TEST_F(StoredDirectoryTest, SaysThatALockCannotBeMadeRatherThanThatThereIsNone) {
   testing::ChildProcess child([&] {
     beAnOrdinaryUser(temporary.path());

@@ -110,6 +110,19 @@ TEST_F(StoredDirectoryTest, GoesWithoutATrace) {
   ASSERT_TRUE(directory.replace("file", Data("secret")));
   ASSERT_TRUE(directory.remove("file"));
   EXPECT_TRUE(fs::is_empty(path));
+  EXPECT_TRUE(directory.remove("file"));
+}
+
+TEST_F(StoredDirectoryTest, IsSynchronisedWhereItIsAFileAndNoErrorWhereItIsAbsent) {
+  const auto directory = open();
+  EXPECT_TRUE(directory.synchronize("file"));
+  ASSERT_TRUE(directory.replace("file", Data("content")));
+  EXPECT_TRUE(directory.synchronize("file"));
+  fs::create_symlink("file", path / "link");
+  const auto synchronized = directory.synchronize("link");
+  ASSERT_FALSE(synchronized);
+  EXPECT_EQ(synchronized.error()->code(), ELOOP);
+  EXPECT_EQ(detail(*synchronized.error(), NSFilePathErrorKey), path / "link");
 }
 
 TEST_F(StoredDirectoryTest, SweepsWhatDeadWritersLeftBehind) {
@@ -131,6 +144,36 @@ TEST_F(StoredDirectoryTest, KeepsTheReplacedFileBesideWhenAsked) {
   EXPECT_EQ(contentOf(path / "file.damaged"), "one");
   EXPECT_EQ(contentOf(path / "file.damaged-2"), "two");
   EXPECT_EQ(contentOf(path / "file.damaged-3"), "three");
+}
+
+TEST_F(StoredDirectoryTest, KeepsNoMoreThanNinetyNineReplacedFilesBeside) {
+  const auto directory = open();
+  writeContent(path / "file.damaged", "oldest");
+  for (int number = 2; number < 100; ++number) {
+    writeContent(path / ("file.damaged-" + std::to_string(number)), "older");
+  }
+  writeContent(file, "newest");
+  fs::permissions(file, fs::perms(0600));
+  ASSERT_TRUE(directory.replace("file", Data("new"), StoredDirectory::Previous::Quarantine));
+  EXPECT_EQ(contentOf(file), "new");
+  EXPECT_EQ(contentOf(path / "file.damaged"), "newest");
+  EXPECT_FALSE(fs::exists(path / "file.damaged-100"));
+}
+
+TEST_F(StoredDirectoryTest, RemovesWhatIsKeptBesideThoughOnePieceCannotBeRemoved) {
+  const auto directory = open();
+  const auto obstacle = path / "file.damaged-2";
+  fs::create_directory(obstacle);
+  for (const auto* name :
+       {"file.damaged", "file.damaged-3", "file.damaged.item", "file.damaged-x"}) {
+    writeContent(path / name, "bytes");
+  }
+  const auto removed = directory.removeQuarantined("file");
+  ASSERT_FALSE(removed);
+  EXPECT_EQ(detail(*removed.error(), NSFilePathErrorKey), obstacle);
+  EXPECT_FALSE(fs::exists(path / "file.damaged") || fs::exists(path / "file.damaged-3"));
+  // They are another file's.
+  EXPECT_TRUE(fs::exists(path / "file.damaged.item") && fs::exists(path / "file.damaged-x"));
 }
 
 // Something that is not a trustworthy file in the file's place, and the reason in the error.

@@ -329,6 +329,7 @@ TEST_F(UserDefaultsTest, AreUnreadableWhereTheirDirectoryLeadsNowhere) {
   fs::create_directory_symlink("/nonexistent/volume", file.parent_path());
   EXPECT_FALSE(defaults.stringForKey("key"));
   EXPECT_FALSE(defaults.setString_forKey("value", "key"));
+  EXPECT_FALSE(defaults.synchronize());
 }
 
 TEST_F(UserDefaultsTest, ReachADirectoryThroughALink) {

@@ -190,11 +190,10 @@ void EasyHandle::setProxy() {
   const bool isWanted = text && !text->empty();
   proxy_ = isWanted ? parsedProxy(*text) : std::nullopt;
   // Not empty, since the request would go past the proxy that cannot be used.
-  const char* url = isWanted ? "http://[" : "";
-  if (proxy_) url = proxy_->url.c_str();
-  // Unset, libcurl looks for both in the environment; empty text means none.
-  setText(curl_, CURLOPT_PROXY, url);
-  setText(curl_, CURLOPT_NOPROXY, configuration_->proxyExceptions());
+  if (isWanted) setText(curl_, CURLOPT_PROXY, proxy_ ? proxy_->url.c_str() : "http://[");
+  // Unset, libcurl looks for both in the environment. With everybody an exception it does not look
+  // for a proxy; to be told of none, as empty text, it would copy that text for each call.
+  setText(curl_, CURLOPT_NOPROXY, isWanted ? configuration_->proxyExceptions() : "*");
   if (proxy_ && !proxy_->credentials.empty()) {
     setText(curl_, CURLOPT_PROXYUSERPWD, proxy_->credentials);
   }
@@ -232,8 +231,9 @@ void EasyHandle::trust(TrustPlace place) {
   };
   set(CURLOPT_CAINFO, !trusted_.isDirectory);
   set(CURLOPT_CAPATH, trusted_.isDirectory);
-  set(CURLOPT_PROXY_CAINFO, !trusted_.isDirectory);
-  set(CURLOPT_PROXY_CAPATH, trusted_.isDirectory);
+  // libcurl copies these too for each call, with a proxy or without.
+  set(CURLOPT_PROXY_CAINFO, proxy_ && !trusted_.isDirectory);
+  set(CURLOPT_PROXY_CAPATH, proxy_ && trusted_.isDirectory);
 }
 
 int EasyHandle::openSocket(int family, int type, int protocol) noexcept {

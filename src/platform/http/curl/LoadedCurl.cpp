@@ -62,6 +62,7 @@ using InfoCallback = void(const SSL* tls, int type, int value);
   X(void*, OPENSSL_sk_value, (const OPENSSL_STACK* stack, int at), (stack, at)) \
   X(long, SSL_CTX_ctrl, (SSL_CTX* context, int command, long number, void* pointer), \
     (context, command, number, pointer)) \
+  X(int, SSL_CTX_set_cipher_list, (SSL_CTX* context, const char* list), (context, list)) \
   X(void, SSL_CTX_set_info_callback, (SSL_CTX* context, InfoCallback* callback), \
     (context, callback)) \
   X(void, SSL_CTX_set_keylog_callback, (SSL_CTX* context, SSL_CTX_keylog_cb_func log), \

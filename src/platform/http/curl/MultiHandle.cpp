@@ -14,7 +14,7 @@ namespace {
 
 // Connections that are kept when idle. While no more transfers run, each keeps the 33 KiB of its
 // TLS buffers too, which makes 8 MiB.
-constexpr long keptConnections = 256;
+constexpr std::size_t keptConnections = 256;
 // Easy handles that are kept when idle. Each takes some 10 KB, so a burst of more calls than this
 // frees the others again.
 constexpr std::size_t keptHandles = 256;
@@ -65,7 +65,7 @@ bool MultiHandle::open() {
   if (multi_ == nullptr) multi_ = curl_multi_init();
   if (share_ == nullptr || multi_ == nullptr) return false;
   // Unset, libcurl keeps four connections for each running transfer: a burst would leave thousands.
-  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, keptConnections);
+  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, long{keptConnections});
   curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &MultiHandle::watchSocket);
   curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
   curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &MultiHandle::setTimer);
@@ -123,10 +123,8 @@ void MultiHandle::wait(bool isUrgent) {
   context_.now = Clock::now();
 }
 
-void MultiHandle::enqueue(TransferList& transfers) { queued_.splice(queued_.end(), transfers); }
-
 void MultiHandle::runOnce() {
-  context_.isCrowded = std::ssize(running_) + std::ssize(queued_) > keptConnections;
+  context_.isCrowded = running_.size() + queued_.size() > keptConnections;
   startQueued();
   dispatchReady();
   if (!isAnyOverdue()) return;
@@ -139,8 +137,7 @@ void MultiHandle::startQueued() {
     // A transfer mostly finds a connection that waits for it, and then costs no handshake. There is
     // none to find when each that is open has a transfer already.
     if (running_.size() >= context_.sockets.count()) ++handshakes;
-    start(std::move(queued_.front()));
-    queued_.pop_front();
+    start(std::unique_ptr<Transfer>(static_cast<Transfer*>(queued_.takeFirst().release())));
   }
 }
 

@@ -4,7 +4,6 @@
 #include <curl/curl.h>
 
 #include <chrono>
-#include <list>
 #include <memory>
 #include <optional>
 #include <span>
@@ -14,9 +13,6 @@
 #include "platform/http/curl/Transfer.h"
 
 namespace orx::platform {
-
-// Moved from list to list without need of memory.
-using TransferList = std::list<std::unique_ptr<Transfer>>;
 
 // libcurl's multi handle at work on all transfers. Connections, TLS sessions and the parsed
 // certificate authorities are shared by all of them. Used by one thread at a time, wake() apart.
@@ -33,8 +29,8 @@ class MultiHandle {
   // may be called afterwards.
   void abandon();
 
-  // Takes all transfers out of the list. runOnce() starts a few of them at a time.
-  void enqueue(TransferList& transfers);
+  // Takes all jobs, which are transfers, out of the list. runOnce() starts a few of them at a time.
+  void enqueue(JobList& transfers) { transfers.moveTo(queued_); }
   // Waits until a connection is ready, a time is over, or somebody wakes it up; not at all when
   // `isUrgent`.
   void wait(bool isUrgent);
@@ -72,7 +68,7 @@ class MultiHandle {
   CURLM* multi_ = nullptr;
   // When libcurl wants to be called though no connection is ready.
   std::optional<Clock::time_point> timer_;
-  TransferList queued_;
+  JobList queued_;
   std::vector<std::unique_ptr<Transfer>> running_;  // in no order
   // No running transfer's deadline is before this. Progress moves a deadline on and leaves this as
   // it is, so noting progress costs next to nothing.

@@ -8,6 +8,8 @@
 #include <limits>
 #include <optional>
 
+#include "platform/base/Text.h"
+
 namespace orx::platform {
 namespace {
 
@@ -129,8 +131,8 @@ bool ReplyParser::takeBody(std::string_view piece) {
   if (body.capacity() - body.size() < taken) {
     body.makeRoom(std::max(body.capacity() * 2, body.size() + taken));
   }
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(piece.data());
-  body.insert(body.end(), bytes, bytes + taken);
+  const auto bytes = bytesOf(piece.substr(0, taken));
+  body.insert(body.end(), bytes.begin(), bytes.end());
   if (taken == piece.size()) return true;
   excess_ = Excess::body;
   return false;

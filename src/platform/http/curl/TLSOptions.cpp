@@ -11,7 +11,6 @@
 #include <string_view>
 
 #include "platform/base/Wiping.h"
-#include "platform/http/curl/CurlOption.h"
 
 namespace orx::platform {
 namespace {
@@ -70,6 +69,8 @@ void noteAnnouncedEnd(const SSL* connection, int step, int alert) noexcept {
 // Called by libcurl once it has set up a connection's TLS.
 CURLcode restrictContext(CURL*, void* context, void*) noexcept {
   auto* tls = static_cast<SSL_CTX*>(context);
+  // libcurl would copy the list for each call, twice. Nothing but memory can be missing.
+  if (SSL_CTX_set_cipher_list(tls, ciphers) == 0) return CURLE_OUT_OF_MEMORY;
   // The host may have initialised libcurl before, and then there is a key log.
   SSL_CTX_set_keylog_callback(tls, nullptr);
   SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, &acceptCertificate);
@@ -98,10 +99,7 @@ void setTLSOptions(CURL* curl) {
   curl_easy_setopt(curl, CURLOPT_PROXY_SSL_VERIFYHOST, 2L);
   curl_easy_setopt(curl, CURLOPT_SSLVERSION, leastVersion);
   curl_easy_setopt(curl, CURLOPT_PROXY_SSLVERSION, leastVersion);
-  if (!usesOpenSSL(curl)) return;
-  setText(curl, CURLOPT_SSL_CIPHER_LIST, ciphers);
-  setText(curl, CURLOPT_PROXY_SSL_CIPHER_LIST, ciphers);
-  curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &restrictContext);
+  if (usesOpenSSL(curl)) curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, &restrictContext);
 }
 
 SSL* tlsConnectionOf(CURL* curl) {

@@ -34,35 +34,16 @@ void tellLogHandlerOf(const Error& error) {
 
 }  // namespace
 
-// Brings the outcome to the handler. Made together with the transfer, whose end may find no memory.
-// The handler goes with it, so that what it holds is destroyed on a worker too: a destructor of the
-// host's must not run in the midst of libcurl's work.
-class Transfer::Report final : public Job {
- public:
-  explicit Report(TransferHandler handler) : handler_(std::move(handler)) {}
-  void setOutcome(TransferOutcome outcome) { outcome_ = std::move(outcome); }
-  void run() override {
-    if (outcome_.error) tellLogHandlerOf(*outcome_.error);
-    handler_(outcome_);
-  }
-
- private:
-  const TransferHandler handler_;
-  TransferOutcome outcome_;
-};
-
 Transfer::Transfer(URLRequest request, const URLSessionConfiguration& configuration,
                    TransferHandler handler)
     : request_(std::move(request)),
       configuration_(configuration),
       authorities_(configuration.caFile() ? FileState(*configuration.caFile()) : FileState()),
-      report_(handler ? std::make_unique<Report>(std::move(handler)) : nullptr),
+      handler_(std::move(handler)),
       latestEnd_(TransferContext::Clock::now() +
                  std::min(configuration_.timeoutIntervalForResource(), longestCall)),
       redirectsLeft_(limits::redirects),
       reply_(configuration_.maximumHeaderSize(), configuration_.maximumBodySize()) {}
-
-Transfer::~Transfer() = default;
 
 std::unique_ptr<Transfer> Transfer::preparing(const URL& url,
                                               const URLSessionConfiguration& configuration) {
@@ -260,11 +241,16 @@ TransferOutcome Transfer::finish(CURLcode code) {
 }
 
 void Transfer::report(std::unique_ptr<Transfer> transfer, TransferOutcome outcome) {
-  auto report = std::move(transfer->report_);
-  transfer.reset();
-  if (!report) return;
-  report->setOutcome(std::move(outcome));
-  WorkerPool::shared().submit(std::move(report));
+  if (!transfer->handler_) return;
+  // A password may be in it, and is gone when the handler is called.
+  transfer->request_.httpBody.reset();
+  transfer->outcome_ = std::move(outcome);
+  WorkerPool::shared().submit(std::move(transfer));
+}
+
+void Transfer::run() {
+  if (outcome_.error) tellLogHandlerOf(*outcome_.error);
+  handler_(outcome_);
 }
 
 // ---- What went wrong. ----

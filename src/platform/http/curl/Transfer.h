@@ -12,6 +12,7 @@
 #include "platform/http/curl/EasyHandle.h"
 #include "platform/http/curl/ReplyParser.h"
 #include "platform/http/curl/TransferFailure.h"
+#include "platform/queues/Job.h"
 
 namespace orx::platform {
 
@@ -33,7 +34,10 @@ struct TransferContext {
 //
 //   start() → [ libcurl works, and calls the Client's functions ] → continuesAfter()
 //                 ↑                                       true ──────┘   └── false → finish()
-class Transfer final : private EasyHandle::Client {
+//
+// Then it is the job that tells the handler of the outcome: what an outcome needs at its end, which
+// may find no memory, is there from the beginning.
+class Transfer final : public Job, private EasyHandle::Client {
  public:
   // On the caller's thread: where the file of authorities lies on a file system that does not
   // answer, it waits here, and not with all other calls behind it.
@@ -42,7 +46,6 @@ class Transfer final : private EasyHandle::Client {
   // One that ends when the connection is there: nothing is sent, and nobody is told.
   static std::unique_ptr<Transfer> preparing(const URL& url,
                                              const URLSessionConfiguration& configuration);
-  ~Transfer();
 
   const URLSessionConfiguration& configuration() const { return configuration_; }
   // The configured file of authorities when the transfer was made; of nothing where there is none.
@@ -76,9 +79,12 @@ class Transfer final : private EasyHandle::Client {
   // Whether both are for the same URL with the same configuration.
   bool goesTheSameWayAs(const Transfer& other) const;
 
-  // Brings the outcome to the handler, on a worker. Needs no memory and throws nothing. Takes the
-  // transfer, so that what it holds, a password in the body, is gone when the handler is called.
+  // Brings the outcome to the handler, on a worker. The transfer goes with it, so that what the
+  // handler holds is destroyed there too: a destructor of the host's must not run in the midst of
+  // libcurl's work. Needs no memory and throws nothing.
   static void report(std::unique_ptr<Transfer> transfer, TransferOutcome outcome);
+  // What the worker does.
+  void run() override;
 
   // The index in the multi handle's list of running transfers, which the multi handle keeps here.
   std::size_t place = 0;
@@ -92,8 +98,6 @@ class Transfer final : private EasyHandle::Client {
     long bytes = 0;  // those of CONNECT to a proxy included
     long connections = 0;
   };
-
-  class Report;
 
   void setRequest(bool needsFreshConnection);
   void continueOverAFreshConnection();
@@ -113,7 +117,8 @@ class Transfer final : private EasyHandle::Client {
   bool isPreparation_ = false;
   const URLSessionConfiguration configuration_;
   const FileState authorities_;
-  std::unique_ptr<Report> report_;  // null when nobody wants it
+  const TransferHandler handler_;  // empty when nobody wants to know
+  TransferOutcome outcome_;
 
   std::unique_ptr<EasyHandle> easy_;
   TransferContext* context_ = nullptr;

@@ -45,7 +45,7 @@ struct TransferEngine::State {
   const State* parents = nullptr;
 
   // Under the inbox's mutex.
-  TransferList inbox;
+  JobList inbox;
   bool isRunning = false;  // the pool runs this reactor
   bool sleeps = false;     // the leader waits for sockets and must be woken for a new transfer
   bool isInsideLibcurl = false;
@@ -53,7 +53,7 @@ struct TransferEngine::State {
 
   // The leader's own.
   MultiHandle multi;
-  TransferList arrived;
+  JobList arrived;
 };
 
 TransferEngine& TransferEngine::shared() {
@@ -77,7 +77,7 @@ void TransferEngine::submit(std::unique_ptr<Transfer> transfer) {
     if (state_ == nullptr) state_ = new State;
     // After exit() has begun it is kept in the inbox: nothing starts and nothing reports.
     if (isStopping_ || ensureRunning()) {
-      state_->inbox.push_back(std::move(transfer));
+      state_->inbox.add(std::move(transfer));
       // One wake-up for any number of submissions: the first takes the mark away.
       if (std::exchange(state_->sleeps, false)) state_->multi.wake();
       return;
@@ -105,7 +105,7 @@ void TransferEngine::wait() {
   State& state = *state_;
   {
     const InboxLock lock(forkLocks.transferInbox);
-    state.arrived.swap(state.inbox);
+    state.inbox.moveTo(state.arrived);
     if (!enterLibcurl(lock)) return;
     state.sleeps = state.arrived.empty();
   }
@@ -115,7 +115,7 @@ void TransferEngine::wait() {
   state.sleeps = false;
   // What came in while it slept starts in this pass rather than in the next one.
   if (!state.arrived.empty()) return;
-  state.arrived.swap(state.inbox);
+  state.inbox.moveTo(state.arrived);
   // A connection may have ended after the look and before the call was made.
   if (!state.arrived.empty()) state.multi.forgetLook();
 }

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/http/URLParser.h"
 
+#include <algorithm>
 #include <initializer_list>
 #include <string_view>
 #include <utility>
 
+#include "platform/base/Text.h"
 #include "platform/http/curl/CurlURL.h"
 
 namespace orx::platform {
@@ -15,9 +17,7 @@ std::optional<URLParts> spelledParts(std::string_view text) {
   const auto colon = text.find("://");
   if (colon == std::string_view::npos) return std::nullopt;
   URLParts parts{.scheme = std::string(text.substr(0, colon)), .host = {}, .path = {}};
-  for (char& c : parts.scheme) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
+  std::ranges::transform(parts.scheme, parts.scheme.begin(), lowerCase);
   text.remove_prefix(colon + 3);
   auto host = text.substr(0, text.find_first_of("/?#"));
   text.remove_prefix(host.size());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/keychain/secretservice/SecretServiceConnection.h"
 
+#include <algorithm>
 #include <thread>
 #include <utility>
 
@@ -312,8 +313,8 @@ void SecretServiceConnection::deleteItem(const Path& item) {
 // Which objects are unlocked is not told here: the caller looks again, since what a service says
 // and what it did can differ.
 void SecretServiceConnection::unlock(const std::vector<Path>& objects) {
-  std::vector<const char*> paths;
-  for (const auto& object : objects) paths.push_back(object.c_str());
+  std::vector<const char*> paths(objects.size());
+  std::ranges::transform(objects, paths.begin(), &Path::c_str);
   const auto reply =
       ask(servicePath, serviceInterface, "Unlock",
           lib().g_variant_new("(@ao)", lib().g_variant_new_objv(paths.data(), std::ssize(paths))),

@@ -63,6 +63,7 @@ std::vector<SecretServiceItems::Path> SecretServiceItems::find() {
     auto paths = findUnlocked();
     std::erase_if(paths, [&](const Path& path) { return isForeign(path); });
     std::vector<std::pair<std::uint64_t, Path>> items;
+    items.reserve(paths.size());
     for (auto& path : paths) items.emplace_back(connection_.modificationOf(path), std::move(path));
     // Of equal age, in the service's order.
     std::ranges::stable_sort(items, std::greater(), [](const auto& item) { return item.first; });
@@ -73,7 +74,7 @@ std::vector<SecretServiceItems::Path> SecretServiceItems::find() {
 
 // Absent when it is not what a store has written for this item.
 std::optional<Data> SecretServiceItems::contentOf(const Path& path) {
-  const auto secret = connection_.secretOf(path);
+  const Wiped<std::string> secret = connection_.secretOf(path);
   if (secret.size() > limits::keyringSecretSize) return std::nullopt;
   const auto content = dataFromBase64(secret);
   return content ? decodedItem(item_, *content) : std::nullopt;
@@ -90,7 +91,7 @@ Data SecretServiceItems::read() {
 }
 
 // One line of ASCII, because key managers show and copy secrets as text.
-std::string SecretServiceItems::secretFor(const Data& bytes) const {
+Wiped<std::string> SecretServiceItems::secretFor(const Data& bytes) const {
   // Base64 takes four characters for three bytes; the rest is room for the item's name.
   if (bytes.size() > limits::keyringSecretSize / 2) throw SecretServiceFailure{failures::TooLarge};
   return base64Of(encodedItem(item_, bytes));

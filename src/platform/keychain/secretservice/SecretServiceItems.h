@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/base/Wiping.h"
 #include "platform/keychain/secretservice/SecretServiceConnection.h"
 
 namespace orx::platform {
@@ -33,7 +34,7 @@ class SecretServiceItems {
   std::vector<Path> findUnlocked();
   bool isForeign(const Path& path);
   Path collection();
-  std::string secretFor(const Data& bytes) const;
+  Wiped<std::string> secretFor(const Data& bytes) const;
   std::optional<Data> contentOf(const Path& path);
   bool replace(const Data& bytes);
   void requireKept(const Path& path, const Data& bytes);

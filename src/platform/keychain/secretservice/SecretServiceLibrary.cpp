@@ -7,10 +7,12 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <exception>
 #include <latch>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <thread>
 
 #include "platform/process/ForkSafety.h"
@@ -24,10 +26,10 @@ namespace {
 using Library = SecretServiceLibrary;
 
 constinit std::atomic<const Library*> loadedLibrary{nullptr};
-// The process that has loaded the library, or is loading it; 0 for none. GIO starts a thread of its
-// own, which a forked child does not have: a call there would wait for it for ever. So the child of
-// a process that has loaded GIO must not use it.
-constinit std::atomic<pid_t> loadingProcess{0};
+// The fork count of the process that has loaded the library, or is loading it. GIO starts a thread
+// of its own, which a forked child does not have: a call there would wait for it for ever. So the
+// child of a process that has loaded GIO must not use it. Guarded by the mutex below.
+constinit std::optional<std::uint64_t> loadedInFork;
 // Two loads at once would restore the wrong SIGPIPE handler: the second one would read as the
 // host's choice what GIO has just set. A load reads files, so a fork does not wait for it.
 constinit std::mutex loadingMutex;
@@ -125,16 +127,16 @@ const Library& lib() { return *loadedLibrary.load(); }
 
 void requireSecretServiceLibrary() {
   const std::lock_guard lock(loadingMutex);
-  if (loadingProcess == 0) {
-    loadingProcess = getpid();
+  if (!loadedInFork) {
+    loadedInFork = forkCount();
     try {
       loadedLibrary = load();
     } catch (...) {
-      loadingProcess = 0;  // the next use tries again
+      loadedInFork.reset();  // the next use tries again
       throw;
     }
   }
-  if (loadingProcess != getpid()) throw SecretServiceFailure{failures::Forked};
+  if (loadedInFork != forkCount()) throw SecretServiceFailure{failures::Forked};
 }
 
 FirstConnection::FirstConnection() : turn_(firstConnection, std::defer_lock) {

@@ -185,6 +185,7 @@ TEST_F(Bus, IsAnErrorWhereTheSystemHasTooFewThreadsForGIO) {
       return run(KeychainOperation::Read, milliseconds(500)).status == errSecIO ? 1 : 2;
     });
   };
+  EXPECT_EQ(statusWith(0), 1);
   // One is the operation's own.
   EXPECT_EQ(statusWith(1), 1);
   EXPECT_EQ(statusWith(2), 1);

@@ -61,6 +61,17 @@ TEST_F(PolicyOverARecord, RestoresNobodyWhoHadSignedOut) {
   EXPECT_FALSE(hasNote() || std::filesystem::exists(recordFile));
 }
 
+// As when that version died while somebody signed out.
+TEST_F(PolicyOverARecord, RestoresNobodyWhereTheFileThatItNamesIsGone) {
+  startWithItem("");
+  record("newest: file\nstale: secret-service\n");
+  EXPECT_EQ(user(), nobody);
+  EXPECT_EQ(inKeyring(), "-");
+  EXPECT_EQ(signIn("A"), errSecSuccess);
+  EXPECT_EQ(user(), "A");
+  EXPECT_FALSE(std::filesystem::exists(recordFile));
+}
+
 TEST_F(PolicyOverARecord, SaysSoWhenItIsDamagedAndBringsNobodyBack) {
   startWithItem("");
   putInFile("stale");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The keyring and the file store as one store, while services come and go.
 
+#include "platform/base/Limits.h"
 #include "platform/keychain/StoreStatus.h"
 #include "platform/keychain/secretservice/PolicyFixture.h"
 
@@ -110,6 +111,26 @@ TEST_F(Policy, KeepsTheUserBehindALinkAsWell) {
   EXPECT_EQ(inKeyring(), "A");
 }
 
+TEST_F(Policy, RefusesAnItemThatIsTooLargeForAKeyring) {
+  EXPECT_EQ(signIn(std::string(limits::keyringSecretSize / 2 + 1, 'x')), errSecParam);
+  EXPECT_EQ(inKeyring(), "-");
+  EXPECT_EQ(user(), nobody);
+}
+
+TEST_F(Policy, TellsItemsApartWhoseNamesTheBusCannotCarry) {
+  using namespace std::string_view_literals;
+  const std::vector<std::string> names{"a", std::string("a\0b"sv), "%:a%00b", "a\xFF", "%:a"};
+  const auto named = [](const std::string& name) {
+    return KeychainItem{.service = name, .account = "someone"};
+  };
+  for (const auto& name : names) {
+    ASSERT_TRUE(store->add(named(name), Data(name), deadline())) << name;
+  }
+  for (const auto& name : names) {
+    EXPECT_EQ(store->copy(named(name), deadline()).value(), Data(name)) << name;
+  }
+}
+
 TEST_F(Policy, KeepsTheOldUserWhenTheKeyringRefusesTheNewOne) {
   headless();
   ASSERT_EQ(signIn("A"), errSecSuccess);
@@ -199,6 +220,17 @@ TEST_F(Policy, ToleratesAStaleCopyThatCannotBeRemovedYet) {
   service.setScript("");
   EXPECT_EQ(user(), "B");
   EXPECT_EQ(inKeyring(), "-");
+}
+
+TEST_F(Policy, AsksNobodyToRemoveAStaleCopy) {
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  headless();
+  ASSERT_EQ(signIn("B"), errSecSuccess);
+  desktop();
+  prompts = PromptRules::Answer::Allowed;
+  service.setScript("locked prompt\nprompt answer");
+  EXPECT_EQ(user(), "B");
+  EXPECT_EQ(service.calls("Prompt"), 0);
 }
 
 TEST_F(Policy, FileOnlyNeverSpeaksToTheService) {

@@ -192,6 +192,8 @@ TEST_F(Matches, OfTheServicesOwnPlainTypeAreOurs) {
 }
 
 TEST_F(Matches, WithAForeignSecretAreKeptUntilTheyAreReplaced) {
+  startWith(itemLine("-", 1, ""));
+  EXPECT_EQ(read().status, errSecDecode);
   startWith(itemLine("-", 1, "password"));
   EXPECT_EQ(read().status, errSecDecode);
   EXPECT_EQ(run(KeychainOperation::Add).status, errSecDuplicateItem);
