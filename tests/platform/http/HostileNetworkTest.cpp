@@ -94,7 +94,7 @@ TEST(HostileNetwork, WhosePortalLeadsToItsLoginPage) {
     EXPECT_EQ(outcome.errorCode(), NSURLErrorUnsupportedURL);
     EXPECT_EQ(outcome.statusCode, 0);
     EXPECT_THAT(description(outcome),
-                MatchesRegex("could not use the URL http://portal.example/login: .+"));
+                MatchesRegex("could not use the URL http://portal.example/: .+"));
   }
 }
 

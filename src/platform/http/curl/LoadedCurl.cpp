@@ -131,10 +131,10 @@ std::string orx::platform::unloadedLibcurl() {
 
 // In parentheses, since some of the names are macros too.
 extern "C" {
+// Around types and lists there can be none. NOLINTBEGIN(bugprone-macro-parentheses)
 #define ORX_FORWARD(result, name, parameters, arguments) \
   result(name) parameters { return (lib().name)arguments; }
 ORX_FUNCTIONS(ORX_FORWARD)
-// Types stand in no parentheses. NOLINTBEGIN(bugprone-macro-parentheses)
 #define ORX_FORWARD_ANY(result, name, handle, option, argument) \
   result(name)(handle first, option second, ...) {              \
     va_list rest;                                               \
