@@ -177,8 +177,7 @@ void addTime(CLI::App& app, const char* name, std::optional<std::chrono::millise
 // What no call could be made with is told before one is.
 void requireUsable(const GlobalOptions& options) {
   if (options.caFile && access(options.caFile->c_str(), R_OK) != 0) {
-    throw usageFailure("--ca-file: cannot read '" + *options.caFile +
-                       "': " + std::strerror(errno));
+    throw usageFailure("--ca-file: cannot read '" + *options.caFile + "': " + std::strerror(errno));
   }
   // Not repeated, for it may hold a password.
   if (options.proxy && !options.proxy->empty() && !isProxy(*options.proxy)) {
