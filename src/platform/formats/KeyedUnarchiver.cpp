@@ -2,7 +2,6 @@
 #include "platform/formats/KeyedUnarchiver.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <map>
 #include <new>
@@ -15,7 +14,6 @@
 #include "platform/base/DateFormatter.h"
 #include "platform/base/Limits.h"
 #include "platform/formats/PropertyList.h"
-#include "platform/process/ForkSafety.h"
 
 namespace orx::platform {
 
@@ -25,21 +23,6 @@ using Kind = PropertyListReader::Kind;
 using Reference = PropertyListReader::Reference;
 // The place of an object in the archive's own list.
 using UID = std::uint32_t;
-
-using Factories = std::map<std::string, ArchiveFactory, std::less<>>;
-
-Factories& factories() {
-  static constinit ProcessWide<Factories> instance;
-  return instance.get();
-}
-
-// Null for a class that nobody registered.
-ArchiveFactory factoryForClassName(std::string_view className) {
-  const Factories& known = factories();
-  const BriefSection section;
-  const auto found = known.find(className);
-  return found != known.end() ? found->second : nullptr;
-}
 
 [[noreturn]] void refuse(const std::string& reason) { throw MalformedPropertyList(reason); }
 
@@ -114,18 +97,8 @@ class ArchiveReader {
     return restored(uidIn(entry(entry(plist_.top(), archive::kTop), archive::kRoot))).value;
   }
 
-  static bool knowsRecord(std::string_view className) {
-    const auto known = classNamed(className);
-    return known && known->form == Form::Record;
-  }
-
  private:
-  // What an object with a class stands for.
-  enum class Form : std::uint8_t { Null, String, Data, Date, Array, Dictionary, Record };
-  struct Class {
-    Form form;
-    ArchiveFactory factory;  // of a Record
-  };
+  using Form = ArchivedClass::Form;
   enum class State : std::uint8_t { Untouched, Open, Restored };
   struct Slot {
     Value value;
@@ -184,7 +157,7 @@ class ArchiveReader {
     // Looking for a key walks over all of the object's keys, and many places may name one object
     // of the property list.
     charge(plist_.count(object));
-    const Class& kind = classOf(object);
+    const ArchivedClass& kind = classOf(object);
     switch (kind.form) {
       case Form::Null:
         return {};
@@ -258,7 +231,7 @@ class ArchiveReader {
 
   // An object whose class has a factory. Its fields stand in it by name: referred to, or scalars in
   // place.
-  Value record(Slot& slot, const Class& kind, Reference object) {
+  Value record(Slot& slot, const ArchivedClass& kind, Reference object) {
     const std::size_t count = plist_.count(object);
     std::vector<UID> children;
     for (std::size_t index = 0; index < count; ++index) {
@@ -308,7 +281,7 @@ class ArchiveReader {
 
   // Each class is resolved once: its chain of names may be as long as the archive, and every object
   // may be of that class.
-  const Class& classOf(Reference object) {
+  const ArchivedClass& classOf(Reference object) {
     const UID uid = uidIn(entry(object, archive::kClass));
     const auto known = classes_.find(uid);
     if (known != classes_.end()) return known->second;
@@ -316,41 +289,20 @@ class ArchiveReader {
   }
 
   // The class itself or the nearest of those it derives from, which the archive lists after it.
-  Class resolveClass(Reference description) {
+  ArchivedClass resolveClass(Reference description) {
     charge(plist_.count(description));
-    if (const auto known = classNamed(text(entry(description, archive::kClassName)))) return *known;
+    if (const auto known = archivedClassNamed(text(entry(description, archive::kClassName))))
+      return *known;
     if (const auto ancestors = plist_.find(description, archive::kClasses)) {
       const std::size_t count = plist_.count(*ancestors);
       charge(count);
       for (std::size_t index = 0; index < count; ++index) {
-        const auto known = classNamed(text(plist_.element(*ancestors, index)));
+        const auto known = archivedClassNamed(text(plist_.element(*ancestors, index)));
         if (known) return *known;
       }
     }
     // Objects are made by registered factories only: an archive cannot name any other code.
     refuse("the class of an object is not known");
-  }
-
-  static std::optional<Class> classNamed(std::string_view name) {
-    static constexpr auto kKnown = std::to_array<std::pair<std::string_view, Form>>({
-        {"NSDictionary", Form::Dictionary},
-        {"NSMutableDictionary", Form::Dictionary},
-        {"NSArray", Form::Array},
-        {"NSMutableArray", Form::Array},
-        {"NSSet", Form::Array},
-        {"NSMutableSet", Form::Array},
-        {"NSString", Form::String},
-        {"NSMutableString", Form::String},
-        {"NSData", Form::Data},
-        {"NSMutableData", Form::Data},
-        {"NSDate", Form::Date},
-        {"NSNull", Form::Null},
-    });
-    for (const auto& [known, form] : kKnown) {
-      if (name == known) return Class{form, nullptr};
-    }
-    auto factory = factoryForClassName(name);
-    return factory ? std::optional(Class{Form::Record, std::move(factory)}) : std::nullopt;
   }
 
   // Takes the price of a piece of work out of what is left for the whole archive. Each object's
@@ -367,7 +319,7 @@ class ArchiveReader {
   PropertyListReader plist_;
   Reference objects_ = 0;  // the list of the archive's objects
   std::vector<Slot> slots_;
-  std::map<UID, Class> classes_;
+  std::map<UID, ArchivedClass> classes_;
   std::size_t depth_ = 0;  // containers that are being restored
   // In proportion to the archive's length, since an archiver writes what is shared only once.
   std::uint64_t allowance_ = 0;  // what a value may weigh
@@ -375,14 +327,6 @@ class ArchiveReader {
 };
 
 }  // namespace
-
-void setClass_forClassName(ArchiveFactory factory, std::string_view className) {
-  Factories& known = factories();
-  const BriefSection section;
-  known.insert_or_assign(std::string(className), std::move(factory));
-}
-
-bool canUnarchiveClass(std::string_view className) { return ArchiveReader::knowsRecord(className); }
 
 Result<Value> unarchiveObjectWithData(const Data& data) {
   try {

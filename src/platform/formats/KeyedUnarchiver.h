@@ -1,29 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <ORXAccount/platform/Coder.h>
 #include <ORXAccount/platform/Data.h>
 #include <ORXAccount/platform/Value.h>
 
-#include <functional>
-#include <memory>
 #include <string_view>
 
 #include "platform/base/Result.h"
+#include "platform/formats/ArchivedClass.h"
 
 namespace orx::platform {
-
-// Makes an object from the fields that were archived.
-using ArchiveFactory = std::function<std::shared_ptr<Object>(const Coder&)>;
-
-// Makes objects archived under this class name readable, by a factory that is given their fields.
-// Called once for each class, before the first archive that holds it is read; calling it again
-// replaces the factory.
-void setClass_forClassName(ArchiveFactory factory, std::string_view className);
-
-// Whether an object that is archived under this class name comes back as one: it has a factory, and
-// no list or text of the archive's own is called so.
-bool canUnarchiveClass(std::string_view className);
 
 // Reads an archive that this or any other conforming archiver wrote. Whatever the bytes are, it
 // gives a value or an error (NSCocoaErrorDomain, 4864), in time and memory bounded by their length.
