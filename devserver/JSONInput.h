@@ -21,6 +21,8 @@ inline nlohmann::json parseArray(std::string_view text, const std::string& what)
     const std::size_t column = before.size() - (before.rfind('\n') + 1) + 1;
     throw std::invalid_argument("line " + std::to_string(line) + ", column " +
                                 std::to_string(column) + ": this is no JSON");
+  } catch (const nlohmann::json::out_of_range&) {
+    throw std::invalid_argument("a number is too large");
   }
   throw std::invalid_argument("this is no JSON array of " + what);
 }

@@ -127,6 +127,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongAccounts{"NoJSON", "[\n {\"passwd\":\"secret\" \"a\":1}]",
                       "line 2, column 23: this is no JSON"},
         WrongAccounts{"AnObject", "{}", "this is no JSON array of accounts"},
+        WrongAccounts{"ANumberTooLarge", "[1e999]", "a number is too large"},
         WrongAccounts{"NoObject", "[{\"login\":\"a@b.cd\",\"passwd\":\"12345678\"},7]",
                       "account 2: this is no object"},
         WrongAccounts{"AnUnknownField", R"([{"password":"12345678"}])",

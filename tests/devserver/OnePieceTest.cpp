@@ -18,7 +18,7 @@ std::string firstRecordAfter(std::string_view request, int port) {
   place.sin_family = AF_INET;
   place.sin_port = htons(static_cast<std::uint16_t>(port));
   place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  connect(descriptor, reinterpret_cast<const sockaddr*>(&place), sizeof place);
+  (void)connect(descriptor, reinterpret_cast<const sockaddr*>(&place), sizeof place);
   const devserver::TLSContext context(SSL_CTX_new(TLS_client_method()));
   const devserver::TLSStream tls(SSL_new(context.get()));
   SSL_set_fd(tls.get(), descriptor);

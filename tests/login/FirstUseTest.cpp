@@ -61,7 +61,7 @@ constexpr std::array<void (*)(), 21> uses{
     [] { (void)ORVAAccountUser::currentUser(); },
     [] { (void)ORVAAccountUserCache::sharedInstance(); },
     [] { (void)ORVAAccountLoginManager::sharedInstance()->delegate(); },
-    [] { (void)unarchiveObjectWithData(Data()); },                      // KeyedUnarchiver
+    [] { (void)unarchiveObjectWithData(Data()); },                      // ArchivedClass
     [] { (void)SecItemDelete({}); },                                    // SecItemFunctions
     [] { (void)ORVAAccountAPI::initWithOptions({})->parsingTasks(); },  // XMLTasks
     [] { (void)XMLParser::initWithData(Data()); },

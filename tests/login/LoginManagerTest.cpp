@@ -154,6 +154,7 @@ TEST(ManagerBeforeItsFirstUse, SharedInstanceIsOneForThreadsThatMeetInTheFirstUs
       std::latch start{count};
       std::array<const ORVAAccountLoginManager*, count> seen{};
       std::vector<std::thread> threads;
+      threads.reserve(count);
       for (auto& own : seen) {
         threads.emplace_back([&] {
           start.arrive_and_wait();

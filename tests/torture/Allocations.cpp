@@ -9,12 +9,14 @@
 #include <new>
 
 // The C library's own, which the functions below stand before.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(size_t size) noexcept;
 void* __libc_calloc(size_t count, size_t size) noexcept;
 void* __libc_realloc(void* memory, size_t size) noexcept;
 void* __libc_memalign(size_t alignment, size_t size) noexcept;
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace orx::torture {
 

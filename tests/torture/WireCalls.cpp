@@ -173,6 +173,7 @@ ssize_t getrandom(void* bytes, size_t size, unsigned flags) {
 
 void* mmap(void* place, size_t size, int protection, int flags, int descriptor,
            off_t offset) noexcept {
+  // As the system call gives it. NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<void*>(
       passed("mmap", SYS_mmap, place, size, protection, flags, descriptor, offset));
 }

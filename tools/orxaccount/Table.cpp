@@ -94,6 +94,7 @@ std::optional<std::vector<std::string>> tableOf(const orx::Array& rows, std::siz
   for (const std::size_t width : widths) rule.emplace_back(width, '-');
   lines.insert(lines.begin() + 1, rule);
   std::vector<std::string> table;
+  table.reserve(lines.size());
   for (const Row& line : lines) table.push_back(lineOf(line, widths));
   return table;
 }

@@ -40,7 +40,8 @@ namespace orx {
 // Key of the text for people in an error's user information.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
 // Key of the URL text that a transport error concerns, without user, password, query and fragment,
-// which can be secrets; empty text when it is no URL.
+// which can be secrets; of the place that a redirect names, scheme and host alone. Empty text when
+// it is no URL.
 inline constexpr std::string_view NSURLErrorFailingURLStringErrorKey = "NSErrorFailingURLStringKey";
 
 // Domain of transport errors.

@@ -133,10 +133,12 @@ TEST(Dictionary, SharesItsContentUntilAChange) {
 TEST(Dictionary, TakesAKeyThatLiesInItself) {
   const std::string longKey = "a key that needs memory of its own";
   Dictionary shared{{longKey, 1}};
-  { const Dictionary other = shared; }
+  Dictionary other = shared;
+  other = {};
   shared.set(shared.begin()->key, 2);
   EXPECT_EQ(shared[longKey], Value(2));
-  { const Dictionary other = shared; }
+  other = shared;
+  other = {};
   shared.remove(shared.begin()->key);
   EXPECT_TRUE(shared.empty());
 

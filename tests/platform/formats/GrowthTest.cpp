@@ -47,7 +47,7 @@ TEST(Growth, OfTheTimeForWritingJSONIsLinear) {
     Array array;
     Dictionary dictionary;
     for (std::size_t number = 0; number < text.size() / 16; ++number) {
-      array.push_back(number * 1e-3);
+      array.push_back(static_cast<double>(number) * 1e-3);
       dictionary.set(std::to_string(number), "text");
     }
     (void)textWithJSONObject(Array{Value(text), Value(array), Value(dictionary)});

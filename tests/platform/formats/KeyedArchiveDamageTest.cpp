@@ -149,9 +149,8 @@ TEST(KeyedUnarchiver, RefusesOneLongListAtManyPlacesBeforeItHasReadThemAll) {
 TEST(KeyedUnarchiver, RefusesManyClassesThatHaveOneLongDescription) {
   ArchiveBuilder builder;
   const UID description = builder.addClass("NSNull", 4'000);
-  std::vector<UID> objects;
-  for (int i = 0; i < 2'000; ++i)
-    objects.push_back(builder.addObject(builder.addAgain(description)));
+  std::vector<UID> objects(2'000);
+  for (UID& object : objects) object = builder.addObject(builder.addAgain(description));
   expectRefusal(builder.finish(builder.addArray(objects)), "fan out");
 }
 

@@ -99,7 +99,7 @@ TEST(HostileNetwork, WhosePortalLeadsToItsLoginPage) {
 }
 
 TEST(HostileNetwork, WhoseClockIsSetBackAndForth) {
-  constexpr std::time_t years = 2 * 365 * 24 * 60 * 60;
+  constexpr std::time_t years = std::time_t{2} * 365 * 24 * 60 * 60;
   TLSTestServer kept(hosts, Answer::reply(200));
   EXPECT_EQ(call(kept.configuration(), getRequest("https://one.example/")).statusCode, 200);
   for (const auto& [ahead, cause] : {std::pair{years, "certificate has expired"},

@@ -65,7 +65,7 @@ class ProcessLife : public ::testing::Test {
         return Answer::silence();
       }
       if (request.target == "/stalled") (void)stalled->wait();
-      const Answer answer = Answer::reply(200, "fine");
+      Answer answer = Answer::reply(200, "fine");
       if (request.target == "/late") {
         arrivals.put(hasCome);
         return paced(answer, std::chrono::milliseconds(5), progress);

@@ -64,7 +64,7 @@ TEST_F(Proxy, IsToldTheNameAndThePasswordOfItsURL) {
   const std::string place = proxy_.url().substr(std::string("http://").size());
   for (const auto& [credentials, encoded] : std::vector<std::pair<std::string, std::string>>{
            {"joe:p%40ss%3A/", ""}, {"joe:p%40ss%3A", "am9lOnBAc3M6"}, {"joe", "am9lOg=="}}) {
-    configuration.setProxy("http://" + credentials + '@' + place);
+    configuration.setProxy(std::string("http://").append(credentials).append("@").append(place));
     const Outcome outcome = orx::testing::call(configuration, getRequest("https://one.example/"));
     if (encoded.empty()) {
       EXPECT_EQ(outcome.errorCode(), NSURLErrorCannotConnectToHost) << credentials;
@@ -154,6 +154,7 @@ TEST_F(Proxy, IsNotBlamedForWhatTheServerDoesOverATunnelThatIsKept) {
   const TemporaryDirectory directory;
   const auto issued = server_.authority().issue({"127.0.0.1"});
   std::ofstream(directory / "proxy.pem") << issued.certificatePEM << issued.privateKeyPEM;
+  // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): one path in two pieces
   Program overTLS({"python3", "-B", ORX_TESTS_DIR "/support/tls_proxy.py",
                    (directory / "proxy.pem").string(), std::to_string(server_.port())});
   auto configuration = server_.configurationFor({});

@@ -44,6 +44,7 @@ TEST(MemoryShortage, RegistersAnObserverOrNone) {
 TEST(MemoryShortage, DeliversANotificationToEverybodyOrToNobody) {
   int heard = 0;
   std::vector<Observation> observations;
+  observations.reserve(5);
   for (int i = 0; i < 5; ++i) {
     observations.push_back(
         NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(

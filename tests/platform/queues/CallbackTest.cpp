@@ -100,6 +100,7 @@ TEST_F(Callback, RunsOnceThoughSeveralThreadsCallItAtTheSameTime) {
     std::atomic<bool> mayRun = false;
     callBack(CallbackKind::Handler, [&] { ++runs; });
     std::vector<std::thread> threads;
+    threads.reserve(3);
     for (int i = 0; i < 3; ++i) {
       threads.emplace_back([&mayRun, block] {
         while (!mayRun) std::this_thread::yield();

@@ -24,7 +24,7 @@ class SocketRegistryTest : public ::testing::Test {
     place.sin_port = htons(listener_.port());
     place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     // It does not block, so the far end comes before it knows that it is connected.
-    connect(near_, reinterpret_cast<const sockaddr*>(&place), sizeof place);
+    (void)connect(near_, reinterpret_cast<const sockaddr*>(&place), sizeof place);
     far_ = listener_.accept();
   }
   ~SocketRegistryTest() override {

@@ -109,7 +109,9 @@ TEST_F(Bus, ThatIsNoLocalSocketIsNotSpokenToAndNoReasonToStandIn) {
   bus.emplace(home.path());
   startWithItem("");
   const std::string local = getenv("DBUS_SESSION_BUS_ADDRESS");
-  for (const auto& address : {remote, program, remote + ";" + local, local + ";" + remote}) {
+  const auto first = std::string(remote).append(";").append(local);
+  const auto last = std::string(local).append(";").append(remote);
+  for (const auto& address : {remote, program, first, last}) {
     setAddress(address);
     expectEach(errSecNotAvailable, false);
   }
