@@ -28,6 +28,7 @@ orx::platform::TransferHandler started;
 // The transport of this program, in the place of the library's.
 namespace orx::platform {
 
+// As it is declared. NOLINTNEXTLINE(performance-unnecessary-value-param)
 void startTransfer(URLRequest request, const URLSessionConfiguration&, TransferHandler handler) {
   ORX_FUZZ_CHECK(request.httpBody && handler && !started);
   started = std::move(handler);
