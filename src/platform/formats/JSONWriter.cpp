@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <cmath>
-#include <ranges>
 #include <stdexcept>
 #include <utility>
 #include <variant>
@@ -154,12 +153,13 @@ class JSONWriter {
     for (const Step* step = innermost; step != nullptr; step = step->outer) path.push_back(step);
     std::ranges::reverse(path);
     std::string place = "parameters";
-    for (const Step* step : path | std::views::take(shownSteps)) {
+    for (std::size_t shown = 0; shown < std::min(path.size(), shownSteps); ++shown) {
+      const auto& at = path[shown]->at;
       place += '[';
-      if (const auto* key = std::get_if<std::string_view>(&step->at)) {
+      if (const auto* key = std::get_if<std::string_view>(&at)) {
         appendQuoted(place, *key);
       } else {
-        place += numberText(std::get<std::size_t>(step->at));
+        place += numberText(std::get<std::size_t>(at));
       }
       place += ']';
     }
