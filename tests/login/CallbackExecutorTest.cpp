@@ -166,16 +166,18 @@ TEST_F(SignInsOnAnExecutor, AreFollowedThereByASignOutOfTheHosts) {
 TEST_F(SignInsOnAnExecutor, AreToldWhileALogHandlerBlocks) {
   use(CallbackScope::Everything);
   setKeychainPolicy(KeychainPolicy::PreferSecretService);
-  Mailbox<int> logged, leave;
-  setLogHandler([&](LogLevel, std::string_view line) {
+  // Shared with the handler, which may be inside when the test is over.
+  const auto logged = std::make_shared<Mailbox<int>>();
+  const auto leave = std::make_shared<Mailbox<int>>();
+  setLogHandler([logged, leave](LogLevel, std::string_view line) {
     if (!line.starts_with("The user is stored in a file")) return;
-    logged.put(0);
-    leave.take();
+    logged->put(0);
+    leave->take();
   });
   startSignIn("ada");
-  logged.take();
+  logged->take();
   EXPECT_EQ(runOne(), (Words{"observers of ada", "delegate of success with ada"}));
-  leave.put(0);
+  leave->put(0);
   setLogHandler({});
 }
 
