@@ -124,9 +124,10 @@ TEST_F(SoapRequest, TheFlagSendsLaterCallsToTheChinaServer) {
 }
 
 TEST_F(SoapRequest, ACallThatIsPendingKeepsItsServer) {
-  Event mayAnswer;
-  answerBy([&](const Request& /*request*/) {
-    EXPECT_TRUE(mayAnswer.wait());
+  // Shared with the server, whose thread may be inside when the test is over.
+  const auto mayAnswer = std::make_shared<Event>();
+  answerBy([mayAnswer](const Request& /*request*/) {
+    EXPECT_TRUE(mayAnswer->wait());
     return Answer::reply(200, soapAnswer(resultBlock("1", "OK", "Json", "[{}]")));
   });
   const auto reports = std::make_shared<Mailbox<Report>>();
@@ -134,17 +135,17 @@ TEST_F(SoapRequest, ACallThatIsPendingKeepsItsServer) {
     reports->put({result, error});
   });
   ORVAAccountAPI::setTargetServerWithIsCN(true);
-  mayAnswer.set();
+  mayAnswer->set();
   EXPECT_NE(reports->take().result, nullptr);
   EXPECT_EQ(onlyRequest().serverName, kGlobalHost);
 }
 
 TEST_F(SoapRequest, TwoCallsAtOnceMayEndInEitherOrder) {
-  Event first;
-  answerBy([&](const Request& request) {
+  const auto first = std::make_shared<Event>();
+  answerBy([first](const Request& request) {
     const bool isFirst = request.body.find(">one<") != std::string::npos;
     if (isFirst) {
-      EXPECT_TRUE(first.wait());
+      EXPECT_TRUE(first->wait());
     }
     return Answer::reply(200, soapAnswer(resultBlock("1", isFirst ? "1st" : "2nd", "", "{}")));
   });
@@ -156,7 +157,7 @@ TEST_F(SoapRequest, TwoCallsAtOnceMayEndInEitherOrder) {
   api()->commonWithApiId_parameters_completionHandler("one", Dictionary(), report);
   api()->commonWithApiId_parameters_completionHandler("two", Dictionary(), report);
   EXPECT_EQ(reports->take(), "2nd");
-  first.set();
+  first->set();
   EXPECT_EQ(reports->take(), "1st");
 }
 
