@@ -124,9 +124,13 @@ TEST_P(CallbacksIn, AreMadeOnceByTheLibraryWhenTheLoopHasEnded) {
   EXPECT_EQ(threads.count(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(, CallbacksIn,
-                         ::testing::Values(glibLoop(), qtLoop(), asioLoop(), boostAsioLoop()),
-                         [](const auto& given) { return given.param.name; });
+constexpr auto nameOf = [](const auto& given) { return given.param.name; };
+INSTANTIATE_TEST_SUITE_P(, CallbacksIn, ::testing::Values(asioLoop(), boostAsioLoop()), nameOf);
+// These libraries are not built with the thread sanitizer, which does not see how their loops hand
+// a block from one thread to another.
+#if !defined(__SANITIZE_THREAD__)
+INSTANTIATE_TEST_SUITE_P(OfALibrary, CallbacksIn, ::testing::Values(glibLoop(), qtLoop()), nameOf);
+#endif
 
 }  // namespace
 }  // namespace orx::testing

@@ -71,13 +71,13 @@ TEST_P(CallsOnAnExecutor, LetGoThereOfWhatTheHandlerHolds) {
     block();
     isGone.put(watched.expired());
   });
-  Event mayAnswer;
-  answerBy([&](const Request&) {
-    EXPECT_TRUE(mayAnswer.wait());
+  const auto mayAnswer = std::make_shared<Event>();
+  answerBy([this, mayAnswer](const Request&) {
+    EXPECT_TRUE(mayAnswer->wait());
     return usualAnswer();
   });
   start([held = std::move(held)](const auto&, const auto&) {});
-  mayAnswer.set();
+  mayAnswer->set();
   EXPECT_TRUE(isGone.take());
 }
 
