@@ -40,7 +40,9 @@ pages::Manual manual() {
 
 std::string footer() {
   std::string text = "Exit codes:\n";
-  for (const auto& [code, meaning] : kExitCodes) text += "  " + code + "  " + meaning + '\n';
+  for (const auto& [code, meaning] : kExitCodes) {
+    text.append("  ").append(code).append("  ").append(meaning).append("\n");
+  }
   return text + '\n' + kSecrets;
 }
 

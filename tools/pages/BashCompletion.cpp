@@ -14,7 +14,8 @@ void appendPatterns(const std::vector<const CLI::Option*>& options, const std::s
     if (valueNameOf(*option).empty()) continue;
     std::string& patterns = takesFile(*option) ? files : others;
     for (const std::string& name : namesOf(*option)) {
-      patterns += (patterns.empty() ? "" : " | ") + command + "\" " + name + '"';
+      patterns.append(patterns.empty() ? "" : " | ").append(command);
+      patterns.append("\" ").append(name).append("\"");
     }
   }
 }
