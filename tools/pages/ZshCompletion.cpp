@@ -60,7 +60,7 @@ void writeCommand(std::ostream& script, const CLI::App& command) {
 }  // namespace
 
 std::string zshCompletion(const CLI::App& app) {
-  const std::string name = app.get_name();
+  const std::string& name = app.get_name();
   const auto commands = commandsOf(app);
   std::ostringstream script;
   script << "#compdef " << name << "\n_" << name
