@@ -72,7 +72,7 @@ TEST_P(CallsOnAnExecutor, LetGoThereOfWhatTheHandlerHolds) {
     isGone.put(watched.expired());
   });
   const auto mayAnswer = std::make_shared<Event>();
-  answerBy([this, mayAnswer](const Request&) {
+  answerBy([mayAnswer](const Request&) {
     EXPECT_TRUE(mayAnswer->wait());
     return usualAnswer();
   });

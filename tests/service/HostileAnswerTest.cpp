@@ -23,7 +23,7 @@ class HostileAnswerTest : public AccountServiceFixture {
     operation.start(*api(), Dictionary(), [reports](const auto& result, const auto& error) {
       reports->put({result, error});
     });
-    Report outcome = reports->take();
+    Report outcome = reports->take(3 * patience);
     EXPECT_NE(outcome.result == nullptr, outcome.error == nullptr);
     answerWith("");
     outcomeOf([&](auto handler) { operation.start(*api(), Dictionary(), handler); });
