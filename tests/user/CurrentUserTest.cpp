@@ -50,6 +50,15 @@ class CurrentUserTest : public ::testing::Test {
     return (*directory)->lock("lock", Deadline::max());
   }
 
+  // Somebody signs in, and the sign-out cannot remove the item.
+  void signOutInVain() {
+    setKeychainPolicy(KeychainPolicy::FileOnly);
+    ORVAAccountUser::setCurrentUser(userNamed("someone"));
+    const auto held = keychainLock();
+    setKeychainPatience(std::chrono::milliseconds(10));
+    ORVAAccountUser::setCurrentUser(nullptr);
+  }
+
   testing::StorageHome home;
   std::vector<Seen> seen;
   Observation observation =
@@ -70,13 +79,7 @@ TEST_F(CurrentUserTest, IsNobodyAtFirstWhateverIsStored) {
 }
 
 TEST_F(CurrentUserTest, LeavesASignOutThatFailedInTheStatusUntilAnotherSignOutFinishesIt) {
-  setKeychainPolicy(KeychainPolicy::FileOnly);
-  ORVAAccountUser::setCurrentUser(userNamed("someone"));
-  {
-    const auto held = keychainLock();
-    setKeychainPatience(std::chrono::milliseconds(10));
-    ORVAAccountUser::setCurrentUser(nullptr);
-  }
+  signOutInVain();
   ASSERT_NO_THROW(home.onlyItemFile());
   const auto reason = keychainStatus();
   EXPECT_NE(reason.lastError(), errSecSuccess);
@@ -93,13 +96,7 @@ TEST_F(CurrentUserTest, LeavesASignOutThatFailedInTheStatusUntilAnotherSignOutFi
 }
 
 TEST_F(CurrentUserTest, LeavesWhoeverHasSignedInElsewhereSinceASignOutThatFailed) {
-  setKeychainPolicy(KeychainPolicy::FileOnly);
-  ORVAAccountUser::setCurrentUser(userNamed("someone"));
-  {
-    const auto held = keychainLock();
-    setKeychainPatience(std::chrono::milliseconds(10));
-    ORVAAccountUser::setCurrentUser(nullptr);
-  }
+  signOutInVain();
   testing::ChildProcess elsewhere([&] {
     setKeychainPatience(std::chrono::seconds(30));
     ORVAAccountUser::setCurrentUser(userNamed("another"));
