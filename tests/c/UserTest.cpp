@@ -137,9 +137,9 @@ TEST_F(CUser, TellsWhyThereIsNoPicture) {
 }
 
 TEST_F(CUser, LoadsItsPictureAlsoWhenItsHandleIsReleasedMeanwhile) {
-  Event mayAnswer;
-  answerBy([&](const Request& /*request*/) {
-    EXPECT_TRUE(mayAnswer.wait());
+  const auto mayAnswer = std::make_shared<Event>();
+  answerBy([mayAnswer](const Request& /*request*/) {
+    EXPECT_TRUE(mayAnswer->wait());
     return Answer::reply(200, "picture");
   });
   User user = userWith(Dictionary{{"pic", "me.png"}});
@@ -147,7 +147,7 @@ TEST_F(CUser, LoadsItsPictureAlsoWhenItsHandleIsReleasedMeanwhile) {
   EXPECT_EQ(refusal(orx_user_load_picture(user.get(), putTold, &box)), 0);
   user.reset();
   EXPECT_EQ(refusal(orx_sign_out()), 0);
-  mayAnswer.set();
+  mayAnswer->set();
   EXPECT_EQ(box.take().bytes, "picture");
 }
 

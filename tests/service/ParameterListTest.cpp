@@ -115,9 +115,9 @@ TEST_F(ParameterList, WhatArrivedBeforeTheConnectionBrokeIsRead) {
 }
 
 TEST_F(ParameterList, TheClientMayGoWhileItsRequestRuns) {
-  Event mayAnswer;
-  answerBy([&](const Request& /*request*/) {
-    EXPECT_TRUE(mayAnswer.wait());
+  const auto mayAnswer = std::make_shared<Event>();
+  answerBy([mayAnswer](const Request& /*request*/) {
+    EXPECT_TRUE(mayAnswer->wait());
     return Answer::reply(200, resultBlock("1", "words", "", "[1]"));
   });
   const auto reports = std::make_shared<Mailbox<Report>>();
@@ -128,7 +128,7 @@ TEST_F(ParameterList, TheClientMayGoWhileItsRequestRuns) {
   });
   client.reset();
   EXPECT_TRUE(watched.expired());
-  mayAnswer.set();
+  mayAnswer->set();
   EXPECT_NE(reports->take().result, nullptr);
 }
 

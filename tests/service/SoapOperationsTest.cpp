@@ -260,9 +260,9 @@ TEST_F(WebSSO, AnAnswerWithoutAFullBlockIsASuccessWithEmptyTexts) {
 }
 
 TEST_F(WebSSO, TheClientMayGoWhileItsRequestRuns) {
-  Event mayAnswer;
-  answerBy([&](const Request& /*request*/) {
-    EXPECT_TRUE(mayAnswer.wait());
+  const auto mayAnswer = std::make_shared<Event>();
+  answerBy([mayAnswer](const Request& /*request*/) {
+    EXPECT_TRUE(mayAnswer->wait());
     return Answer::reply(200, resultBlock("1", "words", "String", "x"));
   });
   const auto reports = std::make_shared<Mailbox<Report>>();
@@ -274,7 +274,7 @@ TEST_F(WebSSO, TheClientMayGoWhileItsRequestRuns) {
       });
   client.reset();
   EXPECT_TRUE(watched.expired());
-  mayAnswer.set();
+  mayAnswer->set();
   EXPECT_NE(reports->take().result, nullptr);
 }
 

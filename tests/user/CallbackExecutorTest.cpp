@@ -88,14 +88,14 @@ TEST_F(PicturesOnAnExecutor, LetGoThereOfWhatTheBlockHolds) {
     block();
     isGone.put(watched.expired());
   });
-  Event mayAnswer;
-  answerBy([&](const Request&) {
-    EXPECT_TRUE(mayAnswer.wait());
+  const auto mayAnswer = std::make_shared<Event>();
+  answerBy([mayAnswer](const Request&) {
+    EXPECT_TRUE(mayAnswer->wait());
     return Answer::reply(200, "picture");
   });
   ORVAAccountUser::initWithUserInfo(Dictionary{{"pic", "me.png"}})
       ->loadProfileImageDataWithCompletionBlock([held = std::move(held)](auto&, auto&) {});
-  mayAnswer.set();
+  mayAnswer->set();
   EXPECT_TRUE(isGone.take());
 }
 

@@ -55,9 +55,9 @@ TEST_F(ProfileImage, ComesFromTheServerOfTheUsersOwnCountry) {
 }
 
 TEST_F(ProfileImage, OneRequestServesEveryLoadInTheOrderOfTheCalls) {
-  Event mayAnswer;
-  answerBy([&](const Request& /*request*/) {
-    EXPECT_TRUE(mayAnswer.wait());
+  const auto mayAnswer = std::make_shared<Event>();
+  answerBy([mayAnswer](const Request& /*request*/) {
+    EXPECT_TRUE(mayAnswer->wait());
     return Answer::reply(200, "picture");
   });
   const auto user = userFrom();
@@ -68,7 +68,7 @@ TEST_F(ProfileImage, OneRequestServesEveryLoadInTheOrderOfTheCalls) {
           order->put(data == Data("picture") ? call : -1);
         });
   }
-  mayAnswer.set();
+  mayAnswer->set();
   for (int call = 0; call < 3; ++call) EXPECT_EQ(order->take(), call);
   EXPECT_EQ(server().requests().size(), 1U);
   EXPECT_EQ(user->profileImageData(), Data("picture"));
@@ -165,11 +165,11 @@ TEST_F(ProfileImage, TextThatMakesNoURLIsReportedOnceWithoutARequest) {
 TEST_F(ProfileImage, TheReportHasReturnedBeforeTheNextLoadBegins) {
   answerWith("", 404);
   const auto user = userFrom();
-  Event gate;
+  const auto gate = std::make_shared<Event>();
   const auto reports = std::make_shared<Mailbox<int>>();
   user->loadProfileImageDataWithCompletionBlock(
-      [&, reports](const std::optional<Data>&, const std::shared_ptr<Error>&) {
-        EXPECT_TRUE(gate.wait());
+      [&, gate, reports](const std::optional<Data>&, const std::shared_ptr<Error>&) {
+        EXPECT_TRUE(gate->wait());
         // Wait for a whole load of another record: had this record's next load begun, its request
         // would have arrived by then.
         EXPECT_NE(load(userFrom("TWN")).error, nullptr);
@@ -179,17 +179,17 @@ TEST_F(ProfileImage, TheReportHasReturnedBeforeTheNextLoadBegins) {
   user->loadProfileImageDataWithCompletionBlock(
       [reports](const std::optional<Data>&, const std::shared_ptr<Error>&) { reports->put(2); });
   static_cast<void>(server().awaitRequests(1));
-  gate.set();
+  gate->set();
   EXPECT_EQ(reports->take(), 1);
   EXPECT_EQ(reports->take(), 2);
   EXPECT_EQ(server().requests().size(), 3U);
 }
 
 TEST_F(ProfileImage, RecordsLoadIndependently) {
-  Event slow;
-  answerBy([&](const Request& request) {
+  const auto slow = std::make_shared<Event>();
+  answerBy([slow](const Request& request) {
     if (request.serverName == kChinaHost) {
-      EXPECT_TRUE(slow.wait());
+      EXPECT_TRUE(slow->wait());
     }
     return Answer::reply(200, "picture");
   });
@@ -197,14 +197,14 @@ TEST_F(ProfileImage, RecordsLoadIndependently) {
   userFrom("CHN")->loadProfileImageDataWithCompletionBlock(into(slowReport));
   EXPECT_EQ(load(userFrom("TWN")).data, Data("picture"));
   EXPECT_EQ(slowReport->count(), 0U);
-  slow.set();
+  slow->set();
   EXPECT_EQ(slowReport->take().data, Data("picture"));
 }
 
 TEST_F(ProfileImage, TheStateOfALoadShowsInTheProperties) {
-  Event mayAnswer;
-  answerBy([&](const Request& /*request*/) {
-    EXPECT_TRUE(mayAnswer.wait());
+  const auto mayAnswer = std::make_shared<Event>();
+  answerBy([mayAnswer](const Request& /*request*/) {
+    EXPECT_TRUE(mayAnswer->wait());
     return Answer::reply(200, "picture");
   });
   const auto user = userFrom();
@@ -217,7 +217,7 @@ TEST_F(ProfileImage, TheStateOfALoadShowsInTheProperties) {
   static_cast<void>(server().awaitRequests(1));
   EXPECT_NE(user->loadProfileImageTask(), nullptr);
   EXPECT_NE(user->loadProfileImageSemaphore(), nullptr);
-  mayAnswer.set();
+  mayAnswer->set();
   mailbox->take();
   EXPECT_EQ(user->loadProfileImageTask(), nullptr);
 }
