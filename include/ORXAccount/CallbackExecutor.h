@@ -20,8 +20,8 @@ namespace orx {
 //   - The loop is there for as long as the executor may be called.
 //
 // The library keeps to exactly one report whatever an executor does. A second call of a block does
-// nothing. A block that is destroyed without having been called, as when its loop ends, and one
-// whose executor throws, is run by a background thread of the library after all. A block that is
+// nothing. A block that is destroyed without having been called, as when its loop ends or its
+// executor throws, is run by a background thread of the library after all. A block that is
 // called before the executor returns runs there and then. One that is kept and never called is
 // never reported, and holds up no thread of the library, only the later pictures of its own record.
 // A callback that throws ends the process on the loop's thread as it does on any other.
@@ -29,8 +29,8 @@ using CallbackExecutor = std::function<void(std::function<void()> block)>;
 
 // What goes to the executor.
 enum class CallbackScope {
-  // Completion handlers and picture blocks. Observers and the delegate are told where the user is
-  // changed, as without an executor.
+  // Completion handlers and picture blocks. Observers and the delegate are told on the threads
+  // of the library or of the host's own call, as without an executor.
   Handlers,
   // The observers of ORVAAccountUserDidChangeNotification and the delegate of the login manager
   // too. At a sign-in the notification and then the delegate's report are one block. A change that

@@ -12,7 +12,7 @@ enum class LogLevel {
   // The user is stored in a file, because no keyring takes it.
   Info,
   // A transfer failed (stage, host, cause); the service answered a ticket with data that is no XML;
-  // the host's callback executor threw.
+  // the host's callback executor threw, or there was no memory to hand it a callback.
   Warning,
   // A stored user could not be read, stored or removed, and why.
   Error,

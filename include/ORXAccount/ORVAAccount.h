@@ -40,12 +40,12 @@ class ORX_EXPORT ORVAAccount final : public Object {
   // credentials; absent ones make sign-ins throw. May be called again.
   //
   // Reads and writes the stores, so it waits for the disk. Where another process holds a lock or
-  // the keyring is silent it waits up to 2 seconds for each call on a store, eight times at most;
+  // the keyring is silent it waits up to 2 seconds for each call on a store, ten times at most;
   // for 120 seconds only where the host has allowed prompts and the keyring shows one. It never
   // fails: a user who cannot be restored does not become current, and keychainStatus() says why.
   // Where the stores cannot be read (locked, out of reach, damaged), the current user and both
   // stores stay as they are: a second initialisation signs nobody out for that. After
-  // std::bad_alloc it can be called again.
+  // std::bad_alloc some of it may have been done, and it can be called again.
   void initializeWithLaunchOptions_appKey_appID_isStage(
       const std::optional<Dictionary>& launchOptions, std::optional<std::string> appKey,
       std::optional<std::string> appID, bool isStage);

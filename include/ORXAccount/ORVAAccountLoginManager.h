@@ -38,8 +38,8 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
  public:
   // Made on first use and never destroyed.
   static const std::shared_ptr<ORVAAccountLoginManager>& sharedInstance();
-  // A manager of one's own has no task list: its ticket sign-ins are never reported, unless
-  // setLoginWithTicketTasks() gives it an empty one.
+  // A manager of one's own has no task list: of its ticket sign-ins only those are reported that
+  // fail before there is a record, unless setLoginWithTicketTasks() gives it an empty one.
   static std::shared_ptr<ORVAAccountLoginManager> init();
 
   // The target server flag of ORVAAccountAPI; the manager keeps no copy.
@@ -72,8 +72,9 @@ class ORX_EXPORT ORVAAccountLoginManager final : public Object, public XMLParser
 
   // Signs out on this machine: nobody is current, and what is stored of the user is removed. What
   // could not be removed (a locked keyring, a disk that refuses), keychainStatus() tells. Sends
-  // nothing and reports nothing to the delegate; changes nothing when nobody is signed in. It waits
-  // for the stores as ORVAAccountUser::setCurrentUser does, three times 2 seconds at most. After
+  // nothing and reports nothing to the delegate. When nobody is signed in it changes nothing, but
+  // removes what the sign-out before had to leave. It waits for the stores as
+  // ORVAAccountUser::setCurrentUser does, five times 2 seconds at most. After
   // std::bad_alloc the user is still current, and it can be called again.
   void logout();
 

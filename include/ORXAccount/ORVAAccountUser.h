@@ -72,13 +72,14 @@ class ORX_EXPORT ORVAAccountUser final : public SecureCoding {
   // Makes `user` current (null: signs out), stores the change, and posts
   // ORVAAccountUserDidChangeNotification; every observer has run, on the calling thread, when it
   // returns, unless the host has an executor for observers (CallbackExecutor.h). The record that is
-  // current already, and null when nobody is, change nothing. What the store could not keep is kept
+  // current already, and null when nobody is, change nothing (but null removes an item that the
+  // sign-out before had to leave). What the store could not keep is kept
   // for this process; keychainStatus() says why. After std::bad_alloc the user is the one from
   // before, what is stored may be the new one already (or nobody), and the call can be made again.
   //
   // It waits for the disk, and for a change that another thread is storing. Where another process
   // holds a lock or the keyring is silent it waits up to 2 seconds for each call on a store, which
-  // are at most four for a user and three for null; for 120 seconds only where the host has allowed
+  // are at most four for a user and five for null; for 120 seconds only where the host has allowed
   // prompts and the keyring shows one.
   static void setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user);
   // What stands for the class itself as the sender of the notification.

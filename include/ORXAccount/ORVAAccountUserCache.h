@@ -34,8 +34,10 @@ class ORX_EXPORT ORVAAccountUserCache final : public Object {
 
   // From here on: what the library itself calls; not for hosts.
 
-  // The same, but absent, rather than null, when the store cannot be read.
-  std::optional<std::shared_ptr<ORVAAccountUser>> readCachedUser();
+  // The same for a start-up, but absent, rather than null, when the store cannot be read. Storing
+  // the user that it gave, as the next call, does nothing where another process has signed in or
+  // out meanwhile.
+  std::optional<std::shared_ptr<ORVAAccountUser>> userToRestore();
   // The two halves of setCachedUser(). The first one runs encodeWithCoder of what the record holds,
   // so no lock may be held around it. It gives nothing for null and for a record that no archive
   // takes, which the second then does not store.

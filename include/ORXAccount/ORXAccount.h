@@ -55,8 +55,8 @@
 // Threads. Everything may be called from any thread unless its header says otherwise. A call over
 // the network returns at once and reports later on a background thread of the library, never inside
 // the call and never on the main thread: completion handlers, the delegate, picture blocks. Reports
-// of different calls may run at the same time. Observers run on the thread that changes the user:
-// on such a background thread at a sign-in, inside initialize... and logout on the caller's. A
+// of different calls may run at the same time. Observers run on
+// such a background thread at a sign-in, and inside initialize... and logout on the caller's. A
 // callback may block and may call the library; it must not throw. A host with a loop of its own can
 // have all of these run there: CallbackExecutor.h, with ready-made executors for GLib, Qt and asio.
 // What goes wrong, a host can have logged: LogHandler.h.

@@ -18,8 +18,9 @@
 // it did its work. What a function itself refuses is of ORX_ERROR_DOMAIN_SYSTEM: EINVAL for a
 // mistake of the caller's (a null pointer, JSON that is none, an option that there is not, no
 // credentials), EILSEQ for text that is not UTF-8, ENOMEM without memory, EAGAIN where the system
-// has no thread. Nothing has been done then, nothing was written through the pointers given, and
-// the call may be made again.
+// has no thread. Nothing has been done then (by orx_initialize() and orx_sign_out() part of it may
+// have been, without memory), nothing was written through the pointers given, and the call may be
+// made again.
 //
 // Callbacks. A function with a callback starts something and returns at once. When it returned
 // NULL, the callback is called exactly once, on a background thread of the library (or where a C++
@@ -30,6 +31,7 @@
 // library it may run on a thread on which signals are blocked.
 //
 // Parameters are the text of a JSON object, or NULL for an empty one; orx_json_object() writes one.
+// It is read and written anew: of a number stays what 64 bits or a double hold.
 // The service refuses a "&" or "<" in them, mostly without a reason (not those of OpenID V2): look
 // for them in what people type.
 //
@@ -183,7 +185,7 @@ ORX_EXPORT orx_error* orx_set_servers(const char* global_host, const char* china
 // Takes the application's credentials and makes the stored user current, which observers hear of on
 // this thread. The credentials are not checked. `is_stage` (not 0) reports the development server
 // in orx_status(), and changes nothing else. May be called again. It waits for the disk, and where
-// another process or the keyring is slow up to 2 seconds for each of eight steps. A user who cannot
+// another process or the keyring is slow up to 2 seconds for each of ten steps. A user who cannot
 // be restored is no error; orx_status() says why.
 ORX_EXPORT orx_error* orx_initialize(const char* app_id, const char* app_key, int is_stage);
 
@@ -214,8 +216,8 @@ ORX_EXPORT orx_error* orx_set_log_handler(void (*handler)(void* context, int lev
 //   china                whether the China servers are called
 //   keychainStore        which store holds the user, "secret-service" or "file"
 //   keychainEncrypted    whether that store encrypts what it writes: a keyring does, the file not
-//   keychainLocked       whether the last call found the keyring locked
-//   keychainError        the status of the last call; 0 when it did its work
+//   keychainLocked       whether the last call found the keyring locked, or its prompt was
+//   dismissed keychainError        the status of the last call; 0 when it did its work
 //   keychainDescription  what happened, which file it is about, what to do about it: a sentence or
 //   keychainPath         a path each, or empty text
 //   keychainRemedy
@@ -244,8 +246,8 @@ ORX_EXPORT orx_error* orx_user_load_picture(const orx_user* user, orx_callback c
 
 // Calls `callback` at every change of the current user, until the observation is released: a result
 // with the user and the previous one, or an error where there was no memory to say who. It runs on
-// the thread that changes the user: the caller's in orx_initialize() and orx_sign_out(), a
-// background thread at a sign-in, before the callback of that sign-in. `ended`, which may be NULL,
+// the caller's thread in orx_initialize() and orx_sign_out(), and at a sign-in on a background
+// thread, before the callback of that sign-in. `ended`, which may be NULL,
 // is called with the context once no other call of `callback` will come: inside
 // orx_observation_release(), or when a call that another thread is making at that moment returns.
 ORX_EXPORT orx_error* orx_observe_user(orx_callback callback, void* context,
@@ -265,7 +267,7 @@ ORX_EXPORT orx_error* orx_sign_in_openid_v2(const char* parameters, orx_callback
 ORX_EXPORT orx_error* orx_sign_in_ticket(const char* ticket, orx_callback callback, void* context);
 // Signs out on this machine: nobody is current, and what is stored of the user is removed; what
 // could not be, orx_status() tells. Sends nothing. Observers run on this thread. It waits for the
-// stores, six seconds at most unless the keyring shows a prompt. Nobody signed in is no error.
+// stores, ten seconds at most unless the keyring shows a prompt. Nobody signed in is no error.
 ORX_EXPORT orx_error* orx_sign_out(void);
 
 // Creates an account. The payload: a dictionary with the new customer's number under ORX_CUS_ID.

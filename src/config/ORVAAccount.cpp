@@ -55,7 +55,7 @@ void ORVAAccount::initializeWithLaunchOptions_appKey_appID_isStage(
   }
   // Where the store cannot be read, nobody knows that nobody is signed in: a keyring that was
   // locked since the last initialisation would sign out the current user, for good.
-  const auto stored = ORVAAccountUserCache::sharedInstance()->readCachedUser();
+  const auto stored = ORVAAccountUserCache::sharedInstance()->userToRestore();
   if (stored) {
     ORVAAccountUser::setCurrentUser(*stored);
   } else {

@@ -5,6 +5,7 @@
 #include <ORXAccount/ORVAAccountLoginManager.h>
 #include <ORXAccount/ORVAAccountUser.h>
 #include <ORXAccount/WorkerHandler.h>
+#include <ORXAccount/platform/NotificationCenter.h>
 
 #include <cerrno>
 #include <functional>
@@ -50,7 +51,8 @@ const std::shared_ptr<OperationQueue>& storingQueue() {
 }
 
 // On a worker nobody else would catch a lack of memory, and the process would end. Made by the
-// first use, which may throw; so each sign-in uses it before it starts.
+// first use, which may throw; so each sign-in uses it before it starts, and so for what else its
+// report needs.
 const std::shared_ptr<Error>& noMemoryToSignIn() {
   static constinit ProcessWide<std::shared_ptr<Error>> error;
   return error.get([] {
@@ -71,6 +73,7 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
   }
   noMemoryToSignIn();
   storingQueue();
+  ORVAAccountUser::currentUser();
   return ORVAAccountAPI::initWithOptions(
       {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, std::string_view(*appKey)}});
 }
@@ -103,13 +106,11 @@ bool hadMemory(const Step& step) {
 }
 
 // In one piece, so that the delegate finds the user of whom observers were told just before.
-void announceAndReport(const std::shared_ptr<std::optional<Dictionary>>& change,
+void announceAndReport(const std::shared_ptr<std::optional<Notification>>& change,
                        const SharedManager& manager) {
   callBack(CallbackKind::Change, [=] {
-    const bool isDone = hadMemory([&] {
-      if (*change) announceChange(**change);
-    });
-    tellDelegate(manager, isDone ? nullptr : noMemoryToSignIn());
+    if (*change) NotificationCenter::defaultCenter()->postNotification(**change);
+    tellDelegate(manager, nullptr);
   });
 }
 
@@ -117,9 +118,10 @@ void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user, const SharedManag
   const bool isDone = hadMemory([&] {
     // Made first: once the user is current, nothing may be lacking to tell so. A job of its own,
     // since observers and the delegate may block, and may not hold up who is stored next.
-    const auto change = std::make_shared<std::optional<Dictionary>>();
+    const auto change = std::make_shared<std::optional<Notification>>();
     auto job = makeJob([change, manager] { announceAndReport(change, manager); });
-    *change = changeCurrentUser(user);
+    const auto changed = changeCurrentUser(user);
+    if (changed) change->emplace(*changed);
     WorkerPool::shared().submit(std::move(job));
     // Last: a log handler may block, and a sign-out meanwhile would be told before the sign-in.
     logStore(true);

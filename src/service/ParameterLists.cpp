@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The service's lists of values. Every answer is a result: a caller tells failure by null data.
+// The service's lists of values. Every answer that there is memory for is a result: a caller tells
+// failure by null data.
 
 #include <ORXAccount/ORVAAccountAPI.h>
 #include <ORXAccount/ORVAAccountConstants.h>

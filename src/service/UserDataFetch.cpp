@@ -43,8 +43,8 @@ Answer userDataAnswer(const Dictionary& elements) {
 
 }  // namespace
 
-// The error is tested first, the status never: any body that arrived whole is parsed. The parse,
-// and with it the report, runs inside this handler.
+// The error is tested first, the status never: any body that arrived whole is parsed. The parse
+// runs inside this handler, and the report begins there.
 void ORVAAccountAPI::getUserData_completionHandler(
     const Dictionary& parameters, ORVAAccountAPICompletionHandler completionHandler) {
   auto replyHandler = [this, self = shared_from_this(),

@@ -46,21 +46,14 @@ std::shared_ptr<ORVAAccountUser> ORVAAccountUser::currentUser() { return current
 
 void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& user) {
   if (isDone(user)) return;
-  auto information = changeCurrentUser(user);
-  logStore(user != nullptr);
-  if (!information) return;
-  // On this thread the caller hears that memory has run out. On another one nobody would: the user
-  // is then the one from before again, as observers know.
-  if (!callbackExecutorFor(CallbackKind::Change)) return announceChange(*information);
-  callBack(CallbackKind::Change, [announced = *std::move(information)] {
-    try {
-      announceChange(announced);
-    } catch (const std::bad_alloc&) {
-    }
-  });
+  const auto change = changeCurrentUser(user);
+  logStore(user && change);
+  if (change)
+    callBack(CallbackKind::Change,
+             [change = *change] { NotificationCenter::defaultCenter()->postNotification(change); });
 }
 
-std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
+std::optional<Notification> user::changeCurrentUser(const SharedUser& user) {
   const auto& cache = ORVAAccountUserCache::sharedInstance();
   const auto archived = cache->archivedUser(user);
   Dictionary information;
@@ -70,11 +63,16 @@ std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
   previous = ORVAAccountUser::currentUser();
   if (isDone(user)) return std::nullopt;
   if (!user && !previous) {
-    finishSignOut();
+    // Removes what a sign-out has left, but nobody who has signed in since in another process.
+    previous = cache->cachedUser();
     return std::nullopt;
   }
   if (user) information.set(ORVAAccountUserChangeNewKey, user);
   if (previous) information.set(ORVAAccountUserChangeOldKey, previous);
+  // Made first: once the user is current, nothing may be lacking to tell so.
+  const Notification change(ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(),
+                            information);
+  NotificationCenter::defaultCenter();
   currentRecord().set(user);
   try {
     cache->setCachedUser_archivedUser(user, archived);
@@ -84,25 +82,7 @@ std::optional<Dictionary> user::changeCurrentUser(const SharedUser& user) {
     currentRecord().set(previous);
     throw;
   }
-  return information;
-}
-
-void user::announceChange(const Dictionary& information) {
-  try {
-    // Throws before the first observer runs, or not at all.
-    NotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
-        ORVAAccountUserDidChangeNotification, ORVAAccountUser::classObject(), information);
-  } catch (...) {
-    // So that whoever repeats the change is heard of.
-    const auto userUnder = [&](std::string_view key) {
-      return information[key].objectOf<ORVAAccountUser>();
-    };
-    const std::lock_guard guard(settingMutex);
-    if (ORVAAccountUser::currentUser() == userUnder(ORVAAccountUserChangeNewKey)) {
-      currentRecord().set(userUnder(ORVAAccountUserChangeOldKey));
-    }
-    throw;
-  }
+  return change;
 }
 
 const std::shared_ptr<Object>& ORVAAccountUser::classObject() {

@@ -2,22 +2,20 @@
 #pragma once
 
 #include <ORXAccount/ORVAAccountUser.h>
+#include <ORXAccount/platform/NotificationCenter.h>
 
 #include <memory>
 #include <optional>
 
 namespace orx::user {
 
-// The two halves of ORVAAccountUser::setCurrentUser(). The first makes the user current and stores
-// it, and takes as long as the stores do. It returns what the notification tells; absent when
-// nothing changed. The second posts the notification, and takes as long as its observers do. The
-// host's log is told in between or afterwards: logStore().
-std::optional<Dictionary> changeCurrentUser(const std::shared_ptr<ORVAAccountUser>& user);
-void announceChange(const Dictionary& information);
+// What ORVAAccountUser::setCurrentUser() does before it posts the notification: makes the user
+// current and stores it, which takes as long as the stores do. Returns that notification; absent
+// when nothing changed. The host's log is told after it: logStore().
+std::optional<Notification> changeCurrentUser(const std::shared_ptr<ORVAAccountUser>& user);
 
-// Whether the last sign-out left something behind that the next one may be able to remove.
+// Whether the last sign-out left an item behind that belongs to nobody. Reading the cached user
+// removes it.
 bool isSignOutUnfinished();
-// Removes it, unless somebody has signed in since, in another process.
-void finishSignOut();
 
 }  // namespace orx::user

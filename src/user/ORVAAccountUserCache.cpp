@@ -36,6 +36,11 @@ std::string keychainService() {
   return "com.orva.account.usercache." + identifier.value_or("(null)");
 }
 
+KeychainItem itemOf(const ORVAAccountKeychain& keychain) {
+  const Dictionary query = keychain.queryWithKey(ORVAAccountUserKeychainKey);
+  return {.service = *query[kSecAttrService].string(), .account = *query[kSecAttrAccount].string()};
+}
+
 // What the defaults and the keychain hold together.
 struct StoredUser {
   // True for an item that is not of this installation: there is nobody to restore then, and the
@@ -46,9 +51,9 @@ struct StoredUser {
   std::optional<Data> blob = {};
 };
 
-// The user that the last reading restored, and what it was restored from. A start-up makes this
-// user current and thereby writes it back. If another process has signed in or out in between, that
-// writing would undo it.
+// The user that a start-up has read, and what it was made of. The start-up makes this user current
+// and thereby writes it back. If another process has signed in or out in between, that writing
+// would undo it.
 struct LastRestored {
   std::weak_ptr<ORVAAccountUser> user;
   std::optional<std::string> uuid;
@@ -71,9 +76,7 @@ Result<std::optional<std::string>> readInstallationUUID() {
 // cannot be told, so there is no reading.
 std::optional<StoredUser> notUnderstood(const ORVAAccountKeychain& keychain,
                                         std::string_view reason) {
-  const Dictionary query = keychain.queryWithKey(ORVAAccountUserKeychainKey);
-  const KeychainItem item{.service = *query[kSecAttrService].string(),
-                          .account = *query[kSecAttrAccount].string()};
+  const KeychainItem item = itemOf(keychain);
   const std::string store = keychainStatus().store();
   ItemFile file(item);
   const bool isHere = store == ItemState::here && file.look().has_value();
@@ -143,13 +146,8 @@ std::optional<std::string> installationUUID() {
   return uuid;
 }
 
-// What the last removal of this process left behind.
-enum class Remains {
-  Nothing,
-  Item,  // which belongs to nobody, and is known by that
-  Everything,
-};
-constinit std::atomic<Remains> remains = Remains::Nothing;
+// Whether the last removal of this process left an item that belongs to nobody.
+constinit std::atomic<bool> hasLeftItem{false};
 
 void removeStoredUser(ORVAAccountKeychain& keychain) {
   // The defaults first: if the item cannot be removed, or the process dies in between, it belongs
@@ -158,7 +156,7 @@ void removeStoredUser(ORVAAccountKeychain& keychain) {
       UserDefaults::standardUserDefaults()->removeObjectForKey(ORVAAccountUserUserDefaultKey);
   noteDefaultsError(errorOf(removed));
   const bool isGone = keychain.setData_forKey(std::nullopt, ORVAAccountUserKeychainKey);
-  remains = isGone && removed ? Remains::Nothing : removed ? Remains::Item : Remains::Everything;
+  hasLeftItem = removed && !isGone;
 }
 
 // Keeps out the application's other processes and threads while the defaults and the keychain are
@@ -177,25 +175,33 @@ bool isHeldUp(const Result<std::optional<FileLock>>& lock) {
   return !lock && !isNotWritable(*lock.error());
 }
 
-}  // namespace
-
-bool user::isSignOutUnfinished() { return remains != Remains::Nothing; }
-
-void user::finishSignOut() {
-  const auto keychain = ORVAAccountKeychain::initWithServiceID(keychainService());
-  const auto lock = lockTransaction(Missing::DoNotCreate);
-  if (remains == Remains::Item) {
-    const auto stored = readStoredUser(*keychain);
-    // Out of reach still.
-    if (!stored) return;
-    // An item that belongs to somebody is of a later sign-in.
-    if (!stored->isForeign) {
-      remains = Remains::Nothing;
-      return;
+// Removes an item that belongs to nobody. Absent when the stores do not tell, or when another
+// process keeps them to itself.
+std::optional<StoredUser> readAndTidy(ORVAAccountKeychain& keychain) {
+  auto stored = readStoredUser(keychain);
+  if (!stored) return std::nullopt;
+  if (stored->isForeign) {
+    // The defaults and the keychain were read one after the other, and another process may have
+    // signed in between. Only what is foreign while everyone else is kept out is removed.
+    const auto lock = lockTransaction(Missing::Create);
+    if (isHeldUp(lock)) return std::nullopt;
+    stored = readStoredUser(keychain);
+    if (!stored) return std::nullopt;
+    if (stored->isForeign) {
+      removeStoredUser(keychain);
+      return stored;
     }
   }
-  removeStoredUser(*keychain);
+  // What a removal has left is gone, or somebody has replaced it; the status still tells of it.
+  if (hasLeftItem.exchange(false)) {
+    noteKeychainCall(KeychainCall::Removal, itemOf(keychain), nullptr);
+  }
+  return stored;
 }
+
+}  // namespace
+
+bool user::isSignOutUnfinished() { return hasLeftItem; }
 
 struct ORVAAccountUserCache::State {
   const std::shared_ptr<ORVAAccountKeychain> userKeychain;
@@ -261,19 +267,12 @@ void ORVAAccountUserCache::setCachedUser_archivedUser(const std::shared_ptr<ORVA
 }
 
 std::shared_ptr<ORVAAccountUser> ORVAAccountUserCache::cachedUser() {
-  return readCachedUser().value_or(nullptr);
+  const auto stored = readAndTidy(*state_->userKeychain);
+  return stored ? stored->user : nullptr;
 }
 
-std::optional<std::shared_ptr<ORVAAccountUser>> ORVAAccountUserCache::readCachedUser() {
-  auto stored = readStoredUser(*state_->userKeychain);
-  if (stored && stored->isForeign) {
-    // The defaults and the keychain were read one after the other, and another process may have
-    // signed in between. Only what is foreign while everyone else is kept out is removed.
-    const auto lock = lockTransaction(Missing::Create);
-    if (isHeldUp(lock)) return std::nullopt;
-    stored = readStoredUser(*state_->userKeychain);
-    if (stored && stored->isForeign) removeStoredUser(*state_->userKeychain);
-  }
+std::optional<std::shared_ptr<ORVAAccountUser>> ORVAAccountUserCache::userToRestore() {
+  const auto stored = readAndTidy(*state_->userKeychain);
   if (!stored) return std::nullopt;
   lastRestored().set({.user = stored->user, .uuid = stored->uuid, .blob = stored->blob});
   return stored->user;

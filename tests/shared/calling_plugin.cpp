@@ -12,7 +12,15 @@
 
 namespace {
 
-void call() { orx::ORVAAccountAPI::prepareConnection(); }
+// Where nobody listens, so that libcurl looks for no name: it has a thread for that, which the end
+// of the program would find running.
+void call() {
+  orx::URLSessionConfiguration configuration;
+  configuration.setConnectTo(ORX_TEST_GLOBAL_HOST, {"127.0.0.1", 1});
+  configuration.setProxy("");
+  orx::URLSessionConfiguration::setDefaultConfiguration(configuration);
+  orx::ORVAAccountAPI::prepareConnection();
+}
 
 bool sleeps(pid_t thread) {
   std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");

@@ -85,7 +85,7 @@ class Crowd {
         cache_->setCachedUser(nullptr);
         ++signOuts_;
       } else if (choice == 4) {
-        ORVAAccountUser::setCurrentUser(cache_->cachedUser());
+        ORVAAccountUser::setCurrentUser(cache_->userToRestore().value_or(nullptr));
       } else {
         look();
       }

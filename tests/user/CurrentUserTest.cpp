@@ -13,6 +13,7 @@
 #include "platform/keychain/SecItemFunctions.h"
 #include "platform/keychain/StoreStatus.h"
 #include "platform/storage/StoredDirectory.h"
+#include "platform/storage/UserDefaults.h"
 #include "support/Await.h"
 #include "support/ChildProcess.h"
 #include "support/StorageHome.h"
@@ -103,8 +104,35 @@ TEST_F(CurrentUserTest, LeavesWhoeverHasSignedInElsewhereSinceASignOutThatFailed
     return keychainStatus().description().empty() ? 0 : 1;
   });
   ASSERT_EQ(elsewhere.wait(), 0);
+  EXPECT_NE(keychainStatus().description(), "");
   ORVAAccountUser::setCurrentUser(nullptr);
   EXPECT_EQ(stored(), "another");
+  EXPECT_EQ(keychainStatus().description(), "");
+}
+
+TEST_F(CurrentUserTest, LeavesWhoeverHasSignedInElsewhereSinceTheDefaultsCouldNotBeChanged) {
+  setKeychainPolicy(KeychainPolicy::FileOnly);
+  ORVAAccountUser::setCurrentUser(userNamed("someone"));
+  testing::writeContent(home.defaultsFile(), "damaged");
+  ORVAAccountUser::setCurrentUser(nullptr);
+  testing::ChildProcess elsewhere([&] {
+    ORVAAccountUser::setCurrentUser(userNamed("another"));
+    return stored() == "another" ? 0 : 1;
+  });
+  ASSERT_EQ(elsewhere.wait(), 0);
+  ORVAAccountUser::setCurrentUser(nullptr);
+  EXPECT_EQ(stored(), "another");
+}
+
+// The item that the sign-out left is foreign until the other process has stored its own.
+TEST_F(CurrentUserTest, LeavesAloneWhoeverIsSigningInElsewhereSinceASignOutThatFailed) {
+  signOutInVain();
+  const auto& defaults = *UserDefaults::standardUserDefaults();
+  const auto held = defaults.lockTransaction(std::chrono::steady_clock::now() + testing::patience);
+  ASSERT_TRUE(held && *held);
+  const auto before = testing::snapshotOf(home.path());
+  ORVAAccountUser::setCurrentUser(nullptr);
+  EXPECT_EQ(testing::snapshotOf(home.path()), before);
 }
 
 TEST_F(CurrentUserTest, NamesWhatASignOutLeftAtEachStartUntilOneRemovesIt) {

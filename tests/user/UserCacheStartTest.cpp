@@ -18,6 +18,10 @@ using testing::userNamed;
 // two steps.
 class UserCacheStartTest : public testing::UserCacheTest {
  protected:
+  std::shared_ptr<ORVAAccountUser> userToRestore() {
+    return cache().userToRestore().value_or(nullptr);
+  }
+
   void inAnotherProcess(const std::function<void()>& work) {
     ChildProcess child([&] { work(); });
     ASSERT_EQ(child.wait(), 0);
@@ -26,7 +30,7 @@ class UserCacheStartTest : public testing::UserCacheTest {
 
 TEST_F(UserCacheStartTest, DoesNotUndoASignOutOfAnotherProcess) {
   signIn("someone");
-  const auto user = cache().cachedUser();
+  const auto user = userToRestore();
   inAnotherProcess([&] { signOut(); });
   const auto after = snapshotOf(home.path());
   ORVAAccountUser::setCurrentUser(user);
@@ -37,7 +41,7 @@ TEST_F(UserCacheStartTest, DoesNotUndoASignOutOfAnotherProcess) {
 
 TEST_F(UserCacheStartTest, DoesNotUndoASignInOfAnotherProcess) {
   signIn("someone");
-  const auto user = cache().cachedUser();
+  const auto user = userToRestore();
   inAnotherProcess([&] { signIn("another"); });
   ORVAAccountUser::setCurrentUser(user);
   EXPECT_EQ(restored(), "another");
@@ -45,7 +49,7 @@ TEST_F(UserCacheStartTest, DoesNotUndoASignInOfAnotherProcess) {
 
 TEST_F(UserCacheStartTest, DoesNotUndoASignOutFollowedByASignIn) {
   signIn("someone");
-  const auto user = cache().cachedUser();
+  const auto user = userToRestore();
   inAnotherProcess([&] {
     signOut();
     signIn("another");
@@ -56,11 +60,20 @@ TEST_F(UserCacheStartTest, DoesNotUndoASignOutFollowedByASignIn) {
   EXPECT_EQ(uuid(), installation);
 }
 
+// Of a host that reads and stores by itself nothing is guessed.
+TEST_F(UserCacheStartTest, StoresAUserWhomTheHostHasRead) {
+  signIn("someone");
+  const auto user = cache().cachedUser();
+  inAnotherProcess([&] { signOut(); });
+  cache().setCachedUser(user);
+  EXPECT_EQ(restored(), "someone");
+}
+
 TEST_F(UserCacheStartTest, WritesBackAFreshBlobOfWhatIsStillStored) {
   putUUID("U");
   const auto bytes = archivedDataWithRootObject(userNamed("someone"));
   putBlob(Dictionary{{"data", bytes}, {"uuid", "U"}, {"more", "of another version"}});
-  ORVAAccountUser::setCurrentUser(cache().cachedUser());
+  ORVAAccountUser::setCurrentUser(userToRestore());
   const auto root = unarchiveObjectWithData(blob().value()).value();
   EXPECT_EQ(root.dictionary()->size(), 2U);
   EXPECT_EQ((*root.dictionary())["uuid"], Value("U"));
@@ -69,7 +82,7 @@ TEST_F(UserCacheStartTest, WritesBackAFreshBlobOfWhatIsStillStored) {
 
 TEST_F(UserCacheStartTest, StoresARestoredUserAgainAfterAnother) {
   signIn("someone");
-  const auto user = cache().cachedUser();
+  const auto user = userToRestore();
   ORVAAccountUser::setCurrentUser(user);
   ORVAAccountUser::setCurrentUser(userNamed("another"));
   ORVAAccountUser::setCurrentUser(user);

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include <ORXAccount/CallbackExecutor.h>
 #include <ORXAccount/ORVAAccount.h>
+#include <ORXAccount/platform/NotificationCenter.h>
+
+#include <vector>
 
 #include "allocations/FailingAllocation.h"
 #include "platform/keychain/StoreStatus.h"
@@ -69,6 +73,33 @@ TEST_F(UserWithoutMemory, IsSignedInOrItThrowsAndCanBeRepeated) {
         EXPECT_EQ(current(), "someone");
         EXPECT_EQ(restored(), "someone");
       });
+}
+
+// Whoever made the change has gone on by then, and hears of nothing.
+TEST_F(UserWithoutMemory, IsAnnouncedByTheHostsExecutorWhateverIsLackingThere) {
+  std::vector<std::function<void()>> blocks;
+  setCallbackExecutor([&](std::function<void()> block) { blocks.push_back(std::move(block)); },
+                      CallbackScope::Everything);
+  int told = 0;
+  const Observation observation =
+      NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+          ORVAAccountUserDidChangeNotification, nullptr, [&](const Notification&) { ++told; });
+  failEachAllocation(
+      [&] {
+        ORVAAccountUser::setCurrentUser(userNamed("someone"));
+        ORVAAccountUser::setCurrentUser(nullptr);
+        told = 0;
+      },
+      [&] {
+        for (const auto& block : blocks) block();
+      },
+      [&](bool threw) {
+        EXPECT_FALSE(threw);
+        EXPECT_EQ(told, 2);
+        EXPECT_EQ(current(), "(nobody)");
+        blocks.clear();
+      });
+  setCallbackExecutor({});
 }
 
 TEST_F(UserWithoutMemory, IsMadeCurrentAtTheStartOrItThrowsAndCanBeRepeated) {

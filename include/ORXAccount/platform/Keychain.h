@@ -52,7 +52,7 @@ class ORX_EXPORT KeychainStatus {
   // its user has chosen for it (with an empty one it does not, and there is no way to learn that);
   // the file does not.
   bool encryptedAtRest() const;
-  // The last call found the keyring locked.
+  // The last call found the keyring locked, or nobody answered its prompt with a yes.
   bool locked() const;
   // The error of the last call, if it had one; errSecSuccess otherwise. An item that is not there
   // is no error. What a sign-out could not remove is told until it is gone.

@@ -76,6 +76,8 @@ class ORX_EXPORT NotificationCenter {
   void postNotificationName_object_userInfo(std::string_view name,
                                             const std::shared_ptr<Object>& object,
                                             const Dictionary& userInfo);
+  // The same with a notification that is there already. It needs no memory.
+  void postNotification(const Notification& notification) noexcept;
 
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;

@@ -23,12 +23,13 @@ inline constexpr OSStatus errSecSuccess = 0;
 inline constexpr OSStatus errSecParam = -50;
 // Reading or writing the store failed (disk full, no permission, input or output error).
 inline constexpr OSStatus errSecIO = -36;
-// The store refuses: a link, a foreign owner, a directory others may write to.
+// The store is not there, does not answer or is not trusted: no keyring, a silent one, a link, a
+// foreign owner, a directory others may write to.
 inline constexpr OSStatus errSecNotAvailable = -25291;
 inline constexpr OSStatus errSecAuthFailed = -25293;
 inline constexpr OSStatus errSecDuplicateItem = -25299;
 inline constexpr OSStatus errSecItemNotFound = -25300;
-// The store is locked and nobody may be asked to open it.
+// The store is locked, or asks before each change, and nobody may be asked.
 inline constexpr OSStatus errSecInteractionNotAllowed = -25308;
 // What is stored cannot be read as an item.
 inline constexpr OSStatus errSecDecode = -26275;

@@ -41,8 +41,8 @@ class ORX_EXPORT XMLParserDelegate {
 // external entities and DTDs are not fetched. These end a parse with an error: elements nested more
 // than 1,024 deep, more than 1,000,000 elements, a DTD that declares more than 256 entities,
 // attributes and notations together, and entities that make the document more than four times as
-// long once they have added 64 KB. For one thread at a time: the one that sets the delegate and
-// runs the parse.
+// long where both together are more than 64 KB. For one thread at a time: the one that sets the
+// delegate and runs the parse.
 class ORX_EXPORT XMLParser final : public Object {
  public:
   // Reads bytes in the encoding that the document declares: any that the system's iconv knows.

@@ -97,6 +97,13 @@ Result<KeychainStore*> PolicyKeychainStore::chooseTarget(Deadline deadline) cons
   return nullptr;
 }
 
+// Where the next user would be stored as far as is known without asking a store: the worse place,
+// unless the policy rules it out. A host that asks whether secrets are encrypted is told too little
+// rather than too much.
+std::string PolicyKeychainStore::nextStore() const {
+  return std::string(isExcluded(here) ? std::string_view() : here);
+}
+
 // Reading.
 
 Result<Data> PolicyKeychainStore::copy(const KeychainItem& item, Deadline deadline) {
@@ -131,8 +138,11 @@ Result<Data> PolicyKeychainStore::copyFrom(const ItemState& state, const Keychai
   if (state.newest.empty()) {
     return onUnrecorded<Data>([&](KeychainStore& store) { return store.copy(item, deadline); });
   }
-  noteKeychainStore(state.newest == nowhere ? "" : state.newest);
-  if (state.newest == nowhere) return keychainFailure(errSecItemNotFound);
+  if (state.newest == nowhere) {
+    noteKeychainStore(nextStore());
+    return keychainFailure(errSecItemNotFound);
+  }
+  noteKeychainStore(state.newest);
   if (isExcluded(state.newest)) return excludedByPolicy(state.newest);
   if (state.newest == here) return *state.bytes;
   return storeNamed(state.newest)->copy(item, deadline);
@@ -257,7 +267,7 @@ Result<void> PolicyKeychainStore::remove(const KeychainItem& item, Deadline dead
   ItemState after{.newest = nowhere, .stale = before.stale};
   Result<void> removed;
   if (before.newest == nowhere) {
-    noteKeychainStore({});
+    noteKeychainStore(nextStore());
     removed = keychainFailure(errSecItemNotFound);
   } else if (before.newest != here) {
     removed = removeFromStore(after, before.newest, item, deadline);
@@ -297,7 +307,9 @@ void PolicyKeychainStore::removeStale(ItemFile& file, const KeychainItem& item,
     const std::string name(store->name());
     if (!after.stale.contains(name) || isExcluded(name)) continue;
     // Quietly: a prompt for a copy that counts no more would make no sense to anybody.
-    if (isGone(store->removeQuietly(item, deadline))) after.stale.erase(name);
+    const auto removed = store->removeQuietly(item, deadline);
+    if (isGone(removed)) after.stale.erase(name);
+    if (after.newest == nowhere && !isStoreMissing(removed)) noteKeychainStore(name);
   }
   if (!(after == file.state())) file.write(after);
 }

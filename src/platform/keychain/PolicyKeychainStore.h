@@ -37,6 +37,7 @@ class PolicyKeychainStore final : public KeychainStore {
   ItemState stateOf(const ItemFile& file) const;
   KeychainStore* storeNamed(std::string_view name) const;
   bool isExcluded(std::string_view store) const;
+  std::string nextStore() const;
   Result<KeychainStore*> chooseTarget(Deadline deadline) const;
 
   Result<Data> copyFrom(const ItemState& state, const KeychainItem& item, Deadline deadline) const;

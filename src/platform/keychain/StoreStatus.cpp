@@ -90,8 +90,10 @@ KeychainStatus keychainStatus() {
   // is told apart for the keychain alone.
   if (ofKeychain) status.lastError = statusOf(*error);
   if (!ofKeychain) status.lastError = UserDefaults::isDamage(*error) ? errSecDecode : errSecIO;
-  status.locked =
+  const bool wantsSomebody =
       status.lastError == errSecInteractionNotAllowed || status.lastError == errSecAuthFailed;
+  // A keyring that asks before each change is open, and unlocking it would change nothing.
+  status.locked = wantsSomebody && !isAskingFirst(*error);
   const auto detail = [&](std::string_view key) {
     return error->userInfo()[key].text().value_or(std::string());
   };

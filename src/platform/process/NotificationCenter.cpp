@@ -2,7 +2,7 @@
 #include <ORXAccount/platform/NotificationCenter.h>
 
 #include <algorithm>
-#include <atomic>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -31,18 +31,20 @@ const std::shared_ptr<Object>& Notification::object() const { return content_->o
 const Dictionary& Notification::userInfo() const { return content_->userInfo; }
 
 struct Observation::Entry {
+  // Of its registration; later ones have higher numbers.
+  std::uint64_t number = 0;
   std::optional<std::string> name;
   const Object* sender = nullptr;
   std::weak_ptr<Object> owner;
   NotificationCenter::Block block;
-  std::atomic<bool> ended = false;
 
   // A later object may get the sender's address, so the ownership is compared too: while `owner`
   // exists, no later object shares it. `owner` is not locked for that: a shared_ptr made here could
   // become the last one, and the sender would be destroyed inside the section.
-  bool isFor(std::string_view postedName, const std::shared_ptr<Object>& object) const {
-    if (name && *name != postedName) return false;
+  bool isFor(const Notification& notification) const {
+    if (name && *name != notification.name()) return false;
     if (sender == nullptr) return true;
+    const auto& object = notification.object();
     return sender == object.get() && !owner.owner_before(object) && !object.owner_before(owner);
   }
 
@@ -53,6 +55,18 @@ struct Observation::Entry {
 struct NotificationCenter::State {
   // In the order of their registration.
   std::vector<std::shared_ptr<Observation::Entry>> entries;
+  std::uint64_t lastNumber = 0;
+
+  // The first that was registered after `previous`, and not after `last`; null when there is none.
+  std::shared_ptr<Observation::Entry> next(const Notification& notification, std::uint64_t previous,
+                                           std::uint64_t last) const {
+    const BriefSection section;
+    const auto later = std::ranges::upper_bound(entries, previous, {},
+                                                [](const auto& entry) { return entry->number; });
+    const auto found = std::find_if(later, entries.end(),
+                                    [&](const auto& entry) { return entry->isFor(notification); });
+    return found == entries.end() || (*found)->number > last ? nullptr : *found;
+  }
 };
 
 NotificationCenter::NotificationCenter() : state_(std::make_unique<State>()) {}
@@ -71,7 +85,6 @@ Observation& Observation::operator=(Observation&& other) noexcept {
 
 Observation::~Observation() {
   if (!entry_) return;
-  entry_->ended = true;
   auto& center = *NotificationCenter::defaultCenter();
   // entry_ keeps the entry until the section is over: what its block holds is the host's.
   const BriefSection section;
@@ -92,25 +105,29 @@ Observation NotificationCenter::addObserverForName_object_usingBlock(
   entry->owner = object;
   entry->block = std::move(block);
   const BriefSection section;
+  entry->number = state_->lastNumber + 1;
   state_->entries.push_back(entry);
+  state_->lastNumber = entry->number;
   return Observation(std::move(entry));
 }
 
 void NotificationCenter::postNotificationName_object_userInfo(std::string_view name,
                                                               const std::shared_ptr<Object>& object,
                                                               const Dictionary& userInfo) {
-  std::vector<std::shared_ptr<Observation::Entry>> matching;
+  postNotification(Notification(name, object, userInfo));
+}
+
+// Looks for one observer at a time, since a list of all of them would take memory.
+void NotificationCenter::postNotification(const Notification& notification) noexcept {
+  std::uint64_t last = 0;
   {
     const BriefSection section;
-    for (const auto& entry : state_->entries) {
-      if (entry->isFor(name, object)) matching.push_back(entry);
-    }
+    last = state_->lastNumber;
   }
-  const Notification notification(name, object, userInfo);
-  for (auto& entry : matching) {
-    if (!entry->ended) entry->deliver(notification);
-    // An observer that has ended is let go now, not when the ones after it have run.
-    entry.reset();
+  std::uint64_t previous = 0;
+  while (const auto entry = state_->next(notification, previous, last)) {
+    previous = entry->number;
+    entry->deliver(notification);
   }
 }
 

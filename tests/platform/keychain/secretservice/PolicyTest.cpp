@@ -50,6 +50,21 @@ TEST_F(Policy, KeepsTheNewestUserFromDesktopToServerAndBack) {
   EXPECT_FALSE(hasNote());
 }
 
+// Nobody has ever been stored in a keyring here, and the note says only that one may hold a copy.
+TEST_F(Policy, CallsNothingEncryptedWhereNoKeyringHasAnswered) {
+  headless();
+  ASSERT_EQ(signIn("A"), errSecSuccess);
+  ASSERT_EQ(signOut(), errSecSuccess);
+  ASSERT_TRUE(hasNote());
+  EXPECT_EQ(user(), nobody);
+  EXPECT_FALSE(keychainStatus().encryptedAtRest());
+  EXPECT_EQ(signOut(), errSecItemNotFound);
+  EXPECT_FALSE(keychainStatus().encryptedAtRest());
+  desktop();
+  EXPECT_EQ(user(), nobody);
+  EXPECT_TRUE(keychainStatus().encryptedAtRest());
+}
+
 TEST_F(Policy, DoesNotBringBackWhoSignedOutWithoutAService) {
   ASSERT_EQ(signIn("A"), errSecSuccess);
   headless();
