@@ -8,11 +8,14 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <set>
 
+#include "platform/http/curl/TrustPlace.h"
 #include "support/Call.h"
 #include "support/TLSTestServer.h"
+#include "support/TemporaryDirectory.h"
 
 namespace orx::testing {
 namespace {
@@ -71,6 +74,8 @@ using namespace platform;
 namespace {
 
 using Answer = TLSTestServer::Answer;
+using ::testing::AnyOf;
+using ::testing::HasSubstr;
 
 // What libcurl allocates with.
 void* allocate(std::size_t size) { return ofLibcurl.strikes() ? nullptr : std::malloc(size); }
@@ -87,6 +92,8 @@ const std::string body(100, 'x');
 
 class OutOfMemory : public ::testing::Test {
  protected:
+  OutOfMemory() { isSpared = false; }
+
   // As a host application that gives libcurl its own allocator. False when libcurl has been used in
   // this process before, and keeps the one it has.
   static bool takeOverLibcurl() {
@@ -98,6 +105,26 @@ class OutOfMemory : public ::testing::Test {
   }
   static URLRequest request() { return postRequest("https://one.example/", "b"); }
   void expectSuccess() { EXPECT_EQ(call(server_.configuration(), request()).statusCode, 200); }
+
+  // Makes one call after the other, with the first allocation of the library's failing, then with
+  // the second, until there is none to fail. Each has another configuration than the last one,
+  // which needs the most. Then a call with enough memory succeeds.
+  template <typename Call, typename Check>
+  void failEachAllocation(URLSessionConfiguration configuration, const Call& makeCall,
+                          const Check& check) {
+    expectSuccess();
+    isSpared = true;
+    for (int at = 1; !HasFailure(); ++at) {
+      SCOPED_TRACE(at);
+      configuration.setMaximumBodySize(configuration.maximumBodySize() - 1);
+      ofTheLibrary.begin(at);
+      const Outcome outcome = makeCall(configuration);
+      const bool hasFailed = ofTheLibrary.end();
+      check(outcome);
+      expectSuccess();
+      if (!hasFailed) break;
+    }
+  }
 
   TLSTestServer server_{{"one.example"}, [](const auto&) {
                           isSpared = true;
@@ -130,7 +157,7 @@ TEST_F(OutOfMemory, OfLibcurlsBeginningEndsOneCall) {
   const Outcome outcome = call(server_.configuration(), request());
   libcurlCannotBegin = false;
   ASSERT_TRUE(outcome.error);
-  EXPECT_THAT(outcome.error->localizedDescription(), ::testing::HasSubstr("memory"));
+  EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr("memory"));
   expectSuccess();
 }
 
@@ -151,27 +178,46 @@ TEST_F(OutOfMemory, IsNoReasonToBlameTheTextOfAURL) {
 }
 
 TEST_F(OutOfMemory, OfTheLibraryEndsOneCallWithAnErrorThatSaysSo) {
-  expectSuccess();
-  isSpared = true;
   int failures = 0;
-  for (int at = 1;; ++at) {
-    auto configuration = server_.configuration();
-    // Another configuration than the last one needs the most.
-    configuration.setMaximumBodySize(configuration.maximumBodySize() -
-                                     static_cast<std::size_t>(at));
-    ofTheLibrary.begin(at);
-    const Outcome outcome = call(configuration, request());
-    if (!ofTheLibrary.end()) break;
-    if (outcome.error) {
-      ++failures;
-      EXPECT_THAT(outcome.error->localizedDescription(), ::testing::HasSubstr("memory")) << at;
-      EXPECT_EQ(outcome.statusCode, 0) << "half a body counts as the service's: " << at;
-    } else {
-      EXPECT_EQ(outcome.text(), body) << at;
-    }
-    expectSuccess();
-  }
+  failEachAllocation(
+      server_.configuration(),
+      [](const auto& configuration) { return call(configuration, request()); },
+      [&](const Outcome& outcome) {
+        if (outcome.error) {
+          ++failures;
+          EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr("memory"));
+          EXPECT_EQ(outcome.statusCode, 0) << "half a body counts as the service's";
+        } else {
+          EXPECT_EQ(outcome.text(), body);
+        }
+      });
   EXPECT_GT(failures, 1);
+}
+
+TEST_F(OutOfMemory, EndsOneCallThatTrustsTheSystemsAuthorities) {
+  auto configuration = server_.configuration();
+  configuration.setCaFile(std::nullopt);
+  // To where nobody listens: a server of the test's would make a thread for each connection.
+  configuration.setConnectTo("one.example", {"127.0.0.1", 1});
+  failEachAllocation(
+      configuration, [](const auto& each) { return call(each, request()); },
+      [](const Outcome& outcome) {
+        EXPECT_THAT(outcome.errorCode(), AnyOf(NSURLErrorUnknown, NSURLErrorCannotConnectToHost));
+      });
+}
+
+TEST_F(OutOfMemory, IsThrownWhereTheSystemsAuthoritiesAreLookedFor) {
+  TemporaryDirectory directory;
+  std::ofstream(directory / "5ed36f99.0") << "x\n";
+  bool hasFailed = true;
+  for (int at = 1; hasFailed; ++at) {
+    ofTheLibrary.begin(at);
+    try {
+      EXPECT_TRUE(systemTrust(nullptr, directory.path().c_str()));
+      hasFailed = ofTheLibrary.end();
+    } catch (const std::bad_alloc&) {
+    }
+  }
 }
 
 TEST_F(OutOfMemory, DoesNotEndTheChildOfAFork) {
