@@ -291,7 +291,7 @@ TEST_F(WorkerWithoutMemory, ReportsAPictureOnce) {
                                 Mailbox<Picture> pictures;
                                 loadPicture(pictures);
                                 pictures.take();
-                                for (const auto* name : {"me.png", "gone.png"}) {
+                                for (const auto* name : {"me.png", "gone.png", "no address"}) {
                                   for (std::size_t number = 0; load(name, number);) ++number;
                                 }
                                 return HasFailure() ? 1 : fine;
