@@ -105,6 +105,11 @@ class OutOfMemory : public ::testing::Test {
   }
   static URLRequest request() { return postRequest("https://one.example/", "b"); }
   void expectSuccess() { EXPECT_EQ(call(server_.configuration(), request()).statusCode, 200); }
+  static Answer answer(const TLSTestServer::Request& request) {
+    isSpared = true;
+    if (request.target != "/cut") return Answer::reply(200, body);
+    return {.bytes = "HTTP/1.1 200 OK\r\n\r\n" + body, .end = TLSTestServer::End::cut};
+  }
 
   // Makes one call after the other, with the first allocation of the library's failing, then with
   // the second, until there is none to fail. Each has another configuration than the last one,
@@ -126,10 +131,7 @@ class OutOfMemory : public ::testing::Test {
     }
   }
 
-  TLSTestServer server_{{"one.example"}, [](const auto&) {
-                          isSpared = true;
-                          return Answer::reply(200, body);
-                        }};
+  TLSTestServer server_{{"one.example"}, answer};
 };
 
 // Over a kept connection: where memory ends while it makes one, libcurl 7.88 itself crashes.
@@ -218,6 +220,16 @@ TEST_F(OutOfMemory, IsThrownWhereTheSystemsAuthoritiesAreLookedFor) {
     } catch (const std::bad_alloc&) {
     }
   }
+}
+
+// The answer names no length, and whoever is on the way ends the connection.
+TEST_F(OutOfMemory, MakesNoCutBodyWhole) {
+  failEachAllocation(
+      server_.configuration(),
+      [](const auto& configuration) {
+        return call(configuration, getRequest("https://one.example/cut"));
+      },
+      [](const Outcome& outcome) { EXPECT_NE(outcome.error, nullptr); });
 }
 
 TEST_F(OutOfMemory, DoesNotEndTheChildOfAFork) {

@@ -147,7 +147,10 @@ bool Transfer::onHeaderLine(std::string_view line) noexcept {
   if (reply_.isNoRedirect()) easy_->followRedirects(false);
   if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
   if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
-  if (reply_.endsWithConnection()) easy_->watchForEnd();
+  if (reply_.endsWithConnection() && !easy_->watchForEnd()) {
+    onNoMemory();
+    return false;
+  }
   // What fails from here on makes libcurl close the connection by itself.
   if (next == ReplyParser::Next::body || next == ReplyParser::Next::redirectedReply) {
     easy_->keepConnection(true);
