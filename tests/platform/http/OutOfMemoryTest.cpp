@@ -39,6 +39,9 @@ std::atomic<bool> libcurlHasBegun = false;
 thread_local bool isSpared = false;
 // A thread that gets none at all.
 thread_local bool isWithoutMemory = false;
+// A thread that calls a handler, until it has destroyed it.
+thread_local bool isReporting = false;
+std::atomic<bool> handleEndedWhileReporting = false;
 
 }  // namespace
 }  // namespace orx::testing
@@ -65,6 +68,13 @@ extern "C" CURLcode curl_global_init_mem(long flags, curl_malloc_callback alloca
       reinterpret_cast<decltype(&curl_global_init_mem)>(dlsym(RTLD_NEXT, "curl_global_init_mem"));
   orx::testing::libcurlHasBegun = true;
   return begin(flags, allocate, release, reallocate, duplicate, allocateZeroed);
+}
+
+extern "C" void curl_easy_cleanup(CURL* curl) {
+  static const auto next =
+      reinterpret_cast<decltype(&curl_easy_cleanup)>(dlsym(RTLD_NEXT, "curl_easy_cleanup"));
+  if (curl != nullptr && orx::testing::isReporting) orx::testing::handleEndedWhileReporting = true;
+  next(curl);
 }
 #pragma GCC visibility pop
 
@@ -230,6 +240,29 @@ TEST_F(OutOfMemory, MakesNoCutBodyWhole) {
         return call(configuration, getRequest("https://one.example/cut"));
       },
       [](const Outcome& outcome) { EXPECT_NE(outcome.error, nullptr); });
+}
+
+// Only the thread that works with libcurl ends its handles, and a fork waits for that.
+TEST_F(OutOfMemory, LeavesNoHandleOfLibcurlsToTheThreadThatReports) {
+  failEachAllocation(
+      server_.configuration(),
+      [](const auto& configuration) {
+        const auto outcomes = std::make_shared<Outcomes>();
+        const auto isDestroyed = std::make_shared<Event>();
+        std::shared_ptr<void> held(nullptr, [isDestroyed](void*) {
+          isReporting = false;
+          isDestroyed->set();
+        });
+        // A handle that has served a call has room for no longer address.
+        start(configuration, getRequest("https://one.example/" + body),
+              [outcomes, held = std::move(held)](const TransferOutcome& outcome) {
+                isReporting = true;
+                outcomes->put({outcome});
+              });
+        EXPECT_TRUE(isDestroyed->wait());
+        return outcomes->take();
+      },
+      [](const Outcome&) { EXPECT_FALSE(handleEndedWhileReporting); });
 }
 
 TEST_F(OutOfMemory, DoesNotEndTheChildOfAFork) {

@@ -247,6 +247,8 @@ void Transfer::report(std::unique_ptr<Transfer> transfer, TransferOutcome outcom
   if (!transfer->handler_) return;
   // A password may be in it, and is gone when the handler is called.
   transfer->request_.httpBody.reset();
+  // One that could not start still has its handle, and what is libcurl's stays off the workers.
+  transfer->easy_.reset();
   transfer->outcome_ = std::move(outcome);
   WorkerPool::shared().submit(std::move(transfer));
 }
