@@ -71,6 +71,8 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
   }
   noMemoryToSignIn();
   storingQueue();
+  // As above: the report asks for the user, though the host may not have.
+  ORVAAccountUser::currentUser();
   return ORVAAccountAPI::initWithOptions(
       {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, std::string_view(*appKey)}});
 }
