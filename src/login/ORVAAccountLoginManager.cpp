@@ -51,8 +51,7 @@ const std::shared_ptr<OperationQueue>& storingQueue() {
 }
 
 // On a worker nobody else would catch a lack of memory, and the process would end. Made by the
-// first use, which may throw; so each sign-in uses it before it starts, and so for what else its
-// report needs.
+// first use, which may throw; so each sign-in uses it before it starts.
 const std::shared_ptr<Error>& noMemoryToSignIn() {
   static constinit ProcessWide<std::shared_ptr<Error>> error;
   return error.get([] {
@@ -73,6 +72,7 @@ std::shared_ptr<ORVAAccountAPI> clientForOneLogin() {
   }
   noMemoryToSignIn();
   storingQueue();
+  // As above: the report asks for the user, though the host may not have.
   ORVAAccountUser::currentUser();
   return ORVAAccountAPI::initWithOptions(
       {{kORVAAccountAppID, *appID}, {kORVAAccountAppKey, std::string_view(*appKey)}});

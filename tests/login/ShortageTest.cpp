@@ -271,6 +271,28 @@ TEST_F(WorkerWithoutMemory, ReportsASignInWithATicketOnce) {
   EXPECT_EQ(statusOfSigningIn([](auto& manager) { manager.loginWithTicket("T"); }), fine);
 }
 
+// The report itself is then the first to ask. Each number has a process of its own.
+TEST_F(WorkerWithoutMemory, ReportsASignInThatFailsInAHostThatHasNotAskedForTheUser) {
+  constexpr int over = 8;
+  auto nowhere = configuration();
+  nowhere.setConnectTo(kGlobalHost, {"127.0.0.1", 1});
+  URLSessionConfiguration::setDefaultConfiguration(nowhere);
+  ORVAAccount::sharedInstance()->setAppID("my-app");
+  ORVAAccount::sharedInstance()->setAppKey("my-key");
+  int status = fine;
+  for (std::size_t number = 0; status == fine; ++number) {
+    status = statusWithThreads(1, [number] {
+      const auto delegate = std::make_shared<ForgetfulDelegate>();
+      ORVAAccountLoginManager::sharedInstance()->setDelegate(delegate);
+      delegate->failAllocation(number);
+      signIn();
+      if (!delegate->reports.take().error) return 1;
+      return delegate->hasFailed() ? fine : over;
+    });
+  }
+  EXPECT_EQ(status, over);
+}
+
 TEST_F(WorkerWithoutMemory, ReportsAPictureOnce) {
   const auto load = [](const std::string& name, std::size_t number) {
     Mailbox<bool> failures;
@@ -291,7 +313,7 @@ TEST_F(WorkerWithoutMemory, ReportsAPictureOnce) {
                                 Mailbox<Picture> pictures;
                                 loadPicture(pictures);
                                 pictures.take();
-                                for (const auto* name : {"me.png", "gone.png"}) {
+                                for (const auto* name : {"me.png", "gone.png", "no address"}) {
                                   for (std::size_t number = 0; load(name, number);) ++number;
                                 }
                                 return HasFailure() ? 1 : fine;

@@ -28,9 +28,9 @@ void URLSessionDataTask::resume() {
   if (url_) {
     return startTransfer({.url = *url_}, configuration_, std::move(completionHandler_));
   }
-  auto job = makeJob([handler = std::move(completionHandler_)] {
-    const auto error =
-        transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {});
+  // Here, since nobody catches what finds no memory in a job.
+  auto error = transportError(NSURLErrorBadURL, "could not make a request: no valid URL", {});
+  auto job = makeJob([handler = std::move(completionHandler_), error = std::move(error)] {
     if (handler) handler({.error = error});
   });
   WorkerPool::shared().ensureWorker();

@@ -5,12 +5,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <system_error>
 #include <vector>
 
 #include "platform/base/Limits.h"
 #include "platform/base/Wiping.h"
+#include "platform/process/DirectoryListing.h"
 #include "platform/process/Signals.h"
 
 namespace orx::platform {
@@ -48,6 +47,18 @@ void admitOwner(const std::string& path) {
   }
 }
 
+// False, too, when it cannot be listed.
+bool isEmpty(const std::string& path) {
+  const DirectoryListing listing(opendir(path.c_str()));
+  if (!listing) return false;
+  errno = 0;  // the end leaves it as it is
+  while (const dirent* entry = readdir(listing.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") return false;
+  }
+  return errno == 0;
+}
+
 // A process that died between mkdir() and admitOwner() left a directory that its owner cannot
 // enter. It is empty, which tells it from one that the owner shut on purpose. The parents come
 // first: nothing below a directory without permissions can be looked at.
@@ -64,8 +75,7 @@ void openUpAbandoned(const std::string& path) {
   if (!S_ISDIR(state.st_mode) || state.st_uid != geteuid() || (mode & 0700U) == 0700U) return;
   // Whether it is empty can only be seen with the permissions; they are taken back when it is not.
   if (chmod(path.c_str(), 0700) != 0) return;
-  std::error_code unreadable;
-  if (!std::filesystem::is_empty(path, unreadable)) chmod(path.c_str(), mode);
+  if (!isEmpty(path)) chmod(path.c_str(), mode);
 }
 
 // Makes the directory and every parent that is missing.

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -9,6 +8,7 @@
 #include <span>
 
 #include "platform/base/Limits.h"
+#include "platform/process/DirectoryListing.h"
 #include "platform/process/Signals.h"
 #include "platform/storage/StoredDirectory.h"
 
@@ -159,18 +159,17 @@ Result<void> StoredDirectory::removeWhere(
     const std::function<bool(std::string_view name)>& condition) const {
   // A descriptor of its own, because the listing takes it over and moves its position.
   FileDescriptor own = openFile(".", O_RDONLY | O_DIRECTORY);
-  DIR* listing = own ? fdopendir(own.get()) : nullptr;
-  if (listing == nullptr) return systemFailure(errno, "list", path_);
+  const DirectoryListing listing(own ? fdopendir(own.get()) : nullptr);
+  if (!listing) return systemFailure(errno, "list", path_);
   own.release();  // closedir() closes it
   Result<void> done;
-  while (const dirent* entry = readdir(listing)) {
+  while (const dirent* entry = readdir(listing.get())) {
     if (!condition(entry->d_name)) continue;
     // Quarantined files may be removed by hand at the same time.
     if (unlinkat(descriptor_.get(), entry->d_name, 0) != 0 && errno != ENOENT) {
       done = systemFailure(errno, "remove", pathOf(entry->d_name));
     }
   }
-  closedir(listing);
   return done;
 }
 

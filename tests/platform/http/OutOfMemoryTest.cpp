@@ -8,11 +8,14 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <set>
 
+#include "platform/http/curl/TrustPlace.h"
 #include "support/Call.h"
 #include "support/TLSTestServer.h"
+#include "support/TemporaryDirectory.h"
 
 namespace orx::testing {
 namespace {
@@ -36,6 +39,9 @@ std::atomic<bool> libcurlHasBegun = false;
 thread_local bool isSpared = false;
 // A thread that gets none at all.
 thread_local bool isWithoutMemory = false;
+// A thread that calls a handler, until it has destroyed it.
+thread_local bool isReporting = false;
+std::atomic<bool> handleEndedWhileReporting = false;
 
 }  // namespace
 }  // namespace orx::testing
@@ -63,6 +69,13 @@ extern "C" CURLcode curl_global_init_mem(long flags, curl_malloc_callback alloca
   orx::testing::libcurlHasBegun = true;
   return begin(flags, allocate, release, reallocate, duplicate, allocateZeroed);
 }
+
+extern "C" void curl_easy_cleanup(CURL* curl) {
+  static const auto next =
+      reinterpret_cast<decltype(&curl_easy_cleanup)>(dlsym(RTLD_NEXT, "curl_easy_cleanup"));
+  if (curl != nullptr && orx::testing::isReporting) orx::testing::handleEndedWhileReporting = true;
+  next(curl);
+}
 #pragma GCC visibility pop
 
 namespace orx::testing {
@@ -71,6 +84,8 @@ using namespace platform;
 namespace {
 
 using Answer = TLSTestServer::Answer;
+using ::testing::AnyOf;
+using ::testing::HasSubstr;
 
 // What libcurl allocates with.
 void* allocate(std::size_t size) { return ofLibcurl.strikes() ? nullptr : std::malloc(size); }
@@ -87,6 +102,8 @@ const std::string body(100, 'x');
 
 class OutOfMemory : public ::testing::Test {
  protected:
+  OutOfMemory() { isSpared = false; }
+
   // As a host application that gives libcurl its own allocator. False when libcurl has been used in
   // this process before, and keeps the one it has.
   static bool takeOverLibcurl() {
@@ -98,11 +115,33 @@ class OutOfMemory : public ::testing::Test {
   }
   static URLRequest request() { return postRequest("https://one.example/", "b"); }
   void expectSuccess() { EXPECT_EQ(call(server_.configuration(), request()).statusCode, 200); }
+  static Answer answer(const TLSTestServer::Request& request) {
+    isSpared = true;
+    if (request.target != "/cut") return Answer::reply(200, body);
+    return {.bytes = "HTTP/1.1 200 OK\r\n\r\n" + body, .end = TLSTestServer::End::cut};
+  }
 
-  TLSTestServer server_{{"one.example"}, [](const auto&) {
-                          isSpared = true;
-                          return Answer::reply(200, body);
-                        }};
+  // Makes one call after the other, with the first allocation of the library's failing, then with
+  // the second, until there is none to fail. Each has another configuration than the last one,
+  // which needs the most. Then a call with enough memory succeeds.
+  template <typename Call, typename Check>
+  void failEachAllocation(URLSessionConfiguration configuration, const Call& makeCall,
+                          const Check& check) {
+    expectSuccess();
+    isSpared = true;
+    for (int at = 1; !HasFailure(); ++at) {
+      SCOPED_TRACE(at);
+      configuration.setMaximumBodySize(configuration.maximumBodySize() - 1);
+      ofTheLibrary.begin(at);
+      const Outcome outcome = makeCall(configuration);
+      const bool hasFailed = ofTheLibrary.end();
+      check(outcome);
+      expectSuccess();
+      if (!hasFailed) break;
+    }
+  }
+
+  TLSTestServer server_{{"one.example"}, answer};
 };
 
 // Over a kept connection: where memory ends while it makes one, libcurl 7.88 itself crashes.
@@ -130,7 +169,7 @@ TEST_F(OutOfMemory, OfLibcurlsBeginningEndsOneCall) {
   const Outcome outcome = call(server_.configuration(), request());
   libcurlCannotBegin = false;
   ASSERT_TRUE(outcome.error);
-  EXPECT_THAT(outcome.error->localizedDescription(), ::testing::HasSubstr("memory"));
+  EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr("memory"));
   expectSuccess();
 }
 
@@ -151,27 +190,79 @@ TEST_F(OutOfMemory, IsNoReasonToBlameTheTextOfAURL) {
 }
 
 TEST_F(OutOfMemory, OfTheLibraryEndsOneCallWithAnErrorThatSaysSo) {
-  expectSuccess();
-  isSpared = true;
   int failures = 0;
-  for (int at = 1;; ++at) {
-    auto configuration = server_.configuration();
-    // Another configuration than the last one needs the most.
-    configuration.setMaximumBodySize(configuration.maximumBodySize() -
-                                     static_cast<std::size_t>(at));
-    ofTheLibrary.begin(at);
-    const Outcome outcome = call(configuration, request());
-    if (!ofTheLibrary.end()) break;
-    if (outcome.error) {
-      ++failures;
-      EXPECT_THAT(outcome.error->localizedDescription(), ::testing::HasSubstr("memory")) << at;
-      EXPECT_EQ(outcome.statusCode, 0) << "half a body counts as the service's: " << at;
-    } else {
-      EXPECT_EQ(outcome.text(), body) << at;
-    }
-    expectSuccess();
-  }
+  failEachAllocation(
+      server_.configuration(),
+      [](const auto& configuration) { return call(configuration, request()); },
+      [&](const Outcome& outcome) {
+        if (outcome.error) {
+          ++failures;
+          EXPECT_THAT(outcome.error->localizedDescription(), HasSubstr("memory"));
+          EXPECT_EQ(outcome.statusCode, 0) << "half a body counts as the service's";
+        } else {
+          EXPECT_EQ(outcome.text(), body);
+        }
+      });
   EXPECT_GT(failures, 1);
+}
+
+TEST_F(OutOfMemory, EndsOneCallThatTrustsTheSystemsAuthorities) {
+  auto configuration = server_.configuration();
+  configuration.setCaFile(std::nullopt);
+  // To where nobody listens: a server of the test's would make a thread for each connection.
+  configuration.setConnectTo("one.example", {"127.0.0.1", 1});
+  failEachAllocation(
+      configuration, [](const auto& each) { return call(each, request()); },
+      [](const Outcome& outcome) {
+        EXPECT_THAT(outcome.errorCode(), AnyOf(NSURLErrorUnknown, NSURLErrorCannotConnectToHost));
+      });
+}
+
+TEST_F(OutOfMemory, IsThrownWhereTheSystemsAuthoritiesAreLookedFor) {
+  TemporaryDirectory directory;
+  std::ofstream(directory / "5ed36f99.0") << "x\n";
+  bool hasFailed = true;
+  for (int at = 1; hasFailed; ++at) {
+    ofTheLibrary.begin(at);
+    try {
+      EXPECT_TRUE(systemTrust(nullptr, directory.path().c_str()));
+      hasFailed = ofTheLibrary.end();
+    } catch (const std::bad_alloc&) {
+    }
+  }
+}
+
+// The answer names no length, and whoever is on the way ends the connection.
+TEST_F(OutOfMemory, MakesNoCutBodyWhole) {
+  failEachAllocation(
+      server_.configuration(),
+      [](const auto& configuration) {
+        return call(configuration, getRequest("https://one.example/cut"));
+      },
+      [](const Outcome& outcome) { EXPECT_NE(outcome.error, nullptr); });
+}
+
+// Only the thread that works with libcurl ends its handles, and a fork waits for that.
+TEST_F(OutOfMemory, LeavesNoHandleOfLibcurlsToTheThreadThatReports) {
+  failEachAllocation(
+      server_.configuration(),
+      [](const auto& configuration) {
+        const auto outcomes = std::make_shared<Outcomes>();
+        const auto isDestroyed = std::make_shared<Event>();
+        std::shared_ptr<void> held(nullptr, [isDestroyed](void*) {
+          isReporting = false;
+          isDestroyed->set();
+        });
+        // A handle that has served a call has room for no longer address.
+        start(configuration, getRequest("https://one.example/" + body),
+              [outcomes, held = std::move(held)](const TransferOutcome& outcome) {
+                isReporting = true;
+                outcomes->put({outcome});
+              });
+        EXPECT_TRUE(isDestroyed->wait());
+        return outcomes->take();
+      },
+      [](const Outcome&) { EXPECT_FALSE(handleEndedWhileReporting); });
 }
 
 TEST_F(OutOfMemory, DoesNotEndTheChildOfAFork) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "allocations/FailingAllocation.h"
 #include "platform/storage/StoredDirectoryFixture.h"
 #include "support/ChildProcess.h"
 #include "support/StorageHome.h"
@@ -99,6 +100,24 @@ TEST_F(StoredDirectoryTest, LeavesADirectoryShutThatHoldsSomething) {
         if (opening || opening.error()->code() != EACCES) return 2;
         if (modeOf(path) != mode) return 3;
       }
+    }
+    fs::permissions(path, fs::perms(0700));
+    return 0;
+  });
+  EXPECT_EQ(child.wait(), 0);
+}
+
+TEST_F(StoredDirectoryTest, LeavesADirectoryShutThatHoldsSomethingWithoutMemoryToo) {
+  testing::ChildProcess child([&] {
+    beAnOrdinaryUser(temporary.path());
+    if (!open().replace("file", Data("old"))) return 1;
+    fs::permissions(path, fs::perms::none);
+    for (std::size_t number = 0;; ++number) {
+      const auto attempt = testing::withFailingAllocation(number, [&] {
+        static_cast<void>(StoredDirectory::open(path, Kind::Private, Missing::Create));
+      });
+      if (modeOf(path) != 0U) return 2;
+      if (!attempt.hasFailed) break;
     }
     fs::permissions(path, fs::perms(0700));
     return 0;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -7,6 +8,7 @@
 #include <fstream>
 #include <tuple>
 
+#include "allocations/FailingAllocation.h"
 #include "platform/base/Limits.h"
 #include "platform/storage/StoredDirectoryFixture.h"
 #include "support/StorageHome.h"
@@ -19,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using testing::contentOf;
 using testing::detail;
+using testing::failEachAllocation;
 using testing::statusOf;
 using testing::StoredDirectoryTest;
 using testing::writeContent;
@@ -174,6 +177,15 @@ TEST_F(StoredDirectoryTest, RemovesWhatIsKeptBesideThoughOnePieceCannotBeRemoved
   EXPECT_FALSE(fs::exists(path / "file.damaged") || fs::exists(path / "file.damaged-3"));
   // They are another file's.
   EXPECT_TRUE(fs::exists(path / "file.damaged.item") && fs::exists(path / "file.damaged-x"));
+}
+
+TEST_F(StoredDirectoryTest, KeepsNoDescriptorWhereMemoryForTheErrorOfARemovalRunsOut) {
+  const auto directory = open();
+  fs::create_directory(path / "file.damaged");
+  const auto nextDescriptor = [] { return FileDescriptor(::open("/", O_RDONLY)).get(); };
+  const int next = nextDescriptor();
+  failEachAllocation([] {}, [&] { EXPECT_FALSE(directory.removeQuarantined("file")); },
+                     [&](bool) { EXPECT_EQ(nextDescriptor(), next); });
 }
 
 // Something that is not a trustworthy file in the file's place, and the reason in the error.

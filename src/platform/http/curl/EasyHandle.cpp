@@ -336,8 +336,11 @@ void EasyHandle::keepConnection(bool allowed) {
   curl_easy_setopt(curl_, CURLOPT_FORBID_REUSE, allowed ? 0L : 1L);
 }
 
-void EasyHandle::watchForEnd() {
-  if (SSL* tls = tlsConnectionOf(curl_)) announcedEnd_ = watchForAnnouncedEnd(*tls);
+bool EasyHandle::watchForEnd() noexcept {
+  SSL* tls = tlsConnectionOf(curl_);
+  if (tls == nullptr) return true;
+  announcedEnd_ = watchForAnnouncedEnd(*tls);
+  return announcedEnd_ != nullptr;
 }
 
 void EasyHandle::endBeforeRequest(bool wanted) {

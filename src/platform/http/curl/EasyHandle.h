@@ -92,8 +92,8 @@ class EasyHandle {
   void keepConnection(bool allowed);
 
   // For a reply that ends with its connection, which libcurl then closes: notes from here on
-  // whether the server announces that end.
-  void watchForEnd();
+  // whether the server announces that end. False where there is no memory to find out.
+  bool watchForEnd() noexcept;
   // False when it has not. Without watchForEnd() since the last setRequest(), and where the TLS
   // library does not tell, true.
   bool endWasAnnounced() const { return !announcedEnd_ || *announcedEnd_; }

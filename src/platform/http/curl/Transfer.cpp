@@ -147,7 +147,10 @@ bool Transfer::onHeaderLine(std::string_view line) noexcept {
   if (reply_.isNoRedirect()) easy_->followRedirects(false);
   if (next == ReplyParser::Next::body) stage_ = TransferStage::receiving;
   if (next == ReplyParser::Next::redirectedReply) stage_ = TransferStage::connecting;
-  if (reply_.endsWithConnection()) easy_->watchForEnd();
+  if (reply_.endsWithConnection() && !easy_->watchForEnd()) {
+    onNoMemory();
+    return false;
+  }
   // What fails from here on makes libcurl close the connection by itself.
   if (next == ReplyParser::Next::body || next == ReplyParser::Next::redirectedReply) {
     easy_->keepConnection(true);
@@ -244,6 +247,8 @@ void Transfer::report(std::unique_ptr<Transfer> transfer, TransferOutcome outcom
   if (!transfer->handler_) return;
   // A password may be in it, and is gone when the handler is called.
   transfer->request_.httpBody.reset();
+  // One that could not start still has its handle, and what is libcurl's stays off the workers.
+  transfer->easy_.reset();
   transfer->outcome_ = std::move(outcome);
   WorkerPool::shared().submit(std::move(transfer));
 }

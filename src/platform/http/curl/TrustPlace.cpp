@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
+
+#include "platform/process/DirectoryListing.h"
 
 namespace orx::platform {
 namespace {
@@ -24,11 +24,9 @@ bool isHashName(std::string_view name) {
 }
 
 bool hasHashes(const char* directory) {
-  std::error_code ignored;
-  std::filesystem::directory_iterator entry(directory, ignored);
-  const std::filesystem::directory_iterator end;
-  for (; !ignored && entry != end; entry.increment(ignored)) {
-    if (isHashName(entry->path().filename().native())) return true;
+  const DirectoryListing listing(opendir(directory));
+  while (const dirent* entry = listing ? readdir(listing.get()) : nullptr) {
+    if (isHashName(entry->d_name)) return true;
   }
   return false;
 }
