@@ -47,8 +47,8 @@ class FuzzInput {
 #define ORX_FUZZ_TARGET(text)                                                         \
   static void fuzzTarget(std::string_view text);                                      \
   extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) { \
-    const GrowthCheck growth(size);                                                   \
-    fuzzTarget({reinterpret_cast<const char*>(data), size});                          \
+    const std::string_view text(reinterpret_cast<const char*>(data), size);           \
+    checkGrowth(size, [text] { fuzzTarget(text); });                                  \
     return 0;                                                                         \
   }                                                                                   \
   static void fuzzTarget(std::string_view text)

@@ -2,20 +2,13 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
-// Fails when the work for one input takes more memory in all, freed or not, than grows with the
-// input's length: what copies the rest again and again takes its square. Where no sanitizer counts
-// allocations, nothing is checked.
-class GrowthCheck {
- public:
-  explicit GrowthCheck(std::size_t inputSize);
-  GrowthCheck(const GrowthCheck&) = delete;
-  GrowthCheck& operator=(const GrowthCheck&) = delete;
-  ~GrowthCheck();
+// Does the work for one input, and fails when it takes more of the processor's time, or more memory
+// in all, freed or not, than grows with the input's length: what copies the rest again and again
+// takes its square. Where no sanitizer counts allocations, only the time is checked.
+void checkGrowth(std::size_t inputSize, const std::function<void()>& work);
 
-  // For a target that takes as much for any input, however short, as one that hashes passwords.
-  static void allow(std::size_t bytesForAnyInput);
-
- private:
-  const std::size_t inputSize_;
-};
+// For a target that takes as much memory for any input, however short, as one that hashes
+// passwords.
+void allowForAnyInput(std::size_t bytes);

@@ -73,7 +73,7 @@ void ask(std::string_view text) {
 
 ORX_FUZZ_TARGET(text) {
   // Passwords are hashed with much memory, and pictures drawn.
-  GrowthCheck::allow(std::size_t{512} << 20);
+  allowForAnyInput(std::size_t{512} << 20);
   router().reset();
   FuzzInput input(text);
   const std::string plan(input.line());

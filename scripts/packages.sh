@@ -10,14 +10,14 @@ build_packages=(
 )
 script_packages=(python3)
 test_packages=(
-  "${script_packages[@]}" libgtest-dev libgmock-dev libpcre2-dev libplist-dev clang-format nginx
+  "${script_packages[@]}" libgtest-dev libgmock-dev libpcre2-dev libplist-dev libxml2-dev clang-format nginx
   qt6-base-dev libasio-dev libboost1.81-dev
   dbus gnome-keyring chromium chromium-driver libnss3-tools binutils dpkg-dev groff-base zsh fish
   abigail-tools doxygen
 )
 torture_packages=(haproxy)
-fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev libplist-dev)
-bench_packages=(nginx libboost1.81-dev ca-certificates binutils libpcre2-dev libplist-dev valgrind)
+fuzz_packages=(clang libclang-rt-14-dev libpcre2-dev libplist-dev libxml2-dev)
+bench_packages=(nginx libboost1.81-dev ca-certificates binutils libpcre2-dev libplist-dev libxml2-dev valgrind)
 docs_packages=(doxygen python3)
 lint_packages=(clang-tidy clang-format)
 
