@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/MemoryScan.h"
 
+#include <elf.h>
 #include <fcntl.h>
 #include <string.h>
 #include <sys/mman.h>
@@ -83,6 +84,20 @@ std::string masked(std::string_view text) {
   return other;
 }
 
+std::vector<Range> memoryInCore(Window& window) {
+  Elf64_Ehdr head{};
+  window.read({0, sizeof(head)}).copy(reinterpret_cast<char*>(&head), sizeof(head));
+  std::vector<Elf64_Phdr> segments(head.e_phnum);
+  const Range table{head.e_phoff, head.e_phoff + head.e_phnum * sizeof(Elf64_Phdr)};
+  window.read(table).copy(reinterpret_cast<char*>(segments.data()), table.end - table.begin);
+  std::vector<Range> ranges;
+  for (const auto& segment : segments) {
+    if (segment.p_type != PT_LOAD) continue;
+    ranges.push_back({segment.p_offset, segment.p_offset + segment.p_filesz});
+  }
+  return ranges;
+}
+
 std::size_t countIn(std::string_view bytes, std::string_view masked) {
   const auto first = static_cast<char>(masked.front() ^ kMask);
   std::size_t count = 0;
@@ -148,9 +163,11 @@ std::size_t Canary::copiesIn(pid_t process) const {
   return count;
 }
 
-std::size_t Canary::copiesIn(const std::filesystem::path& file) const {
+std::size_t Canary::copiesInCore(const std::filesystem::path& file) const {
   Window window(file);
-  return countIn(window, {0, std::filesystem::file_size(file)}, forms_);
+  std::size_t count = 0;
+  for (const Range& range : memoryInCore(window)) count += countIn(window, range, forms_);
+  return count;
 }
 
 void wipeHosts(std::string& text) {

@@ -24,9 +24,11 @@ class Canary {
   // How many copies lie in what this process can write to, as they are or in base64. Counted is
   // the text's end: freeing memory overwrites what it begins with.
   std::size_t copies() const;
-  // The same in another process, which does nothing meanwhile, and in a file.
+  // The same in another process, which does nothing meanwhile.
   std::size_t copiesIn(pid_t process) const;
-  std::size_t copiesIn(const std::filesystem::path& file) const;
+  // In the memory that a core file holds. The registers of each thread, which are in it too, keep
+  // what was copied through them last.
+  std::size_t copiesInCore(const std::filesystem::path& file) const;
 
  private:
   std::string masked_;
