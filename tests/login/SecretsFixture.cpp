@@ -49,9 +49,10 @@ Answer SecretsInMemory::answerTo(const Request& request) {
   // What each interface reads.
   std::string whole = block("1", "Json", "[" + record + "]");
   if (asks("sso0000004")) {
-    whole = block("0", "XmlString",
-                  xmlEscaped("<User><sso_ticket>" + ticket.text() +
-                             "</sso_ticket><login>joe</login></User>"));
+    whole = asks("no-xml") ? block("0", "String", "of " + ticket.text())
+                           : block("0", "XmlString",
+                                   xmlEscaped("<User><sso_ticket>" + ticket.text() +
+                                              "</sso_ticket><login>joe</login></User>"));
   } else if (asks("sso0000006")) {
     whole = block("1", "String", "https://example.com/?" + ticket.text());
   } else if (request.target.starts_with("/api/")) {

@@ -28,7 +28,7 @@ class SecretsInMemory : public ::testing::Test {
 
   // A record with the ticket for everybody, but for these words in a request: in-chunks, refused,
   // cut-off, no-answer, silence, status-500, broken-xml, broken-json, moved-302 and
-  // moved-307.
+  // moved-307, and no-xml in that of the user of a ticket.
   static TLSTestServer::Answer answerTo(const TLSTestServer::Request& request);
 
   // The code of the error, 0 for a success.

@@ -99,8 +99,9 @@ class SecretsOfACall : public SecretsInMemory, public ::testing::WithParamInterf
 };
 
 TEST_P(SecretsOfACall, AreGoneWhateverTheServiceAnswers) {
-  for (const auto* name : {"joe", "in-chunks", "refused", "cut-off", "no-answer", "status-500",
-                           "broken-xml", "broken-json", "moved-302", "moved-307", "joe"}) {
+  for (const auto* name :
+       {"joe", "in-chunks", "refused", "cut-off", "no-answer", "status-500", "broken-xml",
+        "broken-json", "no-xml", "moved-302", "moved-307", "joe"}) {
     tryCall({name});
   }
 }
