@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "platform/base/Unicode.h"
-#include "platform/base/Wiping.h"
 #include "platform/storage/StandardPaths.h"
 
 namespace orx::platform {
@@ -52,18 +51,6 @@ std::string textOf(const Variant& value) {
 Variant childOf(const Variant& value, gsize index) {
   return Variant(lib().g_variant_get_child_value(value.get(), index));
 }
-
-// Bytes of a secret. GLib frees them as they are.
-struct WipingSecret {
-  void operator()(GVariant* bytes) const {
-    gsize length = 0;
-    const void* memory = lib().g_variant_get_fixed_array(bytes, &length, 1);
-    // Nobody else reads them any more: the message that they were in is over.
-    wipe(const_cast<void*>(memory), length);
-    lib().g_variant_unref(bytes);
-  }
-};
-using SecretBytes = std::unique_ptr<GVariant, WipingSecret>;
 
 GVariant* bytesOf(std::string_view text) {
   return lib().g_variant_new_fixed_array(typeOf("y"), text.data(), text.size(), 1);
