@@ -130,12 +130,14 @@ void makeCurrent(const std::shared_ptr<ORVAAccountUser>& user, const SharedManag
 }
 
 void logNoXML(const Value& data) {
-  const std::string line = "[OrvaAccount] The return data is not XML format: ";
-  const std::string description = data.description();
-  if (!hasLogHandler()) return NSLog(line + description);
   // What the service sends about a user may hold a ticket, and a host's log goes to many places.
+  const Wiped<std::string> description = data.description();
   const std::string size = std::to_string(description.size()) + " bytes of text";
-  tellLogHandler(LogLevel::Warning, line + (data.isNull() ? description : size));
+  const bool isForHandler = hasLogHandler();
+  GrowingSecretText line = "[OrvaAccount] The return data is not XML format: ";
+  line += std::string_view(isForHandler && !data.isNull() ? size : description);
+  if (!isForHandler) return NSLog(line);
+  tellLogHandler(LogLevel::Warning, line);
 }
 
 // The user's fields as the service sent them. Absent when the data is no dictionary, and when there

@@ -25,6 +25,7 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
   ~ChildProcess();
 
+  pid_t id() const { return process_; }
   // Waits for the child's end: its exit status, or minus the number of the signal that ended it. A
   // child that takes too long is killed.
   int wait();

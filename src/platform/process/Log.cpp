@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "platform/base/Unicode.h"
+#include "platform/base/Wiping.h"
 #include "platform/process/ForkSafety.h"
 #include "platform/process/Signals.h"
 
@@ -50,12 +51,13 @@ std::string nextPiece(std::string_view line, std::size_t& position) {
   return escapeOf(*character, *character < 0x80 ? "\\x%02x" : "\\u%04x");
 }
 
-std::string recordOf(std::string_view line) {
-  std::string record;
+// Wiped at its end, since what a service sends about a user may hold a ticket.
+GrowingSecretText recordOf(std::string_view line) {
+  GrowingSecretText record;
   for (std::size_t position = 0; position < line.size();) {
     const std::string piece = nextPiece(line, position);
     if (record.size() + piece.size() > kLongestText) {
-      record += "... (cut, " + std::to_string(line.size()) + " bytes)";
+      record.append("... (cut, ").append(std::to_string(line.size())).append(" bytes)");
       break;
     }
     record += piece;
@@ -90,7 +92,8 @@ void writeToStandardError(std::string_view bytes) {
 void NSLog(std::string_view line) noexcept {
   const int errnoBefore = errno;
   try {
-    const std::string record = recordOf(line) + '\n';
+    GrowingSecretText record = recordOf(line);
+    record += '\n';
     // SIGPIPE would end the process when nobody reads the pipe any more.
     const SuppressedSignal suppressed(SIGPIPE);
     writeToStandardError(record);

@@ -52,6 +52,14 @@ Variant childOf(const Variant& value, gsize index) {
   return Variant(lib().g_variant_get_child_value(value.get(), index));
 }
 
+GVariant* bytesOf(std::string_view text) {
+  return lib().g_variant_new_fixed_array(typeOf("y"), text.data(), text.size(), 1);
+}
+
+SecretBytes secretBytesOf(const std::string& secret) {
+  return SecretBytes(lib().g_variant_ref_sink(bytesOf(secret)));
+}
+
 // Empty for "/", which the service gives where there is no object or no prompt.
 Path pathOf(const Variant& value) {
   auto path = textOf(value);
@@ -232,12 +240,9 @@ const Path& SecretServiceConnection::session() {
 }
 
 // A floating value of the session, no parameters, the secret and its content type.
-GVariant* SecretServiceConnection::encoded(const std::string& secret) {
+GVariant* SecretServiceConnection::encoded(GVariant* secret) {
   const char* path = session().c_str();
-  const auto bytes = [](std::string_view text) {
-    return lib().g_variant_new_fixed_array(typeOf("y"), text.data(), text.size(), 1);
-  };
-  return lib().g_variant_new("(o@ay@ays)", path, bytes(""), bytes(secret), "text/plain");
+  return lib().g_variant_new("(o@ay@ays)", path, bytesOf(""), secret, "text/plain");
 }
 
 SecretServiceConnection::Found SecretServiceConnection::search(const KeychainItem& item) {
@@ -278,7 +283,7 @@ std::string SecretServiceConnection::secretOf(const Path& item) {
   if (textOf(childOf(secret, 0)) != session()) {
     throw SecretServiceFailure{failures::Misunderstood, "a secret of another session"};
   }
-  const auto value = childOf(secret, 2);
+  const SecretBytes value(childOf(secret, 2).release());
   gsize length = 0;
   const void* bytes = lib().g_variant_get_fixed_array(value.get(), &length, 1);
   // No bytes may be a null pointer, of which no string can be made.
@@ -286,13 +291,16 @@ std::string SecretServiceConnection::secretOf(const Path& item) {
 }
 
 void SecretServiceConnection::setSecret(const Path& item, const std::string& secret) {
-  ask(item, itemInterface, "SetSecret", lib().g_variant_new("(@(oayays))", encoded(secret)), "()");
+  const SecretBytes bytes = secretBytesOf(secret);
+  ask(item, itemInterface, "SetSecret", lib().g_variant_new("(@(oayays))", encoded(bytes.get())),
+      "()");
 }
 
 Path SecretServiceConnection::createItem(const Path& collection, const KeychainItem& item,
                                          const std::string& secret) {
   // First, since it asks the service and may throw: the other arguments would not be freed then.
-  GVariant* value = encoded(secret);
+  const SecretBytes bytes = secretBytesOf(secret);
+  GVariant* value = encoded(bytes.get());
   GVariant* arguments = lib().g_variant_new_parsed(
       "({'org.freedesktop.Secret.Item.Label': <%s>,"
       "  'org.freedesktop.Secret.Item.Attributes': <%@a{ss}>}, %@(oayays), false)",

@@ -80,7 +80,7 @@ class SecretServiceConnection {
   Variant property(const Path& path, const char* interface, const char* name, const char* type);
   void startService();
   const Path& session();
-  GVariant* encoded(const std::string& secret);
+  GVariant* encoded(GVariant* secret);
   Path afterPrompt(const Path& made, const Path& prompt,
                    const SecretServiceFailure::Kind& forbidden = failures::Locked);
   Path show(const Path& prompt);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/base/Wiping.h"
 #include "platform/keychain/secretservice/SecretServiceFailure.h"
 
 // GIO, loaded when first needed, for its D-Bus connections. Its functions are reached through lib()
@@ -67,6 +68,17 @@ struct Releasing {
   }
 };
 using Variant = std::unique_ptr<GVariant, Releasing<&SecretServiceLibrary::g_variant_unref>>;
+// For the bytes of a secret, which GLib frees as they are.
+struct WipingSecret {
+  void operator()(GVariant* bytes) const {
+    gsize length = 0;
+    const void* memory = lib().g_variant_get_fixed_array(bytes, &length, 1);
+    // Nobody else reads them any more: the message that they were in is over.
+    wipe(const_cast<void*>(memory), length);
+    lib().g_variant_unref(bytes);
+  }
+};
+using SecretBytes = std::unique_ptr<GVariant, WipingSecret>;
 using ErrorPointer = std::unique_ptr<GError, Releasing<&SecretServiceLibrary::g_error_free>>;
 using ReleasingObject = Releasing<&SecretServiceLibrary::g_object_unref>;
 template <typename T>
