@@ -6,6 +6,7 @@ from dataclasses import dataclass
 
 import deaths
 from life import AFTER, BEFORE, DONE, STEPS, STORES, bench_of
+from report import each_of
 from scenarios import OLD
 from service import LOGIN
 
@@ -36,12 +37,20 @@ def live(own, trial):
                     signsOut=trial.signs_out, repeats=trial.repeats)
 
 
+def stride_of_all(step):
+    """Nearly all of these are the vendors' own, the most of them in one handshake."""
+    return step * 32
+
+
+def share_told(step):
+    return f"{each_of(step)} of the library's own, {each_of(stride_of_all(step))} of all together"
+
+
 def trials(bench, service, step, offset):
-    """Every `step`-th allocation of the library's own code fails, and of all together every `step * 32`-th:
-    nearly all of these are the vendors' own, the most of them in one handshake."""
+    """Every `step`-th allocation of the library's own code fails, and of all together fewer."""
     own = bench_of(bench)
     for store in STORES:
-        for only_of_cxx, stride in ((True, step), (False, step * 32)):
+        for only_of_cxx, stride in ((True, step), (False, stride_of_all(step))):
             whole = live(own, Shortage(service, store, 0, False, only_of_cxx, True, True))
             begins = {each["name"]: each["begins"] for each in whole["steps"]}
             assert tuple(begins) == STEPS, whole

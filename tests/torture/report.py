@@ -5,7 +5,6 @@ which memory runs out."""
 import datetime
 import os
 import platform
-from pathlib import Path
 
 HEAD = """# Killing and failing at every step of a stored sign-in
 
@@ -49,16 +48,21 @@ def rows_of(text):
     return rows
 
 
-def write_report(path, seed, results):
-    """Replaces the rows of the parts that have run."""
-    report = Path(path)
+def machine():
+    return f"{os.cpu_count()} cores, {platform.system()} {platform.release()}"
+
+
+def write_report(report, seed, name, result):
+    """Replaces the row of the part that has run."""
+    what, number, seconds = result
     rows = rows_of(report.read_text()) if report.exists() else {}
-    today = datetime.date.today().isoformat()
-    for name, what, number, seconds in results:
-        rows[name] = [name, what, str(number), f"{seconds:.0f}", today, str(seed)]
-    machine = f"{os.cpu_count()} cores, {platform.system()} {platform.release()}"
+    rows[name] = [name, what, str(number), f"{seconds:.0f}", datetime.date.today().isoformat(), str(seed)]
     table = "".join("| " + " | ".join(cells) + " |\n" for cells in rows.values())
-    report.write_text(f"{HEAD}{table}\nThe latest on {machine}.\n")
+    report.write_text(f"{HEAD}{table}\nThe latest on {machine()}.\n")
+
+
+def each_of(step):
+    return "each" if step == 1 else f"one in {step}"
 
 
 MEMORY_HEAD = """# A host's life in which memory runs out
@@ -66,8 +70,8 @@ MEMORY_HEAD = """# A host's life in which memory runs out
 Written by `./dev torture memory [--step N]` (`tests/torture/`). A host restores its user, signs in by
 password over TLS against the development service, loads the picture, asks for a list and signs out,
 with the user in the file and in a keyring. In each trial one allocation fails, or that one and all that come after it:
-{every} of the library's own (`operator new`), and each {every_of_all}th of all together, nearly all of
-which are OpenSSL's, libcurl's and GLib's. After one failure:
+{share}. The library's own are those
+of `operator new`; nearly all others are OpenSSL's, libcurl's and GLib's. After one failure:
 
 - The process lives, nothing hangs, and each handler is called exactly once.
 - What fails of the library's own says that there was no memory: `std::bad_alloc` on the caller's thread,
@@ -89,16 +93,14 @@ short form.
 """
 
 
-def write_memory_report(path, seed, step, result, vendors):
-    _, _, number, seconds = result
-    every = "each" if step == 1 else f"each {step}th"
-    lines = [MEMORY_HEAD.format(every=every, every_of_all=step * 32),
+def write_memory_report(report, seed, share, result, vendors):
+    _, number, seconds = result
+    lines = [MEMORY_HEAD.format(share=share),
              f"{number} trials in {seconds:.0f} seconds, of which {sum(vendors.values())} ended in a "
              "vendor's code, which dies without memory (GLib by design), or keeps its failure:\n",
              "| how often | whose | what |", "|---:|---|---|"]
     for ending, count in vendors.most_common():
         whose, _, what = ending.partition(": ")
         lines.append(f"| {count} | {whose} | {what} |")
-    today = datetime.date.today().isoformat()
-    lines.append(f"\n{today}, {os.cpu_count()} cores, {platform.system()} {platform.release()}, seed {seed}.")
-    Path(path).write_text("\n".join(lines) + "\n")
+    lines.append(f"\n{datetime.date.today().isoformat()}, {machine()}, seed {seed}.")
+    report.write_text("\n".join(lines) + "\n")

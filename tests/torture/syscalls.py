@@ -10,6 +10,7 @@ from dataclasses import dataclass
 
 import deaths
 from life import AFTER, DONE, STORES, bench_of
+from report import each_of
 from scenarios import OLD
 from service import LOGIN
 
@@ -46,12 +47,21 @@ class Failure:
         return f"{self.call} {self.at}{' and all after it' if self.for_ever else ''}: {self.error}, {self.store}"
 
 
-def trials(bench, service, share):
-    """Every `share`-th of them. Of those with the keyring, nearly all are GLib's: of these fewer."""
+def stride_of(store, step):
+    """Nearly all calls of a life with the keyring are GLib's."""
+    return step if store == "file" else step * 32
+
+
+def share_told(step):
+    return ", ".join(f"{each_of(stride_of(store, step))} with the {store}" for store in STORES)
+
+
+def trials(bench, service, step):
+    """Every `step`-th of them, and with the keyring fewer."""
     own = bench_of(bench)
     number = 0
     for store in STORES:
-        stride = share if store == "file" else share * 32
+        stride = stride_of(store, step)
         whole = own.live(service, store, everywhere=True, signsOut=True)
         for call, count in sorted(collections.Counter(whole["calls"]).items()):
             for at in range(1, count + 1):
