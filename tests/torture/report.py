@@ -6,7 +6,12 @@ import datetime
 import os
 import platform
 
-HEAD = """# Killing and failing at every step of a stored sign-in
+LIVES = """A host restores its user, signs in by password over TLS against the development service, loads the
+picture, asks for a list and signs out, with the user in the file and in a keyring. In other lives a host has a loop
+of its own that runs all callbacks, trusts whom the system trusts, signs in by OpenID and by ticket without having
+restored anybody, or keeps no user and makes every other call."""
+
+HEAD = f"""# Killing and failing at every step of a stored sign-in
 
 Written by `./dev torture`, which kills a host application, or makes a system call of it fail, at every
 step of what it stores (`tests/torture/`). After each incident:
@@ -26,8 +31,8 @@ answer, by FIN, RST or silence, new ones and kept ones; nginx and haproxy are re
 started, in the middle of the calls. No request arrives twice, each handler is called once, and each outcome
 is the right answer or an error that names the stage, the host and the cause.
 
-A host that restores its user, signs in by password over TLS, loads the picture, asks for a list and signs
-out lives on when a system call fails, of the library, libcurl, OpenSSL or GLib: the n-th of each name, by
+{LIVES}
+It lives on when a system call fails, of the library, libcurl, OpenSSL or GLib: the n-th of each name, by
 EMFILE, ENOMEM, EAGAIN or EINTR, once or that one and all that come after it. No handler is lost or called
 twice, each error names its cause, and after one failure the next call works.
 
@@ -67,18 +72,18 @@ def each_of(step):
 
 MEMORY_HEAD = """# A host's life in which memory runs out
 
-Written by `./dev torture memory [--step N]` (`tests/torture/`). A host restores its user, signs in by
-password over TLS against the development service, loads the picture, asks for a list and signs out,
-with the user in the file and in a keyring. In each trial one allocation fails, or that one and all that come after it:
-{share}. The library's own are those
-of `operator new`; nearly all others are OpenSSL's, libcurl's and GLib's. After one failure:
+Written by `./dev torture memory [--step N]` (`tests/torture/`). {lives}
+
+In each trial one allocation fails, or that one and all that come after it: {share}. The library's own
+are those of `operator new`; nearly all others are OpenSSL's, libcurl's and GLib's. After one failure:
 
 - The process lives, nothing hangs, and each handler is called exactly once.
 - What fails of the library's own says that there was no memory: `std::bad_alloc` on the caller's thread,
   otherwise an error.
-- The user in memory is the one from before, or the new one where that is told. The stores, read without
-  the library, hold the same, or already what a sign-in or sign-out would have left that ran out of
-  memory; a new process restores it. In half of the trials what has failed is done again, and works.
+- The user in memory is the one from before, or the new one where that is told, and the one of whom
+  observers were told. The stores, read without the library, hold the same, or already what a sign-in
+  or sign-out would have left that ran out of memory; a new process restores it. In half of the trials
+  what has failed is done again, and works.
 
 No trial fails for a vendor's code that dies, as GLib does by design, or for OpenSSL where it remembers a
 failure for as long as the process lives: it begins once, and asks its providers once for each kind of
@@ -95,7 +100,7 @@ short form.
 
 def write_memory_report(report, seed, share, result, vendors):
     _, number, seconds = result
-    lines = [MEMORY_HEAD.format(share=share),
+    lines = [MEMORY_HEAD.format(lives=LIVES, share=share),
              f"{number} trials in {seconds:.0f} seconds, of which {sum(vendors.values())} ended in a "
              "vendor's code, which dies without memory (GLib by design), or keeps its failure:\n",
              "| how often | whose | what |", "|---:|---|---|"]

@@ -92,10 +92,11 @@ def syscalls_step(options):
     return options.step or (1 if options.full else 41)
 
 
-def run_memory(options, pool):
+def run_memory(options):
     # The short form takes the same sample each time.
     offset = options.seed if options.full else 0
-    with Service(options.devserver) as service:
+    # These trials wait for the service.
+    with Service(options.devserver) as service, workers(options, 2 * os.cpu_count()) as pool:
         return run_trials(options, pool,
                           lambda own: memory.trials(own, service.request, memory_step(options), offset))
 
@@ -148,7 +149,7 @@ def parts(options, pool):
                                   options.sanitized)),
         "memory": (f"an allocation that fails, or all from one on, in a host's life with the service: "
                    f"{memory.share_told(memory_step(options))}",
-                   lambda: run_memory(options, pool)),
+                   lambda: run_memory(options)),
         "syscalls": (f"a system call that fails, once or for ever, in a host's life with the service: "
                      f"{syscalls.share_told(syscalls_step(options))}",
                      lambda: run_syscalls(options)),
