@@ -35,8 +35,12 @@ def deaths_of(operation, request_size, manners):
                     yield Death(ANSWER, at, manner, kept, framing)
 
 
+def cell_of(operation, death):
+    """Where it is counted in the report."""
+    return place_of(operation, death), death.kept, death.manner
+
+
 def place_of(operation, death):
-    """The row of the report."""
     if death.stage != ANSWER:
         return {HANDSHAKE: IN_HANDSHAKE, REQUEST: IN_REQUEST}[death.stage]
     head = len(head_of(body_of(operation, 1), death.framing))
@@ -47,10 +51,14 @@ def place_of(operation, death):
 
 
 def trials_of(sizes, manners, share):
-    """Each `share`-th of all operations' trials."""
-    every = ((operation, death) for operation in OPERATIONS
-             for death in deaths_of(operation, sizes[operation], manners))
-    return [trial for number, trial in enumerate(every) if number % share == 0]
+    """Each `share`-th of all operations' trials, and of each place and manner the first."""
+    chosen, met = [], collections.Counter()
+    for operation in OPERATIONS:
+        for death in deaths_of(operation, sizes[operation], manners):
+            if met[cell_of(operation, death)] % share == 0:
+                chosen.append((operation, death))
+            met[cell_of(operation, death)] += 1
+    return chosen
 
 
 class Trial:
@@ -178,7 +186,6 @@ def run(program, full):
         complaints += run_all(program, folder, host, silent, 16 if full else 8, SILENCE_MILLISECONDS)
         complaints += expired_calls(program, folder, host)
         proxies, more = wire_proxies.run(program, folder, host, full)
-    met = collections.Counter((place_of(operation, death), death.kept, death.manner)
-                              for operation, death in quick + silent)
+    met = collections.Counter(cell_of(operation, death) for operation, death in quick + silent)
     number = met.total() + len(OPERATIONS) + sum(each.calls for each in proxies)
     return number, complaints + more, (met, len(OPERATIONS), proxies)
