@@ -73,10 +73,16 @@ void Reports::put(const std::shared_ptr<Error>& error) {
   const Spared here;
   const std::lock_guard guard(mutex_);
   ++count_;
-  latest_ = error ? error->domain() + " " + std::to_string(error->code()) + ": " +
-                        error->localizedDescription()
-                  : done;
+  const std::string text = error ? error->domain() + " " + std::to_string(error->code()) + ": " +
+                                       error->localizedDescription()
+                                 : "";
+  latest_ = text == expected_ ? done : text;
   arrived_.notify_one();
+}
+
+void Reports::expect(std::string error) {
+  const std::lock_guard guard(mutex_);
+  expected_ = std::move(error);
 }
 
 std::string Reports::take() {
@@ -94,13 +100,24 @@ LifeSteps::LifeSteps(const Dictionary& request)
     : ticket_(text(request, "ticket")),
       password_{{kORVAAccountLogin, text(request, "login")},
                 {kORVAAccountPassword, text(request, "password")}},
+      wrongPassword_{{kORVAAccountLogin, text(request, "login")},
+                     {kORVAAccountPassword, "wrong horse"}},
       identity_{{kORVAAccountOpenIDType, text(request, "openIDType")},
                 {kORVAAccountOpenIDUID, text(request, "openIDUID")}},
       delegate_(std::make_shared<Delegate>(reports)) {}
 
 Step LifeSteps::named(const std::string& name) {
-  if (name == "picture") return loadPicture();
-  if (name.starts_with("sign-in")) return signIn(name);
+  static const std::map<std::string, std::string> errors{
+      {"refused sign-in", "com.orva.account 4: password error"},
+      {"picture without an address",
+       "NSURLErrorDomain -1000: could not make a request: no valid URL"}};
+  const auto error = errors.find(name);
+  reports->expect(error == errors.end() ? "" : error->second);
+  if (name == "picture") return loadPicture(ORVAAccountUser::currentUser());
+  if (name == "picture without an address") {
+    return loadPicture(ORVAAccountUser::initWithUserInfo(Dictionary{{kORVAAccountPicture, "a b"}}));
+  }
+  if (name.find("sign-in") != name.npos) return signIn(name);
   const auto found = silentSteps().find(name);
   if (found == silentSteps().end()) return call(name);
   return [step = found->second] {
@@ -113,6 +130,8 @@ Step LifeSteps::signIn(const std::string& name) const {
   using Start = void (*)(const LifeSteps& life, ORVAAccountLoginManager& manager);
   static const std::map<std::string, Start> all{
       {"sign-in", [](auto& life, auto& manager) { manager.loginWithParameters(life.password_); }},
+      {"refused sign-in",
+       [](auto& life, auto& manager) { manager.loginWithParameters(life.wrongPassword_); }},
       {"sign-in by OpenID",
        [](auto& life, auto& manager) { manager.loginOpenIDWithParameters(life.identity_); }},
       {"sign-in by OpenID V2",
@@ -167,9 +186,8 @@ LifeSteps::Operation LifeSteps::operationNamed(const std::string& name) const {
   };
 }
 
-Step LifeSteps::loadPicture() const {
-  return [this] {
-    const auto user = ORVAAccountUser::currentUser();
+Step LifeSteps::loadPicture(const std::shared_ptr<ORVAAccountUser>& user) const {
+  return [this, user] {
     if (!user) return false;
     user->loadProfileImageDataWithCompletionBlock(
         [reports = reports](const std::optional<Data>& /*data*/,

@@ -22,13 +22,16 @@ inline constexpr const char* done = "done";
 class Reports {
  public:
   void put(const std::shared_ptr<Error>& error);
-  // Waits for it: "done", the error, or "silent" where nothing comes.
+  // The error that is right from now on; "" where none is.
+  void expect(std::string error);
+  // Waits for a report: "done" where it is right, otherwise the error; "silent" where none comes.
   std::string take();
   std::int64_t count() const;
 
  private:
   mutable std::mutex mutex_;
   std::condition_variable arrived_;
+  std::string expected_;
   std::optional<std::string> latest_;
   std::int64_t count_ = 0;
 };
@@ -50,10 +53,11 @@ class LifeSteps {
   using Operation = std::function<void(ORVAAccountAPI&, ORVAAccountAPICompletionHandler)>;
   Step call(const std::string& name) const;
   Operation operationNamed(const std::string& name) const;
-  Step loadPicture() const;
+  Step loadPicture(const std::shared_ptr<ORVAAccountUser>& user) const;
 
   const std::string ticket_;
   const Dictionary password_;
+  const Dictionary wrongPassword_;
   const Dictionary identity_;
   const std::shared_ptr<ORVAAccountLoginManagerDelegate> delegate_;
 };

@@ -38,10 +38,11 @@ LIVES = (
     Life("a host", ("restore", "sign-in", "picture", "list", "sign-out"), STORES, is_first=True),
     Life("a host with a loop", ("restore", "sign-in", "picture", "sign-out"), has_loop=True),
     Life("a host with the system's trust", ("credentials", "common call"), trusts_as_the_system=True),
-    Life("a host that restores nobody", ("credentials", "sign-in by OpenID", "sign-out", "sign-in by OpenID V2",
+    Life("a host that restores nobody", ("credentials", "refused sign-in", "sign-in by OpenID", "sign-out", "sign-in by OpenID V2",
                                          "sign-in by ticket", "sign-out")),
     Life("a host that keeps no user", ("connection", "register", "register V2", "login", "login by OpenID",
-                                       "login by OpenID V2", "user data", "web sign-on", "common call")),
+                                       "login by OpenID V2", "user data", "web sign-on", "common call",
+                                       "picture without an address")),
 )
 benches = {}
 
