@@ -117,7 +117,7 @@ Step LifeSteps::named(const std::string& name) {
   if (name == "picture without an address") {
     return loadPicture(ORVAAccountUser::initWithUserInfo(Dictionary{{kORVAAccountPicture, "a b"}}));
   }
-  if (name.find("sign-in") != name.npos) return signIn(name);
+  if (name.find("sign-in") != std::string::npos) return signIn(name);
   const auto found = silentSteps().find(name);
   if (found == silentSteps().end()) return call(name);
   return [step = found->second] {
