@@ -25,7 +25,9 @@ LOGS = ROOT / "build" / "check"
 # Of any part, on a slow machine. What has not ended by then hangs.
 LONGEST = "4h"
 
-LIBRARY = ("src/*", "include/*", "cmake/*", "CMakeLists.txt", "CMakePresets.json", "scripts/build.sh")
+# Of every part: the command itself, and the packages that it installs.
+COMMAND = ("dev", "scripts/packages.sh")
+LIBRARY = COMMAND + ("src/*", "include/*", "cmake/*", "CMakeLists.txt", "CMakePresets.json", "scripts/build.sh")
 PROGRAMS = LIBRARY + ("tests/*", "devserver/*", "tools/*", "examples/*", "fuzz/*", "bench/*")
 TESTS = r"\d+ tests failed out of \d+"
 
@@ -56,7 +58,10 @@ PARTS = [
          LIBRARY + ("fuzz/*", "tests/oracles/*", "tests/support/*", "devserver/*", "tools/*", "scripts/fuzz.py"),
          r"seed corpus: files: (\d+)", "inputs"),
     Part("torture", "./dev torture", "kills, faults, damage, crowds, the wire and memory",
-         LIBRARY + ("tests/torture/*", "tests/platform/keychain/secretservice/service/*", "devserver/*")),
+         LIBRARY + ("tests/torture/*", "tests/platform/keychain/secretservice/service/*", "devserver/*"),
+         r"(?m)^\w+: (\d+) \(", "trials"),
+    Part("soak", "./dev torture soak 60", "an hour of 32 threads that do everything at once",
+         LIBRARY + ("tests/torture/*", "devserver/*"), r"(?m)^soak: (\d+) \(", "calls"),
     Part("mutants", "./dev mutate --seed 1 --count 20", "small faults, each noticed by a test",
          PROGRAMS + ("scripts/mutat*", "docs/mutation.md"), r"\d+ faults, \d+ killed"),
     Part("compilers", "./dev compilers", "eleven compilers and settings, two equal builds",
@@ -65,7 +70,7 @@ PARTS = [
          LIBRARY + ("devserver/*", "tools/*", "examples/*", "debian/*", "tests/install/*",
                     "scripts/package.sh", "scripts/sbom.py", "README.md")),
     Part("docs", "./dev docs", "the site, without a warning",
-         ("include/*", "docs/*", "*.md", "scripts/doxygen_*.py")),
+         COMMAND + ("include/*", "docs/*", "*.md", "scripts/doxygen_*.py")),
     Part("abi", "./dev abi", "the library's interface against the recorded one",
          LIBRARY + ("abi/*", "scripts/abi.sh")),
 ]

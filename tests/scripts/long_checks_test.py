@@ -154,13 +154,20 @@ class Parts(unittest.TestCase):
             for pattern in part.files:
                 self.assertTrue(any(check.fnmatch.fnmatch(name, pattern) for name in tracked), pattern)
 
+    def assert_depends(self, part, file):
+        self.assertIn(file, check.output_of("git", "ls-files").split())
+        self.assertTrue(any(check.fnmatch.fnmatch(file, pattern) for pattern in part.files), (part.name, file))
 
     def test_depend_on_what_they_build(self):
         for name, file in (("compilers", "examples/glib.cpp"), ("packages", "README.md"),
+                           ("soak", "tests/torture/soak.py"),
                            ("torture", "tests/platform/keychain/secretservice/service/CMakeLists.txt")):
-            part = next(part for part in check.PARTS if part.name == name)
-            self.assertIn(file, check.output_of("git", "ls-files").split())
-            self.assertTrue(any(check.fnmatch.fnmatch(file, pattern) for pattern in part.files), name)
+            self.assert_depends(next(part for part in check.PARTS if part.name == name), file)
+
+    def test_depend_on_the_command_that_runs_them_and_the_packages_it_installs(self):
+        for part in check.PARTS:
+            for file in ("dev", "scripts/packages.sh"):
+                self.assert_depends(part, file)
 
 
 class UnderValgrind(unittest.TestCase):

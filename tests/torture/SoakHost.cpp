@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A host application of many threads that do everything at once: sign in and out, fetch data, lists
 // and pictures, observe and look. soak.py runs it against a development service with faults that
-// change, and watches it. As "soak_host CA PORT SECONDS ACCOUNTS" it ends with one line of JSON:
-// counts, what it complains of, and who is current.
+// change, and watches it. As "soak_host CA PORT SECONDS ACCOUNTS SEED" it ends with one line of
+// JSON: counts, and what it complains of.
 
 #include <ORXAccount/ORVAAccount.h>
 #include <ORXAccount/ORVAAccountAPI.h>
@@ -19,9 +19,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <iostream>
+#include <map>
 #include <mutex>
 #include <random>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,7 +37,6 @@ using Clock = std::chrono::steady_clock;
 constexpr int threadCount = 32;
 // A handler that has not been called by then is never called.
 constexpr std::chrono::seconds patience{60};
-constexpr const char* nobody = "";
 
 class Complaints {
  public:
@@ -83,21 +82,60 @@ class Handler {
 
 class Delegate final : public ORVAAccountLoginManagerDelegate {
  public:
-  void loginManager_didLoginWithUser_error(ORVAAccountLoginManager& /*manager*/,
+  void loginManager_didLoginWithUser_error(ORVAAccountLoginManager& manager,
                                            const std::shared_ptr<ORVAAccountUser>& /*user*/,
                                            const std::shared_ptr<Error>& /*error*/) override {
+    // Once this has been reported, nothing keeps a user whom another thread has replaced.
+    user = manager.userOfLatestSignIn();
     handler.call();
   }
   Handler handler;
+  std::shared_ptr<ORVAAccountUser> user;
+};
+
+// Follows the users by what observers are told, which need not arrive in the order of the changes.
+// All are told of each change, and each change leaves the user of the one before: then everybody
+// who came has gone but the last.
+class Changes {
+ public:
+  void note(const Dictionary& information) {
+    const auto came = information[ORVAAccountUserChangeNewKey].objectOf<ORVAAccountUser>();
+    const auto left = information[ORVAAccountUserChangeOldKey].objectOf<ORVAAccountUser>();
+    const std::lock_guard guard(mutex_);
+    if (came) ++arrivals_;
+    count(came, 1);
+    count(left, -1);
+  }
+
+  std::int64_t arrivals() const {
+    const std::lock_guard guard(mutex_);
+    return arrivals_;
+  }
+
+  bool endWith(const std::shared_ptr<ORVAAccountUser>& user) const {
+    std::map<std::shared_ptr<ORVAAccountUser>, int> wanted;
+    if (user) wanted[user] = 1;
+    const std::lock_guard guard(mutex_);
+    return present_ == wanted;
+  }
+
+ private:
+  void count(const std::shared_ptr<ORVAAccountUser>& user, int step) {
+    if (user && (present_[user] += step) == 0) present_.erase(user);
+  }
+
+  mutable std::mutex mutex_;
+  std::int64_t arrivals_ = 0;
+  std::map<std::shared_ptr<ORVAAccountUser>, int> present_;
 };
 
 class Soak {
  public:
-  Soak(double seconds, unsigned accounts)
+  Soak(double seconds, unsigned accounts, unsigned seed)
       : end_(Clock::now() +
              std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds))),
         accounts_(accounts),
-        latest_(threadCount, nobody) {}
+        seed_(seed) {}
 
   Dictionary run() {
     std::vector<std::thread> threads;
@@ -116,23 +154,22 @@ class Soak {
 
  private:
   void work(unsigned thread) {
-    std::mt19937 random(std::random_device{}());
+    std::seed_seq seeds{seed_, thread};
+    std::mt19937 random(seeds);
     while (Clock::now() < end_) {
       const auto account = "user" + std::to_string(random() % accounts_) + "@example.com";
       switch (random() % 12) {
         case 0:
-          signIn(thread, account, [&](auto& manager) {
+          signIn(account, [&](auto& manager) {
             manager.loginWithParameters(
                 {{kORVAAccountLogin, account}, {kORVAAccountPassword, "correct horse"}});
           });
           break;
         case 1:
-          signIn(thread, account,
-                 [&](auto& manager) { manager.loginWithTicket("ticket-of-" + account); });
+          signIn(account, [&](auto& manager) { manager.loginWithTicket("ticket-of-" + account); });
           break;
         case 2:
           ORVAAccountLoginManager::sharedInstance()->logout();
-          latest_[thread] = nobody;
           break;
         case 3:
           loadPicture();
@@ -154,7 +191,7 @@ class Soak {
   }
 
   template <typename Start>
-  void signIn(unsigned thread, const std::string& account, const Start& start) {
+  void signIn(const std::string& account, const Start& start) {
     ++calls_;
     const auto manager = ORVAAccountLoginManager::init();
     manager->setLoginWithTicketTasks(std::vector<Dictionary>{});
@@ -162,11 +199,10 @@ class Soak {
     manager->setDelegate(std::weak_ptr<ORVAAccountLoginManagerDelegate>(delegate));
     start(*manager);
     delegate->handler.wait("sign-in");
-    const auto user = manager->userOfLatestSignIn();
+    const auto& user = delegate->user;
     if (!user) return;
     ++signIns_;
     if (user->login() != account) complaints().add("another user was signed in than " + account);
-    latest_[thread] = account;
   }
 
   void callService(const std::string& account, unsigned which) {
@@ -224,25 +260,30 @@ class Soak {
     if (user->email() != login || user->nickName() != login) complaints().add("torn: " + login);
   }
 
-  // The last change is the last one of some thread, since each waits for its own.
   void checkWhoIsLeft() {
     const auto user = ORVAAccountUser::currentUser();
-    const auto login = user ? user->login().value_or("(none)") : nobody;
-    const std::set<std::string> possible(latest_.begin(), latest_.end());
-    if (!possible.contains(login)) complaints().add("who is current at the end: " + login);
-    const auto stored = ORVAAccountUserCache::sharedInstance()->cachedUser();
-    if ((stored ? stored->login().value_or("(none)") : nobody) != login) {
-      complaints().add("another user is stored than " + login);
+    if (!changes_.endWith(user)) complaints().add("observers were told of another user at the end");
+    if (changes_.arrivals() != signIns_) {
+      complaints().add("observers were told of " + std::to_string(changes_.arrivals()) +
+                       " sign-ins");
     }
+    const auto stored = ORVAAccountUserCache::sharedInstance()->cachedUser();
+    const auto isStored = user ? user->isEqualToUser(stored.get()) : stored == nullptr;
+    if (!isStored) complaints().add("another user is stored than the current one");
   }
 
   const Clock::time_point end_;
   const unsigned accounts_;
-  std::vector<std::string> latest_;
+  const unsigned seed_;
   std::atomic<std::int64_t> calls_ = 0;
   std::atomic<std::int64_t> signIns_ = 0;
   std::atomic<std::int64_t> answers_ = 0;
   std::atomic<std::int64_t> errors_ = 0;
+  Changes changes_;
+  const Observation observation_ =
+      NotificationCenter::defaultCenter()->addObserverForName_object_usingBlock(
+          ORVAAccountUserDidChangeNotification, nullptr,
+          [this](const Notification& notification) { changes_.note(notification.userInfo()); });
 };
 
 void begin(const std::string& caFile, const std::string& port) {
@@ -262,11 +303,12 @@ void begin(const std::string& caFile, const std::string& port) {
 }  // namespace orx::torture
 
 int main(int count, char** arguments) {
-  if (count != 5) {
-    std::cerr << "usage: soak_host CA PORT SECONDS ACCOUNTS\n";
+  if (count != 6) {
+    std::cerr << "usage: soak_host CA PORT SECONDS ACCOUNTS SEED\n";
     return 2;
   }
   orx::torture::begin(arguments[1], arguments[2]);
-  orx::torture::Soak soak(std::stod(arguments[3]), static_cast<unsigned>(std::stoi(arguments[4])));
+  orx::torture::Soak soak(std::stod(arguments[3]), static_cast<unsigned>(std::stoul(arguments[4])),
+                          static_cast<unsigned>(std::stoul(arguments[5])));
   std::cout << orx::platform::textWithJSONObject(soak.run()) << std::endl;
 }

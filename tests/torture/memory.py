@@ -1,13 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""A host's life (life.py) in which memory runs out: the n-th allocation fails, or that one and all after it."""
+"""Hosts' lives (life.py) in which memory runs out: the n-th allocation fails, or that one and all after it."""
 
 import signal
 from dataclasses import dataclass
 
 import deaths
-from life import AFTER, BEFORE, DONE, STEPS, STORES, bench_of
-from scenarios import OLD
-from service import LOGIN
+from life import DONE, LIVES, RARER_IN_OTHERS, Life, bench_of, stored_during, user_after
+from report import each_of
 
 NO_MEMORY = "std::bad_alloc"
 # What a call says for which OpenSSL is not in order.
@@ -18,41 +17,58 @@ OF_OPENSSL = ("secure connection", "couldn't create a context", "the certificate
 @dataclass(frozen=True)
 class Shortage:
     service: dict  # the fields of a request that say where it is
+    life: Life
     store: str
     at: int
     for_ever: bool
     only_of_cxx: bool
-    signs_out: bool
+    steps: tuple
     repeats: bool  # what has failed is tried again
 
     def __str__(self):
-        return (f"{'own ' if self.only_of_cxx else ''}allocation {self.at}"
+        return (f"{self.life}: {'own ' if self.only_of_cxx else ''}allocation {self.at}"
                 f"{' and all after it' if self.for_ever else ''}, {self.store}"
-                f"{', with sign-out' if self.signs_out else ''}{', not tried again' if not self.repeats else ''}")
+                f"{', with sign-out' if self.steps == self.life.steps else ''}{', not tried again' if not self.repeats else ''}")
 
 
 def live(own, trial):
-    return own.live(trial.service, trial.store, at=trial.at, forEver=trial.for_ever, onlyOfCxx=trial.only_of_cxx,
-                    signsOut=trial.signs_out, repeats=trial.repeats)
+    return own.live(trial.service, trial.store, trial.life, trial.steps, at=trial.at, forEver=trial.for_ever,
+                    onlyOfCxx=trial.only_of_cxx, repeats=trial.repeats)
+
+
+def stride_of_all(step):
+    """Nearly all of these are the vendors' own, the most of them in one handshake."""
+    return step * 32
+
+
+def share_told(step):
+    stride = stride_of_all(step)
+    return (f"{each_of(step)} of the library's own, {each_of(stride)} of all together, and in the other lives "
+            f"{each_of(stride * RARER_IN_OTHERS)} of these")
 
 
 def trials(bench, service, step, offset):
-    """Every `step`-th allocation of the library's own code fails, and of all together every `step * 32`-th:
-    nearly all of these are the vendors' own, the most of them in one handshake."""
+    """Every `step`-th allocation of the library's own code fails, and of all together fewer."""
     own = bench_of(bench)
-    for store in STORES:
-        for only_of_cxx, stride in ((True, step), (False, step * 32)):
-            whole = live(own, Shortage(service, store, 0, False, only_of_cxx, True, True))
-            begins = {each["name"]: each["begins"] for each in whole["steps"]}
-            assert tuple(begins) == STEPS, whole
-            for at in range(1 + offset % stride, whole["counted"] + 1, stride):
-                # Without it the life shows what a sign-in has stored.
-                signs_out = at > begins["sign-out"]
-                for for_ever in (False, True):
-                    # Trying again would hide what the failed attempt has left.
-                    repeats = at // stride % 2 == 0
-                    yield (shortage, Shortage(service, store, at, for_ever, only_of_cxx, signs_out,
-                                              repeats))
+    for life in LIVES:
+        for store in life.stores:
+            for only_of_cxx, stride in ((True, step), (False, stride_of_all(step) * life.rarer)):
+                yield from trials_of(own, service, life, store, only_of_cxx, stride, offset)
+
+
+def trials_of(own, service, life, store, only_of_cxx, stride, offset):
+    whole = live(own, Shortage(service, life, store, 0, False, only_of_cxx, life.steps, True))
+    ends = [(step["name"], step["attempts"][-1]["outcome"]) for step in whole["steps"]]
+    assert ends == [(step, DONE) for step in life.steps], whole
+    last = whole["steps"][-1]
+    for at in range(1 + offset % stride, whole["counted"] + 1, stride):
+        # Without it the life shows what a sign-in has stored.
+        signs_out = last["name"] != "sign-out" or at > last["begins"]
+        for for_ever in (False, True):
+            # Trying again would hide what the failed attempt has left.
+            repeats = at // stride % 2 == 0
+            yield (shortage, Shortage(service, life, store, at, for_ever, only_of_cxx,
+                                      life.steps if signs_out else life.steps[:-1], repeats))
 
 
 def shortage(bench, trial):
@@ -62,35 +78,32 @@ def shortage(bench, trial):
     if "signal" in answer or "exit" in answer:
         check_death(trial, answer, user)
         return
-    where = deaths.place(answer["failed"])
-    told = (answer["steps"], where)
+    told = (answer["steps"], deaths.place(answer["failed"]))
+    before = ""
     for step in answer["steps"]:
-        check_step(trial, step, told, answer["failed"])
-    last = answer["steps"][-1]
-    if last["name"] == "restore" and last["attempts"][-1]["outcome"] != DONE:
-        assert user == OLD, (user, told)
-    elif last["name"] == "sign-in" and last["attempts"][-1]["outcome"] != DONE:
-        # Memory can run out when the new user is stored already.
-        assert user in (OLD, LOGIN), (user, told)
-    elif last["name"] == "sign-out" and last["attempts"][-1]["outcome"] != DONE:
-        # It removes in several steps, and is to be called again.
-        assert user in (LOGIN, None), (user, told)
+        before = check_step(trial, step, before, told, answer["failed"])
+    stored = stored_during(trial.steps[:len(answer["steps"])])
+    if answer["steps"][-1]["attempts"][-1]["outcome"] != DONE:
+        # Memory can run out when the new user is stored already, and a sign-out removes in several
+        # steps and is to be called again.
+        assert user in stored[-2:], (user, told)
     elif answer["status"] == 0:
-        assert user == (answer["user"] or None), (user, told)
+        assert user == stored[-1], (user, told)
     else:
-        assert user in (OLD, LOGIN) or (trial.signs_out and user is None), (user, told)
+        assert user in stored, (user, told)
 
 
 def check_death(trial, answer, user):
-    assert user in ({OLD, LOGIN, None} if trial.signs_out else {OLD, LOGIN}), (user, answer)
+    assert user in stored_during(trial.steps), (user, answer)
     if trial.for_ever and answer.get("signal") != signal.SIGALRM:
         return
     deaths.judge(answer)
 
 
-def check_step(trial, step, told, failed):
+def check_step(trial, step, before, told, failed):
     """Each attempt is done or says that there was no memory; each handler is called once; the user is as
-    the attempt says; and the second attempt, with memory, is done."""
+    the attempt says, and as observers were told; and the second attempt, with memory, is done. Returns who
+    is the user then."""
     assert step["reports"] == step["accepted"], ("reports", told)
     first, last = step["attempts"][0], step["attempts"][-1]
     for attempt in step["attempts"]:
@@ -99,8 +112,9 @@ def check_step(trial, step, told, failed):
             raise deaths.Vendors("libssl.so.3: libcurl overlooks its failure and waits for the time-out")
         assert not waits, ("waits", told)
     name = step["name"]
-    before, after = BEFORE[name], AFTER[name]
+    after = user_after(name, before)
     for attempt in step["attempts"]:
+        assert attempt["user"] == attempt["told"], ("observers were told of another user", name, told)
         if name == "restore" and attempt["status"] != 0 and not trial.only_of_cxx:
             # The C library gives no thread without memory for it, and does not say why: then the status
             # says why nobody was restored.
@@ -114,3 +128,4 @@ def check_step(trial, step, told, failed):
         if reason is None or not any(words in last["outcome"] for words in OF_OPENSSL):
             raise AssertionError(("not the second time either", told))
         raise deaths.Vendors(f"libcrypto: keeps its failure, {reason}; {last['outcome']}")
+    return last["user"]

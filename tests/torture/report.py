@@ -5,9 +5,13 @@ which memory runs out."""
 import datetime
 import os
 import platform
-from pathlib import Path
 
-HEAD = """# Killing and failing at every step of a stored sign-in
+LIVES = """A host restores its user, signs in by password over TLS against the development service, loads the
+picture, asks for a list and signs out, with the user in the file and in a keyring. In other lives a host has a loop
+of its own that runs all callbacks, trusts whom the system trusts, signs in by OpenID and by ticket without having
+restored anybody, or keeps no user and makes every other call."""
+
+HEAD = f"""# Killing and failing at every step of a stored sign-in
 
 Written by `./dev torture`, which kills a host application, or makes a system call of it fail, at every
 step of what it stores (`tests/torture/`). After each incident:
@@ -27,8 +31,8 @@ answer, by FIN, RST or silence, new ones and kept ones; nginx and haproxy are re
 started, in the middle of the calls. No request arrives twice, each handler is called once, and each outcome
 is the right answer or an error that names the stage, the host and the cause.
 
-A host that restores its user, signs in by password over TLS, loads the picture, asks for a list and signs
-out lives on when a system call fails, of the library, libcurl, OpenSSL or GLib: the n-th of each name, by
+{LIVES}
+It lives on when a system call fails, of the library, libcurl, OpenSSL or GLib: the n-th of each name, by
 EMFILE, ENOMEM, EAGAIN or EINTR, once or that one and all that come after it. No handler is lost or called
 twice, each error names its cause, and after one failure the next call works.
 
@@ -49,32 +53,37 @@ def rows_of(text):
     return rows
 
 
-def write_report(path, seed, results):
-    """Replaces the rows of the parts that have run."""
-    report = Path(path)
+def machine():
+    return f"{os.cpu_count()} cores, {platform.system()} {platform.release()}"
+
+
+def write_report(report, seed, name, result):
+    """Replaces the row of the part that has run."""
+    what, number, seconds = result
     rows = rows_of(report.read_text()) if report.exists() else {}
-    today = datetime.date.today().isoformat()
-    for name, what, number, seconds in results:
-        rows[name] = [name, what, str(number), f"{seconds:.0f}", today, str(seed)]
-    machine = f"{os.cpu_count()} cores, {platform.system()} {platform.release()}"
+    rows[name] = [name, what, str(number), f"{seconds:.0f}", datetime.date.today().isoformat(), str(seed)]
     table = "".join("| " + " | ".join(cells) + " |\n" for cells in rows.values())
-    report.write_text(f"{HEAD}{table}\nThe latest on {machine}.\n")
+    report.write_text(f"{HEAD}{table}\nThe latest on {machine()}.\n")
+
+
+def each_of(step):
+    return "each" if step == 1 else f"one in {step}"
 
 
 MEMORY_HEAD = """# A host's life in which memory runs out
 
-Written by `./dev torture memory [--step N]` (`tests/torture/`). A host restores its user, signs in by
-password over TLS against the development service, loads the picture, asks for a list and signs out,
-with the user in the file and in a keyring. In each trial one allocation fails, or that one and all that come after it:
-{every} of the library's own (`operator new`), and each {every_of_all}th of all together, nearly all of
-which are OpenSSL's, libcurl's and GLib's. After one failure:
+Written by `./dev torture memory [--step N]` (`tests/torture/`). {lives}
+
+In each trial one allocation fails, or that one and all that come after it: {share}. The library's own
+are those of `operator new`; nearly all others are OpenSSL's, libcurl's and GLib's. After one failure:
 
 - The process lives, nothing hangs, and each handler is called exactly once.
 - What fails of the library's own says that there was no memory: `std::bad_alloc` on the caller's thread,
   otherwise an error.
-- The user in memory is the one from before, or the new one where that is told. The stores, read without
-  the library, hold the same, or already what a sign-in or sign-out would have left that ran out of
-  memory; a new process restores it. In half of the trials what has failed is done again, and works.
+- The user in memory is the one from before, or the new one where that is told, and the one of whom
+  observers were told. The stores, read without the library, hold the same, or already what a sign-in
+  or sign-out would have left that ran out of memory; a new process restores it. In half of the trials
+  what has failed is done again, and works.
 
 No trial fails for a vendor's code that dies, as GLib does by design, or for OpenSSL where it remembers a
 failure for as long as the process lives: it begins once, and asks its providers once for each kind of
@@ -89,16 +98,14 @@ short form.
 """
 
 
-def write_memory_report(path, seed, step, result, vendors):
-    _, _, number, seconds = result
-    every = "each" if step == 1 else f"each {step}th"
-    lines = [MEMORY_HEAD.format(every=every, every_of_all=step * 32),
+def write_memory_report(report, seed, share, result, vendors):
+    _, number, seconds = result
+    lines = [MEMORY_HEAD.format(lives=LIVES, share=share),
              f"{number} trials in {seconds:.0f} seconds, of which {sum(vendors.values())} ended in a "
              "vendor's code, which dies without memory (GLib by design), or keeps its failure:\n",
              "| how often | whose | what |", "|---:|---|---|"]
     for ending, count in vendors.most_common():
         whose, _, what = ending.partition(": ")
         lines.append(f"| {count} | {whose} | {what} |")
-    today = datetime.date.today().isoformat()
-    lines.append(f"\n{today}, {os.cpu_count()} cores, {platform.system()} {platform.release()}, seed {seed}.")
-    Path(path).write_text("\n".join(lines) + "\n")
+    lines.append(f"\n{datetime.date.today().isoformat()}, {machine()}, seed {seed}.")
+    report.write_text("\n".join(lines) + "\n")

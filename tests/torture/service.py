@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The development service, with the account of the trials."""
+"""The development service, with the accounts of the trials."""
 
 import json
 import os
@@ -9,6 +9,10 @@ from pathlib import Path
 import session
 
 LOGIN, PASSWORD = "user-new@example.com", "correct horse"
+TICKET = "ticket-of-user-new"
+PROVIDER, NUMBER = "example", "1"
+# Its login.
+IDENTITY = f"{PROVIDER}:{NUMBER}"
 
 
 class Service:
@@ -19,11 +23,14 @@ class Service:
         folder = Path(self._folder.name)
         folder.chmod(0o755)
         accounts = folder / "accounts.json"
-        accounts.write_text(json.dumps([{"login": LOGIN, "passwd": PASSWORD, "first_name": "New"}]))
+        accounts.write_text(json.dumps([
+            {"login": LOGIN, "passwd": PASSWORD, "first_name": "New", "ticket": TICKET},
+            {"openid_type": PROVIDER, "openid_uid": NUMBER}]))
         certificate = folder / "ca.pem"
         self._process, line = session.start(program, "--accounts", accounts, "--ca-out", certificate)
         certificate.chmod(0o644)
-        self.request = {"login": LOGIN, "password": PASSWORD, "caFile": str(certificate),
+        self.request = {"login": LOGIN, "password": PASSWORD, "ticket": TICKET, "openIDType": PROVIDER,
+                        "openIDUID": NUMBER, "caFile": str(certificate),
                         "server": f"localhost:{json.loads(line)['port']}"}
 
     def close(self):

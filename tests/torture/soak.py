@@ -106,8 +106,8 @@ def run(program, devserver, seconds, random, sanitized):
         environment = {**os.environ, "MALLOC_ARENA_MAX": "1", "DBUS_SESSION_BUS_ADDRESS": "disabled:",
                        "XDG_CONFIG_HOME": f"{folder}/config", "XDG_DATA_HOME": f"{folder}/data",
                        "XDG_RUNTIME_DIR": f"{folder}/run"}
-        host = subprocess.Popen([program, ready["caFile"], str(ready["port"]), str(seconds), str(ACCOUNTS)],
-                                stdout=subprocess.PIPE, text=True, env=environment)
+        host = subprocess.Popen([program, ready["caFile"], str(ready["port"]), str(seconds), str(ACCOUNTS),
+                                 str(random.getrandbits(32))], stdout=subprocess.PIPE, text=True, env=environment)
         watchdog = threading.Timer(seconds + PATIENCE, host.kill)
         watchdog.start()
         try:

@@ -1,17 +1,17 @@
 # SPDX-License-Identifier: MIT
-"""A host's life in which a system call fails, whether the library makes it, libcurl, OpenSSL or GLib: the n-th of
+"""Hosts' lives (life.py) in which a system call fails, whether the library makes it, libcurl, OpenSSL or GLib: the n-th of
 its name, or that one and all of the name after it."""
 
 import collections
 import errno
+import itertools
 import os
 import signal
 from dataclasses import dataclass
 
 import deaths
-from life import AFTER, DONE, STORES, bench_of
-from scenarios import OLD
-from service import LOGIN
+from life import DONE, LIVES, RARER_IN_OTHERS, STORES, Life, bench_of, stored_during, user_after
+from report import each_of
 
 ERRORS = ("EMFILE", "ENOMEM", "EAGAIN", "EINTR")
 # What libcurl and OpenSSL say of a failure whose errno they do not tell.
@@ -36,6 +36,7 @@ SILENT = ("connect", "epoll_wait", "poll", "recv", "send")
 @dataclass(frozen=True)
 class Failure:
     service: dict  # the fields of a request that say where it is
+    life: Life
     store: str
     call: str
     at: int
@@ -43,42 +44,51 @@ class Failure:
     for_ever: bool
 
     def __str__(self):
-        return f"{self.call} {self.at}{' and all after it' if self.for_ever else ''}: {self.error}, {self.store}"
+        return (f"{self.life}: {self.call} {self.at}{' and all after it' if self.for_ever else ''}: {self.error}, "
+                f"{self.store}")
 
 
-def trials(bench, service, share):
-    """Every `share`-th of them. Of those with the keyring, nearly all are GLib's: of these fewer."""
+def stride_of(store, step):
+    """Nearly all calls of a life with the keyring are GLib's."""
+    return step if store == "file" else step * 32
+
+
+def share_told(step):
+    shares = [f"{each_of(stride_of(store, step))} with the {store}" for store in STORES]
+    return ", ".join(shares) + f", {each_of(step * RARER_IN_OTHERS)} in the other lives"
+
+
+def trials(bench, service, step):
+    """Every `step`-th of them, and with the keyring fewer."""
     own = bench_of(bench)
     number = 0
-    for store in STORES:
-        stride = share if store == "file" else share * 32
-        whole = own.live(service, store, everywhere=True, signsOut=True)
-        for call, count in sorted(collections.Counter(whole["calls"]).items()):
-            for at in range(1, count + 1):
-                for error in ERRORS:
-                    for for_ever in (False, True):
-                        number += 1
-                        if number % stride == 0:
-                            yield (failure, Failure(service, store, call, at, error, for_ever))
+    for life in LIVES:
+        for store in life.stores:
+            whole = own.live(service, store, life, everywhere=True)
+            for call, count in sorted(collections.Counter(whole["calls"]).items()):
+                for at, error, for_ever in itertools.product(range(1, count + 1), ERRORS, (False, True)):
+                    number += 1
+                    if number % (stride_of(store, step) * life.rarer) == 0:
+                        yield (failure, Failure(service, life, store, call, at, error, for_ever))
 
 
 def failure(bench, trial):
     own = bench_of(bench)
-    answer = own.live(trial.service, trial.store, everywhere=True, action="fail", call=trial.call, at=trial.at,
-                      errno=getattr(errno, trial.error), forEver=trial.for_ever, signsOut=True,
-                      repeats=True)
+    answer = own.live(trial.service, trial.store, trial.life, everywhere=True, action="fail", call=trial.call,
+                      at=trial.at, errno=getattr(errno, trial.error), forEver=trial.for_ever, repeats=True)
     user = own.stored(trial.store)
+    stored = stored_during(trial.life.steps)
     if "signal" in answer or "exit" in answer:
-        assert user in (OLD, LOGIN, None), (user, answer)
+        assert user in stored, (user, answer)
         deaths.judge(answer)
     told = (answer["steps"], deaths.place(answer["failed"]))
     before = ""
     for step in answer["steps"]:
         before = check_step(trial, step, before, told)
     if answer["status"] == 0:
-        assert user == (answer["user"] or None), (user, told)
+        assert user == stored[-1], (user, told)
     else:
-        assert user in (OLD, LOGIN, None), (user, told)
+        assert user in stored, (user, told)
         assert trial.store == "keyring" or is_told(trial, answer["description"]), (answer["description"], told)
 
 
@@ -91,7 +101,8 @@ def check_step(trial, step, before, told):
         outcome, user = attempt["outcome"], attempt["user"]
         assert is_told(trial, outcome), ("another cause", told)
         # A start that cannot read restores nobody and says why.
-        users = [AFTER[name] if outcome == DONE else before]
+        users = [user_after(name, before) if outcome == DONE else before]
+        assert user == attempt["told"], ("observers were told of another user", name, told)
         if name == "restore" and attempt["status"] != 0:
             users.append(before)
         assert user in users, (name, told)

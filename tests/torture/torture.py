@@ -3,13 +3,13 @@
 """Kills a host application, or makes its disk, its memory or its system calls fail, at every step of what it
 does, and its connections at every byte of a call.
 
-usage: torture.py --host PROGRAM --service PROGRAM --wire-host PROGRAM [--full] [--report FILE]
-                  --soak-host PROGRAM --devserver PROGRAM [--seed NUMBER] [--seconds NUMBER]
-                  [--memory-report FILE] [--step NUMBER] [--sanitized] [PART...]
+usage: torture.py --host PROGRAM --service PROGRAM --wire-host PROGRAM --soak-host PROGRAM --devserver PROGRAM
+                  [--full] [--reports FOLDER] [--seed NUMBER] [--seconds NUMBER] [--step NUMBER] [--sanitized]
+                  [PART...]
 
 The parts: calls, kills, moments, faults, migration, crowd, wire, memory, syscalls, and soak, which runs only
-when it is named, for --seconds or for the minutes that follow it. Without --full each is short. What has run is
-written to the reports only when nothing failed.
+when it is named, for --seconds or for the minutes that follow it. Without --full each is short. A part is
+written to the reports only when nothing in it has failed.
 """
 
 import argparse
@@ -21,6 +21,7 @@ import random
 import signal
 import sys
 import time
+from pathlib import Path
 
 import calls
 import crowd
@@ -30,6 +31,7 @@ import soak
 import syscalls
 import trials
 import wire
+import wire_report
 from deaths import Vendors
 from report import write_memory_report, write_report
 from scenarios import Bench
@@ -82,25 +84,33 @@ def run_trials(options, pool, make):
     return len(chosen), [complaint for complaint, _ in outcomes if complaint], vendors
 
 
-def run_memory(options, pool):
+def memory_step(options):
+    return options.step or (1 if options.full else 211)
+
+
+def syscalls_step(options):
+    return options.step or (1 if options.full else 41)
+
+
+def run_memory(options):
     # The short form takes the same sample each time.
-    step = options.step or (1 if options.full else 211)
     offset = options.seed if options.full else 0
-    with Service(options.devserver) as service:
+    # These trials wait for the service.
+    with Service(options.devserver) as service, workers(options, 2 * os.cpu_count()) as pool:
         return run_trials(options, pool,
-                          lambda own: memory.trials(own, service.request, step, offset))
+                          lambda own: memory.trials(own, service.request, memory_step(options), offset))
 
 
 def run_syscalls(options):
-    share = options.step or (1 if options.full else 41)
     # Many of these trials wait for time-outs.
     with Service(options.devserver) as service, workers(options, 4 * os.cpu_count()) as pool:
-        return run_trials(options, pool, lambda own: syscalls.trials(own, service.request, share))
+        return run_trials(options, pool, lambda own: syscalls.trials(own, service.request,
+                                                                           syscalls_step(options)))
 
 
 def parts(options, pool):
     """{name: (description, function)}; the function runs the part and returns (number, complaints), and
-    where trials can end in a vendor's code, how often each did."""
+    what a report of its own tells besides."""
     seed = random.Random(options.seed)
     moments, share = (2000, 1) if options.full else (60, 23)
 
@@ -137,9 +147,11 @@ def parts(options, pool):
         "soak": (f"32 threads that do everything at once for {options.seconds / 60:g} minutes",
                  lambda: soak.run(options.soak_host, options.devserver, options.seconds, seed,
                                   options.sanitized)),
-        "memory": ("an allocation that fails, or all from one on, in a host's life with the service",
-                   lambda: run_memory(options, pool)),
-        "syscalls": ("a system call that fails, once or for ever, in a host's life with the service",
+        "memory": (f"an allocation that fails, or all from one on, in a host's life with the service: "
+                   f"{memory.share_told(memory_step(options))}",
+                   lambda: run_memory(options)),
+        "syscalls": (f"a system call that fails, once or for ever, in a host's life with the service: "
+                     f"{syscalls.share_told(syscalls_step(options))}",
                      lambda: run_syscalls(options)),
     }
 
@@ -154,8 +166,7 @@ def read_options():
     parser.add_argument("--seconds", type=float, default=3600)
     parser.add_argument("--sanitized", action="store_true")
     parser.add_argument("--full", action="store_true")
-    parser.add_argument("--report")
-    parser.add_argument("--memory-report")
+    parser.add_argument("--reports", type=Path, help="the folder to write them to")
     parser.add_argument("--step", type=int, help="of memory and syscalls: one of so many fails")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("parts", nargs="*", metavar="PART")
@@ -168,29 +179,34 @@ def read_options():
     return options
 
 
+def write_reports(options, name, result, details):
+    write_report(options.reports / "torture.md", options.seed, name, result)
+    if name == "memory":
+        write_memory_report(options.reports / "memory.md", options.seed, memory.share_told(memory_step(options)),
+                            result, *details)
+    if name == "wire":
+        wire_report.write(options.reports / "wire.md", options.seed, *details)
+
+
 def main():
     options = read_options()
     print(f"seed {options.seed}", flush=True)
     signal.signal(signal.SIGTERM, end_in_order)
-    results = []
     failed = False
     with workers(options, os.cpu_count()) as pool:
         for name, (description, run) in parts(options, pool).items():
             if name not in options.parts:
                 continue
             began = time.monotonic()
-            number, complaints, *vendors = run()
-            results.append((name, description, number, time.monotonic() - began))
-            print(f"{name}: {number} ({description}), {len(complaints)} failed, "
-                  f"{results[-1][3]:.1f} s", flush=True)
+            number, complaints, *details = run()
+            seconds = time.monotonic() - began
+            print(f"{name}: {number} ({description}), {len(complaints)} failed, {seconds:.1f} s", flush=True)
             for complaint in complaints[:20]:
                 print("  " + complaint, flush=True)
-            failed |= bool(complaints) or number == 0
-            if name == "memory" and options.memory_report and not complaints:
-                write_memory_report(options.memory_report, options.seed, options.step or 1,
-                                    results[-1], *vendors)
-    if options.report and not failed:
-        write_report(options.report, options.seed, results)
+            if complaints or number == 0:
+                failed = True
+            elif options.reports:
+                write_reports(options, name, (description, number, seconds), details)
     return 1 if failed else 0
 
 

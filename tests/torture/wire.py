@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Calls over connections that end at every byte, and through proxies that are restarted."""
 
+import collections
 import queue
 import subprocess
 import tempfile
@@ -8,9 +9,10 @@ import threading
 from pathlib import Path
 
 import wire_proxies
-from wire_caller import CONNECTION_LOST, TIMED_OUT, Caller, check_error, is_right
+from wire_caller import CONNECTION_LOST, TIMED_OUT, UNTRUSTED, Caller, check_error, is_right
 from wire_server import (ANSWER, BARE, CHUNKED, CONTINUED, FIN, HANDSHAKE, LENGTH, NOTIFY, PATIENCE, REQUEST,
                          RESET, SILENCE, Death, Server, answer_of, body_of, head_of)
+from wire_report import AFTER, AFTER_HEAD, IN_BODY, IN_HANDSHAKE, IN_HEAD, IN_REQUEST, SENT
 
 OPERATIONS = ("user data", "sign-in", "sign-in V2", "picture")
 SILENCE_MILLISECONDS = 3000
@@ -33,18 +35,37 @@ def deaths_of(operation, request_size, manners):
                     yield Death(ANSWER, at, manner, kept, framing)
 
 
+def cell_of(operation, death):
+    """Where it is counted in the report."""
+    return place_of(operation, death), death.kept, death.manner
+
+
+def place_of(operation, death):
+    if death.stage != ANSWER:
+        return {HANDSHAKE: IN_HANDSHAKE, REQUEST: IN_REQUEST}[death.stage]
+    head = len(head_of(body_of(operation, 1), death.framing))
+    if death.at >= head:
+        whole = len(answer_of(operation, 1, death.framing))
+        return AFTER if death.at == whole else IN_BODY if death.at > head else AFTER_HEAD
+    return IN_HEAD if death.at else SENT
+
+
 def trials_of(sizes, manners, share):
-    """Each `share`-th of all operations' trials."""
-    every = ((operation, death) for operation in OPERATIONS
-             for death in deaths_of(operation, sizes[operation], manners))
-    return [trial for number, trial in enumerate(every) if number % share == 0]
+    """Each `share`-th of all operations' trials, and of each place and manner the first."""
+    chosen, met = [], collections.Counter()
+    for operation in OPERATIONS:
+        for death in deaths_of(operation, sizes[operation], manners):
+            if met[cell_of(operation, death)] % share == 0:
+                chosen.append((operation, death))
+            met[cell_of(operation, death)] += 1
+    return chosen
 
 
 class Trial:
     """One caller with a server of its own."""
 
-    def __init__(self, program, folder, host, milliseconds):
-        self.server = Server(folder)
+    def __init__(self, program, folder, host, milliseconds, certificate="server"):
+        self.server = Server(folder, certificate)
         self.caller = Caller(program, folder, self.server.port, milliseconds)
         self.host = host
 
@@ -137,8 +158,23 @@ def request_sizes(program, folder, host):
     return trial.server.request_sizes
 
 
+def expired_calls(program, folder, host):
+    """The complaints about each operation's call to a server with a certificate of yesterday."""
+    trial, complaints = Trial(program, folder, host, 30_000, "expired"), []
+    for operation in OPERATIONS:
+        _, outcome = trial.caller.call(operation)
+        try:
+            check_error(outcome, host, (UNTRUSTED,))
+            assert "expired" in outcome["error"]["text"], outcome
+        except AssertionError as complaint:
+            complaints.append(f"{operation}, an expired certificate: {complaint}")
+    if trial.server.arrivals:
+        complaints.append("a request was sent in spite of the expired certificate")
+    return complaints + trial.close()
+
+
 def run(program, full):
-    """(how many calls met something, complaints)"""
+    """(how many calls met something, complaints, what docs/wire.md tells of them)"""
     with tempfile.TemporaryDirectory() as name:
         folder = Path(name)
         host = subprocess.run([program, "certificates", folder], check=True, capture_output=True,
@@ -148,5 +184,8 @@ def run(program, full):
         silent = trials_of(sizes, (SILENCE,), 41 if full else 1009)
         complaints = run_all(program, folder, host, quick, 4, 30_000)
         complaints += run_all(program, folder, host, silent, 16 if full else 8, SILENCE_MILLISECONDS)
-        number, more = wire_proxies.run(program, folder, host, full)
-    return len(quick) + len(silent) + number, complaints + more
+        complaints += expired_calls(program, folder, host)
+        proxies, more = wire_proxies.run(program, folder, host, full)
+    met = collections.Counter(cell_of(operation, death) for operation, death in quick + silent)
+    number = met.total() + len(OPERATIONS) + sum(each.calls for each in proxies)
+    return number, complaints + more, (met, len(OPERATIONS), proxies)

@@ -8,8 +8,9 @@ import threading
 
 PATIENCE = 120
 TRANSPORT, TIMED_OUT, CONNECTION_LOST = "NSURLErrorDomain", -1001, -1005
+UNTRUSTED = "could not trust the certificate of"
 STAGES = ("could not find the host", "could not connect to", "could not make a secure connection to",
-          "could not trust the certificate of", "got no answer from", "could not read the whole answer of",
+          UNTRUSTED, "got no answer from", "could not read the whole answer of",
           "could not take the answer of")
 
 

@@ -10,6 +10,7 @@ import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 from wire_caller import Caller, check_error, is_right
+from wire_report import Passed
 from wire_server import CHUNKED, LENGTH, body_of, framed, number_in, operation_in
 
 THREADS = 16
@@ -180,6 +181,7 @@ def restart(proxy, crowd, threads, calls, restarts):
 
 
 def torment(program, folder, host, name, calls, restarts):
+    """(how many calls were answered, complaints)"""
     counter = Counter()
     proxy = Proxy(name, folder, counter.server_address[1])
     proxy.start()
@@ -203,14 +205,15 @@ def torment(program, folder, host, name, calls, restarts):
     least = calls // 2 if restarts else calls
     if len(crowd.answered) < least:
         complaints.append(f"only {len(crowd.answered)} of {calls} calls were answered")
-    return [f"{name}, {restarts} restarts: {complaint}" for complaint in complaints]
+    return len(crowd.answered), [f"{name}, {restarts} restarts: {complaint}" for complaint in complaints]
 
 
 def run(program, folder, host, full):
-    """(how many calls were made, complaints); the short form does without haproxy."""
-    number, complaints = 0, []
+    """(what was done with each proxy, complaints); the short form does without haproxy."""
+    done, complaints = [], []
     for name in ("nginx", "haproxy") if full else ("nginx",):
         for calls, restarts in ((2000, 0), (2000, 8)) if full else ((60, 0), (120, 2)):
-            number += calls
-            complaints += torment(program, folder, host, name, calls, restarts)
-    return number, complaints
+            answered, more = torment(program, folder, host, name, calls, restarts)
+            done.append(Passed(name, calls, restarts, answered))
+            complaints += more
+    return done, complaints
