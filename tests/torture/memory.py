@@ -10,8 +10,8 @@ from report import each_of
 
 NO_MEMORY = "std::bad_alloc"
 # What a call says for which OpenSSL is not in order.
-OF_OPENSSL = ("secure connection", "couldn't create a context", "the certificate of",
-              "no descriptor or memory left")
+OF_OPENSSL = ("secure connection", "couldn't create a context", "signaled by ssl ctx callback",
+              "the certificate of", "no descriptor or memory left")
 
 
 @dataclass(frozen=True)
