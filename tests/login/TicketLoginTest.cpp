@@ -201,7 +201,7 @@ TEST_F(TicketLogin, ManyAtOnceReportEachOnce) {
   });
   constexpr int kCalls = 20;
   for (int call = 0; call < kCalls; ++call) {
-    manager()->loginWithTicket("T" + std::to_string(call));
+    manager()->loginWithTicket(std::string("T").append(std::to_string(call)));
   }
   for (int call = 0; call < kCalls; ++call) {
     const LoginReport outcome = report();
