@@ -52,12 +52,12 @@ Variant childOf(const Variant& value, gsize index) {
   return Variant(lib().g_variant_get_child_value(value.get(), index));
 }
 
-GVariant* bytesOf(std::string_view text) {
+GVariant* byteArrayOf(std::string_view text) {
   return lib().g_variant_new_fixed_array(typeOf("y"), text.data(), text.size(), 1);
 }
 
 SecretBytes secretBytesOf(const std::string& secret) {
-  return SecretBytes(lib().g_variant_ref_sink(bytesOf(secret)));
+  return SecretBytes(lib().g_variant_ref_sink(byteArrayOf(secret)));
 }
 
 // Empty for "/", which the service gives where there is no object or no prompt.
@@ -242,7 +242,7 @@ const Path& SecretServiceConnection::session() {
 // A floating value of the session, no parameters, the secret and its content type.
 GVariant* SecretServiceConnection::encoded(GVariant* secret) {
   const char* path = session().c_str();
-  return lib().g_variant_new("(o@ay@ays)", path, bytesOf(""), secret, "text/plain");
+  return lib().g_variant_new("(o@ay@ays)", path, byteArrayOf(""), secret, "text/plain");
 }
 
 SecretServiceConnection::Found SecretServiceConnection::search(const KeychainItem& item) {
