@@ -228,7 +228,6 @@ TEST_F(ProcessLife, WorksInAChildForkedWhileIdle) {
 }
 
 #endif
-
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 TEST_F(ProcessLife, WorksInChildrenForkedWhileBusy) {
