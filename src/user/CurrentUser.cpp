@@ -7,7 +7,6 @@
 #include <ORXAccount/platform/NotificationCenter.h>
 
 #include <mutex>
-#include <new>
 #include <utility>
 
 #include "platform/keychain/StoreStatus.h"
@@ -48,9 +47,9 @@ void ORVAAccountUser::setCurrentUser(const std::shared_ptr<ORVAAccountUser>& use
   if (isDone(user)) return;
   const auto change = changeCurrentUser(user);
   logStore(user && change);
-  if (change)
-    callBack(CallbackKind::Change,
-             [change = *change] { NotificationCenter::defaultCenter()->postNotification(change); });
+  if (!change) return;
+  callBack(CallbackKind::Change,
+           [change = *change] { NotificationCenter::defaultCenter()->postNotification(change); });
 }
 
 std::optional<Notification> user::changeCurrentUser(const SharedUser& user) {
