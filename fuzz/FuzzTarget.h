@@ -47,8 +47,7 @@ class FuzzInput {
 #define ORX_FUZZ_TARGET(text)                                                         \
   static void fuzzTarget(std::string_view text);                                      \
   extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) { \
-    const std::string_view text(reinterpret_cast<const char*>(data), size);           \
-    checkGrowth(size, [text] { fuzzTarget(text); });                                  \
+    checkGrowth({reinterpret_cast<const char*>(data), size}, fuzzTarget);             \
     return 0;                                                                         \
   }                                                                                   \
   static void fuzzTarget(std::string_view text)

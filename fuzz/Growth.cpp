@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <random>
+#include <string>
 
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" __attribute__((weak)) int __sanitizer_install_malloc_and_free_hooks(
@@ -15,7 +17,6 @@ extern "C" __attribute__((weak)) int __sanitizer_install_malloc_and_free_hooks(
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using Nanoseconds = std::chrono::nanoseconds;
 
 #ifdef ORX_FUZZ_CHECK_TIME
@@ -26,67 +27,91 @@ constexpr bool checksTime = false;
 
 std::size_t bytesForAnyInput = std::size_t{4} << 20;
 constexpr std::size_t bytesForAByte = 2048;
-constexpr Nanoseconds timeForAnyInput = std::chrono::milliseconds(20);
-constexpr Nanoseconds timeForAByte = std::chrono::microseconds(20);
+constexpr Nanoseconds timeForAnyInput = std::chrono::milliseconds(50);
+
+// Of a stretched input. One of four times the length takes 4 times as much when the work is linear,
+// and 16 times when it is quadratic.
+constexpr std::size_t longSize = std::size_t{256} << 10;
+constexpr std::size_t shortSize = longSize / 4;
+constexpr int mostGrowth = 8;
+// Stretched inputs get this part of the time, so that most inputs are still new ones.
+constexpr int partForStretched = 10;
 
 std::atomic<std::size_t> allocated = 0;
-// The first two inputs pay for what is made once in a process: where they are libFuzzer's, the
-// first is an empty one.
-constexpr std::size_t inputsThatPay = 2;
-std::size_t inputs = 0;
 
 void count(const volatile void*, std::size_t size) { allocated += size; }
 void ignore(const volatile void*) {}
 
-[[noreturn]] void fail(std::size_t used, const char* what, std::size_t inputSize) {
-  std::fprintf(stderr, "%zu %s for an input of %zu\n", used, what, inputSize);
-  std::abort();
-}
+struct Usage {
+  std::size_t bytes;
+  Nanoseconds time;
+};
 
-// The processor's, of all threads of this process.
+// The processor's time, of all threads of this process.
 Nanoseconds processorTime() {
   timespec time{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
   return std::chrono::seconds(time.tv_sec) + Nanoseconds(time.tv_nsec);
 }
 
-// The least of some runs, since the machine may be busy with something else in one of them.
-Nanoseconds timeTaken(const std::function<void()>& work) {
-  auto least = Nanoseconds::max();
-  for (int run = 0; run < 3; ++run) {
-    const auto begin = processorTime();
-    work();
-    least = std::min(least, processorTime() - begin);
+Usage usageOf(std::string_view input, void (*work)(std::string_view)) {
+  allocated = 0;
+  const auto begin = processorTime();
+  work(input);
+  return {allocated, processorTime() - begin};
+}
+
+// Done again while it takes too much: the first run pays for what is made once in a process, and
+// the machine may be busy in another.
+template <typename TooMuch>
+void check(std::string_view input, void (*work)(std::string_view), TooMuch isTooMuch) {
+  Usage least = usageOf(input, work);
+  for (int run = 0; run < 5 && isTooMuch(least); ++run) {
+    const Usage usage = usageOf(input, work);
+    least = {std::min(least.bytes, usage.bytes), std::min(least.time, usage.time)};
   }
-  return least;
+  if (!isTooMuch(least)) return;
+  std::fprintf(stderr, "%zu bytes of input take %zu bytes of memory and %lld ns: %.200s\n",
+               input.size(), least.bytes, static_cast<long long>(least.time.count()),
+               std::string(input.substr(0, 200)).c_str());
+  std::abort();
+}
+
+// The input with a piece of it, any but always the same one, repeated up to the size.
+std::string stretched(std::string_view input, std::size_t size) {
+  std::minstd_rand random(std::hash<std::string_view>()(input));
+  const std::size_t begin = random() % input.size();
+  const std::size_t length = 1 + random() % (input.size() - begin);
+  std::string text(input.substr(0, begin));
+  while (text.size() < size) text += input.substr(begin, length);
+  return text += input.substr(begin + length);
+}
+
+void checkStretched(std::string_view input, void (*work)(std::string_view)) {
+  const std::string less = stretched(input, shortSize);
+  check(stretched(input, longSize), work, [&](const Usage& usage) {
+    if (usage.bytes <= bytesForAnyInput && usage.time <= timeForAnyInput) return false;
+    const Usage before = usageOf(less, work);
+    return usage.bytes > bytesForAnyInput + mostGrowth * before.bytes ||
+           (checksTime && usage.time > timeForAnyInput + mostGrowth * before.time);
+  });
 }
 
 }  // namespace
 
 void allowForAnyInput(std::size_t bytes) { bytesForAnyInput = bytes; }
 
-void checkGrowth(std::size_t inputSize, const std::function<void()>& work) {
-  static const bool shows = std::getenv("ORX_FUZZ_SHOW_GROWTH") != nullptr;
+void checkGrowth(std::string_view input, void (*work)(std::string_view input)) {
   static const bool counts = __sanitizer_install_malloc_and_free_hooks != nullptr &&
                              __sanitizer_install_malloc_and_free_hooks(count, ignore) != 0;
-  (void)counts;
-  allocated = 0;
-  const auto begin = Clock::now();
-  work();
-  const Nanoseconds took = Clock::now() - begin;
-  const std::size_t bytes = allocated;
-  if (shows) {
-    std::fprintf(stderr, "growth: %zu %zu %lld\n", inputSize, bytes,
-                 static_cast<long long>(took.count()));
-  }
-  if (++inputs <= inputsThatPay) return;
-  if (bytes > bytesForAnyInput + bytesForAByte * inputSize) {
-    fail(bytes, "bytes were allocated", inputSize);
-  }
-  const auto allowed = timeForAnyInput + timeForAByte * static_cast<std::int64_t>(inputSize);
-  if (!checksTime || took <= allowed) return;
-  const auto least = timeTaken(work);
-  if (least > allowed) {
-    fail(static_cast<std::size_t>(least.count()), "nanoseconds of the processor", inputSize);
-  }
+  check(input, work, [&](const Usage& usage) {
+    return usage.bytes > bytesForAnyInput + bytesForAByte * input.size();
+  });
+  if (input.empty() || !(counts || checksTime)) return;
+  static const bool stretchesAll = std::getenv("ORX_FUZZ_STRETCH_ALL") != nullptr;
+  static Nanoseconds spent{};
+  if (!stretchesAll && spent * partForStretched > processorTime()) return;
+  const auto begin = processorTime();
+  checkStretched(input, work);
+  spent += processorTime() - begin;
 }

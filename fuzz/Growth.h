@@ -2,13 +2,14 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
+#include <string_view>
 
-// Does the work for one input, and fails when it takes more of the processor's time, or more memory
-// in all, freed or not, than grows with the input's length: what copies the rest again and again
-// takes its square. The time is checked where an engine fuzzes, and the memory where a sanitizer
-// counts allocations.
-void checkGrowth(std::size_t inputSize, const std::function<void()>& work);
+// Does the work for one input, and fails when it takes memory, freed or not, without proportion to
+// the input's length. For some inputs it is done again with a piece of them repeated, and fails
+// when its memory or the processor's time then grows with the square of the length, as that of what
+// looks through the rest again and again does: in a short input that cannot be seen. The time is
+// checked where an engine fuzzes, and the memory where a sanitizer counts allocations.
+void checkGrowth(std::string_view input, void (*work)(std::string_view input));
 
 // For a target that takes as much memory for any input, however short, as one that hashes
 // passwords.

@@ -176,6 +176,7 @@ def main():
         if asked.minimise:
             minimise(program, [kept, working], kept, build)
         elif asked.corpora:
+            os.environ["ORX_FUZZ_STRETCH_ALL"] = "1"
             output_of([program, "-runs=0", *options, working, kept], build)
         elif not fuzz(program, [working, kept], options, asked, build):
             break

@@ -2,6 +2,8 @@
 #include "JSON.h"
 
 #include <nlohmann/json.hpp>
+#include <utility>
+#include <vector>
 
 #include "Printable.h"
 
@@ -42,32 +44,66 @@ JSON toJSON(const orx::Value& value) {
   return nullptr;
 }
 
-orx::Value fromJSON(const JSON& json) {
-  switch (json.type()) {
-    case JSON::value_t::boolean:
-      return json.get<bool>();
-    case JSON::value_t::number_integer:
-      return json.get<std::int64_t>();
-    case JSON::value_t::number_unsigned:
-      return json.get<std::uint64_t>();
-    case JSON::value_t::number_float:
-      return json.get<double>();
-    case JSON::value_t::string:
-      return json.get<std::string>();
-    case JSON::value_t::array: {
-      orx::Array array;
-      for (const JSON& element : json) array.push_back(fromJSON(element));
-      return array;
-    }
-    case JSON::value_t::object: {
-      orx::Dictionary dictionary;
-      for (const auto& [key, entry] : json.items()) dictionary.set(key, fromJSON(entry));
-      return dictionary;
-    }
-    default:
-      return nullptr;
+// Puts the values together as they are read. A document of nlohmann's in between would look for
+// each key among all that came before it.
+class ValueReader {
+ public:
+  bool null() { return add(nullptr); }
+  bool boolean(bool value) { return add(value); }
+  bool number_integer(std::int64_t value) { return add(value); }
+  bool number_unsigned(std::uint64_t value) { return add(value); }
+  bool number_float(double value, const std::string&) { return add(value); }
+  bool string(std::string& text) { return add(std::move(text)); }
+  bool binary(JSON::binary_t&) { return false; }
+  bool start_object(std::size_t) { return open(true); }
+  bool start_array(std::size_t) { return open(false); }
+  bool end_object() { return close(); }
+  bool end_array() { return close(); }
+  bool key(std::string& name) {
+    open_.back().key = std::move(name);
+    return true;
   }
-}
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) {
+    return false;
+  }
+
+  orx::Value take() { return std::move(whole_); }
+
+ private:
+  struct Container {
+    bool isObject;
+    orx::Dictionary dictionary;
+    orx::Array array;
+    std::string key;
+  };
+
+  bool add(orx::Value value) {
+    if (open_.empty()) {
+      whole_ = std::move(value);
+    } else if (Container& container = open_.back(); container.isObject) {
+      container.dictionary.set(container.key, std::move(value));
+    } else {
+      container.array.push_back(std::move(value));
+    }
+    return true;
+  }
+  bool open(bool isObject) {
+    // Values are written and destroyed by recursion: without a bound, deep nesting ends in SIGSEGV.
+    constexpr std::size_t kDeepest = 512;
+    if (open_.size() == kDeepest) return false;
+    open_.push_back({.isObject = isObject, .dictionary = {}, .array = {}, .key = {}});
+    return true;
+  }
+  bool close() {
+    Container container = std::move(open_.back());
+    open_.pop_back();
+    return container.isObject ? add(std::move(container.dictionary))
+                              : add(std::move(container.array));
+  }
+
+  orx::Value whole_;
+  std::vector<Container> open_;
+};
 
 }  // namespace
 
@@ -77,16 +113,9 @@ std::string jsonFromValue(const orx::Value& value, JSONLayout layout) {
 }
 
 std::optional<orx::Value> valueFromJSON(const std::string& text) {
-  // Values are converted and destroyed by recursion: without a bound, deep nesting ends in SIGSEGV.
-  constexpr int kDeepest = 512;
-  bool tooDeep = false;
-  const auto notTooDeep = [&](int depth, JSON::parse_event_t, const JSON&) {
-    tooDeep = tooDeep || depth > kDeepest;
-    return !tooDeep;
-  };
-  const JSON json = JSON::parse(text, notTooDeep, false);
-  if (tooDeep || json.is_discarded()) return std::nullopt;
-  return fromJSON(json);
+  ValueReader reader;
+  if (!JSON::sax_parse(text, &reader)) return std::nullopt;
+  return reader.take();
 }
 
 }  // namespace tool
