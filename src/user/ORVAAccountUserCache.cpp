@@ -255,6 +255,9 @@ void ORVAAccountUserCache::setCachedUser_archivedUser(const std::shared_ptr<ORVA
     return;
   }
   if (!archivedUser) return;
+  // The defaults may end this before it comes to the keychain, and what an earlier call met there
+  // would be told in place of their error.
+  noteKeychainError(nullptr);
   const auto lock = lockTransaction(Missing::Create);
   if (isHeldUp(lock)) return;
   const bool isWrittenBack = isOf(restored.user, user);
