@@ -48,6 +48,14 @@ TEST_F(UserCacheWithoutDefaults, RestoresNobodyDeletesNothingAndSaysWhy) {
   EXPECT_EQ(keychainStatus().lastError(), errSecSuccess);
 }
 
+TEST_F(UserCacheWithoutDefaults, SaysWhyASignInIsNotStoredWhateverTheKeychainSaidBefore) {
+  noteKeychainError(keychainFailure(errSecNotAvailable, "There is no session bus.").value());
+  signIn("another");
+  const auto status = keychainStatus();
+  EXPECT_EQ(status.lastError(), errSecIO);
+  EXPECT_EQ(status.path(), home.defaultsFile().string());
+}
+
 TEST_F(UserCacheWithoutDefaults, StoresNoSignInAndMakesNoNewUUID) {
   const auto before = snapshotOf(home.path());
   signIn("another");
