@@ -2,6 +2,7 @@
 #include "Growth.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -29,13 +30,17 @@ std::size_t bytesForAnyInput = std::size_t{4} << 20;
 constexpr std::size_t bytesForAByte = 2048;
 constexpr Nanoseconds timeForAnyInput = std::chrono::milliseconds(50);
 
-// Of a stretched input. One of four times the length takes 4 times as much when the work is linear,
-// and 16 times when it is quadratic.
-constexpr std::size_t longSize = std::size_t{256} << 10;
-constexpr std::size_t shortSize = longSize / 4;
+// Of stretched inputs, each four times as long as the one before: work that is linear takes 4 times
+// as much, and 16 times when it is quadratic.
+constexpr std::array stretchedSizes{std::size_t{16} << 10, std::size_t{64} << 10,
+                                    std::size_t{256} << 10};
 constexpr int mostGrowth = 8;
+// After which no longer one is tried.
+constexpr Nanoseconds longTime = std::chrono::milliseconds(100);
 // Stretched inputs get this part of the time, so that most inputs are still new ones.
 constexpr int partForStretched = 10;
+
+bool stretches = true;
 
 std::atomic<std::size_t> allocated = 0;
 
@@ -64,13 +69,13 @@ Usage usageOf(std::string_view input, void (*work)(std::string_view)) {
 // Done again while it takes too much: the first run pays for what is made once in a process, and
 // the machine may be busy in another.
 template <typename TooMuch>
-void check(std::string_view input, void (*work)(std::string_view), TooMuch isTooMuch) {
+Usage check(std::string_view input, void (*work)(std::string_view), TooMuch isTooMuch) {
   Usage least = usageOf(input, work);
   for (int run = 0; run < 5 && isTooMuch(least); ++run) {
     const Usage usage = usageOf(input, work);
     least = {std::min(least.bytes, usage.bytes), std::min(least.time, usage.time)};
   }
-  if (!isTooMuch(least)) return;
+  if (!isTooMuch(least)) return least;
   std::fprintf(stderr, "%zu bytes of input take %zu bytes of memory and %lld ns: %.200s\n",
                input.size(), least.bytes, static_cast<long long>(least.time.count()),
                std::string(input.substr(0, 200)).c_str());
@@ -88,18 +93,25 @@ std::string stretched(std::string_view input, std::size_t size) {
 }
 
 void checkStretched(std::string_view input, void (*work)(std::string_view)) {
-  const std::string less = stretched(input, shortSize);
-  check(stretched(input, longSize), work, [&](const Usage& usage) {
-    if (usage.bytes <= bytesForAnyInput && usage.time <= timeForAnyInput) return false;
-    const Usage before = usageOf(less, work);
-    return usage.bytes > bytesForAnyInput + mostGrowth * before.bytes ||
-           (checksTime && usage.time > timeForAnyInput + mostGrowth * before.time);
-  });
+  std::string before = stretched(input, stretchedSizes.front() / 4);
+  for (const std::size_t size : stretchedSizes) {
+    std::string text = stretched(input, size);
+    const Usage usage = check(text, work, [&](const Usage& now) {
+      if (now.bytes <= bytesForAnyInput && now.time <= timeForAnyInput) return false;
+      const Usage less = usageOf(before, work);
+      return now.bytes > bytesForAnyInput + mostGrowth * less.bytes ||
+             (checksTime && now.time > timeForAnyInput + mostGrowth * less.time);
+    });
+    if (usage.time > longTime) return;
+    before = std::move(text);
+  }
 }
 
 }  // namespace
 
 void allowForAnyInput(std::size_t bytes) { bytesForAnyInput = bytes; }
+
+void leaveInputsShort() { stretches = false; }
 
 void checkGrowth(std::string_view input, void (*work)(std::string_view input)) {
   static const bool counts = __sanitizer_install_malloc_and_free_hooks != nullptr &&
@@ -107,7 +119,7 @@ void checkGrowth(std::string_view input, void (*work)(std::string_view input)) {
   check(input, work, [&](const Usage& usage) {
     return usage.bytes > bytesForAnyInput + bytesForAByte * input.size();
   });
-  if (input.empty() || !(counts || checksTime)) return;
+  if (!stretches || input.empty() || !(counts || checksTime)) return;
   static const bool stretchesAll = std::getenv("ORX_FUZZ_STRETCH_ALL") != nullptr;
   static Nanoseconds spent{};
   if (!stretchesAll && spent * partForStretched > processorTime()) return;

@@ -18,6 +18,8 @@ static void compare(std::string_view text, ResultBlockPattern pattern) {
 }
 
 ORX_FUZZ_TARGET(text) {
+  // The address sanitizer looks at all of the text whenever memrchr() is called.
+  leaveInputsShort();
   compare(text, ResultBlockPattern::Lenient);
   compare(text, ResultBlockPattern::Strict);
 }
