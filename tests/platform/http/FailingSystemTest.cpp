@@ -84,14 +84,18 @@ TEST(FailingSystem, LetsEachCallReplaceABrokenConnectionHoweverManyDidBefore) {
 }
 
 TEST(FailingSystem, SaysWhatBecameOfACallWhoseConnectionsAllBroke) {
-  TLSTestServer server(
-      hosts, [](const auto&) { return Answer{.bytes = Answer::reply(200).bytes, .stalls = true}; });
-  // So many calls at a time leave as many connections.
+  // Without any answer until all have asked, no call uses the connection of one before it: so many
+  // calls leave as many connections.
+  Event allHaveAsked;
+  TLSTestServer server(hosts, [&](const auto&) {
+    EXPECT_TRUE(allHaveAsked.wait());
+    return Answer::reply(200);
+  });
   constexpr int connections = 10;
   const auto outcomes = std::make_shared<Outcomes>();
   for (int i = 0; i < connections; ++i) start(server.configuration(), request(), into(outcomes));
   server.awaitRequests(connections);
-  server.release();
+  allHaveAsked.set();
   for (int i = 0; i < connections; ++i) outcomes->take();
   const FailingCalls failing(Function::send, ECONNRESET, 1);
   const Outcome outcome = call(server.configuration(), request());
