@@ -62,7 +62,8 @@ PARTS = [
          r"(?m)^\w+: (\d+) \(", "trials"),
     Part("soak", "./dev torture soak 60", "an hour of 32 threads that do everything at once",
          LIBRARY + ("tests/torture/*", "devserver/*"), r"(?m)^soak: (\d+) \(", "calls"),
-    Part("mutants", "./dev mutate --seed 1 --count 20", "small faults, each noticed by a test",
+    # All again: a test that noticed a fault may have been edited since.
+    Part("mutants", "./dev mutate --seed 1 --count 20 --again all", "small faults, each noticed by a test",
          PROGRAMS + ("scripts/mutat*", "docs/mutation.md"), r"\d+ faults, \d+ killed"),
     Part("compilers", "./dev compilers", "eleven compilers and settings, two equal builds",
          LIBRARY + ("devserver/*", "tools/*", "examples/*", "scripts/compilers.sh")),

@@ -172,7 +172,8 @@ def main():
     parser.add_argument("--kind", action="append", help="faults of this kind alone, e.g. lock")
     parser.add_argument("--shard", default="1/1",
                         help="I/N: the Ith of N parts of the faults, in a copy of its own")
-    parser.add_argument("--again", action="store_true", help="try the survivors once more")
+    parser.add_argument("--again", choices=["survivors", "all"],
+                        help="try these once more, of those that have been tried before")
     parser.add_argument("--list", action="store_true", help="print the chosen faults, run nothing")
     arguments = parser.parse_args()
 
@@ -191,7 +192,7 @@ def main():
     journal = Journal(PLACE / "journal.jsonl")
     if arguments.again:
         journal.outcomes = {key: outcome for key, outcome in journal.outcomes.items()
-                            if outcome != "survived"}
+                            if arguments.again == "survivors" and outcome != "survived"}
     run(found, keys, journal, PLACE / str(shard))
     return 1 if summary(found, keys, journal) else 0
 
