@@ -15,6 +15,7 @@ OWN = "the library"
 # What OpenSSL does not try again for as long as the process lives, by a function that is on the stack.
 ONCE_IN_A_PROCESS = (
     (re.compile(r"CRYPTO_THREAD_run_once"), "it begins once"),
+    (re.compile(r"RAND_get0_primary"), "it prepares its random generator once"),
     (re.compile(r"EVP_[A-Z]+_fetch|OSSL_DECODER_do_all_provided"), "it asks for each kind of algorithm once"),
 )
 

@@ -36,24 +36,18 @@ def live(own, trial):
                     onlyOfCxx=trial.only_of_cxx, repeats=trial.repeats)
 
 
-def stride_of_all(step):
-    """Nearly all of these are the vendors' own, the most of them in one handshake."""
-    return step * 32
+def share_told(stride, stride_of_all):
+    return (f"{each_of(stride)} of the library's own, {each_of(stride_of_all)} of all together, and in the other "
+            f"lives {each_of(stride_of_all * RARER_IN_OTHERS)} of these")
 
 
-def share_told(step):
-    stride = stride_of_all(step)
-    return (f"{each_of(step)} of the library's own, {each_of(stride)} of all together, and in the other lives "
-            f"{each_of(stride * RARER_IN_OTHERS)} of these")
-
-
-def trials(bench, service, step, offset):
-    """Every `step`-th allocation of the library's own code fails, and of all together fewer."""
+def trials(bench, service, stride, stride_of_all, offset):
+    """One in `stride` allocations of the library's own code fails, and one in `stride_of_all` of all together."""
     own = bench_of(bench)
     for life in LIVES:
         for store in life.stores:
-            for only_of_cxx, stride in ((True, step), (False, stride_of_all(step) * life.rarer)):
-                yield from trials_of(own, service, life, store, only_of_cxx, stride, offset)
+            for only_of_cxx, one_in in ((True, stride), (False, stride_of_all * life.rarer)):
+                yield from trials_of(own, service, life, store, only_of_cxx, one_in, offset)
 
 
 def trials_of(own, service, life, store, only_of_cxx, stride, offset):

@@ -72,7 +72,7 @@ def each_of(step):
 
 MEMORY_HEAD = """# A host's life in which memory runs out
 
-Written by `./dev torture memory [--step N]` (`tests/torture/`). {lives}
+Written by `./dev torture memory [--step N] [--all-allocations]` (`tests/torture/`). {lives}
 
 In each trial one allocation fails, or that one and all that come after it: {share}. The library's own
 are those of `operator new`; nearly all others are OpenSSL's, libcurl's and GLib's. After one failure:
@@ -86,10 +86,10 @@ are those of `operator new`; nearly all others are OpenSSL's, libcurl's and GLib
   what has failed is done again, and works.
 
 No trial fails for a vendor's code that dies, as GLib does by design, or for OpenSSL where it remembers a
-failure for as long as the process lives: it begins once, and asks its providers once for each kind of
-algorithm. Then each call says so, and only a new process gets over it. Nor where libcurl reads its
-certificates after a step of the handshake has failed and before it asks for the reason: that call ends
-with its time-out, and the next one works. The table lists all three. What libcurl
+failure for as long as the process lives: it begins once, prepares its random generator once, and asks its
+providers once for each kind of algorithm. Then each call says so, and only a new process gets over it.
+Nor where libcurl reads its certificates after a step of the handshake has failed and before it asks for
+the reason: that call ends with its time-out, and the next one works. The table lists these. What libcurl
 keeps, a certificate for which there was no memory among them, is read anew by the next call.
 
 When all later allocations fail the process may end; it must not hang, and the store must hold the old

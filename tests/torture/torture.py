@@ -4,8 +4,8 @@
 does, and its connections at every byte of a call.
 
 usage: torture.py --host PROGRAM --service PROGRAM --wire-host PROGRAM --soak-host PROGRAM --devserver PROGRAM
-                  [--full] [--reports FOLDER] [--seed NUMBER] [--seconds NUMBER] [--step NUMBER] [--sanitized]
-                  [PART...]
+                  [--full] [--reports FOLDER] [--seed NUMBER] [--seconds NUMBER] [--step NUMBER] [--all-allocations]
+                  [--sanitized] [PART...]
 
 The parts: calls, kills, moments, faults, migration, crowd, wire, memory, syscalls, and soak, which runs only
 when it is named, for --seconds or for the minutes that follow it. Without --full each is short. A part is
@@ -84,8 +84,11 @@ def run_trials(options, pool, make):
     return len(chosen), [complaint for complaint, _ in outcomes if complaint], vendors
 
 
-def memory_step(options):
-    return options.step or (1 if options.full else 211)
+def memory_strides(options):
+    """Of the library's own allocations, and of all together: nearly all of these are the vendors', the most of
+    them in one handshake."""
+    own = options.step or (1 if options.full else 211)
+    return own, own if options.all_allocations else own * 32
 
 
 def syscalls_step(options):
@@ -98,7 +101,7 @@ def run_memory(options):
     # These trials wait for the service.
     with Service(options.devserver) as service, workers(options, 2 * os.cpu_count()) as pool:
         return run_trials(options, pool,
-                          lambda own: memory.trials(own, service.request, memory_step(options), offset))
+                          lambda own: memory.trials(own, service.request, *memory_strides(options), offset))
 
 
 def run_syscalls(options):
@@ -148,7 +151,7 @@ def parts(options, pool):
                  lambda: soak.run(options.soak_host, options.devserver, options.seconds, seed,
                                   options.sanitized)),
         "memory": (f"an allocation that fails, or all from one on, in a host's life with the service: "
-                   f"{memory.share_told(memory_step(options))}",
+                   f"{memory.share_told(*memory_strides(options))}",
                    lambda: run_memory(options)),
         "syscalls": (f"a system call that fails, once or for ever, in a host's life with the service: "
                      f"{syscalls.share_told(syscalls_step(options))}",
@@ -168,6 +171,8 @@ def read_options():
     parser.add_argument("--full", action="store_true")
     parser.add_argument("--reports", type=Path, help="the folder to write them to")
     parser.add_argument("--step", type=int, help="of memory and syscalls: one of so many fails")
+    parser.add_argument("--all-allocations", action="store_true",
+                        help="of memory: the vendors' as often as the library's own")
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("parts", nargs="*", metavar="PART")
     options = parser.parse_args()
@@ -182,7 +187,7 @@ def read_options():
 def write_reports(options, name, result, details):
     write_report(options.reports / "torture.md", options.seed, name, result)
     if name == "memory":
-        write_memory_report(options.reports / "memory.md", options.seed, memory.share_told(memory_step(options)),
+        write_memory_report(options.reports / "memory.md", options.seed, memory.share_told(*memory_strides(options)),
                             result, *details)
     if name == "wire":
         wire_report.write(options.reports / "wire.md", options.seed, *details)
